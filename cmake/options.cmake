@@ -1,0 +1,33 @@
+# Compiler options that every target of the project shares, as the interface library project_options.
+
+add_library(project_options INTERFACE)
+target_include_directories(project_options INTERFACE "${PROJECT_SOURCE_DIR}")
+
+set(warnings -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_compile_options(project_options INTERFACE ${warnings})
+
+if(PYORV3_SANITIZE)
+    set(sanitizers "-fsanitize=${PYORV3_SANITIZE}" -fno-omit-frame-pointer)
+    if(PYORV3_SANITIZE MATCHES "undefined")
+        list(APPEND sanitizers -fno-sanitize-recover=undefined)
+    endif()
+    target_compile_options(project_options INTERFACE ${sanitizers})
+    target_link_options(project_options INTERFACE ${sanitizers})
+endif()
+
+if(NOT WIN32)
+    # Hardening against what comes in files and from scripts; an unresolved symbol is a build error.
+    target_compile_definitions(project_options INTERFACE
+        $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${PYORV3_SANITIZE}>>>:_FORTIFY_SOURCE=2>)
+    target_compile_options(project_options INTERFACE -fstack-protector-strong)
+    target_link_options(project_options INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now)
+endif()
+
+# calling conventions of the three native interfaces on 32-bit Windows
+foreach(interface ORV_CALL ORV_DICTIONARY_CALL ORV_ENGINE_CALL)
+    set(${interface} "__cdecl" CACHE STRING "Calling convention on Windows: __cdecl or __stdcall")
+    set_property(CACHE ${interface} PROPERTY STRINGS __cdecl __stdcall)
+    if(WIN32)
+        target_compile_definitions(project_options INTERFACE ${interface}=${${interface}})
+    endif()
+endforeach()
