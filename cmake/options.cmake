@@ -16,9 +16,10 @@ if(PYORV3_SANITIZE)
 endif()
 
 if(NOT WIN32)
-    # Hardening against what comes in files and from scripts; an unresolved symbol is a build error.
-    target_compile_definitions(project_options INTERFACE
-        $<$<AND:$<CONFIG:Release>,$<NOT:$<BOOL:${PYORV3_SANITIZE}>>>:_FORTIFY_SOURCE=2>)
+    # Hardening against what comes in files and from scripts.
+    if(NOT PYORV3_SANITIZE)
+        target_compile_definitions(project_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+    endif()
     target_compile_options(project_options INTERFACE -fstack-protector-strong)
     target_link_options(project_options INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now)
 endif()

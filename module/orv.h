@@ -58,7 +58,8 @@ typedef uint32_t OrvStatus;
  * other value is a failure number. */
 typedef int16_t OrvResult;
 
-/* What the node enumeration reports of a node and context creation takes; the caller zero-fills it. */
+/* What the node enumeration reports of a node and context creation takes; the caller zero-fills it.
+ */
 typedef struct OrvNodeRecord {
     uint8_t identity[514]; /* the library's own */
     char refusal[538];     /* NUL-terminated; a node with a text here cannot be used */
@@ -75,10 +76,10 @@ typedef struct OrvParameterDescriptionKey {
 /* What OrvParameterDescriptionQuery answers; the caller zero-fills it. */
 typedef struct OrvParameterDescription {
     uint8_t reserved[4];
-    uint16_t type;     /* data type code */
-    uint16_t size;     /* value size in bytes; of a text, its length without the terminator */
-    char name[13];     /* NUL-terminated, at most 12 characters */
-    char text[33];     /* NUL-terminated second text */
+    uint16_t type; /* data type code */
+    uint16_t size; /* value size in bytes; of a text, its length without the terminator */
+    char name[13]; /* NUL-terminated, at most 12 characters */
+    char text[33]; /* NUL-terminated second text */
     uint8_t unused[2];
 } OrvParameterDescription;
 
@@ -123,7 +124,8 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvOpenDataSource(OrvContext context, const cha
                                                    uint32_t option, const char* auxiliary);
 ORV_FUNCTION OrvResult ORV_CALL OrvDataSourceOpening(OrvContext context, const char* fileName,
                                                      uint16_t sourceType, uint32_t accessMode,
-                                                     uint32_t option, const char* auxiliary); /* 6 */
+                                                     uint32_t option,
+                                                     const char* auxiliary); /* 6 */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvCreateFile(OrvContext context, const char* fileName,
                                                uint16_t sourceType, uint16_t first, uint16_t second,
                                                uint16_t third);

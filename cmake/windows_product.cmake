@@ -1,0 +1,15 @@
+# finish_windows_product(TARGET)
+#
+# Links a module of the product so that it needs nothing but Windows, Python and the suite: the
+# compiler's runtime is inside it. Its loading address and its data are protected, and it carries the
+# version of the project.
+
+enable_language(RC)
+
+function(finish_windows_product target)
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/windows/version.rc.in"
+        "${CMAKE_BINARY_DIR}/version.rc" @ONLY)
+    set_target_properties(${target} PROPERTIES SUFFIX ".pyd")
+    target_sources(${target} PRIVATE "${CMAKE_BINARY_DIR}/version.rc")
+    target_link_options(${target} PRIVATE -static -Wl,--dynamicbase -Wl,--nxcompat $<$<CONFIG:Release>:-s>)
+endfunction()

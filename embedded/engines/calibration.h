@@ -1,0 +1,50 @@
+// The calibrations of a spectrum.
+//
+// Channels count from 1 and a channel number is a real number: channel 10 is centred at 10.0 and
+// reaches from 9.5 to 10.5. Energies are in keV, widths are full widths at half maximum (FWHM).
+#ifndef PYORV3_EMBEDDED_ENGINES_CALIBRATION_H
+#define PYORV3_EMBEDDED_ENGINES_CALIBRATION_H
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace embedded::engines {
+
+// FWHM of a Gaussian whose standard deviation is 1: 2 sqrt(2 ln 2).
+inline constexpr double fwhmPerSigma = 2.3548200450309493;
+
+// c1 + c2 x + c3 x^2 + ...; 0 without coefficients.
+double polynomial(std::span<const double> coefficients, double x);
+
+// The coefficients as a file holds them, lowest order first.
+struct Calibration {
+    std::vector<double> energy;  // keV = polynomial in the channel number
+    std::vector<double> shape;   // (FWHM / keV)^2 = polynomial in the energy / keV
+    std::vector<double>
+        efficiency;  // ln(efficiency) = polynomial in ln(energy / keV); may be empty
+};
+
+double energyAt(const Calibration& calibration, double channel);
+
+// Width of a channel in keV: the derivative of the energy.
+double energyPerChannel(const Calibration& calibration, double channel);
+
+// The channel number of an energy between the edges of the first and the last channel; the nearer
+// edge for an energy outside. The energy must rise from channel to channel.
+double channelAt(const Calibration& calibration, double energy, std::size_t channelCount);
+
+// Whether the energy is finite and rises from each channel to the next.
+bool energyRises(const Calibration& calibration, std::size_t channelCount);
+
+// FWHM in channels at each channel, channel 1 first; 0 at a channel where the calibration gives no
+// width a peak can have: not a number, less than half a channel, more than 1/16 of the spectrum.
+std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t channelCount);
+
+// Full-energy peak efficiency; 1 without an efficiency calibration or at an energy that is not
+// positive, so that yields alone decide; 0 where the calibration gives no finite number.
+double efficiencyAt(const Calibration& calibration, double energy);
+
+}  // namespace embedded::engines
+
+#endif

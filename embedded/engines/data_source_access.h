@@ -1,0 +1,56 @@
+// The engine's access to a data source through the data-access library.
+#ifndef PYORV3_EMBEDDED_ENGINES_DATA_SOURCE_ACCESS_H
+#define PYORV3_EMBEDDED_ENGINES_DATA_SOURCE_ACCESS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "module/orv.h"
+
+namespace embedded::engines {
+
+// A data source that the caller of the engine has opened and goes on owning. Records and entries
+// count from 1. Throws EngineFailure.
+class DataSourceAccess {
+  public:
+    // Throws dataSourceRefused where no data source is open under the handle.
+    explicit DataSourceAccess(OrvContext context);
+
+    // One value, or nothing where the file has none.
+    std::optional<std::int32_t> readLong(std::uint32_t code) const;
+    std::optional<double> readDouble(std::uint32_t code, std::uint16_t record = 1,
+                                     std::uint16_t entry = 1) const;
+    std::optional<std::uint8_t> readByte(std::uint32_t code, std::uint16_t record,
+                                         std::uint16_t entry = 1) const;
+    std::optional<std::string> readText(std::uint32_t code, std::uint16_t record) const;
+
+    // The values of entries 1, 2, ... of record 1, up to the first that the file has not.
+    std::vector<double> readCoefficients(std::uint32_t code) const;
+
+    // The contents of all channels, at least one. Throws spectrumUnreadable.
+    std::vector<double> readSpectrum() const;
+
+    // 0 where the file has no such class or record.
+    std::uint16_t recordCount(std::uint16_t classCode) const;
+    std::uint16_t entryCount(std::uint16_t classCode, std::uint16_t record) const;
+
+    // Throw resultsNotWritable. Writing to the record after the last makes it.
+    void deleteRecords(std::uint16_t classCode) const;
+    void writeLong(std::uint32_t code, std::uint16_t record, std::int32_t value) const;
+    void writeDouble(std::uint32_t code, std::uint16_t record, double value) const;
+    void writeText(std::uint32_t code, std::uint16_t record, const std::string& value) const;
+
+  private:
+    template <typename Value>
+    std::optional<Value> read(std::uint32_t code, std::uint16_t record, std::uint16_t entry) const;
+    void write(std::uint32_t code, std::uint16_t record, const void* value,
+               std::uint32_t size) const;
+
+    OrvContext context_;
+};
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,57 @@
+#include "embedded/engines/engine.h"
+
+#include <new>
+#include <optional>
+
+#include "embedded/engines/analysis.h"
+#include "embedded/engines/data_source_access.h"
+#include "embedded/engines/engine_failure.h"
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr std::uint32_t optionSteps = optionSearchPeaks | optionIdentifyNuclides;
+constexpr std::uint32_t smallestLimit = 10;  // tenths
+
+std::optional<double> limitOf(std::uint32_t options) {
+    const std::uint32_t tenths = (options & optionLimitMask) >> optionLimitShift;
+    if ((options & ~(optionSteps | optionLimitMask)) != 0 ||
+        (tenths != 0 && tenths < smallestLimit)) {
+        throw EngineFailure(status::badOption);
+    }
+    return tenths == 0 ? std::nullopt : std::optional(0.1 * tenths);
+}
+
+void run(OrvContext context, std::uint32_t options) {
+    const std::optional<double> limit = limitOf(options);
+    const std::uint32_t steps = (options & optionSteps) == 0 ? optionSteps : options & optionSteps;
+    const DataSourceAccess dataSource(context);
+    const Analysis analysis(dataSource, limit);
+    if ((steps & optionSearchPeaks) != 0) {
+        analysis.searchPeaks();
+    }
+    if ((steps & optionIdentifyNuclides) != 0) {
+        analysis.identifyNuclides(steps == optionIdentifyNuclides);
+    }
+}
+
+}  // namespace
+
+}  // namespace embedded::engines
+
+// The caller may be of any language: no exception leaves this function.
+std::uint32_t ORV_ENGINE_CALL searchPeaks(std::int32_t dataSource, std::int32_t options,
+                                          std::int32_t, std::int32_t) {
+    using namespace embedded::engines;
+    try {
+        run(dataSource, static_cast<std::uint32_t>(options));
+        return status::success;
+    } catch (const EngineFailure& failure) {
+        return failure.status();
+    } catch (const std::bad_alloc&) {
+        return status::outOfMemory;
+    } catch (...) {
+        return status::internalFailure;
+    }
+}

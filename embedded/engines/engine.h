@@ -1,0 +1,64 @@
+// The peak-search engine, peak_search.so: searches the spectrum of an open data source for peaks
+// and identifies nuclides. A script runs it as engine "peak_search", entry point "searchPeaks".
+#ifndef PYORV3_EMBEDDED_ENGINES_ENGINE_H
+#define PYORV3_EMBEDDED_ENGINES_ENGINE_H
+
+#include <cstdint>
+
+#include "module/orv.h"
+
+namespace embedded::engines {
+
+// ---- The option word --------------------------------------------------------------------------
+// Bits 0 and 1 choose the steps; neither is as both. Bits 8 to 15 give the significance limit in
+// tenths of a standard deviation, 10 (1.0) to 255 (25.5); 0 takes the file's. Other bits are 0.
+
+inline constexpr std::uint32_t optionSearchPeaks = 0x1;
+inline constexpr std::uint32_t optionIdentifyNuclides = 0x2;
+inline constexpr std::uint32_t optionLimitMask = 0xFF00;
+inline constexpr unsigned optionLimitShift = 8;
+
+// ---- Statuses ----------------------------------------------------------------------------------
+
+namespace status {
+inline constexpr std::uint32_t success = 0;
+inline constexpr std::uint32_t badOption = 0xE0610001;           // option word not as above
+inline constexpr std::uint32_t dataSourceRefused = 0xE0610002;   // handle names no open source
+inline constexpr std::uint32_t spectrumUnreadable = 0xE0610003;  // none, or the reading failed
+inline constexpr std::uint32_t spectrumEmpty = 0xE0610004;       // no channel has a count
+inline constexpr std::uint32_t noEnergyCalibration = 0xE0610005;
+inline constexpr std::uint32_t noShapeCalibration = 0xE0610006;
+inline constexpr std::uint32_t calibrationUnusable = 0xE0610007;  // energy not rising, no widths
+inline constexpr std::uint32_t badSetting = 0xE0610008;        // a processing setting out of range
+inline constexpr std::uint32_t noNuclides = 0xE0610009;        // 0x2 alone, but no nuclide records
+inline constexpr std::uint32_t recordUnreadable = 0xE061000A;  // a peak or nuclide record
+inline constexpr std::uint32_t resultsNotWritable = 0xE061000B;  // such as a source opened to read
+inline constexpr std::uint32_t outOfMemory = 0xE061000C;
+inline constexpr std::uint32_t internalFailure = 0xE061000D;  // a failure that has no other code
+}  // namespace status
+
+}  // namespace embedded::engines
+
+// dataSource: the handle of a data source open for reading and writing; options: see above.
+//
+// Read: QAR_L_CHANNELS and the spectrum, QAR_D_ENERGYCAL, QAR_D_SHAPECAL, QAR_D_EFFICCAL (may be
+// missing: yields alone weigh then), and of the settings, each with what holds where it is missing,
+// QAR_D_PEAKLIMIT (5; 1 to 100 sigma), QAR_D_MATCHTOL (1 keV; above 0), QAR_D_MINCONF (0.5; 0 to
+// 1), QAR_L_FIRSTCHAN and QAR_L_LASTCHAN (the whole spectrum). Of the nuclide records: name, lines,
+// QAR_B_NUCLACTIVE (missing: active) and QAR_B_LINEKEY (missing: no key line).
+//
+// The search replaces the records of class 0x2006, one for each peak by rising energy:
+// QAR_D_PEAKENERGY, _PEAKCENTR, _PEAKFWHM, _PEAKAREA, _PEAKAREAU, _PEAKCONT, _PEAKSIGNIF and an
+// empty QAR_C_PEAKNUCL. Old records of class 0x2007 go with the old peaks.
+// The identification works on the records of class 0x2006. It replaces those of class 0x2007, the
+// most confident nuclide first: QAR_C_RESNUCLIDE, QAR_L_RESLINES, QAR_D_RESCONF, QAR_D_RESENERGY;
+// and it writes QAR_C_PEAKNUCL of every peak. With both steps asked for a file without nuclide
+// records has none identified; with 0x2 alone that is a failure.
+//
+// Nothing is written before the step's results are there. Returns a status; a failure in writing
+// may leave some of the new records. The source is not flushed.
+extern "C" ORV_EXPORT std::uint32_t ORV_ENGINE_CALL searchPeaks(std::int32_t dataSource,
+                                                                std::int32_t options, std::int32_t,
+                                                                std::int32_t);
+
+#endif

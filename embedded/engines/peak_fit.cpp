@@ -1,0 +1,179 @@
+#include "embedded/engines/peak_fit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "embedded/engines/normal_equations.h"
+#include "embedded/engines/peak_model.h"
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr double smallestVariance = 0.5;
+constexpr double widthFactorVariance = 0.05 * 0.05;
+constexpr double acceptedDeviations = 3.0;
+
+constexpr int mostIterations = 100;
+constexpr double firstDamping = 1e-3;
+constexpr double smallestDamping = 1e-9;
+constexpr double hopelessDamping = 1e6;
+constexpr double convergedChange = 1e-4;  // of chi-square
+
+// One fit under way: the values of the unknowns and the equations at them.
+class Fit {
+  public:
+    Fit(std::span<const double> contents, Region region, const PeakModel& model)
+        : contents_(contents.subspan(region.first, region.count)),
+          region_(region),
+          model_(model),
+          values_(model.estimate()) {}
+
+    bool converge();
+
+    const std::vector<double>& values() const { return values_; }
+    std::vector<double> modelContents(std::span<const double> values) const;
+    double chiSquare(std::span<const double> values, std::span<const double> variances) const;
+    NormalEquations equations(std::span<const double> variances) const;
+
+  private:
+    std::span<const double> contents_;
+    Region region_;
+    const PeakModel& model_;
+    std::vector<double> values_;
+};
+
+std::vector<double> variancesOf(std::span<const double> modelContents) {
+    std::vector<double> variances(modelContents.size());
+    std::ranges::transform(modelContents, variances.begin(), modelVariance);
+    return variances;
+}
+
+std::vector<double> Fit::modelContents(std::span<const double> values) const {
+    std::vector<double> derivatives(model_.unknowns());
+    std::vector<double> contents(region_.count);
+    for (std::size_t offset = 0; offset < region_.count; ++offset) {
+        contents[offset] = model_.content(values, region_.first + offset, derivatives);
+    }
+    return contents;
+}
+
+double Fit::chiSquare(std::span<const double> values, std::span<const double> variances) const {
+    const double widthDeviation = values[PeakModel::widthFactor] - 1.0;
+    double sum = widthDeviation * widthDeviation / widthFactorVariance;
+    const std::vector<double> model = modelContents(values);
+    for (std::size_t offset = 0; offset < region_.count; ++offset) {
+        const double residual = contents_[offset] - model[offset];
+        sum += residual * residual / variances[offset];
+    }
+    return sum;
+}
+
+NormalEquations Fit::equations(std::span<const double> variances) const {
+    NormalEquations equations(model_.unknowns());
+    std::vector<double> derivatives(model_.unknowns());
+    for (std::size_t offset = 0; offset < region_.count; ++offset) {
+        const double content = model_.content(values_, region_.first + offset, derivatives);
+        equations.add(derivatives, contents_[offset] - content, 1.0 / variances[offset]);
+    }
+    std::ranges::fill(derivatives, 0.0);
+    derivatives[PeakModel::widthFactor] = 1.0;
+    equations.add(derivatives, 1.0 - values_[PeakModel::widthFactor], 1.0 / widthFactorVariance);
+    return equations;
+}
+
+bool Fit::converge() {
+    double damping = firstDamping;
+    for (int iteration = 0; iteration < mostIterations && damping < hopelessDamping; ++iteration) {
+        const std::vector<double> variances = variancesOf(modelContents(values_));
+        const auto step = equations(variances).step(damping);
+        if (!step) {
+            damping *= 10.0;
+            continue;
+        }
+        std::vector<double> trial(values_);
+        std::ranges::transform(trial, *step, trial.begin(), std::plus<>());
+        model_.restrain(trial);
+
+        const double change = chiSquare(values_, variances) - chiSquare(trial, variances);
+        if (change < 0.0) {
+            damping *= 10.0;
+            continue;
+        }
+        values_ = std::move(trial);
+        damping = std::max(smallestDamping, damping / 10.0);
+        if (change < convergedChange) {
+            return true;
+        }
+    }
+    // No step improves the fit any more: it stands at a minimum, or at the edge of what is allowed.
+    return damping >= hopelessDamping;
+}
+
+double continuumBelow(const PeakModel& model, std::span<const double> values, Region region,
+                      const FittedPeak& peak) {
+    double sum = 0.0;
+    for (std::size_t index = region.first; index < region.first + region.count; ++index) {
+        const double distance = std::abs(static_cast<double>(index + 1) - peak.channel);
+        if (distance <= peakReach * peak.width) {
+            sum += std::max(0.0, model.continuum(values, index));
+        }
+    }
+    return sum;
+}
+
+}  // namespace
+
+double significance(const FittedPeak& peak) {
+    return peak.area / peak.areaUncertainty;
+}
+
+double modelVariance(double content) {
+    return std::max(content, smallestVariance);
+}
+
+bool describesRegion(const RegionFit& fit) {
+    const double deviation = std::sqrt(2.0 * fit.degreesOfFreedom);
+    return fit.chiSquare <= fit.degreesOfFreedom + acceptedDeviations * deviation;
+}
+
+std::optional<RegionFit> fitRegion(std::span<const double> contents, Region region,
+                                   std::span<const ExpectedPeak> expected) {
+    const PeakModel model(contents, region, expected);
+    if (region.count < model.unknowns()) {
+        return std::nullopt;
+    }
+    Fit fit(contents, region, model);
+    if (!fit.converge()) {
+        return std::nullopt;
+    }
+
+    RegionFit result;
+    result.region = region;
+    result.model = fit.modelContents(fit.values());
+    const std::vector<double> variances = variancesOf(result.model);
+    const auto unknownVariances = fit.equations(variances).variances();
+    if (!unknownVariances) {
+        return std::nullopt;
+    }
+    result.chiSquare = fit.chiSquare(fit.values(), variances);
+    // The width's observation counts as one more channel.
+    result.degreesOfFreedom = static_cast<double>(region.count + 1 - model.unknowns());
+    const double enlargement =
+        describesRegion(result) ? 1.0 : std::sqrt(result.chiSquare / result.degreesOfFreedom);
+
+    for (std::size_t number = 0; number < expected.size(); ++number) {
+        FittedPeak peak{};
+        peak.channel = fit.values()[PeakModel::channel(number)];
+        peak.width = model.width(fit.values(), number);
+        peak.area = fit.values()[PeakModel::area(number)];
+        peak.areaUncertainty =
+            enlargement * std::sqrt((*unknownVariances)[PeakModel::area(number)]);
+        peak.continuum = continuumBelow(model, fit.values(), region, peak);
+        result.peaks.push_back(peak);
+    }
+    return result;
+}
+
+}  // namespace embedded::engines

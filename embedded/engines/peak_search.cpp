@@ -1,0 +1,90 @@
+#include "embedded/engines/peak_search.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+#include "embedded/engines/second_difference.h"
+
+namespace embedded::engines {
+
+namespace {
+
+// Candidates need less than the limit, as a peak's second difference carries less significance than
+// its fitted area; peaks of the first pass a little less, as noise may be fitted together with
+// them.
+constexpr double candidatePart = 0.4;
+constexpr double firstPassPart = 0.8;
+
+// In widths: peaks nearer than this are fitted together; a region keeps off other groups' peaks.
+constexpr double groupDistance = 5.0;
+constexpr double neighbourDistance = 2.0;
+
+constexpr std::size_t largestGroup = 12;
+
+using Group = std::vector<ExpectedPeak>;
+
+std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>& channels) {
+    std::vector<Group> groups;
+    double last = -std::numeric_limits<double>::infinity();
+    for (const double channel : channels) {
+        const ExpectedPeak peak = expectedAt(spectrum, channel);
+        if (channel - last > groupDistance * peak.width || groups.back().size() == largestGroup) {
+            groups.emplace_back();
+        }
+        groups.back().push_back(peak);
+        last = channel;
+    }
+    return groups;
+}
+
+ChannelRange rangeOf(const std::vector<Group>& groups, std::size_t number) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    ChannelRange range{-infinity, infinity};
+    if (number > 0) {
+        const ExpectedPeak& before = groups[number - 1].back();
+        range.lowest = before.channel + neighbourDistance * before.width;
+    }
+    if (number + 1 < groups.size()) {
+        const ExpectedPeak& after = groups[number + 1].front();
+        range.highest = after.channel - neighbourDistance * after.width;
+    }
+    return range;
+}
+
+std::vector<FittedPeak> fitAll(const Spectrum& spectrum, const std::vector<double>& channels,
+                               double limit) {
+    const std::vector<Group> groups = groupsOf(spectrum, channels);
+    std::vector<FittedPeak> peaks;
+    for (std::size_t number = 0; number < groups.size(); ++number) {
+        if (const auto fit =
+                fitMultiplet(spectrum, groups[number], rangeOf(groups, number), limit)) {
+            peaks.insert(peaks.end(), fit->peaks.begin(), fit->peaks.end());
+        }
+    }
+    std::ranges::sort(peaks, {}, &FittedPeak::channel);
+    return peaks;
+}
+
+}  // namespace
+
+std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, double limit) {
+    std::vector<double> variances(spectrum.contents.size());
+    std::ranges::transform(spectrum.contents, variances.begin(),
+                           [](double content) { return std::max(content, 0.0); });
+
+    std::vector<double> channels;
+    for (const Candidate& candidate :
+         findCandidates(spectrum.contents, variances, spectrum.widths, candidatePart * limit)) {
+        channels.push_back(candidate.channel);
+    }
+    // The first pass weeds out noise, which groups real peaks wrongly and narrows their regions.
+    const std::vector<FittedPeak> first = fitAll(spectrum, channels, firstPassPart * limit);
+    channels.clear();
+    for (const FittedPeak& peak : first) {
+        channels.push_back(peak.channel);
+    }
+    return fitAll(spectrum, channels, limit);
+}
+
+}  // namespace embedded::engines

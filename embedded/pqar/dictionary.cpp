@@ -1,0 +1,69 @@
+// The two entry points of the dictionary library.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <string_view>
+
+#include "embedded/pqar/dictionary_status.h"
+#include "embedded/pqar/parameter_table.h"
+#include "module/orv.h"
+
+namespace {
+
+using embedded::ParameterScope;
+
+constexpr std::size_t longestQueriedName = 55;
+
+void copyText(std::string_view text, char* area) {
+    std::ranges::copy(text, area);
+    area[text.size()] = '\0';
+}
+
+}  // namespace
+
+// output6: the class number. output7: 1 when each entry of a record has a value, 0 when each
+// record has one. output11 and output12: 0.
+extern "C" ORV_EXPORT std::uint32_t pqar_util_getpinfo(
+    std::uint32_t code, std::uint32_t /*one*/, std::uint32_t /*zero*/, char* name,
+    char* description, std::uint32_t* output6, std::uint32_t* output7, std::uint32_t* length,
+    std::uint32_t* type, std::uint32_t* size, std::uint32_t* output11, std::uint32_t* output12) {
+    const std::initializer_list<const void*> areas = {name, description, output6,  output7, length,
+                                                      type, size,        output11, output12};
+    if (std::ranges::find(areas, nullptr) != areas.end()) {
+        return embedded::dictionaryNullPointer;
+    }
+    const auto* const parameter = embedded::findParameter(code);
+    if (parameter == nullptr) {
+        return embedded::dictionaryUnknownParameter;
+    }
+    copyText(parameter->name, name);
+    copyText(parameter->description, description);
+    *output6 = parameter->classCode();
+    *output7 = parameter->scope == ParameterScope::Entry ? 1 : 0;
+    *length = parameter->textLength;
+    *type = static_cast<std::uint32_t>(parameter->type);
+    *size = parameter->size();
+    *output11 = 0;
+    *output12 = 0;
+    return embedded::dictionarySuccess;
+}
+
+// area: left as it is.
+extern "C" ORV_EXPORT std::uint32_t pqar_util_pname2code(const char* name, std::uint32_t* code,
+                                                         void* /*area*/) {
+    if (name == nullptr || code == nullptr) {
+        return embedded::dictionaryNullPointer;
+    }
+    const std::size_t length = strnlen(name, longestQueriedName + 1);
+    if (length > longestQueriedName) {
+        return embedded::dictionaryNameTooLong;
+    }
+    const auto* const parameter = embedded::findParameter(std::string_view(name, length));
+    if (parameter == nullptr) {
+        return embedded::dictionaryUnknownParameter;
+    }
+    *code = parameter->code;
+    return embedded::dictionarySuccess;
+}

@@ -1,0 +1,156 @@
+// The codes of the parameters and the numbers of the parameter classes, by name.
+//
+// A parameter code is a class number in the high and a number within the class in the low 16 bits.
+// parameter_table.cpp says of each parameter what it holds.
+#ifndef PYORV3_EMBEDDED_PQAR_PARAMETER_CODES_H
+#define PYORV3_EMBEDDED_PQAR_PARAMETER_CODES_H
+
+#include <cstdint>
+
+namespace embedded {
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the file format's own.
+
+// ---- Classes -------------------------------------------------------------------------------
+// Formatted classes hold parameters in records and entries. The spectrum class holds channel
+// contents. Classes whose highest hexadecimal digit is 4 hold unformatted bytes.
+
+inline constexpr std::uint16_t QAR_CLS_MEASUREMENT = 0x2000;  // acquisition
+inline constexpr std::uint16_t QAR_CLS_SAMPLE = 0x2001;       // what was measured
+inline constexpr std::uint16_t QAR_CLS_CALIBRATION = 0x2002;  // entry: polynomial coefficient
+inline constexpr std::uint16_t QAR_CLS_PROC = 0x2003;         // processing settings
+inline constexpr std::uint16_t QAR_CLS_NUCLIDE = 0x2004;      // record: nuclide, entry: line
+inline constexpr std::uint16_t QAR_CLS_SPECTRUM = 0x2005;     // channel contents
+inline constexpr std::uint16_t QAR_CLS_PEAK = 0x2006;         // record: peak found
+inline constexpr std::uint16_t QAR_CLS_RESULT = 0x2007;       // record: nuclide identified
+inline constexpr std::uint16_t QAR_CLS_ANALCNTL = 0x2010;     // analysis control
+inline constexpr std::uint16_t QAR_CLS_VORLAGEOM = 0x4005;    // sample and detector geometry
+
+// ---- QAR_CLS_MEASUREMENT -------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_C_MEASNAME = 0x20000001;
+inline constexpr std::uint32_t QAR_C_SEQUENCE = 0x20000002;
+inline constexpr std::uint32_t QAR_C_OPERATOR = 0x20000003;
+inline constexpr std::uint32_t QAR_C_DETECTOR = 0x20000004;
+inline constexpr std::uint32_t QAR_C_INSTRUMENT = 0x20000005;
+inline constexpr std::uint32_t QAR_S_INPUTNUM = 0x20000006;
+inline constexpr std::uint32_t QAR_L_CHANNELS = 0x20000007;
+inline constexpr std::uint32_t QAR_D_REALTIME = 0x20000010;
+inline constexpr std::uint32_t QAR_D_LIVETIME = 0x20000011;
+inline constexpr std::uint32_t QAR_T_ACQSTART = 0x20000012;
+inline constexpr std::uint32_t QAR_T_ACQSTOP = 0x20000013;
+inline constexpr std::uint32_t QAR_D_PRESETREAL = 0x20000014;
+inline constexpr std::uint32_t QAR_D_PRESETLIVE = 0x20000015;
+inline constexpr std::uint32_t QAR_B_ACQACTIVE = 0x20000016;
+inline constexpr std::uint32_t QAR_Q_TOTALCOUNT = 0x20000017;
+inline constexpr std::uint32_t QAR_F_DEADTIME = 0x20000018;
+inline constexpr std::uint32_t QAR_F_AMPGAIN = 0x20000019;
+inline constexpr std::uint32_t QAR_S_ADCBITS = 0x2000001A;
+inline constexpr std::uint32_t QAR_F_HIGHVOLTAGE = 0x2000001B;
+inline constexpr std::uint32_t QAR_C_COMMENT = 0x2000001C;
+inline constexpr std::uint32_t QAR_L_LOWERDISC = 0x2000001D;
+inline constexpr std::uint32_t QAR_L_UPPERDISC = 0x2000001E;
+inline constexpr std::uint32_t QAR_B_PILEUPREJ = 0x2000001F;
+inline constexpr std::uint32_t QAR_F_SHAPINGTIME = 0x20000020;
+inline constexpr std::uint32_t QAR_Q_CLOCKTICKS = 0x20000021;
+inline constexpr std::uint32_t QAR_T_CALDATE = 0x200000B6;
+
+// ---- QAR_CLS_SAMPLE ------------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_C_SAMPLEID = 0x20010001;
+inline constexpr std::uint32_t QAR_C_SAMPLETITLE = 0x20010002;
+inline constexpr std::uint32_t QAR_C_SAMPLETYPE = 0x20010003;
+inline constexpr std::uint32_t QAR_C_SAMPLEUNIT = 0x20010004;
+inline constexpr std::uint32_t QAR_D_QUANTITY = 0x20010005;
+inline constexpr std::uint32_t QAR_D_QUANTITYUNC = 0x20010006;
+inline constexpr std::uint32_t QAR_T_SAMPLETIME = 0x20010007;
+inline constexpr std::uint32_t QAR_C_LOCATION = 0x20010008;
+inline constexpr std::uint32_t QAR_C_COLLECTOR = 0x20010009;
+inline constexpr std::uint32_t QAR_F_DENSITY = 0x2001000A;
+inline constexpr std::uint32_t QAR_F_FILLHEIGHT = 0x2001000B;
+inline constexpr std::uint32_t QAR_C_CONTAINER = 0x2001000C;
+inline constexpr std::uint32_t QAR_D_DISTANCE = 0x2001000D;
+inline constexpr std::uint32_t QAR_B_DECAYCORR = 0x2001000E;
+
+// ---- QAR_CLS_CALIBRATION -------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_D_ENERGYCAL = 0x20020001;
+inline constexpr std::uint32_t QAR_D_SHAPECAL = 0x20020002;
+inline constexpr std::uint32_t QAR_D_EFFICCAL = 0x20020003;
+inline constexpr std::uint32_t QAR_T_ENERGYTIME = 0x20020010;
+inline constexpr std::uint32_t QAR_T_EFFICTIME = 0x20020011;
+inline constexpr std::uint32_t QAR_D_EFFICMIN = 0x20020012;
+inline constexpr std::uint32_t QAR_D_EFFICMAX = 0x20020013;
+inline constexpr std::uint32_t QAR_F_CALTEMPER = 0x20020028;
+inline constexpr std::uint32_t QAR_C_CALGEOMETRY = 0x20020083;
+
+// ---- QAR_CLS_PROC --------------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_D_PEAKLIMIT = 0x20030001;
+inline constexpr std::uint32_t QAR_D_MATCHTOL = 0x20030002;
+inline constexpr std::uint32_t QAR_L_FIRSTCHAN = 0x20030003;
+inline constexpr std::uint32_t QAR_L_LASTCHAN = 0x20030004;
+inline constexpr std::uint32_t QAR_S_SMOOTHWIDTH = 0x20030005;
+inline constexpr std::uint32_t QAR_B_FITMULTIPLT = 0x20030006;
+inline constexpr std::uint32_t QAR_F_CONFIDENCE = 0x20030007;
+inline constexpr std::uint32_t QAR_D_MINCONF = 0x20030008;
+inline constexpr std::uint32_t QAR_D_REPORTLIMIT = 0x20030015;
+inline constexpr std::uint32_t QAR_S_REPORTCOPIES = 0x20030053;
+
+// ---- QAR_CLS_NUCLIDE -----------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_C_NUCLNAME = 0x20040001;
+inline constexpr std::uint32_t QAR_D_HALFLIFE = 0x20040002;
+inline constexpr std::uint32_t QAR_D_HALFLIFEUNC = 0x20040003;
+inline constexpr std::uint32_t QAR_B_NUCLACTIVE = 0x20040004;
+inline constexpr std::uint32_t QAR_S_NUCLGROUP = 0x20040005;
+inline constexpr std::uint32_t QAR_C_NUCLPARENT = 0x20040006;
+inline constexpr std::uint32_t QAR_D_LINEENERGY = 0x20040010;
+inline constexpr std::uint32_t QAR_D_LINEYIELD = 0x20040011;
+inline constexpr std::uint32_t QAR_D_LINEUNC = 0x20040012;
+inline constexpr std::uint32_t QAR_D_LINEYIELDUNC = 0x20040013;
+inline constexpr std::uint32_t QAR_B_LINEKEY = 0x20040014;
+
+// ---- QAR_CLS_PEAK --------------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_D_PEAKENERGY = 0x20060001;
+inline constexpr std::uint32_t QAR_D_PEAKCENTR = 0x20060002;
+inline constexpr std::uint32_t QAR_D_PEAKFWHM = 0x20060003;
+inline constexpr std::uint32_t QAR_D_PEAKAREA = 0x20060004;
+inline constexpr std::uint32_t QAR_D_PEAKAREAU = 0x20060005;
+inline constexpr std::uint32_t QAR_D_PEAKCONT = 0x20060006;
+inline constexpr std::uint32_t QAR_D_PEAKSIGNIF = 0x20060007;
+inline constexpr std::uint32_t QAR_C_PEAKNUCL = 0x20060008;
+inline constexpr std::uint32_t QAR_L_PEAKLEFT = 0x20060009;
+inline constexpr std::uint32_t QAR_L_PEAKRIGHT = 0x2006000A;
+inline constexpr std::uint32_t QAR_F_PEAKCHISQ = 0x2006000B;
+
+// ---- QAR_CLS_RESULT ------------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_C_RESNUCLIDE = 0x20070001;
+inline constexpr std::uint32_t QAR_L_RESLINES = 0x20070002;
+inline constexpr std::uint32_t QAR_D_RESCONF = 0x20070003;
+inline constexpr std::uint32_t QAR_D_RESENERGY = 0x20070004;
+inline constexpr std::uint32_t QAR_D_ACTIVITY = 0x20070005;
+inline constexpr std::uint32_t QAR_D_ACTIVITYUNC = 0x20070006;
+inline constexpr std::uint32_t QAR_D_DETECTLIMIT = 0x20070007;
+inline constexpr std::uint32_t QAR_S_RESSTATE = 0x20070008;
+
+// ---- QAR_CLS_ANALCNTL ----------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_C_ANSEQUENCE = 0x20100005;
+inline constexpr std::uint32_t QAR_T_ANALYSED = 0x20100006;
+inline constexpr std::uint32_t QAR_S_ANSTEP = 0x20100007;
+inline constexpr std::uint32_t QAR_L_ANSTATUS = 0x20100008;
+inline constexpr std::uint32_t QAR_C_ANENGINE = 0x20100009;
+inline constexpr std::uint32_t QAR_B_USECALFILE = 0x2010002D;
+inline constexpr std::uint32_t QAR_C_CALTITLE = 0x2010004C;
+inline constexpr std::uint32_t QAR_C_REPORTTITLE = 0x20100075;
+inline constexpr std::uint32_t QAR_B_REPORTPRINT = 0x20100076;
+inline constexpr std::uint32_t QAR_C_CALFILE = 0x20100104;
+
+// NOLINTEND(readability-identifier-naming)
+
+}  // namespace embedded
+
+#endif

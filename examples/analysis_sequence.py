@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""Keeps an analysis sequence in a template and copies it into a new measurement.
+
+    analysis_sequence.py FOLDER
+
+The measurement takes over the steps of the analysis, the processing settings and the calibration
+that the template refers to; what it says about its report stays its own.
+"""
+
+import os
+import sys
+
+import pyORV3
+import simulation
+from qar import CREATE, READ, WRITE, DataSource, check
+
+CALIBRATION = {
+    "QAR_F_CALTEMPER": 22.5,
+    "QAR_C_CALGEOMETRY": "point source, 25 cm",
+    "QAR_T_CALDATE": "2026-03-02T08:15:00.000Z",
+    "QAR_C_CALTITLE": "Ge coaxial 40 %, point source at 25 cm",
+}
+
+TEMPLATE = {
+    "QAR_C_SEQUENCE": "Environmental, long",
+    "QAR_C_ANSEQUENCE": "Environmental, long",
+    "QAR_D_PEAKLIMIT": 4.5,
+    "QAR_D_MATCHTOL": 0.8,
+    "QAR_F_CALTEMPER": 20.0,  # these two hold where there is no calibration file
+    "QAR_C_CALGEOMETRY": "beaker, 1 l",
+    "QAR_C_REPORTTITLE": "Template",
+    "QAR_B_REPORTPRINT": True,
+    "QAR_D_REPORTLIMIT": 0.5,
+    "QAR_S_REPORTCOPIES": 2,
+    "QAR_B_USECALFILE": True,
+}
+
+MEASUREMENT = {
+    "QAR_C_MEASNAME": "Soil, field 7",
+    "QAR_C_REPORTTITLE": "Soil survey",
+    "QAR_B_REPORTPRINT": False,
+    "QAR_D_REPORTLIMIT": 12.0,
+    "QAR_S_REPORTCOPIES": 1,
+}
+
+SHOWN = {
+    "taken over": (
+        "QAR_C_SEQUENCE",
+        "QAR_D_PEAKLIMIT",
+        "QAR_D_MATCHTOL",
+        "QAR_F_CALTEMPER",
+        "QAR_C_CALGEOMETRY",
+        "QAR_C_CALTITLE",
+        "QAR_T_CALDATE",
+    ),
+    "its own": (
+        "QAR_C_MEASNAME",
+        "QAR_C_REPORTTITLE",
+        "QAR_B_REPORTPRINT",
+        "QAR_D_REPORTLIMIT",
+        "QAR_S_REPORTCOPIES",
+    ),
+}
+
+
+def make(path, parameters, columns=None):
+    with DataSource(path, CREATE | READ | WRITE) as source:
+        for name, value in parameters.items():
+            source.set(name, value)
+        for name, values in (columns or {}).items():
+            source.set_column(name, values)
+
+
+def values_of(source):
+    """The shown parameters; None where one has no value."""
+    return {name: source.find(name) for names in SHOWN.values() for name in names}
+
+
+def copy_sequence(template_path, measurement_path):
+    """The measurement's parameters before and after the copy."""
+    with DataSource(template_path) as template:
+        with DataSource(measurement_path, READ | WRITE) as measurement:
+            before = values_of(measurement)
+            check(
+                pyORV3.copyAnalysisSequenceTo(template.handle, measurement.handle),
+                "copying the analysis sequence",
+            )
+            return before, values_of(measurement)
+
+
+def main(folder):
+    paths = {name: os.path.join(folder, name + ".qar") for name in ("ge40", "template", "soil")}
+    calibration = {"QAR_D_ENERGYCAL": simulation.ENERGY, "QAR_D_SHAPECAL": simulation.SHAPE}
+    make(paths["ge40"], CALIBRATION, calibration)
+    make(paths["template"], TEMPLATE | {"QAR_C_CALFILE": paths["ge40"]})
+    make(paths["soil"], MEASUREMENT)
+    before, after = copy_sequence(paths["template"], paths["soil"])
+    for heading, names in SHOWN.items():
+        print(f"  {heading:<20} {'before':<20} after")
+        for name in names:
+            print(f"    {name:<18} {before[name]!s:<20} {after[name]}")
+    with DataSource(paths["soil"]) as measurement:
+        energy = ", ".join(f"{c:g}" for c in measurement.column("QAR_D_ENERGYCAL"))
+        print(f"  energy calibration from ge40.qar: {energy}")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+"""Records a measurement: creates a QAR file and writes parameters, calibrations, a spectrum.
+
+    measurement.py FILE
+"""
+
+import sys
+from datetime import datetime, timedelta, timezone
+
+import simulation
+from qar import CREATE, READ, WRITE, DataSource
+
+PARAMETERS = {
+    "QAR_C_MEASNAME": "Mixed nuclide source, 25 cm",
+    "QAR_C_OPERATOR": "J. Müller",
+    "QAR_C_DETECTOR": "Ge coaxial 40 %",
+    "QAR_C_COMMENT": "Window of 300 µm carbon fibre",
+    "QAR_C_SAMPLEID": "MIX-0417",
+    "QAR_S_ADCBITS": 12,
+    "QAR_B_PILEUPREJ": True,
+    "QAR_F_AMPGAIN": 12.5,
+    "QAR_F_SHAPINGTIME": 6.0,
+    "QAR_L_LOWERDISC": 40,
+    "QAR_D_QUANTITY": 1.0,
+    "QAR_C_SAMPLEUNIT": "piece",
+    "QAR_D_DISTANCE": 250.0,
+    "QAR_D_REALTIME": simulation.REAL_TIME,
+    "QAR_D_LIVETIME": simulation.LIVE_TIME,
+    "QAR_F_DEADTIME": 100 * (1 - simulation.LIVE_TIME / simulation.REAL_TIME),
+}
+
+CALIBRATIONS = {
+    "QAR_D_ENERGYCAL": simulation.ENERGY,
+    "QAR_D_SHAPECAL": simulation.SHAPE,
+    "QAR_D_EFFICCAL": simulation.EFFICIENCY,
+}
+
+
+def record_measurement(path, seed=417):
+    channels = simulation.measure(seed)
+    stop = datetime.now(timezone.utc)
+    start = stop - timedelta(seconds=simulation.REAL_TIME)
+    with DataSource(path, CREATE | READ | WRITE) as source:
+        for name, value in PARAMETERS.items():
+            source.set(name, value)
+        source.set("QAR_T_ACQSTART", start.isoformat(timespec="milliseconds"))
+        source.set("QAR_T_ACQSTOP", stop.isoformat(timespec="milliseconds"))
+        source.set("QAR_Q_TOTALCOUNT", sum(channels))
+        for name, coefficients in CALIBRATIONS.items():
+            source.set_column(name, coefficients)
+        source.set_spectrum(channels)
+        source.flush()  # from here on it is on the disk, whatever happens to this process
+    return channels
+
+
+def main(path):
+    channels = record_measurement(path)
+    print(f"{path}: {len(channels):,} channels, {sum(channels):,} counts")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,97 @@
+"""A simulated gamma spectrum: what a germanium detector would have measured.
+
+Stands in for a detector, so that the examples run anywhere. Peaks are Gaussian, each with the
+step of its Compton continuum; counts scatter as a Poisson distribution.
+"""
+
+import math
+import random
+
+from nuclides import LIBRARY
+
+CHANNELS = 4096
+LIVE_TIME = 3600.0  # s
+REAL_TIME = 3621.4  # s
+
+ENERGY = (0.12, 0.4985)  # keV = c1 + c2 channel, channels from 1
+SHAPE = (1.221, 0.001793)  # (FWHM / keV)^2 = c1 + c2 energy / keV
+EFFICIENCY = (-2.45, 0.55, -0.145)  # ln efficiency = c1 + c2 ln(E / keV) + c3 ln(E / keV)^2
+
+ACTIVITIES = {  # Bq
+    "Am-241": 610.0,
+    "Ba-133": 95.0,
+    "Co-57": 130.0,
+    "Co-60": 230.0,
+    "Cs-137": 320.0,
+    "K-40": 900.0,
+}
+
+
+def polynomial(coefficients, x):
+    return sum(coefficient * x**power for power, coefficient in enumerate(coefficients))
+
+
+def energy_at(channel):
+    return polynomial(ENERGY, channel)
+
+
+def fwhm_at(energy):
+    return math.sqrt(polynomial(SHAPE, energy))
+
+
+def efficiency_at(energy):
+    return math.exp(polynomial(EFFICIENCY, math.log(energy)))
+
+
+def peaks():
+    """The energy and the expected net area of each peak."""
+    return [
+        (energy, ACTIVITIES[nuclide.name] * photons * efficiency_at(energy) * LIVE_TIME)
+        for nuclide in LIBRARY
+        if nuclide.name in ACTIVITIES
+        for energy, photons in nuclide.lines
+    ]
+
+
+def compton_edge(energy):
+    """The most that a photon can leave in the detector by scattering once, in keV."""
+    return energy / (1 + 510.999 / (2 * energy))
+
+
+def normal_cdf(x):
+    return 0.5 * (1 + math.erf(x / math.sqrt(2)))
+
+
+def expected_counts():
+    """The expected content of every channel."""
+    counts = []
+    lines = [(energy, area, fwhm_at(energy) / 2.3548) for energy, area in peaks()]
+    for channel in range(1, CHANNELS + 1):
+        low, middle, high = (energy_at(channel + shift) for shift in (-0.5, 0, 0.5))
+        continuum = 900 * math.exp(-middle / 110) + 160 * math.exp(-middle / 520)
+        in_peaks = 0.3
+        for energy, area, sigma in lines:
+            in_peaks += area * normal_cdf((high - energy) / sigma)
+            in_peaks -= area * normal_cdf((low - energy) / sigma)
+            edge = compton_edge(energy)
+            continuum += 2 * area * (high - low) / edge * normal_cdf((edge - middle) / 12)
+        threshold = normal_cdf((middle - 22) / 4)  # of the electronics
+        counts.append(continuum * threshold + in_peaks)
+    return counts
+
+
+def poisson(mean, generator):
+    """A number with the Poisson distribution; a rounded normal one where the two hardly differ."""
+    if mean > 200:
+        return max(0, round(generator.gauss(mean, math.sqrt(mean))))
+    limit, product, number = math.exp(-mean), generator.random(), 0
+    while product > limit:
+        product *= generator.random()
+        number += 1
+    return number
+
+
+def measure(seed):
+    """A measured spectrum; the same one for the same seed."""
+    generator = random.Random(seed)
+    return [poisson(count, generator) for count in expected_counts()]

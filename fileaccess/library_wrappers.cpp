@@ -1,0 +1,95 @@
+#include "fileaccess/library_wrappers.h"
+
+#include "fileaccess/library_context.h"
+#include "module/library_error.h"
+
+namespace Tarsel::Datasources::QAR {
+
+using pyORV3::libraryError;
+using pyORV3::Status;
+using pyORV3::success;
+
+namespace {
+
+constexpr Status failed(ContextFailure failure) {
+    return static_cast<Status>(failure);
+}
+
+/// Fills the record of the node that new contexts are bound to, asked through a context of its own.
+Status findNode(OrvNodeRecord& node) {
+    OrvContext temporary = 0;
+    if (OrvCreateDSC2(nullptr, &temporary, 0, 0) != 0) {
+        return failed(ContextFailure::noTemporaryContext);
+    }
+    const OwnedContext owner(temporary);
+    OrvResult result = enumerateNode(temporary, node, NodeSelector::first);
+    if (result == enumerateWithSecondSelector) {
+        result = enumerateNode(temporary, node, NodeSelector::second);
+    }
+    if (result != 0) {
+        return failed(ContextFailure::noNode);
+    }
+    return node.refusal[0] == '\0' ? success : failed(ContextFailure::nodeRefused);
+}
+
+}  // namespace
+
+Status createContext(OrvContext& handle, std::uint16_t access, std::uint32_t option) {
+    OrvNodeRecord node{};
+    if (const Status status = findNode(node); status != success) {
+        return status;
+    }
+    OrvContext created = 0;
+    const OrvResult result = OrvCreateDSC2(&node, &created, access, option);
+    if (result == 0) {
+        handle = created;
+        return success;
+    }
+    constexpr OrvResult nothingToDelete = -2;
+    if (result != nothingToDelete) {
+        OrvContextDeletion(created);
+    }
+    return failed(ContextFailure::noContext);
+}
+
+Status closeDataSource(OrvContext handle, std::uint32_t flags) {
+    Status status = success;
+    if ((flags & closeWithoutFlush) == 0) {
+        status = libraryError(OrvDataSourceFlush(handle), handle);
+    }
+    if (status == success) {
+        status = libraryError(OrvDataSourceClosing(handle), handle);
+    }
+    const Status releaseStatus = releaseContext(handle);
+    return status != success ? status : releaseStatus;
+}
+
+Status releaseContext(OrvContext handle) {
+    return libraryError(OrvContextDeletion(handle), handle);
+}
+
+Status copyClass(OrvContext source, OrvContext destination, std::uint16_t classNumber) {
+    constexpr OrvResult sourceFailed = 3;
+    constexpr OrvResult destinationFailed = 4;
+    const OrvResult result = OrvClassCopy(source, destination, classNumber);
+    switch (result) {
+        case sourceFailed:
+            return pyORV3::queriedError(source);
+        case destinationFailed:
+            return pyORV3::queriedError(destination);
+        default:
+            return libraryError(result, source);
+    }
+}
+
+Status readParameter(OrvContext handle, std::uint32_t code, std::uint16_t record,
+                     std::uint16_t entry, void* buffer, std::uint16_t bufferSize) {
+    return libraryError(OrvParameterRead(handle, code, record, entry, buffer, bufferSize), handle);
+}
+
+Status writeParameter(OrvContext handle, std::uint32_t code, std::uint16_t record,
+                      std::uint16_t entry, const void* buffer, std::uint16_t bufferSize) {
+    return libraryError(OrvParameterWrite(handle, code, record, entry, buffer, bufferSize), handle);
+}
+
+}  // namespace Tarsel::Datasources::QAR

@@ -1,0 +1,125 @@
+#include "module/block_methods.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "module/call_frame.h"
+#include "module/library_error.h"
+#include "module/spectrum_size.h"
+#include "parameters/byte_stream.h"
+#include "parameters/data_type.h"
+#include "parameters/little_endian.h"
+
+namespace pyORV3 {
+
+using Tarsel::Datasources::QAR::classCodeOf;
+using Tarsel::Utility::ByteStream;
+using Tarsel::Utility::writeLittleEndian;
+
+namespace {
+
+constexpr std::uint16_t spectrumClass = 0x2005;
+constexpr std::uint16_t wholeRecord = 0;
+
+std::uint16_t classCode(std::int32_t classArgument) {
+    return static_cast<std::uint16_t>(classCodeOf(static_cast<std::uint32_t>(classArgument)));
+}
+
+std::uint16_t low16(std::int32_t number) {
+    return static_cast<std::uint16_t>(number);
+}
+
+/// Searches for a record; the kind says what the key's bytes are.
+Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key,
+                   std::int32_t searchOption, PythonReference& record) {
+    std::uint16_t found = 0;
+    std::uint32_t word = 0;
+    const OrvStatus status = SOrvFindRecord(handle, kind, key.data(), searchOption, &found, &word);
+    if (status == 0) {
+        record = PythonReference(integerObject(found));
+    }
+    return status;
+}
+
+}  // namespace
+
+Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_t size) {
+    const std::uint16_t code = classCode(classArgument);
+    const OrvResult result =
+        OrvCreateBlock(handle, code, code == spectrumClass ? roundedSpectrumSize(size) : size, 0);
+    return result == askErrorQuery ? queriedError(handle) : signExtended(result);
+}
+
+Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument) {
+    const std::uint16_t code = classCode(classArgument);
+    std::uint16_t recordCount = 0;
+    if (const OrvResult result = OrvRecordCount(handle, code, &recordCount); result != 0) {
+        return signExtended(result);
+    }
+    for (std::uint16_t record = recordCount; record > 0; --record) {
+        if (const OrvStatus status = SOrvDeleteOne(handle, code, record, wholeRecord);
+            status != 0) {
+            return status;
+        }
+    }
+    return success;
+}
+
+Outcome deleteOne(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
+                  std::int32_t entry) {
+    return SOrvDeleteOne(handle, classCode(classArgument), low16(std::max(record, 0)),
+                         low16(std::max(entry, 0)));
+}
+
+Outcome deleteLevel(std::int32_t handle, std::int32_t level) {
+    return SOrvDeleteLevel(handle, level);
+}
+
+Outcome insert(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
+               std::int32_t entry) {
+    return SOrvInsertOne(handle, classCode(classArgument), static_cast<std::int16_t>(record),
+                         static_cast<std::int16_t>(std::max(entry, 0)));
+}
+
+Outcome count(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
+              PythonReference& number) {
+    std::uint16_t counted = 0;
+    const OrvStatus status = record > 0 && classArgument != 0
+                                 ? SOrvEntryCount(handle, classArgument, low16(record), &counted)
+                                 : SOrvClassCount(handle, classCode(classArgument), &counted);
+    if (status == 0) {
+        number = PythonReference(integerObject(counted));
+    }
+    return status;
+}
+
+Outcome copyTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument) {
+    return classArgument > 0 ? SOrvClassCopy(source, destination, classCode(classArgument))
+                             : SOrvSaveAs(source, destination);
+}
+
+Outcome moveRecordsTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument,
+                      std::int32_t sourceRecord, std::int32_t destinationRecord) {
+    return SOrvCopyRecord(source, classCode(classArgument), low16(sourceRecord), destination,
+                          low16(destinationRecord), 0);
+}
+
+Outcome findNuclideByEnergy(std::int32_t handle, float first, float second,
+                            std::int32_t searchOption, PythonReference& record) {
+    constexpr std::int32_t byEnergy = 4;
+    ByteStream key(2 * sizeof(float));
+    writeLittleEndian(key.data(), first);
+    writeLittleEndian(key.data() + sizeof first, second);
+    return findRecord(handle, byEnergy, key, searchOption, record);
+}
+
+Outcome findNuclideByName(std::int32_t handle, const char* name, std::int32_t searchOption,
+                          PythonReference& record) {
+    constexpr std::int32_t byName = 2;
+    const std::size_t length = std::strlen(name);
+    ByteStream key(static_cast<std::uint32_t>(length + 1));
+    std::memcpy(key.data(), name, length);
+    return findRecord(handle, byName, key, searchOption, record);
+}
+
+}  // namespace pyORV3

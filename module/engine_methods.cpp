@@ -1,0 +1,106 @@
+#include "module/engine_methods.h"
+
+#include <array>
+#include <string>
+
+#include "module/call_frame.h"
+#include "module/data_source_handle.h"
+#include "parameters/text_conversion.h"
+#include "platform/dynamic_library.h"
+#include "platform/exception_tables.h"
+
+namespace pyORV3 {
+
+namespace {
+
+/// Gives the interpreter lock to other Python threads for as long as the object lives.
+class InterpreterLockRelease {
+  public:
+    InterpreterLockRelease() noexcept : threadState_(PyEval_SaveThread()) {}
+    ~InterpreterLockRelease() { PyEval_RestoreThread(threadState_); }
+    InterpreterLockRelease(const InterpreterLockRelease&) = delete;
+    InterpreterLockRelease& operator=(const InterpreterLockRelease&) = delete;
+    InterpreterLockRelease(InterpreterLockRelease&&) = delete;
+    InterpreterLockRelease& operator=(InterpreterLockRelease&&) = delete;
+
+  private:
+    PyThreadState* threadState_;
+};
+
+/// Brings the engines' results into their own family of status codes.
+Status engineStatus(Status result) {
+    constexpr Status engineFamily = 0x61;
+    constexpr Status engineCode = 0xE0610000;
+    return ((result >> 16) & 0xFF) == engineFamily ? engineCode | (result & 0xFFFF) : result;
+}
+
+Status executeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
+                     std::int32_t second) {
+    constexpr std::size_t longestFileName = 259;
+    const std::string fileName = std::string(engineName) + ".dll";
+    if (fileName.size() > longestFileName) {
+        return badArguments;
+    }
+    const platform::DynamicLibrary library(fileName.c_str());
+    if (!library) {
+        return engineStatus(GetLastError());
+    }
+    platform::receiveExceptionsOfLoadedLibraries();
+    const auto entryPoint = library.find<OrvEngineFunction>(entryPointName);
+    return engineStatus(entryPoint == nullptr ? GetLastError() : entryPoint(first, second, 0, 0));
+}
+
+/// The names of the inputs, in the library's order. Any failure of the library ends the list.
+std::string joinedInputNames(OrvContext context) {
+    constexpr std::size_t longestList = 8191;
+    std::array<char, ORV_INPUT_NAME_SIZE + 1> name{};  // a name that fills its buffer still ends
+    std::string names;
+    OrvStatus status = SOrvFirstInput(context, 0, name.data());
+    for (const char* separator = ""; status == 0; separator = ",") {
+        const std::string addition = std::string(separator) + name.data();
+        if (names.size() + addition.size() > longestList) {
+            break;
+        }
+        names += addition;
+        status = SOrvNextInput(context, name.data());
+    }
+    return names;
+}
+
+}  // namespace
+
+Outcome executeNativeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
+                            std::int32_t second) {
+    const InterpreterLockRelease lockRelease;
+    return executeEngine(engineName, entryPointName, first, second);
+}
+
+Outcome enumerateDefinitions(PythonReference& names) {
+    OrvContext handle = 0;
+    if (const Status status = createHandle(handle); status != success) {
+        return status;
+    }
+    const TemporaryContext context(handle);
+    names = textFromUtf8(joinedInputNames(context.get()));
+    return success;
+}
+
+Outcome control(std::int32_t handle, std::int32_t first, std::int32_t second) {
+    return SOrvControlDSC(handle, first, second);
+}
+
+Outcome getStatus(std::int32_t handle, PythonReference& state) {
+    constexpr std::int32_t stateItem = 1;
+    std::uint32_t word = 0;
+    const OrvStatus status = SOrvQueryDataSource(handle, stateItem, &word);
+    if (status == 0) {
+        state = PythonReference(integerObject(static_cast<std::int16_t>(word & 0xFFFF)));
+    }
+    return status;
+}
+
+Outcome reverify(std::int32_t handle) {
+    return SOrvReVerify(handle);
+}
+
+}  // namespace pyORV3

@@ -1,0 +1,21 @@
+// Outcome: how a method ended, its status and the text of the step that failed.
+#ifndef PYORV3_MODULE_OUTCOME_H
+#define PYORV3_MODULE_OUTCOME_H
+
+#include "module/status.h"
+
+namespace pyORV3 {
+
+struct Outcome {
+    // A bare status is an outcome: most steps have no text of their own.
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    constexpr Outcome(Status status_ = success, const char* failedStep_ = "") noexcept
+        : status(status_), failedStep(failedStep_) {}
+
+    Status status;
+    const char* failedStep;  ///< static text; meaningful when the status is not 0
+};
+
+}  // namespace pyORV3
+
+#endif

@@ -1,0 +1,148 @@
+#include "module/spectrum_methods.h"
+
+#include <algorithm>
+#include <new>
+
+#include "module/orv.h"
+#include "module/spectrum_size.h"
+#include "parameters/byte_stream.h"
+
+namespace pyORV3 {
+
+namespace {
+
+constexpr std::uint32_t channelsParameter = 0x20000007;  // QAR_L_CHANNELS
+constexpr std::int32_t largestReadCount = 65535;         // what a 16-bit channel number reaches
+constexpr std::int32_t channelsPerReading = 2048;
+constexpr std::int32_t channelsPerWriting = 256;
+
+/// The scratch buffer of one transfer: zeroed channel contents.
+class ChannelBuffer {
+  public:
+    /// Holds one channel at least, so that the library always gets a valid place.
+    explicit ChannelBuffer(std::int32_t channelCount)
+        : bytes_(static_cast<std::uint32_t>(std::max(channelCount, 1)) * sizeof(std::int32_t)) {}
+
+    [[nodiscard]] std::int32_t* channel(std::int32_t slot) noexcept {
+        return reinterpret_cast<std::int32_t*>(bytes_.data()) + slot;
+    }
+
+  private:
+    Tarsel::Utility::ByteStream bytes_;
+};
+
+OrvStatus readChannelCount(OrvContext handle, std::int32_t& channelCount) {
+    channelCount = 0;
+    return SOrvGetParam(handle, channelsParameter, 1, 1, &channelCount, sizeof channelCount);
+}
+
+/// Reads all channels in chunks; the first call is made even when there is none.
+OrvStatus readChannels(OrvContext handle, std::int32_t channelCount, ChannelBuffer& buffer) {
+    std::int32_t position = 0;
+    do {
+        const std::int32_t chunk = std::min(channelCount - position, channelsPerReading);
+        const OrvStatus status =
+            SOrvGetSpectrum(handle, static_cast<std::uint16_t>(position + 1),
+                            static_cast<std::uint16_t>(chunk), 0, buffer.channel(position));
+        if (status != 0) {
+            return status;
+        }
+        position += chunk;
+    } while (position < channelCount);
+    return 0;
+}
+
+/// Writes in chunks: the first one holds at most the tuple's items, the others go on to the end of
+/// the buffer, zeros included; the first call is made even when there is no item.
+OrvStatus writeChannels(OrvContext handle, std::int32_t itemCount, std::int32_t bufferCount,
+                        ChannelBuffer& buffer) {
+    std::int32_t position = 0;
+    std::int32_t remaining = itemCount;
+    do {
+        const std::int32_t chunk = std::min(remaining, channelsPerWriting);
+        const OrvStatus status =
+            SOrvPutSpectrum(handle, static_cast<std::uint16_t>(position + 1),
+                            static_cast<std::uint16_t>(chunk), buffer.channel(position));
+        if (status != 0) {
+            return status;
+        }
+        position += chunk;
+        remaining = bufferCount - position;
+    } while (remaining > 0);
+    return 0;
+}
+
+/// A tuple of the channel contents.
+PythonReference channelTuple(std::int32_t channelCount, ChannelBuffer& buffer) {
+    PythonReference tuple(PyTuple_New(channelCount));
+    if (!tuple) {
+        throw std::bad_alloc();
+    }
+    for (std::int32_t slot = 0; slot < channelCount; ++slot) {
+        PyObject* content = PyLong_FromLong(*buffer.channel(slot));
+        if (content == nullptr) {
+            throw std::bad_alloc();
+        }
+        PyTuple_SetItem(tuple.get(), slot, content);
+    }
+    return tuple;
+}
+
+/// Puts the items' low 32 bits into the buffer; false when an item is no int.
+bool fillBuffer(PyObject* tuple, std::int32_t itemCount, ChannelBuffer& buffer) {
+    constexpr auto maybeError = static_cast<unsigned long>(-1);
+    for (std::int32_t slot = 0; slot < itemCount; ++slot) {
+        // What the parser's unit "I" does, without the parser.
+        const unsigned long content = PyLong_AsUnsignedLongMask(PyTuple_GetItem(tuple, slot));
+        if (content == maybeError && PyErr_Occurred() != nullptr) {
+            return false;
+        }
+        *buffer.channel(slot) = static_cast<std::int32_t>(content);
+    }
+    return true;
+}
+
+}  // namespace
+
+Outcome getSpectrum(std::int32_t handle, std::int32_t /*unused1*/, std::int32_t /*unused2*/,
+                    PythonReference& channels) {
+    std::int32_t channelCount = 0;
+    if (const OrvStatus status = readChannelCount(handle, channelCount); status != 0) {
+        return status;
+    }
+    if (channelCount < 0 || channelCount > largestReadCount) {
+        return badArguments;
+    }
+    ChannelBuffer buffer(channelCount);
+    if (const OrvStatus status = readChannels(handle, channelCount, buffer); status != 0) {
+        return status;
+    }
+    channels = channelTuple(channelCount, buffer);
+    return success;
+}
+
+Outcome setSpectrum(std::int32_t handle, PyObject* channels, std::int32_t /*unused1*/,
+                    std::int32_t /*unused2*/) {
+    const Py_ssize_t itemCount = PyTuple_Size(channels);  // -1 for an object that is no tuple
+    if (itemCount < 0 || itemCount > largestSpectrumSize) {
+        return badArguments;
+    }
+    auto writeCount = static_cast<std::int32_t>(itemCount);
+    std::int32_t bufferCount = roundedSpectrumSize(writeCount);
+    ChannelBuffer buffer(bufferCount);
+    if (!fillBuffer(channels, writeCount, buffer)) {
+        return badArguments;
+    }
+    // A source that does not tell its channel count takes all channels.
+    std::int32_t channelCount = 0;
+    if (readChannelCount(handle, channelCount) == 0) {
+        if (channelCount < 0) {
+            return badArguments;
+        }
+        writeCount = std::min(writeCount, channelCount);
+        bufferCount = std::min(bufferCount, channelCount);
+    }
+    return writeChannels(handle, writeCount, bufferCount, buffer);
+}
+
+}  // namespace pyORV3

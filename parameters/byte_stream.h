@@ -1,0 +1,50 @@
+// ByteStream: the owned, zero-filled byte buffer in which values travel to and from the
+// data-access library.
+#ifndef PYORV3_PARAMETERS_BYTE_STREAM_H
+#define PYORV3_PARAMETERS_BYTE_STREAM_H
+
+#include <cstdint>
+#include <memory>
+
+namespace Tarsel::Utility {
+
+/// Holds either nothing (size 0, no array) or exactly `size` bytes that start out zero.
+/// Exhausted memory is reported as std::bad_alloc; the stream then keeps what it had.
+class ByteStream {
+  public:
+    ByteStream() noexcept = default;
+
+    /// A stream of `byteCount` zero bytes.
+    explicit ByteStream(std::uint32_t byteCount);
+
+    virtual ~ByteStream() = default;
+    ByteStream(const ByteStream&) = delete;
+    ByteStream& operator=(const ByteStream&) = delete;
+    ByteStream(ByteStream&&) = delete;
+    ByteStream& operator=(ByteStream&&) = delete;
+
+    /// Makes the stream at least `byteCount` bytes long: the old bytes stay in front, the new ones
+    /// are zero. Never shrinks.
+    void grow(std::uint32_t byteCount);
+
+    /// Makes the stream exactly `byteCount` bytes long, all of them zero; returns `byteCount`.
+    std::uint32_t allocate(std::uint32_t byteCount);
+
+    /// Frees the bytes.
+    void clear() noexcept;
+
+    /// The first byte; null when the stream is empty.
+    [[nodiscard]] std::uint8_t* data() noexcept { return data_.get(); }
+    [[nodiscard]] const std::uint8_t* data() const noexcept { return data_.get(); }
+
+    /// The number of bytes.
+    [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
+
+  private:
+    std::uint32_t size_ = 0;
+    std::unique_ptr<std::uint8_t[]> data_;
+};
+
+}  // namespace Tarsel::Utility
+
+#endif

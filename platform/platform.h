@@ -1,0 +1,33 @@
+// The operating-system functions that the module calls, under the names that Windows gives them.
+//
+// On Windows they are the system's own. Elsewhere the headers under posix/ declare as many of them
+// as are used, with the same parameters and results; README.md lists them.
+#ifndef PYORV3_PLATFORM_PLATFORM_H
+#define PYORV3_PLATFORM_PLATFORM_H
+
+#if defined(_WIN32)
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+
+#include <stdlib.h>  // _putenv, _fullpath
+
+#else
+
+#include "platform/posix/environment.h"
+#include "platform/posix/errors.h"
+#include "platform/posix/libraries.h"
+#include "platform/posix/paths.h"
+#include "platform/posix/registry.h"
+#include "platform/posix/system.h"
+#include "platform/posix/text.h"
+#include "platform/posix/types.h"
+
+#endif
+
+#endif

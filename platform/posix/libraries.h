@@ -1,0 +1,32 @@
+// Libraries that are named at run time.
+#ifndef PYORV3_PLATFORM_POSIX_LIBRARIES_H
+#define PYORV3_PLATFORM_POSIX_LIBRARIES_H
+
+#include <cstdint>
+
+#include "platform/posix/types.h"
+
+namespace platform {
+struct Library;  // what the system's loader knows as a handle
+}
+
+using HMODULE = platform::Library*;
+using FARPROC = std::intptr_t (*)();
+
+// Loads a library by its Windows name: a trailing ".dll", in any case, stands for ".so". A name
+// with a slash is a path. Any other name is looked for
+//   1. in the absolute folders of LD_LIBRARY_PATH as it is at the time of the call,
+//   2. in the folder of the binary that this layer is linked into,
+//   3. where the system's loader looks, unless that would take it to a relative folder.
+// The current folder is never searched. What cannot be loaded, for whatever reason, is null and
+// ERROR_MOD_NOT_FOUND. Every library that was loaded is to be freed once.
+HMODULE LoadLibraryA(LPCSTR name);
+
+// The function that the library itself exports under the name; null and ERROR_PROC_NOT_FOUND where
+// it exports none, also where one of the libraries that it needs does.
+FARPROC GetProcAddress(HMODULE library, LPCSTR name);
+
+// Releases one loading of a library: FALSE and ERROR_INVALID_HANDLE where there was none.
+BOOL FreeLibrary(HMODULE library);
+
+#endif

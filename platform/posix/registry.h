@@ -1,0 +1,48 @@
+// The registry: the part of HKEY_LOCAL_MACHINE that a file in the Registry Editor's export format
+// holds, for reading. The file is the one that the environment variable ORSOVA_REGISTRY names,
+// else /etc/orsova/registry.reg; README.md describes its format.
+#ifndef PYORV3_PLATFORM_POSIX_REGISTRY_H
+#define PYORV3_PLATFORM_POSIX_REGISTRY_H
+
+#include "platform/posix/types.h"
+
+namespace platform {
+
+struct OpenKey;
+extern OpenKey localMachine;
+
+}  // namespace platform
+
+using HKEY = platform::OpenKey*;
+using PHKEY = HKEY*;
+using REGSAM = DWORD;
+
+#define HKEY_LOCAL_MACHINE (&platform::localMachine)
+
+enum { KEY_READ = 0x20019 };
+
+enum { REG_SZ = 1, REG_EXPAND_SZ = 2, REG_BINARY = 3, REG_DWORD = 4, REG_MULTI_SZ = 7 };
+
+// Opens a key under HKEY_LOCAL_MACHINE as the file describes it at this moment; options and access
+// have no effect. The key in *result is the caller's to close. Returns
+//   ERROR_FILE_NOT_FOUND     no such file, or no such key in it
+//   ERROR_BADDB              the file cannot be read, has more than 16 MiB or is no export
+//   ERROR_INVALID_HANDLE     another root key
+//   ERROR_INVALID_PARAMETER  a null pointer
+LSTATUS RegOpenKeyExA(HKEY root, LPCSTR path, DWORD options, REGSAM access, PHKEY result);
+
+// Gives the value with an index, counted from 0 in no particular order. nameSize: on entry the room
+// in name, on return the length without the NUL. dataSize: the same for data in bytes, a text's NUL
+// counted. reserved is null; type may be null, and so may data, or data and dataSize. Texts are in
+// the ANSI code page. Returns
+//   ERROR_NO_MORE_ITEMS      there are not so many values
+//   ERROR_MORE_DATA          name or data is too small: neither is written, *dataSize is what data
+//                            needs and *nameSize stays
+//   ERROR_INVALID_HANDLE     no open key
+//   ERROR_INVALID_PARAMETER  a null pointer, or one where there must be none
+LSTATUS RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameSize, LPDWORD reserved,
+                      LPDWORD type, LPBYTE data, LPDWORD dataSize);
+
+LSTATUS RegCloseKey(HKEY key);
+
+#endif

@@ -1,0 +1,43 @@
+// A part of the registry as the Registry Editor exports it to a text file.
+#ifndef PYORV3_PLATFORM_POSIX_REGISTRY_FILE_H
+#define PYORV3_PLATFORM_POSIX_REGISTRY_FILE_H
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/posix/registry_line.h"
+
+namespace platform {
+
+// The values of one key by their names in lower case.
+using RegistryValues = std::map<std::string, RegistryValue>;
+
+// Keys under HKEY_LOCAL_MACHINE by their paths in lower case.
+using RegistryKeys = std::map<std::string, RegistryValues>;
+
+class RegistryFile {
+  public:
+    // Reads the content of an export file, in any of the encodings that README.md lists. Lines that
+    // make no sense are left out. None where the content does not start as an export does.
+    static std::optional<RegistryFile> parse(std::string_view content);
+
+    // The values of the key under HKEY_LOCAL_MACHINE with this path, in any case; null where the
+    // file has no section for it. The path is seen as a 32-bit process sees it: a key under
+    // "SOFTWARE\Wow6432Node" stands in the place of the key under "SOFTWARE". The values live as
+    // long as this object.
+    const RegistryValues* find(std::string_view path) const;
+
+  private:
+    explicit RegistryFile(RegistryKeys keys) : keys_(std::move(keys)) {}
+
+    const RegistryValues* findExactly(const std::string& foldedPath) const;
+
+    RegistryKeys keys_;
+};
+
+}  // namespace platform
+
+#endif

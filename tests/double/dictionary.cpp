@@ -1,0 +1,87 @@
+// The double's parameter dictionary. Without a scripted answer it knows one parameter of each data
+// type code and the channel count; the low byte of the other codes is their data type code.
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <type_traits>
+
+#include "tests/double/reply.h"
+
+namespace {
+
+using recording::Reply;
+
+struct Parameter {
+    uint32_t code;
+    uint32_t type;
+    uint32_t size;    // bytes
+    uint32_t length;  // characters of a text
+    std::string_view name;
+    std::string_view description;
+};
+
+constexpr std::array<Parameter, 14> parameters{{
+    {0x20000007, 8, 4, 0, "QAR_L_CHANNELS", "Number of channels"},
+    {0x00070002, 2, 1, 0, "BYTE", "A byte"},
+    {0x00070006, 6, 1, 0, "FLAG", "A byte of the other code"},
+    {0x00070003, 3, 2, 0, "SHORT", "A short"},
+    {0x00070007, 7, 2, 0, "WORD", "A short of the other code"},
+    {0x00070008, 8, 4, 0, "LONG", "A long"},
+    {0x00070009, 9, 8, 0, "LONGLONG", "A long of 64 bits"},
+    {0x0007000A, 10, 4, 0, "FLOAT", "A float"},
+    {0x0007000E, 14, 0, 12, "TEXT", "A text"},
+    {0x00070018, 24, 0, 40, "LONG_TEXT", "A text of the other code"},
+    {0x0007001B, 27, 8, 0, "DOUBLE", "A double"},
+    {0x000700C0, 192, 8, 0, "QUANTITY", "A double of the other code"},
+    {0x00070023, 35, 8, 0, "DATE", "A date"},
+    {0x00000023, 35, 8, 0, "BARE_DATE", "A date whose code has no class"},
+}};
+
+// Bit 0 of a status says success.
+constexpr std::int64_t success = 1;
+constexpr std::int64_t unknownParameter = 0x00278002;
+
+constexpr std::size_t textAreaSize = 256;
+
+}  // namespace
+
+extern "C" {
+
+ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_getpinfo(uint32_t code, uint32_t one,
+                                                           uint32_t zero, char* name,
+                                                           char* description, uint32_t* output6,
+                                                           uint32_t* output7, uint32_t* length,
+                                                           uint32_t* type, uint32_t* size,
+                                                           uint32_t* output11, uint32_t* output12) {
+    const auto* const known = std::ranges::find(parameters, code, &Parameter::code);
+    const bool isKnown = known != parameters.end();
+    const Parameter parameter = isKnown ? *known : Parameter{};
+    return Reply("pqar_util_getpinfo", {{"code", code}, {"one", one}, {"zero", zero}},
+                 isKnown ? success : unknownParameter)
+        .buffer("name", name, textAreaSize, parameter.name)
+        .buffer("description", description, textAreaSize, parameter.description)
+        .number("output6", output6)
+        .number("output7", output7)
+        .number("length", length, parameter.length)
+        .number("type", type, parameter.type)
+        .number("size", size, parameter.size)
+        .number("output11", output11)
+        .number("output12", output12)
+        .status();
+}
+
+ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_pname2code(const char* name, uint32_t* code,
+                                                             void* area) {
+    const auto* const known =
+        std::ranges::find(parameters, std::string_view(name), &Parameter::name);
+    const bool isKnown = known != parameters.end();
+    return Reply("pqar_util_pname2code", {{"name", recording::text(name)}},
+                 isKnown ? success : unknownParameter)
+        .number("code", code, isKnown ? known->code : 0)
+        .buffer("area", area, 260)
+        .status();
+}
+}
+
+static_assert(std::is_same_v<decltype(&pqar_util_getpinfo), OrvParameterInfoFunction>);
+static_assert(std::is_same_v<decltype(&pqar_util_pname2code), OrvParameterNameFunction>);

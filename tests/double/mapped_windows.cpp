@@ -1,0 +1,11 @@
+#include <windows.h>
+
+#include "tests/double/mapped.h"
+
+namespace recording {
+
+bool isMapped(const char* fileName) {
+    return GetModuleHandleA(fileName) != nullptr;
+}
+
+}  // namespace recording

@@ -1,0 +1,93 @@
+// The memory of the recording double: what was called, and what the test wants answered.
+//
+// The double stands in for the data-access library, the parameter dictionary and an engine. Every
+// function of the three logs its name and its input arguments here and answers as the test scripted
+// it. There is one Recorder for the process; it lives in the double's data-access library and is
+// safe to use from several threads.
+#ifndef PYORV3_TESTS_DOUBLE_RECORDER_H
+#define PYORV3_TESTS_DOUBLE_RECORDER_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "module/orv.h"
+
+namespace recording {
+
+// A null pointer, an integer of any width of the interface, or the bytes of a text or a buffer.
+using Value = std::variant<std::monostate, std::int64_t, std::string>;
+// Values by name, in the order of the interface.
+using Values = std::vector<std::pair<std::string, Value>>;
+
+struct Call {
+    std::string function;
+    Values arguments;  // the inputs only
+};
+
+constexpr int forEver = -1;
+
+// What one call (or several) of a function does. The outputs are written first, whatever the
+// result, and only those that are named here; then the call throws or returns.
+struct Answer {
+    std::int64_t result = 0;
+    std::string thrown = {};  // a kind of raise() (thrown.h): thrown with the result as its value
+    Values outputs = {};
+    Values when = {};  // arguments that the call must have had for this answer to be taken
+    int times = 1;     // forEver, or how many calls are answered
+};
+
+class Recorder {
+  public:
+    ORV_EXPORT static Recorder& instance();
+
+    // Forgets calls, answers, channels and the engine's release; contexts count from 1001 again.
+    ORV_EXPORT void reset();
+
+    // Throws std::invalid_argument where answer.thrown is no known kind.
+    ORV_EXPORT void answer(const std::string& function, Answer answer);
+
+    ORV_EXPORT std::vector<Call> calls() const;
+
+    // The functions for which counted answers are left: calls that the test expected in vain.
+    ORV_EXPORT std::vector<std::string> unusedAnswers() const;
+
+    // Logs the call and takes its answer: the oldest counted one that fits, else the newest
+    // that stands for ever, else none.
+    ORV_EXPORT std::optional<Answer> record(Call call);
+
+    // The spectrum that is served where SOrvGetSpectrum has no answer.
+    ORV_EXPORT void setChannels(std::vector<std::int32_t> channels);
+    // firstChannel counts from 1; channels beyond the spectrum are left alone.
+    ORV_EXPORT void readChannels(std::uint16_t firstChannel, std::uint16_t count,
+                                 std::int32_t* destination) const;
+
+    ORV_EXPORT OrvContext nextContext();
+
+    ORV_EXPORT void releaseEngine();
+    // False when nobody came in time.
+    ORV_EXPORT bool waitForRelease(std::chrono::milliseconds patience);
+
+  private:
+    static constexpr OrvContext firstContext = 1001;
+
+    mutable std::mutex mutex_;
+    std::condition_variable released_;
+    bool engineReleased_ = false;
+    OrvContext nextContext_ = firstContext;
+    std::vector<std::int32_t> channels_;
+    std::vector<Call> calls_;
+    std::map<std::string, std::deque<Answer>> answers_;
+};
+
+}  // namespace recording
+
+#endif

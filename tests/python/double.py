@@ -1,0 +1,70 @@
+"""The recording double of the suite, for tests.
+
+Values are ints, bytes for texts and buffers, and None for a null pointer. Where a test scripts an
+answer it names the outputs as the double's functions do (tests/double/*.cpp).
+"""
+
+import contextlib
+import os
+import struct
+import unittest
+
+import orv_double
+
+FOR_EVER = -1
+
+BAD_ARGUMENTS = -320234115  # 0xECE99D7D
+OUT_OF_MEMORY = -320234190  # 0xECE99D32
+STANDARD_EXCEPTION = -320233492  # 0xECE99FEC
+UNKNOWN_EXCEPTION = -320233619  # 0xECE99F6D
+
+
+def signed(status):
+    """A 32-bit status as a script sees it."""
+    return (status & 0xFFFFFFFF ^ 0x80000000) - 0x80000000
+
+
+def is_mapped(library):
+    """Whether a library that the module loads by name is in the process now."""
+    return orv_double.is_mapped(library + (".dll" if os.name == "nt" else ".so"))
+
+
+def answer(function, result=0, throw="", times=1, when=None, **outputs):
+    """Scripts what the next calls of a function do; throw names a C++ type that is thrown then."""
+    orv_double.answer(function, result, throw, times, when or {}, outputs)
+
+
+def arguments(function):
+    """The arguments by name of each call of one function."""
+    return [values for name, values in orv_double.calls() if name == function]
+
+
+def calls():
+    """Every call as (function, argument, ...)."""
+    return [(function, *values.values()) for function, values in orv_double.calls()]
+
+
+def library_calls():
+    """Every call but those of the parameter dictionary."""
+    return [call for call in calls() if not call[0].startswith("pqar_")]
+
+
+def set_channels(channels):
+    """The spectrum that SOrvGetSpectrum serves."""
+    orv_double.set_channels(struct.pack("<%di" % len(channels), *channels))
+
+
+class TestCase(unittest.TestCase):
+    """A test on a fresh double, which fails where a call that it scripted did not come."""
+
+    def setUp(self):
+        orv_double.reset()
+        self.addCleanup(lambda: self.assertEqual(orv_double.unused_answers(), []))
+
+    @contextlib.contextmanager
+    def case(self, *row):
+        """One row of a table of cases: a subtest on a fresh double."""
+        with self.subTest(row=row):
+            orv_double.reset()
+            yield
+            self.assertEqual(orv_double.unused_answers(), [])

@@ -1,0 +1,163 @@
+"""open, close, flush and the flag methods."""
+
+import unittest
+
+import double
+import pyORV3
+
+# The making of a handle: a temporary context 1001, then the handle 1002 on the node it names.
+TEMPORARY = ("SOrvCreateDSC", None, None, 0, 0)
+NODES = ("SOrvEnumNodes", 1001, b"", b"", 1, 0x42)
+NODES_AGAIN = ("SOrvEnumNodes", 1001, b"", b"", 1, 0x46)
+NO_TEMPORARY = ("SOrvDeleteDSC", 1001)
+BOUND = ("SOrvCreateDSC2", b"", b"", 0, 0)
+HANDLE = [TEMPORARY, NODES, NO_TEMPORARY, BOUND]
+RELEASED = [("SOrvCloseDataSource", 1002), ("SOrvDeleteDSC", 1002)]
+
+
+class HandleCreation(double.TestCase):
+    # What the library answers, the status, and the calls that are made.
+    FAILURES = [
+        ([("SOrvCreateDSC", 7, {"context": 55})], 0xE0000007, [TEMPORARY]),
+        ([("SOrvEnumNodes", 6, {})], 0xE0000006, [TEMPORARY, NODES, NO_TEMPORARY]),
+        (
+            [("SOrvEnumNodes", 0x500002, {"count": 9}), ("SOrvEnumNodes", 0x500002, {})],
+            0xE0400199,
+            [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY],
+        ),
+        (
+            [("SOrvEnumNodes", 0x500002, {}), ("SOrvEnumNodes", 0, {"refusal": b"down"})],
+            0xECE99E49,
+            [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY],
+        ),
+        (
+            [("SOrvEnumNodes", 0, {"refusal": b"x" * 538})],
+            0xECE99E49,
+            [TEMPORARY, NODES, NO_TEMPORARY],
+        ),
+        ([("SOrvCreateDSC2", 0x500004, {})], 0xECE99E48, HANDLE),
+    ]
+
+    def test_failure_ends_it_and_leaves_no_context(self):
+        for answers, status, calls in self.FAILURES:
+            with self.case(answers):
+                for function, result, outputs in answers:
+                    double.answer(function, result, **outputs)
+                result = pyORV3.open("a.qar", 1, 1, "")
+                self.assertEqual(result, (double.signed(status), 0))
+                self.assertEqual(double.calls(), calls)
+
+    def test_second_selector_is_tried_where_the_library_asks_for_it(self):
+        double.answer("SOrvEnumNodes", 0x500002, count=9)
+        self.assertEqual(pyORV3.open("a.qar", 1, 1, ""), (0, 1002))
+        self.assertEqual(double.calls()[:4], [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY])
+
+    def test_whole_node_record_is_handed_on(self):
+        identity = bytes(1 + index % 255 for index in range(514))
+        # A text after the terminator refuses nothing.
+        double.answer("SOrvEnumNodes", identity=identity, refusal=b"\0rest")
+        self.assertEqual(pyORV3.open("a.qar", 1, 1, "")[0], 0)
+        bound = double.arguments("SOrvCreateDSC2")[0]
+        self.assertEqual((bound["identity"], bound["refusal"]), (identity, b"\0rest"))
+
+    def test_failure_with_a_handle_written_is_success(self):
+        double.answer("SOrvCreateDSC2", 0x500004, context=-7)
+        self.assertEqual(pyORV3.open("a.qar", 1, 1, ""), (0, -7))
+        self.assertEqual(double.arguments("SOrvOpenDataSource")[0]["context"], -7)
+
+
+class Open(double.TestCase):
+    # The arguments of the method and of the library, both without the handle.
+    ARGUMENTS = [
+        (("a.qar", 1, 1, ""), (b"a.qar", 1, 1, 0, None)),
+        (("a.qar", 3, 7, "aux"), (b"a.qar", 1, 3, 0, b"aux")),
+        (("a.qar", 0, -1, ""), (b"a.qar", 1, 0, 0, None)),
+        (("a.qar", 0, 0x10000, ""), (b"a.qar", 1, 0, 0, None)),
+        (("input", 2, 0, "\u00fc"), (b"input", 769, 2, 0, b"\xc3\xbc")),
+        (("gr\u00f6\u00dfe", -1025, 0, ""), ("gr\u00f6\u00dfe".encode(), 769, 0xFFFFFBFF, 0, None)),
+        (("", 0x80, 1, ""), (b"", 1, 0x80, 0, None)),
+    ]
+
+    def test_arguments_reach_the_library(self):
+        for passed, received in self.ARGUMENTS:
+            with self.case(passed):
+                self.assertEqual(pyORV3.open(*passed), (0, 1002))
+                opening = ("SOrvOpenDataSource", 1002) + received
+                self.assertEqual(double.calls(), HANDLE + [opening])
+
+    def test_creation_uses_name_alone(self):
+        for mode in (0x400, 0x405, -1):
+            with self.case(mode):
+                self.assertEqual(pyORV3.open("a.qar", mode, 0, "aux"), (0, 1002))
+                creation = ("SOrvCreateFile", 1002, b"a.qar", 1, 65535, 1, 32768)
+                self.assertEqual(double.calls(), HANDLE + [creation])
+
+    def test_failed_creation_keeps_the_context(self):
+        double.answer("SOrvCreateFile", 0x300022)
+        result = pyORV3.open("a.qar", 0x400, 1, "")
+        self.assertEqual(result, (double.signed(0xE0300022), 1002))
+        self.assertEqual(double.calls()[-1][0], "SOrvCreateFile")
+
+    # Result of the library's open, its state word (None: not asked for), status, released or not.
+    RESULTS = [
+        (0, None, 0, False),
+        (0x300022, None, 0xECE99EA2, True),
+        (0x500001, 0x1FF, 0, False),
+        (0x500001, 0x200, 0xECE99EA3, True),
+        (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
+        (0x500001, b"\0\0\0\0\0\2", 0, False),
+        (0x500002, None, 0xE0400199, True),
+        (0x270010, None, 0xEBE80010, True),
+    ]
+
+    def test_result_decides_whether_the_context_lives(self):
+        for result, state, status, released in self.RESULTS:
+            with self.case(result, state):
+                double.answer("SOrvOpenDataSource", result)
+                query = []
+                if state is not None:
+                    # The result of the query is not looked at.
+                    double.answer("SOrvQueryDSC", 5, buffer=state)
+                    query = [("SOrvQueryDSC", 1002, 3, b"")]
+                if released:
+                    double.answer("SOrvCloseDataSource", 5)
+                opened = pyORV3.open("a.qar", 1, 1, "")
+                self.assertEqual(opened, (double.signed(status), 1002))
+                rest = double.calls()[len(HANDLE) + 1 :]
+                self.assertEqual(rest, query + (RELEASED if released else []))
+
+
+class Close(double.TestCase):
+    def test_closes_and_deletes(self):
+        double.answer("SOrvDeleteDSC", 5)
+        self.assertEqual(pyORV3.close(1002, 99), 0)
+        self.assertEqual(double.calls(), RELEASED)
+
+    def test_failure_keeps_the_context_for_another_try(self):
+        double.answer("SOrvCloseDataSource", 7)
+        self.assertEqual(pyORV3.close(1002, 0), double.signed(0xE0000007))
+        self.assertEqual(double.calls(), RELEASED[:1])
+        self.assertEqual(pyORV3.close(1002, 0), 0)
+        self.assertEqual(double.calls(), RELEASED[:1] + RELEASED)
+
+
+class FlushAndFlags(double.TestCase):
+    def test_flush(self):
+        double.answer("SOrvFlush", 7)
+        self.assertEqual(pyORV3.flush(-1), double.signed(0xE0000007))
+        self.assertEqual(double.calls(), [("SOrvFlush", -1)])
+
+    def test_flags_come_from_the_number_alone(self):
+        for handle, is_open in [(0, 0), (5, 1), (-1, 1), (-(2**31), 1), (2**31 - 1, 1)]:
+            with self.case(handle):
+                flags = (
+                    pyORV3.getIsOpen(handle),
+                    pyORV3.getIsDirty(handle),
+                    pyORV3.setIsDirty(handle),
+                )
+                self.assertEqual(flags, (is_open, 0, 0))
+                self.assertEqual(double.calls(), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

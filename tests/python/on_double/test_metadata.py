@@ -1,0 +1,143 @@
+"""What the dictionary, or else the environment, knows about a parameter."""
+
+import os
+import tempfile
+import unittest
+
+import double
+import pyORV3
+
+OTHER = 0x12340001  # a code that the double's dictionary does not know
+REFUSED = (double.BAD_ARGUMENTS, 0)
+
+
+def get(code, name=""):
+    return pyORV3.getParameterMetaData(5, code, name)
+
+
+class FromTheDictionary(double.TestCase):
+    KNOWN = [
+        (0x20000007, ("QAR_L_CHANNELS", "Number of channels", 0x20000007, 0x2000, "long")),
+        (0x00070002, ("BYTE", "A byte", 0x00070002, 7, "byte")),
+        (0x00070006, ("FLAG", "A byte of the other code", 0x00070006, 7, "byte")),
+        (0x00070003, ("SHORT", "A short", 0x00070003, 7, "short")),
+        (0x00070007, ("WORD", "A short of the other code", 0x00070007, 7, "short")),
+        (0x00070009, ("LONGLONG", "A long of 64 bits", 0x00070009, 7, "longlong")),
+        (0x0007000A, ("FLOAT", "A float", 0x0007000A, 7, "float")),
+        (0x0007000E, ("TEXT", "A text", 0x0007000E, 7, "str")),
+        (0x00070018, ("LONG_TEXT", "A text of the other code", 0x00070018, 7, "str")),
+        (0x0007001B, ("DOUBLE", "A double", 0x0007001B, 7, "double")),
+        (0x000700C0, ("QUANTITY", "A double of the other code", 0x000700C0, 7, "double")),
+        (0x00000023, ("BARE_DATE", "A date whose code has no class", 0x23, 0x23, "Date")),
+    ]
+
+    def test_by_code_and_by_name(self):
+        for code, metadata in self.KNOWN:
+            asked = ("pqar_util_getpinfo", code, 1, 0)
+            with self.case(hex(code)):
+                self.assertEqual(get(code), (0, metadata))
+                self.assertEqual(double.calls(), [asked])
+            with self.case(metadata[0]):
+                self.assertEqual(get(OTHER, metadata[0]), (0, metadata))
+                name = metadata[0].encode()
+                self.assertEqual(double.calls(), [("pqar_util_pname2code", name), asked])
+
+    # What the dictionary says of OTHER; name, description and type name of the script.
+    TEXTS = [
+        ({"name": b"N  \t\r\n\v\f", "description": b" D \n", "type": 8}, ("N", " D", "long")),
+        ({"name": b" ", "description": b"\n", "type": 3}, ("", "", "short")),
+        ({"name": b"N", "description": b"K\xe4fig", "type": 14}, ("N", "N", "str")),
+        ({"name": b"N", "description": "\u00e4".encode(), "type": 10}, ("N", "N", "float")),
+        ({"name": b"K\xe4fig", "description": b"D", "type": 2}, ("K\u00e4fig", "D", "byte")),
+        (
+            {"name": b"N" * 56, "description": b"D" * 255, "type": 9},
+            ("N" * 55, "D" * 255, "longlong"),
+        ),
+        ({"name": "\u00e4".encode() * 28, "type": 35}, ("\u00e4" * 27, "", "Date")),
+        ({"name": b"N", "description": b"D", "type": 5}, ("N", "D", "")),
+        ({"name": b"N", "description": b"D", "type": 0x10008}, ("N", "D", "")),
+    ]
+
+    def test_texts_are_cleaned(self):
+        for said, (name, description, type_name) in self.TEXTS:
+            with self.case(said):
+                double.answer("pqar_util_getpinfo", 1, **said)
+                metadata = (name, description, OTHER, 0x1234, type_name)
+                self.assertEqual(get(OTHER), (0, metadata))
+
+    def test_texts_without_terminator_end_with_their_areas(self):
+        double.answer("pqar_util_getpinfo", 1, name=b"N" * 256, description=b"D" * 256, type=8)
+        self.assertEqual(get(OTHER), (0, ("N" * 55, "D" * 255, OTHER, 0x1234, "long")))
+
+    def test_code_comes_back_as_a_signed_number(self):
+        code = double.signed(0x80070008)
+        double.answer("pqar_util_getpinfo", 1, times=2, name=b"N", type=8)
+        double.answer("pqar_util_pname2code", 1, code=0x80070008)
+        for arguments in ((code,), (0, "N")):
+            self.assertEqual(get(*arguments), (0, ("N", "", code, 0x8007, "long")))
+            asked = double.arguments("pqar_util_getpinfo")[-1]["code"]
+            self.assertEqual(asked, 0x80070008)
+
+    def test_unknown_parameters_are_refused(self):
+        with self.case("code 0 is not asked for"):
+            self.assertEqual(get(0), REFUSED)
+            self.assertEqual(double.calls(), [])
+        with self.case("code"):
+            self.assertEqual(get(OTHER), REFUSED)
+        with self.case("name"):
+            self.assertEqual(get(0x00070008, "NO_SUCH_NAME"), REFUSED)
+            self.assertEqual(double.calls(), [("pqar_util_pname2code", b"NO_SUCH_NAME")])
+        with self.case("name of a code that is unknown"):
+            double.answer("pqar_util_pname2code", 1, code=OTHER)
+            self.assertEqual(get(0, "NO_SUCH_NAME"), REFUSED)
+
+    def test_is_released_after_each_use(self):
+        for arguments in ((0x00070008,), (OTHER,), (0, "LONG"), (0, "NO_SUCH_NAME")):
+            get(*arguments)
+            self.assertFalse(double.is_mapped("pqar"))
+
+
+class FromTheEnvironment(double.TestCase):
+    NAME = "PYORV3_TEST_SETTING"
+
+    def set(self, name, value):
+        os.environ[name] = value
+        self.addCleanup(os.environ.pop, name, None)
+
+    def test_is_the_last_resort(self):
+        self.set(self.NAME, "a value")
+        self.assertEqual(get(0, self.NAME), (0, (self.NAME, "a value", 0, 0, "str")))
+        self.assertEqual(double.calls(), [("pqar_util_pname2code", self.NAME.encode())])
+        self.set("LONG", "a value")
+        self.assertEqual(get(0, "LONG")[1][2], 0x00070008)
+
+    def test_long_values_come_whole(self):
+        for length in (254, 255, 256, 257, 5000):
+            with self.case(length):
+                self.set(self.NAME, "x" * length)
+                self.assertEqual(get(0, self.NAME), (0, (self.NAME, "x" * length, 0, 0, "str")))
+
+    def test_empty_value_counts_as_none(self):
+        self.set(self.NAME, "")
+        self.assertEqual(get(0, self.NAME), REFUSED)
+
+    @unittest.skipIf(os.name == "nt", "the registry is the machine's own")
+    def test_suite_environment_is_loaded_for_it(self):
+        export = (
+            "Windows Registry Editor Version 5.00\r\n\r\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel\\Orsova Environment]\r\n"
+            '"%s"="from the suite"\r\n' % self.NAME
+        )
+        with tempfile.NamedTemporaryFile("w", suffix=".reg", newline="") as registry:
+            registry.write(export)
+            registry.flush()
+            self.set("ORSOVA_REGISTRY", registry.name)
+            for name in ("OSVENV", self.NAME):
+                os.unsetenv(name)
+                self.addCleanup(os.unsetenv, name)
+            metadata = (self.NAME, "from the suite", 0, 0, "str")
+            self.assertEqual(get(0, self.NAME), (0, metadata))
+
+
+if __name__ == "__main__":
+    unittest.main()

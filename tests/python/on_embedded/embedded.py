@@ -1,0 +1,111 @@
+"""What the tests on the embedded library share: its codes, a folder for each test, data sources."""
+
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import pyORV3
+
+READ, WRITE, CREATE = 0x1, 0x2, 0x400
+MEASUREMENT, PROCESSING, NUCLIDES, SPECTRUM, PEAKS = 0x2000, 0x2003, 0x2004, 0x2005, 0x2006
+
+BAD_ARGUMENTS = 0xECE99D7D
+UNKNOWN_EXCEPTION = 0xECE99F6D
+NO_DATA_SOURCE = 0xECE99EA2
+DAMAGED = 0xECE99EA3
+UNKNOWN_CONTEXT = 0xEBE88100
+READ_ONLY = 0xEBE88104
+IN_USE = 0xEBE88105
+FILE_NOT_FOUND = 0xEBE88106
+FILE_EXISTS = 0xEBE88107
+UNKNOWN_CLASS = 0xEBE8810B
+NO_SUCH_RECORD = 0xEBE8810C
+NO_SUCH_ENTRY = 0xEBE8810D
+SIZE_REFUSED = 0xEBE8810E
+NOT_SET = 0xEBE88110
+UNKNOWN_ITEM = 0xEBE88112
+NOT_FOUND = 0xEBE88115
+KEY_REFUSED = 0xEBE88116
+
+EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples"
+
+
+def code_of(name):
+    return pyORV3.getParameterMetaData(0, 0, name)[1][2]
+
+
+def status_of(answer):
+    """The status of an answer as an unsigned number."""
+    return (answer[0] if isinstance(answer, tuple) else answer) & 0xFFFFFFFF
+
+
+def child(script, *arguments, **environment):
+    """A Python process that runs the script, which finds this folder's modules."""
+    path = os.pathsep.join([os.path.dirname(__file__), os.path.dirname(pyORV3.__file__)])
+    command = [sys.executable, "-c", script, *map(str, arguments)]
+    variables = os.environ | {"PYTHONPATH": path} | environment
+    return subprocess.Popen(command, env=variables, stdout=subprocess.PIPE, text=True)
+
+
+def output_of(process):
+    """What a process printed, when it ended well."""
+    text, _ = process.communicate(timeout=60)
+    if process.returncode != 0:
+        raise AssertionError(f"the child process ended with {process.returncode}")
+    return text.strip()
+
+
+class TestCase(unittest.TestCase):
+    """A test in a folder of its own; what it leaves open is closed before the folder goes."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def path(self, name="measurement.qar"):
+        return str(self.folder / name)
+
+    def ok(self, answer):
+        """The result of a call that must succeed."""
+        self.assertEqual(f"0x{status_of(answer):08X}", "0x00000000")
+        return answer[1] if isinstance(answer, tuple) else None
+
+    def fails(self, status, answer):
+        self.assertEqual(f"0x{status_of(answer):08X}", f"0x{status:08X}")
+
+    def open(self, mode=READ, name="measurement.qar"):
+        handle = self.ok(pyORV3.open(self.path(name), mode, 1, ""))
+        self.addCleanup(pyORV3.close, handle, 0)
+        return handle
+
+    def create(self, name="measurement.qar"):
+        return self.open(CREATE, name)
+
+    def reopened(self, handle, name="measurement.qar", mode=READ | WRITE):
+        """Closes the source, so that what comes next is read from the file."""
+        self.ok(pyORV3.close(handle, 0))
+        return self.open(mode, name)
+
+    def get(self, handle, name, record=1, entry=1):
+        return self.ok(pyORV3.getParameter(handle, code_of(name), record, entry))
+
+    def set(self, handle, name, value, record=1, entry=1):
+        self.ok(pyORV3.setParameter(handle, code_of(name), value, record, entry))
+
+    def column(self, handle, name, record=None):
+        """The values of a parameter in all records, or in all entries of one record."""
+        code = code_of(name)
+        count = self.ok(pyORV3.count(handle, code, record or 0))
+        places = [(record, n) if record else (n, 1) for n in range(1, count + 1)]
+        return [self.ok(pyORV3.getParameter(handle, code, *place)) for place in places]
+
+    def write_nuclides(self, handle, nuclides):
+        """One record for each (name, line energies)."""
+        for record, (name, energies) in enumerate(nuclides, start=1):
+            self.set(handle, "QAR_C_NUCLNAME", name, record)
+            for entry, energy in enumerate(energies, start=1):
+                self.set(handle, "QAR_D_LINEENERGY", energy, record, entry)

@@ -1,0 +1,120 @@
+#include "environment/suite_environment.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "environment/default_access.h"
+#include "environment/process_variable.h"
+#include "tests/unit/platform/process_fixture.h"
+
+namespace {
+
+std::optional<std::string> variable(const std::string& name) {
+    const char* value = getenv(name.c_str());
+    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+}
+
+class SuiteEnvironment : public ProcessFixture {
+  protected:
+    SuiteEnvironment() {
+        unsetenv("OSVENV");
+        setenv("ORSOVA_REGISTRY", (folder() / "registry.reg").c_str(), 1);
+    }
+
+    void useRegistry(const std::string& values) const {
+        write("registry.reg",
+              "REGEDIT4\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel\\Orsova Environment]\n" + values);
+    }
+};
+
+TEST_F(SuiteEnvironment, VariablesComeFromTheRegistryUnlessTheyHaveAValue) {
+    struct Case {
+        std::optional<std::string> present;
+        std::string line;
+        std::optional<std::string> expected;
+    };
+    const std::string longText(300, 'x');
+    const std::string veryLongText(100000, 'y');
+    const std::vector<Case> cases = {
+        {std::nullopt, R"("PYORV3_A"="C:\\Suite")", "C:\\Suite"},
+        {"", R"("PYORV3_A"="registry")", "registry"},
+        {"mine", R"("PYORV3_A"="registry")", "mine"},
+        {longText, R"("PYORV3_A"="registry")", longText},
+        {std::nullopt, R"("PYORV3_A"="")", ""},
+        {"", R"("PYORV3_A"="")", ""},
+        {std::nullopt, R"("PYORV3_A"=")" + longText + "\"", longText},
+        {std::nullopt, R"("PYORV3_A"=")" + veryLongText + "\"", veryLongText},
+        {std::nullopt, R"("PYORV3_A"=")" + std::string(2000000, 'z') + "\"", std::nullopt},
+        {std::nullopt, R"("PYORV3_A"="a=b")", "a=b"},
+        {std::nullopt, R"("PYORV3_A=b"="c")", std::nullopt},
+        {std::nullopt, "\"PYORV3_A\"=dword:00004241", "AB"},
+        {std::nullopt, "\"PYORV3_A\"=hex:41,42", "AB"},
+        {std::nullopt, "\"PYORV3_A\"=hex(2):25,41,00,42,00", "%A"},
+        {std::nullopt, "@=\"default\"", std::nullopt},
+    };
+    for (const auto& [present, line, expected] : cases) {
+        unsetenv("OSVENV");
+        unsetenv("PYORV3_A");
+        if (present) {
+            setenv("PYORV3_A", present->c_str(), 1);
+        }
+        useRegistry(line + "\n\"PYORV3_Z\"=\"last\"\n");
+        pyORV3::loadSuiteEnvironment();
+        EXPECT_EQ(variable("PYORV3_A"), expected) << line.substr(0, 400);
+        EXPECT_EQ(variable("PYORV3_Z"), "last");
+        EXPECT_EQ(variable("OSVENV"), "1");
+    }
+}
+
+TEST_F(SuiteEnvironment, ManyVariablesAndLongNamesAreAllRead) {
+    std::vector<std::string> names = {"PYORV3_" + std::string(16000, 'N')};
+    for (int i = 0; i < 300; ++i) {
+        names.push_back("PYORV3_N" + std::to_string(i));
+    }
+    std::string values;
+    for (const auto& name : names) {
+        values.append("\"").append(name).append("\"=\"of ").append(name).append("\"\n");
+    }
+    useRegistry(values);
+    pyORV3::loadSuiteEnvironment();
+    for (const auto& name : names) {
+        EXPECT_EQ(variable(name), "of " + name);
+    }
+}
+
+TEST_F(SuiteEnvironment, ItIsLoadedOnceAndTriedAgainWhileTheKeyIsMissing) {
+    pyORV3::loadSuiteEnvironment();
+    EXPECT_EQ(variable("OSVENV"), std::nullopt);
+
+    setenv("OSVENV", "", 1);
+    useRegistry("\"PYORV3_A\"=\"first\"\n");
+    pyORV3::loadSuiteEnvironment();
+    EXPECT_EQ(variable("PYORV3_A"), "first");
+    EXPECT_EQ(variable("OSVENV"), "1");
+
+    for (const char* marker : {"1", "inherited"}) {
+        setenv("OSVENV", marker, 1);
+        useRegistry("\"PYORV3_B\"=\"second\"\n");
+        pyORV3::loadSuiteEnvironment();
+        EXPECT_EQ(variable("PYORV3_B"), std::nullopt);
+        EXPECT_EQ(variable("OSVENV"), marker);
+    }
+}
+
+TEST_F(SuiteEnvironment, RelaxingTheDefaultAccessSucceeds) {
+    EXPECT_EQ(pyORV3::relaxDefaultAccess(), 0U);
+}
+
+TEST_F(SuiteEnvironment, ProcessVariablesAreReadWhole) {
+    for (const std::size_t size : {1U, 254U, 255U, 256U, 257U, 100000U}) {
+        const std::string value(size, 'v');
+        setenv("PYORV3_A", value.c_str(), 1);
+        EXPECT_EQ(pyORV3::processVariable("PYORV3_A"), value);
+    }
+    setenv("PYORV3_A", "", 1);
+    EXPECT_EQ(pyORV3::processVariable("PYORV3_A"), std::nullopt);
+    EXPECT_EQ(pyORV3::processVariable("PYORV3_MISSING"), std::nullopt);
+}
+
+}  // namespace

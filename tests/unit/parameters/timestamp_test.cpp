@@ -1,0 +1,206 @@
+#include "parameters/timestamp.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Tarsel::Utility::BrokenDownTime;
+using Tarsel::Utility::civilToSeconds;
+using Tarsel::Utility::Timestamp;
+
+constexpr std::int64_t epochDistance = 3'506'716'800;
+constexpr std::int64_t lastWritableSecond = 253'402'300'799;
+
+TEST(Timestamp, ReadsTheLibraryDouble) {
+    struct Case {
+        double librarySeconds;
+        Timestamp expected;
+    };
+    const double infinity = std::numeric_limits<double>::infinity();
+    const Timestamp last(lastWritableSecond, 999'999'999);
+    const std::vector<Case> cases = {
+        {3'506'716'800.5, Timestamp(0, 500'000'000)},
+        {5'212'846'932.0, Timestamp(1'706'130'132, 0)},
+        {0.0, Timestamp()},
+        {3'506'716'799.9, Timestamp()},
+        {-1.0, Timestamp()},
+        {std::nan(""), Timestamp()},
+        {-infinity, Timestamp()},
+        {infinity, last},
+        {1e300, last},
+        {static_cast<double>(epochDistance + lastWritableSecond + 1), last},
+    };
+    for (const Case& testCase : cases) {
+        SCOPED_TRACE(testCase.librarySeconds);
+        Timestamp timestamp(7, 7);
+        timestamp.fromDouble(testCase.librarySeconds);
+        EXPECT_EQ(timestamp, testCase.expected);
+    }
+}
+
+TEST(Timestamp, WritesTheLibraryDoubleRoundedToTicks) {
+    EXPECT_EQ(Timestamp().toDouble(), 3'506'716'800.0);
+    EXPECT_EQ(Timestamp(1'706'130'132, 0).toDouble(), 5'212'846'932.0);
+    const double tick = 1e-7;
+    const auto ticksAfterLibraryEpoch = [tick](std::uint32_t nanoseconds) {
+        return std::round(Timestamp(-epochDistance, nanoseconds).toDouble() / tick);
+    };
+    EXPECT_EQ(ticksAfterLibraryEpoch(49), 0);
+    EXPECT_EQ(ticksAfterLibraryEpoch(149), 1);
+    EXPECT_EQ(ticksAfterLibraryEpoch(150), 2);
+}
+
+TEST(Timestamp, FormatsWithZoneAndFraction) {
+    struct Case {
+        Timestamp timestamp;
+        bool applyZone;
+        std::int32_t zoneOffset;
+        const char* options;
+        const char* expected;
+    };
+    const Timestamp instant(1'706'130'132, 123'456'789);
+    const std::int64_t far = std::numeric_limits<std::int64_t>::max();
+    const std::vector<Case> cases = {
+        {instant, true, 0, "", "2024-01-24T21:02:12.123Z"},
+        {instant, true, 0, "I", "2024-01-24T21:02:12Z"},
+        {instant, true, 19'800, "", "2024-01-25T02:32:12.123+0530"},
+        {instant, true, -12'600, "", "2024-01-24T17:32:12.123-0330"},
+        {instant, true, 86'400, "", "2024-01-25T21:02:12.123"},
+        {instant, false, 19'800, "", "2024-01-24T21:02:12.123"},
+        {Timestamp(0, 123'600'000), true, 0, "", "1970-01-01T00:00:00.123Z"},
+        {Timestamp(0, 999'999'600), true, 0, "", "1970-01-01T00:00:00.000Z"},
+        {Timestamp(10, 2'500'000'000), true, 0, "", "1970-01-01T00:00:12.500Z"},
+        {Timestamp(951'782'400, 0), true, 0, "", "2000-02-29T00:00:00.000Z"},
+        {Timestamp(-1, 900'000'000), true, 0, "", "1970-01-01T00:00:00.000Z"},
+        {Timestamp(0, 0), true, -3'600, "", "1970-01-01T00:00:00.000-0100"},
+        {Timestamp(lastWritableSecond + 1, 0), true, 0, "", "9999-12-31T23:59:59.999Z"},
+        {Timestamp(far, 0), true, 3'600, "", "9999-12-31T23:59:59.999+0100"},
+        {Timestamp(-far, 0), true, -3'600, "", "1970-01-01T00:00:00.000-0100"},
+    };
+    for (const Case& testCase : cases) {
+        EXPECT_EQ(
+            testCase.timestamp.format(testCase.applyZone, testCase.zoneOffset, testCase.options),
+            testCase.expected);
+    }
+}
+
+TEST(Timestamp, ParsesDateTexts) {
+    struct Case {
+        const char* text;
+        Timestamp expected;
+    };
+    const std::vector<Case> cases = {
+        {"2024-01-24T21:02:12.000Z", {1'706'130'132, 0}},
+        {"2024-01-24T21:02", {1'706'130'120, 0}},
+        {"2024-01-24T21:02:12.5Z", {1'706'130'132, 500'000'000}},
+        {"2024-01-24T21:02:12.345", {1'706'130'132, 345'000'267}},
+        {"2024-01-24T21:02:12+01:00", {1'706'126'532, 0}},
+        {"2024-01-24T21:02:12-0330", {1'706'142'732, 0}},
+        {"2024-01-24T21:02:12-00:30", {1'706'131'932, 0}},
+        {"2024-01-24T21:02:12+05", {1'706'112'132, 0}},
+        {" 2024-1-24T 21: 2:12", {1'706'130'132, 0}},
+        {"2023-02-31T00:00Z", {1'677'801'600, 0}},  // 2023-03-03
+        {"1970-01-01T00:00:00Z", {0, 0}},
+        {"2038-01-19T03:14:07Z", {2'147'483'647, 0}},
+        {"2038-01-19T04:14:07+01:00", {-1, 0}},  // before the offset it lies beyond the last one
+    };
+    for (const Case& testCase : cases) {
+        SCOPED_TRACE(testCase.text);
+        Timestamp timestamp(7, 7);
+        const bool accepted = timestamp.parse(testCase.text);
+        if (testCase.expected.seconds() < 0) {
+            EXPECT_FALSE(accepted);
+            continue;
+        }
+        EXPECT_TRUE(accepted);
+        EXPECT_EQ(timestamp, testCase.expected)
+            << timestamp.seconds() << "." << timestamp.nanoseconds();
+    }
+}
+
+TEST(Timestamp, RefusesWhatIsNoDateText) {
+    const std::vector<std::string> texts = {"",
+                                            "T",
+                                            "now",
+                                            "24.01.2024",
+                                            "2024-01-24",
+                                            "2024-01T21:02",
+                                            "2024-01-24T",
+                                            "2024-01-24T21",
+                                            "1969-12-31T23:00:00Z",
+                                            "2024-13-01T00:00",
+                                            "2024-00-01T00:00",
+                                            "2024-01-32T00:00",
+                                            "2024-01-24T24:00",
+                                            "2024-01-24T21:60",
+                                            "2024-01-24T21:02:60",
+                                            "2024-01-24T21:02:nan",
+                                            "2024-01-24T21:02:12+24:00",
+                                            "2024-01-24T21:02:12+01:60",
+                                            "2024-01-24T21:02:12+x",
+                                            "2024-01-24T21:02:12+01:",
+                                            "2024-01-24T21:02:12+0160",
+                                            "2038-01-19T03:14:08Z",
+                                            "1970-01-01T00:30:00+01:00",
+                                            "99999999999-01-01T00:00",
+                                            "2024-01-24T21:02:1e99",
+                                            std::string(500, '9') + "-01-24T21:02"};
+    for (const std::string& text : texts) {
+        Timestamp timestamp(7, 7);
+        EXPECT_FALSE(timestamp.parse(text)) << text;
+        EXPECT_EQ(timestamp, Timestamp()) << text;
+    }
+}
+
+TEST(Timestamp, IgnoresTheDecimalPointOfTheLocale) {
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "German"}) {
+        std::setlocale(LC_NUMERIC, name);
+    }
+    Timestamp timestamp;
+    EXPECT_TRUE(timestamp.parse("2024-01-24T21:02:12.5Z"));
+    EXPECT_EQ(timestamp.format(true, 0, ""), "2024-01-24T21:02:12.500Z");
+    std::setlocale(LC_ALL, before.c_str());
+}
+
+TEST(CivilToSeconds, CarriesUnitsIntoTheNext) {
+    struct Case {
+        BrokenDownTime time;
+        std::int64_t offset;
+        std::int64_t expected;
+    };
+    const std::vector<Case> cases = {
+        {{0, 0, 0, 1, 0, 70}, 0, 0},
+        {{0, 0, 0, 31, 1, 123}, 0, 1'677'801'600},      // 2023-02-31 is 2023-03-03
+        {{75, 59, 23, 31, 11, 123}, 0, 1'704'067'215},  // into the next year
+        {{0, 0, 0, 1, -1, 124}, 0, 1'701'388'800},      // month -1 is December before
+        {{-1, 0, 0, 1, 0, 71}, 0, 31'535'999},
+        {{0, 0, 0, 0, 0, 71}, 0, 31'449'600},
+        {{0, 0, 0, 29, 1, 100}, 0, 951'782'400},
+        {{-1, 0, 0, 1, 0, 70}, 3600, -1},  // the time itself is before 1970
+        {{0, 0, 0, 1, 0, 70}, -1, -1},
+        {{7, 14, 3, 19, 0, 138}, 0, 2'147'483'647},
+        {{8, 14, 3, 19, 0, 138}, -3600, -1},
+        {{0, 0, 0, 1, 0, 40'000}, 0, -1},
+        {{0, 0, 0, 1, 0, -5'000}, 0, -1},
+    };
+    for (const Case& testCase : cases) {
+        EXPECT_EQ(civilToSeconds(testCase.time, testCase.offset), testCase.expected);
+    }
+}
+
+TEST(Timestamp, SetNanosecondsCarries) {
+    Timestamp timestamp(5, 0);
+    timestamp.setNanoseconds(999'999'999);
+    EXPECT_EQ(timestamp, Timestamp(5, 999'999'999));
+    timestamp.setNanoseconds(3'000'000'001);
+    EXPECT_EQ(timestamp, Timestamp(8, 1));
+}
+
+}  // namespace

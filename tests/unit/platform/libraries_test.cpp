@@ -1,0 +1,89 @@
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tests/unit/platform/process_fixture.h"
+
+namespace {
+
+const std::string first = PROBE_FOLDER "/1";
+const std::string second = PROBE_FOLDER "/2";
+
+// The answer of the probe that the name finds; 0 where none loads.
+int answerOf(const std::string& name) {
+    SetLastError(ERROR_SUCCESS);
+    HMODULE library = LoadLibraryA(name.c_str());
+    if (library == nullptr) {
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
+        return 0;
+    }
+    const auto entry = reinterpret_cast<void (*)()>(GetProcAddress(library, "probeAnswer"));
+    const int answer = entry != nullptr ? reinterpret_cast<int (*)()>(entry)() : -1;
+    EXPECT_TRUE(FreeLibrary(library));
+    return answer;
+}
+
+class Libraries : public ProcessFixture {};
+
+TEST_F(Libraries, AreFoundOnlyInFoldersThatAreNamedInFull) {
+    write("platform_probe.so", "no library");
+    const std::string text = folder();
+    std::filesystem::create_directory(folder() / "current");
+    std::filesystem::copy(first + "/platform_probe.so", folder() / "current");
+    std::filesystem::current_path(folder() / "current");
+    struct Case {
+        std::string searchPath;
+        std::string name;
+        int answer;
+    };
+    const std::vector<Case> cases = {
+        {first, "platform_probe.dll", 1},
+        {first, "platform_probe.DLL", 1},
+        {first, "platform_probe.so", 1},
+        {first + ":" + second, "platform_probe.dll", 1},
+        {second + ":" + first, "platform_probe.dll", 2},
+        {"/nowhere;" + second, "platform_probe.dll", 2},
+        {text + ":" + second, "platform_probe.dll", 2},
+        {text, "platform_probe.dll", 0},
+        {"", "platform_probe.dll", 0},
+        {":", "platform_probe.dll", 0},
+        {"::.:" + second, "platform_probe.dll", 2},
+        {".", "platform_probe.dll", 0},
+        {second, "./platform_probe.dll", 1},
+        {"", second + "/platform_probe.dll", 2},
+        {first, "platform_probe", 0},
+        {first, "", 0},
+        {first, ".dll", 0},
+        {first, std::string(100000, 'a') + ".dll", 0},
+        {std::string(100000, '/'), "platform_probe.dll", 0},
+    };
+    for (const auto& test : cases) {
+        setenv("LD_LIBRARY_PATH", test.searchPath.c_str(), 1);
+        EXPECT_EQ(answerOf(test.name), test.answer)
+            << test.searchPath.substr(0, 200) << " " << test.name.substr(0, 200);
+    }
+}
+
+TEST_F(Libraries, AreFoundBesideTheProgramAndInTheSystem) {
+    unsetenv("LD_LIBRARY_PATH");
+    for (const char* name : {"libplatform_needed.dll", "libc.so.6"}) {
+        HMODULE library = LoadLibraryA(name);
+        ASSERT_NE(library, nullptr) << name;
+        EXPECT_TRUE(FreeLibrary(library));
+    }
+}
+
+TEST_F(Libraries, GiveOnlyEntryPointsOfTheirOwn) {
+    HMODULE library = LoadLibraryA((first + "/platform_probe.dll").c_str());
+    ASSERT_NE(library, nullptr);
+    EXPECT_NE(GetProcAddress(library, "probeAnswer"), nullptr);
+    for (const char* name : {"neededAnswer", "malloc", "missing", ""}) {
+        SetLastError(ERROR_SUCCESS);
+        EXPECT_EQ(GetProcAddress(library, name), nullptr) << name;
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_PROC_NOT_FOUND}) << name;
+    }
+    EXPECT_TRUE(FreeLibrary(library));
+    EXPECT_FALSE(FreeLibrary(nullptr));
+}
+
+}  // namespace

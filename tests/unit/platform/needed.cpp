@@ -1,0 +1,5 @@
+extern "C" int neededAnswer();
+
+extern "C" int neededAnswer() {
+    return 0;
+}

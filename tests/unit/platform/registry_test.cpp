@@ -1,0 +1,192 @@
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "tests/unit/platform/process_fixture.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+constexpr const char* suiteKey = "SOFTWARE\\Tarsel\\Orsova Environment";
+const std::string section = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel\\Orsova Environment]\r\n";
+const std::string version5 = "Windows Registry Editor Version 5.00\r\n\r\n";
+const std::string version4 = "REGEDIT4\r\n\r\n";
+
+std::string utf16(const std::string& ansi) {
+    std::string bytes = "\xFF\xFE";
+    for (const char character : ansi) {
+        bytes += character;
+        bytes += '\0';
+    }
+    return bytes;
+}
+
+// Type and data of the values of a key by their names.
+using Values = std::map<std::string, std::pair<DWORD, std::string>>;
+
+Values text(const std::string& name, const std::string& value) {
+    return {{name, {REG_SZ, value + '\0'}}};
+}
+
+class Registry : public ProcessFixture {
+  protected:
+    void use(const std::string& content) const {
+        setenv("ORSOVA_REGISTRY", write("registry.reg", content).c_str(), 1);
+    }
+
+    // The values of the suite's key; the status of the opening where it fails.
+    static LSTATUS read(Values& values) {
+        values.clear();
+        HKEY key = nullptr;
+        const LSTATUS opening = RegOpenKeyExA(HKEY_LOCAL_MACHINE, suiteKey, 0, KEY_READ, &key);
+        if (opening != ERROR_SUCCESS) {
+            return opening;
+        }
+        std::string name(70000, '#');
+        std::string data(70000, '#');
+        for (DWORD index = 0;; ++index) {
+            auto nameSize = static_cast<DWORD>(name.size());
+            auto dataSize = static_cast<DWORD>(data.size());
+            DWORD type = 0;
+            const LSTATUS status = RegEnumValueA(key, index, name.data(), &nameSize, nullptr, &type,
+                                                 reinterpret_cast<BYTE*>(data.data()), &dataSize);
+            if (status == ERROR_NO_MORE_ITEMS) {
+                break;
+            }
+            EXPECT_EQ(status, ERROR_SUCCESS);
+            values[name.substr(0, nameSize)] = {type, data.substr(0, dataSize)};
+        }
+        return RegCloseKey(key);
+    }
+};
+
+TEST_F(Registry, ExportsOfEveryKindAreRead) {
+    const std::string wow =
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Tarsel\\Orsova Environment]\n";
+    const std::vector<std::pair<std::string, Values>> cases = {
+        {utf16(version5 + section + "\"A\"=\"M\xFCller\"\r\n"), text("A", "M\xFCller")},
+        {version5 + section + "\"A\"=\"M\xC3\xBCller \xCE\xB3\"\r\n", text("A", "M\xFCller ?")},
+        {"\xEF\xBB\xBF" + version5 + section + "\"\xC2\xB5\"=\"x\"", text("\xB5", "x")},
+        {version5 + section + "\"A\"=\"M\xFCller\"\r\n", text("A", "M\xFCller")},
+        {version4 + section + "\"A\"=\"\xC3\xBC\"\r\n", text("A", "\xC3\xBC")},
+        {version5 + section + R"("A\\\"b"="C:\\Suite\\bin\\" ; folder)",
+         text("A\\\"b", R"(C:\Suite\bin\)")},
+        {version5 + section + R"("A"="C:\Suite")", text("A", "C:\\Suite")},
+        {version5 + section + R"(@="default")", text("", "default")},
+        {version5 + section + R"("A"="")", text("A", "")},
+        {version5 + section + R"("A"=dword:0000001f)", {{"A", {REG_DWORD, "\x1F\0\0\0"s}}}},
+        {version5 + section + R"("A"=hex:00,FF,7)", {{"A", {REG_BINARY, "\0\xFF\7"s}}}},
+        {version5 + section + R"("A"=hex:)", {{"A", {REG_BINARY, ""}}}},
+        {version5 + section + "\"A\"=hex(2):25,00,\\\r\n  b5,\\\r\n  00,00,00\n",
+         {{"A", {REG_EXPAND_SZ, "%\xB5\0"s}}}},
+        {version4 + section + R"("A"=hex(2):25,b5,00)", {{"A", {REG_EXPAND_SZ, "%\xB5\0"s}}}},
+        {version5 + section + R"("A"=hex(1):3d,d8,00,de,3d,d8,41)", {{"A", {REG_SZ, "??"}}}},
+        {version5 + section + R"("A"=hex(b):01,00)", {{"A", {11, "\1\0"s}}}},
+        {version5 + section + "\"A\"=\"1\"\n\"a\"=\"2\"\n" + "[hkey_local_machine\\x]\n\"A\"=\"3\"",
+         text("a", "2")},
+        {version5 + section + "\"A\"=\"1\"\n" + section + "\"B\"=\"2\"\n\"A\"=-", text("B", "2")},
+        {version5 + section +
+             "\"A\"=\"1\"\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel]\n\"B\"=\"2\"\n" + section,
+         {}},
+        {version5 + wow + "\"A\"=\"32\"\n" + section + "\"A\"=\"64\"\n\"B\"=\"64\"",
+         text("A", "32")},
+    };
+    for (const auto& [content, expected] : cases) {
+        use(content);
+        Values values;
+        EXPECT_EQ(read(values), ERROR_SUCCESS) << content;
+        EXPECT_EQ(values, expected) << content;
+    }
+}
+
+TEST_F(Registry, MalformedLinesAreLeftOut) {
+    for (const char* line :
+         {R"(A="x")", R"("A)", R"("A")", R"("A"=)", R"("A"="x)", R"("A"="x" y)", R"("A"=dword:)",
+          R"("A"=dword:123456789)", R"("A"=hex:0g)", R"("A"=hex:1,,2)", R"("A"=hex:123)",
+          R"("A"=hex(:1)", R"("A"=hex(100000000):1)", R"("A"=- x)", R"(; "A"="x"\)", "[", "]",
+          R"(="x")"}) {
+        std::string content = version5 + section;
+        content.append(line).append("\n").append(section).append(R"("B"="2")");
+        use(content);
+        Values values;
+        EXPECT_EQ(read(values), ERROR_SUCCESS) << line;
+        EXPECT_EQ(values, text("B", "2")) << line;
+    }
+}
+
+TEST_F(Registry, FilesWithoutTheKeyAndFilesThatAreNoExportDiffer) {
+    Values values;
+    setenv("ORSOVA_REGISTRY", (folder() / "missing.reg").c_str(), 1);
+    EXPECT_EQ(read(values), ERROR_FILE_NOT_FOUND);
+    setenv("ORSOVA_REGISTRY", folder().c_str(), 1);
+    EXPECT_EQ(read(values), ERROR_BADDB);
+    const std::vector<std::pair<std::string, LSTATUS>> cases = {
+        {version5, ERROR_FILE_NOT_FOUND},
+        {version5 + R"([HKEY_CURRENT_USER\SOFTWARE\Tarsel\Orsova Environment])",
+         ERROR_FILE_NOT_FOUND},
+        {"", ERROR_BADDB},
+        {section + R"("A"="1")", ERROR_BADDB},
+        {version5 + section + std::string(16UL * 1024 * 1024, ';'), ERROR_BADDB},
+    };
+    for (const auto& [content, status] : cases) {
+        use(content);
+        EXPECT_EQ(read(values), status) << content.substr(0, 100);
+    }
+}
+
+TEST_F(Registry, BuffersThatAreTooSmallAreLeftAlone) {
+    use(version5 + section + R"("Name"="text")");
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, suiteKey, 0, KEY_READ, &key), ERROR_SUCCESS);
+    struct Case {
+        DWORD nameSize;
+        DWORD dataSize;
+        LSTATUS status;
+    };
+    for (const auto& [nameRoom, dataRoom, status] :
+         {Case{5, 5, ERROR_SUCCESS}, Case{4, 5, ERROR_MORE_DATA}, Case{5, 4, ERROR_MORE_DATA}}) {
+        std::string name = "######";
+        std::string data = "######";
+        DWORD nameSize = nameRoom;
+        DWORD dataSize = dataRoom;
+        EXPECT_EQ(RegEnumValueA(key, 0, name.data(), &nameSize, nullptr, nullptr,
+                                reinterpret_cast<BYTE*>(data.data()), &dataSize),
+                  status);
+        const bool read = status == ERROR_SUCCESS;
+        EXPECT_EQ(name, read ? "Name\0#"s : "######");
+        EXPECT_EQ(data, read ? "text\0#"s : "######");
+        EXPECT_EQ(nameSize, read ? 4 : nameRoom);
+        EXPECT_EQ(dataSize, DWORD{5});
+    }
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+}
+
+TEST_F(Registry, DamagedFilesAreReadWithoutHarm) {
+    const std::string sound = section +
+                              "\"A\"=\"C:\\\\x\"\r\n\"B\"=hex(2):25,00,\\\r\n  00,00\r\n"
+                              "\"C\"=dword:1\r\n@=-\r\n[-HKEY_LOCAL_MACHINE\\Software]\r\n" +
+                              section;
+    // The same damage in every run.  NOLINTNEXTLINE(cert-msc*)
+    std::mt19937 random(20240124);
+    for (int round = 0; round < 2000; ++round) {
+        std::string content = round % 2 == 0 ? utf16(version5 + sound) : version4 + sound;
+        for (auto change = random() % 8; change > 0; --change) {
+            const auto position = random() % content.size();
+            if (random() % 2 == 0) {
+                content[position] = static_cast<char>(random() % 256);
+            } else {
+                content.erase(position, random() % 16);
+            }
+        }
+        use(content);
+        Values values;
+        const LSTATUS status = read(values);
+        EXPECT_TRUE(status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ||
+                    status == ERROR_BADDB);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,10 @@
+// A module with a runtime of its own that comes into the process after the shared runtime.
+#include "tests/windows/guarded_engine.h"
+
+extern "C" ORV_EXPORT std::uint32_t runInLateModule(std::int32_t kind, std::int32_t value) {
+    return runGuarded(kind, value);
+}
+
+extern "C" ORV_EXPORT std::uint32_t throwInLateModule(std::int32_t value) {
+    return pyORV3::guardedRegion([&]() -> pyORV3::Outcome { throw value; }).status;
+}

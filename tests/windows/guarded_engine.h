@@ -1,0 +1,20 @@
+// Runs the throwing engine inside the guarded region, as the module does.
+#ifndef PYORV3_TESTS_WINDOWS_GUARDED_ENGINE_H
+#define PYORV3_TESTS_WINDOWS_GUARDED_ENGINE_H
+
+#include <cstdint>
+
+#include "module/guarded_region.h"
+#include "module/orv.h"
+#include "platform/dynamic_library.h"
+
+// What the run ends with: the engine's result, or the status of what it threw.
+inline std::uint32_t runGuarded(std::int32_t kind, std::int32_t value) {
+    const platform::DynamicLibrary engine("throwing_engine.dll");
+    const auto outcome = pyORV3::guardedRegion([&]() -> pyORV3::Outcome {
+        return engine.find<OrvEngineFunction>("fail")(kind, value, 0, 0);
+    });
+    return outcome.status;
+}
+
+#endif

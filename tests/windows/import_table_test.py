@@ -1,0 +1,59 @@
+"""What the finished module imports and exports: import_table_test.py OBJDUMP MODULE VERSION."""
+
+import re
+import subprocess
+import sys
+import unittest
+
+OBJDUMP, MODULE, VERSION = sys.argv[1:]
+
+ORV_NAMES = """
+    OrvCreateBlock OrvCreateDSC2 OrvReadUFBlock OrvWriteUFBlock SOrvClassCopy SOrvClassCount
+    SOrvCloseDataSource SOrvControlDSC SOrvCopyRecord SOrvCreateDSC SOrvCreateDSC2 SOrvCreateFile
+    SOrvDeleteDSC SOrvDeleteLevel SOrvDeleteOne SOrvEntryCount SOrvEnumNodes SOrvFindRecord
+    SOrvFirstInput SOrvFlush SOrvGetParam SOrvGetSpectrum SOrvInsertOne SOrvNextInput
+    SOrvOpenDataSource SOrvPutParam SOrvPutSpectrum SOrvQueryDSC SOrvQueryDataSource SOrvReVerify
+    SOrvSaveAs
+""".split()
+ORV_ORDINALS = [3, 4, 5, 6, 15, 16, 17, 23, 24, 38, 39, 40, 43]
+WINDOWS_LIBRARIES = {"kernel32.dll", "advapi32.dll", "msvcrt.dll"}
+
+HEADERS = subprocess.run([OBJDUMP, "-p", MODULE], capture_output=True, text=True, check=True).stdout
+
+
+def imports():
+    """What is imported from each library, in lower case: names, and ordinals as ints."""
+    libraries = {}
+    for part in HEADERS.split("DLL Name: ")[1:]:
+        library, *lines = part.split("\n\n")[0].splitlines()
+        entries = libraries.setdefault(library.strip().lower(), [])
+        for address, hint, name in (line.split() for line in lines[1:]):
+            by_ordinal = int(address, 16) & 0x80000000
+            entries.append(int(hint) if by_ordinal else name)
+    return libraries
+
+
+class FinishedModule(unittest.TestCase):
+    def test_library_functions_by_name_and_by_ordinal(self):
+        self.assertCountEqual(imports()["orv.dll"], ORV_NAMES + ORV_ORDINALS)
+
+    def test_no_other_library_than_python3_and_those_of_windows(self):
+        self.assertEqual(set(imports()) - WINDOWS_LIBRARIES, {"orv.dll", "python3.dll"})
+
+    def test_one_export(self):
+        table = HEADERS.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
+        self.assertEqual(re.findall(r"\] (\S+)", table), ["PyInit_pyORV3"])
+
+    def test_address_and_data_are_protected(self):
+        self.assertIn("DYNAMIC_BASE", HEADERS)
+        self.assertIn("NX_COMPAT", HEADERS)
+
+    def test_version_resource(self):
+        with open(MODULE, "rb") as file:
+            content = file.read()
+        for text in ("pyORV3.pyd", "ProductVersion\0" + VERSION):
+            self.assertIn(text.encode("utf-16-le"), content)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
