@@ -137,7 +137,7 @@ def parameter_work(handle, libraries):
 
 def other_work(handle, large, copy, ctypes_library):
     engine = os.path.join(PRODUCT, "peak_search.so")
-    energy, copied = 30 + 0.9 * 1234 + 0.2, f"{LARGE_CHANNELS:,} channels and {NUCLIDES:,} records"
+    energy, copied = 30 + 0.9 * 1234 + 0.2, f"{LARGE_CHANNELS:,} channels, {NUCLIDES:,} records"
     return [
         Work(
             "getIsOpen",
@@ -205,7 +205,7 @@ def compare(work, rounds):
         met = ""
         if way.target is not None:
             met = f"{way.target:.1f}  {'met' if ratio <= way.target else 'MISSED'}"
-        row = f"{name:<37}{microseconds(own)}  {way.name:<30}{microseconds(other)}"
+        row = f"{name:<39}{microseconds(own)}  {way.name:<30}{microseconds(other)}"
         row += f"{ratio:>7.2f}   {met}"
         print(row.rstrip())
         name = ""
@@ -219,8 +219,8 @@ def main(rounds=201):
         libraries["cffi"] = through_cffi.Library(product)
     else:
         print("cffi is not installed; its column is left out.")
-    print(f"{'':<37}{'pyORV3':>9}  {'compared with':<30}{'its':>9}")
-    print(f"{'':<37}{'us':>9}  {'':<30}{'us':>9}{'ratio':>7}   target")
+    print(f"{'':<39}{'pyORV3':>9}  {'compared with':<30}{'its':>9}")
+    print(f"{'':<39}{'us':>9}  {'':<30}{'us':>9}{'ratio':>7}   target")
     with tempfile.TemporaryDirectory() as folder:
         handle, channels = make_source(folder, "benchmark.qar", CHANNELS)
         large, _ = make_source(folder, "large.qar", LARGE_CHANNELS)

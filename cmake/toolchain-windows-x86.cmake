@@ -15,7 +15,9 @@ set(CMAKE_C_FLAGS_INIT "${machine}")
 set(CMAKE_CXX_FLAGS_INIT "${machine}")
 
 # Libraries export plain names under either calling convention.
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,--kill-at -Wl,--enable-stdcall-fixup")
+set(plain_names "-Wl,--kill-at -Wl,--enable-stdcall-fixup")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "${plain_names}")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "${plain_names}")
 
 set(CMAKE_FIND_ROOT_PATH /usr/${prefix})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -105,4 +105,4 @@ def main(folder):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)

@@ -9,10 +9,16 @@ import sys
 
 import pyORV3
 from nuclides import LIBRARY
-from qar import READ, WRITE, DataSource, QarError, check, code_of, run_engine
+from qar import READ, WRITE, DataSource, QarError, check, code_of, polynomial, run_engine
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"
 TOLERANCE = 0.6  # keV
+SETTINGS = {
+    "QAR_D_PEAKLIMIT": 5.0,  # sigma
+    "QAR_D_MATCHTOL": TOLERANCE,
+    # A line of Eu-152 lies under one of Co-57; with its others missing it does not get so far.
+    "QAR_D_MINCONF": 0.8,
+}
 
 
 def write_library(source):
@@ -26,10 +32,10 @@ def write_library(source):
         source.set_column("QAR_D_LINEYIELD", yields, record)
 
 
-def analyse(source):
-    source.set("QAR_D_PEAKLIMIT", 5.0)  # sigma
-    source.set("QAR_D_MATCHTOL", TOLERANCE)
-    run_engine(ENGINE, ENTRY_POINT, source)
+def prepare(source):
+    write_library(source)
+    for name, value in SETTINGS.items():
+        source.set(name, value)
 
 
 def nuclide_at(source, energy):
@@ -39,21 +45,26 @@ def nuclide_at(source, energy):
 
 
 def peak_lines(source):
-    yield "   energy    FWHM      net area         continuum   signif.   nearest in library"
-    yield "      keV     keV        counts            counts     sigma"
+    yield "     energy    FWHM           net area   continuum   signif.   assigned   nearest"
+    yield "        keV     keV             counts      counts     sigma   to         in library"
     for peak in range(1, source.records("QAR_D_PEAKENERGY") + 1):
         energy, fwhm, area, uncertainty, continuum, significance = (
             source.get("QAR_D_PEAK" + what, peak)
             for what in ("ENERGY", "FWHM", "AREA", "AREAU", "CONT", "SIGNIF")
         )
         yield (
-            f"{energy:>9.2f} {fwhm:>7.2f} {area:>9.0f} ± {uncertainty:<6.0f} {continuum:>9.0f}"
-            f" {significance:>9.1f}   {nuclide_at(source, energy)}"
+            f"{energy:>11.2f} {fwhm:>7.2f} {area:>9.0f} ± {uncertainty:>6.0f} {continuum:>11.0f}"
+            f" {significance:>9.1f}   {source.get('QAR_C_PEAKNUCL', peak):<9}"
+            f"  {nuclide_at(source, energy)}"
         )
 
 
+def efficiency_at(source, energy):
+    return math.exp(polynomial(source.column("QAR_D_EFFICCAL"), math.log(energy)))
+
+
 def activity(source, name):
-    """The activity of a nuclide in Bq and its uncertainty: the mean over its peaks, weighted.
+    """The activity of a nuclide in Bq and its uncertainty: the weighted mean over its peaks.
 
     Of a peak it is the area by efficiency, yield and live time. The uncertainty is that of the
     areas alone.
@@ -61,7 +72,6 @@ def activity(source, name):
     record = check(pyORV3.findNuclideByName(source.handle, name, 1), f"nuclide {name}")
     energies = source.column("QAR_D_LINEENERGY", record)
     lines = list(zip(energies, source.column("QAR_D_LINEYIELD", record)))
-    efficiency = source.column("QAR_D_EFFICCAL")
     live_time = source.get("QAR_D_LIVETIME")
     weights = weighted = 0.0
     for peak in range(1, source.records("QAR_D_PEAKENERGY") + 1):
@@ -69,9 +79,7 @@ def activity(source, name):
         line_energy, photons = min(lines, key=lambda line: abs(line[0] - energy))
         if abs(line_energy - energy) > TOLERANCE:
             continue
-        logarithm = math.log(line_energy)
-        detected = math.exp(sum(c * logarithm**power for power, c in enumerate(efficiency)))
-        becquerel_per_count = 1 / (detected * photons * live_time)
+        becquerel_per_count = 1 / (efficiency_at(source, line_energy) * photons * live_time)
         value = source.get("QAR_D_PEAKAREA", peak) * becquerel_per_count
         weight = (source.get("QAR_D_PEAKAREAU", peak) * becquerel_per_count) ** -2
         weights += weight
@@ -80,8 +88,8 @@ def activity(source, name):
 
 
 def nuclide_lines(source):
-    yield "   nuclide   lines   confidence   half-life          activity"
-    yield "                                  days               Bq"
+    yield "  nuclide    lines    confidence     half-life           activity"
+    yield "                                          days                 Bq"
     for result in range(1, source.records("QAR_C_RESNUCLIDE") + 1):
         name = source.get("QAR_C_RESNUCLIDE", result)
         record = check(pyORV3.findNuclideByName(source.handle, name, 1), f"nuclide {name}")
@@ -91,15 +99,15 @@ def nuclide_lines(source):
         value, uncertainty = activity(source, name)
         confidence = source.get("QAR_D_RESCONF", result)
         yield (
-            f"   {name:<9} {lines:<7} {confidence:>10.2f}   {days:<16.6g}"
-            f" {value:>7.1f} ± {uncertainty:<6.1f}"
+            f"  {name:<9}  {lines:<8} {confidence:>10.2f} {days:>13.6g}"
+            f" {value:>10.1f} ± {uncertainty:>5.1f}"
         )
 
 
 def main(path):
     with DataSource(path, READ | WRITE) as source:
-        write_library(source)
-        analyse(source)
+        prepare(source)
+        run_engine(ENGINE, ENTRY_POINT, source)
         print(f"{source.records('QAR_C_NUCLNAME')} nuclides in the library")
         print(f"{source.records('QAR_D_PEAKENERGY')} peaks")
         print("\n".join(peak_lines(source)))
@@ -117,4 +125,4 @@ def show_missing(source, name):
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)

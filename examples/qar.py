@@ -50,6 +50,11 @@ def code_of(name):
     return describe(name)[2]
 
 
+def polynomial(coefficients, x):
+    """c1 + c2 x + c3 x^2 + ...: the form of every calibration in a file."""
+    return sum(coefficient * x**power for power, coefficient in enumerate(coefficients))
+
+
 def run_engine(engine, entry_point, source, options=0):
     check(
         pyORV3.executeNativeEngine(engine, entry_point, source.handle, options),

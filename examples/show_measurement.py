@@ -8,10 +8,11 @@ Where matplotlib is installed the spectrum is also saved as a PNG file beside FI
 
 import os
 import sys
+import textwrap
 
 import plot
 import pyORV3
-from qar import DataSource, describe
+from qar import DataSource, describe, polynomial
 
 CLASSES = (0x2000, 0x2001)  # acquisition, sample
 
@@ -32,19 +33,20 @@ def set_parameters(source):
                 yield description[0], description[1], value
 
 
-def shown(value):
-    return f"{value:,.6g}" if isinstance(value, float) else str(value)
+def show_row(name, value, description):
+    text = f"{value:,.6g}" if isinstance(value, float) else str(value)
+    print(f"  {name:<18} {text:<30} {textwrap.shorten(description, 44, placeholder=' …')}")
 
 
 def show_parameters(source):
     for name, description, value in set_parameters(source):
-        print(f"  {name:<18} {shown(value):<30} {description[:42]}")
+        show_row(name, value, description)
 
 
 def show_calibrations(source):
     for name in ("QAR_D_ENERGYCAL", "QAR_D_SHAPECAL", "QAR_D_EFFICCAL"):
         coefficients = ", ".join(f"{value:g}" for value in source.column(name))
-        print(f"  {name:<18} {coefficients:<30} {describe(name)[1][:42]}")
+        show_row(name, coefficients, describe(name)[1])
 
 
 def main(path):
@@ -56,15 +58,16 @@ def main(path):
         show_parameters(source)
         show_calibrations(source)
 
-    def energy_at(channel):
-        return sum(c * channel**power for power, c in enumerate(energy))
+    def position(channel):
+        return polynomial(energy or (0, 1), channel)
 
+    unit = "keV" if energy else "channels"
     print()
-    print("\n".join(plot.terminal_plot(channels, energy_at)))
+    print("\n".join(plot.terminal_plot(channels, position, unit)))
     picture = os.path.splitext(path)[0] + ".png"
-    if plot.save_picture(channels, energy_at, title, picture):
+    if plot.save_picture(channels, position, unit, title, picture):
         print(f"{picture}: the same as a picture")
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)

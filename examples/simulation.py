@@ -8,6 +8,7 @@ import math
 import random
 
 from nuclides import LIBRARY
+from qar import polynomial
 
 CHANNELS = 4096
 LIVE_TIME = 3600.0  # s
@@ -25,10 +26,6 @@ ACTIVITIES = {  # Bq
     "Cs-137": 320.0,
     "K-40": 900.0,
 }
-
-
-def polynomial(coefficients, x):
-    return sum(coefficient * x**power for power, coefficient in enumerate(coefficients))
 
 
 def energy_at(channel):

@@ -5,9 +5,9 @@
 
 #include "module/call_frame.h"
 #include "module/data_source_handle.h"
+#include "module/guarded_region.h"
 #include "parameters/text_conversion.h"
 #include "platform/dynamic_library.h"
-#include "platform/exception_tables.h"
 
 namespace pyORV3 {
 
@@ -34,8 +34,10 @@ Status engineStatus(Status result) {
     return ((result >> 16) & 0xFF) == engineFamily ? engineCode | (result & 0xFFFF) : result;
 }
 
-Status executeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
-                     std::int32_t second) {
+/// What the entry point throws is caught while the engine is loaded: the thrown object's code lies
+/// in it.
+Outcome executeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
+                      std::int32_t second) {
     constexpr std::size_t longestFileName = 259;
     const std::string fileName = std::string(engineName) + ".dll";
     if (fileName.size() > longestFileName) {
@@ -45,9 +47,12 @@ Status executeEngine(const char* engineName, const char* entryPointName, std::in
     if (!library) {
         return engineStatus(GetLastError());
     }
-    platform::receiveExceptionsOfLoadedLibraries();
     const auto entryPoint = library.find<OrvEngineFunction>(entryPointName);
-    return engineStatus(entryPoint == nullptr ? GetLastError() : entryPoint(first, second, 0, 0));
+    if (entryPoint == nullptr) {
+        return engineStatus(GetLastError());
+    }
+    return guardedRegion(
+        [&]() -> Outcome { return engineStatus(entryPoint(first, second, 0, 0)); });
 }
 
 /// The names of the inputs, in the library's order. Any failure of the library ends the list.

@@ -11,6 +11,7 @@
 #ifndef PYORV3_MODULE_ORV_H
 #define PYORV3_MODULE_ORV_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers, modernize-use-using): C reads this file too. */
 #include <stdint.h>
 
 /* Calling conventions on 32-bit Windows; each can be set from the build. Elsewhere there is one. */
@@ -250,5 +251,7 @@ static_assert(sizeof(OrvNodeRecord) == 1052);
 static_assert(sizeof(OrvParameterDescriptionKey) == 18);
 static_assert(sizeof(OrvParameterDescription) == 56);
 #endif
+
+/* NOLINTEND(modernize-deprecated-headers, modernize-use-using) */
 
 #endif

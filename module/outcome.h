@@ -9,8 +9,8 @@ namespace pyORV3 {
 struct Outcome {
     // A bare status is an outcome: most steps have no text of their own.
     // NOLINTNEXTLINE(google-explicit-constructor)
-    constexpr Outcome(Status status_ = success, const char* failedStep_ = "") noexcept
-        : status(status_), failedStep(failedStep_) {}
+    constexpr Outcome(Status code = success, const char* step = "") noexcept
+        : status(code), failedStep(step) {}
 
     Status status;
     const char* failedStep;  ///< static text; meaningful when the status is not 0

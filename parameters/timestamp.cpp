@@ -27,9 +27,9 @@ std::string fractionText(std::uint32_t nanoseconds) {
     const float fraction =
         static_cast<float>(nanoseconds) / static_cast<float>(nanosecondsPerSecond);
     std::array<char, 16> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(),
-                                   static_cast<double>(fraction), std::chars_format::fixed, 6)
-                         .ptr;
+    const auto [end, error] =
+        std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<double>(fraction),
+                      std::chars_format::fixed, 6);
     const std::string text(digits.data(), end);
     return text.substr(text.find('.'), 4);
 }
@@ -43,8 +43,9 @@ std::string zoneText(std::int32_t zoneOffset) {
     }
     const int distance = std::abs(zoneOffset);
     std::array<char, 16> designator{};
-    std::snprintf(designator.data(), designator.size(), "%c%02d%02d", zoneOffset < 0 ? '-' : '+',
-                  distance / 3600, distance % 3600 / 60);
+    static_cast<void>(std::snprintf(designator.data(), designator.size(), "%c%02d%02d",
+                                    zoneOffset < 0 ? '-' : '+', distance / 3600,
+                                    distance % 3600 / 60));
     return designator.data();
 }
 
@@ -104,13 +105,13 @@ std::string Timestamp::format(bool applyZone, std::int32_t zoneOffset,
     const bool wantsFraction = options.find('I') == std::string_view::npos;
 
     std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d%s%s",
-                  static_cast<int>(date.year()), static_cast<int>(unsigned{date.month()}),
-                  static_cast<int>(unsigned{date.day()}), static_cast<int>(time.hours().count()),
-                  static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()),
-                  wantsFraction ? fractionText(fraction).c_str() : "",
-                  applyZone ? zoneText(zoneOffset).c_str() : "");
+    static_cast<void>(std::snprintf(
+        text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d%s%s",
+        static_cast<int>(date.year()), static_cast<int>(unsigned{date.month()}),
+        static_cast<int>(unsigned{date.day()}), static_cast<int>(time.hours().count()),
+        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+        wantsFraction ? fractionText(fraction).c_str() : "",
+        applyZone ? zoneText(zoneOffset).c_str() : ""));
     return text.data();
 }
 

@@ -1,10 +1,8 @@
 #include "embedded/engines/analysis.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <utility>
 
 #include "embedded/engines/detection_limit.h"
@@ -93,9 +91,6 @@ void Analysis::restrictSearch() {
 
 void Analysis::searchPeaks() const {
     const std::vector<FittedPeak> peaks = findPeaks(spectrum(), significanceLimit_);
-    if (peaks.size() > std::numeric_limits<std::uint16_t>::max()) {
-        throw EngineFailure(status::resultsNotWritable);
-    }
     dataSource_.deleteRecords(QAR_CLS_RESULT);
     dataSource_.deleteRecords(QAR_CLS_PEAK);
     writePeaks(peaks);

@@ -15,7 +15,7 @@ namespace embedded::engines {
 // count from 1. Throws EngineFailure.
 class DataSourceAccess {
   public:
-    // Throws dataSourceRefused where no data source is open under the handle.
+    // Throws dataSourceRefused where the library has no context with the handle.
     explicit DataSourceAccess(OrvContext context);
 
     // One value, or nothing where the file has none.

@@ -12,11 +12,15 @@ double detectionLimit(double background, double k) {
 }
 
 double detectionLimitAt(const Spectrum& spectrum, double channel, double k) {
-    const double reach = peakReach * expectedAt(spectrum, channel).width;
-    const double low = std::ceil(channel - reach);
-    const double high = std::floor(channel + reach);
-    if (reach == 0.0 || low < 1.0 || high > static_cast<double>(spectrum.contents.size())) {
-        return std::numeric_limits<double>::infinity();
+    constexpr double unreachable = std::numeric_limits<double>::infinity();
+    const auto expected = expectedAt(spectrum, std::span(&channel, 1));
+    if (expected.empty()) {
+        return unreachable;
+    }
+    const double low = std::ceil(channel - peakReach * expected.front().width);
+    const double high = std::floor(channel + peakReach * expected.front().width);
+    if (low < 1.0 || high > static_cast<double>(spectrum.contents.size())) {
+        return unreachable;
     }
     double background = 0.0;
     for (auto number = static_cast<std::size_t>(low); number <= static_cast<std::size_t>(high);

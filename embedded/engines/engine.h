@@ -22,10 +22,11 @@ inline constexpr unsigned optionLimitShift = 8;
 
 namespace status {
 inline constexpr std::uint32_t success = 0;
-inline constexpr std::uint32_t badOption = 0xE0610001;           // option word not as above
-inline constexpr std::uint32_t dataSourceRefused = 0xE0610002;   // handle names no open source
-inline constexpr std::uint32_t spectrumUnreadable = 0xE0610003;  // none, or the reading failed
-inline constexpr std::uint32_t spectrumEmpty = 0xE0610004;       // no channel has a count
+inline constexpr std::uint32_t badOption = 0xE0610001;          // option word not as above
+inline constexpr std::uint32_t dataSourceRefused = 0xE0610002;  // no context has the handle
+inline constexpr std::uint32_t spectrumUnreadable =
+    0xE0610003;                                             // no source open, none in it, or failed
+inline constexpr std::uint32_t spectrumEmpty = 0xE0610004;  // no channel has a count
 inline constexpr std::uint32_t noEnergyCalibration = 0xE0610005;
 inline constexpr std::uint32_t noShapeCalibration = 0xE0610006;
 inline constexpr std::uint32_t calibrationUnusable = 0xE0610007;  // energy not rising, no widths

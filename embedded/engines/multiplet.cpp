@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "embedded/engines/edge_test.h"
@@ -79,11 +80,11 @@ std::optional<RegionFit> fitPruning(const Spectrum& spectrum, Group group, Regio
     return std::nullopt;
 }
 
-// The first region that the model describes, else the narrowest in which there are peaks; nothing
+// The first region that the model describes, else the widest in which there are peaks; nothing
 // for an edge, which a narrower region would only hide.
 std::optional<RegionFit> fitNarrowing(const Spectrum& spectrum, const Group& group,
                                       ChannelRange range, double limit) {
-    std::optional<RegionFit> last;
+    std::optional<RegionFit> widest;
     for (const double reach : regionReaches) {
         const Region region = regionOf(spectrum, group, reach, range);
         auto fit = fitPruning(spectrum, group, region, limit);
@@ -93,12 +94,14 @@ std::optional<RegionFit> fitNarrowing(const Spectrum& spectrum, const Group& gro
         if (edgeReplacesPeaks(spectrum.contents, *fit)) {
             return std::nullopt;
         }
-        last = std::move(fit);
-        if (describesRegion(*last)) {
-            break;
+        if (describesRegion(*fit)) {
+            return fit;
+        }
+        if (!widest) {
+            widest = std::move(fit);
         }
     }
-    return last;
+    return widest;
 }
 
 std::optional<double> missingPeak(const Spectrum& spectrum, const RegionFit& fit, double limit) {
@@ -119,10 +122,16 @@ std::optional<double> missingPeak(const Spectrum& spectrum, const RegionFit& fit
 
 }  // namespace
 
-ExpectedPeak expectedAt(const Spectrum& spectrum, double channel) {
-    const auto last = static_cast<double>(spectrum.widths.size());
-    const double inside = std::clamp(channel, 1.0, last);
-    return {inside, spectrum.widths[static_cast<std::size_t>(std::lround(inside)) - 1]};
+std::vector<ExpectedPeak> expectedAt(const Spectrum& spectrum, std::span<const double> channels) {
+    std::vector<ExpectedPeak> expected;
+    for (const double channel : channels) {
+        const double inside = std::clamp(channel, 1.0, static_cast<double>(spectrum.widths.size()));
+        const double width = spectrum.widths[static_cast<std::size_t>(std::lround(inside)) - 1];
+        if (width > 0.0) {
+            expected.push_back({inside, width});
+        }
+    }
+    return expected;
 }
 
 std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
@@ -139,11 +148,9 @@ std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<Expe
         if (!channel) {
             break;
         }
-        expected.clear();
-        for (const FittedPeak& peak : best->peaks) {
-            expected.push_back(expectedAt(spectrum, peak.channel));
-        }
-        expected.push_back(expectedAt(spectrum, *channel));
+        std::vector<double> channels = {*channel};
+        std::ranges::transform(best->peaks, std::back_inserter(channels), &FittedPeak::channel);
+        expected = expectedAt(spectrum, channels);
     }
     return best;
 }

@@ -27,11 +27,12 @@ struct ChannelRange {
     double highest;
 };
 
-// What is expected at a channel, which is clamped to the spectrum.
-ExpectedPeak expectedAt(const Spectrum& spectrum, double channel);
+// What is expected at the channels, which are clamped to the spectrum; channels where no peak is
+// looked for are left out.
+std::vector<ExpectedPeak> expectedAt(const Spectrum& spectrum, std::span<const double> channels);
 
 // The fit in which every peak reaches the limit; nothing where none does.
-// expected: in rising order of channels, at least one.
+// expected: at least one.
 std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
                                       ChannelRange range, double limit);
 

@@ -19,7 +19,7 @@ constexpr int mostIterations = 100;
 constexpr double firstDamping = 1e-3;
 constexpr double smallestDamping = 1e-9;
 constexpr double hopelessDamping = 1e6;
-constexpr double convergedChange = 1e-4;  // of chi-square
+constexpr double convergedChange = 1e-4;  // of -2 ln(likelihood)
 
 // One fit under way: the values of the unknowns and the equations at them.
 class Fit {
@@ -30,11 +30,12 @@ class Fit {
           model_(model),
           values_(model.estimate()) {}
 
-    bool converge();
+    void converge();
 
     const std::vector<double>& values() const { return values_; }
     std::vector<double> modelContents(std::span<const double> values) const;
-    double chiSquare(std::span<const double> values, std::span<const double> variances) const;
+    double unlikelihood(std::span<const double> values) const;
+    double chiSquare(std::span<const double> variances) const;
     NormalEquations equations(std::span<const double> variances) const;
 
   private:
@@ -59,10 +60,34 @@ std::vector<double> Fit::modelContents(std::span<const double> values) const {
     return contents;
 }
 
-double Fit::chiSquare(std::span<const double> values, std::span<const double> variances) const {
-    const double widthDeviation = values[PeakModel::widthFactor] - 1.0;
-    double sum = widthDeviation * widthDeviation / widthFactorVariance;
+// -2 ln of the likelihood of a content, but for a constant: its derivative by the model's content
+// is 2 (model - content) / variance.
+double unlikelihoodOf(double content, double model) {
+    if (model < smallestVariance) {
+        return (model - content) * (model - content) / smallestVariance;
+    }
+    const double difference = smallestVariance - content;
+    return difference * difference / smallestVariance +
+           2.0 * (model - smallestVariance - content * std::log(model / smallestVariance));
+}
+
+double widthUnlikelihood(std::span<const double> values) {
+    const double deviation = values[PeakModel::widthFactor] - 1.0;
+    return deviation * deviation / widthFactorVariance;
+}
+
+double Fit::unlikelihood(std::span<const double> values) const {
+    double sum = widthUnlikelihood(values);
     const std::vector<double> model = modelContents(values);
+    for (std::size_t offset = 0; offset < region_.count; ++offset) {
+        sum += unlikelihoodOf(contents_[offset], model[offset]);
+    }
+    return sum;
+}
+
+double Fit::chiSquare(std::span<const double> variances) const {
+    double sum = widthUnlikelihood(values_);
+    const std::vector<double> model = modelContents(values_);
     for (std::size_t offset = 0; offset < region_.count; ++offset) {
         const double residual = contents_[offset] - model[offset];
         sum += residual * residual / variances[offset];
@@ -83,7 +108,9 @@ NormalEquations Fit::equations(std::span<const double> variances) const {
     return equations;
 }
 
-bool Fit::converge() {
+// Ends where no step improves the likelihood. A fit that has not come to rest after the last
+// iteration is far from describing its region, as chi-square tells.
+void Fit::converge() {
     double damping = firstDamping;
     for (int iteration = 0; iteration < mostIterations && damping < hopelessDamping; ++iteration) {
         const std::vector<double> variances = variancesOf(modelContents(values_));
@@ -96,19 +123,17 @@ bool Fit::converge() {
         std::ranges::transform(trial, *step, trial.begin(), std::plus<>());
         model_.restrain(trial);
 
-        const double change = chiSquare(values_, variances) - chiSquare(trial, variances);
-        if (change < 0.0) {
+        const double change = unlikelihood(values_) - unlikelihood(trial);
+        if (!(change >= 0.0)) {
             damping *= 10.0;
             continue;
         }
         values_ = std::move(trial);
         damping = std::max(smallestDamping, damping / 10.0);
         if (change < convergedChange) {
-            return true;
+            return;
         }
     }
-    // No step improves the fit any more: it stands at a minimum, or at the edge of what is allowed.
-    return damping >= hopelessDamping;
 }
 
 double continuumBelow(const PeakModel& model, std::span<const double> values, Region region,
@@ -145,9 +170,7 @@ std::optional<RegionFit> fitRegion(std::span<const double> contents, Region regi
         return std::nullopt;
     }
     Fit fit(contents, region, model);
-    if (!fit.converge()) {
-        return std::nullopt;
-    }
+    fit.converge();
 
     RegionFit result;
     result.region = region;
@@ -157,7 +180,7 @@ std::optional<RegionFit> fitRegion(std::span<const double> contents, Region regi
     if (!unknownVariances) {
         return std::nullopt;
     }
-    result.chiSquare = fit.chiSquare(fit.values(), variances);
+    result.chiSquare = fit.chiSquare(variances);
     // The width's observation counts as one more channel.
     result.degreesOfFreedom = static_cast<double>(region.count + 1 - model.unknowns());
     const double enlargement =

@@ -24,16 +24,26 @@ constexpr std::size_t largestGroup = 12;
 
 using Group = std::vector<ExpectedPeak>;
 
+// Of candidates or peaks.
+template <typename Places>
+std::vector<double> channelsOf(const Places& places) {
+    std::vector<double> channels;
+    for (const auto& place : places) {
+        channels.push_back(place.channel);
+    }
+    return channels;
+}
+
 std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>& channels) {
     std::vector<Group> groups;
     double last = -std::numeric_limits<double>::infinity();
-    for (const double channel : channels) {
-        const ExpectedPeak peak = expectedAt(spectrum, channel);
-        if (channel - last > groupDistance * peak.width || groups.back().size() == largestGroup) {
+    for (const ExpectedPeak& peak : expectedAt(spectrum, channels)) {
+        if (peak.channel - last > groupDistance * peak.width ||
+            groups.back().size() == largestGroup) {
             groups.emplace_back();
         }
         groups.back().push_back(peak);
-        last = channel;
+        last = peak.channel;
     }
     return groups;
 }
@@ -73,18 +83,11 @@ std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, double limit) {
     std::ranges::transform(spectrum.contents, variances.begin(),
                            [](double content) { return std::max(content, 0.0); });
 
-    std::vector<double> channels;
-    for (const Candidate& candidate :
-         findCandidates(spectrum.contents, variances, spectrum.widths, candidatePart * limit)) {
-        channels.push_back(candidate.channel);
-    }
+    const auto candidates =
+        findCandidates(spectrum.contents, variances, spectrum.widths, candidatePart * limit);
     // The first pass weeds out noise, which groups real peaks wrongly and narrows their regions.
-    const std::vector<FittedPeak> first = fitAll(spectrum, channels, firstPassPart * limit);
-    channels.clear();
-    for (const FittedPeak& peak : first) {
-        channels.push_back(peak.channel);
-    }
-    return fitAll(spectrum, channels, limit);
+    const auto first = fitAll(spectrum, channelsOf(candidates), firstPassPart * limit);
+    return fitAll(spectrum, channelsOf(first), limit);
 }
 
 }  // namespace embedded::engines

@@ -24,7 +24,8 @@ class Failure : public std::exception {
 // Throws codes::nullPointer when one of the pointers is null.
 template <typename... Pointers>
 void requirePointers(const Pointers*... pointers) {
-    if (((pointers == nullptr) || ...)) {
+    const bool anyIsNull = ((pointers == nullptr) || ...);
+    if (anyIsNull) {
         throw Failure(codes::nullPointer);
     }
 }

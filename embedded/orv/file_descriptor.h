@@ -15,6 +15,7 @@ struct FileIdentity {
     dev_t device;
     ino_t inode;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the check mistakes the comparison for one with 0
     auto operator<=>(const FileIdentity&) const = default;
 };
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <random>
 
@@ -46,7 +47,14 @@ NewFile::~NewFile() {
 }
 
 void NewFile::publish() {
-    if (link(temporaryPath_.c_str(), finalPath_.c_str()) != 0) {
+    const char* const from = temporaryPath_.c_str();
+    const char* const into = finalPath_.c_str();
+    // Neither way of not replacing a file is offered by every file system.
+    bool done = renameat2(AT_FDCWD, from, AT_FDCWD, into, RENAME_NOREPLACE) == 0;
+    if (!done && (errno == EINVAL || errno == ENOSYS)) {
+        done = link(from, into) == 0;
+    }
+    if (!done) {
         throwSystemFailure(errno);
     }
     if (fsync(FileDescriptor(folder_, O_RDONLY | O_DIRECTORY).number()) != 0) {

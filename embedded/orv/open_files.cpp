@@ -137,7 +137,9 @@ void OpenFiles::saveAll() noexcept {
                 entry.file->save();
             }
         } catch (const std::exception&) {
-            std::fprintf(stderr, "%s: could not be saved\n", entry.file->path().c_str());
+            // Where even this cannot be reported, there is nobody left to tell.
+            static_cast<void>(
+                std::fprintf(stderr, "%s: could not be saved\n", entry.file->path().c_str()));
         }
     }
 }

@@ -1,7 +1,9 @@
 #include "embedded/orv/storage.h"
 
 #include <cstring>
+#include <filesystem>
 #include <limits>
+#include <system_error>
 #include <utility>
 
 #include "embedded/orv/database.h"
@@ -124,6 +126,20 @@ void loadValues(Database& database, RecordsByClass& records) {
     }
 }
 
+// SQLite itself reads what is missing of the last page as zeros.
+void requireWholeFile(Database& database, const std::string& path) {
+    const std::int64_t size =
+        database.number("PRAGMA page_count") * database.number("PRAGMA page_size");
+    std::error_code failure;
+    const auto present = std::filesystem::file_size(path, failure);
+    if (failure) {
+        throw Failure(codes::storageFailed);
+    }
+    if (std::cmp_less(present, size)) {
+        throw Failure(codes::damaged);
+    }
+}
+
 void requireIntact(Database& database) {
     if (database.number("PRAGMA application_id") != applicationId ||
         database.number("PRAGMA user_version") != schemaVersion ||
@@ -209,6 +225,7 @@ Content loadStorage(const std::string& path) {
     Database database(path, DatabaseUse::Read);
     Transaction transaction(database, "BEGIN");
     requireIntact(database);
+    requireWholeFile(database, path);
     Content::Blocks blocks = loadBlocks(database);
     RecordsByClass records = loadRecords(database);
     loadValues(database, records);

@@ -33,6 +33,11 @@ wchar_t platform::wideCharacter(char ansi) {
 
 std::optional<char> platform::ansiCharacter(wchar_t wide) {
     const CodePageTable& characters = table();
+    // Most characters have the number of their byte.
+    if (wide >= 0 && static_cast<std::size_t>(wide) < characters.size() &&
+        characters[static_cast<std::size_t>(wide)] == wide) {
+        return static_cast<char>(wide);
+    }
     const auto* const found = std::find(characters.begin(), characters.end(), wide);
     if (found == characters.end()) {
         return std::nullopt;

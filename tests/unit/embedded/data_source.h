@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +25,10 @@ class TemporaryFolder {
   public:
     TemporaryFolder() {
         std::string name = (std::filesystem::temp_directory_path() / "embedded-XXXXXX").string();
-        path_ = mkdtemp(name.data()) == nullptr ? std::filesystem::path() : name;
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        path_ = name;
     }
     ~TemporaryFolder() {
         std::error_code ignored;

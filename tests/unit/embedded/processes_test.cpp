@@ -54,7 +54,8 @@ class OtherProcess {
     // The exit code, or -1 when a signal ended the process.
     int wait() {
         int status = 0;
-        EXPECT_EQ(number_, waitpid(std::exchange(number_, -1), &status, 0));
+        const pid_t number = std::exchange(number_, -1);
+        EXPECT_EQ(number, waitpid(number, &status, 0));
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
@@ -149,7 +150,7 @@ TEST_F(ProcessesTest, TheEndOfAProcessSavesWhatItLeftOpen) {
 TEST_F(ProcessesTest, AKilledWriterLeavesTheLastFlushAndNothingInPart) {
     DataSource::created(path_);
     for (int repetition = 0; repetition < 5; ++repetition) {
-        const OtherProcess writer([this](const OtherProcess& parent) {
+        OtherProcess writer([this](const OtherProcess& parent) {
             const auto source = DataSource::opened(path_, Writing);
             for (std::int32_t round = 1;; ++round) {
                 if (source.put(QAR_L_LOWERDISC, round) != 0 ||
@@ -169,6 +170,7 @@ TEST_F(ProcessesTest, AKilledWriterLeavesTheLastFlushAndNothingInPart) {
         while (writer.hear()) {
             ++flushed;
         }
+        ASSERT_EQ(-1, writer.wait());
         const auto source = DataSource::opened(path_, Writing);
         const auto round = source.get<std::int32_t>(QAR_L_LOWERDISC);
         EXPECT_GE(round, flushed);

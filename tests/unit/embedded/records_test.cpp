@@ -44,7 +44,7 @@ TEST_F(RecordsTest, RecordsAreMadeOneAfterAnother) {
     for (const std::int32_t record : {0, 4, 65535, 65537, -1}) {
         EXPECT_EQ(codes::noSuchRecord, source_.put(QAR_D_PEAKENERGY, 1.0, record)) << record;
     }
-    for (const std::uint16_t record : {0, 3, 65535}) {
+    for (const std::uint16_t record : std::initializer_list<std::uint16_t>{0, 3, 65535}) {
         EXPECT_EQ(codes::noSuchRecord, source_.readStatus(QAR_D_PEAKENERGY, record)) << record;
     }
     EXPECT_THAT(peaks(), ElementsAre(100.0, 200.0));

@@ -115,7 +115,7 @@ TEST_F(SourcesTest, InputsAreTheDataSourcesOfTheirFolder) {
     EXPECT_EQ(0U, source.open("detector 2", Reading, input));
     EXPECT_EQ(0U, source.close());
     EXPECT_EQ(codes::fileNotFound, source.open("detector 3", Reading, input));
-    for (const std::string& name : {"..", "../detector 1", "folder/detector 1", "/detector 1"}) {
+    for (const char* name : {"..", "../detector 1", "folder/detector 1", "/detector 1"}) {
         EXPECT_EQ(codes::nameRefused, source.open(name, Reading, input)) << name;
     }
     EXPECT_EQ(codes::unknownItem, source.open("detector 1", Reading, 2));

@@ -284,8 +284,10 @@ TEST_F(AnalysisSequence, fillsTheSecondSequenceParameterFromTheOnlyOnePresent) {
 bool canBeLockedElsewhere(const std::shared_ptr<FileAccess>& file) {
     std::packaged_task<pyORV3::Status()> close([file] { return file->close(0); });
     std::future<pyORV3::Status> status = close.get_future();
-    std::thread(std::move(close)).detach();
-    return status.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    std::thread thread(std::move(close));
+    const bool locked = status.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    locked ? thread.join() : thread.detach();
+    return locked;
 }
 
 TEST_F(AnalysisSequence, releasesBothLocksWhenSomethingIsThrown) {

@@ -1,12 +1,9 @@
 // The analysis-sequence copy between real files of the embedded library.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,6 +11,7 @@
 #include "fileaccess/file_access.h"
 #include "fileaccess/library_wrappers.h"
 #include "fileaccess/sequence_method.h"
+#include "tests/unit/platform/process_fixture.h"
 #include "tests/unit/variant/trace_log.h"
 
 namespace {
@@ -103,23 +101,9 @@ class OpenFile {
     OrvContext handle_ = 0;
 };
 
-class SequenceOnFiles : public testing::Test {
-  public:
-    SequenceOnFiles() {
-        std::string pattern = std::filesystem::temp_directory_path() / "pyorv3-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        folder_ = pattern;
-    }
-    ~SequenceOnFiles() override { std::filesystem::remove_all(folder_); }
-    SequenceOnFiles(const SequenceOnFiles&) = delete;
-    SequenceOnFiles& operator=(const SequenceOnFiles&) = delete;
-    SequenceOnFiles(SequenceOnFiles&&) = delete;
-    SequenceOnFiles& operator=(SequenceOnFiles&&) = delete;
-
+class SequenceOnFiles : public ProcessFixture {
   protected:
-    [[nodiscard]] std::string path(const char* name) const { return folder_ / name; }
+    [[nodiscard]] std::string path(const char* name) const { return folder() / name; }
 
     [[nodiscard]] static pyORV3::Status copy(const OpenFile& source, const OpenFile& destination) {
         return pyORV3::copyAnalysisSequenceTo(source.handle(), destination.handle()).status;
@@ -133,9 +117,6 @@ class SequenceOnFiles : public testing::Test {
                                          {QAR_C_ANENGINE, 2, "identify"},
                                          {QAR_D_PEAKLIMIT, 0, "4.5"},
                                          {QAR_L_LASTCHAN, 0, "4096"}};
-
-  private:
-    std::filesystem::path folder_;
 };
 
 TEST_F(SequenceOnFiles, bringsTheSequenceAndKeepsTheOwnSettingsAlsoAfterReopening) {

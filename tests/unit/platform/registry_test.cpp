@@ -83,7 +83,7 @@ TEST_F(Registry, ExportsOfEveryKindAreRead) {
         {version5 + section + "\"A\"=hex(2):25,00,\\\r\n  b5,\\\r\n  00,00,00\n",
          {{"A", {REG_EXPAND_SZ, "%\xB5\0"s}}}},
         {version4 + section + R"("A"=hex(2):25,b5,00)", {{"A", {REG_EXPAND_SZ, "%\xB5\0"s}}}},
-        {version5 + section + R"("A"=hex(1):3d,d8,00,de,3d,d8,41)", {{"A", {REG_SZ, "??"}}}},
+        {version5 + section + R"("A"=hex(1):3d,d8,00,de,41,00)", {{"A", {REG_SZ, "?A"}}}},
         {version5 + section + R"("A"=hex(b):01,00)", {{"A", {11, "\1\0"s}}}},
         {version5 + section + "\"A\"=\"1\"\n\"a\"=\"2\"\n" + "[hkey_local_machine\\x]\n\"A\"=\"3\"",
          text("a", "2")},
@@ -103,11 +103,26 @@ TEST_F(Registry, ExportsOfEveryKindAreRead) {
 }
 
 TEST_F(Registry, MalformedLinesAreLeftOut) {
-    for (const char* line :
-         {R"(A="x")", R"("A)", R"("A")", R"("A"=)", R"("A"="x)", R"("A"="x" y)", R"("A"=dword:)",
-          R"("A"=dword:123456789)", R"("A"=hex:0g)", R"("A"=hex:1,,2)", R"("A"=hex:123)",
-          R"("A"=hex(:1)", R"("A"=hex(100000000):1)", R"("A"=- x)", R"(; "A"="x"\)", "[", "]",
-          R"(="x")"}) {
+    for (const char* line : {R"(A="x")",
+                             R"("A)",
+                             R"("A")",
+                             R"("A"=)",
+                             R"("A"="x)",
+                             R"("A"="x" y)",
+                             R"("A"=dword:)",
+                             R"("A"=dword:123456789)",
+                             R"("A"=hex:0g)",
+                             R"("A"=hex:1,,2)",
+                             R"("A"=hex:123)",
+                             R"("A"=hex(:1)",
+                             R"("A"=hex(100000000):1)",
+                             R"("A"=- x)",
+                             R"(; "A"="x"\)",
+                             "[",
+                             "]",
+                             R"(="x")",
+                             R"("A"=hex(1):3d,d8,41,00)",
+                             R"("A"=hex(1):41)"}) {
         std::string content = version5 + section;
         content.append(line).append("\n").append(section).append(R"("B"="2")");
         use(content);
@@ -171,7 +186,7 @@ TEST_F(Registry, DamagedFilesAreReadWithoutHarm) {
                               section;
     // The same damage in every run.  NOLINTNEXTLINE(cert-msc*)
     std::mt19937 random(20240124);
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 300; ++round) {
         std::string content = round % 2 == 0 ? utf16(version5 + sound) : version4 + sound;
         for (auto change = random() % 8; change > 0; --change) {
             const auto position = random() % content.size();

@@ -1,0 +1,198 @@
+// The engine as scripts run it: loaded by its name, on a file.
+#include "embedded/engines/engine.h"
+
+#include <dlfcn.h>
+
+#include <functional>
+#include <memory>
+
+#include "tests/unit/embedded/data_source.h"
+#include "tests/unit/engines/simulated_spectrum.h"
+
+namespace testing_support {
+namespace {
+
+using namespace embedded;
+namespace status = embedded::engines::status;
+
+constexpr std::int32_t search = engines::optionSearchPeaks;
+constexpr std::int32_t identify = engines::optionIdentifyNuclides;
+
+struct Line {
+    double energy;
+    double yield;
+};
+
+class EngineTest : public testing::Test {
+  protected:
+    EngineTest() : library_(dlopen(ENGINE_PATH, RTLD_NOW), dlclose) {
+        if (library_ != nullptr) {
+            entryPoint_ = reinterpret_cast<OrvEngineFunction>(dlsym(library_.get(), "searchPeaks"));
+        }
+    }
+    void SetUp() override {
+        ASSERT_NE(nullptr, entryPoint_);
+        putCalibration(QAR_D_ENERGYCAL, simulated::calibration().energy);
+        putCalibration(QAR_D_SHAPECAL, simulated::calibration().shape);
+        simulated::SimulatedSpectrum spectrum;
+        spectrum.addPeak(1323.32, 20000.0);  // 661.66 keV
+        spectrum.addPeak(2346.46, 9000.0);   // 1173.23 keV
+        spectrum.addPeak(2664.98, 8000.0);   // 1332.49 keV
+        std::mt19937_64 random(2);
+        const std::vector<double> contents = spectrum.draw(random);
+        ASSERT_EQ(0U, source_.putSpectrum({contents.begin(), contents.end()}));
+        putNuclide(1, "Cs-137", {{661.66, 0.851}});
+        putNuclide(2, "Co-60", {{1173.23, 0.9985}, {1332.49, 0.9998}});
+        putNuclide(3, "Na-22", {{1274.54, 0.9994}, {661.2, 0.01}});
+    }
+
+    std::uint32_t run(std::int32_t options) const { return run(source_.context(), options); }
+    std::uint32_t run(OrvContext context, std::int32_t options) const {
+        return entryPoint_(context, options, 0, 0);
+    }
+    void putCalibration(std::uint32_t code, const std::vector<double>& coefficients) const {
+        std::int32_t entry = 0;
+        for (const double coefficient : coefficients) {
+            ASSERT_EQ(0U, source_.put(code, coefficient, 1, ++entry));
+        }
+    }
+    void putNuclide(std::int32_t record, const std::string& name,
+                    const std::vector<Line>& lines) const {
+        ASSERT_EQ(0U, source_.putText(QAR_C_NUCLNAME, name, record));
+        std::int32_t entry = 0;
+        for (const auto& [energy, yield] : lines) {
+            ASSERT_EQ(0U, source_.put(QAR_D_LINEENERGY, energy, record, ++entry));
+            ASSERT_EQ(0U, source_.put(QAR_D_LINEYIELD, yield, record, entry));
+        }
+    }
+    void deleteRecord(std::uint16_t classCode) const {
+        ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), classCode, 1, 0));
+    }
+    std::vector<std::string> identified() const {
+        std::vector<std::string> names;
+        for (int record = 1; record <= source_.recordCount(QAR_CLS_RESULT); ++record) {
+            names.push_back(source_.getText(QAR_C_RESNUCLIDE, static_cast<std::uint16_t>(record)));
+        }
+        return names;
+    }
+
+    std::unique_ptr<void, int (*)(void*)> library_;
+    OrvEngineFunction entryPoint_ = nullptr;
+    TemporaryFolder folder_;
+    DataSource source_ = DataSource::created(folder_.file("measured.qar"));
+};
+
+TEST_F(EngineTest, WritesPeaksAndNuclides) {
+    ASSERT_EQ(status::success, run(0));
+    ASSERT_EQ(status::success, run(0));  // replaces what the first run wrote
+    ASSERT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
+    EXPECT_NEAR(source_.get<double>(QAR_D_PEAKENERGY, 1), 661.66, 0.05);
+    EXPECT_NEAR(source_.get<double>(QAR_D_PEAKCENTR, 1), 1323.32, 0.1);
+    EXPECT_NEAR(source_.get<double>(QAR_D_PEAKFWHM, 1), 1.55, 0.05);
+    const double uncertainty = source_.get<double>(QAR_D_PEAKAREAU, 1);
+    EXPECT_NEAR(uncertainty, std::sqrt(20000.0 + 490.0), 5.0);
+    EXPECT_NEAR(source_.get<double>(QAR_D_PEAKAREA, 1), 20000.0, 3.5 * uncertainty);
+    EXPECT_NEAR(source_.get<double>(QAR_D_PEAKCONT, 1), 490.0, 50.0);
+    EXPECT_NEAR(source_.get<double>(QAR_D_PEAKSIGNIF, 1), 20000.0 / uncertainty, 2.0);
+    EXPECT_EQ(source_.getText(QAR_C_PEAKNUCL, 1), "Cs-137");
+    EXPECT_EQ(source_.getText(QAR_C_PEAKNUCL, 3), "Co-60");
+
+    EXPECT_THAT(identified(), testing::ElementsAre("Cs-137", "Co-60"));
+    EXPECT_EQ(source_.get<std::int32_t>(QAR_L_RESLINES, 2), 2);
+    EXPECT_DOUBLE_EQ(source_.get<double>(QAR_D_RESCONF, 2), 1.0);
+    EXPECT_DOUBLE_EQ(source_.get<double>(QAR_D_RESENERGY, 2), 1332.49);
+}
+
+TEST_F(EngineTest, RunsEachStepAlone) {
+    ASSERT_EQ(status::success, run(search));
+    EXPECT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
+    EXPECT_THAT(identified(), testing::IsEmpty());
+    EXPECT_EQ(source_.getText(QAR_C_PEAKNUCL, 1), "");
+    ASSERT_EQ(status::success, run(identify));
+    EXPECT_THAT(identified(), testing::ElementsAre("Cs-137", "Co-60"));
+    ASSERT_EQ(status::success, run(search));  // results of old peaks do not stay
+    EXPECT_THAT(identified(), testing::IsEmpty());
+}
+
+TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
+    struct Setting {
+        std::function<OrvStatus(const DataSource&)> put;
+        std::vector<std::string> identified;
+    };
+    const std::vector<Setting> settings = {
+        {[](auto& source) { return source.put(QAR_L_FIRSTCHAN, 2000); }, {"Co-60"}},
+        {[](auto& source) { return source.put(QAR_L_LASTCHAN, 2300); }, {}},
+        {[](auto& source) { return source.put(QAR_D_MINCONF, 0.0); }, {}},
+        {[](auto& source) { return source.put(QAR_L_LASTCHAN, 4096); }, {"Co-60"}},
+        {[](auto& source) { return source.put(QAR_L_FIRSTCHAN, 1); }, {"Cs-137", "Co-60", "Na-22"}},
+        {[](auto& source) { return source.put(QAR_D_MATCHTOL, 0.1); }, {"Cs-137", "Co-60"}},
+        {[](auto& source) { return source.put(QAR_B_NUCLACTIVE, std::uint8_t{0}); }, {"Co-60"}},
+        {[](auto& source) { return source.put(QAR_D_PEAKLIMIT, 99.9); }, {}}};
+    for (const Setting& setting : settings) {
+        ASSERT_EQ(0U, setting.put(source_));
+        ASSERT_EQ(status::success, run(0));
+        EXPECT_EQ(identified(), setting.identified) << &setting - settings.data();
+    }
+    ASSERT_EQ(status::success, run(50 << engines::optionLimitShift));  // 5.0 in place of the file's
+    EXPECT_THAT(identified(), testing::ElementsAre("Co-60"));
+}
+
+TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
+    struct Failure {
+        std::uint32_t status;
+        std::int32_t options;
+        std::function<OrvStatus(const DataSource&)> prepare;
+    };
+    const auto nothing = [](auto&) { return 0U; };
+    // Each preparation also stands for the cases below it.
+    const std::vector<Failure> failures = {
+        {status::badOption, 0x4, nothing},
+        {status::badOption, 0x10000, nothing},
+        {status::badOption, 9 << engines::optionLimitShift, nothing},
+        {status::badSetting, 0,
+         [](auto& source) { return source.put(QAR_D_PEAKLIMIT, std::nan("")); }},
+        {status::calibrationUnusable, 0,
+         [](auto& source) { return source.put(QAR_D_SHAPECAL, -1e6, 1, 1); }},
+        {status::calibrationUnusable, 0,
+         [](auto& source) { return source.put(QAR_D_ENERGYCAL, -0.5, 1, 2); }},
+        {status::noEnergyCalibration, 0,
+         [](auto& source) { return SOrvDeleteOne(source.context(), QAR_CLS_CALIBRATION, 1, 0); }},
+        {status::noShapeCalibration, 0,
+         [](auto& source) { return source.put(QAR_D_ENERGYCAL, 0.0, 1, 1); }},
+        {status::spectrumEmpty, 0,
+         [](auto& source) { return source.putSpectrum(std::vector<std::int32_t>(4096)); }}};
+    for (const Failure& failure : failures) {
+        ASSERT_EQ(0U, failure.prepare(source_));
+        EXPECT_EQ(failure.status, run(failure.options)) << &failure - failures.data();
+        EXPECT_LE(source_.recordCount(QAR_CLS_PEAK), 0);
+    }
+    EXPECT_EQ(status::spectrumUnreadable,
+              run(DataSource::created(folder_.file("empty.qar")).context(), 0));
+    EXPECT_EQ(status::spectrumUnreadable, run(DataSource().context(), 0));
+    EXPECT_EQ(status::dataSourceRefused, run(0, 0));
+    EXPECT_EQ(status::dataSourceRefused, run(-1, 0));
+}
+
+TEST_F(EngineTest, WantsNuclideRecordsOnlyForTheIdentificationAlone) {
+    for (int record = 0; record < 3; ++record) {
+        deleteRecord(QAR_CLS_NUCLIDE);
+    }
+    EXPECT_EQ(status::success, run(0));
+    EXPECT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
+    EXPECT_EQ(status::noNuclides, run(identify));
+}
+
+TEST_F(EngineTest, RefusesRecordsThatLackTheirValues) {
+    ASSERT_EQ(0U, source_.put(QAR_D_LINEENERGY, 1000.0, 1, 2));  // a line without yield
+    EXPECT_EQ(status::recordUnreadable, run(0));
+}
+
+TEST_F(EngineTest, WritesNothingToASourceOpenedForReading) {
+    ASSERT_EQ(0U, source_.close());
+    const DataSource reader = DataSource::opened(folder_.file("measured.qar"), Reading);
+    EXPECT_EQ(status::resultsNotWritable, run(reader.context(), 0));
+    EXPECT_LE(reader.recordCount(QAR_CLS_PEAK), 0);
+}
+
+}  // namespace
+}  // namespace testing_support

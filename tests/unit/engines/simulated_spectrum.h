@@ -1,0 +1,91 @@
+// Spectra whose peaks are known, to judge by what the analysis finds in them.
+#ifndef PYORV3_TESTS_UNIT_ENGINES_SIMULATED_SPECTRUM_H
+#define PYORV3_TESTS_UNIT_ENGINES_SIMULATED_SPECTRUM_H
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <numbers>
+#include <random>
+#include <vector>
+
+#include "embedded/engines/calibration.h"
+
+namespace simulated {
+
+using embedded::engines::fwhmPerSigma;
+
+// 0.5 keV in each of 4,096 channels; FWHM 1.2 keV at 122 keV and 1.9 keV at 1332 keV.
+inline constexpr std::size_t channelCount = 4096;
+
+inline embedded::engines::Calibration calibration() {
+    constexpr double rise = (1.9 * 1.9 - 1.2 * 1.2) / (1332.0 - 122.0);
+    return {{0.0, 0.5}, {1.2 * 1.2 - rise * 122.0, rise}, {}};
+}
+
+inline double normalDistribution(double x) {
+    return 0.5 * std::erfc(-x / std::numbers::sqrt2);
+}
+
+// The expected contents; draw() gives one measurement of them.
+class SimulatedSpectrum {
+  public:
+    // An exponential continuum over a constant one.
+    SimulatedSpectrum()
+        : widths_(embedded::engines::widthsInChannels(calibration(), channelCount)),
+          means_(channelCount) {
+        for (std::size_t index = 0; index < channelCount; ++index) {
+            means_[index] = 400.0 * std::exp(-0.5 * static_cast<double>(index) / 350.0) + 3.0;
+        }
+    }
+
+    const std::vector<double>& widths() const { return widths_; }
+    double width(double channel) const {
+        return widths_[static_cast<std::size_t>(std::lround(channel)) - 1];
+    }
+
+    void addPeak(double channel, double area) {
+        const double sigma = width(channel) / fwhmPerSigma;
+        for (std::size_t index = 0; index < channelCount; ++index) {
+            const double distance = static_cast<double>(index + 1) - channel;
+            means_[index] += area * (normalDistribution((distance + 0.5) / sigma) -
+                                     normalDistribution((distance - 0.5) / sigma));
+        }
+    }
+
+    // What lies below the channel is raised by the height; negative heights lower it.
+    void addEdge(double channel, double height) {
+        const double sigma = width(channel) / fwhmPerSigma;
+        for (std::size_t index = 0; index < channelCount; ++index) {
+            const double distance = static_cast<double>(index + 1) - channel;
+            means_[index] += height * normalDistribution(-distance / sigma);
+        }
+    }
+
+    // Expected counts within 1.25 FWHM of the channel.
+    double countsAround(double channel) const {
+        const double reach = 1.25 * width(channel);
+        double sum = 0.0;
+        for (auto number = static_cast<std::size_t>(std::ceil(channel - reach));
+             static_cast<double>(number) <= channel + reach; ++number) {
+            sum += means_[number - 1];
+        }
+        return sum;
+    }
+
+    std::vector<double> draw(std::mt19937_64& random) const {
+        std::vector<double> contents(channelCount);
+        for (std::size_t index = 0; index < channelCount; ++index) {
+            contents[index] = std::poisson_distribution<std::int32_t>(means_[index])(random);
+        }
+        return contents;
+    }
+
+  private:
+    std::vector<double> widths_;
+    std::vector<double> means_;
+};
+
+}  // namespace simulated
+
+#endif
