@@ -15,7 +15,7 @@
 #endif
 #include <windows.h>
 
-#include <stdlib.h>  // _putenv, _fullpath
+#include <stdlib.h>  // _putenv, _fullpath; NOLINT(modernize-deprecated-headers)
 
 #else
 

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <utility>
 
-#include "embedded/engines/edge_test.h"
+#include "embedded/engines/edge.h"
 #include "embedded/engines/second_difference.h"
 
 namespace embedded::engines {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 #include "embedded/engines/normal_equations.h"
@@ -15,7 +16,7 @@ constexpr double smallestVariance = 0.5;
 constexpr double widthFactorVariance = 0.05 * 0.05;
 constexpr double acceptedDeviations = 3.0;
 
-constexpr int mostIterations = 100;
+constexpr int mostIterations = 40;
 constexpr double firstDamping = 1e-3;
 constexpr double smallestDamping = 1e-9;
 constexpr double hopelessDamping = 1e6;
@@ -35,8 +36,8 @@ class Fit {
     const std::vector<double>& values() const { return values_; }
     std::vector<double> modelContents(std::span<const double> values) const;
     double unlikelihood(std::span<const double> values) const;
-    double chiSquare(std::span<const double> variances) const;
-    NormalEquations equations(std::span<const double> variances) const;
+    double chiSquare() const;
+    NormalEquations equations() const;
 
   private:
     std::span<const double> contents_;
@@ -44,12 +45,6 @@ class Fit {
     const PeakModel& model_;
     std::vector<double> values_;
 };
-
-std::vector<double> variancesOf(std::span<const double> modelContents) {
-    std::vector<double> variances(modelContents.size());
-    std::ranges::transform(modelContents, variances.begin(), modelVariance);
-    return variances;
-}
 
 std::vector<double> Fit::modelContents(std::span<const double> values) const {
     std::vector<double> derivatives(model_.unknowns());
@@ -85,22 +80,22 @@ double Fit::unlikelihood(std::span<const double> values) const {
     return sum;
 }
 
-double Fit::chiSquare(std::span<const double> variances) const {
+double Fit::chiSquare() const {
     double sum = widthUnlikelihood(values_);
     const std::vector<double> model = modelContents(values_);
     for (std::size_t offset = 0; offset < region_.count; ++offset) {
         const double residual = contents_[offset] - model[offset];
-        sum += residual * residual / variances[offset];
+        sum += residual * residual / modelVariance(model[offset]);
     }
     return sum;
 }
 
-NormalEquations Fit::equations(std::span<const double> variances) const {
+NormalEquations Fit::equations() const {
     NormalEquations equations(model_.unknowns());
     std::vector<double> derivatives(model_.unknowns());
     for (std::size_t offset = 0; offset < region_.count; ++offset) {
         const double content = model_.content(values_, region_.first + offset, derivatives);
-        equations.add(derivatives, contents_[offset] - content, 1.0 / variances[offset]);
+        equations.add(derivatives, contents_[offset] - content, 1.0 / modelVariance(content));
     }
     std::ranges::fill(derivatives, 0.0);
     derivatives[PeakModel::widthFactor] = 1.0;
@@ -112,9 +107,9 @@ NormalEquations Fit::equations(std::span<const double> variances) const {
 // iteration is far from describing its region, as chi-square tells.
 void Fit::converge() {
     double damping = firstDamping;
+    double reached = unlikelihood(values_);
     for (int iteration = 0; iteration < mostIterations && damping < hopelessDamping; ++iteration) {
-        const std::vector<double> variances = variancesOf(modelContents(values_));
-        const auto step = equations(variances).step(damping);
+        const auto step = equations().step(damping);
         if (!step) {
             damping *= 10.0;
             continue;
@@ -123,12 +118,14 @@ void Fit::converge() {
         std::ranges::transform(trial, *step, trial.begin(), std::plus<>());
         model_.restrain(trial);
 
-        const double change = unlikelihood(values_) - unlikelihood(trial);
+        const double tried = unlikelihood(trial);
+        const double change = reached - tried;
         if (!(change >= 0.0)) {
             damping *= 10.0;
             continue;
         }
         values_ = std::move(trial);
+        reached = tried;
         damping = std::max(smallestDamping, damping / 10.0);
         if (change < convergedChange) {
             return;
@@ -175,12 +172,11 @@ std::optional<RegionFit> fitRegion(std::span<const double> contents, Region regi
     RegionFit result;
     result.region = region;
     result.model = fit.modelContents(fit.values());
-    const std::vector<double> variances = variancesOf(result.model);
-    const auto unknownVariances = fit.equations(variances).variances();
+    const auto unknownVariances = fit.equations().variances();
     if (!unknownVariances) {
         return std::nullopt;
     }
-    result.chiSquare = fit.chiSquare(variances);
+    result.chiSquare = fit.chiSquare();
     // The width's observation counts as one more channel.
     result.degreesOfFreedom = static_cast<double>(region.count + 1 - model.unknowns());
     const double enlargement =

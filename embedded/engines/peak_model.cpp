@@ -13,6 +13,7 @@ namespace {
 constexpr double centroidRange = 0.5;  // in widths
 constexpr double smallestWidthFactor = 0.7;
 constexpr double largestWidthFactor = 1.4;
+constexpr double outOfSight = 8.0;  // in standard deviations: less than 1e-15 of a peak lies beyond
 
 double normalDensity(double x) {
     return std::exp(-0.5 * x * x) / std::sqrt(2.0 * std::numbers::pi);
@@ -112,6 +113,11 @@ double PeakModel::content(std::span<const double> values, std::size_t index,
         const double height = values[area(peak)];
         const double low = (channelOf(index) - 0.5 - values[channel(peak)]) / sigma;
         const double high = (channelOf(index) + 0.5 - values[channel(peak)]) / sigma;
+        if (low > outOfSight || high < -outOfSight) {
+            derivatives[area(peak)] = 0.0;
+            derivatives[channel(peak)] = 0.0;
+            continue;
+        }
         const double lowDensity = normalDensity(low);
         const double highDensity = normalDensity(high);
         const double part = normalDistribution(high) - normalDistribution(low);

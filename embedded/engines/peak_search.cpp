@@ -20,17 +20,16 @@ constexpr double firstPassPart = 0.8;
 constexpr double groupDistance = 5.0;
 constexpr double neighbourDistance = 2.0;
 
-constexpr std::size_t largestGroup = 12;
+constexpr std::size_t largestGroup = 8;
 
 using Group = std::vector<ExpectedPeak>;
 
 // Of candidates or peaks.
 template <typename Places>
 std::vector<double> channelsOf(const Places& places) {
-    std::vector<double> channels;
-    for (const auto& place : places) {
-        channels.push_back(place.channel);
-    }
+    std::vector<double> channels(places.size());
+    std::ranges::transform(places, channels.begin(),
+                           [](const auto& place) { return place.channel; });
     return channels;
 }
 

@@ -20,9 +20,9 @@ std::size_t capacityOf(const Block& block) {
 void createBlock(Content& content, std::uint16_t classCode, std::int64_t size,
                  std::int32_t option) {
     Block block = emptyBlock(classCode);
-    const bool emptied =
+    const bool refilled =
         option == aboutToBeFilled && std::holds_alternative<UnformattedBlock>(block);
-    if (option != 0 && !emptied) {
+    if (option != 0 && !refilled) {
         throw Failure(codes::unknownItem);
     }
     if (size < 0 || static_cast<std::uint64_t>(size) > capacityOf(block)) {
@@ -32,7 +32,10 @@ void createBlock(Content& content, std::uint16_t classCode, std::int64_t size,
         content.change<Spectrum>(classCode, [size](Spectrum& spectrum) {
             spectrum.extend(static_cast<std::size_t>(size));
         });
-    } else if (emptied || content.find(classCode) == nullptr) {
+    } else if (refilled) {
+        content.change<UnformattedBlock>(
+            classCode, [](UnformattedBlock& unformatted) { unformatted.beginRefilling(); });
+    } else if (content.find(classCode) == nullptr) {
         content.put(classCode, std::move(block));
     }
 }

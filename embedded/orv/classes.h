@@ -14,7 +14,7 @@ namespace embedded {
 
 // Makes the class's block, or keeps the one that is there. size: of the spectrum the channels that
 // it has at least, new ones holding 0; of other classes how much is expected, which makes nothing.
-// option: 0, or -1 for an unformatted block that is about to be filled, which is emptied.
+// option: 0, or -1 for an unformatted block that is about to be filled, which is refilled.
 // Throws Failure: sizeRefused for a negative size or more than the class holds; unknownItem for
 // another option.
 void createBlock(Content& content, std::uint16_t classCode, std::int64_t size, std::int32_t option);

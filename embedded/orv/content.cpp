@@ -75,6 +75,14 @@ void Content::remove(std::uint16_t classCode) {
     blocks_.erase(classCode);
 }
 
+void Content::endRefilling() {
+    for (auto& [classCode, block] : blocks_) {
+        if (auto* unformatted = std::get_if<UnformattedBlock>(&block)) {
+            unformatted->endRefilling();
+        }
+    }
+}
+
 const std::vector<NuclideLine>& Content::nuclideLines() const {
     if (!nuclideLines_) {
         const auto* nuclides = find<RecordBlock>(QAR_CLS_NUCLIDE);

@@ -68,6 +68,9 @@ class Content {
         }
     }
 
+    // Ends the refilling of unformatted blocks: the source is about to be saved.
+    void endRefilling();
+
     // All gamma lines of the nuclide records in their order; collected once after each change.
     [[nodiscard]] const std::vector<NuclideLine>& nuclideLines() const;
 

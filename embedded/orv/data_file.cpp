@@ -81,6 +81,7 @@ void DataFile::saveChanges() {
     if (changed_) {
         requireThisProcess();
         requireInPlace();
+        content_.endRefilling();
         saveStorage(path_, content_);
         changed_ = false;
     }

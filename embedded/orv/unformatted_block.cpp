@@ -17,10 +17,24 @@ void requireChunk(std::size_t length) {
 
 void UnformattedBlock::append(std::span<const char> chunk) {
     requireChunk(chunk.size());
-    if (chunk.size() > capacity - bytes_.size()) {
+    if (chunk.size() > capacity - position_) {
         throw Failure(codes::sizeRefused);
     }
-    bytes_.insert(bytes_.end(), chunk.begin(), chunk.end());
+    bytes_.resize(std::max(bytes_.size(), position_ + chunk.size()));
+    std::copy(chunk.begin(), chunk.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(position_));
+    position_ += chunk.size();
+}
+
+void UnformattedBlock::beginRefilling() {
+    endRefilling();
+    position_ = 0;
+}
+
+void UnformattedBlock::endRefilling() {
+    if (position_ != 0) {
+        bytes_.resize(position_);
+    }
+    position_ = bytes_.size();
 }
 
 std::size_t UnformattedBlock::read(std::size_t offset, std::span<char> chunk) const {

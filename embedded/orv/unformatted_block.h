@@ -11,13 +11,17 @@ namespace embedded {
 
 // Written by appending, read at an offset. Operations that fail throw Failure(sizeRefused) and
 // leave the block as it was.
+//
+// A block can be refilled, also from itself: what is appended then takes the place of the old bytes
+// from the first on, and those behind it stay readable until the refilling ends.
 class UnformattedBlock {
   public:
     static constexpr std::size_t capacity = std::size_t{64} << 20U;     // bytes
     static constexpr std::size_t longestChunk = std::size_t{1} << 20U;  // bytes of one call
 
     UnformattedBlock() = default;
-    explicit UnformattedBlock(std::vector<char> bytes) : bytes_(std::move(bytes)) {}
+    explicit UnformattedBlock(std::vector<char> bytes)
+        : bytes_(std::move(bytes)), position_(bytes_.size()) {}
 
     [[nodiscard]] const std::vector<char>& bytes() const { return bytes_; }
 
@@ -29,8 +33,14 @@ class UnformattedBlock {
     // Refused for an offset beyond the end.
     std::size_t read(std::size_t offset, std::span<char> chunk) const;
 
+    void beginRefilling();
+    // The old bytes behind what was appended go; without anything appended the block stays as it
+    // was.
+    void endRefilling();
+
   private:
     std::vector<char> bytes_;
+    std::size_t position_ = 0;  // where the next chunk goes
 };
 
 }  // namespace embedded

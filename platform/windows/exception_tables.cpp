@@ -8,16 +8,18 @@ extern "C" {
 
 // The interface of the compiler's runtime to the tables. What is found for an address is the table
 // entry of its function, or null where no registered table has one.
-struct dwarf_eh_bases {
+struct FunctionBases {
     void* text;
     void* data;
     void* function;
 };
-const void* _Unwind_Find_FDE(void* address, dwarf_eh_bases* bases);
+// NOLINTBEGIN(*reserved-identifier,cert-dcl*,readability-identifier-naming): the names are given
+const void* _Unwind_Find_FDE(void* address, FunctionBases* bases);
 void __register_frame(void* tables);
 
 // Set by the linker: where this module lies in memory.
 extern const IMAGE_DOS_HEADER __ImageBase;
+// NOLINTEND(*reserved-identifier,cert-dcl*,readability-identifier-naming)
 }
 
 namespace platform {
@@ -38,7 +40,7 @@ struct TableRegister {
 
     /// The module's own entry for one of its functions; null while its tables are not registered.
     const void* ownEntry() const {
-        dwarf_eh_bases bases{};
+        FunctionBases bases{};
         return findEntry(reinterpret_cast<void*>(&receiveExceptionsOfLoadedLibraries), &bases);
     }
 };
@@ -99,7 +101,10 @@ bool catchOwnException() {
     }
 }
 
-[[maybe_unused]] const bool isReady = (registerWithOwnRuntime(), catchOwnException());
+[[maybe_unused]] const bool isReady = [] {
+    registerWithOwnRuntime();
+    return catchOwnException();
+}();
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 // Spectra and unformatted blocks.
 #include <array>
+#include <map>
 
 #include "tests/unit/embedded/data_source.h"
 
@@ -96,8 +97,25 @@ TEST_F(BlocksTest, BytesComeBackInChunksAfterClosing) {
     EXPECT_EQ(codes::sizeRefused, source_.lastFailure());
     ASSERT_EQ(0, createBlock(QAR_CLS_VORLAGEOM, 0));
     EXPECT_EQ(0, read(812, chunk));
+}
+
+TEST_F(BlocksTest, ABlockCanBeRefilledFromItself) {
+    ASSERT_EQ(0, write(std::string(512, 'a') + std::string(512, 'b')));
+    std::string chunk(512, '?');
     ASSERT_EQ(0, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
-    EXPECT_EQ(-1, read(812, chunk));
+    for (const std::uint32_t offset : {0U, 512U}) {
+        ASSERT_EQ(0, read(offset, chunk));
+        ASSERT_EQ(0, write(chunk));
+    }
+    EXPECT_EQ(0, read(512, chunk));
+    EXPECT_EQ(std::string(512, 'b'), chunk);
+    for (const auto& [written, size] : std::map<std::string, std::uint32_t>{{"", 1024}, {"c", 1}}) {
+        ASSERT_EQ(0, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
+        ASSERT_EQ(written.empty() ? -1 : 0, write(written));
+        ASSERT_EQ(0U, SOrvFlush(source_.context()));
+        EXPECT_EQ(0, read(size, chunk)) << written;
+        EXPECT_EQ(-1, read(size + 1, chunk)) << written;
+    }
 }
 
 TEST_F(BlocksTest, AnUnformattedBlockHasABound) {

@@ -13,8 +13,8 @@ class CopiesTest : public testing::Test {
         source_.putNuclide(1, "Cs-137", {661.7});
         source_.putNuclide(2, "Co-60", {1173.2, 1332.5});
     }
-    [[nodiscard]] OrvResult copyClass(const DataSource& from, const DataSource& into,
-                                      std::uint16_t classCode) const {
+    static OrvResult copyClass(const DataSource& from, const DataSource& into,
+                               std::uint16_t classCode) {
         return OrvClassCopy(from.context(), into.context(), classCode);
     }
 

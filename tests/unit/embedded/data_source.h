@@ -123,7 +123,7 @@ class DataSource {
                                       std::uint16_t entry = 0) const {
         std::string buffer(256, '?');
         EXPECT_EQ(0U, SOrvGetParam(context_, code, record, entry, buffer.data(), 256));
-        return buffer.c_str();
+        return buffer.substr(0, buffer.find('\0'));
     }
     // The status of reading a number of 8 bytes.
     [[nodiscard]] OrvStatus readStatus(std::uint32_t code, std::uint16_t record = 1,

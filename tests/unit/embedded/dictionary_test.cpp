@@ -34,7 +34,7 @@ class DictionaryTest : public testing::Test {
     }
 
     std::uint32_t describe(std::uint32_t code) {
-        return describe_(code, 1, 0, name_.data(), text_.data(), &outputs_[0], &outputs_[1],
+        return describe_(code, 1, 0, name_.data(), text_.data(), outputs_.data(), &outputs_[1],
                          &outputs_[2], &outputs_[3], &outputs_[4], &outputs_[5], &outputs_[6]);
     }
 
@@ -88,7 +88,7 @@ TEST_F(DictionaryTest, RefusesWhatItDoesNotKnow) {
     EXPECT_EQ(dictionaryNullPointer, codeOf_(nullptr, &code, area_.data()));
     EXPECT_EQ(dictionaryNullPointer, codeOf_("QAR_L_CHANNELS", nullptr, area_.data()));
     EXPECT_EQ(dictionaryNullPointer, describe_(QAR_L_CHANNELS, 1, 0, name_.data(), text_.data(),
-                                               &outputs_[0], &outputs_[1], nullptr, &outputs_[3],
+                                               outputs_.data(), &outputs_[1], nullptr, &outputs_[3],
                                                &outputs_[4], &outputs_[5], &outputs_[6]));
     EXPECT_EQ(99U, code);
 }

@@ -21,7 +21,7 @@ class OtherProcess {
         std::array<int, 2> up{};
         EXPECT_EQ(0, pipe(down.data()));
         EXPECT_EQ(0, pipe(up.data()));
-        fflush(nullptr);
+        EXPECT_EQ(0, fflush(nullptr));
         number_ = fork();
         const bool isChild = number_ == 0;
         reading_ = isChild ? down[0] : up[0];

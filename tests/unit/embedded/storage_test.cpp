@@ -27,7 +27,7 @@ std::vector<std::int32_t> ramp(std::size_t channels) {
 }
 
 TEST_F(StorageTest, ValuesOfEveryTypeSurviveClosing) {
-    const double notANumber = std::bit_cast<double>(std::uint64_t{0x7FF8000000001234});
+    const auto notANumber = std::bit_cast<double>(std::uint64_t{0x7FF8000000001234});
     {
         const auto source = DataSource::created(path_);
         EXPECT_EQ(0U, source.put(QAR_B_ACQACTIVE, std::uint8_t{255}));

@@ -13,6 +13,7 @@ constexpr int threadCount = 4;
 template <typename Work>
 void inThreads(Work work) {
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (int number = 0; number < threadCount; ++number) {
         threads.emplace_back(work, number);
     }

@@ -38,7 +38,7 @@ class EngineTest : public testing::Test {
         spectrum.addPeak(1323.32, 20000.0);  // 661.66 keV
         spectrum.addPeak(2346.46, 9000.0);   // 1173.23 keV
         spectrum.addPeak(2664.98, 8000.0);   // 1332.49 keV
-        std::mt19937_64 random(2);
+        auto random = simulated::repeatableRandom(2);
         const std::vector<double> contents = spectrum.draw(random);
         ASSERT_EQ(0U, source_.putSpectrum({contents.begin(), contents.end()}));
         putNuclide(1, "Cs-137", {{661.66, 0.851}});
@@ -89,7 +89,7 @@ TEST_F(EngineTest, WritesPeaksAndNuclides) {
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKENERGY, 1), 661.66, 0.05);
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKCENTR, 1), 1323.32, 0.1);
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKFWHM, 1), 1.55, 0.05);
-    const double uncertainty = source_.get<double>(QAR_D_PEAKAREAU, 1);
+    const auto uncertainty = source_.get<double>(QAR_D_PEAKAREAU, 1);
     EXPECT_NEAR(uncertainty, std::sqrt(20000.0 + 490.0), 5.0);
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKAREA, 1), 20000.0, 3.5 * uncertainty);
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKCONT, 1), 490.0, 50.0);

@@ -86,7 +86,7 @@ std::vector<FittedPeak> take(std::vector<FittedPeak>& found, double channel, dou
 }
 
 TEST(PeakSearch, FindsAllPeaksOfHundredSpectraWithTheirAreasAndNoOther) {
-    std::mt19937_64 random(20240229);
+    auto random = simulated::repeatableRandom(20240229);
     Pulls pulls;
     for (int number = 0; number < 100; ++number) {
         SimulatedSpectrum spectrum;
@@ -124,7 +124,7 @@ struct Multiplet {
 class PeakSearchMultiplet : public testing::TestWithParam<Multiplet> {};
 
 TEST_P(PeakSearchMultiplet, IsResolvedIntoItsAreas) {
-    std::mt19937_64 random(5);
+    auto random = simulated::repeatableRandom(5);
     SimulatedSpectrum spectrum;
     const double width = spectrum.width(1000.0);
     for (const Peak& peak : GetParam().peaks) {
@@ -157,7 +157,7 @@ struct Shape {
 class PeakSearchContinuum : public testing::TestWithParam<Shape> {};
 
 TEST_P(PeakSearchContinuum, ShowsNoPeak) {
-    std::mt19937_64 random(11);
+    auto random = simulated::repeatableRandom(11);
     SimulatedSpectrum spectrum;
     spectrum.addEdge(1500.0, GetParam().edge);
     for (int number = 0; number < 5; ++number) {
@@ -172,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(Edges, PeakSearchContinuum,
                          [](const auto& instance) { return instance.param.name; });
 
 TEST(PeakSearch, LooksForNoPeakWhereThereIsNoWidth) {
-    std::mt19937_64 random(3);
+    auto random = simulated::repeatableRandom(3);
     SimulatedSpectrum spectrum;
     spectrum.addPeak(1000.0, 5000.0);
     spectrum.addPeak(2000.0, 5000.0);

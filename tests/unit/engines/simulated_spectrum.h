@@ -27,6 +27,11 @@ inline double normalDistribution(double x) {
     return 0.5 * std::erfc(-x / std::numbers::sqrt2);
 }
 
+// A generator that gives the same numbers in every run.
+inline std::mt19937_64 repeatableRandom(std::uint64_t seed) {
+    return std::mt19937_64(seed);
+}
+
 // The expected contents; draw() gives one measurement of them.
 class SimulatedSpectrum {
   public:

@@ -1,6 +1,6 @@
 // Tells the rounded shoulder of a step in the continuum, such as a Compton edge, from a peak.
-#ifndef PYORV3_EMBEDDED_ENGINES_EDGE_TEST_H
-#define PYORV3_EMBEDDED_ENGINES_EDGE_TEST_H
+#ifndef PYORV3_EMBEDDED_ENGINES_EDGE_H
+#define PYORV3_EMBEDDED_ENGINES_EDGE_H
 
 #include <span>
 

@@ -1,4 +1,4 @@
-#include "embedded/engines/edge_test.h"
+#include "embedded/engines/edge.h"
 
 #include <algorithm>
 #include <array>
@@ -14,9 +14,9 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double scannedDistance = 2.0;  // in widths
-constexpr double scanStep = 0.125;       // in widths
-constexpr double requiredGain = 9.0;     // in chi-square
+constexpr int scanSteps = 16;         // on each side of a peak
+constexpr double scanStep = 0.125;    // in widths
+constexpr double requiredGain = 9.0;  // in chi-square
 
 using Terms = std::array<double, 3>;
 
@@ -58,10 +58,10 @@ double chiSquareWithEdge(std::span<const double> contents, const RegionFit& fit,
 bool edgeReplacesPeaks(std::span<const double> contents, const RegionFit& fit) {
     double best = std::numeric_limits<double>::infinity();
     for (const FittedPeak& peak : fit.peaks) {
-        for (double place = -scannedDistance; place <= scannedDistance; place += scanStep) {
-            best =
-                std::min(best, chiSquareWithEdge(contents, fit, peak.channel + place * peak.width,
-                                                 peak.width / fwhmPerSigma));
+        for (int step = -scanSteps; step <= scanSteps; ++step) {
+            const double channel = peak.channel + step * scanStep * peak.width;
+            const double sigma = peak.width / fwhmPerSigma;
+            best = std::min(best, chiSquareWithEdge(contents, fit, channel, sigma));
         }
     }
     return best <= fit.chiSquare + requiredGain;
