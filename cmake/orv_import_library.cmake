@@ -3,7 +3,9 @@
 
 include(cmake/import_library.cmake)
 
-file(READ "${PROJECT_SOURCE_DIR}/cmake/windows/ORV.def" definitions)
+set(functions "${PROJECT_SOURCE_DIR}/cmake/windows/ORV.def")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${functions}")
+file(READ "${functions}" definitions)
 if(NOT ORV_CALL STREQUAL "__stdcall")
     string(REGEX REPLACE "([A-Za-z0-9])@[0-9]+" "\\1" definitions "${definitions}")
 endif()
