@@ -7,7 +7,7 @@ set(warnings -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
 target_compile_options(project_options INTERFACE ${warnings})
 
 if(PYORV3_SANITIZE)
-    set(sanitizers "-fsanitize=${PYORV3_SANITIZE}" -fno-omit-frame-pointer)
+    set(sanitizers "-fsanitize=${PYORV3_SANITIZE}" -fno-omit-frame-pointer -O1)
     if(PYORV3_SANITIZE MATCHES "undefined")
         list(APPEND sanitizers -fno-sanitize-recover=undefined)
     endif()

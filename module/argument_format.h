@@ -2,8 +2,8 @@
 // variables at compile time.
 //
 // Format units: l and i a signed 32-bit integer on every platform, f a single-precision number,
-// d a double-precision number, L a signed 64-bit integer, s a NUL-terminated UTF-8 text that stays
-// owned by the argument object, O any object, borrowed. Units in parentheses are the items of a
+// d a double-precision number, L a signed 64-bit integer, I the low 32 bits of an int of any size,
+// s a NUL-terminated UTF-8 text that stays owned by the argument object, O any object, borrowed. Units in parentheses are the items of a
 // tuple, which must have exactly as many.
 #ifndef PYORV3_MODULE_ARGUMENT_FORMAT_H
 #define PYORV3_MODULE_ARGUMENT_FORMAT_H
@@ -42,6 +42,8 @@ constexpr bool receives(char unit) {
             return std::same_as<Output, std::int32_t>;
         case 'L':
             return std::same_as<Output, long long>;
+        case 'I':
+            return std::same_as<Output, unsigned int>;
         case 'f':
             return std::same_as<Output, float>;
         case 'd':

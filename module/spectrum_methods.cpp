@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "module/argument_format.h"
 #include "module/orv.h"
 #include "module/spectrum_size.h"
 #include "parameters/byte_stream.h"
@@ -88,16 +89,25 @@ PythonReference channelTuple(std::int32_t channelCount, ChannelBuffer& buffer) {
     return tuple;
 }
 
-/// Puts the items' low 32 bits into the buffer; false when an item is no int.
+/// The low 32 bits of an int; false for an object that is none.
+bool channelContent(PyObject* item, std::int32_t& content) {
+    if (Py_TYPE(item) == &PyLong_Type) {
+        // What the parser's unit I does with a plain int, without the parser.
+        content = static_cast<std::int32_t>(PyLong_AsUnsignedLongMask(item));
+        return true;
+    }
+    unsigned int lowBits = 0;
+    const bool isInteger = parseObject<"I">(item, lowBits);
+    content = static_cast<std::int32_t>(lowBits);
+    return isInteger;
+}
+
+/// Puts the tuple's items into the buffer; false when one is no int.
 bool fillBuffer(PyObject* tuple, std::int32_t itemCount, ChannelBuffer& buffer) {
-    constexpr auto maybeError = static_cast<unsigned long>(-1);
     for (std::int32_t slot = 0; slot < itemCount; ++slot) {
-        // What the parser's unit "I" does, without the parser.
-        const unsigned long content = PyLong_AsUnsignedLongMask(PyTuple_GetItem(tuple, slot));
-        if (content == maybeError && PyErr_Occurred() != nullptr) {
+        if (!channelContent(PyTuple_GetItem(tuple, slot), *buffer.channel(slot))) {
             return false;
         }
-        *buffer.channel(slot) = static_cast<std::int32_t>(content);
     }
     return true;
 }

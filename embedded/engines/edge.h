@@ -10,8 +10,7 @@ namespace embedded::engines {
 
 // Whether a straight continuum with one step, anywhere within two widths of a fitted peak and as
 // rounded as the peaks are wide, stands for the region as well as all its peaks do: whether the
-// peaks lower chi-square by less than 9, three standard deviations. A peak of five standard
-// deviations far from edges lowers it by about 20.
+// peaks lower chi-square by at most 9, three standard deviations.
 // contents: of all channels.
 bool edgeReplacesPeaks(std::span<const double> contents, const RegionFit& fit);
 
