@@ -92,7 +92,7 @@ def main(folder):
     paths = {name: os.path.join(folder, name + ".qar") for name in ("ge40", "template", "soil")}
     calibration = {"QAR_D_ENERGYCAL": simulation.ENERGY, "QAR_D_SHAPECAL": simulation.SHAPE}
     make(paths["ge40"], CALIBRATION, calibration)
-    make(paths["template"], TEMPLATE | {"QAR_C_CALFILE": paths["ge40"]})
+    make(paths["template"], {**TEMPLATE, "QAR_C_CALFILE": paths["ge40"]})
     make(paths["soil"], MEASUREMENT)
     before, after = copy_sequence(paths["template"], paths["soil"])
     for heading, names in SHOWN.items():

@@ -116,9 +116,11 @@ class DataSource:
     def column(self, name, record=1):
         """The values of a parameter in the entries of a record, up to the first without one."""
         values = []
-        while (value := self.find(name, record, len(values) + 1)) is not None:
+        while True:
+            value = self.find(name, record, len(values) + 1)
+            if value is None:
+                return values
             values.append(value)
-        return values
 
     def set_column(self, name, values, record=1):
         for entry, value in enumerate(values, start=1):

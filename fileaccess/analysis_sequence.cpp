@@ -55,14 +55,14 @@ bool isPresent(const Variant& value) {
     return value.getDataType() != Variant::DataType::Unknown;
 }
 
-/// The value of the first record; without a value where it cannot be read.
+// The value of the first record; without a value where it cannot be read.
 Variant read(FileAccess& file, std::uint32_t code) {
     Variant value;
     file.getParameter(code, value, 0, 0);
     return value;
 }
 
-/// Writes a value that is present into the first record.
+// Writes a value that is present into the first record.
 Status writePresent(FileAccess& file, std::uint32_t code, const Variant& value) {
     return isPresent(value) ? file.setParameter(code, value, 0, 0) : success;
 }
@@ -81,8 +81,8 @@ void restoreSettings(FileAccess& file, const SavedSettings& saved) {
     }
 }
 
-/// Creates the class's block where the destination lacks it. A block that is still missing then
-/// counts as copied.
+// Creates the class's block where the destination lacks it. A block that is still missing then
+// counts as copied.
 Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint16_t classNumber) {
     Status status = source.copyTo(destination, classNumber);
     if (status == pyORV3::blockMissing) {
@@ -92,8 +92,8 @@ Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint1
     return status == pyORV3::blockMissing ? success : status;
 }
 
-/// Moves the whole chunks of the geometry block; the block begins with the number of its bytes.
-/// The result of the library call that failed, else 0.
+// Moves the whole chunks of the geometry block; the block begins with the number of its bytes.
+// The result of the library call that failed, else 0.
 OrvResult copyGeometry(OrvContext source, OrvContext destination) {
     constexpr std::uint32_t writeOption = 0x40;
     std::array<std::uint8_t, ORV_BLOCK_CHUNK_SIZE> chunk{};
@@ -121,7 +121,7 @@ OrvResult copyGeometry(OrvContext source, OrvContext destination) {
     return 0;
 }
 
-/// Brings over what the file holds to which the source refers. Whatever fails is left out.
+// Brings over what the file holds to which the source refers. Whatever fails is left out.
 void copyFromReferencedFile(FileAccess& source, FileAccess& destination) {
     const Variant isUsed = read(source, referenceSwitch);
     if (!isPresent(isUsed) || !isUsed.toBoolean()) {

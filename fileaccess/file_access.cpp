@@ -17,7 +17,7 @@ using pyORV3::success;
 
 namespace {
 
-/// The absolute form of a name, or the name itself where the system gives none.
+// The absolute form of a name, or the name itself where the system gives none.
 std::string fullPath(const std::string& name) {
     struct Freed {
         void operator()(char* text) const noexcept { std::free(text); }
@@ -26,16 +26,15 @@ std::string fullPath(const std::string& name) {
     return absolute != nullptr ? absolute.get() : name;
 }
 
-/// Opens or creates the file on a fresh context.
+// Opens or creates the file on a fresh context.
 Status openOnContext(OrvContext context, const std::string& path, std::uint32_t flags) {
-    constexpr std::uint16_t fileType = 1;
-    if ((flags & FileAccess::createFile) != 0) {
+    if ((flags & ORV_ACCESS_CREATE) != 0) {
         return normalizeStatus(pyORV3::signExtended(
-            OrvFileCreation(context, path.c_str(), fileType, 0xFFFF, 1, 0x8000)));
+            OrvFileCreation(context, path.c_str(), ORV_SOURCE_FILE, ORV_CREATION_FIRST,
+                            ORV_CREATION_SECOND, ORV_CREATION_THIRD)));
     }
-    constexpr std::uint32_t readAccess = 0x80;
-    return pyORV3::signExtended(
-        OrvDataSourceOpening(context, path.c_str(), fileType, flags | readAccess, 0, nullptr));
+    return pyORV3::signExtended(OrvDataSourceOpening(context, path.c_str(), ORV_SOURCE_FILE,
+                                                     flags | ORV_ACCESS_READ, 0, nullptr));
 }
 
 Status traced(const char* context, std::string_view message, Status status) {

@@ -55,17 +55,16 @@ Status FileAccess::duplicateTo(FileAccess& destination) {
 
 Status FileAccess::createBlock(std::uint32_t classArgument, std::uint32_t count, std::uint32_t,
                                std::uint32_t) {
-    constexpr std::uint16_t spectrumClass = 0x2005;
-    constexpr std::uint32_t channelCount = 0x20000007;  // QAR_L_CHANNELS
     const std::lock_guard lock(mutex_);
     if (handle_ == 0) {
         return report("createBlock", "File is not open", pyORV3::noDataSource);
     }
     const std::uint16_t classNumber = classNumberOf(classArgument);
     auto size = static_cast<std::int32_t>(count);
-    if (classNumber == spectrumClass && count == 0) {
+    if (classNumber == ORV_SPECTRUM_CLASS && count == 0) {
         Variant channels;
-        getParameter(channelCount, channels, 0, 0);  // a failure leaves no value, which counts as 0
+        getParameter(ORV_CHANNEL_COUNT_PARAMETER, channels, 0,
+                     0);  // a failure leaves no value, which counts as 0
         size = channels.toInt32();
     }
     return normalizeStatus(pyORV3::signExtended(OrvCreateBlock(handle_, classNumber, size, 0)));

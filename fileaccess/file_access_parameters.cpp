@@ -15,12 +15,12 @@ using Utility::ByteStream;
 
 namespace {
 
-/// Records count from 1; callers that have no record to name pass 0.
+// Records count from 1; callers that have no record to name pass 0.
 std::uint16_t recordOrFirst(std::uint16_t record) {
     return record == 0 ? 1 : record;
 }
 
-/// The library takes the size of a value as 16 bits.
+// The library takes the size of a value as 16 bits.
 std::uint16_t sizeOf(const ByteStream& buffer) {
     return static_cast<std::uint16_t>(buffer.size());
 }

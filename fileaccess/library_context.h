@@ -8,7 +8,7 @@
 
 namespace Tarsel::Datasources::QAR {
 
-/// Deletes a library context at the end of its life, whatever handle it was given.
+// Deletes a library context at the end of its life, whatever handle it was given.
 class OwnedContext {
   public:
     explicit OwnedContext(OrvContext handle) noexcept : handle_(handle) {}
@@ -24,13 +24,16 @@ class OwnedContext {
     OrvContext handle_;
 };
 
-/// Which nodes an enumeration looks at: the second choice is for the result that asks for it.
-enum class NodeSelector : std::uint16_t { first = 0x42, second = 0x46 };
+// Which nodes an enumeration looks at: the second choice is for the result that asks for it.
+enum class NodeSelector : std::uint16_t {
+    first = ORV_NODE_SELECTOR,
+    second = ORV_NODE_SELECTOR_RETRY,
+};
 
-/// The result of an enumeration that asks for the second selector.
+// The result of an enumeration that asks for the second selector.
 inline constexpr OrvResult enumerateWithSecondSelector = 2;
 
-/// Enumerates one node on the context into the record; the result is the library's.
+// Enumerates one node on the context into the record; the result is the library's.
 [[nodiscard]] OrvResult enumerateNode(OrvContext context, OrvNodeRecord& node,
                                       NodeSelector selector);
 

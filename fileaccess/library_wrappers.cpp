@@ -15,7 +15,7 @@ constexpr Status failed(ContextFailure failure) {
     return static_cast<Status>(failure);
 }
 
-/// Fills the record of the node that new contexts are bound to, asked through a context of its own.
+// Fills the record of the node that new contexts are bound to, asked through a context of its own.
 Status findNode(OrvNodeRecord& node) {
     OrvContext temporary = 0;
     if (OrvCreateDSC2(nullptr, &temporary, 0, 0) != 0) {

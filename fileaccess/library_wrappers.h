@@ -13,41 +13,41 @@
 
 namespace Tarsel::Datasources::QAR {
 
-/// Why a context could not be created; callers see these numbers as they are.
+// Why a context could not be created; callers see these numbers as they are.
 enum class ContextFailure : pyORV3::Status {
     noTemporaryContext = 1,
     noNode = 2,
-    nodeRefused = 3,  ///< the node record carries a refusal text
+    nodeRefused = 3,  // the node record carries a refusal text
     noContext = 4,
 };
 
-/// Creates a context bound to the node; access and option go to its creation. `handle` is written
-/// on success only. 0, or the number of a ContextFailure.
+// Creates a context bound to the node; access and option go to its creation. `handle` is written
+// on success only. 0, or the number of a ContextFailure.
 [[nodiscard]] pyORV3::Status createContext(OrvContext& handle, std::uint16_t access,
                                            std::uint32_t option);
 
-/// Bit 0 of the flags of closeDataSource and FileAccess::close: what was not flushed is not saved.
+// Bit 0 of the flags of closeDataSource and FileAccess::close: what was not flushed is not saved.
 inline constexpr std::uint32_t closeWithoutFlush = 1;
 
-/// Flushes (unless the flags say otherwise) and closes the data source and deletes its context. A
-/// failed flush leaves the data source unclosed; the context is deleted in every case. The first
-/// failure is returned.
+// Flushes (unless the flags say otherwise) and closes the data source and deletes its context. A
+// failed flush leaves the data source unclosed; the context is deleted in every case. The first
+// failure is returned.
 [[nodiscard]] pyORV3::Status closeDataSource(OrvContext handle, std::uint32_t flags);
 
-/// Deletes the context.
+// Deletes the context.
 [[nodiscard]] pyORV3::Status releaseContext(OrvContext handle);
 
-/// Copies one class; the destination must hold the class's block. The error query goes to the side
-/// that the library names as the failing one.
+// Copies one class; the destination must hold the class's block. The error query goes to the side
+// that the library names as the failing one.
 [[nodiscard]] pyORV3::Status copyClass(OrvContext source, OrvContext destination,
                                        std::uint16_t classNumber);
 
-/// Reads one parameter value of bufferSize bytes into the buffer.
+// Reads one parameter value of bufferSize bytes into the buffer.
 [[nodiscard]] pyORV3::Status readParameter(OrvContext handle, std::uint32_t code,
                                            std::uint16_t record, std::uint16_t entry, void* buffer,
                                            std::uint16_t bufferSize);
 
-/// Writes one parameter value of bufferSize bytes from the buffer.
+// Writes one parameter value of bufferSize bytes from the buffer.
 [[nodiscard]] pyORV3::Status writeParameter(OrvContext handle, std::uint32_t code,
                                             std::uint16_t record, std::uint16_t entry,
                                             const void* buffer, std::uint16_t bufferSize);

@@ -16,7 +16,7 @@ using pyORV3::success;
 
 namespace {
 
-/// The node that a temporary context is bound to; zero where the library gives none.
+// The node that a temporary context is bound to; zero where the library gives none.
 OrvNodeRecord findNode(OrvContext context) {
     OrvNodeRecord node{};
     if (enumerateNode(context, node, NodeSelector::first) == enumerateWithSecondSelector) {

@@ -13,33 +13,33 @@
 
 namespace Tarsel::Datasources::QAR {
 
-/// Lives for one operation. Empty (type and sizes 0) until a lookup succeeds.
+// Lives for one operation. Empty (type and sizes 0) until a lookup succeeds.
 class ParameterMetadata {
   public:
-    /// The context that answers lookups, which stays the caller's; 0 makes each lookup use a
-    /// temporary context of its own.
+    // The context that answers lookups, which stays the caller's; 0 makes each lookup use a
+    // temporary context of its own.
     explicit ParameterMetadata(OrvContext handle) noexcept : handle_(handle) {}
 
-    /// Asks for the description of the parameter code.
-    ///
-    /// 0; the 16-bit result of a failed description query, zero-extended, with the former
-    /// description kept; 0xEBE8801A when the data source reports the size 0. With a temporary
-    /// context the results are reduced to 16 bits and sign-extended, and a context that cannot be
-    /// created gives 0 with an empty description.
+    // Asks for the description of the parameter code.
+    //
+    // 0; the 16-bit result of a failed description query, zero-extended, with the former
+    // description kept; 0xEBE8801A when the data source reports the size 0. With a temporary
+    // context the results are reduced to 16 bits and sign-extended, and a context that cannot be
+    // created gives 0 with an empty description.
     [[nodiscard]] pyORV3::Status lookup(std::uint32_t code);
 
-    /// Bytes of the value: of a text its length and a terminator.
+    // Bytes of the value: of a text its length and a terminator.
     [[nodiscard]] std::uint32_t valueSize() const noexcept;
 
-    /// The value as `valueSize` bytes in the layout of the parameter's type; see serializeValue.
+    // The value as `valueSize` bytes in the layout of the parameter's type; see serializeValue.
     [[nodiscard]] pyORV3::Status serialize(const com::tarsel::utility::Variant& value,
                                            Utility::ByteStream& out) const;
 
-    /// The value of the bytes in the layout of the parameter's type; see deserializeValue.
+    // The value of the bytes in the layout of the parameter's type; see deserializeValue.
     [[nodiscard]] pyORV3::Status deserialize(const Utility::ByteStream& in,
                                              com::tarsel::utility::Variant& out) const;
 
-    /// The parameter's name, at most 12 characters.
+    // The parameter's name, at most 12 characters.
     [[nodiscard]] std::string name() const { return name_.data(); }
 
   private:
@@ -48,14 +48,14 @@ class ParameterMetadata {
 
     OrvContext handle_;
     std::uint32_t code_ = 0;
-    std::uint32_t type_ = 0;    ///< data type code
-    std::uint32_t size_ = 0;    ///< bytes, as the data source reports them
-    std::uint32_t length_ = 0;  ///< of a text, without its terminator
+    std::uint32_t type_ = 0;    // data type code
+    std::uint32_t size_ = 0;    // bytes, as the data source reports them
+    std::uint32_t length_ = 0;  // of a text, without its terminator
     std::array<char, 56> name_{};
 };
 
-/// The parameter's name for a diagnostic text, asked through a temporary context; the code in
-/// hexadecimal (at least two digits) where the lookup fails.
+// The parameter's name for a diagnostic text, asked through a temporary context; the code in
+// hexadecimal (at least two digits) where the lookup fails.
 [[nodiscard]] std::string describeParameterCode(std::uint32_t code);
 
 }  // namespace Tarsel::Datasources::QAR

@@ -8,8 +8,8 @@
 
 namespace pyORV3 {
 
-/// Copies the analysis sequence; both data sources stay open and the caller's. The status of
-/// FileAccess::copySequenceTo.
+// Copies the analysis sequence; both data sources stay open and the caller's. The status of
+// FileAccess::copySequenceTo.
 [[nodiscard]] Outcome copyAnalysisSequenceTo(std::int32_t sourceHandle,
                                              std::int32_t destinationHandle);
 

@@ -3,8 +3,8 @@
 //
 // Format units: l and i a signed 32-bit integer on every platform, f a single-precision number,
 // d a double-precision number, L a signed 64-bit integer, I the low 32 bits of an int of any size,
-// s a NUL-terminated UTF-8 text that stays owned by the argument object, O any object, borrowed. Units in parentheses are the items of a
-// tuple, which must have exactly as many.
+// s a NUL-terminated UTF-8 text that stays owned by the argument object, O any object, borrowed.
+// Units in parentheses are the items of a tuple, which must have exactly as many.
 #ifndef PYORV3_MODULE_ARGUMENT_FORMAT_H
 #define PYORV3_MODULE_ARGUMENT_FORMAT_H
 
@@ -20,7 +20,7 @@
 
 namespace pyORV3 {
 
-/// A text as a template argument.
+// A text as a template argument.
 template <std::size_t size>
 struct FixedText {
     // NOLINTNEXTLINE(google-explicit-constructor): a string literal stands where the text is used
@@ -33,7 +33,7 @@ struct FixedText {
 
 namespace detail {
 
-/// True when a variable of type Output can receive what the format unit parses.
+// True when a variable of type Output can receive what the format unit parses.
 template <typename Output>
 constexpr bool receives(char unit) {
     switch (unit) {
@@ -69,8 +69,8 @@ constexpr bool formatMatches(std::string_view format) {
     return units.size() == sizeof...(Outputs) && (receives<Outputs>(units[next++]) && ...);
 }
 
-/// The format as every platform's parser reads it: C's long has 64 bits on some, its int 32 bits
-/// on all, so the unit l is parsed as i.
+// The format as every platform's parser reads it: C's long has 64 bits on some, its int 32 bits
+// on all, so the unit l is parsed as i.
 template <FixedText format>
 consteval auto portableFormat() {
     static_assert(std::numeric_limits<int>::digits == 31);
@@ -79,7 +79,7 @@ consteval auto portableFormat() {
     return portable;
 }
 
-/// Reads a plain int in the 32-bit range; false, without a pending error, for anything else.
+// Reads a plain int in the 32-bit range; false, without a pending error, for anything else.
 inline bool readPlainInteger(PyObject* object, std::int32_t& integer) {
     if (object == nullptr || Py_TYPE(object) != &PyLong_Type) {
         return false;
@@ -93,8 +93,8 @@ inline bool readPlainInteger(PyObject* object, std::int32_t& integer) {
     return integer == value;
 }
 
-/// The common case, a tuple of plain ints, read without interpreting the format; false, for the
-/// parser to decide, when the arguments are anything else.
+// The common case, a tuple of plain ints, read without interpreting the format; false, for the
+// parser to decide, when the arguments are anything else.
 template <typename... Outputs>
 bool readPlainIntegers(PyObject* arguments, Outputs&... outputs) {
     if constexpr (sizeof...(Outputs) > 0 && (std::same_as<Outputs, std::int32_t> && ...)) {
@@ -108,8 +108,8 @@ bool readPlainIntegers(PyObject* arguments, Outputs&... outputs) {
 
 }  // namespace detail
 
-/// Parses one object, not wrapped in a tuple, with a format of one unit. False, without a pending
-/// Python error, when it does not match.
+// Parses one object, not wrapped in a tuple, with a format of one unit. False, without a pending
+// Python error, when it does not match.
 template <FixedText format, typename Output>
 [[nodiscard]] bool parseObject(PyObject* object, Output& output) {
     static_assert(detail::formatMatches<Output>(format.view()));
@@ -121,8 +121,8 @@ template <FixedText format, typename Output>
     return true;
 }
 
-/// Parses an argument tuple with a format in parentheses. False, without a pending Python error,
-/// when it does not match; the outputs are then not to be used.
+// Parses an argument tuple with a format in parentheses. False, without a pending Python error,
+// when it does not match; the outputs are then not to be used.
 template <FixedText format, typename... Outputs>
 [[nodiscard]] bool parseArguments(PyObject* arguments, Outputs&... outputs) {
     static_assert(format.view().starts_with('(') && format.view().ends_with(')'));

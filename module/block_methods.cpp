@@ -18,7 +18,6 @@ using Tarsel::Utility::writeLittleEndian;
 
 namespace {
 
-constexpr std::uint16_t spectrumClass = 0x2005;
 constexpr std::uint16_t wholeRecord = 0;
 
 std::uint16_t classCode(std::int32_t classArgument) {
@@ -29,7 +28,7 @@ std::uint16_t low16(std::int32_t number) {
     return static_cast<std::uint16_t>(number);
 }
 
-/// Searches for a record; the kind says what the key's bytes are.
+// Searches for a record; the kind says what the key's bytes are.
 Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key,
                    std::int32_t searchOption, PythonReference& record) {
     std::uint16_t found = 0;
@@ -45,8 +44,8 @@ Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key
 
 Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_t size) {
     const std::uint16_t code = classCode(classArgument);
-    const OrvResult result =
-        OrvCreateBlock(handle, code, code == spectrumClass ? roundedSpectrumSize(size) : size, 0);
+    const OrvResult result = OrvCreateBlock(
+        handle, code, code == ORV_SPECTRUM_CLASS ? roundedSpectrumSize(size) : size, 0);
     return result == askErrorQuery ? queriedError(handle) : signExtended(result);
 }
 

@@ -12,43 +12,43 @@
 
 namespace pyORV3 {
 
-/// Creates the block of a class. The size of the spectrum class is its channel count, rounded up
-/// to a spectrum size; of any other class it goes to the library as it is.
+// Creates the block of a class. The size of the spectrum class is its channel count, rounded up
+// to a spectrum size; of any other class it goes to the library as it is.
 Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_t size);
 
-/// Deletes all records of a class, the last one first; stops at the first that cannot be deleted.
+// Deletes all records of a class, the last one first; stops at the first that cannot be deleted.
 Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument);
 
-/// Deletes one entry, or with entry 0 the whole record; negative numbers count as 0. In the method
-/// table this is `delete`.
+// Deletes one entry, or with entry 0 the whole record; negative numbers count as 0. In the method
+// table this is `delete`.
 Outcome deleteOne(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
                   std::int32_t entry);
 
-/// Deletes a level.
+// Deletes a level.
 Outcome deleteLevel(std::int32_t handle, std::int32_t level);
 
-/// Inserts an entry, or with an entry below 1 a whole record.
+// Inserts an entry, or with an entry below 1 a whole record.
 Outcome insert(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
                std::int32_t entry);
 
-/// Gives the number of entries of a record; of a class's records when the record is below 1 or the
-/// class argument 0.
+// Gives the number of entries of a record; of a class's records when the record is below 1 or the
+// class argument 0.
 Outcome count(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
               PythonReference& number);
 
-/// Copies one class, or with a class argument below 1 the whole source.
+// Copies one class, or with a class argument below 1 the whole source.
 Outcome copyTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument);
 
-/// Copies one record into another source; the source keeps it.
+// Copies one record into another source; the source keeps it.
 Outcome moveRecordsTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument,
                       std::int32_t sourceRecord, std::int32_t destinationRecord);
 
-/// Gives the number of the nuclide record found by two numbers, an energy and its tolerance in
-/// keV on the embedded library; 0 when none is found.
+// Gives the number of the nuclide record found by two numbers, an energy and its tolerance in
+// keV on the embedded library; 0 when none is found.
 Outcome findNuclideByEnergy(std::int32_t handle, float first, float second,
                             std::int32_t searchOption, PythonReference& record);
 
-/// Gives the number of the nuclide record found by a name; 0 when none is found.
+// Gives the number of the nuclide record found by a name; 0 when none is found.
 Outcome findNuclideByName(std::int32_t handle, const char* name, std::int32_t searchOption,
                           PythonReference& record);
 

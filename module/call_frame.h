@@ -24,33 +24,33 @@
 
 namespace pyORV3 {
 
-/// The status mapping towards Python: a new int holding the mapped status, seen as signed 32-bit.
-/// The text names the failed step; it does not reach Python. Null, with Python's error set, only
-/// when memory is exhausted.
+// The status mapping towards Python: a new int holding the mapped status, seen as signed 32-bit.
+// The text names the failed step; it does not reach Python. Null, with Python's error set, only
+// when memory is exhausted.
 PyObject* mappedStatus(Outcome outcome);
 
-/// A new int.
+// A new int.
 PyObject* integerObject(std::int32_t integer);
 
-/// A new tuple of the mapped status and the value. Null, with Python's error set, only when
-/// memory is exhausted.
+// A new tuple of the mapped status and the value. Null, with Python's error set, only when
+// memory is exhausted.
 PyObject* tupleResult(Outcome outcome, PythonReference value);
 
 // Values on failure.
-PythonReference zero();         ///< the int 0
-PythonReference tupleOfZero();  ///< the tuple (0,)
-PythonReference emptyText();    ///< the str ''
+PythonReference zero();         // the int 0
+PythonReference tupleOfZero();  // the tuple (0,)
+PythonReference emptyText();    // the str ''
 
-/// The text that goes with the bad arguments of a method that has none of its own.
+// The text that goes with the bad arguments of a method that has none of its own.
 inline constexpr FixedText argumentsFailed =
     "PyArg_Parse() Failed. Check number of or type of arguments passed.";
 
-/// Whether a method's work runs inside the guarded region.
+// Whether a method's work runs inside the guarded region.
 enum class Guard : bool { none, exceptions };
 
 namespace detail {
 
-/// Splits a method's parameters into the parsed ones and the place of its value.
+// Splits a method's parameters into the parsed ones and the place of its value.
 template <typename Function>
 struct Signature;
 
@@ -66,7 +66,7 @@ struct Signature<Result (*)(Parameters...)> {
     using Parsed = decltype(parsedTypes(std::make_index_sequence<parsedCount>()));
 };
 
-/// Parses the arguments into the tuple of their values; an empty format looks at nothing.
+// Parses the arguments into the tuple of their values; an empty format looks at nothing.
 template <FixedText format, typename Parsed>
 bool parse(PyObject* arguments, Parsed& parsed) {
     if constexpr (format.view().empty()) {
@@ -79,7 +79,7 @@ bool parse(PyObject* arguments, Parsed& parsed) {
     }
 }
 
-/// What Python calls: the frame around one method.
+// What Python calls: the frame around one method.
 template <FixedText format, auto function, Guard guard, auto valueOnFailure, FixedText argumentText>
 PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
     using MethodSignature = Signature<decltype(function)>;
@@ -116,7 +116,7 @@ PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
 
 }  // namespace detail
 
-/// The method table's row of a method that meets no thrown value.
+// The method table's row of a method that meets no thrown value.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef method() {
@@ -125,7 +125,7 @@ constexpr PyMethodDef method() {
             METH_VARARGS, nullptr};
 }
 
-/// The method table's row of a method that runs in the guarded region.
+// The method table's row of a method that runs in the guarded region.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef guardedMethod() {

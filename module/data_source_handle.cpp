@@ -6,11 +6,9 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr std::uint32_t nodeSelector = 0x42;
-constexpr std::uint32_t nodeSelectorRetry = 0x46;
 constexpr OrvStatus retryEnumeration = 0x500002;
 
-/// Fills the record of the node that new contexts are bound to.
+// Fills the record of the node that new contexts are bound to.
 Status findNode(OrvNodeRecord& node) {
     OrvContext created = 0;
     if (const OrvStatus status = SOrvCreateDSC(nullptr, &created, 0, 0); status != 0) {
@@ -18,10 +16,10 @@ Status findNode(OrvNodeRecord& node) {
     }
     const TemporaryContext temporary(created);
     std::uint32_t count = 1;
-    OrvStatus status = SOrvEnumNodes(temporary.get(), &node, &count, nodeSelector);
+    OrvStatus status = SOrvEnumNodes(temporary.get(), &node, &count, ORV_NODE_SELECTOR);
     if (status == retryEnumeration) {
         count = 1;
-        status = SOrvEnumNodes(temporary.get(), &node, &count, nodeSelectorRetry);
+        status = SOrvEnumNodes(temporary.get(), &node, &count, ORV_NODE_SELECTOR_RETRY);
     }
     if (status != 0) {
         return status;

@@ -7,12 +7,12 @@
 
 namespace pyORV3 {
 
-/// Makes a context bound to the node that the library's node enumeration reports; loads the suite
-/// environment first. On failure `handle` is 0 and the status is the library's, nodeRefused or
-/// contextNotCreated. The caller owns the context.
+// Makes a context bound to the node that the library's node enumeration reports; loads the suite
+// environment first. On failure `handle` is 0 and the status is the library's, nodeRefused or
+// contextNotCreated. The caller owns the context.
 [[nodiscard]] Status createHandle(OrvContext& handle);
 
-/// Owns a library context and deletes it in the end.
+// Owns a library context and deletes it in the end.
 class TemporaryContext {
   public:
     explicit TemporaryContext(OrvContext context) noexcept : context_(context) {}

@@ -13,7 +13,7 @@ namespace pyORV3 {
 
 namespace {
 
-/// Gives the interpreter lock to other Python threads for as long as the object lives.
+// Gives the interpreter lock to other Python threads for as long as the object lives.
 class InterpreterLockRelease {
   public:
     InterpreterLockRelease() noexcept : threadState_(PyEval_SaveThread()) {}
@@ -27,15 +27,15 @@ class InterpreterLockRelease {
     PyThreadState* threadState_;
 };
 
-/// Brings the engines' results into their own family of status codes.
+// Brings the engines' results into their own family of status codes.
 Status engineStatus(Status result) {
     constexpr Status engineFamily = 0x61;
     constexpr Status engineCode = 0xE0610000;
     return ((result >> 16) & 0xFF) == engineFamily ? engineCode | (result & 0xFFFF) : result;
 }
 
-/// What the entry point throws is caught while the engine is loaded: the thrown object's code lies
-/// in it.
+// What the entry point throws is caught while the engine is loaded: the thrown object's code lies
+// in it.
 Outcome executeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
                       std::int32_t second) {
     constexpr std::size_t longestFileName = 259;
@@ -55,7 +55,7 @@ Outcome executeEngine(const char* engineName, const char* entryPointName, std::i
         [&]() -> Outcome { return engineStatus(entryPoint(first, second, 0, 0)); });
 }
 
-/// The names of the inputs, in the library's order. Any failure of the library ends the list.
+// The names of the inputs, in the library's order. Any failure of the library ends the list.
 std::string joinedInputNames(OrvContext context) {
     constexpr std::size_t longestList = 8191;
     std::array<char, ORV_INPUT_NAME_SIZE + 1> name{};  // a name that fills its buffer still ends

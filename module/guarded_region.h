@@ -9,8 +9,8 @@
 
 namespace pyORV3 {
 
-/// Runs the work and returns its outcome, or the status of what it threw. Clauses match exact
-/// types: a thrown long or unsigned int is an unknown exception.
+// Runs the work and returns its outcome, or the status of what it threw. Clauses match exact
+// types: a thrown long or unsigned int is an unknown exception.
 template <typename Work>
 [[nodiscard]] Outcome guardedRegion(Work&& work) noexcept {
     try {

@@ -9,14 +9,10 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr std::uint32_t createFileBit = 0x400;
-constexpr std::uint16_t fileSource = 1;
-constexpr std::uint16_t inputSource = 769;
-
 constexpr OrvStatus libraryRefusedOpening = 0x300022;
 constexpr OrvStatus libraryOpenedWithRemark = 0x500001;
 
-/// True when a source that the library opened with a remark cannot be used.
+// True when a source that the library opened with a remark cannot be used.
 bool stateRefusesUse(OrvContext handle) {
     constexpr std::int32_t stateItem = 3;
     constexpr std::uint32_t unusableBit = 0x200;
@@ -25,7 +21,7 @@ bool stateRefusesUse(OrvContext handle) {
     return (state[0] & unusableBit) != 0;
 }
 
-/// The status of the library's opening; what it may stand for besides failure is resolved here.
+// The status of the library's opening; what it may stand for besides failure is resolved here.
 Status openingStatus(OrvContext handle, OrvStatus opened) {
     switch (opened) {
         case libraryRefusedOpening:
@@ -39,10 +35,10 @@ Status openingStatus(OrvContext handle, OrvStatus opened) {
 
 Status openSource(OrvContext handle, const char* sourceName, std::int32_t accessMode,
                   std::int32_t typeSelector, const char* auxiliaryText) {
-    const OrvStatus opened =
-        SOrvOpenDataSource(handle, sourceName, typeSelector != 0 ? fileSource : inputSource,
-                           static_cast<std::uint32_t>(accessMode), 0,
-                           *auxiliaryText == '\0' ? nullptr : auxiliaryText);
+    const OrvStatus opened = SOrvOpenDataSource(
+        handle, sourceName, typeSelector != 0 ? ORV_SOURCE_FILE : ORV_SOURCE_INPUT,
+        static_cast<std::uint32_t>(accessMode), 0,
+        *auxiliaryText == '\0' ? nullptr : auxiliaryText);
     const Status status = openingStatus(handle, opened);
     if (status != success) {
         SOrvCloseDataSource(handle);
@@ -58,8 +54,9 @@ Outcome open(const char* sourceName, std::int32_t accessMode, std::int32_t typeS
     OrvContext context = 0;
     Status status = createHandle(context);
     if (status == success) {
-        const bool create = (static_cast<std::uint32_t>(accessMode) & createFileBit) != 0;
-        status = create ? SOrvCreateFile(context, sourceName, 1, 65535, 1, 32768)
+        const bool create = (static_cast<std::uint32_t>(accessMode) & ORV_ACCESS_CREATE) != 0;
+        status = create ? SOrvCreateFile(context, sourceName, ORV_SOURCE_FILE, ORV_CREATION_FIRST,
+                                         ORV_CREATION_SECOND, ORV_CREATION_THIRD)
                         : openSource(context, sourceName, accessMode, typeSelector, auxiliaryText);
     }
     handle = PythonReference(integerObject(context));

@@ -12,27 +12,27 @@
 
 namespace pyORV3 {
 
-/// Opens a data source, or creates a file when the access mode has bit 0x400. The handle is given
-/// whatever the status: after a failed creation it names a context without a source, after another
-/// failed opening a released context, and it is 0 when no context could be made.
-/// typeSelector: nonzero a file, zero an input of the node. auxiliaryText: handed to the library
-/// unless empty.
+// Opens a data source, or creates a file when the access mode has bit 0x400. The handle is given
+// whatever the status: after a failed creation it names a context without a source, after another
+// failed opening a released context, and it is 0 when no context could be made.
+// typeSelector: nonzero a file, zero an input of the node. auxiliaryText: handed to the library
+// unless empty.
 Outcome open(const char* sourceName, std::int32_t accessMode, std::int32_t typeSelector,
              const char* auxiliaryText, PythonReference& handle);
 
-/// Closes the source and deletes the context. After a failed closing the handle stays valid.
+// Closes the source and deletes the context. After a failed closing the handle stays valid.
 Outcome close(std::int32_t handle, std::int32_t unused);
 
-/// Makes what was written durable.
+// Makes what was written durable.
 Outcome flush(std::int32_t handle);
 
-/// 1 for every handle but 0, without asking the library.
+// 1 for every handle but 0, without asking the library.
 std::int32_t getIsOpen(std::int32_t handle);
 
-/// Always 0; kept for scripts that ask.
+// Always 0; kept for scripts that ask.
 std::int32_t getIsDirty(std::int32_t handle);
 
-/// Does nothing; kept for scripts that call it.
+// Does nothing; kept for scripts that call it.
 Outcome setIsDirty(std::int32_t handle);
 
 }  // namespace pyORV3

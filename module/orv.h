@@ -84,6 +84,25 @@ typedef struct OrvParameterDescription {
     uint8_t unused[2];
 } OrvParameterDescription;
 
+/* Numbers that the interface gives a meaning. */
+enum {
+    ORV_NODE_SELECTOR = 0x42,       /* node enumeration, first try */
+    ORV_NODE_SELECTOR_RETRY = 0x46, /* node enumeration, second try */
+
+    ORV_SOURCE_FILE = 1,    /* source type: a file by its name */
+    ORV_SOURCE_INPUT = 769, /* source type: an input of the node */
+
+    ORV_ACCESS_READ = 0x80, /* access mode; 0x1 and 0x2 read and write as well */
+    ORV_ACCESS_CREATE = 0x400,
+
+    ORV_CREATION_FIRST = 65535, /* file creation: always these three */
+    ORV_CREATION_SECOND = 1,
+    ORV_CREATION_THIRD = 32768,
+
+    ORV_SPECTRUM_CLASS = 0x2005,             /* the class of the channel contents */
+    ORV_CHANNEL_COUNT_PARAMETER = 0x20000007 /* QAR_L_CHANNELS, a signed 32-bit number */
+};
+
 /* Sizes of the caller's plain buffers. */
 enum {
     ORV_STATE_BUFFER_SIZE = 260, /* item 3 of SOrvQueryDSC */

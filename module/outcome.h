@@ -13,7 +13,7 @@ struct Outcome {
         : status(code), failedStep(step) {}
 
     Status status;
-    const char* failedStep;  ///< static text; meaningful when the status is not 0
+    const char* failedStep;  // static text; meaningful when the status is not 0
 };
 
 }  // namespace pyORV3

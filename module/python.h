@@ -5,8 +5,6 @@
 #include <Python.h>
 
 // Part of the stable ABI since Python 3.3; the headers hide it from modules built for 3.2.
-#if Py_LIMITED_API + 0 < 0x03030000
 extern "C" PyAPI_FUNC(Py_ssize_t) PyUnicode_GetLength(PyObject* unicode);
-#endif
 
 #endif

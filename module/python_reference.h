@@ -8,12 +8,12 @@
 
 namespace pyORV3 {
 
-/// Owns one reference, or nothing. Used with the interpreter lock held.
+// Owns one reference, or nothing. Used with the interpreter lock held.
 class PythonReference {
   public:
     PythonReference() noexcept = default;
 
-    /// Takes over a new reference, as Python's constructors return it; null owns nothing.
+    // Takes over a new reference, as Python's constructors return it; null owns nothing.
     explicit PythonReference(PyObject* newReference) noexcept : object_(newReference) {}
 
     PythonReference(PythonReference&& other) noexcept : object_(other.release()) {}
@@ -28,7 +28,7 @@ class PythonReference {
     explicit operator bool() const noexcept { return object_ != nullptr; }
     [[nodiscard]] PyObject* get() const noexcept { return object_; }
 
-    /// Hands the reference over to the caller.
+    // Hands the reference over to the caller.
     [[nodiscard]] PyObject* release() noexcept { return std::exchange(object_, nullptr); }
 
   private:

@@ -9,15 +9,15 @@
 
 namespace pyORV3 {
 
-/// Gives the channel contents as a tuple of ints, as many as the data source says it has channels.
-/// A channel count below 0 or above 65,535 is refused with badArguments.
+// Gives the channel contents as a tuple of ints, as many as the data source says it has channels.
+// A channel count below 0 or above 65,535 is refused with badArguments.
 Outcome getSpectrum(std::int32_t handle, std::int32_t unused1, std::int32_t unused2,
                     PythonReference& channels);
 
-/// Writes the ints of a tuple, of each the low 32 bits, into the channels from the first on. As
-/// many are written as the data source has channels; a shorter tuple is followed by zeros up to
-/// the next spectrum size. An object that is no tuple, a tuple of more than 32,768 items or an
-/// item that is no int gives badArguments before anything is written.
+// Writes the ints of a tuple, of each the low 32 bits, into the channels from the first on. As
+// many are written as the data source has channels; a shorter tuple is followed by zeros up to
+// the next spectrum size. An object that is no tuple, a tuple of more than 32,768 items or an
+// item that is no int gives badArguments before anything is written.
 Outcome setSpectrum(std::int32_t handle, PyObject* channels, std::int32_t unused1,
                     std::int32_t unused2);
 

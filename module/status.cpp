@@ -18,7 +18,7 @@ constexpr Status number(Status status) {
     return status & 0xFFFF;
 }
 
-/// Library codes that carry the family 0x27 or a number of the range 0x8000 to 0x9FFF.
+// Library codes that carry the family 0x27 or a number of the range 0x8000 to 0x9FFF.
 constexpr bool belongsToNormalizedFamily(Status status) {
     constexpr Status family = 0x27;
     return ((status >> 16) & 0xFF) == family ||

@@ -9,7 +9,7 @@
 
 namespace pyORV3 {
 
-/// An unsigned 32-bit status code; Python sees it as a signed 32-bit int.
+// An unsigned 32-bit status code; Python sees it as a signed 32-bit int.
 using Status = std::uint32_t;
 
 inline constexpr Status success = 0;
@@ -35,16 +35,16 @@ inline constexpr Status memoryExhausted = 0x8007000E;
 inline constexpr Status invalidArgument = 0x80070057;
 inline constexpr Status unspecifiedFailure = 0x80004005;
 
-/// The normalisation that every status passes once on its way to Python. Never 0 for a nonzero
-/// status. The module's own and the engines' codes (facilities 0xCE9 and 0x061) stay as they are;
-/// library codes become 0xEBE8xxxx, 0xE0400199 or the code with the failure bits set.
+// The normalisation that every status passes once on its way to Python. Never 0 for a nonzero
+// status. The module's own and the engines' codes (facilities 0xCE9 and 0x061) stay as they are;
+// library codes become 0xEBE8xxxx, 0xE0400199 or the code with the failure bits set.
 [[nodiscard]] Status mapStatus(Status status) noexcept;
 
-/// The reduced normalisation of the object layer: only the library codes that become 0xEBE8xxxx
-/// change, everything else stays.
+// The reduced normalisation of the object layer: only the library codes that become 0xEBE8xxxx
+// change, everything else stays.
 [[nodiscard]] Status normalizeStatus(Status status) noexcept;
 
-/// A 16-bit library result or thrown number as a status.
+// A 16-bit library result or thrown number as a status.
 [[nodiscard]] constexpr Status signExtended(std::int16_t result) noexcept {
     return static_cast<Status>(static_cast<std::int32_t>(result));
 }

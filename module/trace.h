@@ -9,27 +9,27 @@
 
 namespace pyORV3 {
 
-/// One report. The texts live only as long as the call of the sink.
+// One report. The texts live only as long as the call of the sink.
 struct TraceReport {
-    std::string_view context;  ///< class name, "::" and operation name; empty in a plain message
-    int level;                 ///< 3 for every failure of the object layer; 0 in a plain message
+    std::string_view context;  // class name, "::" and operation name; empty in a plain message
+    int level;                 // 3 for every failure of the object layer; 0 in a plain message
     std::string_view message;
-    Status code;  ///< 0 in a plain message
+    Status code;  // 0 in a plain message
 };
 
-/// The level of all failure reports of the object layer.
+// The level of all failure reports of the object layer.
 inline constexpr int failureLevel = 3;
 
 using TraceSink = void (*)(const TraceReport&);
 
-/// Reports a failure of the object layer.
+// Reports a failure of the object layer.
 void trace(std::string_view context, int level, std::string_view message, Status code);
 
-/// Reports a plain message.
+// Reports a plain message.
 void trace(std::string_view message);
 
-/// Puts a sink in place (null: discard, as at the start) and returns the one before it. The sink
-/// is called on the reporting thread.
+// Puts a sink in place (null: discard, as at the start) and returns the one before it. The sink
+// is called on the reporting thread.
 TraceSink setTraceSink(TraceSink sink) noexcept;
 
 }  // namespace pyORV3

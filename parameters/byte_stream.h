@@ -8,13 +8,13 @@
 
 namespace Tarsel::Utility {
 
-/// Holds either nothing (size 0, no array) or exactly `size` bytes that start out zero.
-/// Exhausted memory is reported as std::bad_alloc; the stream then keeps what it had.
+// Holds either nothing (size 0, no array) or exactly `size` bytes that start out zero.
+// Exhausted memory is reported as std::bad_alloc; the stream then keeps what it had.
 class ByteStream {
   public:
     ByteStream() noexcept = default;
 
-    /// A stream of `byteCount` zero bytes.
+    // A stream of `byteCount` zero bytes.
     explicit ByteStream(std::uint32_t byteCount);
 
     virtual ~ByteStream() = default;
@@ -23,21 +23,21 @@ class ByteStream {
     ByteStream(ByteStream&&) = delete;
     ByteStream& operator=(ByteStream&&) = delete;
 
-    /// Makes the stream at least `byteCount` bytes long: the old bytes stay in front, the new ones
-    /// are zero. Never shrinks.
+    // Makes the stream at least `byteCount` bytes long: the old bytes stay in front, the new ones
+    // are zero. Never shrinks.
     void grow(std::uint32_t byteCount);
 
-    /// Makes the stream exactly `byteCount` bytes long, all of them zero; returns `byteCount`.
+    // Makes the stream exactly `byteCount` bytes long, all of them zero; returns `byteCount`.
     std::uint32_t allocate(std::uint32_t byteCount);
 
-    /// Frees the bytes.
+    // Frees the bytes.
     void clear() noexcept;
 
-    /// The first byte; null when the stream is empty.
+    // The first byte; null when the stream is empty.
     [[nodiscard]] std::uint8_t* data() noexcept { return data_.get(); }
     [[nodiscard]] const std::uint8_t* data() const noexcept { return data_.get(); }
 
-    /// The number of bytes.
+    // The number of bytes.
     [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
 
   private:

@@ -7,24 +7,24 @@
 
 namespace Tarsel::Datasources::QAR {
 
-/// The layouts of value bytes; several codes share one.
+// The layouts of value bytes; several codes share one.
 enum class ValueLayout : std::uint8_t {
-    byteFlag,      ///< 1 byte
-    shortInteger,  ///< 2 bytes
-    longInteger,   ///< 4 bytes, signed
-    longLong,      ///< 8 bytes, signed
-    singleNumber,  ///< 4 bytes, IEEE 754 single precision
-    text,          ///< NUL-terminated 8-bit text in the ANSI code page
-    doubleNumber,  ///< 8 bytes, IEEE 754 double precision
-    date,          ///< 8 bytes, IEEE 754 double: seconds since 1858-11-17 00:00:00 UTC
+    byteFlag,      // 1 byte
+    shortInteger,  // 2 bytes
+    longInteger,   // 4 bytes, signed
+    longLong,      // 8 bytes, signed
+    singleNumber,  // 4 bytes, IEEE 754 single precision
+    text,          // NUL-terminated 8-bit text in the ANSI code page
+    doubleNumber,  // 8 bytes, IEEE 754 double precision
+    date,          // 8 bytes, IEEE 754 double: seconds since 1858-11-17 00:00:00 UTC
 };
 
-/// What is known of one data type code.
+// What is known of one data type code.
 struct DataType {
     std::uint32_t code;
     ValueLayout layout;
-    std::uint32_t width;   ///< bytes of the layout; of a text the least, its terminator
-    const char* typeName;  ///< as scripts see it in the metadata
+    std::uint32_t width;   // bytes of the layout; of a text the least, its terminator
+    const char* typeName;  // as scripts see it in the metadata
 };
 
 inline constexpr std::array<DataType, 12> dataTypes{{
@@ -42,7 +42,7 @@ inline constexpr std::array<DataType, 12> dataTypes{{
     {192, ValueLayout::doubleNumber, 8, "double"},
 }};
 
-/// The table's row for a code; null for a code that the module does not know.
+// The table's row for a code; null for a code that the module does not know.
 [[nodiscard]] constexpr const DataType* findDataType(std::uint32_t code) noexcept {
     for (const DataType& dataType : dataTypes) {
         if (dataType.code == code) {
@@ -52,14 +52,14 @@ inline constexpr std::array<DataType, 12> dataTypes{{
     return nullptr;
 }
 
-/// True for the text codes, whose value size is the text length plus one.
+// True for the text codes, whose value size is the text length plus one.
 [[nodiscard]] constexpr bool isText(std::uint32_t code) noexcept {
     const DataType* dataType = findDataType(code);
     return dataType != nullptr && dataType->layout == ValueLayout::text;
 }
 
-/// The class number of a class argument or parameter code: the high 16 bits, or the low ones when
-/// the high ones are zero.
+// The class number of a class argument or parameter code: the high 16 bits, or the low ones when
+// the high ones are zero.
 [[nodiscard]] constexpr std::uint32_t classCodeOf(std::uint32_t code) noexcept {
     return (code >> 16) != 0 ? code >> 16 : code;
 }

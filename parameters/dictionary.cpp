@@ -14,13 +14,13 @@ namespace {
 
 constexpr const char* dictionaryLibrary = "pqar.dll";
 
-/// The system's error number of the step that just failed; never 0, which would say success.
+// The system's error number of the step that just failed; never 0, which would say success.
 Status lastError(DWORD numberWhenUnknown) {
     const DWORD error = GetLastError();
     return error != 0 ? error : numberWhenUnknown;
 }
 
-/// The dictionary's entry points return odd numbers for success.
+// The dictionary's entry points return odd numbers for success.
 Status lookupStatus(std::uint32_t result) {
     return (result & 1) != 0 ? success : result;
 }

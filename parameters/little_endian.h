@@ -11,7 +11,7 @@ namespace Tarsel::Utility {
 static_assert(std::endian::native == std::endian::little,
               "value bytes are moved as the machine holds them");
 
-/// The number of type Number in the sizeof(Number) bytes at `bytes`, which need no alignment.
+// The number of type Number in the sizeof(Number) bytes at `bytes`, which need no alignment.
 template <typename Number>
 [[nodiscard]] Number readLittleEndian(const std::uint8_t* bytes) noexcept {
     Number number{};
@@ -19,7 +19,7 @@ template <typename Number>
     return number;
 }
 
-/// Writes the sizeof(Number) bytes of the number to `bytes`.
+// Writes the sizeof(Number) bytes of the number to `bytes`.
 template <typename Number>
 void writeLittleEndian(std::uint8_t* bytes, Number number) noexcept {
     std::memcpy(bytes, &number, sizeof number);

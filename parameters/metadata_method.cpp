@@ -17,7 +17,7 @@ using Tarsel::Datasources::QAR::parameterNameToCode;
 
 namespace {
 
-/// A 5-tuple of a name, a text, two numbers and a type name.
+// A 5-tuple of a name, a text, two numbers and a type name.
 Status metadataTuple(const char* name, const std::string& text, std::uint32_t code,
                      std::uint32_t classCode, const char* typeName, PythonReference& metadata) {
     PythonReference tuple(PyTuple_New(5));

@@ -9,12 +9,12 @@
 
 namespace pyORV3 {
 
-/// Gives the tuple (name, description, code, class code, type name) of the parameter that the name
-/// or, when it is empty, the code names. The type name is one of "byte", "short", "long",
-/// "longlong", "float", "str", "double", "Date", and empty for a data type that is not known.
-/// A name that the dictionary does not know is looked up among the environment variables of the
-/// process and the suite: (name, value, 0, 0, "str"). badArguments when nothing is found.
-/// handle: not used.
+// Gives the tuple (name, description, code, class code, type name) of the parameter that the name
+// or, when it is empty, the code names. The type name is one of "byte", "short", "long",
+// "longlong", "float", "str", "double", "Date", and empty for a data type that is not known.
+// A name that the dictionary does not know is looked up among the environment variables of the
+// process and the suite: (name, value, 0, 0, "str"). badArguments when nothing is found.
+// handle: not used.
 Outcome getParameterMetaData(std::int32_t handle, std::int32_t code, const char* name,
                              PythonReference& metadata);
 

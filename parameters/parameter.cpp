@@ -18,7 +18,7 @@ std::string_view withoutTrailingWhiteSpace(std::string_view text) {
     return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
-/// The longest beginning of at most `limit` bytes that does not cut a UTF-8 sequence in two.
+// The longest beginning of at most `limit` bytes that does not cut a UTF-8 sequence in two.
 std::string_view cutText(std::string_view text, std::size_t limit) {
     if (text.size() <= limit) {
         return text;
@@ -34,7 +34,7 @@ std::string_view cutText(std::string_view text, std::size_t limit) {
     return text.substr(0, end);
 }
 
-/// Fills a NUL-terminated character field; what does not fit is cut.
+// Fills a NUL-terminated character field; what does not fit is cut.
 template <std::size_t fieldSize>
 void store(std::array<char, fieldSize>& field, std::string_view text) {
     text = cutText(withoutTrailingWhiteSpace(text), fieldSize - 1);

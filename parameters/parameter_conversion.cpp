@@ -22,7 +22,7 @@ using Utility::writeLittleEndian;
 
 namespace {
 
-/// The bytes up to the first NUL or the end of the stream.
+// The bytes up to the first NUL or the end of the stream.
 std::string textOf(const ByteStream& stream) {
     const auto* text = reinterpret_cast<const char*>(stream.data());
     return {text, strnlen(text, stream.size())};
@@ -34,7 +34,7 @@ PyObject* dateObject(const std::uint8_t* bytes) {
     return PyUnicode_FromString(timestamp.format(true, 0, {}).c_str());
 }
 
-/// Parses a number with the unit and writes its low bytes as Stored.
+// Parses a number with the unit and writes its low bytes as Stored.
 template <typename Stored, pyORV3::FixedText unit, typename Parsed>
 Status serializeNumber(PyObject* object, ByteStream& stream) {
     Parsed number{};

@@ -13,13 +13,13 @@
 
 namespace pyORV3 {
 
-/// Gives the value of a parameter. Record and entry go to the library modulo 65536. A code that
-/// the dictionary refuses ends, by way of a thrown long, as unknownException.
+// Gives the value of a parameter. Record and entry go to the library modulo 65536. A code that
+// the dictionary refuses ends, by way of a thrown long, as unknownException.
 Outcome getParameter(std::int32_t handle, std::int32_t code, std::int32_t record,
                      std::int32_t entry, PythonReference& value);
 
-/// Writes the value of a parameter. An int is stored with the low bytes that its type holds; a
-/// value of the wrong kind gives badArguments before the library is called.
+// Writes the value of a parameter. An int is stored with the low bytes that its type holds; a
+// value of the wrong kind gives badArguments before the library is called.
 Outcome setParameter(std::int32_t handle, std::int32_t code, PyObject* value, std::int32_t record,
                      std::int32_t entry);
 

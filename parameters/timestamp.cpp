@@ -21,8 +21,8 @@ constexpr std::uint32_t nanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t secondsPerDay = 86'400;
 constexpr std::int64_t lastWritableSecond = 253'402'300'799;  // 9999-12-31 23:59:59 UTC
 
-/// The three decimals of the fraction as text, ".123", truncated. The fraction goes through single
-/// precision, so that from about 999,999,500 ns it is 1.000000 and shown as ".000".
+// The three decimals of the fraction as text, ".123", truncated. The fraction goes through single
+// precision, so that from about 999,999,500 ns it is 1.000000 and shown as ".000".
 std::string fractionText(std::uint32_t nanoseconds) {
     const float fraction =
         static_cast<float>(nanoseconds) / static_cast<float>(nanosecondsPerSecond);

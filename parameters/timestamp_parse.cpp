@@ -16,13 +16,13 @@ constexpr std::size_t longestText = 63;
 constexpr std::size_t longestTimePart = 31;
 constexpr std::size_t longestZonePart = 15;
 
-/// Reads numbers and single characters from the front of a text, as a scanning format would.
+// Reads numbers and single characters from the front of a text, as a scanning format would.
 class Scanner {
   public:
     explicit Scanner(std::string_view text) noexcept : rest_(text) {}
 
-    /// A decimal integer with an optional sign after optional blanks, of at most `width`
-    /// characters. Numbers beyond the range of int become its limits.
+    // A decimal integer with an optional sign after optional blanks, of at most `width`
+    // characters. Numbers beyond the range of int become its limits.
     std::optional<int> integer(std::size_t width = std::string_view::npos) noexcept {
         skipBlanks();
         std::string_view field = rest_.substr(0, width);
@@ -44,7 +44,7 @@ class Scanner {
         return number;
     }
 
-    /// A single-precision number after optional blanks; infinity beyond its range.
+    // A single-precision number after optional blanks; infinity beyond its range.
     std::optional<float> number() noexcept {
         skipBlanks();
         float value = 0;
@@ -56,7 +56,7 @@ class Scanner {
                                                        : value;
     }
 
-    /// True when the text goes on with exactly this character.
+    // True when the text goes on with exactly this character.
     bool character(char expected) noexcept {
         if (!rest_.starts_with(expected)) {
             return false;
@@ -141,7 +141,7 @@ bool readTime(std::string_view text, BrokenDownTime& time, float& seconds) noexc
     return true;
 }
 
-/// The seconds to add to the written wall time to get UTC; nothing when the zone is refused.
+// The seconds to add to the written wall time to get UTC; nothing when the zone is refused.
 std::optional<std::int64_t> readZone(std::string_view text) noexcept {
     if (!text.starts_with('+') && !text.starts_with('-')) {
         return 0;

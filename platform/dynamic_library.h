@@ -7,11 +7,11 @@
 
 namespace platform {
 
-/// Loads a library and unloads it when the object goes, also when something is thrown meanwhile.
-/// Why a step failed is in GetLastError() until the object goes.
+// Loads a library and unloads it when the object goes, also when something is thrown meanwhile.
+// Why a step failed is in GetLastError() until the object goes.
 class DynamicLibrary {
   public:
-    /// fileName: with the ending ".dll", also where libraries are called otherwise.
+    // fileName: with the ending ".dll", also where libraries are called otherwise.
     explicit DynamicLibrary(const char* fileName) : module_(LoadLibraryA(fileName)) {
         if (module_ != nullptr) {
             receiveExceptionsOfLoadedLibraries();
@@ -27,10 +27,10 @@ class DynamicLibrary {
     DynamicLibrary(DynamicLibrary&&) = delete;
     DynamicLibrary& operator=(DynamicLibrary&&) = delete;
 
-    /// False when loading failed.
+    // False when loading failed.
     explicit operator bool() const noexcept { return module_ != nullptr; }
 
-    /// The entry point of that name as a pointer of the given type; null when it is missing.
+    // The entry point of that name as a pointer of the given type; null when it is missing.
     template <typename Function>
     [[nodiscard]] Function find(const char* entryPoint) const {
         // By way of void*, since the system's pointer has a signature that is nobody's.

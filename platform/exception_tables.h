@@ -17,8 +17,8 @@
 
 namespace platform {
 
-/// To be called after a library was loaded and before it is called. Costs a few look-ups; safe to
-/// call from several threads.
+// To be called after a library was loaded and before it is called. Costs a few look-ups; safe to
+// call from several threads.
 #if defined(_WIN32)
 void receiveExceptionsOfLoadedLibraries();
 #else

@@ -50,7 +50,7 @@ Timestamp timestampOf(double libraryDate) {
     return timestamp;
 }
 
-/// out holds at least the bytes of the layout.
+// out holds at least the bytes of the layout.
 void writeValue(ValueLayout layout, const Variant& value, ByteStream& out) {
     switch (layout) {
         case ValueLayout::byteFlag:
@@ -72,7 +72,7 @@ void writeValue(ValueLayout layout, const Variant& value, ByteStream& out) {
     }
 }
 
-/// in holds at least the bytes of the layout.
+// in holds at least the bytes of the layout.
 Variant& readValue(ValueLayout layout, const ByteStream& in, Variant& out) {
     switch (layout) {
         case ValueLayout::byteFlag:

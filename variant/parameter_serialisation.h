@@ -12,23 +12,23 @@
 
 namespace Tarsel::Datasources::QAR {
 
-/// Makes `out` `bufferSize` bytes long and writes the value to its front, converted to the layout
-/// of the data type; the rest is zero. Texts are cut so that a terminating zero remains. A date is
-/// the Variant's date, or its number when the Variant is a Double. A data type outside the table
-/// leaves the buffer zero.
-///
-/// 0; 0x80070057 where the buffer is shorter than the layout; 0x8007000E or another status of
-/// reportCaught where the buffer cannot be made. After a failure `out` is empty.
+// Makes `out` `bufferSize` bytes long and writes the value to its front, converted to the layout
+// of the data type; the rest is zero. Texts are cut so that a terminating zero remains. A date is
+// the Variant's date, or its number when the Variant is a Double. A data type outside the table
+// leaves the buffer zero.
+//
+// 0; 0x80070057 where the buffer is shorter than the layout; 0x8007000E or another status of
+// reportCaught where the buffer cannot be made. After a failure `out` is empty.
 [[nodiscard]] pyORV3::Status serializeValue(std::uint32_t type, std::uint32_t bufferSize,
                                             const com::tarsel::utility::Variant& value,
                                             Utility::ByteStream& out);
 
-/// Sets `out` to the value at the front of `in`: byte flags as Boolean, 16- and 32-bit integers as
-/// Uint16 and Uint32, 64-bit integers as Int64, numbers as Float or Double, texts (the bytes before
-/// the first zero byte or the end) as String, dates as DateTime. Unknown for a data type outside
-/// the table.
-///
-/// 0, or 0x80070057 with `out` Unknown where `in` is shorter than the layout.
+// Sets `out` to the value at the front of `in`: byte flags as Boolean, 16- and 32-bit integers as
+// Uint16 and Uint32, 64-bit integers as Int64, numbers as Float or Double, texts (the bytes before
+// the first zero byte or the end) as String, dates as DateTime. Unknown for a data type outside
+// the table.
+//
+// 0, or 0x80070057 with `out` Unknown where `in` is shorter than the layout.
 [[nodiscard]] pyORV3::Status deserializeValue(std::uint32_t type, const Utility::ByteStream& in,
                                               com::tarsel::utility::Variant& out);
 

@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::string_view digits = "0123456789";
 
-/// The part of the text in which a number can stand: without leading white space and a leading
-/// plus sign, which std::from_chars does not take, up to the first character outside ASCII.
+// The part of the text in which a number can stand: without leading white space and a leading
+// plus sign, which std::from_chars does not take, up to the first character outside ASCII.
 std::string numberCandidate(std::u16string_view text) {
     constexpr std::u16string_view whiteSpace = u" \t\n\v\f\r";
     text.remove_prefix(std::min(text.find_first_not_of(whiteSpace), text.size()));
@@ -34,7 +34,7 @@ std::string numberCandidate(std::u16string_view text) {
     return candidate;
 }
 
-/// Without a sign: std::from_chars alone would also take "inf" and "nan".
+// Without a sign: std::from_chars alone would also take "inf" and "nan".
 bool beginsWithDecimalNumber(std::string_view candidate) {
     candidate.remove_prefix(candidate.starts_with('-') ? 1 : 0);
     candidate.remove_prefix(candidate.starts_with('.') ? 1 : 0);
@@ -52,8 +52,8 @@ std::int64_t readInteger(std::string_view candidate) {
     return number;
 }
 
-/// The end of the double's range that a well-formed number has left. The power of ten of its first
-/// significant digit tells: it is far from zero.
+// The end of the double's range that a well-formed number has left. The power of ten of its first
+// significant digit tells: it is far from zero.
 double beyondRange(std::string_view number) {
     const std::size_t mantissaSize = std::min(number.find_first_of("eE"), number.size());
     const std::string_view mantissa = number.substr(0, mantissaSize);

@@ -37,7 +37,7 @@ Variant::WideText widened(std::string_view text) {
     return wide;
 }
 
-/// Truncated toward zero; a number that Integer cannot hold becomes the nearest that it can.
+// Truncated toward zero; a number that Integer cannot hold becomes the nearest that it can.
 template <std::signed_integral Integer, std::floating_point Number>
 Integer saturated(Number number) {
     using Limits = std::numeric_limits<Integer>;
@@ -73,7 +73,7 @@ Target textTo(const Variant::WideText& text) {
     }
 }
 
-/// The number as printf's %g writes it in the C locale.
+// The number as printf's %g writes it in the C locale.
 std::string generalFormat(double number) {
     constexpr int significantDigits = 6;
     std::array<char, 32> buffer{};

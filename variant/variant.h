@@ -10,16 +10,16 @@
 
 namespace com::tarsel::utility {
 
-/// A plain value that owns nothing but its text. Conversions never fail: what holds no number of
-/// the wanted kind gives zero. Exhausted memory is reported as std::bad_alloc.
+// A plain value that owns nothing but its text. Conversions never fail: what holds no number of
+// the wanted kind gives zero. Exhausted memory is reported as std::bad_alloc.
 class Variant {
   public:
     enum class DataType : std::uint32_t {
-        Unknown = 0,  ///< nothing; the state after construction and clear
+        Unknown = 0,  // nothing; the state after construction and clear
         UnsignedByte = 1,
         Uint16 = 2,
         Uint32 = 3,
-        Byte = 4,  ///< signed, 8 bits
+        Byte = 4,  // signed, 8 bits
         Int16 = 5,
         Int32 = 6,
         Float = 7,
@@ -27,20 +27,20 @@ class Variant {
         String = 9,
         Int64 = 10,
         Uint64 = 11,
-        Boolean = 12,   ///< one byte; 0 is false
-        DateTime = 13,  ///< a date, with the same instant as a library double
-        Null = 14,      ///< an explicit empty value
+        Boolean = 12,   // one byte; 0 is false
+        DateTime = 13,  // a date, with the same instant as a library double
+        Null = 14,      // an explicit empty value
     };
 
-    /// Storage that the numeric types share, little-endian from its first byte. A DateTime holds
-    /// its seconds since 1858-11-17 00:00:00 UTC as a double.
+    // Storage that the numeric types share, little-endian from its first byte. A DateTime holds
+    // its seconds since 1858-11-17 00:00:00 UTC as a double.
     using ValueBytes = std::array<std::uint8_t, 8>;
 
-    /// Text of 16-bit characters, each made of one byte: the byte's value widened with its sign, so
-    /// that 0x80 to 0xFF become 0xFF80 to 0xFFFF. No code page is involved.
+    // Text of 16-bit characters, each made of one byte: the byte's value widened with its sign, so
+    // that 0x80 to 0xFF become 0xFF80 to 0xFFFF. No code page is involved.
     using WideText = std::u16string;
 
-    /// Unknown, with the zero Timestamp.
+    // Unknown, with the zero Timestamp.
     Variant() noexcept = default;
 
     // A copy has its date normalised: whole seconds of the nanoseconds are carried.
@@ -57,10 +57,10 @@ class Variant {
     Variant& operator=(float value);
     Variant& operator=(double value);
     Variant& operator=(bool value);
-    Variant& operator=(const char* value);  ///< NUL-terminated, not null
+    Variant& operator=(const char* value);  // NUL-terminated, not null
     Variant& operator=(const Tarsel::Utility::Timestamp& value);
 
-    /// Back to Unknown; the date alone stays what it was.
+    // Back to Unknown; the date alone stays what it was.
     void clear() noexcept;
 
     [[nodiscard]] DataType getDataType() const noexcept { return dataType_; }
@@ -72,26 +72,26 @@ class Variant {
     [[nodiscard]] double toDouble() const;
     [[nodiscard]] bool toBoolean() const;
 
-    /// The date of the last DateTime assigned, whatever the data type is now.
+    // The date of the last DateTime assigned, whatever the data type is now.
     [[nodiscard]] Tarsel::Utility::Timestamp toDateTime() const noexcept { return date_; }
 
-    /// The value as text: integers in decimal, floating-point numbers and 64-bit integers in the
-    /// general format with six significant digits, a Uint32 as the signed number of the same bits,
-    /// a Boolean as 1 or 0, a date in ISO 8601 form, "unknown" and "null".
+    // The value as text: integers in decimal, floating-point numbers and 64-bit integers in the
+    // general format with six significant digits, a Uint32 as the signed number of the same bits,
+    // a Boolean as 1 or 0, a date in ISO 8601 form, "unknown" and "null".
     [[nodiscard]] WideText convertToString() const;
 
-    /// convertToString with the low 8 bits of each character.
+    // convertToString with the low 8 bits of each character.
     [[nodiscard]] std::string toString() const;
 
-    /// The number that a value of the data type holds, as Target (a signed 16-, 32- or 64-bit
-    /// integer, float, double or bool). Integers keep their low bits; floating-point numbers are
-    /// truncated toward zero and saturate, NaN gives 0 (true as a bool); texts are read as
-    /// text_number.h says. A data type without a number (Unknown and any id above Null) is
-    /// reported in a line on the process's standard output and gives zero.
+    // The number that a value of the data type holds, as Target (a signed 16-, 32- or 64-bit
+    // integer, float, double or bool). Integers keep their low bits; floating-point numbers are
+    // truncated toward zero and saturate, NaN gives 0 (true as a bool); texts are read as
+    // text_number.h says. A data type without a number (Unknown and any id above Null) is
+    // reported in a line on the process's standard output and gives zero.
     template <typename Target>
     [[nodiscard]] static Target convert(DataType dataType, ValueBytes value, const WideText& text);
 
-    /// The text of a value of the data type; an id above Null is traced and gives an empty text.
+    // The text of a value of the data type; an id above Null is traced and gives an empty text.
     [[nodiscard]] static WideText convertToString(DataType dataType, ValueBytes value,
                                                   const Tarsel::Utility::Timestamp& date,
                                                   const WideText& text);

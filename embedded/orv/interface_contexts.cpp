@@ -9,8 +9,6 @@ using namespace embedded;
 
 namespace {
 
-constexpr std::uint32_t firstSelector = 0x42;
-constexpr std::uint32_t secondSelector = 0x46;
 constexpr std::string_view localNode = "local";
 constexpr OrvResult selectorResult = 2;  // of the 16-bit enumeration: try the other selector
 
@@ -32,7 +30,7 @@ OrvStatus enumerateNodes(OrvContext handle, OrvNodeRecord* node, bool room,
                          std::uint32_t selector) noexcept {
     return onContext(handle, [=](Context&) {
         requirePointers(node);
-        if (selector != firstSelector && selector != secondSelector) {
+        if (selector != ORV_NODE_SELECTOR && selector != ORV_NODE_SELECTOR_RETRY) {
             throw Failure(codes::unknownSelector);
         }
         if (!room) {

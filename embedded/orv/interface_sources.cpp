@@ -10,8 +10,6 @@ using namespace embedded;
 
 namespace {
 
-constexpr std::uint16_t fileSourceType = 1;
-constexpr std::uint16_t inputSourceType = 769;
 constexpr std::uint32_t writingMode = 0x2;
 
 constexpr std::int32_t openingStateItem = 3;
@@ -21,9 +19,9 @@ enum ControlCommand : std::int32_t { FlushCommand = 1, CompactCommand = 2, Check
 
 std::string pathOf(const std::string& name, std::uint16_t sourceType) {
     switch (sourceType) {
-        case fileSourceType:
+        case ORV_SOURCE_FILE:
             return name;
-        case inputSourceType:
+        case ORV_SOURCE_INPUT:
             return inputPath(name);
         default:
             throw Failure(codes::unknownItem);
@@ -79,7 +77,7 @@ OrvStatus SOrvCreateFile(OrvContext context, const char* fileName, std::uint16_t
                          std::uint16_t /*first*/, std::uint16_t /*second*/,
                          std::uint16_t /*third*/) {
     return onContext(context, [=](Context& created) {
-        if (sourceType != fileSourceType) {
+        if (sourceType != ORV_SOURCE_FILE) {
             throw Failure(codes::unknownItem);
         }
         created.create(nameOf(fileName));

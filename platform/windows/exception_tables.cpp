@@ -31,14 +31,14 @@ using RegisterTables = decltype(&__register_frame);
 
 constexpr const char* sharedRuntime = "libgcc_s_dw2-1.dll";
 
-/// One runtime's register of tables.
+// One runtime's register of tables.
 struct TableRegister {
     FindEntry findEntry = nullptr;
     RegisterTables registerTables = nullptr;
 
     bool isPresent() const { return findEntry != nullptr && registerTables != nullptr; }
 
-    /// The module's own entry for one of its functions; null while its tables are not registered.
+    // The module's own entry for one of its functions; null while its tables are not registered.
     const void* ownEntry() const {
         FunctionBases bases{};
         return findEntry(reinterpret_cast<void*>(&receiveExceptionsOfLoadedLibraries), &bases);
@@ -55,7 +55,7 @@ TableRegister registerOf(HMODULE library) {
             entryPoint<RegisterTables>(library, "__register_frame")};
 }
 
-/// The start of the section of this module that holds the address: all its tables lie in one.
+// The start of the section of this module that holds the address: all its tables lie in one.
 void* sectionStart(const void* address) {
     const auto* const image = reinterpret_cast<const char*>(&__ImageBase);
     const auto* const headers =
@@ -70,7 +70,7 @@ void* sectionStart(const void* address) {
     return nullptr;
 }
 
-/// Registers with one runtime what another one knows.
+// Registers with one runtime what another one knows.
 void copyRegistration(const TableRegister& from, const TableRegister& to) {
     if (!from.isPresent() || !to.isPresent() || to.ownEntry() != nullptr) {
         return;
@@ -83,16 +83,16 @@ void copyRegistration(const TableRegister& from, const TableRegister& to) {
 
 const TableRegister ownRegister{&_Unwind_Find_FDE, &__register_frame};
 
-/// Where the shared runtime is in the process already, the start-up code of the module has
-/// registered the tables there and not with the module's own runtime.
+// Where the shared runtime is in the process already, the start-up code of the module has
+// registered the tables there and not with the module's own runtime.
 void registerWithOwnRuntime() {
     if (const HMODULE library = GetModuleHandleA(sharedRuntime)) {
         copyRegistration(registerOf(library), ownRegister);
     }
 }
 
-/// The module's own runtime takes part in the catching of what comes through the shared one, and
-/// makes itself ready for that when it catches an exception of its own for the first time.
+// The module's own runtime takes part in the catching of what comes through the shared one, and
+// makes itself ready for that when it catches an exception of its own for the first time.
 bool catchOwnException() {
     try {
         throw 0;

@@ -1,95 +1,79 @@
 // The double's contexts, nodes and inputs.
 #include "tests/double/reply.h"
 
-namespace {
-
-using recording::Recorder;
+using recording::named;
 using recording::Reply;
 using recording::Value;
-using recording::Values;
+
+namespace {
 
 // What is left of a fixed field without the zero bytes at its end, so that a zero-filled field is
 // an empty text in the log.
 Value withoutTrailingZeros(const void* data, std::size_t size) {
-    const auto* const characters = static_cast<const char*>(data);
-    while (size > 0 && characters[size - 1] == '\0') {
-        --size;
-    }
-    return recording::bytes(characters, size);
+    const std::string field(static_cast<const char*>(data), size);
+    return field.substr(0, field.find_last_not_of('\0') + 1);
 }
 
-Value identity(const OrvNodeRecord* node) {
-    return node == nullptr ? Value() : withoutTrailingZeros(node->identity, sizeof node->identity);
-}
-
-Value refusal(const OrvNodeRecord* node) {
-    return node == nullptr ? Value() : withoutTrailingZeros(node->refusal, sizeof node->refusal);
+template <typename Field>
+Value inside(const OrvNodeRecord* node, Field OrvNodeRecord::*field) {
+    return node == nullptr ? Value() : withoutTrailingZeros(&(node->*field), sizeof(Field));
 }
 
 Reply createContext(const char* function, const OrvNodeRecord* node, OrvContext* context,
                     uint16_t access, uint32_t option) {
-    Reply reply(function, {{"identity", identity(node)},
-                           {"refusal", refusal(node)},
-                           {"access", access},
-                           {"option", option}});
-    reply.number("context", context, reply.isScripted() ? 0 : Recorder::instance().nextContext());
-    return reply;
+    Reply reply(function, {named("identity", inside(node, &OrvNodeRecord::identity)),
+                           named("refusal", inside(node, &OrvNodeRecord::refusal)), ARG(access),
+                           ARG(option)});
+    return reply.number("context", context,
+                        reply.isScripted() ? 0 : recording::Recorder::instance().nextContext());
 }
 
 template <typename Number>
 Reply enumerateNodes(const char* function, OrvContext context, OrvNodeRecord* node, Number* count,
                      Number selector) {
-    Reply reply(function, {{"context", context},
-                           {"identity", identity(node)},
-                           {"refusal", refusal(node)},
-                           {"count", *count},
-                           {"selector", selector}});
-    reply.buffer("identity", node->identity, sizeof node->identity)
+    return Reply(function, {ARG(context), named("identity", inside(node, &OrvNodeRecord::identity)),
+                            named("refusal", inside(node, &OrvNodeRecord::refusal)),
+                            named("count", *count), ARG(selector)})
+        .buffer("identity", node->identity, sizeof node->identity)
         .buffer("refusal", node->refusal, sizeof node->refusal)
         .number("count", count, 1);
-    return reply;
 }
 
 constexpr std::int64_t noMoreInputs = 0x00500003;
 
 }  // namespace
 
+DEFINE_FUNCTION(OrvStatus, SOrvDeleteDSC, (OrvContext context), ARG(context))
+DEFINE_FUNCTION(OrvResult, OrvContextDeletion, (OrvContext context), ARG(context))
+
 OrvStatus ORV_CALL SOrvCreateDSC(const OrvNodeRecord* node, OrvContext* context, uint16_t access,
                                  uint32_t option) {
-    return createContext("SOrvCreateDSC", node, context, access, option).status();
+    return createContext(__func__, node, context, access, option).status();
 }
 
 OrvStatus ORV_CALL SOrvCreateDSC2(const OrvNodeRecord* node, OrvContext* context, uint16_t access,
                                   uint32_t option) {
-    return createContext("SOrvCreateDSC2", node, context, access, option).status();
+    return createContext(__func__, node, context, access, option).status();
 }
 
 OrvResult ORV_CALL OrvCreateDSC2(const OrvNodeRecord* node, OrvContext* context, uint16_t access,
                                  uint32_t option) {
-    return createContext("OrvCreateDSC2", node, context, access, option).result();
+    return createContext(__func__, node, context, access, option).result();
 }
 
 OrvStatus ORV_CALL SOrvEnumNodes(OrvContext context, OrvNodeRecord* node, uint32_t* count,
                                  uint32_t selector) {
-    return enumerateNodes("SOrvEnumNodes", context, node, count, selector).status();
+    return enumerateNodes(__func__, context, node, count, selector).status();
 }
 
 OrvResult ORV_CALL OrvNodeEnumeration(OrvContext context, OrvNodeRecord* node, uint16_t* count,
                                       uint16_t selector) {
-    return enumerateNodes("OrvNodeEnumeration", context, node, count, selector).result();
-}
-
-OrvStatus ORV_CALL SOrvDeleteDSC(OrvContext context) {
-    return Reply("SOrvDeleteDSC", {{"context", context}}).status();
-}
-
-OrvResult ORV_CALL OrvContextDeletion(OrvContext context) {
-    return Reply("OrvContextDeletion", {{"context", context}}).result();
+    return enumerateNodes(__func__, context, node, count, selector).result();
 }
 
 OrvResult ORV_CALL OrvErrorQuery(OrvContext context, uint32_t* code, uint32_t* second,
                                  uint32_t* third) {
-    return Reply("OrvErrorQuery", {{"context", context}})
+    return Reply(__func__, {ARG(context)})
         .number("code", code)
         .number("second", second)
         .number("third", third)
@@ -97,21 +81,20 @@ OrvResult ORV_CALL OrvErrorQuery(OrvContext context, uint32_t* code, uint32_t* s
 }
 
 OrvStatus ORV_CALL SOrvQueryDSC(OrvContext context, int32_t item, void* buffer) {
-    return Reply("SOrvQueryDSC", {{"context", context},
-                                  {"item", item},
-                                  {"buffer", withoutTrailingZeros(buffer, ORV_STATE_BUFFER_SIZE)}})
+    return Reply(__func__, {ARG(context), ARG(item),
+                            named("buffer", withoutTrailingZeros(buffer, ORV_STATE_BUFFER_SIZE))})
         .buffer("buffer", buffer, ORV_STATE_BUFFER_SIZE)
         .status();
 }
 
 OrvStatus ORV_CALL SOrvFirstInput(OrvContext context, uint32_t option, char* name) {
-    return Reply("SOrvFirstInput", {{"context", context}, {"option", option}}, noMoreInputs)
+    return Reply(__func__, {ARG(context), ARG(option)}, noMoreInputs)
         .buffer("name", name, ORV_INPUT_NAME_SIZE)
         .status();
 }
 
 OrvStatus ORV_CALL SOrvNextInput(OrvContext context, char* name) {
-    return Reply("SOrvNextInput", {{"context", context}}, noMoreInputs)
+    return Reply(__func__, {ARG(context)}, noMoreInputs)
         .buffer("name", name, ORV_INPUT_NAME_SIZE)
         .status();
 }

@@ -37,10 +37,8 @@ constexpr std::array<Parameter, 14> parameters{{
     {0x00000023, 35, 8, 0, "BARE_DATE", "A date whose code has no class"},
 }};
 
-// Bit 0 of a status says success.
-constexpr std::int64_t success = 1;
+constexpr std::int64_t success = 1;  // bit 0 of a status says so
 constexpr std::int64_t unknownParameter = 0x00278002;
-
 constexpr std::size_t textAreaSize = 256;
 
 }  // namespace
@@ -56,8 +54,7 @@ ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_getpinfo(uint32_t code, uint32
     const auto* const known = std::ranges::find(parameters, code, &Parameter::code);
     const bool isKnown = known != parameters.end();
     const Parameter parameter = isKnown ? *known : Parameter{};
-    return Reply("pqar_util_getpinfo", {{"code", code}, {"one", one}, {"zero", zero}},
-                 isKnown ? success : unknownParameter)
+    return Reply(__func__, {ARG(code), ARG(one), ARG(zero)}, isKnown ? success : unknownParameter)
         .buffer("name", name, textAreaSize, parameter.name)
         .buffer("description", description, textAreaSize, parameter.description)
         .number("output6", output6)
@@ -75,8 +72,7 @@ ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_pname2code(const char* name, u
     const auto* const known =
         std::ranges::find(parameters, std::string_view(name), &Parameter::name);
     const bool isKnown = known != parameters.end();
-    return Reply("pqar_util_pname2code", {{"name", recording::text(name)}},
-                 isKnown ? success : unknownParameter)
+    return Reply(__func__, {ARG(name)}, isKnown ? success : unknownParameter)
         .number("code", code, isKnown ? known->code : 0)
         .buffer("area", area, 260)
         .status();

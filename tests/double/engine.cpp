@@ -8,11 +8,6 @@ namespace {
 
 using recording::Recorder;
 using recording::Reply;
-using recording::Values;
-
-Values arguments(int32_t first, int32_t second, int32_t third, int32_t fourth) {
-    return {{"first", first}, {"second", second}, {"third", third}, {"fourth", fourth}};
-}
 
 constexpr std::chrono::seconds patience{10};
 constexpr uint32_t nobodyCame = 0x00610001;
@@ -24,13 +19,13 @@ extern "C" {
 // Returns or throws what the script says.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL run(int32_t first, int32_t second, int32_t third,
                                         int32_t fourth) {
-    return Reply("run", arguments(first, second, third, fourth)).status();
+    return Reply(__func__, {ARG(first), ARG(second), ARG(third), ARG(fourth)}).status();
 }
 
 // Blocks until another thread releases the engine; fails when nobody does.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL waitForRelease(int32_t first, int32_t second, int32_t third,
                                                    int32_t fourth) {
-    Reply reply("waitForRelease", arguments(first, second, third, fourth));
+    Reply reply(__func__, {ARG(first), ARG(second), ARG(third), ARG(fourth)});
     return Recorder::instance().waitForRelease(patience) ? reply.status() : nobodyCame;
 }
 }

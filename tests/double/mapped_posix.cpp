@@ -1,16 +1,12 @@
 #include <dlfcn.h>
 
-#include "tests/double/mapped.h"
+#include "tests/double/recorder.h"
 
 namespace recording {
 
 bool isMapped(const char* fileName) {
     void* const library = dlopen(fileName, RTLD_LAZY | RTLD_NOLOAD);
-    if (library == nullptr) {
-        return false;
-    }
-    dlclose(library);
-    return true;
+    return library != nullptr && dlclose(library) == 0;
 }
 
 }  // namespace recording

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "tests/double/mapped.h"
+#include "tests/double/recorder.h"
 
 namespace recording {
 

@@ -1,24 +1,19 @@
 // orv_double: the recording double as a Python module.
 //
-//     reset()
 //     answer(function, result, thrown, times, when, outputs)   when and outputs: dicts
 //     calls() -> [(function, {argument: value}), ...]
 //     unused_answers() -> [function, ...]
 //     set_channels(bytes)                                      32-bit words
-//     release_engine()
-//     is_mapped(file name) -> bool
 //
 // Values are ints, bytes, or None for a null pointer. tests/python/double.py makes it comfortable.
 #include <Python.h>
 
-#include <cstring>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
-#include "tests/double/mapped.h"
 #include "tests/double/recorder.h"
 
 namespace {
@@ -27,34 +22,20 @@ using recording::Recorder;
 using recording::Value;
 using recording::Values;
 
-// An error of Python's that is already set.
-struct PythonError : std::exception {};
-
-// A reference that is given back at the end of the scope.
-class Reference {
-  public:
-    explicit Reference(PyObject* object) : object_(object) {
-        if (object == nullptr) {
-            throw PythonError();
-        }
-    }
-    ~Reference() { Py_XDECREF(object_); }
-    Reference(const Reference&) = delete;
-    Reference(Reference&&) = delete;
-    Reference& operator=(const Reference&) = delete;
-    Reference& operator=(Reference&&) = delete;
-
-    PyObject* get() const { return object_; }
-    PyObject* release() { return std::exchange(object_, nullptr); }
-
-  private:
-    PyObject* object_;
-};
-
 void require(bool done) {
     if (!done) {
-        throw PythonError();
+        throw std::invalid_argument("not done");
     }
+}
+
+struct GiveBack {
+    void operator()(PyObject* object) const { Py_DECREF(object); }
+};
+using Reference = std::unique_ptr<PyObject, GiveBack>;
+
+Reference owned(PyObject* newReference) {
+    require(newReference != nullptr);
+    return Reference(newReference);
 }
 
 std::string toBytes(PyObject* object) {
@@ -82,7 +63,7 @@ Values toValues(PyObject* dictionary) {
     PyObject* item = nullptr;
     Py_ssize_t position = 0;
     while (PyDict_Next(dictionary, &position, &key, &item) != 0) {
-        const Reference name(PyUnicode_AsUTF8String(key));
+        const Reference name = owned(PyUnicode_AsUTF8String(key));
         values.emplace_back(toBytes(name.get()), toValue(item));
     }
     return values;
@@ -99,30 +80,30 @@ PyObject* fromValue(const Value& value) {
 }
 
 PyObject* fromValues(const Values& values) {
-    Reference dictionary(PyDict_New());
+    Reference dictionary = owned(PyDict_New());
     for (const auto& [name, value] : values) {
-        const Reference item(fromValue(value));
+        const Reference item = owned(fromValue(value));
         require(PyDict_SetItemString(dictionary.get(), name.c_str(), item.get()) == 0);
     }
     return dictionary.release();
 }
 
-// A Python function that may throw: PythonError leaves Python's error as it is, any other exception
-// becomes a ValueError.
+// A Python function that may throw: where Python has no error yet, the exception is a ValueError.
 template <PyObject* (*function)(PyObject*)>
 PyObject* method(PyObject* /*module*/, PyObject* arguments) {
     try {
         return function(arguments);
-    } catch (const PythonError&) {
-        return nullptr;
     } catch (const std::exception& error) {
-        PyErr_SetString(PyExc_ValueError, error.what());
+        if (PyErr_Occurred() == nullptr) {
+            PyErr_SetString(PyExc_ValueError, error.what());
+        }
         return nullptr;
     }
 }
 
-PyObject* reset(PyObject* /*arguments*/) {
-    Recorder::instance().reset();
+template <void (Recorder::*function)()>
+PyObject* act(PyObject* /*arguments*/) {
+    (Recorder::instance().*function)();
     Py_RETURN_NONE;
 }
 
@@ -143,57 +124,46 @@ PyObject* answer(PyObject* arguments) {
     Py_RETURN_NONE;
 }
 
-PyObject* calls(PyObject* /*arguments*/) {
-    Reference list(PyList_New(0));
-    for (const recording::Call& call : Recorder::instance().calls()) {
-        const Reference entry(
-            Py_BuildValue("(sN)", call.function.c_str(), fromValues(call.arguments)));
-        require(PyList_Append(list.get(), entry.get()) == 0);
+// A list of what the function makes of each item.
+template <typename Items, typename Function>
+PyObject* listOf(const Items& items, Function function) {
+    Reference list = owned(PyList_New(0));
+    for (const auto& item : items) {
+        require(PyList_Append(list.get(), owned(function(item)).get()) == 0);
     }
     return list.release();
+}
+
+PyObject* calls(PyObject* /*arguments*/) {
+    return listOf(Recorder::instance().calls(), [](const recording::Call& call) {
+        return Py_BuildValue("(sN)", call.function.c_str(), fromValues(call.arguments));
+    });
 }
 
 PyObject* unusedAnswers(PyObject* /*arguments*/) {
-    Reference list(PyList_New(0));
-    for (const std::string& function : Recorder::instance().unusedAnswers()) {
-        const Reference entry(PyUnicode_FromString(function.c_str()));
-        require(PyList_Append(list.get(), entry.get()) == 0);
-    }
-    return list.release();
+    return listOf(Recorder::instance().unusedAnswers(), [](const std::string& function) {
+        return PyUnicode_FromString(function.c_str());
+    });
 }
 
-PyObject* setChannels(PyObject* arguments) {
-    PyObject* words = nullptr;
-    require(PyArg_ParseTuple(arguments, "O", &words) != 0);
-    const std::string content = toBytes(words);
-    std::vector<std::int32_t> channels;
-    for (std::size_t at = 0; at + sizeof(std::int32_t) <= content.size();
-         at += sizeof(std::int32_t)) {
-        std::memcpy(&channels.emplace_back(), &content[at], sizeof(std::int32_t));
-    }
-    Recorder::instance().setChannels(std::move(channels));
+PyObject* setChannels(PyObject* words) {
+    Recorder::instance().setChannels(toBytes(words));
     Py_RETURN_NONE;
 }
 
-PyObject* releaseEngine(PyObject* /*arguments*/) {
-    Recorder::instance().releaseEngine();
-    Py_RETURN_NONE;
-}
-
-PyObject* isMapped(PyObject* arguments) {
-    const char* fileName = nullptr;
-    require(PyArg_ParseTuple(arguments, "s", &fileName) != 0);
-    return PyBool_FromLong(recording::isMapped(fileName) ? 1 : 0);
+PyObject* isMapped(PyObject* fileName) {
+    const Reference name = owned(PyUnicode_AsUTF8String(fileName));
+    return PyBool_FromLong(recording::isMapped(toBytes(name.get()).c_str()) ? 1 : 0);
 }
 
 PyMethodDef methods[] = {
-    {"reset", method<reset>, METH_NOARGS, nullptr},
+    {"reset", method<act<&Recorder::reset>>, METH_NOARGS, nullptr},
     {"answer", method<answer>, METH_VARARGS, nullptr},
     {"calls", method<calls>, METH_NOARGS, nullptr},
     {"unused_answers", method<unusedAnswers>, METH_NOARGS, nullptr},
-    {"set_channels", method<setChannels>, METH_VARARGS, nullptr},
-    {"release_engine", method<releaseEngine>, METH_NOARGS, nullptr},
-    {"is_mapped", method<isMapped>, METH_VARARGS, nullptr},
+    {"set_channels", method<setChannels>, METH_O, nullptr},
+    {"release_engine", method<act<&Recorder::releaseEngine>>, METH_NOARGS, nullptr},
+    {"is_mapped", method<isMapped>, METH_O, nullptr},
     {nullptr, nullptr, 0, nullptr},
 };
 

@@ -1,9 +1,8 @@
 #include "tests/double/recorder.h"
 
 #include <algorithm>
+#include <new>
 #include <stdexcept>
-
-#include "tests/double/thrown.h"
 
 namespace recording {
 namespace {
@@ -14,7 +13,26 @@ bool fits(const Answer& answer, const Call& call) {
     });
 }
 
+template <typename Integer>
+void raiseInteger(std::int64_t value) {
+    throw static_cast<Integer>(value);
+}
+
+struct Unexpected {};
+
 }  // namespace
+
+const std::map<std::string, void (*)(std::int64_t)> raisers{
+    {"short", raiseInteger<short>},
+    {"int", raiseInteger<int>},
+    {"long", raiseInteger<long>},
+    {"unsigned int", raiseInteger<unsigned int>},
+    {"unsigned long", raiseInteger<unsigned long>},
+    {"bad_alloc", [](std::int64_t) { throw std::bad_alloc(); }},
+    {"runtime_error", [](std::int64_t) { throw std::runtime_error("scripted"); }},
+    {"text", [](std::int64_t) { throw "scripted"; }},
+    {"struct", [](std::int64_t) { throw Unexpected(); }},
+};
 
 Recorder& Recorder::instance() {
     static Recorder recorder;
@@ -31,8 +49,8 @@ void Recorder::reset() {
 }
 
 void Recorder::answer(const std::string& function, Answer answer) {
-    if (!answer.thrown.empty() && !isKnown(answer.thrown)) {
-        throw std::invalid_argument("cannot throw a " + answer.thrown);
+    if (!answer.thrown.empty()) {
+        static_cast<void>(raisers.at(answer.thrown));
     }
     const std::scoped_lock lock(mutex_);
     std::deque<Answer>& answers = answers_[function];
@@ -73,19 +91,15 @@ std::optional<Answer> Recorder::record(Call call) {
     return answer;
 }
 
-void Recorder::setChannels(std::vector<std::int32_t> channels) {
+void Recorder::setChannels(std::string words) {
     const std::scoped_lock lock(mutex_);
-    channels_ = std::move(channels);
+    channels_ = std::move(words);
 }
 
-void Recorder::readChannels(std::uint16_t firstChannel, std::uint16_t count,
-                            std::int32_t* destination) const {
+std::string Recorder::channels(std::uint16_t firstChannel, std::uint16_t count) const {
     const std::scoped_lock lock(mutex_);
-    const std::size_t begin = firstChannel - std::size_t{1};
-    const std::size_t end = std::min(begin + count, channels_.size());
-    for (std::size_t channel = begin; channel < end; ++channel) {
-        *destination++ = channels_[channel];
-    }
+    const std::size_t begin = (firstChannel - std::size_t{1}) * sizeof(std::int32_t);
+    return begin < channels_.size() ? channels_.substr(begin, count * sizeof(std::int32_t)) : "";
 }
 
 OrvContext Recorder::nextContext() {

@@ -1,9 +1,8 @@
 // The memory of the recording double: what was called, and what the test wants answered.
 //
-// The double stands in for the data-access library, the parameter dictionary and an engine. Every
-// function of the three logs its name and its input arguments here and answers as the test scripted
-// it. There is one Recorder for the process; it lives in the double's data-access library and is
-// safe to use from several threads.
+// Every function of the double's data-access library, dictionary and engine logs its name and its
+// inputs here and answers as the test scripted it. The one Recorder of the process lives in the
+// data-access library and is safe to use from several threads.
 #ifndef PYORV3_TESTS_DOUBLE_RECORDER_H
 #define PYORV3_TESTS_DOUBLE_RECORDER_H
 
@@ -39,11 +38,14 @@ constexpr int forEver = -1;
 // result, and only those that are named here; then the call throws or returns.
 struct Answer {
     std::int64_t result = 0;
-    std::string thrown = {};  // a kind of raise() (thrown.h): thrown with the result as its value
+    std::string thrown = {};  // one of the raisers: thrown with the result as its value
     Values outputs = {};
     Values when = {};  // arguments that the call must have had for this answer to be taken
     int times = 1;     // forEver, or how many calls are answered
 };
+
+// By kind, what throws a C++ value: the integers carry the low bits of the argument.
+extern const std::map<std::string, void (*)(std::int64_t)> raisers;
 
 class Recorder {
   public:
@@ -51,12 +53,9 @@ class Recorder {
 
     // Forgets calls, answers, channels and the engine's release; contexts count from 1001 again.
     ORV_EXPORT void reset();
-
-    // Throws std::invalid_argument where answer.thrown is no known kind.
+    // Throws std::out_of_range where answer.thrown is no known kind.
     ORV_EXPORT void answer(const std::string& function, Answer answer);
-
     ORV_EXPORT std::vector<Call> calls() const;
-
     // The functions for which counted answers are left: calls that the test expected in vain.
     ORV_EXPORT std::vector<std::string> unusedAnswers() const;
 
@@ -64,14 +63,12 @@ class Recorder {
     // that stands for ever, else none.
     ORV_EXPORT std::optional<Answer> record(Call call);
 
-    // The spectrum that is served where SOrvGetSpectrum has no answer.
-    ORV_EXPORT void setChannels(std::vector<std::int32_t> channels);
-    // firstChannel counts from 1; channels beyond the spectrum are left alone.
-    ORV_EXPORT void readChannels(std::uint16_t firstChannel, std::uint16_t count,
-                                 std::int32_t* destination) const;
+    // The words of the spectrum that is served where SOrvGetSpectrum has no answer.
+    ORV_EXPORT void setChannels(std::string words);
+    // Those of count channels from firstChannel on, counted from 1, as far as the spectrum goes.
+    ORV_EXPORT std::string channels(std::uint16_t firstChannel, std::uint16_t count) const;
 
     ORV_EXPORT OrvContext nextContext();
-
     ORV_EXPORT void releaseEngine();
     // False when nobody came in time.
     ORV_EXPORT bool waitForRelease(std::chrono::milliseconds patience);
@@ -83,10 +80,13 @@ class Recorder {
     std::condition_variable released_;
     bool engineReleased_ = false;
     OrvContext nextContext_ = firstContext;
-    std::vector<std::int32_t> channels_;
+    std::string channels_;
     std::vector<Call> calls_;
     std::map<std::string, std::deque<Answer>> answers_;
 };
+
+// Whether a library of the given file name is in the process now; it is not loaded by asking.
+bool isMapped(const char* fileName);
 
 }  // namespace recording
 

@@ -10,6 +10,7 @@ import struct
 import unittest
 
 import orv_double
+import pyORV3
 
 FOR_EVER = -1
 
@@ -22,6 +23,19 @@ UNKNOWN_EXCEPTION = -320233619  # 0xECE99F6D
 def signed(status):
     """A 32-bit status as a script sees it."""
     return (status & 0xFFFFFFFF ^ 0x80000000) - 0x80000000
+
+
+# What a library code of a failure becomes.
+FAILURE, FAILED = 0x270010, signed(0xEBE80010)
+
+
+class NoNumber:
+    """A number until it is asked for its value."""
+
+    def __index__(self):
+        raise RuntimeError("no number")
+
+    __float__ = __index__
 
 
 def is_mapped(library):
@@ -68,3 +82,8 @@ class TestCase(unittest.TestCase):
             orv_double.reset()
             yield
             self.assertEqual(orv_double.unused_answers(), [])
+
+    def check(self, method, passed, result, expected_calls):
+        """Calls a method and compares what it returns and every call that it makes."""
+        self.assertEqual(getattr(pyORV3, method)(*passed), result)
+        self.assertEqual(calls(), expected_calls)

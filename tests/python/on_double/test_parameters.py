@@ -2,27 +2,16 @@
 
 import math
 import struct
-import unittest
 
 import double
 import pyORV3
+from double import FAILED, FAILURE, NoNumber
 
 # Codes of the double's dictionary, called after their data types.
 BYTE, FLAG, SHORT, WORD = 0x00070002, 0x00070006, 0x00070003, 0x00070007
 LONG, LONGLONG, FLOAT = 0x00070008, 0x00070009, 0x0007000A
 TEXT, LONG_TEXT = 0x0007000E, 0x00070018  # 12 and 40 characters
 DOUBLE, QUANTITY, DATE, BARE_DATE = 0x0007001B, 0x000700C0, 0x00070023, 0x00000023
-
-
-class NoNumber:
-    """A number until it is asked for its value."""
-
-    def __index__(self):
-        raise RuntimeError("no number")
-
-    __float__ = __index__
-
-
 OTHER = 0x12340001  # what a test makes of it
 
 
@@ -35,16 +24,12 @@ class GetParameter(double.TestCase):
     # Parameter, value bytes, size of the buffer that is asked for, value.
     VALUES = [
         (BYTE, b"\2", 2, True),
-        (BYTE, b"\x80", 2, True),
         (FLAG, b"\0\1", 2, False),
         (SHORT, b"\xff\xff", 3, 65535),
         (WORD, b"\x34\x12", 3, 0x1234),
-        (LONG, b"\xff\xff\xff\xff", 5, -1),
         (LONG, b"\0\0\0\x80\xff", 5, -(2**31)),
         (LONGLONG, b"\xfe" + b"\xff" * 7, 9, -2),
-        (LONGLONG, b"\0" * 7 + b"\x80", 9, -(2**63)),
         (FLOAT, struct.pack("<f", 0.1), 5, struct.unpack("<f", struct.pack("<f", 0.1))[0]),
-        (FLOAT, struct.pack("<f", -math.inf), 5, -math.inf),
         (DOUBLE, struct.pack("<d", 0.1), 9, 0.1),
         (QUANTITY, struct.pack("<d", -1e300), 9, -1e300),
         (TEXT, b"", 14, ""),
@@ -54,7 +39,6 @@ class GetParameter(double.TestCase):
         (DATE, b"", 9, "1970-01-01T00:00:00.000Z"),
         (DATE, struct.pack("<d", 5212846932.125), 9, "2024-01-24T21:02:12.125Z"),
         (DATE, struct.pack("<d", math.nan), 9, "1970-01-01T00:00:00.000Z"),
-        (DATE, struct.pack("<d", -math.inf), 9, "1970-01-01T00:00:00.000Z"),
         (BARE_DATE, struct.pack("<d", 3506716801), 9, "1970-01-01T00:00:01.000Z"),
     ]
 
@@ -64,18 +48,9 @@ class GetParameter(double.TestCase):
                 double.answer("SOrvGetParam", buffer=content)
                 status, read = pyORV3.getParameter(5, code, 2, 3)
                 self.assertEqual((status, type(read), read), (0, type(value), value))
-                self.assertEqual(
-                    double.calls(),
-                    [
-                        ("pqar_util_getpinfo", code, 1, 0),
-                        ("SOrvGetParam", 5, code, 2, 3, size),
-                    ],
-                )
-
-    def test_date_beyond_the_calendar_is_its_last_instant(self):
-        double.answer("SOrvGetParam", buffer=struct.pack("<d", math.inf))
-        status, text = pyORV3.getParameter(5, DATE, 1, 1)
-        self.assertEqual((status, text[:19]), (0, "9999-12-31T23:59:59"))
+                description = ("pqar_util_getpinfo", code, 1, 0)
+                reading = ("SOrvGetParam", 5, code, 2, 3, size)
+                self.assertEqual(double.calls(), [description, reading])
 
     def test_text_without_its_terminator_ends_with_the_buffer(self):
         double.answer("SOrvGetParam", buffer=b"x" * 14)
@@ -119,8 +94,8 @@ class GetParameter(double.TestCase):
                 self.assertEqual(double.library_calls(), [("SOrvGetParam", 5, OTHER, 1, 1, size)])
 
     def test_library_failure_comes_back(self):
-        double.answer("SOrvGetParam", 0x270010, buffer=b"\1\2\3\4")
-        self.assertEqual(pyORV3.getParameter(5, LONG, 1, 1), (double.signed(0xEBE80010), 0))
+        double.answer("SOrvGetParam", FAILURE, buffer=b"\1\2\3\4")
+        self.assertEqual(pyORV3.getParameter(5, LONG, 1, 1), (FAILED, 0))
 
 
 class SetParameter(double.TestCase):
@@ -135,18 +110,16 @@ class SetParameter(double.TestCase):
         (SHORT, 65535, b"\xff\xff"),
         (WORD, 0x12345, b"\x45\x23"),
         (LONG, -(2**31), b"\0\0\0\x80"),
-        (LONG, 2**31 - 1, b"\xff\xff\xff\x7f"),
         (LONGLONG, 2**63 - 1, b"\xff" * 7 + b"\x7f"),
         (LONGLONG, -2, b"\xfe" + b"\xff" * 7),
         (FLOAT, 1.5, struct.pack("<f", 1.5)),
-        (FLOAT, 2, struct.pack("<f", 2)),
         (DOUBLE, 0.1, struct.pack("<d", 0.1)),
         (QUANTITY, -3, struct.pack("<d", -3)),
         (TEXT, "", b"\0"),
         (TEXT, "0123456789", b"0123456789\0"),
         (TEXT, "\u20ac \u00e9", b"\x80 \xe9\0"),
+        (TEXT, "a\u65e5b", b"a?b\0"),  # the code page lacks the character
         (TEXT, "peak\0rest", b"peak\0"),
-        (TEXT, "\0", b"\0"),
         (TEXT, Word("peak"), b"peak\0"),
         (LONG_TEXT, "x" * 5000, b"x" * 5000 + b"\0"),
         (DATE, "2024-01-24T21:02:12Z", struct.pack("<d", 5212846932)),
@@ -157,53 +130,31 @@ class SetParameter(double.TestCase):
     def test_values_of_each_data_type(self):
         for code, value, content in self.VALUES:
             with self.case(hex(code), value):
-                self.assertEqual(pyORV3.setParameter(5, code, value, 2, 3), 0)
-                self.assertEqual(
-                    double.calls(),
-                    [
-                        ("pqar_util_getpinfo", code, 1, 0),
-                        ("SOrvPutParam", 5, code, 2, 3, content),
-                    ],
-                )
+                description = ("pqar_util_getpinfo", code, 1, 0)
+                writing = ("SOrvPutParam", 5, code, 2, 3, content)
+                self.check("setParameter", (5, code, value, 2, 3), 0, [description, writing])
 
-    def test_characters_that_the_code_page_lacks_are_replaced(self):
-        self.assertEqual(pyORV3.setParameter(5, TEXT, "a\u65e5b", 1, 1), 0)
-        self.assertEqual(double.arguments("SOrvPutParam")[0]["value"], b"a?b\0")
-
-    REFUSED = [
-        *((code, value) for code in (BYTE, SHORT, LONG) for value in (2**31, -(2**31) - 1)),
-        (LONGLONG, 2**63),
-        *(
-            (code, value)
-            for code in (BYTE, FLAG, SHORT, WORD, LONG, LONGLONG)
-            for value in ("5", 1.5, None, NoNumber())
-        ),
-        *((code, value) for code in (FLOAT, DOUBLE) for value in ("1.5", None, NoNumber())),
-        *((code, value) for code in (TEXT, LONG_TEXT) for value in (5, b"text", None)),
-        *(
-            (DATE, value)
-            for value in (
-                5,
-                5212846932.0,
-                None,
-                "",
-                "24.01.2024",
-                "2024-01-24",
-                "2024-13-01T00:00",
-                "2024-01-24T21:02:12\0Z",
-                "1969-12-31T23:00:00Z",
-                "1970-01-01T00:00+01:00",
-                "2038-01-19T03:14:08Z",
-            )
-        ),
-    ]
+    NO_INTEGERS = ["5", 1.5, None, NoNumber()]
+    REFUSED = {
+        BYTE: [2**31, *NO_INTEGERS],
+        FLAG: NO_INTEGERS,
+        SHORT: [2**31, *NO_INTEGERS],
+        WORD: NO_INTEGERS,
+        LONG: [2**31, -(2**31) - 1, *NO_INTEGERS],
+        LONGLONG: [2**63, *NO_INTEGERS],
+        FLOAT: ["1.5", None, NoNumber()],
+        DOUBLE: ["1.5", None, NoNumber()],
+        TEXT: [5, b"text", None],
+        DATE: [5, 5212846932.0, None, "", "24.01.2024", "2024-13-01T00:00", "2038-01-19T03:14:08Z"],
+    }
 
     def test_values_that_do_not_fit_are_not_written(self):
-        for code, value in self.REFUSED:
-            with self.case(hex(code), value):
-                status = pyORV3.setParameter(5, code, value, 1, 1)
-                self.assertEqual(status, double.BAD_ARGUMENTS)
-                self.assertEqual(double.library_calls(), [])
+        for code, values in self.REFUSED.items():
+            for value in values:
+                with self.case(hex(code), value):
+                    status = pyORV3.setParameter(5, code, value, 1, 1)
+                    self.assertEqual(status, double.BAD_ARGUMENTS)
+                    self.assertEqual(double.library_calls(), [])
 
     def test_unknown_data_type_is_not_written(self):
         for data_type in (0, 5, 255, 0x10008):
@@ -220,8 +171,8 @@ class SetParameter(double.TestCase):
                 self.assertEqual(double.library_calls(), [put])
 
     def test_library_failure_comes_back(self):
-        double.answer("SOrvPutParam", 0x500001)
-        self.assertEqual(pyORV3.setParameter(5, LONG, 1, 1, 1), double.signed(0xE0400199))
+        double.answer("SOrvPutParam", FAILURE)
+        self.assertEqual(pyORV3.setParameter(5, LONG, 1, 1, 1), FAILED)
 
 
 class Dictionary(double.TestCase):
@@ -242,7 +193,3 @@ class Dictionary(double.TestCase):
         self.assertFalse(double.is_mapped("pqar"))
         pyORV3.setParameter(5, OTHER, 1, 1, 1)
         self.assertFalse(double.is_mapped("pqar"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,7 +1,6 @@
-// Files that are no data sources, or damaged ones.
+// Files that another program changed.
 #include <sqlite3.h>
 
-#include <fstream>
 #include <memory>
 
 #include "tests/unit/embedded/data_source.h"
@@ -11,67 +10,33 @@ namespace {
 
 using namespace embedded;
 
-constexpr std::uint32_t unusable = 0x200;
-
-class DamageTest : public testing::Test {
+class DamageTest : public DataSourceTest {
   protected:
     DamageTest() {
-        const auto source = DataSource::created(path_);
-        source.putNuclide(1, "Cs-137", {661.657});
+        const auto source = DataSource::created(file());
+        EXPECT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137"));
+        EXPECT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.657));
         EXPECT_EQ(0U, source.putSpectrum(std::vector<std::int32_t>(4096, 1)));
     }
     // Changes the file as another program would.
     void change(const std::string& sql) const {
         sqlite3* opened = nullptr;
-        EXPECT_EQ(SQLITE_OK, sqlite3_open(path_.c_str(), &opened));
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(file().c_str(), &opened));
         const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> database(opened, sqlite3_close);
         EXPECT_EQ(SQLITE_OK, sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr)) << sql;
     }
-    [[nodiscard]] std::string fileWith(const std::string& content) const {
-        std::ofstream(folder_.file("other.qar"), std::ios::binary) << content;
-        return folder_.file("other.qar");
-    }
-
-    TemporaryFolder folder_;
-    std::string path_ = folder_.file("measurement.qar");
 };
-
-TEST_F(DamageTest, WhatIsNoDataSourceIsRefusedAsSuch) {
-    const DataSource source;
-    EXPECT_EQ(codes::notADataSource, source.open(folder_.file(""), Reading));
-    EXPECT_EQ(codes::notADataSource, source.open(fileWith(""), Reading));
-    EXPECT_EQ(codes::notADataSource, source.open(fileWith("SQLite format 3"), Reading));
-    EXPECT_EQ(codes::notADataSource, source.open(fileWith(std::string(5000, 'x')), Writing));
-    EXPECT_EQ(codes::fileNotFound, source.open(folder_.file("missing.qar"), Reading));
-    EXPECT_EQ(codes::fileNotFound, source.open(path_ + "/inside", Reading));
-    change("PRAGMA application_id = 1");
-    EXPECT_EQ(codes::notADataSource, source.open(path_, Reading));
-    EXPECT_EQ(0U, source.openingState());
-    EXPECT_EQ(0U, source.sourceState());
-}
-
-TEST_F(DamageTest, ATruncatedFileIsRefusedAsDamaged) {
-    const DataSource source;
-    const auto whole = std::filesystem::file_size(path_);
-    for (const auto size :
-         {whole - 1, whole / 2, whole / 4, std::uintmax_t{1000}, std::uintmax_t{100}}) {
-        std::filesystem::resize_file(path_, size);
-        EXPECT_EQ(codes::openedWithRemark, source.open(path_, Reading)) << size;
-        EXPECT_EQ(unusable, source.openingState()) << size;
-        EXPECT_EQ(codes::noSourceOpen, source.close());
-    }
-    EXPECT_EQ(-1, OrvDataSourceOpening(source.context(), path_.c_str(), 1, 0x81, 0, nullptr));
-}
 
 class BrokenContent : public DamageTest, public testing::WithParamInterface<const char*> {};
 
 TEST_P(BrokenContent, IsRefusedAsDamaged) {
     change(GetParam());
     const DataSource source;
-    EXPECT_EQ(codes::openedWithRemark, source.open(path_, Writing));
-    EXPECT_EQ(unusable, source.openingState());
+    EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
+    EXPECT_EQ(0x200U, source.openingState());
+    EXPECT_EQ(-1, OrvDataSourceOpening(source.context(), file().c_str(), 1, 0x81, 0, nullptr));
     // What was refused is released: a sound file opens on the same context.
-    EXPECT_EQ(0U, source.create(folder_.file("sound.qar")));
+    EXPECT_EQ(0U, source.create(file("sound.qar")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -96,23 +61,23 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(DamageTest, ValuesThatTheDictionaryDoesNotKnowAreKept) {
     change("INSERT INTO value VALUES(0x2004FFFF, 1, 0, x'0102')");
     {
-        const auto source = DataSource::opened(path_, Writing);
-        EXPECT_EQ(codes::unknownParameter, source.readStatus(0x2004FFFF));
+        const auto source = DataSource::opened(file(), writing);
+        EXPECT_EQ(codes::unknownParameter, source.put(0x2004FFFF, 1.0));
         ASSERT_EQ(0U, source.put(QAR_D_HALFLIFE, 1.0));
     }
     // Fails unless the value is still there.
     change("INSERT INTO block SELECT 0x4006, bytes FROM value WHERE code = 0x2004FFFF");
-    EXPECT_EQ(1, DataSource::opened(path_, Reading).recordCount(0x4006));
+    EXPECT_EQ(1, DataSource::opened(file(), reading).recordCount(0x4006));
 }
 
 TEST_F(DamageTest, WhatAFileBringsAlongIsNotRun) {
     change("CREATE TRIGGER intruder AFTER INSERT ON value BEGIN DELETE FROM block; END");
-    { ASSERT_EQ(0U, DataSource::opened(path_, Writing).put(QAR_D_HALFLIFE, 1.0)); }
-    EXPECT_EQ(4096U, DataSource::opened(path_, Reading).getSpectrum().size());
+    { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_HALFLIFE, 1.0)); }
+    EXPECT_EQ(4096U, DataSource::opened(file(), reading).getSpectrum().size());
 }
 
 TEST_F(DamageTest, VerifyingNoticesDamageWhileTheFileIsOpen) {
-    const auto source = DataSource::opened(path_, Reading);
+    const auto source = DataSource::opened(file(), reading);
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
     change("UPDATE value SET bytes = x'01' WHERE code = 0x20040010");
     EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));

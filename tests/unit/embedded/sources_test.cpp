@@ -1,7 +1,5 @@
-// Contexts, nodes, states and inputs.
-#include <array>
-#include <fstream>
-#include <optional>
+// Contexts, nodes and states.
+#include <tuple>
 
 #include "tests/unit/embedded/data_source.h"
 
@@ -9,14 +7,8 @@ namespace testing_support {
 namespace {
 
 using namespace embedded;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
-class SourcesTest : public testing::Test {
-  protected:
-    TemporaryFolder folder_;
-    std::string path_ = folder_.file("source.qar");
-};
+class SourcesTest : public DataSourceTest {};
 
 TEST_F(SourcesTest, ContextsAreBoundToTheNodeThatIsEnumerated) {
     OrvContext temporary = 0;
@@ -40,85 +32,60 @@ TEST_F(SourcesTest, ContextsAreBoundToTheNodeThatIsEnumerated) {
     EXPECT_EQ(codes::nodeRefused, SOrvCreateDSC2(&node, &bound, 0, 0));
     EXPECT_EQ(0, bound);
     EXPECT_EQ(0U, SOrvDeleteDSC(temporary));
-    EXPECT_EQ(codes::unknownContext, SOrvDeleteDSC(temporary));
 }
 
 TEST_F(SourcesTest, AContextHasOneSourceAtATime) {
     const DataSource source;
     EXPECT_EQ(0U, source.sourceState());
-    EXPECT_EQ(codes::noSourceOpen, source.close());
-    EXPECT_EQ(codes::noSourceOpen, source.put(QAR_D_LIVETIME, 1.0));
-    EXPECT_EQ(0U, source.create(path_));
+    EXPECT_EQ(0U, source.create(file()));
     EXPECT_EQ(0x1U, source.sourceState());
-    EXPECT_EQ(codes::alreadyOpen, source.create(folder_.file("second.qar")));
-    EXPECT_EQ(codes::alreadyOpen, source.open(path_, Reading));
-    EXPECT_EQ(codes::alreadyOpen, source.lastFailure());
+    EXPECT_EQ(codes::alreadyOpen, source.create(file("second.qar")));
+    EXPECT_EQ(codes::alreadyOpen, source.open(file(), reading));
     EXPECT_EQ(0U, source.close());
-    EXPECT_EQ(0U, source.open(path_, 0x2));
+    EXPECT_EQ(0U, source.open(file(), 0x2));
     EXPECT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
     EXPECT_EQ(0x3U, source.sourceState());
-    EXPECT_EQ(1U, folder_.fileCount());
+    EXPECT_EQ(1, fileCount());
 }
 
 TEST_F(SourcesTest, OnlySourcesOpenedForWritingAreWritten) {
-    { ASSERT_EQ(0U, DataSource::created(path_).putSpectrum({1})); }
+    { ASSERT_EQ(0U, DataSource::created(file()).putSpectrum({1})); }
     for (const std::uint32_t access : {0x0U, 0x1U, 0x80U, 0x81U}) {
         const DataSource source;
-        ASSERT_EQ(0U, source.open(path_, access));
+        ASSERT_EQ(0U, source.open(file(), access));
         EXPECT_EQ(0x5U, source.sourceState());
         EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 1.0));
-        EXPECT_EQ(codes::readOnly, source.putSpectrum({2}));
-        EXPECT_EQ(codes::readOnly, SOrvDeleteLevel(source.context(), 1));
         EXPECT_EQ(codes::readOnly, SOrvControlDSC(source.context(), 2, 0));
         EXPECT_EQ(0U, SOrvFlush(source.context()));
     }
 }
 
-// The environment variable that names the folder of the inputs, for as long as the object lives.
-class InputFolder {
-  public:
-    explicit InputFolder(const std::string& folder) { setenv("ORV_INPUTS", folder.c_str(), 1); }
-    ~InputFolder() { unsetenv("ORV_INPUTS"); }
-    InputFolder(const InputFolder&) = delete;
-    InputFolder& operator=(const InputFolder&) = delete;
-    InputFolder(InputFolder&&) = delete;
-    InputFolder& operator=(InputFolder&&) = delete;
-};
-
-std::vector<std::string> inputs() {
-    const DataSource source;
-    std::vector<std::string> names;
-    std::array<char, ORV_INPUT_NAME_SIZE> name{};
-    OrvStatus status = SOrvFirstInput(source.context(), 0, name.data());
-    while (status == 0) {
-        names.emplace_back(name.data());
-        status = SOrvNextInput(source.context(), name.data());
-    }
-    EXPECT_EQ(codes::endOfList, status);
-    return names;
+TEST_F(SourcesTest, AFailedClassCopyNamesItsSide) {
+    const auto source = DataSource::created(file("source.qar"));
+    const auto empty = DataSource::created(file("empty.qar"));
+    const auto reader = DataSource::opened(file("empty.qar"), reading);
+    ASSERT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137"));
+    // The result, and the failure of either side.
+    const auto copy = [](const DataSource& from, const DataSource& into) {
+        const int result = OrvClassCopy(from.context(), into.context(), QAR_CLS_NUCLIDE);
+        return std::tuple(result, from.lastFailure(), into.lastFailure());
+    };
+    EXPECT_EQ(std::tuple(3, codes::noBlock, 0U), copy(empty, source));
+    EXPECT_EQ(std::tuple(3, codes::noSourceOpen, 0U), copy(DataSource(), source));
+    EXPECT_EQ(std::tuple(4, 0U, codes::noSourceOpen), copy(source, DataSource()));
+    EXPECT_EQ(std::tuple(4, 0U, codes::noBlock), copy(source, empty));
+    EXPECT_EQ(std::tuple(4, 0U, codes::readOnly), copy(source, reader));
 }
 
-TEST_F(SourcesTest, InputsAreTheDataSourcesOfTheirFolder) {
-    EXPECT_THAT(inputs(), IsEmpty());
-    const std::string longName(200, 'n');
-    for (const auto& name : {std::string("detector 2"), std::string("detector 1"), longName}) {
-        DataSource::created(folder_.file(name + ".qar"));
+TEST_F(SourcesTest, ABlockHoldsNoMoreThan65535Records) {
+    const auto source = DataSource::created(file());
+    for (int record = 1; record <= 65535; ++record) {
+        ASSERT_EQ(0U, source.put(QAR_L_PEAKLEFT, record, record));
     }
-    DataSource::created(folder_.file("other.dat"));
-    std::ofstream(folder_.file("foreign.qar")) << "foreign";
-    std::filesystem::create_directory(folder_.file("folder.qar"));
-    const InputFolder named(folder_.file(""));
-    EXPECT_THAT(inputs(), ElementsAre("detector 1", "detector 2", longName));
-
-    const DataSource source;
-    constexpr std::uint16_t input = 769;
-    EXPECT_EQ(0U, source.open("detector 2", Reading, input));
-    EXPECT_EQ(0U, source.close());
-    EXPECT_EQ(codes::fileNotFound, source.open("detector 3", Reading, input));
-    for (const char* name : {"..", "../detector 1", "folder/detector 1", "/detector 1"}) {
-        EXPECT_EQ(codes::nameRefused, source.open(name, Reading, input)) << name;
-    }
-    EXPECT_EQ(codes::unknownItem, source.open("detector 1", Reading, 2));
+    EXPECT_EQ(codes::noSuchRecord, source.put(QAR_L_PEAKLEFT, 0, 65536));
+    EXPECT_EQ(codes::blockFull, SOrvInsertOne(source.context(), QAR_CLS_PEAK, 1, 0));
+    EXPECT_EQ(65535, source.recordCount(QAR_CLS_PEAK));
+    EXPECT_EQ(65535, source.get<std::int32_t>(QAR_L_PEAKLEFT, 65535));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Threads on one file and on files of their own.
+#include <functional>
 #include <thread>
 
 #include "tests/unit/embedded/data_source.h"
@@ -10,26 +11,20 @@ using namespace embedded;
 
 constexpr int threadCount = 4;
 
-template <typename Work>
-void inThreads(Work work) {
-    std::vector<std::thread> threads;
-    threads.reserve(threadCount);
+class ThreadsTest : public DataSourceTest {};
+
+void inThreads(const std::function<void(int)>& work) {
+    std::vector<std::jthread> threads;
     for (int number = 0; number < threadCount; ++number) {
         threads.emplace_back(work, number);
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
 }
 
-// A spectrum chunk is one call: nobody ever sees half of one.
-TEST(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
-    const TemporaryFolder folder;
-    const std::string path = folder.file("shared.qar");
-    const auto shared = DataSource::created(path);
+TEST_F(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
+    const auto shared = DataSource::created(file());
     ASSERT_EQ(0, OrvCreateBlock(shared.context(), QAR_CLS_SPECTRUM, 256, 0));
     inThreads([&](int number) {
-        const auto own = DataSource::opened(path, Writing);
+        const auto own = DataSource::opened(file(), writing);
         const DataSource& used = number % 2 == 0 ? own : shared;
         for (int round = 0; round < 50; ++round) {
             EXPECT_EQ(0U, used.putSpectrum(std::vector<std::int32_t>(256, number * 1000 + round)));
@@ -43,49 +38,41 @@ TEST(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
     });
     EXPECT_EQ(threadCount * 50, shared.recordCount(QAR_CLS_PEAK));
     EXPECT_EQ(0U, shared.close());
-    EXPECT_EQ(threadCount * 50, DataSource::opened(path, Reading).recordCount(QAR_CLS_PEAK));
+    EXPECT_EQ(threadCount * 50, DataSource::opened(file(), reading).recordCount(QAR_CLS_PEAK));
 }
 
-TEST(ThreadsTest, FilesCanBeOpenedAndCopiedBothWaysAtOnce) {
-    const TemporaryFolder folder;
+TEST_F(ThreadsTest, FilesCanBeOpenedAndCopiedBothWaysAtOnce) {
     const auto path = [&](int number) {
-        return folder.file(std::to_string(number % threadCount) + ".qar");
+        return file(std::to_string(number % threadCount) + ".qar");
     };
     for (int number = 0; number < threadCount; ++number) {
-        DataSource::created(path(number)).putNuclide(1, "Co-60", {1173.2, 1332.5});
+        EXPECT_EQ(0U, DataSource::created(path(number)).put(QAR_C_NUCLNAME, "Co-60"));
     }
     inThreads([&](int number) {
         for (int round = 0; round < 10; ++round) {
-            const auto own = DataSource::opened(path(number), Writing);
-            const auto next = DataSource::opened(path(number + 1), Writing);
+            const auto own = DataSource::opened(path(number), writing);
+            const auto next = DataSource::opened(path(number + 1), writing);
             EXPECT_EQ(0U, SOrvSaveAs(own.context(), next.context()));
             EXPECT_EQ(0U, SOrvClassCopy(next.context(), own.context(), QAR_CLS_NUCLIDE));
         }
     });
     for (int number = 0; number < threadCount; ++number) {
-        EXPECT_EQ(2, DataSource::opened(path(number), Reading).entryCount(QAR_CLS_NUCLIDE, 1));
+        EXPECT_EQ(1, DataSource::opened(path(number), reading).recordCount(QAR_CLS_NUCLIDE));
     }
 }
 
-TEST(ThreadsTest, AContextCanBeDeletedWhileItIsUsed) {
-    const TemporaryFolder folder;
-    OrvContext context = 0;
-    ASSERT_EQ(0U, SOrvCreateDSC2(nullptr, &context, 0, 0));
-    ASSERT_EQ(0U, SOrvCreateFile(context, folder.file("deleted.qar").c_str(), 1, 65535, 1, 32768));
-    inThreads([context](int number) {
-        const std::int32_t channels = 1;
+TEST_F(ThreadsTest, AContextCanBeDeletedWhileItIsUsed) {
+    const auto source = DataSource::created(file());
+    inThreads([&](int number) {
         for (int round = 0; round < 100; ++round) {
             if (number == 0 && round == 50) {
-                EXPECT_EQ(0U, SOrvDeleteDSC(context));
+                EXPECT_EQ(0U, SOrvDeleteDSC(source.context()));
             }
-            const OrvStatus status =
-                SOrvPutParam(context, QAR_L_CHANNELS, 1, 1, &channels, sizeof channels);
-            EXPECT_THAT(status, testing::AnyOf(0U, codes::unknownContext, codes::noSourceOpen));
+            EXPECT_THAT(source.put(QAR_L_CHANNELS, std::int32_t{1}),
+                        testing::AnyOf(0U, codes::unknownContext, codes::noSourceOpen));
         }
     });
-    EXPECT_EQ(
-        1,
-        DataSource::opened(folder.file("deleted.qar"), Reading).get<std::int32_t>(QAR_L_CHANNELS));
+    EXPECT_EQ(1, DataSource::opened(file(), reading).get<std::int32_t>(QAR_L_CHANNELS));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -23,7 +24,7 @@ struct Line {
     double yield;
 };
 
-class EngineTest : public testing::Test {
+class EngineTest : public DataSourceTest {
   protected:
     EngineTest() : library_(dlopen(ENGINE_PATH, RTLD_NOW), dlclose) {
         if (library_ != nullptr) {
@@ -58,12 +59,16 @@ class EngineTest : public testing::Test {
     }
     void putNuclide(std::int32_t record, const std::string& name,
                     const std::vector<Line>& lines) const {
-        ASSERT_EQ(0U, source_.putText(QAR_C_NUCLNAME, name, record));
+        ASSERT_EQ(0U, SOrvPutParam(source_.context(), QAR_C_NUCLNAME, record, 0, name.c_str(),
+                                   static_cast<std::uint32_t>(name.size() + 1)));
         std::int32_t entry = 0;
         for (const auto& [energy, yield] : lines) {
             ASSERT_EQ(0U, source_.put(QAR_D_LINEENERGY, energy, record, ++entry));
             ASSERT_EQ(0U, source_.put(QAR_D_LINEYIELD, yield, record, entry));
         }
+    }
+    std::string text(std::uint32_t code, int record) const {
+        return source_.get<std::array<char, 17>>(code, static_cast<std::uint16_t>(record)).data();
     }
     void deleteRecord(std::uint16_t classCode) const {
         ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), classCode, 1, 0));
@@ -71,15 +76,14 @@ class EngineTest : public testing::Test {
     std::vector<std::string> identified() const {
         std::vector<std::string> names;
         for (int record = 1; record <= source_.recordCount(QAR_CLS_RESULT); ++record) {
-            names.push_back(source_.getText(QAR_C_RESNUCLIDE, static_cast<std::uint16_t>(record)));
+            names.push_back(text(QAR_C_RESNUCLIDE, record));
         }
         return names;
     }
 
     std::unique_ptr<void, int (*)(void*)> library_;
     OrvEngineFunction entryPoint_ = nullptr;
-    TemporaryFolder folder_;
-    DataSource source_ = DataSource::created(folder_.file("measured.qar"));
+    DataSource source_ = DataSource::created(file());
 };
 
 TEST_F(EngineTest, WritesPeaksAndNuclides) {
@@ -94,8 +98,8 @@ TEST_F(EngineTest, WritesPeaksAndNuclides) {
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKAREA, 1), 20000.0, 3.5 * uncertainty);
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKCONT, 1), 490.0, 50.0);
     EXPECT_NEAR(source_.get<double>(QAR_D_PEAKSIGNIF, 1), 20000.0 / uncertainty, 2.0);
-    EXPECT_EQ(source_.getText(QAR_C_PEAKNUCL, 1), "Cs-137");
-    EXPECT_EQ(source_.getText(QAR_C_PEAKNUCL, 3), "Co-60");
+    EXPECT_EQ(text(QAR_C_PEAKNUCL, 1), "Cs-137");
+    EXPECT_EQ(text(QAR_C_PEAKNUCL, 3), "Co-60");
 
     EXPECT_THAT(identified(), testing::ElementsAre("Cs-137", "Co-60"));
     EXPECT_EQ(source_.get<std::int32_t>(QAR_L_RESLINES, 2), 2);
@@ -107,7 +111,7 @@ TEST_F(EngineTest, RunsEachStepAlone) {
     ASSERT_EQ(status::success, run(search));
     EXPECT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
     EXPECT_THAT(identified(), testing::IsEmpty());
-    EXPECT_EQ(source_.getText(QAR_C_PEAKNUCL, 1), "");
+    EXPECT_EQ(text(QAR_C_PEAKNUCL, 1), "");
     ASSERT_EQ(status::success, run(identify));
     EXPECT_THAT(identified(), testing::ElementsAre("Cs-137", "Co-60"));
     ASSERT_EQ(status::success, run(search));  // results of old peaks do not stay
@@ -166,8 +170,7 @@ TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
         EXPECT_EQ(failure.status, run(failure.options)) << &failure - failures.data();
         EXPECT_LE(source_.recordCount(QAR_CLS_PEAK), 0);
     }
-    EXPECT_EQ(status::spectrumUnreadable,
-              run(DataSource::created(folder_.file("empty.qar")).context(), 0));
+    EXPECT_EQ(status::spectrumUnreadable, run(DataSource::created(file("empty.qar")).context(), 0));
     EXPECT_EQ(status::spectrumUnreadable, run(DataSource().context(), 0));
     EXPECT_EQ(status::dataSourceRefused, run(0, 0));
     EXPECT_EQ(status::dataSourceRefused, run(-1, 0));
@@ -189,7 +192,7 @@ TEST_F(EngineTest, RefusesRecordsThatLackTheirValues) {
 
 TEST_F(EngineTest, WritesNothingToASourceOpenedForReading) {
     ASSERT_EQ(0U, source_.close());
-    const DataSource reader = DataSource::opened(folder_.file("measured.qar"), Reading);
+    const DataSource reader = DataSource::opened(file(), reading);
     EXPECT_EQ(status::resultsNotWritable, run(reader.context(), 0));
     EXPECT_LE(reader.recordCount(QAR_CLS_PEAK), 0);
 }

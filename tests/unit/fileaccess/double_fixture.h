@@ -8,14 +8,14 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "tests/double/recorder.h"
 #include "tests/unit/variant/trace_log.h"
 
 namespace testing_support {
 
-using Lines = std::vector<std::string>;
+using recording::forEver;
+using recording::Values;
 
 /// A fresh double and an empty trace log for each test.
 class DoubleFixture : public testing::Test {
@@ -24,58 +24,46 @@ class DoubleFixture : public testing::Test {
 
     static recording::Recorder& recorder() { return recording::Recorder::instance(); }
 
-    static void answer(const std::string& function, std::int64_t result,
-                       recording::Values outputs = {}, recording::Values when = {}) {
-        recorder().answer(function, {result, "", std::move(outputs), std::move(when), 1});
+    static void answer(const std::string& function, std::int64_t result, Values outputs = {},
+                       Values when = {}, int times = 1) {
+        recorder().answer(function, {result, "", std::move(outputs), std::move(when), times});
     }
 
-    static void answerAlways(const std::string& function, std::int64_t result,
-                             recording::Values outputs = {}, recording::Values when = {}) {
-        recorder().answer(function,
-                          {result, "", std::move(outputs), std::move(when), recording::forEver});
+    /// The data source describes the parameter, by default as a text of at most three characters.
+    static void describe(OrvContext context, std::uint32_t code, int type = 14, int size = 3) {
+        answer("OrvParameterDescriptionQuery", 0,
+               {{"type", type}, {"size", size}, {"name", "QAR_NAME"}},
+               {{"context", context}, {"codeLow", code & 0xFFFF}, {"codeHigh", code >> 16}},
+               forEver);
     }
 
-    static recording::Values parameter(OrvContext context, std::uint32_t code) {
-        return {{"context", context},
-                {"codeLow", static_cast<std::uint16_t>(code)},
-                {"codeHigh", static_cast<std::uint16_t>(code >> 16)}};
-    }
-
-    /// The data source describes the parameter.
-    static void describe(OrvContext context, std::uint32_t code, std::uint16_t type,
-                         std::uint16_t size) {
-        answerAlways("OrvParameterDescriptionQuery", 0,
-                     {{"type", type}, {"size", size}, {"name", "QAR_NAME"}},
-                     parameter(context, code));
-    }
-
-    /// The data source holds a text of at most three characters in the parameter.
+    /// The data source holds such a text in the parameter.
     static void hold(OrvContext context, std::uint32_t code, const std::string& text) {
-        describe(context, code, 14, 3);
-        answerAlways("OrvParameterRead", 0, {{"buffer", text}},
-                     {{"context", context}, {"code", code}});
+        describe(context, code);
+        answer("OrvParameterRead", 0, {{"buffer", text}}, {{"context", context}, {"code", code}},
+               forEver);
     }
 
-    /// Every call as its function and its inputs: numbers in hexadecimal (negative ones in
-    /// decimal), bytes in quotes without the zero bytes at their end.
-    static Lines calls() {
+    /// The calls of one function, or all, each as its function and its inputs: numbers in
+    /// hexadecimal (negative ones in decimal), bytes in quotes without the zero bytes at their end.
+    static Lines calls(const std::string& function = "Orv") {
         Lines lines;
         for (const recording::Call& call : recorder().calls()) {
             std::ostringstream line;
             line << call.function;
             for (const auto& [name, value] : call.arguments) {
-                line << ' ' << written(value);
+                if (const auto* const number = std::get_if<std::int64_t>(&value)) {
+                    line << ' ' << (*number < 0 ? std::dec : std::hex) << *number;
+                } else if (const auto* const bytes = std::get_if<std::string>(&value)) {
+                    line << " \"" << bytes->substr(0, bytes->find_last_not_of('\0') + 1) << '"';
+                } else {
+                    line << " null";
+                }
             }
-            lines.push_back(line.str());
+            if (call.function.starts_with(function)) {
+                lines.push_back(line.str());
+            }
         }
-        return lines;
-    }
-
-    /// The calls of one function.
-    static Lines calls(const std::string& function) {
-        Lines lines = calls();
-        std::erase_if(lines,
-                      [&](const std::string& line) { return !line.starts_with(function + ' '); });
         return lines;
     }
 
@@ -88,19 +76,6 @@ class DoubleFixture : public testing::Test {
     }
 
     TraceLog log_;
-
-  private:
-    static std::string written(const recording::Value& value) {
-        std::ostringstream text;
-        if (const auto* const number = std::get_if<std::int64_t>(&value)) {
-            text << (*number < 0 ? std::dec : std::hex) << *number;
-        } else if (const auto* const bytes = std::get_if<std::string>(&value)) {
-            text << '"' << bytes->substr(0, bytes->find_last_not_of('\0') + 1) << '"';
-        } else {
-            text << "null";
-        }
-        return text.str();
-    }
 };
 
 }  // namespace testing_support

@@ -29,9 +29,6 @@ class ProcessFixture : public testing::Test {
 
     ProcessFixture(const ProcessFixture&) = delete;
     ProcessFixture& operator=(const ProcessFixture&) = delete;
-    ProcessFixture(ProcessFixture&&) = delete;
-    ProcessFixture& operator=(ProcessFixture&&) = delete;
-
     ~ProcessFixture() override {
         std::filesystem::current_path(current_);
         std::filesystem::remove_all(folder_);

@@ -2,7 +2,7 @@
 #ifndef PYORV3_TESTS_UNIT_VARIANT_TRACE_LOG_H
 #define PYORV3_TESTS_UNIT_VARIANT_TRACE_LOG_H
 
-#include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,23 +10,7 @@
 
 namespace testing_support {
 
-struct LoggedReport {
-    std::string context;
-    int level;
-    std::string message;
-    pyORV3::Status code;
-
-    friend bool operator==(const LoggedReport&, const LoggedReport&) = default;
-    friend std::ostream& operator<<(std::ostream& stream, const LoggedReport& report) {
-        return stream << report.context << " | " << report.level << " | " << report.message << " | "
-                      << std::hex << report.code << std::dec;
-    }
-};
-
-/// A failure report of the object layer.
-inline LoggedReport failure(std::string context, std::string message, pyORV3::Status code) {
-    return {std::move(context), 3, std::move(message), code};
-}
+using Lines = std::vector<std::string>;
 
 /// One at a time; the sink before it is put back at its end.
 class TraceLog {
@@ -35,19 +19,20 @@ class TraceLog {
     ~TraceLog() { pyORV3::setTraceSink(former_); }
     TraceLog(const TraceLog&) = delete;
     TraceLog& operator=(const TraceLog&) = delete;
-    TraceLog(TraceLog&&) = delete;
-    TraceLog& operator=(TraceLog&&) = delete;
 
-    [[nodiscard]] const std::vector<LoggedReport>& reports() const { return reports_; }
+    /// Each as its level, code (hexadecimal), context and message.
+    [[nodiscard]] const Lines& reports() const { return reports_; }
 
   private:
     static void append(const pyORV3::TraceReport& report) {
-        current->reports_.push_back(
-            {std::string(report.context), report.level, std::string(report.message), report.code});
+        std::ostringstream line;
+        line << report.level << ' ' << std::hex << report.code << ' ' << report.context << ' '
+             << report.message;
+        current->reports_.push_back(line.str());
     }
 
     inline static TraceLog* current = nullptr;
-    std::vector<LoggedReport> reports_;
+    Lines reports_;
     pyORV3::TraceSink former_;
 };
 

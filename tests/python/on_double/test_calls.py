@@ -1,0 +1,155 @@
+"""The methods that hand their arguments on to the library: blocks, records, searches, control."""
+
+import struct
+
+import double
+import pyORV3
+from double import FAILED, FAILURE, signed
+
+
+class OneCall(double.TestCase):
+    # The method, its arguments, and the one library call.
+    CALLS = [
+        ("flush", (-1,), ("SOrvFlush", -1)),
+        ("delete", (5, 2, 3, 4), ("SOrvDeleteOne", 5, 2, 3, 4)),
+        ("delete", (5, 0x20000007, -4, -1), ("SOrvDeleteOne", 5, 0x2000, 0, 0)),
+        ("delete", (5, 2, 65537, 65538), ("SOrvDeleteOne", 5, 2, 1, 2)),
+        ("deleteLevel", (5, -9), ("SOrvDeleteLevel", 5, -9)),
+        ("insert", (5, 0x20000007, 3, 4), ("SOrvInsertOne", 5, 0x2000, 3, 4)),
+        ("insert", (5, 2, -4, -1), ("SOrvInsertOne", 5, 2, -4, 0)),
+        ("copyTo", (5, 6, 0x20000007), ("SOrvClassCopy", 5, 6, 0x2000)),
+        ("copyTo", (5, 6, 0), ("SOrvSaveAs", 5, 6)),
+        ("copyTo", (5, 6, -1), ("SOrvSaveAs", 5, 6)),
+        ("moveRecordsTo", (5, 6, 0x20000007, 3, 4), ("SOrvCopyRecord", 5, 0x2000, 3, 6, 4, 0)),
+        ("control", (5, -1, 2**31 - 1), ("SOrvControlDSC", 5, -1, 2**31 - 1)),
+        ("reverify", (-5,), ("SOrvReVerify", -5)),
+    ]
+    # The same of those that give a 16-bit number; the entry count alone takes the class unreduced.
+    FINDS = [
+        ("count", (5, 0x2005, 0), ("SOrvClassCount", 5, 0x2005)),
+        ("count", (5, 0x20000007, -1), ("SOrvClassCount", 5, 0x2000)),
+        ("count", (5, 0, 2), ("SOrvClassCount", 5, 0)),
+        ("count", (5, 0x20000007, 2), ("SOrvEntryCount", 5, 0x20000007, 2)),
+        ("count", (5, -1, 65537), ("SOrvEntryCount", 5, -1, 1)),
+        ("findNuclideByName", (5, "Co-60", -3), ("SOrvFindRecord", 5, 2, b"Co-60\0", -3)),
+        ("findNuclideByName", (5, "", 0), ("SOrvFindRecord", 5, 2, b"\0", 0)),
+        ("findNuclideByName", (5, "\u03b2", 0), ("SOrvFindRecord", 5, 2, b"\xce\xb2\0", 0)),
+        (
+            "findNuclideByEnergy",
+            (5, 1332.5, -0.1, -3),
+            ("SOrvFindRecord", 5, 4, struct.pack("<ff", 1332.5, -0.1), -3),
+        ),
+    ]
+
+    def test_is_made_with_the_arguments_and_its_code_comes_back(self):
+        for method, passed, call in self.CALLS:
+            for result, status in ((0, 0), (FAILURE, FAILED)):
+                with self.case(method, passed, result):
+                    double.answer(call[0], result)
+                    self.check(method, passed, status, [call])
+
+    def test_number_comes_back_where_it_succeeds(self):
+        for method, passed, call in self.FINDS:
+            for result, expected in ((0, (0, 65535)), (FAILURE, (FAILED, 0))):
+                with self.case(method, passed, result):
+                    output = "count" if method == "count" else "record"
+                    double.answer(call[0], result, **{output: 65535})
+                    self.check(method, passed, expected, [call])
+
+    # Result, word of the library, what the script sees.
+    STATES = [
+        (0, 0x0001FFFF, (0, -1)),
+        (0, 0xFFFF7FFF, (0, 32767)),
+        (FAILURE, 0x00000003, (FAILED, 0)),
+    ]
+
+    def test_state_is_a_signed_16_bit_number(self):
+        for result, word, state in self.STATES:
+            with self.case(result, hex(word)):
+                double.answer("SOrvQueryDataSource", result, word=word)
+                self.check("getStatus", (5,), state, [("SOrvQueryDataSource", 5, 1, 0)])
+
+    def test_flags_come_from_the_number_alone(self):
+        for handle, is_open in [(0, 0), (5, 1), (-(2**31), 1)]:
+            self.check("getIsOpen", (handle,), is_open, [])
+            self.check("getIsDirty", (handle,), 0, [])
+            self.check("setIsDirty", (handle,), 0, [])
+
+
+class CreateBlock(double.TestCase):
+    # Class arguments by the class code; sizes by the rounded size of a spectrum.
+    CLASSES = {
+        0x2000: [0x20000007],
+        0x2005: [0x2005, 0x2005FFFF],
+        1: [0x00010000],
+        0xFFFF: [signed(0xFFFF0003), 0xFFFF],
+    }
+    SIZES = {
+        256: [-5, 0, 256],
+        512: [257, 300],
+        1024: [1024],
+        2048: [1025],
+        4096: [4096],
+        8192: [8191],
+        16384: [16384],
+        32768: [16385, 100000],
+    }
+
+    def test_class_is_the_high_half_where_there_is_one(self):
+        for code, class_arguments in self.CLASSES.items():
+            for argument in class_arguments:
+                with self.case(hex(argument)):
+                    self.check(
+                        "createBlock", (5, argument, 256), 0, [("OrvCreateBlock", 5, code, 256, 0)]
+                    )
+
+    def test_spectrum_sizes_are_rounded(self):
+        for rounded, sizes in self.SIZES.items():
+            for size in sizes:
+                with self.case(size):
+                    pyORV3.createBlock(5, 0x2005, size)
+                    pyORV3.createBlock(5, 0x2000, size)
+                    received = [values["size"] for values in double.arguments("OrvCreateBlock")]
+                    self.assertEqual(received, [rounded, size])
+
+    # Result of the library; of its error query and the code there (None: not asked); the status.
+    FAILURES = [
+        (5, None, 0xE0000005),
+        (-3, None, 0xE0400199),
+        (-1, (0, 0x500010), 0xE0400199),
+        (-1, (0, 0x270010), 0xEBE80010),
+        (-1, (7, 0x270010), 0xE0000067),
+        (-1, (-2, 0x270010), 0xE0400199),
+    ]
+
+    def test_failure_is_resolved_by_the_error_query(self):
+        for result, query, status in self.FAILURES:
+            with self.case(result, query):
+                double.answer("OrvCreateBlock", result)
+                if query:
+                    double.answer("OrvErrorQuery", query[0], code=query[1])
+                self.assertEqual(pyORV3.createBlock(5, 2, 1), signed(status))
+                self.assertEqual(double.calls()[1:], [("OrvErrorQuery", 5)] if query else [])
+
+
+class DeleteBlock(double.TestCase):
+    # Result and output of the record count, the record that cannot be deleted, the status, and the
+    # records asked for.
+    TABLE = [
+        (0, 0, None, 0, []),
+        (0, 3, None, 0, [3, 2, 1]),
+        (0, 3, 2, 0xE0000007, [3, 2]),
+        (0, 65535, 65533, 0xE0000007, [65535, 65534, 65533]),
+        (-1, 3, None, 0xE0400199, []),
+        (9, 3, None, 0xE0000009, []),
+    ]
+
+    def test_deletes_from_the_last_record_to_the_first_failure(self):
+        for result, count, stuck, status, asked in self.TABLE:
+            with self.case(result, count, stuck):
+                double.answer("OrvRecordCount", result, count=count)
+                if stuck:
+                    double.answer("SOrvDeleteOne", 7, when={"record": stuck})
+                deletions = [("SOrvDeleteOne", 5, 0x2000, record, 0) for record in asked]
+                counted = ("OrvRecordCount", 5, 0x2000)
+                self.check("deleteBlock", (5, 0x20000007), signed(status), [counted] + deletions)
