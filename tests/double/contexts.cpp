@@ -40,7 +40,6 @@ Reply enumerateNodes(const char* function, OrvContext context, OrvNodeRecord* no
 }
 
 constexpr std::int64_t noMoreInputs = 0x00500003;
-
 }  // namespace
 
 DEFINE_FUNCTION(OrvStatus, SOrvDeleteDSC, (OrvContext context), ARG(context))

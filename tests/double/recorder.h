@@ -70,8 +70,7 @@ class Recorder {
 
     ORV_EXPORT OrvContext nextContext();
     ORV_EXPORT void releaseEngine();
-    // False when nobody came in time.
-    ORV_EXPORT bool waitForRelease(std::chrono::milliseconds patience);
+    ORV_EXPORT bool waitForRelease(std::chrono::milliseconds patience);  // false: nobody came
 
   private:
     static constexpr OrvContext firstContext = 1001;

@@ -7,6 +7,9 @@ import pyORV3
 from double import FAILED, FAILURE, signed
 
 
+ENERGIES = struct.pack("<ff", 1332.5, -0.1)
+
+
 class OneCall(double.TestCase):
     # The method, its arguments, and the one library call.
     CALLS = [
@@ -34,11 +37,7 @@ class OneCall(double.TestCase):
         ("findNuclideByName", (5, "Co-60", -3), ("SOrvFindRecord", 5, 2, b"Co-60\0", -3)),
         ("findNuclideByName", (5, "", 0), ("SOrvFindRecord", 5, 2, b"\0", 0)),
         ("findNuclideByName", (5, "\u03b2", 0), ("SOrvFindRecord", 5, 2, b"\xce\xb2\0", 0)),
-        (
-            "findNuclideByEnergy",
-            (5, 1332.5, -0.1, -3),
-            ("SOrvFindRecord", 5, 4, struct.pack("<ff", 1332.5, -0.1), -3),
-        ),
+        ("findNuclideByEnergy", (5, 1332.5, -0.1, -3), ("SOrvFindRecord", 5, 4, ENERGIES, -3)),
     ]
 
     def test_is_made_with_the_arguments_and_its_code_comes_back(self):
@@ -58,9 +57,7 @@ class OneCall(double.TestCase):
 
     # Result, word of the library, what the script sees.
     STATES = [
-        (0, 0x0001FFFF, (0, -1)),
-        (0, 0xFFFF7FFF, (0, 32767)),
-        (FAILURE, 0x00000003, (FAILED, 0)),
+        (0, 0x0001FFFF, (0, -1)), (0, 0xFFFF7FFF, (0, 32767)), (FAILURE, 0x00000003, (FAILED, 0)),
     ]
 
     def test_state_is_a_signed_16_bit_number(self):
@@ -79,29 +76,20 @@ class OneCall(double.TestCase):
 class CreateBlock(double.TestCase):
     # Class arguments by the class code; sizes by the rounded size of a spectrum.
     CLASSES = {
-        0x2000: [0x20000007],
-        0x2005: [0x2005, 0x2005FFFF],
-        1: [0x00010000],
+        0x2000: [0x20000007], 0x2005: [0x2005, 0x2005FFFF], 1: [0x00010000],
         0xFFFF: [signed(0xFFFF0003), 0xFFFF],
     }
     SIZES = {
-        256: [-5, 0, 256],
-        512: [257, 300],
-        1024: [1024],
-        2048: [1025],
-        4096: [4096],
-        8192: [8191],
-        16384: [16384],
-        32768: [16385, 100000],
+        256: [-5, 0, 256], 512: [257, 300], 1024: [1024], 2048: [1025], 4096: [4096], 8192: [8191],
+        16384: [16384], 32768: [16385, 100000],
     }
 
     def test_class_is_the_high_half_where_there_is_one(self):
         for code, class_arguments in self.CLASSES.items():
             for argument in class_arguments:
                 with self.case(hex(argument)):
-                    self.check(
-                        "createBlock", (5, argument, 256), 0, [("OrvCreateBlock", 5, code, 256, 0)]
-                    )
+                    call = ("OrvCreateBlock", 5, code, 256, 0)
+                    self.check("createBlock", (5, argument, 256), 0, [call])
 
     def test_spectrum_sizes_are_rounded(self):
         for rounded, sizes in self.SIZES.items():
@@ -114,12 +102,9 @@ class CreateBlock(double.TestCase):
 
     # Result of the library; of its error query and the code there (None: not asked); the status.
     FAILURES = [
-        (5, None, 0xE0000005),
-        (-3, None, 0xE0400199),
-        (-1, (0, 0x500010), 0xE0400199),
-        (-1, (0, 0x270010), 0xEBE80010),
-        (-1, (7, 0x270010), 0xE0000067),
-        (-1, (-2, 0x270010), 0xE0400199),
+        (5, None, 0xE0000005), (-3, None, 0xE0400199),
+        (-1, (0, 0x500010), 0xE0400199), (-1, (0, 0x270010), 0xEBE80010),
+        (-1, (7, 0x270010), 0xE0000067), (-1, (-2, 0x270010), 0xE0400199),
     ]
 
     def test_failure_is_resolved_by_the_error_query(self):

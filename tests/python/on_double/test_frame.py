@@ -21,7 +21,8 @@ VALUES = dict.fromkeys(
     "open count getParameterMetaData findNuclideByEnergy findNuclideByName getParameter "
     "getStatus".split(),
     0,
-) | {"getSpectrum": (0,)}
+)
+VALUES["getSpectrum"] = (0,)
 PARSING_METHODS = {name: units for name, units in METHODS.items() if units}
 
 GOOD = {"l": 70000, "i": 70000, "f": 1234.5, "s": "a text", "O": (1234567, 2345678)}

@@ -11,6 +11,7 @@ NODES_AGAIN = ("SOrvEnumNodes", 1001, b"", b"", 1, 0x46)
 NO_TEMPORARY = ("SOrvDeleteDSC", 1001)
 BOUND = ("SOrvCreateDSC2", b"", b"", 0, 0)
 HANDLE = [TEMPORARY, NODES, NO_TEMPORARY, BOUND]
+TWICE = [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY]
 RELEASED = [("SOrvCloseDataSource", 1002), ("SOrvDeleteDSC", 1002)]
 
 
@@ -18,22 +19,18 @@ class HandleCreation(double.TestCase):
     # What the library answers, the status, and the calls that are made.
     FAILURES = [
         ([("SOrvCreateDSC", 7, {"context": 55})], 0xE0000007, [TEMPORARY]),
-        ([("SOrvEnumNodes", 6, {})], 0xE0000006, [TEMPORARY, NODES, NO_TEMPORARY]),
+        ([("SOrvEnumNodes", 6, {})], 0xE0000006, HANDLE[:3]),
         (
             [("SOrvEnumNodes", 0x500002, {"count": 9}), ("SOrvEnumNodes", 0x500002, {})],
             0xE0400199,
-            [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY],
+            TWICE,
         ),
         (
             [("SOrvEnumNodes", 0x500002, {}), ("SOrvEnumNodes", 0, {"refusal": b"down"})],
             0xECE99E49,
-            [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY],
+            TWICE,
         ),
-        (
-            [("SOrvEnumNodes", 0, {"refusal": b"x" * 538})],
-            0xECE99E49,
-            [TEMPORARY, NODES, NO_TEMPORARY],
-        ),
+        ([("SOrvEnumNodes", 0, {"refusal": b"x" * 538})], 0xECE99E49, HANDLE[:3]),
         ([("SOrvCreateDSC2", 0x500004, {})], 0xECE99E48, HANDLE),
     ]
 
@@ -50,9 +47,8 @@ class HandleCreation(double.TestCase):
         # A text after the terminator refuses nothing.
         double.answer("SOrvEnumNodes", identity=identity, refusal=b"\0rest")
         self.assertEqual(pyORV3.open("a.qar", 1, 1, ""), (0, 1002))
-        made = [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY]
         bound = ("SOrvCreateDSC2", identity, b"\0rest", 0, 0)
-        self.assertEqual(double.calls()[:5], made + [bound])
+        self.assertEqual(double.calls()[:5], TWICE + [bound])
 
     def test_failure_with_a_handle_written_is_success(self):
         double.answer("SOrvCreateDSC2", 0x500004, context=-7)
@@ -88,12 +84,9 @@ class Open(double.TestCase):
 
     # Result of the library's open, its state word (None: not asked for), status, released or not.
     RESULTS = [
-        (0x300022, None, 0xECE99EA2, True),
-        (0x500001, 0x1FF, 0, False),
-        (0x500001, 0x200, 0xECE99EA3, True),
-        (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
-        (0x500001, b"\0\0\0\0\0\2", 0, False),
-        (0x500002, None, 0xE0400199, True),
+        (0x300022, None, 0xECE99EA2, True), (0x500001, 0x1FF, 0, False),
+        (0x500001, 0x200, 0xECE99EA3, True), (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
+        (0x500001, b"\0\0\0\0\0\2", 0, False), (0x500002, None, 0xE0400199, True),
         (0x270010, None, 0xEBE80010, True),
     ]
 

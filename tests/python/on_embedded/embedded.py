@@ -12,21 +12,12 @@ import pyORV3
 READ, WRITE, CREATE = 0x1, 0x2, 0x400
 NUCLIDES, SPECTRUM, PEAKS = 0x2004, 0x2005, 0x2006
 
-BAD_ARGUMENTS = 0xECE99D7D
-UNKNOWN_EXCEPTION = 0xECE99F6D
-NO_DATA_SOURCE = 0xECE99EA2
-DAMAGED = 0xECE99EA3
-READ_ONLY = 0xEBE88104
-IN_USE = 0xEBE88105
-FILE_NOT_FOUND = 0xEBE88106
-FILE_EXISTS = 0xEBE88107
-UNKNOWN_CLASS = 0xEBE8810B
-NO_SUCH_RECORD = 0xEBE8810C
-NO_SUCH_ENTRY = 0xEBE8810D
-SIZE_REFUSED = 0xEBE8810E
-NOT_SET = 0xEBE88110
-UNKNOWN_ITEM = 0xEBE88112
-NOT_FOUND = 0xEBE88115
+BAD_ARGUMENTS, UNKNOWN_EXCEPTION, NO_DATA_SOURCE = 0xECE99D7D, 0xECE99F6D, 0xECE99EA2
+DAMAGED, NO_BLOCK, READ_ONLY, IN_USE = 0xECE99EA3, 0xEBE88102, 0xEBE88104, 0xEBE88105
+FILE_NOT_FOUND, FILE_EXISTS, NAME_REFUSED = 0xEBE88106, 0xEBE88107, 0xEBE88108
+UNKNOWN_CLASS, NO_SUCH_RECORD, NO_SUCH_ENTRY = 0xEBE8810B, 0xEBE8810C, 0xEBE8810D
+SIZE_REFUSED, NOT_SET, UNKNOWN_ITEM, NOT_FOUND = 0xEBE8810E, 0xEBE88110, 0xEBE88112, 0xEBE88115
+KEY_REFUSED = 0xEBE88116
 
 EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples"
 
@@ -44,8 +35,8 @@ def child(script, *arguments, **environment):
     """A Python process that runs the script, which finds this folder's modules."""
     path = os.pathsep.join([os.path.dirname(__file__), os.path.dirname(pyORV3.__file__)])
     command = [sys.executable, "-c", script, *map(str, arguments)]
-    variables = os.environ | {"PYTHONPATH": path} | environment
-    return subprocess.Popen(command, env=variables, stdout=subprocess.PIPE, text=True)
+    variables = {**os.environ, "PYTHONPATH": path, **environment}
+    return subprocess.Popen(command, env=variables, stdout=subprocess.PIPE, universal_newlines=True)
 
 
 def output_of(process):

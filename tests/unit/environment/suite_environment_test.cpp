@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/unit/platform/process_fixture.h"
@@ -27,29 +28,26 @@ class SuiteEnvironment : public ProcessFixture {
 };
 
 TEST_F(SuiteEnvironment, VariablesComeFromTheRegistryUnlessTheyHaveAValue) {
-    struct Case {
-        std::optional<std::string> present;
-        std::string line;
-        std::optional<std::string> expected;
-    };
     const std::string bufferSized(256, 'x');
     const std::string longText(100000, 'y');
-    const std::vector<Case> cases = {
-        {std::nullopt, R"("PYORV3_A"="C:\\Suite")", "C:\\Suite"},
-        {"", R"("PYORV3_A"="registry")", "registry"},
-        {"mine", R"("PYORV3_A"="registry")", "mine"},
-        {bufferSized, R"("PYORV3_A"="registry")", bufferSized},
-        {longText, R"("PYORV3_A"="registry")", longText},
-        {std::nullopt, R"("PYORV3_A"="")", ""},
-        {std::nullopt, R"("PYORV3_A"=")" + bufferSized + "\"", bufferSized},
-        {std::nullopt, R"("PYORV3_A"=")" + longText + "\"", longText},
-        {std::nullopt, R"("PYORV3_A"=")" + std::string(2000000, 'z') + "\"", std::nullopt},
-        {std::nullopt, R"("PYORV3_A"="a=b")", "a=b"},
-        {std::nullopt, R"("PYORV3_A=b"="c")", std::nullopt},
-        {std::nullopt, "\"PYORV3_A\"=dword:00004241", "AB"},
-        {std::nullopt, "\"PYORV3_A\"=hex(2):25,41,00,42,00", "%A"},
-        {std::nullopt, "@=\"default\"", std::nullopt},
-    };
+    const std::vector<
+        std::tuple<std::optional<std::string>, std::string, std::optional<std::string>>>
+        cases = {
+            {std::nullopt, R"("PYORV3_A"="C:\\Suite")", "C:\\Suite"},
+            {"", R"("PYORV3_A"="registry")", "registry"},
+            {"mine", R"("PYORV3_A"="registry")", "mine"},
+            {bufferSized, R"("PYORV3_A"="registry")", bufferSized},
+            {longText, R"("PYORV3_A"="registry")", longText},
+            {std::nullopt, R"("PYORV3_A"="")", ""},
+            {std::nullopt, R"("PYORV3_A"=")" + bufferSized + "\"", bufferSized},
+            {std::nullopt, R"("PYORV3_A"=")" + longText + "\"", longText},
+            {std::nullopt, R"("PYORV3_A"=")" + std::string(2000000, 'z') + "\"", std::nullopt},
+            {std::nullopt, R"("PYORV3_A"="a=b")", "a=b"},
+            {std::nullopt, R"("PYORV3_A=b"="c")", std::nullopt},
+            {std::nullopt, "\"PYORV3_A\"=dword:00004241", "AB"},
+            {std::nullopt, "\"PYORV3_A\"=hex(2):25,41,00,42,00", "%A"},
+            {std::nullopt, "@=\"default\"", std::nullopt},
+        };
     for (const auto& [present, line, expected] : cases) {
         unsetenv("OSVENV");
         unsetenv("PYORV3_A");
@@ -65,13 +63,15 @@ TEST_F(SuiteEnvironment, VariablesComeFromTheRegistryUnlessTheyHaveAValue) {
 }
 
 TEST_F(SuiteEnvironment, ManyVariablesAndLongNamesAreAllRead) {
-    std::vector<std::string> names = {"PYORV3_" + std::string(16000, 'N')};
-    std::string values;
+    std::vector<std::string> names = {"PYORV3_" + std::string(16000, 'N'),
+                                      "PYORV3_" + std::string(249, 'F')};
     for (int i = 0; i < 300; ++i) {
-        values += "\"" + names.back() + "\"=\"of " + names.back() + "\"\n";
         names.push_back("PYORV3_N" + std::to_string(i));
     }
-    names.pop_back();
+    std::string values;
+    for (const auto& name : names) {
+        values.append("\"").append(name).append("\"=\"of ").append(name).append("\"\n");
+    }
     useRegistry(values);
     pyORV3::loadSuiteEnvironment();
     for (const auto& name : names) {

@@ -74,7 +74,7 @@ TEST_F(AnalysisSequence, copiesClassesAndGeometryWhereNoParameterIsPresent) {
                description(source, 0x20020083), "OrvCreateBlock 2 4005 0 -1",
                "OrvReadUFBlock 1 4005 0 200 0 1", description(source, 0x2010002D),
                description(source, 0x20000002), description(source, 0x20100005)}));
-    EXPECT_TRUE(log_.reports().empty());
+    EXPECT_EQ(log_.reports(), Lines{});
 }
 
 TEST_F(AnalysisSequence, movesEveryParameterInItsTurn) {
@@ -83,41 +83,34 @@ TEST_F(AnalysisSequence, movesEveryParameterInItsTurn) {
     for (const std::uint32_t setting : settings) {
         hold(destination, setting, "own");
     }
-    for (const auto& [code, text] :
-         std::vector<std::pair<std::uint32_t, std::string>>{{0x20020028, "a"},
-                                                            {0x20020083, "b"},
-                                                            {0x2010002D, "Yes"},
-                                                            {0x20100104, "/x"},
-                                                            {0x20000002, "e"}}) {
-        hold(source, code, text);
-        describe(destination, code, 14, 3);
+    struct Held {
+        OrvContext context;
+        std::uint32_t code;
+        const char* text;
+    };
+    for (const auto& [context, code, text] :
+         {Held{source, 0x20020028, "a"}, Held{source, 0x20020083, "b"},
+          Held{source, 0x2010002D, "Yes"}, Held{source, 0x20100104, "/x"},
+          Held{source, 0x20000002, "e"}, Held{referenced, 0x200000B6, "c"},
+          Held{referenced, 0x2010004C, "d"}}) {
+        hold(context, code, text);
+        describe(destination, code);
     }
-    for (const auto& [code, text] :
-         std::vector<std::pair<std::uint32_t, std::string>>{{0x200000B6, "c"}, {0x2010004C, "d"}}) {
-        hold(referenced, code, text);
-        describe(destination, code, 14, 3);
-    }
-    describe(destination, 0x20100005, 14, 3);
+    describe(destination, 0x20100005);
     // What the library refuses of a single parameter or of the referenced class does no harm.
     answer("OrvClassCopy", 5, {}, {{"classCode", 0x2002}});
     answer("OrvParameterWrite", 5, {}, {{"code", 0x20020083}});
     EXPECT_EQ(copy(), 0U);
 
-    Lines expected{"OrvClassCopy 1 2 2010",
-                   "OrvClassCopy 1 2 2003",
-                   R"(OrvParameterWrite 2 20020028 1 0 "a")",
-                   R"(OrvParameterWrite 2 20020083 1 0 "b")",
-                   "OrvDataSourceOpening",
-                   R"(OrvParameterWrite 2 200000b6 1 0 "c")",
-                   R"(OrvParameterWrite 2 2010004c 1 0 "d")",
-                   "OrvClassCopy 3ec 2 2002",
-                   "OrvDataSourceClosing 3ec",
-                   R"(OrvParameterWrite 2 20100075 1 0 "own")",
-                   R"(OrvParameterWrite 2 20100076 1 0 "own")",
-                   R"(OrvParameterWrite 2 20030015 1 0 "own")",
-                   R"(OrvParameterWrite 2 20030053 1 0 "own")",
-                   R"(OrvParameterWrite 2 20000002 1 0 "e")",
-                   R"(OrvParameterWrite 2 20100005 1 0 "e")"};
+    const auto written = [](const char* code, const char* text) {
+        return std::string("OrvParameterWrite 2 ") + code + " 1 0 \"" + text + '"';
+    };
+    const Lines expected{
+        "OrvClassCopy 1 2 2010",    "OrvClassCopy 1 2 2003",    written("20020028", "a"),
+        written("20020083", "b"),   "OrvDataSourceOpening",     written("200000b6", "c"),
+        written("2010004c", "d"),   "OrvClassCopy 3ec 2 2002",  "OrvDataSourceClosing 3ec",
+        written("20100075", "own"), written("20100076", "own"), written("20030015", "own"),
+        written("20030053", "own"), written("20000002", "e"),   written("20100005", "e")};
     Lines seen;
     for (const std::string& line : calls()) {
         const std::string function = line.substr(0, line.find(' '));
@@ -132,25 +125,26 @@ TEST_F(AnalysisSequence, movesEveryParameterInItsTurn) {
     EXPECT_EQ(seen, expected);
 }
 
-struct ClassCase {
-    const char* name;
-    std::uint16_t classNumber;
-    std::vector<std::int64_t> codes;  // of the copies of the class, in turn; 0 succeeds
-    pyORV3::Status status;
-    const char* message;  // null: the copy goes on
-};
-
 TEST_F(AnalysisSequence, createsAMissingBlockOnceAndCopiesAgain) {
-    const char* const controlFailure = "File: (unknown). Failed to copy QAR_CLS_ANALCNTL";
-    const char* const processingFailure = "File: (unknown). Failed to copy QAR_CLS_PROC";
-    const std::vector<ClassCase> cases{
-        {"created", 0x2010, {missingBlock, 0}, 0, nullptr},
-        {"still missing", 0x2003, {missingBlock, missingBlock}, 0, nullptr},
-        {"failed at once", 0x2010, {0x12345}, 0x12345, controlFailure},
-        {"failed again", 0x2003, {missingBlock, 0x8003}, 0xEBE88003, processingFailure},
-    };
-    for (const auto& [name, classNumber, codes, status, message] : cases) {
-        SCOPED_TRACE(name);
+    const std::string geometry = "OrvCreateBlock 2 4005 0 -1";
+    const std::vector<
+        std::tuple<std::uint16_t, std::vector<std::int64_t>, pyORV3::Status, Lines, Lines>>
+        cases{
+            {0x2010, {missingBlock, 0}, 0, {"OrvCreateBlock 2 2010 0 0", geometry}, {}},
+            {0x2003, {missingBlock, missingBlock}, 0, {"OrvCreateBlock 2 2003 0 0", geometry}, {}},
+            {0x2010,
+             {0x12345},
+             0x12345,
+             {},
+             {"3 12345" + operation + "Failed to copy QAR_CLS_ANALCNTL"}},
+            {0x2003,
+             {missingBlock, 0x8003},
+             0xEBE88003,
+             {"OrvCreateBlock 2 2003 0 0"},
+             {"3 ebe88003" + operation + "Failed to copy QAR_CLS_PROC"}},
+        };
+    // codes: of the copies of the class, in turn; 0 succeeds
+    for (const auto& [classNumber, codes, status, created, reports] : cases) {
         recorder().reset();
         hold(destination, settings[0], "own");
         for (const std::int64_t code : codes) {
@@ -159,34 +153,25 @@ TEST_F(AnalysisSequence, createsAMissingBlockOnceAndCopiesAgain) {
                 answer("OrvErrorQuery", 0, {{"code", code}}, {{"context", destination}});
             }
         }
-        const std::size_t reports = log_.reports().size();
+        const testing_support::TraceLog log;
         EXPECT_EQ(copy(), status);
-        EXPECT_TRUE(recorder().unusedAnswers().empty());
-        const Lines created = calls("OrvCreateBlock");
-        EXPECT_EQ(created.size(), (codes.size() - 1) + (message == nullptr ? 1 : 0));
-        if (codes.size() == 2) {
-            EXPECT_EQ(created.front(), classNumber == 0x2010 ? "OrvCreateBlock 2 2010 0 0"
-                                                             : "OrvCreateBlock 2 2003 0 0");
-        }
+        EXPECT_EQ(recorder().unusedAnswers(), Lines{});
+        EXPECT_EQ(calls("OrvCreateBlock"), created);
         // Only a copy that goes on restores the settings.
-        EXPECT_EQ(calls("OrvParameterWrite").size(), message == nullptr ? 1U : 0U);
-        ASSERT_EQ(log_.reports().size(), reports + (message == nullptr ? 0 : 1));
-        if (message != nullptr) {
-            EXPECT_EQ(log_.reports().back(), failure(operation, message, status));
-        }
+        EXPECT_EQ(calls("OrvParameterWrite").size(), status == 0 ? 1U : 0U);
+        EXPECT_EQ(log.reports(), reports);
     }
 }
 
 TEST_F(AnalysisSequence, endsWhereTheMandatoryParameterCannotBeWritten) {
     hold(destination, settings[0], "own");
     hold(source, 0x20020028, "a");
-    describe(destination, 0x20020028, 14, 3);
+    describe(destination, 0x20020028);
     answer("OrvParameterWrite", 5);
     EXPECT_EQ(copy(), 0x65U);
     EXPECT_EQ(calls("OrvParameterWrite"), Lines{R"(OrvParameterWrite 2 20020028 1 0 "a")"});
-    EXPECT_TRUE(calls("OrvCreateBlock").empty());
-    ASSERT_EQ(log_.reports().size(), 1U);
-    EXPECT_EQ(log_.reports()[0].context, "FileAccess::setParameter");
+    EXPECT_EQ(calls("OrvCreateBlock"), Lines{});
+    EXPECT_EQ(log_.reports().size(), 1U);
 }
 
 TEST_F(AnalysisSequence, transfersTheWholeChunksOfTheGeometryBlock) {
@@ -203,56 +188,49 @@ TEST_F(AnalysisSequence, transfersTheWholeChunksOfTheGeometryBlock) {
         EXPECT_EQ(calls("OrvReadUFBlock").size(), chunks.size() + 1);
         EXPECT_TRUE(recorder().unusedAnswers().empty());
     }
-    EXPECT_TRUE(log_.reports().empty());
+    EXPECT_EQ(log_.reports(), Lines{});
 }
 
-TEST_F(AnalysisSequence, tracesAFailedGeometryChunkAndGoesOn) {
-    for (const std::string function : {"OrvReadUFBlock", "OrvWriteUFBlock"}) {
-        SCOPED_TRACE(function);
+TEST_F(AnalysisSequence, tracesAFailedGeometryChunkButTheFirstAndGoesOn) {
+    for (const auto& [function, when, written] :
+         {std::tuple{"OrvReadUFBlock", Values{{"offset", 1024}}, 2U},
+          {"OrvWriteUFBlock", Values{}, 1U}}) {
         recorder().reset();
-        answer(function, -7, {},
-               function == "OrvReadUFBlock" ? recording::Values{{"offset", 1024}}
-                                            : recording::Values{});
+        answer(function, -7, {}, when);
         holdGeometry(5000);
         EXPECT_EQ(copy(), 0U);
-        EXPECT_EQ(chunksWritten().size(), function == "OrvReadUFBlock" ? 2U : 1U);
-        EXPECT_EQ(
-            log_.reports().back(),
-            failure(operation, "File: (unknown). Failed to copy QAR_CLS_VORLAGEOM", 0xFFFFFFF9));
+        EXPECT_EQ(chunksWritten().size(), written);
         EXPECT_EQ(calls().back(), description(source, 0x20100005));
     }
-}
+    const std::string report = "3 fffffff9" + operation + "Failed to copy QAR_CLS_VORLAGEOM";
+    EXPECT_EQ(log_.reports(), (Lines{report, report}));
 
-TEST_F(AnalysisSequence, takesAnUnreadableGeometryBlockForAnEmptyOne) {
+    recorder().reset();
     answer("OrvCreateBlock", -1);
     answer("OrvReadUFBlock", -1);
     EXPECT_EQ(copy(), 0U);
-    EXPECT_TRUE(chunksWritten().empty());
-    EXPECT_TRUE(log_.reports().empty());
+    EXPECT_EQ(chunksWritten(), Lines{});
+    EXPECT_EQ(log_.reports().size(), 2U);
 }
 
 TEST_F(AnalysisSequence, leavesTheReferencedFileAloneUnlessItIsSwitchedOnNamedAndOpens) {
     struct Case {
-        const char* switchText;  // null: missing
-        const char* fileName;
-        std::int16_t opening;
+        std::uint32_t missing;
+        const char* switchText;
         std::size_t opened;
     };
-    for (const auto& [switchText, fileName, opening, opened] :
-         {Case{nullptr, "/x", 0, 0}, Case{"No", "/x", 0, 0}, Case{"Yes", nullptr, 0, 0},
-          Case{"Yes", "/x", 6, 1}}) {
+    for (const auto& [missing, switchText, opened] :
+         {Case{0x2010002D, "Yes", 0}, Case{0, "No", 0}, Case{0x20100104, "Yes", 0},
+          Case{0, "Yes", 1}}) {
         recorder().reset();
-        if (switchText != nullptr) {
-            hold(source, 0x2010002D, switchText);
-        }
-        if (fileName != nullptr) {
-            hold(source, 0x20100104, fileName);
-        }
-        answerAlways("OrvDataSourceOpening", opening);
+        hold(source, 0x2010002D, switchText);
+        hold(source, 0x20100104, "/x");
+        answer("OrvParameterRead", 1, {}, {{"code", missing}}, recording::forEver);
+        answer("OrvDataSourceOpening", 6);
         EXPECT_EQ(copy(), 0U);
         EXPECT_EQ(calls("OrvDataSourceOpening").size(), opened);
         EXPECT_EQ(calls("OrvClassCopy").size(), 2U);
-        EXPECT_TRUE(calls("OrvDataSourceClosing").empty());
+        EXPECT_EQ(calls("OrvDataSourceClosing"), Lines{});
     }
 }
 
@@ -264,14 +242,10 @@ TEST_F(AnalysisSequence, fillsTheSecondSequenceParameterFromTheOnlyOnePresent) {
              {false, true, {R"(OrvParameterWrite 2 20100005 1 0 "two")"}},
              {true, true, {first}}}) {
         recorder().reset();
-        describe(destination, 0x20000002, 14, 3);
-        describe(destination, 0x20100005, 14, 3);
-        if (hasFirst) {
-            hold(source, 0x20000002, "one");
-        }
-        if (hasSecond) {
-            hold(source, 0x20100005, "two");
-        }
+        describe(destination, 0x20000002);
+        describe(destination, 0x20100005);
+        hold(source, hasFirst ? 0x20000002 : 0, "one");
+        hold(source, hasSecond ? 0x20100005 : 0, "two");
         EXPECT_EQ(copy(), 0U);
         EXPECT_EQ(calls("OrvParameterWrite"), written);
     }
@@ -291,7 +265,7 @@ TEST_F(AnalysisSequence, releasesBothLocksWhenSomethingIsThrown) {
     const auto from = std::make_shared<FileAccess>(source);
     const auto to = std::make_shared<FileAccess>(destination);
     hold(source, 0x20020028, "a");
-    describe(destination, 0x20020028, 14, 3);
+    describe(destination, 0x20020028);
     recorder().answer("OrvParameterWrite", {-5, "int", {}, {}, 1});
     EXPECT_THROW(from->copySequenceTo(*to), int);
     EXPECT_TRUE(canBeLockedElsewhere(from));

@@ -1,4 +1,5 @@
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/platform.h"
@@ -31,12 +32,7 @@ TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
     std::filesystem::create_directory(folder() / "current");
     std::filesystem::copy(first + "/platform_probe.so", folder() / "current");
     std::filesystem::current_path(folder() / "current");
-    struct Case {
-        std::string searchPath;
-        std::string name;
-        int answer;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::tuple<std::string, std::string, int>> cases = {
         {first, "platform_probe.dll", 1},
         {first, "platform_probe.DLL", 1},
         {first + ":" + second, "platform_probe.dll", 1},
@@ -54,10 +50,9 @@ TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
         {first, ".dll", 0},
         {first, std::string(100000, 'a') + ".dll", 0},
     };
-    for (const auto& test : cases) {
-        setenv("LD_LIBRARY_PATH", test.searchPath.c_str(), 1);
-        EXPECT_EQ(answerOf(test.name), test.answer)
-            << test.searchPath << " " << test.name.substr(0, 200);
+    for (const auto& [searchPath, name, answer] : cases) {
+        setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
+        EXPECT_EQ(answerOf(name), answer) << searchPath << " " << name.substr(0, 200);
     }
 }
 

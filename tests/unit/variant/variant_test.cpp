@@ -5,16 +5,25 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "parameters/little_endian.h"
 #include "tests/unit/variant/trace_log.h"
+#include "variant/parameter_serialisation.h"
 
 namespace {
 
 using com::tarsel::utility::Variant;
+using Tarsel::Datasources::QAR::deserializeValue;
+using Tarsel::Datasources::QAR::serializeValue;
+using Tarsel::Utility::ByteStream;
 using Tarsel::Utility::Timestamp;
+using testing_support::Lines;
+using testing_support::TraceLog;
 using DataType = Variant::DataType;
+using Bytes = std::string;
+using namespace std::string_literals;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
@@ -38,34 +47,28 @@ Variant::ValueBytes bytesOf(Number number) {
 }
 
 TEST(Variant, convertsEveryAssignedTypeToEveryTarget) {
-    struct Case {
-        Variant variant;
-        DataType dataType;
-        std::int16_t int16;
-        std::int32_t int32;
-        std::int64_t int64;
-        double number;
-        bool boolean;
-        const char* text;
-    };
     constexpr std::int32_t lowest32 = std::numeric_limits<std::int32_t>::min();
-    const std::vector<Case> cases{
-        {variantOf(std::uint16_t{65535}), DataType::Uint16, -1, 65535, 65535, 65535, true, "65535"},
-        {variantOf(0xFFFFFFFFU), DataType::Uint32, -1, -1, 4294967295, 4294967295, true, "-1"},
-        {variantOf(std::int64_t{5}), DataType::Int64, 5, 5, 5, 5, true, "5"},
-        {variantOf(std::int64_t{123456789}), DataType::Int64, -13035, 123456789, 123456789,
-         123456789, true, "1.23457e+08"},
-        {variantOf(-2.7F), DataType::Float, -2, -2, -2, -2.7F, true, "-2.7"},
-        {variantOf(0.0F), DataType::Float, 0, 0, 0, 0, false, "0"},
-        {variantOf(3.14159274F), DataType::Float, 3, 3, 3, 3.14159274F, true, "3.14159"},
-        {variantOf(0.1), DataType::Double, 0, 0, 0, 0.1, true, "0.1"},
-        {variantOf(2147483648.0), DataType::Double, 32767, 2147483647, 2147483648, 2147483648, true,
-         "2.14748e+09"},
-        {variantOf(1e300), DataType::Double, 32767, 2147483647, largest, 1e300, true, "1e+300"},
-        {variantOf(-9.3e18), DataType::Double, -32768, lowest32, lowest, -9.3e18, true, "-9.3e+18"},
-        {variantOf(true), DataType::Boolean, 1, 1, 1, 1, true, "1"},
-        {variantOf(false), DataType::Boolean, 0, 0, 0, 0, false, "0"},
-    };
+    const std::vector<std::tuple<Variant, DataType, std::int16_t, std::int32_t, std::int64_t,
+                                 double, bool, const char*>>
+        cases{
+            {variantOf(std::uint16_t{65535}), DataType::Uint16, -1, 65535, 65535, 65535, true,
+             "65535"},
+            {variantOf(0xFFFFFFFFU), DataType::Uint32, -1, -1, 4294967295, 4294967295, true, "-1"},
+            {variantOf(std::int64_t{5}), DataType::Int64, 5, 5, 5, 5, true, "5"},
+            {variantOf(std::int64_t{123456789}), DataType::Int64, -13035, 123456789, 123456789,
+             123456789, true, "1.23457e+08"},
+            {variantOf(-2.7F), DataType::Float, -2, -2, -2, -2.7F, true, "-2.7"},
+            {variantOf(0.0F), DataType::Float, 0, 0, 0, 0, false, "0"},
+            {variantOf(3.14159274F), DataType::Float, 3, 3, 3, 3.14159274F, true, "3.14159"},
+            {variantOf(0.1), DataType::Double, 0, 0, 0, 0.1, true, "0.1"},
+            {variantOf(2147483648.0), DataType::Double, 32767, 2147483647, 2147483648, 2147483648,
+             true, "2.14748e+09"},
+            {variantOf(1e300), DataType::Double, 32767, 2147483647, largest, 1e300, true, "1e+300"},
+            {variantOf(-9.3e18), DataType::Double, -32768, lowest32, lowest, -9.3e18, true,
+             "-9.3e+18"},
+            {variantOf(true), DataType::Boolean, 1, 1, 1, 1, true, "1"},
+            {variantOf(false), DataType::Boolean, 0, 0, 0, 0, false, "0"},
+        };
     for (const auto& [variant, dataType, int16, int32, int64, number, boolean, text] : cases) {
         SCOPED_TRACE(text);
         EXPECT_EQ(variant.getDataType(), dataType);
@@ -87,75 +90,53 @@ TEST(Variant, givesZeroForNotANumberAndCountsItAsTrue) {
 }
 
 TEST(Variant, readsTheNumericPrefixOfText) {
-    struct Case {
-        const char* text;
-        std::int64_t integer;
-        double number;
-        bool boolean;
+    const std::string zeros(400, '0');
+    const std::vector<std::tuple<std::int64_t, double, bool, std::vector<std::string>>> cases{
+        {0, 0, false, {"", "+-8", "- 8", "0", "0x10", "inf", "-nan", "No", "false", " true"}},
+        {0, 0, false, {"0.01e-999", "0." + zeros + "1"}},
+        {0, 0, true, {"Yes", "true"}},
+        {0, 0.5, false, {".5"}},
+        {0, -2.5, false, {"-.25e1x"}},
+        {1, 1, true, {"1\xB2"}},
+        {1, infinity, true, {"1e999"}},
+        {-1, -infinity, true, {"-1e+999"}},
+        {2, 2, true, {"2e"}},
+        {3, 3.9, true, {"3.9"}},
+        {-7, -7, true, {" \t\n-7"}},
+        {8, 8, true, {"+8"}},
+        {42, 42, true, {"42abc"}},
+        {largest, 1e20, true, {"99999999999999999999"}},
+        {largest, 1, true, {"1" + zeros + "e-400"}},
+        {largest, infinity, true, {"1" + zeros + zeros + "e-1"}},
+        {lowest, -1e20, true, {"-99999999999999999999"}},
     };
-    const std::vector<Case> cases{
-        {"", 0, 0.0, false},
-        {"42abc", 42, 42.0, true},
-        {"3.9", 3, 3.9, true},
-        {" \t\n-7", -7, -7.0, true},
-        {"+8", 8, 8.0, true},
-        {"+-8", 0, 0.0, false},
-        {"- 8", 0, 0.0, false},
-        {"0", 0, 0.0, false},
-        {".5", 0, 0.5, false},
-        {"-.25e1x", 0, -2.5, false},
-        {"2e", 2, 2.0, true},
-        {"0x10", 0, 0.0, false},
-        {"inf", 0, 0.0, false},
-        {"-nan", 0, 0.0, false},
-        {"Yes", 0, 0.0, true},
-        {"true", 0, 0.0, true},
-        {"No", 0, 0.0, false},
-        {"false", 0, 0.0, false},
-        {" true", 0, 0.0, false},
-        {"1\xB2", 1, 1.0, true},
-        {"99999999999999999999", largest, 1e20, true},
-        {"-99999999999999999999", lowest, -1e20, true},
-        {"1e999", 1, infinity, true},
-        {"-1e+999", -1, -infinity, true},
-        {"0.01e-999", 0, 0.0, false},
-    };
-    for (const auto& [text, integer, number, boolean] : cases) {
-        SCOPED_TRACE(text);
-        const Variant variant = variantOf(text);
-        EXPECT_EQ(variant.toInt64(), integer);
-        EXPECT_EQ(variant.toInt16(), static_cast<std::int16_t>(integer));
-        EXPECT_EQ(variant.toDouble(), number);
-        EXPECT_EQ(variant.toFloat(), static_cast<float>(number));
-        EXPECT_EQ(variant.toBoolean(), boolean);
-        EXPECT_EQ(variant.toString(), text);
+    for (const auto& [integer, number, boolean, texts] : cases) {
+        for (const std::string& text : texts) {
+            SCOPED_TRACE(text);
+            const Variant variant = variantOf(text.c_str());
+            EXPECT_EQ(variant.toInt64(), integer);
+            EXPECT_EQ(variant.toInt16(), static_cast<std::int16_t>(integer));
+            EXPECT_EQ(variant.toDouble(), number);
+            EXPECT_EQ(variant.toFloat(), static_cast<float>(number));
+            EXPECT_EQ(variant.toBoolean(), boolean);
+            EXPECT_EQ(variant.toString(), text);
+        }
     }
 }
 
-TEST(Variant, tellsNumbersAboveTheRangeFromNumbersBelowIt) {
-    const std::string zeros(400, '0');
-    EXPECT_EQ(variantOf(("0." + zeros + "1").c_str()).toDouble(), 0.0);
-    EXPECT_EQ(variantOf(("1" + zeros + zeros + "e-1").c_str()).toDouble(), infinity);
-    EXPECT_EQ(variantOf(("1" + zeros + "e-400").c_str()).toDouble(), 1.0);
-}
-
 TEST(Variant, acceptsTheTypesThatNoAssignmentProduces) {
-    struct Case {
-        DataType dataType;
-        Variant::ValueBytes value;
-        std::int64_t integer;
-        double number;
-        std::u16string text;
-    };
-    const std::vector<Case> cases{
-        {DataType::UnsignedByte, bytesOf(std::uint16_t{0x01FF}), 255, 255.0, u"255"},
-        {DataType::Byte, bytesOf(std::uint16_t{0x01FF}), -1, -1.0, u"-1"},
-        {DataType::Int16, bytesOf(std::int16_t{-300}), -300, -300.0, u"-300"},
-        {DataType::Int32, bytesOf(-70000), -70000, -70000.0, u"-70000"},
-        {DataType::Uint64, bytesOf(~std::uint64_t{0}), -1, 18446744073709551615.0, u"1.84467e+19"},
-        {DataType::Boolean, bytesOf(std::uint8_t{7}), 1, 1.0, u"1"},
-        {DataType::Null, bytesOf(std::int64_t{-1}), 0, 0.0, u"null"},
-    };
+    const std::vector<
+        std::tuple<DataType, Variant::ValueBytes, std::int64_t, double, std::u16string>>
+        cases{
+            {DataType::UnsignedByte, bytesOf(std::uint16_t{0x01FF}), 255, 255.0, u"255"},
+            {DataType::Byte, bytesOf(std::uint16_t{0x01FF}), -1, -1.0, u"-1"},
+            {DataType::Int16, bytesOf(std::int16_t{-300}), -300, -300.0, u"-300"},
+            {DataType::Int32, bytesOf(-70000), -70000, -70000.0, u"-70000"},
+            {DataType::Uint64, bytesOf(~std::uint64_t{0}), -1, 18446744073709551615.0,
+             u"1.84467e+19"},
+            {DataType::Boolean, bytesOf(std::uint8_t{7}), 1, 1.0, u"1"},
+            {DataType::Null, bytesOf(std::int64_t{-1}), 0, 0.0, u"null"},
+        };
     for (const auto& [type, value, integer, number, text] : cases) {
         SCOPED_TRACE(static_cast<std::uint32_t>(type));
         EXPECT_EQ(Variant::convert<std::int64_t>(type, value, {}), integer);
@@ -177,11 +158,10 @@ TEST(Variant, saysOnStandardOutputThatATypeHoldsNoNumberAndTracesThatItHasNoText
     EXPECT_EQ(empty.convertToString(), u"unknown");
     EXPECT_EQ(empty.toDateTime(), Timestamp());
 
-    const testing_support::TraceLog log;
+    const TraceLog log;
     EXPECT_EQ(Variant::convertToString(beyondTheTable, bytesOf(1.0), {}, u"text"), u"");
-    EXPECT_EQ(log.reports(),
-              std::vector{testing_support::failure("Variant::convertToString",
-                                                   "Cannot convert unknown type", 0x80004005)});
+    EXPECT_EQ(log.reports(), Lines{"3 80004005 Variant::convertToString Cannot "
+                                   "convert unknown type"});
 }
 
 TEST(Variant, widensBytesWithTheirSignAndBringsThemBack) {
@@ -206,6 +186,11 @@ TEST(Variant, holdsADateAsTimestampAndAsLibraryDouble) {
     const Variant copy(variant);
     EXPECT_EQ(copy.toDateTime(), timestamp);
     EXPECT_EQ(copy.toDouble(), 2.5);
+    // A copy carries whole seconds of the nanoseconds.
+    variant = Timestamp(10, 1'500'000'000);
+    Variant assigned;
+    assigned = variant;
+    EXPECT_EQ(assigned.toDateTime(), Timestamp(11, 500'000'000));
 }
 
 TEST(Variant, forgetsTheFormerValueWhenOneIsAssigned) {
@@ -221,12 +206,90 @@ TEST(Variant, forgetsTheFormerValueWhenOneIsAssigned) {
     EXPECT_EQ(variant.toString(), "long enough to be stored outside the string object");
 }
 
-TEST(Variant, carriesWholeSecondsOfTheNanosecondsWhenCopied) {
-    const Variant variant = variantOf(Timestamp(10, 1'500'000'000));
-    EXPECT_EQ(variant.toDateTime(), Timestamp(10, 1'500'000'000));
-    Variant copy;
-    copy = variant;
-    EXPECT_EQ(copy.toDateTime(), Timestamp(11, 500'000'000));
+template <typename Number>
+Bytes layoutOf(Number number) {
+    return {reinterpret_cast<const char*>(&number), sizeof number};
+}
+
+Bytes serialized(std::uint32_t type, std::uint32_t bufferSize, const Variant& value) {
+    ByteStream out(3);  // former content that must go
+    EXPECT_EQ(serializeValue(type, bufferSize, value, out), 0U);
+    return {out.data(), out.data() + out.size()};
+}
+
+Variant deserialized(std::uint32_t type, const Bytes& bytes) {
+    ByteStream in;
+    in.allocate(static_cast<std::uint32_t>(bytes.size()));
+    std::copy(bytes.begin(), bytes.end(), in.data());
+    Variant out = variantOf("former");
+    EXPECT_EQ(deserializeValue(type, in, out), 0U);
+    return out;
+}
+
+TEST(ParameterSerialisation, readsEveryLayoutAndWritesItBack) {
+    const Bytes number = layoutOf(std::int64_t{-5000000000});
+    const Bytes date = layoutOf(5212846932.5);
+    const std::vector<std::tuple<std::vector<std::uint32_t>, Bytes, DataType, std::string, Bytes>>
+        cases{
+            {{2, 6}, "\x05", DataType::Boolean, "1", "\x01"},
+            {{2, 6}, "\0\x07"s, DataType::Boolean, "0", "\0\0"s},
+            {{3, 7}, "\xFE\xFF", DataType::Uint16, "65534", "\xFE\xFF"},
+            {{8}, "\xFF\xFF\xFF\xFF", DataType::Uint32, "-1", "\xFF\xFF\xFF\xFF"},
+            {{9}, number, DataType::Int64, "-5e+09", number},
+            {{10}, layoutOf(2.5F), DataType::Float, "2.5", layoutOf(2.5F)},
+            {{14, 24}, "\xE9t\xE9\0x"s, DataType::String, "\xE9t\xE9", "\xE9t\xE9\0\0"s},
+            {{14}, "ABC", DataType::String, "ABC", "AB\0"s},  // its terminator remains
+            {{27, 192}, layoutOf(-0.125), DataType::Double, "-0.125", layoutOf(-0.125)},
+            {{35}, date, DataType::DateTime, "2024-01-24T21:02:12.500Z", date},
+            {{35},
+             layoutOf(0.0),
+             DataType::DateTime,
+             "1970-01-01T00:00:00.000Z",
+             layoutOf(3506716800.0)},
+            {{0, 1, 4, 193}, "abcd", DataType::Unknown, "unknown", Bytes(4, '\0')},
+        };
+    for (const auto& [types, read, dataType, text, written] : cases) {
+        for (const std::uint32_t type : types) {
+            SCOPED_TRACE(type);
+            const Variant value = deserialized(type, read);
+            EXPECT_EQ(value.getDataType(), dataType);
+            EXPECT_EQ(value.toString(), text);
+            EXPECT_EQ(serialized(type, static_cast<std::uint32_t>(read.size()), value), written);
+        }
+    }
+}
+
+TEST(ParameterSerialisation, refusesBuffersShorterThanTheLayout) {
+    const std::vector<std::pair<std::uint32_t, std::uint32_t>> cases{
+        {2, 0}, {6, 0}, {3, 1}, {7, 1}, {8, 3}, {9, 7}, {10, 3}, {27, 7}, {35, 7}, {192, 7}};
+    for (const auto& [type, size] : cases) {
+        SCOPED_TRACE(type);
+        const TraceLog log;
+        const ByteStream in(size);
+        Variant value = variantOf(true);
+        EXPECT_EQ(deserializeValue(type, in, value), 0x80070057U);
+        EXPECT_EQ(value.getDataType(), DataType::Unknown);
+        ByteStream out(3);
+        EXPECT_EQ(serializeValue(type, size, variantOf(true), out), 0x80070057U);
+        EXPECT_EQ(out.size(), 0U);
+        EXPECT_EQ(log.reports(),
+                  (Lines{"3 80070057 ParameterMetadata::deserialize Invalid stream size",
+                         "3 80070057 ParameterMetadata::serialize Invalid stream size"}));
+    }
+}
+
+TEST(ParameterSerialisation, writesWhatTheVariantHoldsInTheLayoutThatIsAskedFor) {
+    Variant formerDate = variantOf(Timestamp(1, 0));
+    formerDate = std::uint16_t{7};
+    EXPECT_EQ(serialized(24, 1, variantOf("ABC")), "\0"s);
+    EXPECT_EQ(serialized(24, 5, variantOf(2.5)), "2.5\0\0"s);
+    EXPECT_EQ(serialized(35, 8, variantOf(2.5)), layoutOf(2.5));
+    EXPECT_EQ(serialized(35, 8, variantOf("2024")), layoutOf(3506716800.0));
+    EXPECT_EQ(serialized(35, 8, formerDate), layoutOf(3506716801.0));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(serialized(8, 4, Variant()), Bytes(4, '\0'));
+    EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(deserialized(24, "").getDataType(), DataType::String);
 }
 
 }  // namespace
