@@ -15,21 +15,21 @@ ffi.cdef(
 
 class Library:
     def __init__(self, path):
-        self.library = ffi.dlopen(path)
+        self.orv = ffi.dlopen(path)
 
     def get_long(self, handle, code):
         value = ffi.new("int32_t*")
-        status = self.library.SOrvGetParam(handle, code, 1, 1, value, 4)
+        status = self.orv.SOrvGetParam(handle, code, 1, 1, value, 4)
         return status, value[0]
 
     def set_long(self, handle, code, number):
-        return self.library.SOrvPutParam(handle, code, 1, 1, ffi.new("int32_t*", number), 4)
+        return self.orv.SOrvPutParam(handle, code, 1, 1, ffi.new("int32_t*", number), 4)
 
     def get_text(self, handle, code):
         value = ffi.new("char[]", TEXT_SIZE)
-        status = self.library.SOrvGetParam(handle, code, 1, 1, value, TEXT_SIZE)
+        status = self.orv.SOrvGetParam(handle, code, 1, 1, value, TEXT_SIZE)
         return status, ffi.string(value).decode("cp1252")
 
     def set_text(self, handle, code, text):
         value = text.encode("cp1252")
-        return self.library.SOrvPutParam(handle, code, 1, 1, value, len(value) + 1)
+        return self.orv.SOrvPutParam(handle, code, 1, 1, value, len(value) + 1)

@@ -58,7 +58,7 @@ def calls():
     return [(function, *values.values()) for function, values in orv_double.calls()]
 
 
-def library_calls():
+def calls_of_library():
     """Every call but those of the parameter dictionary."""
     return [call for call in calls() if not call[0].startswith("pqar_")]
 

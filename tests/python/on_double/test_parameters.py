@@ -91,7 +91,7 @@ class Values(double.TestCase):
             for value in values:
                 with self.case(hex(code), value):
                     self.assertEqual(pyORV3.setParameter(5, code, value, 1, 1), BAD_ARGUMENTS)
-                    self.assertEqual(double.library_calls(), [])
+                    self.assertEqual(double.calls_of_library(), [])
 
     def test_text_without_its_terminator_ends_with_the_buffer(self):
         double.answer("SOrvGetParam", buffer=b"x" * 14)
@@ -108,7 +108,7 @@ class Calls(double.TestCase):
                 self.assertEqual(pyORV3.setParameter(5, BYTE, 1, number, number), 0)
                 read = ("SOrvGetParam", 5, LONG, cut, cut, 5)
                 written = ("SOrvPutParam", 5, BYTE, number, number, b"\1")
-                self.assertEqual(double.library_calls(), [read, written])
+                self.assertEqual(double.calls_of_library(), [read, written])
 
     def test_code_is_unsigned_for_dictionary_and_library(self):
         double.answer("pqar_util_getpinfo", 1, type=8, size=4)
@@ -138,12 +138,12 @@ class Dictionary(double.TestCase):
             with self.case(description):
                 describe_other(**description)
                 self.assertEqual(pyORV3.getParameter(5, OTHER, 1, 1)[0], status)
-                self.assertEqual(double.library_calls(), [("SOrvGetParam", 5, OTHER, 1, 1, size)])
+                self.assertEqual(double.calls_of_library(), [("SOrvGetParam", 5, OTHER, 1, 1, size)])
         for unknown in (0, 5, 0x10008):
             with self.case(unknown):
                 describe_other(type=unknown, size=4)
                 self.assertEqual(pyORV3.setParameter(5, OTHER, 1, 1, 1), BAD_ARGUMENTS)
-                self.assertEqual(double.library_calls(), [])
+                self.assertEqual(double.calls_of_library(), [])
 
     def test_refused_code_is_an_unknown_exception(self):
         # The code, and whether the dictionary is asked at all.

@@ -43,7 +43,7 @@ TEST_F(BlocksTest, TheChannelCountLimitsTheSpectrum) {
         return SOrvPutSpectrum(source_.context(), first, count, contents.data());
     };
     EXPECT_EQ(0U, put(1, 0));
-    EXPECT_EQ(0, source_.recordCount(QAR_CLS_SPECTRUM)) << "no channels were nothing to do";
+    EXPECT_EQ(0, source_.recordCount(QAR_CLS_SPECTRUM));
     ASSERT_EQ(0U, source_.put(QAR_L_CHANNELS, std::int32_t{4}));
     EXPECT_EQ(codes::sizeRefused, source_.putSpectrum({1, 2, 3, 4, 5}));
     EXPECT_THAT(source_.getSpectrum(), ElementsAre(0, 0, 0, 0));

@@ -22,7 +22,7 @@ namespace testing_support {
 
 // A test in a folder of its own, which goes with it.
 class DataSourceTest : public testing::Test {
-  protected:
+  public:
     DataSourceTest() {
         std::string name = (std::filesystem::temp_directory_path() / "embedded-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) {
@@ -34,6 +34,7 @@ class DataSourceTest : public testing::Test {
     DataSourceTest(const DataSourceTest&) = delete;
     DataSourceTest& operator=(const DataSourceTest&) = delete;
 
+  protected:
     [[nodiscard]] std::string file(const std::string& name = "measurement.qar") const {
         return (folder_ / name).string();
     }
@@ -112,7 +113,6 @@ class DataSource {
             << std::hex << code;
         return value;
     }
-
     [[nodiscard]] OrvStatus putSpectrum(const std::vector<std::int32_t>& channels) const {
         return SOrvPutSpectrum(context_, 1, static_cast<std::uint16_t>(channels.size()),
                                channels.data());

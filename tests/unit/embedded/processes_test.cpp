@@ -24,7 +24,6 @@ class ProcessesTest : public DataSourceTest {
         }
         return process;
     }
-    // How the process ended, or that it stopped.
     static int statusOf(pid_t process) {
         int status = -1;
         EXPECT_EQ(process, waitpid(process, &status, WUNTRACED));

@@ -15,6 +15,7 @@ class ThreadsTest : public DataSourceTest {};
 
 void inThreads(const std::function<void(int)>& work) {
     std::vector<std::jthread> threads;
+    threads.reserve(threadCount);
     for (int number = 0; number < threadCount; ++number) {
         threads.emplace_back(work, number);
     }
