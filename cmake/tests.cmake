@@ -13,7 +13,10 @@ function(add_unit_test name)
     cmake_parse_arguments(PARSE_ARGV 1 test "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
     add_executable(${name} ${test_SOURCES})
     target_link_libraries(${name} PRIVATE project_options ${test_LIBRARIES} GTest::gmock GTest::gtest_main)
-    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PYORV3_TEST_DIR}")
+    # The product's libraries are in a folder of their own; a library path goes before it.
+    set_target_properties(${name} PROPERTIES
+        RUNTIME_OUTPUT_DIRECTORY "${PYORV3_TEST_DIR}"
+        INSTALL_RPATH "${PYORV3_PRODUCT_DIR}")
     add_test(NAME ${name} COMMAND ${name})
     if(WIN32)
         run_under_wine(${name})

@@ -42,7 +42,7 @@ install_packages() {
 }
 
 build_packages=(g++ cmake ninja-build python3 python3-dev libsqlite3-dev)
-test_packages=(libgtest-dev libgmock-dev sqlite3)
+test_packages=(libgtest-dev libgmock-dev)
 
 # build PRESET: configures and builds into build/PRESET.
 build() {
