@@ -114,24 +114,27 @@ PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
     }
 }
 
+template <FixedText name>
+constexpr PyMethodDef row(PyCFunction function) {
+    return {name.text.data(), function, METH_VARARGS, nullptr};
+}
+
 }  // namespace detail
 
 // The method table's row of a method that meets no thrown value.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef method() {
-    return {name.text.data(),
-            detail::callMethod<format, function, Guard::none, valueOnFailure, argumentText>,
-            METH_VARARGS, nullptr};
+    return detail::row<name>(
+        detail::callMethod<format, function, Guard::none, valueOnFailure, argumentText>);
 }
 
 // The method table's row of a method that runs in the guarded region.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef guardedMethod() {
-    return {name.text.data(),
-            detail::callMethod<format, function, Guard::exceptions, valueOnFailure, argumentText>,
-            METH_VARARGS, nullptr};
+    return detail::row<name>(
+        detail::callMethod<format, function, Guard::exceptions, valueOnFailure, argumentText>);
 }
 
 }  // namespace pyORV3
