@@ -6,7 +6,7 @@
 
 #include "environment/suite_environment.h"
 #include "fileaccess/library_wrappers.h"
-#include "module/trace.h"
+#include "module/ground/trace.h"
 #include "platform/platform.h"
 
 namespace Tarsel::Datasources::QAR {

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "module/orv.h"
-#include "module/status.h"
+#include "module/ground/status.h"
+#include "module/interface/orv.h"
 #include "variant/variant.h"
 
 namespace Tarsel::Datasources::QAR {

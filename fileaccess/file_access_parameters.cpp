@@ -2,8 +2,8 @@
 #include "fileaccess/file_access.h"
 #include "fileaccess/library_wrappers.h"
 #include "fileaccess/parameter_metadata.h"
+#include "module/ground/caught_failure.h"
 #include "parameters/byte_stream.h"
-#include "variant/caught_failure.h"
 
 namespace Tarsel::Datasources::QAR {
 

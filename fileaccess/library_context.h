@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "module/orv.h"
+#include "module/interface/orv.h"
 
 namespace Tarsel::Datasources::QAR {
 

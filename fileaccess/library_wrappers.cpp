@@ -1,7 +1,7 @@
 #include "fileaccess/library_wrappers.h"
 
 #include "fileaccess/library_context.h"
-#include "module/library_error.h"
+#include "module/ground/library_error.h"
 
 namespace Tarsel::Datasources::QAR {
 

@@ -1,15 +1,15 @@
 // The library calls of the file access object with their results as statuses.
 //
 // But for createContext every function returns 0, the code that the error query gives for a result
-// of -1, or any other result sign-extended with 0x60 ORed in (module/library_error.h). None of the
-// statuses is normalised.
+// of -1, or any other result sign-extended with 0x60 ORed in (module/ground/library_error.h). None
+// of the statuses is normalised.
 #ifndef PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 #define PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 
 #include <cstdint>
 
-#include "module/orv.h"
-#include "module/status.h"
+#include "module/ground/status.h"
+#include "module/interface/orv.h"
 
 namespace Tarsel::Datasources::QAR {
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "module/orv.h"
-#include "module/status.h"
+#include "module/ground/status.h"
+#include "module/interface/orv.h"
 #include "parameters/byte_stream.h"
 #include "variant/variant.h"
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "module/outcome.h"
+#include "module/frame/outcome.h"
 
 namespace pyORV3 {
 

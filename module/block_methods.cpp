@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "module/call_frame.h"
-#include "module/library_error.h"
+#include "module/frame/call_frame.h"
+#include "module/ground/library_error.h"
 #include "module/spectrum_size.h"
 #include "parameters/byte_stream.h"
 #include "parameters/data_type.h"

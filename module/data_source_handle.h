@@ -2,8 +2,8 @@
 #ifndef PYORV3_MODULE_DATA_SOURCE_HANDLE_H
 #define PYORV3_MODULE_DATA_SOURCE_HANDLE_H
 
-#include "module/orv.h"
-#include "module/status.h"
+#include "module/ground/status.h"
+#include "module/interface/orv.h"
 
 namespace pyORV3 {
 

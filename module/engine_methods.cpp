@@ -3,10 +3,10 @@
 #include <array>
 #include <string>
 
-#include "module/call_frame.h"
 #include "module/data_source_handle.h"
-#include "module/guarded_region.h"
-#include "parameters/text_conversion.h"
+#include "module/frame/call_frame.h"
+#include "module/frame/guarded_region.h"
+#include "module/frame/text_conversion.h"
 #include "platform/dynamic_library.h"
 
 namespace pyORV3 {

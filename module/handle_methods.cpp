@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "module/call_frame.h"
 #include "module/data_source_handle.h"
+#include "module/frame/call_frame.h"
 
 namespace pyORV3 {
 

@@ -1,8 +1,8 @@
 // The Python module: its definition and the table of its methods.
 #include "fileaccess/sequence_method.h"
 #include "module/block_methods.h"
-#include "module/call_frame.h"
 #include "module/engine_methods.h"
+#include "module/frame/call_frame.h"
 #include "module/handle_methods.h"
 #include "module/spectrum_methods.h"
 #include "parameters/metadata_method.h"

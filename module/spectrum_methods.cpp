@@ -4,8 +4,8 @@
 #include <new>
 #include <string>
 
-#include "module/argument_format.h"
-#include "module/orv.h"
+#include "module/frame/argument_format.h"
+#include "module/interface/orv.h"
 #include "module/spectrum_size.h"
 #include "parameters/byte_stream.h"
 

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-#include "module/status.h"
+#include "module/ground/status.h"
 
 namespace Tarsel::Datasources::QAR {
 

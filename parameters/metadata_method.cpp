@@ -4,10 +4,10 @@
 
 #include "environment/process_variable.h"
 #include "environment/suite_environment.h"
+#include "module/frame/text_conversion.h"
 #include "parameters/data_type.h"
 #include "parameters/dictionary.h"
 #include "parameters/parameter.h"
-#include "parameters/text_conversion.h"
 
 namespace pyORV3 {
 

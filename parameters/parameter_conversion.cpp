@@ -2,11 +2,11 @@
 #include <cstring>
 #include <string>
 
-#include "module/argument_format.h"
+#include "module/frame/argument_format.h"
+#include "module/frame/text_conversion.h"
 #include "parameters/data_type.h"
 #include "parameters/little_endian.h"
 #include "parameters/parameter.h"
-#include "parameters/text_conversion.h"
 #include "parameters/timestamp.h"
 
 namespace Tarsel::Datasources::QAR {

@@ -1,6 +1,6 @@
 #include "parameters/parameter_methods.h"
 
-#include "module/orv.h"
+#include "module/interface/orv.h"
 #include "parameters/parameter.h"
 
 namespace pyORV3 {

@@ -8,8 +8,8 @@
 
 #include <cstdint>
 
-#include "module/outcome.h"
-#include "module/python_reference.h"
+#include "module/frame/outcome.h"
+#include "module/frame/python_reference.h"
 
 namespace pyORV3 {
 

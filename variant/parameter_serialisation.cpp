@@ -4,11 +4,11 @@
 #include <string>
 #include <string_view>
 
-#include "module/trace.h"
+#include "module/ground/caught_failure.h"
+#include "module/ground/trace.h"
 #include "parameters/data_type.h"
 #include "parameters/little_endian.h"
 #include "parameters/timestamp.h"
-#include "variant/caught_failure.h"
 
 namespace Tarsel::Datasources::QAR {
 

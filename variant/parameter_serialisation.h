@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "module/status.h"
+#include "module/ground/status.h"
 #include "parameters/byte_stream.h"
 #include "variant/variant.h"
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <utility>
 
-#include "module/status.h"
-#include "module/trace.h"
+#include "module/ground/status.h"
+#include "module/ground/trace.h"
 #include "parameters/little_endian.h"
 #include "variant/text_number.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "module/orv.h"
+#include "module/interface/orv.h"
 
 namespace embedded::engines {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "module/orv.h"
+#include "module/interface/orv.h"
 
 namespace embedded::engines {
 

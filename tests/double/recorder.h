@@ -18,7 +18,7 @@
 #include <variant>
 #include <vector>
 
-#include "module/orv.h"
+#include "module/interface/orv.h"
 
 namespace recording {
 

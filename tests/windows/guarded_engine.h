@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "module/guarded_region.h"
-#include "module/orv.h"
+#include "module/frame/guarded_region.h"
+#include "module/interface/orv.h"
 #include "platform/dynamic_library.h"
 
 // What the run ends with: the engine's result, or the status of what it threw.

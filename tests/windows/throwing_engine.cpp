@@ -2,7 +2,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "module/orv.h"
+#include "module/interface/orv.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "embedded/pqar/dictionary_status.h"
 #include "embedded/pqar/parameter_codes.h"
 #include "embedded/pqar/parameter_table.h"
-#include "module/orv.h"
+#include "module/interface/orv.h"
 
 namespace testing_support {
 namespace {

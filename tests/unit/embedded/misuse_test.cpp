@@ -3,7 +3,7 @@
 #include <functional>
 #include <limits>
 
-#include "tests/unit/embedded/data_source.h"
+#include "tests/support/data_source.h"
 
 namespace testing_support {
 namespace {

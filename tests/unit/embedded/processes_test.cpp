@@ -4,7 +4,7 @@
 #include <csignal>
 #include <functional>
 
-#include "tests/unit/embedded/data_source.h"
+#include "tests/support/data_source.h"
 
 namespace testing_support {
 namespace {

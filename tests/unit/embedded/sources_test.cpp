@@ -1,7 +1,7 @@
 // Contexts, nodes and states.
 #include <tuple>
 
-#include "tests/unit/embedded/data_source.h"
+#include "tests/support/data_source.h"
 
 namespace testing_support {
 namespace {

@@ -2,7 +2,7 @@
 #include <functional>
 #include <thread>
 
-#include "tests/unit/embedded/data_source.h"
+#include "tests/support/data_source.h"
 
 namespace testing_support {
 namespace {

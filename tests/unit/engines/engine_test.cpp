@@ -7,7 +7,7 @@
 #include <functional>
 #include <memory>
 
-#include "tests/unit/embedded/data_source.h"
+#include "tests/support/data_source.h"
 #include "tests/unit/engines/simulated_spectrum.h"
 
 namespace testing_support {

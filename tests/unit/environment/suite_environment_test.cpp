@@ -5,7 +5,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/unit/platform/process_fixture.h"
+#include "tests/support/process_fixture.h"
 
 namespace {
 

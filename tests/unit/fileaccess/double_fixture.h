@@ -10,7 +10,7 @@
 #include <string>
 
 #include "tests/double/recorder.h"
-#include "tests/unit/variant/trace_log.h"
+#include "tests/support/trace_log.h"
 
 namespace testing_support {
 

@@ -12,7 +12,7 @@
 #include "fileaccess/library_wrappers.h"
 #include "fileaccess/parameter_metadata.h"
 #include "fileaccess/sequence_method.h"
-#include "tests/unit/platform/process_fixture.h"
+#include "tests/support/process_fixture.h"
 
 namespace {
 

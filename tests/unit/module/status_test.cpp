@@ -1,4 +1,4 @@
-#include "module/status.h"
+#include "module/ground/status.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "tests/unit/platform/process_fixture.h"
+#include "tests/support/process_fixture.h"
 
 namespace {
 

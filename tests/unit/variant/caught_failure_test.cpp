@@ -1,4 +1,4 @@
-#include "variant/caught_failure.h"
+#include "module/ground/caught_failure.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/unit/variant/trace_log.h"
+#include "tests/support/trace_log.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "parameters/little_endian.h"
-#include "tests/unit/variant/trace_log.h"
+#include "tests/support/trace_log.h"
 #include "variant/parameter_serialisation.h"
 
 namespace {

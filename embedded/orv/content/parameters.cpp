@@ -1,0 +1,135 @@
+#include "embedded/orv/content/parameters.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "embedded/orv/content/failure.h"
+#include "embedded/pqar/parameter_codes.h"
+
+namespace embedded {
+namespace {
+
+const Spectrum* findSpectrum(const Content& content) {
+    return content.find<Spectrum>(QAR_CLS_SPECTRUM);
+}
+
+// The channel count as it was written; a negative or too large one is brought into range.
+std::optional<std::size_t> writtenChannelCount(const Content& content) {
+    const auto* measurement = content.find<RecordBlock>(QAR_CLS_MEASUREMENT);
+    const ValueBytes* bytes = measurement == nullptr
+                                  ? nullptr
+                                  : measurement->value(requireParameter(QAR_L_CHANNELS), 1, 0);
+    if (bytes == nullptr) {
+        return std::nullopt;
+    }
+    std::int32_t count = 0;
+    std::memcpy(&count, bytes->data(), sizeof count);
+    return std::clamp<std::int64_t>(count, 0, Spectrum::capacity);
+}
+
+ValueBytes bytesOfValue(const Content& content, const ParameterDescription& parameter,
+                        std::size_t record, std::size_t entry) {
+    static const RecordBlock nothing;
+    const auto* block = content.find<RecordBlock>(parameter.classCode());
+    const ValueBytes* bytes = (block == nullptr ? nothing : *block).value(parameter, record, entry);
+    if (bytes != nullptr) {
+        return *bytes;
+    }
+    if (parameter.code == QAR_L_CHANNELS && record == 1 && findSpectrum(content) != nullptr) {
+        const auto count = static_cast<std::int32_t>(channelCount(content));
+        ValueBytes counted(sizeof count, '\0');
+        std::memcpy(counted.data(), &count, sizeof count);
+        return counted;
+    }
+    throw Failure(codes::notSet);
+}
+
+ValueBytes textOf(const ParameterDescription& parameter, std::span<const char> value) {
+    const std::string_view area(value.data(),
+                                std::min<std::size_t>(value.size(), parameter.size()));
+    const std::size_t length = area.find('\0');
+    if (value.size() > parameter.size() || length == std::string_view::npos) {
+        throw Failure(codes::sizeRefused);
+    }
+    return ValueBytes(area.substr(0, length));
+}
+
+ValueBytes numberOf(const ParameterDescription& parameter, std::span<const char> value) {
+    if (value.size() != parameter.size()) {
+        throw Failure(codes::sizeRefused);
+    }
+    return {value.begin(), value.end()};
+}
+
+}  // namespace
+
+const ParameterDescription& requireParameter(std::uint32_t code) {
+    const ParameterDescription* parameter = findParameter(code);
+    if (parameter == nullptr) {
+        throw Failure(codes::unknownParameter);
+    }
+    return *parameter;
+}
+
+const ParameterDescription& requireParameter(std::string_view shortName) {
+    const ParameterDescription* parameter = findParameterByShortName(shortName);
+    if (parameter == nullptr) {
+        throw Failure(codes::unknownParameter);
+    }
+    return *parameter;
+}
+
+void readParameter(const Content& content, const ParameterDescription& parameter,
+                   std::size_t record, std::size_t entry, std::span<char> buffer) {
+    const ValueBytes bytes = bytesOfValue(content, parameter, record, entry);
+    if (buffer.size() < bytes.size() + (parameter.isText() ? 1 : 0)) {
+        throw Failure(codes::sizeRefused);
+    }
+    // Filled only as far as a value can reach: a caller's size may be larger than its buffer.
+    const auto area = buffer.first(std::min<std::size_t>(buffer.size(), parameter.size()));
+    const auto stop = std::ranges::copy(bytes, area.begin()).out;
+    std::fill(stop, area.end(), '\0');
+}
+
+void writeParameter(Content& content, const ParameterDescription& parameter, std::size_t record,
+                    std::size_t entry, std::span<const char> value) {
+    ValueBytes bytes = parameter.isText() ? textOf(parameter, value) : numberOf(parameter, value);
+    content.change<RecordBlock>(parameter.classCode(), [&](RecordBlock& block) {
+        block.setValue(parameter, record, entry, std::move(bytes));
+    });
+}
+
+std::size_t channelCount(const Content& content) {
+    const Spectrum* spectrum = findSpectrum(content);
+    return writtenChannelCount(content).value_or(spectrum == nullptr ? 0
+                                                                     : spectrum->channelCount());
+}
+
+void writeSpectrum(Content& content, std::size_t firstChannel,
+                   std::span<const std::int32_t> channels) {
+    if (channels.empty()) {
+        return;
+    }
+    const std::size_t limit = writtenChannelCount(content).value_or(Spectrum::capacity);
+    content.change<Spectrum>(
+        QAR_CLS_SPECTRUM, [&](Spectrum& spectrum) { spectrum.put(firstChannel, channels, limit); });
+}
+
+void readSpectrum(const Content& content, std::size_t firstChannel,
+                  std::span<std::int32_t> channels) {
+    if (channels.empty()) {
+        return;
+    }
+    static const Spectrum nothing;
+    const Spectrum* spectrum = findSpectrum(content);
+    const auto written = writtenChannelCount(content);
+    if (spectrum == nullptr && !written) {
+        throw Failure(codes::noBlock);
+    }
+    (spectrum == nullptr ? nothing : *spectrum).get(firstChannel, channels, channelCount(content));
+}
+
+}  // namespace embedded

@@ -1,0 +1,48 @@
+// The bytes of a class whose inner form is its user's own.
+#ifndef PYORV3_EMBEDDED_ORV_CONTENT_UNFORMATTED_BLOCK_H
+#define PYORV3_EMBEDDED_ORV_CONTENT_UNFORMATTED_BLOCK_H
+
+#include <cstddef>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace embedded {
+
+// Written by appending, read at an offset. Operations that fail throw Failure(sizeRefused) and
+// leave the block as it was.
+//
+// A block can be refilled, also from itself: what is appended then takes the place of the old bytes
+// from the first on, and those behind it stay readable until the refilling ends.
+class UnformattedBlock {
+  public:
+    static constexpr std::size_t capacity = std::size_t{64} << 20U;     // bytes
+    static constexpr std::size_t longestChunk = std::size_t{1} << 20U;  // bytes of one call
+
+    UnformattedBlock() = default;
+    explicit UnformattedBlock(std::vector<char> bytes)
+        : bytes_(std::move(bytes)), position_(bytes_.size()) {}
+
+    [[nodiscard]] const std::vector<char>& bytes() const { return bytes_; }
+
+    // chunk: 1 to longestChunk bytes.
+    void append(std::span<const char> chunk);
+
+    // Fills the chunk (1 to longestChunk bytes) with the bytes from the offset on and with zeros
+    // after the block's end. Returns the bytes read; 0 when the offset is the block's end.
+    // Refused for an offset beyond the end.
+    std::size_t read(std::size_t offset, std::span<char> chunk) const;
+
+    void beginRefilling();
+    // The old bytes behind what was appended go; without anything appended the block stays as it
+    // was.
+    void endRefilling();
+
+  private:
+    std::vector<char> bytes_;
+    std::size_t position_ = 0;  // where the next chunk goes
+};
+
+}  // namespace embedded
+
+#endif

@@ -1,0 +1,97 @@
+#include "embedded/orv/interface/context.h"
+
+#include <new>
+
+#include "embedded/orv/files/inputs.h"
+#include "embedded/orv/files/open_files.h"
+
+namespace embedded {
+
+std::uint32_t codeOfCurrentException() noexcept {
+    try {
+        throw;
+    } catch (const Failure& failure) {
+        return failure.code();
+    } catch (const std::bad_alloc&) {
+        return codes::outOfMemory;
+    } catch (...) {
+        return codes::internalFailure;
+    }
+}
+
+void Context::open(const std::string& path, bool writing) {
+    if (file_ != nullptr) {
+        throw Failure(codes::alreadyOpen);
+    }
+    openingState_ = 0;
+    try {
+        file_ = openFiles().open(path, writing);
+    } catch (const Failure& failure) {
+        if (failure.code() != codes::damaged) {
+            throw;
+        }
+        openingState_ = unusableBit;
+        throw Failure(codes::openedWithRemark);
+    }
+    writing_ = writing;
+    if (file_->isWrittenElsewhere()) {
+        openingState_ = writtenElsewhereBit;
+    }
+}
+
+void Context::create(const std::string& path) {
+    if (file_ != nullptr) {
+        throw Failure(codes::alreadyOpen);
+    }
+    openingState_ = 0;
+    file_ = openFiles().create(path);
+    writing_ = true;
+}
+
+void Context::close() {
+    static_cast<void>(source());  // refuses when there is none
+    openFiles().close(file_, writing_);
+    file_.reset();
+}
+
+void Context::abandon() {
+    if (const auto file = std::exchange(file_, nullptr)) {
+        openFiles().abandon(file, writing_);
+    }
+}
+
+std::uint32_t Context::sourceState() const {
+    if (file_ == nullptr) {
+        return 0;
+    }
+    return openBit | (file_->hasUnsavedChanges() ? changedBit : 0) | (writing_ ? 0 : readOnlyBit);
+}
+
+DataFile& Context::source() const {
+    if (file_ == nullptr) {
+        throw Failure(codes::noSourceOpen);
+    }
+    return *file_;
+}
+
+DataFile& Context::writableSource() const {
+    DataFile& file = source();
+    if (!writing_) {
+        throw Failure(codes::readOnly);
+    }
+    return file;
+}
+
+void Context::beginInputs() {
+    inputs_ = inputNames();
+    inputsGiven_ = 0;
+}
+
+std::string Context::nextInput() {
+    if (inputsGiven_ == inputs_.size()) {
+        throw Failure(codes::endOfList);
+    }
+    return inputs_[inputsGiven_++];
+}
+
+}  // namespace embedded

@@ -1,0 +1,94 @@
+// A data source context: what a handle of the interface stands for.
+#ifndef PYORV3_EMBEDDED_ORV_INTERFACE_CONTEXT_H
+#define PYORV3_EMBEDDED_ORV_INTERFACE_CONTEXT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "embedded/orv/content/failure.h"
+#include "embedded/orv/files/data_file.h"
+
+namespace embedded {
+
+// The code of the exception that is being handled: that of a Failure, outOfMemory for
+// std::bad_alloc, internalFailure for any other.
+std::uint32_t codeOfCurrentException() noexcept;
+
+// Has at most one data source open. run serves one call at a time; the other functions are called
+// within it.
+class Context {
+  public:
+    // Bits of the state word: of the last opening, and of the source.
+    static constexpr std::uint32_t writtenElsewhereBit = 0x100;  // another process writes it
+    static constexpr std::uint32_t unusableBit = 0x200;          // it is damaged
+    static constexpr std::uint32_t openBit = 0x1;
+    static constexpr std::uint32_t changedBit = 0x2;
+    static constexpr std::uint32_t readOnlyBit = 0x4;
+
+    // Calls body and returns 0, or the code of what it throws and keeps it as the last failure.
+    template <typename Body>
+    std::uint32_t run(Body body) noexcept {
+        try {
+            const std::lock_guard guard(mutex_);
+            try {
+                body(*this);
+                return codes::success;
+            } catch (...) {
+                return lastFailure_ = codeOfCurrentException();
+            }
+        } catch (...) {  // the mutex
+            return codeOfCurrentException();
+        }
+    }
+
+    [[nodiscard]] std::uint32_t lastFailure() const { return lastFailure_; }
+
+    // Opens a file, or makes one and opens it for writing. A damaged file is refused with the
+    // code openedWithRemark and leaves unusableBit in the opening's state.
+    // Throw Failure: alreadyOpen, and as OpenFiles.
+    void open(const std::string& path, bool writing);
+    void create(const std::string& path);
+    // Saves and closes. When saving fails, the source stays open.
+    void close();
+    // Closes in any case what is open; throws Failure when it could not be saved.
+    void abandon();
+
+    [[nodiscard]] std::uint32_t openingState() const { return openingState_; }
+    [[nodiscard]] std::uint32_t sourceState() const;
+
+    // The open source. Throw Failure: noSourceOpen; readOnly when it was not opened for writing.
+    [[nodiscard]] DataFile& source() const;
+    [[nodiscard]] DataFile& writableSource() const;
+
+    // Calls read or change with the open source's content. Throw as source and writableSource.
+    template <typename Read>
+    auto read(Read read) const {
+        return source().read(std::move(read));
+    }
+    template <typename Change>
+    void change(Change change) const {
+        writableSource().change(std::move(change));
+    }
+
+    // Begins the enumeration of the inputs; goes on with it. Throws Failure(endOfList).
+    void beginInputs();
+    std::string nextInput();
+
+  private:
+    std::mutex mutex_;
+    std::uint32_t lastFailure_ = codes::success;
+    std::uint32_t openingState_ = 0;
+    std::shared_ptr<DataFile> file_;
+    bool writing_ = false;
+    std::vector<std::string> inputs_;
+    std::size_t inputsGiven_ = 0;
+};
+
+}  // namespace embedded
+
+#endif

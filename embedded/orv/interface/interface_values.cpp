@@ -1,0 +1,138 @@
+// The interface's functions on parameters, spectra and unformatted blocks.
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <string_view>
+
+#include "embedded/orv/content/parameters.h"
+#include "embedded/orv/interface/interface.h"
+
+using namespace embedded;
+
+namespace {
+
+// The caller's buffer. No value and no chunk comes near the sizes refused here.
+template <typename Byte, typename Pointer>
+std::span<Byte> areaOf(Pointer* buffer, std::uint32_t size) {
+    requirePointers(buffer);
+    if (size > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max())) {
+        throw Failure(codes::sizeRefused);
+    }
+    return {static_cast<Byte*>(buffer), size};
+}
+
+// A number that must fit the 16 bits of records and entries.
+std::size_t number16(std::int32_t number, std::uint32_t missingCode) {
+    if (number < 0 || number > std::numeric_limits<std::uint16_t>::max()) {
+        throw Failure(missingCode);
+    }
+    return static_cast<std::size_t>(number);
+}
+
+template <std::size_t size>
+void copyText(std::string_view text, char (&area)[size]) {
+    const std::size_t length = std::min(text.size(), size - 1);
+    *std::copy_n(text.begin(), length, area) = '\0';
+}
+
+}  // namespace
+
+OrvStatus SOrvGetParam(OrvContext context, std::uint32_t code, std::uint16_t record,
+                       std::uint16_t entry, void* buffer, std::uint32_t bufferSize) {
+    return onContext(context, [=](const Context& source) {
+        const auto area = areaOf<char>(buffer, bufferSize);
+        const ParameterDescription& parameter = requireParameter(code);
+        source.read([&](const Content& content) {
+            readParameter(content, parameter, record, entry, area);
+        });
+    });
+}
+
+OrvResult OrvParameterRead(OrvContext context, std::uint32_t code, std::uint16_t record,
+                           std::uint16_t entry, void* buffer, std::uint16_t bufferSize) {
+    return resultOf(SOrvGetParam(context, code, record, entry, buffer, bufferSize));
+}
+
+OrvStatus SOrvPutParam(OrvContext context, std::uint32_t code, std::int32_t record,
+                       std::int32_t entry, const void* value, std::uint32_t valueSize) {
+    return onContext(context, [=](const Context& source) {
+        const auto area = areaOf<const char>(value, valueSize);
+        const ParameterDescription& parameter = requireParameter(code);
+        const std::size_t recordNumber = number16(record, codes::noSuchRecord);
+        const std::size_t entryNumber = number16(entry, codes::noSuchEntry);
+        source.change([&](Content& content) {
+            writeParameter(content, parameter, recordNumber, entryNumber, area);
+        });
+    });
+}
+
+OrvResult OrvParameterWrite(OrvContext context, std::uint32_t code, std::uint16_t record,
+                            std::uint16_t entry, const void* value, std::uint16_t valueSize) {
+    return resultOf(SOrvPutParam(context, code, record, entry, value, valueSize));
+}
+
+OrvResult OrvParameterDescriptionQuery(OrvContext context, const OrvParameterDescriptionKey* key,
+                                       OrvParameterDescription* description) {
+    return resultOf(onContext(context, [=](const Context&) {
+        requirePointers(key, description);
+        const std::string_view name(key->name, strnlen(key->name, sizeof key->name));
+        const std::uint32_t code = std::uint32_t{key->codeHigh} << 16U | key->codeLow;
+        const ParameterDescription& parameter =
+            name.empty() ? requireParameter(code) : requireParameter(name);
+        *description = OrvParameterDescription{};
+        description->type = static_cast<std::uint16_t>(parameter.type);
+        description->size = parameter.isText() ? parameter.textLength : parameter.size();
+        copyText(parameter.shortName(), description->name);
+        copyText(parameter.description, description->text);
+    }));
+}
+
+OrvStatus SOrvGetSpectrum(OrvContext context, std::uint16_t firstChannel,
+                          std::uint16_t channelCount, std::uint32_t /*option*/,
+                          std::int32_t* channels) {
+    return onContext(context, [=](const Context& source) {
+        requirePointers(channels);
+        source.read([=](const Content& content) {
+            readSpectrum(content, firstChannel, {channels, channelCount});
+        });
+    });
+}
+
+OrvStatus SOrvPutSpectrum(OrvContext context, std::uint16_t firstChannel,
+                          std::uint16_t channelCount, const std::int32_t* channels) {
+    return onContext(context, [=](const Context& source) {
+        requirePointers(channels);
+        source.change([=](Content& content) {
+            writeSpectrum(content, firstChannel, {channels, channelCount});
+        });
+    });
+}
+
+// count: the chunks read, 0 at the block's end and else 1. option: nothing to choose.
+OrvResult OrvReadUFBlock(OrvContext context, std::uint16_t classCode, std::uint32_t offset,
+                         void* buffer, std::uint32_t length, std::uint32_t /*option*/,
+                         std::uint32_t* count) {
+    return resultOf(onContext(context, [=](const Context& source) {
+        requirePointers(count);
+        const auto chunk = areaOf<char>(buffer, length);
+        source.read([=](const Content& content) {
+            const auto* block = content.find<UnformattedBlock>(classCode);
+            if (block == nullptr) {
+                throw Failure(codes::noBlock);
+            }
+            *count = block->read(offset, chunk) == 0 ? 0 : 1;
+        });
+    }));
+}
+
+OrvResult OrvWriteUFBlock(OrvContext context, std::uint16_t classCode, const void* buffer,
+                          std::uint32_t length, std::uint32_t /*option*/) {
+    return resultOf(onContext(context, [=](const Context& source) {
+        const auto chunk = areaOf<const char>(buffer, length);
+        source.change([=](Content& content) {
+            content.change<UnformattedBlock>(
+                classCode, [chunk](UnformattedBlock& block) { block.append(chunk); });
+        });
+    }));
+}

@@ -1,0 +1,142 @@
+// The call frame: the one pattern by which Python calls every method of the module.
+//
+// A method is a plain function. Its parameters are what its format parses, in order; behind them,
+// where the method has a value to give, a PythonReference to put it in. It returns its Outcome.
+// The frame parses the argument tuple, calls the method (inside the guarded region where the
+// method can meet a thrown value) and hands Python
+//   - the mapped status alone, for a method without a value;
+//   - the tuple (mapped status, value), for a method with one; a method that ended without a value
+//     gives its value on failure;
+//   - the integer itself, for a method that returns std::int32_t.
+// Arguments that do not match the format give the status badArguments without calling the method.
+// No Python error is pending when the frame returns a result.
+#ifndef PYORV3_MODULE_FRAME_CALL_FRAME_H
+#define PYORV3_MODULE_FRAME_CALL_FRAME_H
+
+#include <cstdint>
+#include <tuple>
+#include <type_traits>
+
+#include "module/frame/argument_format.h"
+#include "module/frame/guarded_region.h"
+#include "module/frame/outcome.h"
+#include "module/frame/python_reference.h"
+
+namespace pyORV3 {
+
+// The status mapping towards Python: a new int holding the mapped status, seen as signed 32-bit.
+// The text names the failed step; it does not reach Python. Null, with Python's error set, only
+// when memory is exhausted.
+PyObject* mappedStatus(Outcome outcome);
+
+// A new int.
+PyObject* integerObject(std::int32_t integer);
+
+// A new tuple of the mapped status and the value. Null, with Python's error set, only when
+// memory is exhausted.
+PyObject* tupleResult(Outcome outcome, PythonReference value);
+
+// Values on failure.
+PythonReference zero();         // the int 0
+PythonReference tupleOfZero();  // the tuple (0,)
+PythonReference emptyText();    // the str ''
+
+// The text that goes with the bad arguments of a method that has none of its own.
+inline constexpr FixedText argumentsFailed =
+    "PyArg_Parse() Failed. Check number of or type of arguments passed.";
+
+// Whether a method's work runs inside the guarded region.
+enum class Guard : bool { none, exceptions };
+
+namespace detail {
+
+// Splits a method's parameters into the parsed ones and the place of its value.
+template <typename Function>
+struct Signature;
+
+template <typename Result, typename... Parameters>
+struct Signature<Result (*)(Parameters...)> {
+    static constexpr bool hasValue = (std::is_same_v<Parameters, PythonReference&> || ...);
+    static constexpr bool isInteger = std::is_same_v<Result, std::int32_t>;
+    static constexpr std::size_t parsedCount = sizeof...(Parameters) - (hasValue ? 1 : 0);
+
+    template <std::size_t... indices>
+    static auto parsedTypes(std::index_sequence<indices...>)
+        -> std::tuple<std::tuple_element_t<indices, std::tuple<Parameters...>>...>;
+    using Parsed = decltype(parsedTypes(std::make_index_sequence<parsedCount>()));
+};
+
+// Parses the arguments into the tuple of their values; an empty format looks at nothing.
+template <FixedText format, typename Parsed>
+bool parse(PyObject* arguments, Parsed& parsed) {
+    if constexpr (format.view().empty()) {
+        static_assert(std::tuple_size_v<Parsed> == 0);
+        return true;
+    } else {
+        return std::apply(
+            [arguments](auto&... outputs) { return parseArguments<format>(arguments, outputs...); },
+            parsed);
+    }
+}
+
+// What Python calls: the frame around one method.
+template <FixedText format, auto function, Guard guard, auto valueOnFailure, FixedText argumentText>
+PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
+    using MethodSignature = Signature<decltype(function)>;
+    typename MethodSignature::Parsed parsed{};
+    const bool matches = parse<format>(arguments, parsed);
+    if constexpr (MethodSignature::isInteger) {
+        return matches ? integerObject(std::apply(function, parsed))
+                       : mappedStatus({badArguments, argumentText.text.data()});
+    } else {
+        // Outside the guarded region: a value that was made before something was thrown stays.
+        PythonReference value;
+        Outcome outcome{badArguments, argumentText.text.data()};
+        if (matches) {
+            const auto work = [&]() -> Outcome {
+                if constexpr (MethodSignature::hasValue) {
+                    return std::apply(function, std::tuple_cat(parsed, std::tie(value)));
+                } else {
+                    return std::apply(function, parsed);
+                }
+            };
+            outcome = guard == Guard::exceptions ? guardedRegion(work) : work();
+        }
+        // A conversion that failed has become a status; Python is not to see its error as well.
+        if (PyErr_Occurred() != nullptr) {
+            PyErr_Clear();
+        }
+        if constexpr (MethodSignature::hasValue) {
+            return tupleResult(outcome, value ? std::move(value) : valueOnFailure());
+        } else {
+            return mappedStatus(outcome);
+        }
+    }
+}
+
+template <FixedText name>
+constexpr PyMethodDef row(PyCFunction function) {
+    return {name.text.data(), function, METH_VARARGS, nullptr};
+}
+
+}  // namespace detail
+
+// The method table's row of a method that meets no thrown value.
+template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
+          FixedText argumentText = argumentsFailed>
+constexpr PyMethodDef method() {
+    return detail::row<name>(
+        detail::callMethod<format, function, Guard::none, valueOnFailure, argumentText>);
+}
+
+// The method table's row of a method that runs in the guarded region.
+template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
+          FixedText argumentText = argumentsFailed>
+constexpr PyMethodDef guardedMethod() {
+    return detail::row<name>(
+        detail::callMethod<format, function, Guard::exceptions, valueOnFailure, argumentText>);
+}
+
+}  // namespace pyORV3
+
+#endif

@@ -1,0 +1,40 @@
+// PythonReference: one owned reference to a Python object.
+#ifndef PYORV3_MODULE_FRAME_PYTHON_REFERENCE_H
+#define PYORV3_MODULE_FRAME_PYTHON_REFERENCE_H
+
+#include <utility>
+
+#include "module/frame/python.h"
+
+namespace pyORV3 {
+
+// Owns one reference, or nothing. Used with the interpreter lock held.
+class PythonReference {
+  public:
+    PythonReference() noexcept = default;
+
+    // Takes over a new reference, as Python's constructors return it; null owns nothing.
+    explicit PythonReference(PyObject* newReference) noexcept : object_(newReference) {}
+
+    PythonReference(PythonReference&& other) noexcept : object_(other.release()) {}
+    PythonReference& operator=(PythonReference&& other) noexcept {
+        std::swap(object_, other.object_);
+        return *this;
+    }
+    PythonReference(const PythonReference&) = delete;
+    PythonReference& operator=(const PythonReference&) = delete;
+    ~PythonReference() { Py_XDECREF(object_); }
+
+    explicit operator bool() const noexcept { return object_ != nullptr; }
+    [[nodiscard]] PyObject* get() const noexcept { return object_; }
+
+    // Hands the reference over to the caller.
+    [[nodiscard]] PyObject* release() noexcept { return std::exchange(object_, nullptr); }
+
+  private:
+    PyObject* object_ = nullptr;
+};
+
+}  // namespace pyORV3
+
+#endif

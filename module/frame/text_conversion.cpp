@@ -1,0 +1,43 @@
+#include "module/frame/text_conversion.h"
+
+#include "platform/platform.h"
+
+namespace pyORV3 {
+
+PythonReference textFromAnsi(const std::string& text) {
+    // No byte of an ANSI text becomes more than one wide character.
+    std::wstring wide(text.size() + 1, L'\0');
+    MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.c_str(), -1, wide.data(),
+                        static_cast<int>(wide.size()));
+    wide.resize(wide.find(L'\0'));
+    return PythonReference(
+        PyUnicode_FromWideChar(wide.data(), static_cast<Py_ssize_t>(wide.size())));
+}
+
+PythonReference textFromUtf8(const std::string& text) {
+    PythonReference unicode(PyUnicode_FromString(text.c_str()));
+    if (unicode) {
+        return unicode;
+    }
+    PyErr_Clear();
+    return textFromAnsi(text);
+}
+
+std::string ansiFromText(PyObject* text) {
+    // One more wide character than the str has, for those that take two where wide means 16 bits.
+    std::wstring wide(2 * static_cast<std::size_t>(PyUnicode_GetLength(text)) + 1, L'\0');
+    if (PyUnicode_AsWideChar(text, wide.data(), static_cast<Py_ssize_t>(wide.size() - 1)) <= 0) {
+        PyErr_Clear();
+        return {};
+    }
+    const int size = WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    if (size <= 0) {
+        return {};
+    }
+    std::string ansi(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, ansi.data(), size, nullptr, nullptr);
+    ansi.resize(ansi.size() - 1);  // the terminator that was converted too
+    return ansi;
+}
+
+}  // namespace pyORV3

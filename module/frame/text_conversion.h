@@ -1,0 +1,24 @@
+// Texts between Python and the 8-bit world of the suite.
+#ifndef PYORV3_MODULE_FRAME_TEXT_CONVERSION_H
+#define PYORV3_MODULE_FRAME_TEXT_CONVERSION_H
+
+#include <string>
+
+#include "module/frame/python_reference.h"
+
+namespace pyORV3 {
+
+// A str of a text in the system's ANSI code page. Empty, without a pending Python error, only
+// when memory is exhausted.
+[[nodiscard]] PythonReference textFromAnsi(const std::string& text);
+
+// A str of a UTF-8 text; a text that is none is read in the ANSI code page instead.
+[[nodiscard]] PythonReference textFromUtf8(const std::string& text);
+
+// The str up to its first NUL in the ANSI code page; what the code page does not hold becomes its
+// default character. Empty, without a pending Python error, for an empty str.
+[[nodiscard]] std::string ansiFromText(PyObject* text);
+
+}  // namespace pyORV3
+
+#endif

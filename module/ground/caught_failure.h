@@ -1,0 +1,21 @@
+// The catch table of the object layer: what a thrown value means as a status.
+#ifndef PYORV3_MODULE_GROUND_CAUGHT_FAILURE_H
+#define PYORV3_MODULE_GROUND_CAUGHT_FAILURE_H
+
+#include <string_view>
+
+#include "module/ground/status.h"
+
+namespace pyORV3 {
+
+// Turns the value that is being handled into a status and traces it under the context. To be
+// called inside a catch (...) clause only.
+//
+// A thrown unsigned int, int or short is the status (sign-extended); std::bad_alloc is
+// 0x8007000E; a std::string, any other std::exception and anything else are 0xECE99F6D. A thrown
+// 0 is no failure: nothing is traced and 0 returned.
+[[nodiscard]] Status reportCaught(std::string_view context);
+
+}  // namespace pyORV3
+
+#endif

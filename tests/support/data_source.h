@@ -1,0 +1,139 @@
+// What the tests of the embedded library share: a folder of their own and open data sources.
+#ifndef PYORV3_TESTS_SUPPORT_DATA_SOURCE_H
+#define PYORV3_TESTS_SUPPORT_DATA_SOURCE_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "embedded/orv/content/codes.h"
+#include "embedded/pqar/parameter_codes.h"
+#include "module/interface/orv.h"
+
+namespace testing_support {
+
+// A test in a folder of its own, which goes with it.
+class DataSourceTest : public testing::Test {
+  public:
+    DataSourceTest() {
+        std::string name = (std::filesystem::temp_directory_path() / "embedded-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        folder_ = name;
+    }
+    ~DataSourceTest() override { std::filesystem::remove_all(folder_); }
+    DataSourceTest(const DataSourceTest&) = delete;
+    DataSourceTest& operator=(const DataSourceTest&) = delete;
+
+  protected:
+    [[nodiscard]] std::string file(const std::string& name = "measurement.qar") const {
+        return (folder_ / name).string();
+    }
+    [[nodiscard]] std::ptrdiff_t fileCount() const {
+        return std::distance(std::filesystem::directory_iterator(folder_), {});
+    }
+
+  private:
+    std::filesystem::path folder_;
+};
+
+constexpr std::uint32_t reading = 0x1;
+constexpr std::uint32_t writing = 0x3;
+
+// A context that is deleted with the object, and what tests do with it.
+class DataSource {
+  public:
+    DataSource() { EXPECT_EQ(0U, SOrvCreateDSC2(nullptr, &context_, 0, 0)); }
+    ~DataSource() { SOrvDeleteDSC(context_); }
+    DataSource(DataSource&& other) noexcept : context_(std::exchange(other.context_, 0)) {}
+    DataSource(const DataSource&) = delete;
+    DataSource& operator=(const DataSource&) = delete;
+    DataSource& operator=(DataSource&&) = delete;
+
+    static DataSource created(const std::string& path) {
+        DataSource source;
+        EXPECT_EQ(0U, source.create(path));
+        return source;
+    }
+    static DataSource opened(const std::string& path, std::uint32_t access) {
+        DataSource source;
+        EXPECT_EQ(0U, source.open(path, access));
+        return source;
+    }
+
+    [[nodiscard]] OrvContext context() const { return context_; }
+    [[nodiscard]] OrvStatus create(const std::string& path) const {
+        return SOrvCreateFile(context_, path.c_str(), 1, 65535, 1, 32768);
+    }
+    [[nodiscard]] OrvStatus open(const std::string& path, std::uint32_t access) const {
+        return SOrvOpenDataSource(context_, path.c_str(), 1, access, 0, nullptr);
+    }
+    [[nodiscard]] OrvStatus close() const { return SOrvCloseDataSource(context_); }
+    [[nodiscard]] std::uint32_t lastFailure() const {
+        std::uint32_t code = 0;
+        std::uint32_t unused = 0;
+        EXPECT_EQ(0, OrvErrorQuery(context_, &code, &unused, &unused));
+        return code;
+    }
+    // The code of the failure behind a result; 0 where there is none.
+    [[nodiscard]] std::uint32_t failure(std::int64_t result) const {
+        return result == 0 ? 0 : lastFailure();
+    }
+    [[nodiscard]] std::uint32_t openingState() const {
+        std::vector<std::uint32_t> buffer(ORV_STATE_BUFFER_SIZE / sizeof(std::uint32_t));
+        EXPECT_EQ(0U, SOrvQueryDSC(context_, 3, buffer.data()));
+        return buffer[0];
+    }
+    [[nodiscard]] std::uint32_t sourceState() const {
+        std::uint32_t word = 0;
+        EXPECT_EQ(0U, SOrvQueryDataSource(context_, 1, &word));
+        return word;
+    }
+
+    // The value is a number, or a literal text with its terminator.
+    template <typename Value>
+    [[nodiscard]] OrvStatus put(std::uint32_t code, const Value& value, std::int32_t record = 1,
+                                std::int32_t entry = 0) const {
+        return SOrvPutParam(context_, code, record, entry, &value, sizeof value);
+    }
+    // The value; the status of a reading that fails is reported as the test's failure.
+    template <typename Number>
+    [[nodiscard]] Number get(std::uint32_t code, std::uint16_t record = 1) const {
+        Number value{};
+        EXPECT_EQ(0U, SOrvGetParam(context_, code, record, 0, &value, sizeof value))
+            << std::hex << code;
+        return value;
+    }
+    [[nodiscard]] OrvStatus putSpectrum(const std::vector<std::int32_t>& channels) const {
+        return SOrvPutSpectrum(context_, 1, static_cast<std::uint16_t>(channels.size()),
+                               channels.data());
+    }
+    [[nodiscard]] std::vector<std::int32_t> getSpectrum() const {
+        std::vector<std::int32_t> channels(
+            static_cast<std::size_t>(get<std::int32_t>(embedded::QAR_L_CHANNELS)), -1);
+        EXPECT_EQ(0U, SOrvGetSpectrum(context_, 1, static_cast<std::uint16_t>(channels.size()), 0,
+                                      channels.data()));
+        return channels;
+    }
+
+    [[nodiscard]] int recordCount(std::uint16_t classCode) const {
+        std::uint16_t count = 0;
+        return SOrvClassCount(context_, classCode, &count) == 0 ? count : -1;
+    }
+
+  private:
+    OrvContext context_ = 0;
+};
+
+}  // namespace testing_support
+
+#endif
