@@ -3,7 +3,10 @@
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
-set(warnings -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+set(warnings -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(PYORV3_WARNINGS_AS_ERRORS)
+    list(APPEND warnings -Werror)
+endif()
 target_compile_options(project_options INTERFACE ${warnings})
 
 if(PYORV3_SANITIZE)

@@ -1,14 +1,17 @@
 # The Python headers of the stable ABI, as the interface library python_stable_abi.
 #
-# PYTHON: the interpreter that the tests run on; by default the environment's PYTHON, else
-# /usr/bin/python3.
+# PYTHON: the interpreter whose headers serve and that the tests run on; a path, or a name that is
+# found along PATH. The environment's PYTHON counts at every configuration, also at a later one.
 
+set(PYTHON "/usr/bin/python3" CACHE FILEPATH "The Python interpreter to build for and test with")
 if(DEFINED ENV{PYTHON})
-    set(default_python "$ENV{PYTHON}")
-else()
-    set(default_python "/usr/bin/python3")
+    set_property(CACHE PYTHON PROPERTY VALUE "$ENV{PYTHON}")
 endif()
-set(PYTHON "${default_python}" CACHE FILEPATH "The Python interpreter to build for and test with")
+find_program(python_interpreter "${PYTHON}" NO_CACHE)
+if(NOT python_interpreter)
+    message(FATAL_ERROR "PYTHON names \"${PYTHON}\", which is no program here")
+endif()
+set(PYTHON "${python_interpreter}")
 
 add_library(python_stable_abi INTERFACE)
 target_compile_definitions(python_stable_abi INTERFACE Py_LIMITED_API=0x03020000)
@@ -21,7 +24,7 @@ else()
         OUTPUT_VARIABLE python_include OUTPUT_STRIP_TRAILING_WHITESPACE
         COMMAND_ERROR_IS_FATAL ANY)
     if(NOT EXISTS "${python_include}/Python.h")
-        message(FATAL_ERROR "${python_include}/Python.h is missing: install python3-dev")
+        message(FATAL_ERROR "${python_include}/Python.h, of ${PYTHON}, is missing: install python3-dev")
     endif()
     target_include_directories(python_stable_abi SYSTEM INTERFACE "${python_include}")
 endif()

@@ -15,8 +15,12 @@ else()
         OUTPUT_VARIABLE system_include OUTPUT_STRIP_TRAILING_WHITESPACE
         COMMAND_ERROR_IS_FATAL ANY)
     set(python_include "${CMAKE_BINARY_DIR}/python-include")
-    file(COPY "${system_include}/" DESTINATION "${python_include}"
-        FOLLOW_SYMLINK_CHAIN PATTERN "pyconfig.h" EXCLUDE)
+    # Python's own headers alone: other packages put theirs beside them.
+    foreach(folder "" "/cpython" "/internal")
+        file(GLOB headers "${system_include}${folder}/*.h")
+        list(REMOVE_ITEM headers "${system_include}/pyconfig.h")
+        file(COPY ${headers} DESTINATION "${python_include}${folder}")
+    endforeach()
     configure_file(cmake/windows/pyconfig.h "${python_include}/pyconfig.h" COPYONLY)
 endif()
 if(NOT EXISTS "${python_include}/Python.h")

@@ -3,6 +3,9 @@
 set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# The interpreter to build for and test with, at every configuration.
+export PYTHON="${PYTHON:-/usr/bin/python3}"
+
 say() { printf '%s\n' "$*"; }
 
 fail() {
