@@ -30,9 +30,6 @@ enum class NodeSelector : std::uint16_t {
     second = ORV_NODE_SELECTOR_RETRY,
 };
 
-// The result of an enumeration that asks for the second selector.
-inline constexpr OrvResult enumerateWithSecondSelector = 2;
-
 // Enumerates one node on the context into the record; the result is the library's.
 [[nodiscard]] OrvResult enumerateNode(OrvContext context, OrvNodeRecord& node,
                                       NodeSelector selector);

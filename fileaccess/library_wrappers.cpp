@@ -23,7 +23,7 @@ Status findNode(OrvNodeRecord& node) {
     }
     const OwnedContext owner(temporary);
     OrvResult result = enumerateNode(temporary, node, NodeSelector::first);
-    if (result == enumerateWithSecondSelector) {
+    if (result == ORV_RESULT_RETRY_SELECTOR) {
         result = enumerateNode(temporary, node, NodeSelector::second);
     }
     if (result != 0) {
@@ -45,8 +45,7 @@ Status createContext(OrvContext& handle, std::uint16_t access, std::uint32_t opt
         handle = created;
         return success;
     }
-    constexpr OrvResult nothingToDelete = -2;
-    if (result != nothingToDelete) {
+    if (result != ORV_RESULT_NOTHING_CREATED) {
         OrvContextDeletion(created);
     }
     return failed(ContextFailure::noContext);
@@ -69,13 +68,11 @@ Status releaseContext(OrvContext handle) {
 }
 
 Status copyClass(OrvContext source, OrvContext destination, std::uint16_t classNumber) {
-    constexpr OrvResult sourceFailed = 3;
-    constexpr OrvResult destinationFailed = 4;
     const OrvResult result = OrvClassCopy(source, destination, classNumber);
     switch (result) {
-        case sourceFailed:
+        case ORV_RESULT_SOURCE_FAILED:
             return pyORV3::queriedError(source);
-        case destinationFailed:
+        case ORV_RESULT_DESTINATION_FAILED:
             return pyORV3::queriedError(destination);
         default:
             return libraryError(result, source);

@@ -19,7 +19,7 @@ namespace {
 // The node that a temporary context is bound to; zero where the library gives none.
 OrvNodeRecord findNode(OrvContext context) {
     OrvNodeRecord node{};
-    if (enumerateNode(context, node, NodeSelector::first) == enumerateWithSecondSelector) {
+    if (enumerateNode(context, node, NodeSelector::first) == ORV_RESULT_RETRY_SELECTOR) {
         node = {};
         // Without a node the creation that follows fails: its result is the one that counts.
         static_cast<void>(enumerateNode(context, node, NodeSelector::second));

@@ -46,7 +46,7 @@ Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_
     const std::uint16_t code = classCode(classArgument);
     const OrvResult result = OrvCreateBlock(
         handle, code, code == ORV_SPECTRUM_CLASS ? roundedSpectrumSize(size) : size, 0);
-    return result == askErrorQuery ? queriedError(handle) : signExtended(result);
+    return result == ORV_RESULT_ASK_ERROR_QUERY ? queriedError(handle) : signExtended(result);
 }
 
 Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument) {
@@ -105,20 +105,18 @@ Outcome moveRecordsTo(std::int32_t source, std::int32_t destination, std::int32_
 
 Outcome findNuclideByEnergy(std::int32_t handle, float first, float second,
                             std::int32_t searchOption, PythonReference& record) {
-    constexpr std::int32_t byEnergy = 4;
     ByteStream key(2 * sizeof(float));
     writeLittleEndian(key.data(), first);
     writeLittleEndian(key.data() + sizeof first, second);
-    return findRecord(handle, byEnergy, key, searchOption, record);
+    return findRecord(handle, ORV_SEARCH_BY_ENERGY, key, searchOption, record);
 }
 
 Outcome findNuclideByName(std::int32_t handle, const char* name, std::int32_t searchOption,
                           PythonReference& record) {
-    constexpr std::int32_t byName = 2;
     const std::size_t length = std::strlen(name);
     ByteStream key(static_cast<std::uint32_t>(length + 1));
     std::memcpy(key.data(), name, length);
-    return findRecord(handle, byName, key, searchOption, record);
+    return findRecord(handle, ORV_SEARCH_BY_NAME, key, searchOption, record);
 }
 
 }  // namespace pyORV3

@@ -6,8 +6,6 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr OrvStatus retryEnumeration = 0x500002;
-
 // Fills the record of the node that new contexts are bound to.
 Status findNode(OrvNodeRecord& node) {
     OrvContext created = 0;
@@ -17,7 +15,7 @@ Status findNode(OrvNodeRecord& node) {
     const TemporaryContext temporary(created);
     std::uint32_t count = 1;
     OrvStatus status = SOrvEnumNodes(temporary.get(), &node, &count, ORV_NODE_SELECTOR);
-    if (status == retryEnumeration) {
+    if (status == ORV_STATUS_RETRY_SELECTOR) {
         count = 1;
         status = SOrvEnumNodes(temporary.get(), &node, &count, ORV_NODE_SELECTOR_RETRY);
     }

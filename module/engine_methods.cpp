@@ -95,9 +95,8 @@ Outcome control(std::int32_t handle, std::int32_t first, std::int32_t second) {
 }
 
 Outcome getStatus(std::int32_t handle, PythonReference& state) {
-    constexpr std::int32_t stateItem = 1;
     std::uint32_t word = 0;
-    const OrvStatus status = SOrvQueryDataSource(handle, stateItem, &word);
+    const OrvStatus status = SOrvQueryDataSource(handle, ORV_SOURCE_STATE_ITEM, &word);
     if (status == 0) {
         state = PythonReference(integerObject(static_cast<std::int16_t>(word & 0xFFFF)));
     }

@@ -9,24 +9,19 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr OrvStatus libraryRefusedOpening = 0x300022;
-constexpr OrvStatus libraryOpenedWithRemark = 0x500001;
-
 // True when a source that the library opened with a remark cannot be used.
 bool stateRefusesUse(OrvContext handle) {
-    constexpr std::int32_t stateItem = 3;
-    constexpr std::uint32_t unusableBit = 0x200;
     std::array<std::uint32_t, ORV_STATE_BUFFER_SIZE / sizeof(std::uint32_t)> state{};
-    SOrvQueryDSC(handle, stateItem, state.data());
-    return (state[0] & unusableBit) != 0;
+    SOrvQueryDSC(handle, ORV_CONTEXT_STATE_ITEM, state.data());
+    return (state[0] & ORV_STATE_UNUSABLE) != 0;
 }
 
 // The status of the library's opening; what it may stand for besides failure is resolved here.
 Status openingStatus(OrvContext handle, OrvStatus opened) {
     switch (opened) {
-        case libraryRefusedOpening:
+        case ORV_STATUS_NOT_A_SOURCE:
             return openRefused;
-        case libraryOpenedWithRemark:
+        case ORV_STATUS_OPENED_WITH_REMARK:
             return stateRefusesUse(handle) ? openRefusedByState : success;
         default:
             return opened;

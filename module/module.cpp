@@ -4,6 +4,7 @@
 #include "module/engine_methods.h"
 #include "module/frame/call_frame.h"
 #include "module/handle_methods.h"
+#include "module/interface/orv.h"
 #include "module/spectrum_methods.h"
 #include "parameters/metadata_method.h"
 #include "parameters/parameter_methods.h"
@@ -67,8 +68,10 @@ PyModuleDef moduleDefinition = {
 
 }  // namespace pyORV3
 
-PyMODINIT_FUNC PyInit_pyORV3();
+// Not PyMODINIT_FUNC: the headers of Python 3.6 to 3.8 leave its visibility to the compiler's
+// options, which hide everything.
+extern "C" ORV_EXPORT PyObject* PyInit_pyORV3();
 
-PyMODINIT_FUNC PyInit_pyORV3() {
+extern "C" PyObject* PyInit_pyORV3() {
     return PyModule_Create2(&pyORV3::moduleDefinition, 3);
 }

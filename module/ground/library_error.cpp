@@ -14,7 +14,7 @@ Status libraryError(OrvResult result, OrvContext context) noexcept {
     if (result == 0) {
         return success;
     }
-    return result == askErrorQuery ? queriedError(context) : failureNumber(result);
+    return result == ORV_RESULT_ASK_ERROR_QUERY ? queriedError(context) : failureNumber(result);
 }
 
 }  // namespace pyORV3

@@ -7,9 +7,6 @@
 
 namespace pyORV3 {
 
-// The result with which a 16-bit library function says that the error query holds its code.
-inline constexpr OrvResult askErrorQuery = -1;
-
 // The status of a library failure number: sign-extended, with 0x60 ORed in.
 [[nodiscard]] constexpr Status failureNumber(OrvResult result) noexcept {
     constexpr Status failureNumberBits = 0x60;
@@ -20,7 +17,8 @@ inline constexpr OrvResult askErrorQuery = -1;
 // the query's own failure number when the query fails.
 [[nodiscard]] Status queriedError(OrvContext context) noexcept;
 
-// The status of a 16-bit result of a call on the context: 0, the queried code for -1, else the
+// The status of a 16-bit result of a call on the context: 0, the queried code for
+// ORV_RESULT_ASK_ERROR_QUERY, else the
 // failure number.
 [[nodiscard]] Status libraryError(OrvResult result, OrvContext context) noexcept;
 

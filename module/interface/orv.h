@@ -55,8 +55,8 @@ typedef int32_t OrvContext;
 /* Result of the SOrv functions: 0 is success, anything else a failure code. */
 typedef uint32_t OrvStatus;
 
-/* Result of the Orv functions: 0 is success; -1 is a failure whose code OrvErrorQuery holds; any
- * other value is a failure number. */
+/* Result of the Orv functions: 0 is success; ORV_RESULT_ASK_ERROR_QUERY is a failure whose code
+ * OrvErrorQuery holds; any other value is a failure number. */
 typedef int16_t OrvResult;
 
 /* What the node enumeration reports of a node and context creation takes; the caller zero-fills it.
@@ -99,13 +99,36 @@ enum {
     ORV_CREATION_SECOND = 1,
     ORV_CREATION_THIRD = 32768,
 
+    ORV_SOURCE_STATE_ITEM = 1,  /* SOrvQueryDataSource: the state of the source */
+    ORV_CONTEXT_STATE_ITEM = 3, /* SOrvQueryDSC: a buffer that begins with the state word */
+    ORV_STATE_UNUSABLE = 0x200, /* bit of the state word: the source cannot be used */
+
+    ORV_SEARCH_BY_NAME = 2,   /* kind of search: the key is a name */
+    ORV_SEARCH_BY_ENERGY = 4, /* kind of search: the key is two floats */
+
     ORV_SPECTRUM_CLASS = 0x2005,             /* the class of the channel contents */
     ORV_CHANNEL_COUNT_PARAMETER = 0x20000007 /* QAR_L_CHANNELS, a signed 32-bit number */
 };
 
+/* Statuses that the interface gives a meaning. */
+enum {
+    ORV_STATUS_NOT_A_SOURCE = 0x300022,       /* opening: the name stands for something else */
+    ORV_STATUS_OPENED_WITH_REMARK = 0x500001, /* opening: the state word says what it is worth */
+    ORV_STATUS_RETRY_SELECTOR = 0x500002      /* node enumeration: the second try is asked for */
+};
+
+/* 16-bit results that the interface gives a meaning. */
+enum {
+    ORV_RESULT_NOTHING_CREATED = -2,  /* context creation: there is no context to delete */
+    ORV_RESULT_ASK_ERROR_QUERY = -1,  /* OrvErrorQuery holds the code */
+    ORV_RESULT_RETRY_SELECTOR = 2,    /* node enumeration: the second try is asked for */
+    ORV_RESULT_SOURCE_FAILED = 3,     /* class copy: the error query on the source has the code */
+    ORV_RESULT_DESTINATION_FAILED = 4 /* class copy: the one on the destination has it */
+};
+
 /* Sizes of the caller's plain buffers. */
 enum {
-    ORV_STATE_BUFFER_SIZE = 260, /* item 3 of SOrvQueryDSC */
+    ORV_STATE_BUFFER_SIZE = 260, /* ORV_CONTEXT_STATE_ITEM of SOrvQueryDSC */
     ORV_INPUT_NAME_SIZE = 512,   /* SOrvFirstInput and SOrvNextInput */
     ORV_BLOCK_CHUNK_SIZE = 512   /* OrvReadUFBlock and OrvWriteUFBlock */
 };
@@ -116,8 +139,9 @@ enum {
 /* Contexts and nodes.
  * node: may be null in context creation (a context bound to no node).
  * The second context creation writes the handle even where it then reports a failure that leaves
- * the context usable. Enumeration: count is 1 on entry; selector 0x42, or 0x46 for the second try
- * that the status 0x500002 (of the 16-bit form: the result 2) asks for. */
+ * the context usable. Enumeration: count is 1 on entry; selector ORV_NODE_SELECTOR, or
+ * ORV_NODE_SELECTOR_RETRY for the second try that ORV_STATUS_RETRY_SELECTOR (of the 16-bit form:
+ * ORV_RESULT_RETRY_SELECTOR) asks for. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvCreateDSC(const OrvNodeRecord* node, OrvContext* context,
                                               uint16_t access, uint32_t option);
 ORV_FUNCTION OrvStatus ORV_CALL SOrvCreateDSC2(const OrvNodeRecord* node, OrvContext* context,
@@ -157,8 +181,9 @@ ORV_FUNCTION OrvResult ORV_CALL OrvDataSourceClosing(OrvContext context); /* 16 
 ORV_FUNCTION OrvStatus ORV_CALL SOrvFlush(OrvContext context);
 ORV_FUNCTION OrvResult ORV_CALL OrvDataSourceFlush(OrvContext context); /* 40 */
 
-/* Item 3: a buffer of ORV_STATE_BUFFER_SIZE zero bytes; bit 0x200 of its first 32-bit word says
- * that a source which opened with the status 0x500001 cannot be used. */
+/* ORV_CONTEXT_STATE_ITEM: a buffer of ORV_STATE_BUFFER_SIZE zero bytes; ORV_STATE_UNUSABLE in its
+ * first 32-bit word says that a source which opened with ORV_STATUS_OPENED_WITH_REMARK cannot be
+ * used. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvQueryDSC(OrvContext context, int32_t item, void* buffer);
 
 /* Parameters: one value in the layout of its data type. record and entry count from 1; entry 0 is
@@ -205,7 +230,7 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvDeleteOne(OrvContext context, uint16_t class
                                               uint16_t record, uint16_t entry);
 ORV_FUNCTION OrvStatus ORV_CALL SOrvDeleteLevel(OrvContext context, int32_t level);
 
-/* Copies. The 16-bit class copy reports 3 when the source failed and 4 when the destination did;
+/* Copies. The 16-bit class copy reports ORV_RESULT_SOURCE_FAILED or ORV_RESULT_DESTINATION_FAILED;
  * the code is then that context's. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvClassCopy(OrvContext source, OrvContext destination,
                                               uint16_t classCode);
@@ -218,7 +243,7 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvCopyRecord(OrvContext source, uint16_t class
                                                uint16_t sourceRecord, OrvContext destination,
                                                uint16_t destinationRecord, uint32_t option);
 
-/* Search for a nuclide record. kind 2: key is a name; kind 4: key is two floats. record: the
+/* Search for a nuclide record. kind: ORV_SEARCH_BY_NAME or ORV_SEARCH_BY_ENERGY. record: the
  * number of the record found; word: the library's own. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvFindRecord(OrvContext context, int32_t kind, const void* key,
                                                int32_t option, uint16_t* record, uint32_t* word);
@@ -232,8 +257,8 @@ ORV_FUNCTION OrvResult ORV_CALL OrvWriteUFBlock(OrvContext context, uint16_t cla
                                                 const void* buffer, uint32_t length,
                                                 uint32_t option);
 
-/* Status, control and inputs. Item 1 of SOrvQueryDataSource: the low 16 bits of the word are the
- * state. name: a buffer of ORV_INPUT_NAME_SIZE bytes. */
+/* Status, control and inputs. ORV_SOURCE_STATE_ITEM: the low 16 bits of the word are the state.
+ * name: a buffer of ORV_INPUT_NAME_SIZE bytes. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvQueryDataSource(OrvContext context, int32_t item,
                                                     uint32_t* word);
 ORV_FUNCTION OrvStatus ORV_CALL SOrvControlDSC(OrvContext context, int32_t first, int32_t second);

@@ -47,9 +47,9 @@ OrvStatus ORV_CALL SOrvEntryCount(OrvContext context, int32_t classArgument, uin
 
 OrvStatus ORV_CALL SOrvFindRecord(OrvContext context, int32_t kind, const void* key, int32_t option,
                                   uint16_t* record, uint32_t* word) {
-    constexpr int32_t byName = 2;
-    const std::size_t keySize =
-        kind == byName ? std::strlen(static_cast<const char*>(key)) + 1 : 2 * sizeof(float);
+    const std::size_t keySize = kind == ORV_SEARCH_BY_NAME
+                                    ? std::strlen(static_cast<const char*>(key)) + 1
+                                    : 2 * sizeof(float);
     return Reply(__func__,
                  {ARG(context), ARG(kind), named("key", bytes(key, keySize)), ARG(option)})
         .number("record", record)

@@ -172,6 +172,6 @@ PyModuleDef definition = {
 
 }  // namespace
 
-PyMODINIT_FUNC PyInit_orv_double() {
+extern "C" ORV_EXPORT PyObject* PyInit_orv_double() {
     return PyModule_Create(&definition);
 }
