@@ -127,7 +127,7 @@ class Processes(embedded.TestCase):
 
 class Stub(embedded.TestCase):
     def test_lists_the_methods_in_their_order(self):
-        stub = os.path.join(os.path.dirname(pyORV3.__file__), "pyORV3.pyi")
+        stub = os.path.join(os.path.dirname(pyORV3.__file__), "pyORV3-stubs", "__init__.pyi")
         with open(stub, encoding="utf-8") as file:
             listed = [line[4:].split("(")[0] for line in file if line.startswith("def ")]
         self.assertEqual([name for name in vars(pyORV3) if not name.startswith("__")], listed)

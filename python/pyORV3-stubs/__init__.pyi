@@ -25,8 +25,8 @@ a parameter of the class.
 
 from typing import Literal, Union
 
-Value = Union[bool, int, float, str]
-MetaData = tuple[str, str, int, int, str]
+_Value = Union[bool, int, float, str]
+_MetaData = tuple[str, str, int, int, str]
 
 # ---- Data sources ----------------------------------------------------------------------------
 
@@ -105,7 +105,7 @@ def moveRecordsTo(
 
 def getParameterMetaData(
     handle: int, code: int, name: str, /
-) -> tuple[int, Union[MetaData, Literal[0]]]:
+) -> tuple[int, Union[_MetaData, Literal[0]]]:
     """What the dictionary says of a parameter, by its name or, where that is empty, by its code.
 
     Returns (status, (name, description, code, class number, type name)); the type names are
@@ -132,7 +132,7 @@ def findNuclideByName(handle: int, name: str, option: int, /) -> tuple[int, int]
     the high half of the option is the record after which to begin.
     """
 
-def getParameter(handle: int, code: int, record: int, entry: int, /) -> tuple[int, Value]:
+def getParameter(handle: int, code: int, record: int, entry: int, /) -> tuple[int, _Value]:
     """Reads one value; returns (status, value), value 0 on failure.
 
     By type name: "byte" a bool; "short" an int from 0 to 65535; "long" and "longlong" an int;

@@ -1,0 +1,63 @@
+"""Work with QAR files, the spectrum data files of the measurement suite.
+
+    import qar
+
+    with qar.open("sample.qar") as source:
+        print(source["QAR_C_MEASNAME"], source["QAR_D_LIVETIME"], sum(source.spectrum()))
+
+`open` gives a DataSource: parameters by name, records, the spectrum, calibrations, the analysis.
+A failure raises a QarError of a family; `qar.status.describe` says what a status means. Calls are
+logged by the logger "qar". All works through the 27 functions of pyORV3, over the embedded
+library as over the suite's own.
+"""
+
+from . import constants, dictionary, status
+from .errors import (
+    BadArgumentError,
+    DamagedError,
+    EngineError,
+    ExistsError,
+    InUseError,
+    LibraryError,
+    NotFoundError,
+    QarError,
+    ReadOnlyError,
+    SystemFailureError,
+)
+from .options import (
+    AccessMode,
+    ControlCommand,
+    EnergySearch,
+    NameSearch,
+    ResultLevel,
+    SourceState,
+)
+from .source import DataSource, inputs, open, open_input
+from .values import datetime_of
+
+__all__ = [
+    "AccessMode",
+    "BadArgumentError",
+    "ControlCommand",
+    "DamagedError",
+    "DataSource",
+    "EnergySearch",
+    "EngineError",
+    "ExistsError",
+    "InUseError",
+    "LibraryError",
+    "NameSearch",
+    "NotFoundError",
+    "QarError",
+    "ReadOnlyError",
+    "ResultLevel",
+    "SourceState",
+    "SystemFailureError",
+    "constants",
+    "datetime_of",
+    "dictionary",
+    "inputs",
+    "open",
+    "open_input",
+    "status",
+]
