@@ -11,7 +11,9 @@ logged by the logger "qar". All works through the 27 functions of pyORV3, over t
 library as over the suite's own.
 """
 
-from . import constants, dictionary, status
+from . import calibration, constants, dictionary, status
+from .analysis import Analysis, GammaLine, IdentifiedNuclide, Nuclide, Peak
+from .calibration import Calibration
 from .errors import (
     BadArgumentError,
     DamagedError,
@@ -24,6 +26,8 @@ from .errors import (
     ReadOnlyError,
     SystemFailureError,
 )
+from .handle import inputs
+from .known_lines import CalibrationPoint, LineCalibration
 from .options import (
     AccessMode,
     ControlCommand,
@@ -32,27 +36,36 @@ from .options import (
     ResultLevel,
     SourceState,
 )
-from .source import DataSource, inputs, open, open_input
+from .source import DataSource, open, open_input
 from .values import datetime_of
 
 __all__ = [
     "AccessMode",
+    "Analysis",
     "BadArgumentError",
+    "Calibration",
+    "CalibrationPoint",
     "ControlCommand",
     "DamagedError",
     "DataSource",
     "EnergySearch",
     "EngineError",
     "ExistsError",
+    "GammaLine",
+    "IdentifiedNuclide",
     "InUseError",
     "LibraryError",
+    "LineCalibration",
     "NameSearch",
     "NotFoundError",
+    "Nuclide",
+    "Peak",
     "QarError",
     "ReadOnlyError",
     "ResultLevel",
     "SourceState",
     "SystemFailureError",
+    "calibration",
     "constants",
     "datetime_of",
     "dictionary",

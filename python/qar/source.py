@@ -1,21 +1,25 @@
 """Data sources: a QAR file, or an input of the suite, as an object."""
 
 import os
+from datetime import datetime, timezone
 from typing import Any, Dict, Iterable, Iterator, List, Mapping, Optional, Tuple, Union
 
 import pyORV3
 
-from . import dictionary, html, values
+from . import analysis, dictionary, html, known_lines, values
+from .analysis import Analysis, Nuclide
+from .calibration import Calibration
 from .dictionary import Key, Parameter
-from .errors import QarError, check, logger, refuse
-from .options import AccessMode, ControlCommand, EnergySearch, NameSearch, ResultLevel, SourceState
+from .errors import QarError, check, refuse
+from .handle import INPUT, OpenSource
+from .known_lines import LineCalibration
+from .options import AccessMode, EnergySearch, NameSearch, ResultLevel
 from .status import BAD_ARGUMENTS, NO_VALUE, unsigned
 
-SPECTRUM_CLASS = 0x2005
-MODES = {
-    "r": AccessMode.READ,
-    "r+": AccessMode.READ | AccessMode.WRITE,
-    "x": AccessMode.CREATE | AccessMode.READ | AccessMode.WRITE,
+CALIBRATIONS = {
+    "energy": "QAR_D_ENERGYCAL",
+    "shape": "QAR_D_SHAPECAL",
+    "efficiency": "QAR_D_EFFICCAL",
 }
 Place = Union[Key, Tuple[Key, int], Tuple[Key, int, int]]
 """Where a value stands: a parameter, its record (else 1), its entry of that record (else 1)."""
@@ -33,16 +37,10 @@ def open(path: Union[str, "os.PathLike[str]"], mode: Union[str, int] = "r") -> "
 
 def open_input(name: str, mode: Union[str, int] = "r") -> "DataSource":
     """Opens an input of the suite's environment by its name, one of `inputs`."""
-    return DataSource(name, mode, type_selector=0)
+    return DataSource(name, mode, INPUT)
 
 
-def inputs() -> List[str]:
-    """The names of the inputs of the suite's environment."""
-    names: str = check(pyORV3.enumerateDefinitions(), "listing the inputs")
-    return names.split(",") if names else []
-
-
-class DataSource:
+class DataSource(OpenSource):
     """An open data source. Use it in a `with` statement, which saves and closes it.
 
         with qar.open("sample.qar", "r+") as source:
@@ -53,70 +51,6 @@ class DataSource:
     entries count from 1, and so do channels. Where a class is meant, its number or name serves,
     or any parameter of it. A failure raises a QarError of the family that the status belongs to.
     """
-
-    def __init__(
-        self,
-        path: Union[str, "os.PathLike[str]"],
-        mode: Union[str, int] = "r",
-        type_selector: int = 1,
-    ) -> None:
-        self.path = os.fspath(path)
-        self._handle = 0
-        if isinstance(mode, str) and mode not in MODES:
-            raise refuse("opening", self.path, f'mode {mode!r}; known are "r", "r+" and "x"')
-        self.mode = AccessMode(MODES[mode] if isinstance(mode, str) else mode)
-        if not isinstance(self.path, str) or "\0" in self.path:
-            raise refuse("opening", self.path, "a name is a text without NUL")
-        answer = pyORV3.open(self.path, int(self.mode), type_selector, "")
-        try:
-            self._handle = check(answer, "opening", self.path)
-        except QarError:
-            if self.mode & AccessMode.CREATE and answer[1]:
-                pyORV3.close(answer[1], 0)  # a failed creation leaves its handle
-            raise
-        logger.info("opened %s", self.path)
-
-    # ---- The source as a whole -----------------------------------------------------------------
-
-    def __enter__(self) -> "DataSource":
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.close()
-
-    @property
-    def handle(self) -> int:
-        """What the functions of pyORV3 take. BadArgumentError: the source is closed."""
-        if self._handle == 0:
-            raise refuse("using", self.path, "the data source is closed")
-        return self._handle
-
-    @property
-    def closed(self) -> bool:
-        return self._handle == 0
-
-    def close(self) -> None:
-        """Saves and closes; a second time does nothing. After a failure the source stays open."""
-        if self._handle:
-            check(pyORV3.close(self._handle, 0), "closing", self.path)
-            self._handle = 0
-            logger.info("closed %s", self.path)
-
-    def flush(self) -> None:
-        """Saves: what was written is on the disk afterwards, whatever happens to the process."""
-        check(pyORV3.flush(self.handle), "saving", self.path)
-
-    def compact(self) -> None:
-        """Saves and makes the file as small as possible."""
-        check(pyORV3.control(self.handle, ControlCommand.COMPACT, 0), "compacting", self.path)
-
-    def verify(self) -> None:
-        """Checks the file; DamagedError where it does not hold together."""
-        check(pyORV3.control(self.handle, ControlCommand.CHECK, 0), "checking", self.path)
-
-    @property
-    def state(self) -> SourceState:
-        return SourceState(check(pyORV3.getStatus(self.handle), "asking for the state of", self.path))
 
     # ---- Values --------------------------------------------------------------------------------
 
@@ -330,6 +264,71 @@ class DataSource:
             raise refuse(attempt, self.path, str(error)) from None
         self["QAR_L_CHANNELS"] = len(contents)
         check(pyORV3.setSpectrum(self.handle, contents, 0, 0), attempt, self.path)
+
+    # ---- Calibrations and the analysis ---------------------------------------------------------
+
+    def calibration(self) -> Calibration:
+        """The energy, shape and efficiency calibrations of the file, as functions."""
+        columns = (tuple(self.column(name)) for name in CALIBRATIONS.values())
+        return Calibration(*columns)
+
+    def set_calibration(
+        self,
+        energy: Optional[Iterable[float]] = None,
+        shape: Optional[Iterable[float]] = None,
+        efficiency: Optional[Iterable[float]] = None,
+    ) -> None:
+        """Writes calibrations, each as the coefficients of a polynomial (see Calibration); what
+        is not given stays. The energy polynomial takes channels counted from 1:
+        calibration.counted_from_one converts one for channels counted from 0.
+        """
+        for key, coefficients in zip(CALIBRATIONS.values(), (energy, shape, efficiency)):
+            if coefficients is not None:
+                self.set_column(key, coefficients)
+
+    def calibrate(self, lines: Mapping[float, float], degree: int = 1) -> LineCalibration:
+        """Calibrates energy and peak width by known lines and writes both, with the time.
+
+        lines: energies in keV, each with the channel (counted from 1) near which its peak lies.
+        degree: of the energy polynomial. BadArgumentError: no peak at one of them, too few lines,
+        or energies that do not rise with the channel; nothing has been written then.
+        """
+        try:
+            found = known_lines.calibrate(self.spectrum(), lines, degree)
+        except ValueError as error:
+            raise refuse("calibrating", self.path, str(error)) from None
+        self.set_calibration(found.calibration.energy, found.calibration.shape)
+        self["QAR_T_ENERGYTIME"] = datetime.now(timezone.utc)
+        return found
+
+    def nuclide_library(self) -> List[Nuclide]:
+        """The nuclides that an identification works with."""
+        return analysis.nuclide_library(self)
+
+    def set_nuclide_library(self, nuclides: Iterable[Nuclide]) -> None:
+        """Replaces the nuclides that an identification works with."""
+        analysis.write_nuclide_library(self, nuclides)
+
+    def analyse(
+        self,
+        engine: str = analysis.ENGINE,
+        entry_point: str = analysis.ENTRY_POINT,
+        options: int = 0,
+        **settings: Any,
+    ) -> Analysis:
+        """Writes processing settings, runs an engine and returns its results.
+
+        settings: parameters by name, such as QAR_D_PEAKLIMIT=4.0; what is not given stays as the
+        file has it. options: the engine's option word. EngineError: the engine failed or is
+        missing; its text says why, a calibration that is not there for instance.
+        """
+        self.update(settings)
+        analysis.run_engine(self, engine, entry_point, options)
+        return self.results()
+
+    def results(self) -> Analysis:
+        """The peaks and nuclides of the last analysis."""
+        return analysis.results(self)
 
     # ---- In a console and in a notebook --------------------------------------------------------
 
