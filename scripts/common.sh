@@ -1,7 +1,14 @@
-# Shared by the scripts: the place of the project, the installation of packages.
+# Shared by the scripts: the places of the project and of its builds, the tools that are needed and
+# their installation, the build itself.
+#
+# BUILD_DIR names a folder for the builds, for a checkout that cannot be written.
 
 set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+builds=$(realpath -m "${BUILD_DIR:-$project/build}")
+
+build_packages=(g++ cmake ninja-build python3 python3-dev libsqlite3-dev)
+test_packages=(libgtest-dev libgmock-dev mypy python3-numpy python3-venv)
 
 # The interpreter to build for and test with, at every configuration.
 export PYTHON="${PYTHON:-/usr/bin/python3}"
@@ -13,42 +20,86 @@ fail() {
     exit 1
 }
 
+# ---- Tools and packages ------------------------------------------------------------------------
+
 is_installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 
-as_root() {
-    if [ "$(id -u)" -eq 0 ]; then
-        "$@"
-    elif command -v sudo >/dev/null; then
-        sudo "$@"
-    else
-        fail "Installing packages needs root or sudo. Packages needed: ${wanted_packages[*]}"
+has_apt() { command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; }
+
+# version_of TOOL COMMAND: the version of the tool that is there, or else of the package that would
+# be installed; empty where neither is known.
+version_of() {
+    if command -v "$2" >/dev/null; then
+        "$2" --version | sed -nE '1s/.* ([0-9]+(\.[0-9]+)+).*/\1/p'
+    elif has_apt; then
+        apt-cache policy "$1" 2>/dev/null | sed -nE 's/^ *Candidate: ([0-9]+:)?([0-9.]+).*/\2/p'
     fi
 }
 
-# install_packages PACKAGE...: installs those that are missing, with apt; on other systems says
-# what is needed and goes on, for the tools may be there under other names.
+# check_version TOOL COMMAND LEAST
+check_version() {
+    local version
+    version=$(version_of "$1" "$2")
+    [ -z "$version" ] || [ "$(printf '%s\n' "$3" "$version" | sort -V | head -n 1)" = "$3" ] ||
+        fail "$2 $version is too old: $3 or later is needed (Debian 12, Ubuntu 24.04 and later have it)."
+}
+
+# install_packages PACKAGE...: installs those that are missing, with apt; on other systems looks for
+# the tools, which may be there under other names. Says before anything is changed what cannot work.
 install_packages() {
-    wanted_packages=("$@")
-    if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-        say "This system has no apt; needed are the counterparts of these Debian packages: $*"
+    local missing=() package
+    check_version g++ "${CXX:-g++}" 12
+    check_version cmake cmake 3.25
+    if ! has_apt; then
+        for package in "${CXX:-g++}" cmake ninja python3; do
+            command -v "$package" >/dev/null || missing+=("$package")
+        done
+        [ ${#missing[@]} -eq 0 ] || fail "Not found: ${missing[*]}. Needed are the counterparts of these Debian packages: $*"
         return
     fi
-    local missing=() package
     for package in "$@"; do
         is_installed "$package" || missing+=("$package")
     done
     [ ${#missing[@]} -gt 0 ] || return 0
+    [ "$(id -u)" -eq 0 ] || fail "Packages are missing. Install them with:
+sudo apt-get install ${missing[*]}"
     say "Installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
-    as_root apt-get update -qq || say "Some package lists could not be refreshed; going on with those at hand."
-    as_root apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    apt-get update -qq || say "Some package lists could not be refreshed; going on with those at hand."
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    check_version g++ "${CXX:-g++}" 12
+    check_version cmake cmake 3.25
 }
 
-build_packages=(g++ cmake ninja-build python3 python3-dev libsqlite3-dev)
-test_packages=(libgtest-dev libgmock-dev)
+# ---- The build ---------------------------------------------------------------------------------
 
-# build PRESET: configures and builds into build/PRESET.
+# show_progress: of a build's output one line that grows; where no one watches, the last step only.
+show_progress() {
+    local line steps=
+    while IFS= read -r line; do
+        case $line in
+            \[*/*\]*)
+                steps=${line%%\]*}
+                steps=${steps#\[}
+                [ ! -t 1 ] || printf '\rBuilding: %s ' "$steps"
+                ;;
+        esac
+    done
+    if [ -n "$steps" ]; then
+        if [ -t 1 ]; then printf '\n'; else say "Built in ${steps#*/} steps."; fi
+    fi
+}
+
+# build PRESET OPTION...: configures and builds into the folder PRESET of the builds.
 build() {
-    cmake --preset "$1" -S "$project" "${@:2}" >/dev/null
-    cmake --build "$project/build/$1"
+    local folder=$builds/$1
+    mkdir -p "$folder"
+    (cd "$project" && cmake --preset "$1" -B "$folder" "${@:2}") >"$folder/build.log" 2>&1 || {
+        cat "$folder/build.log" >&2
+        fail "The build could not be set up; the log is $folder/build.log."
+    }
+    NINJA_STATUS='[%f/%t] ' cmake --build "$folder" 2>&1 | tee "$folder/build.log" | show_progress || {
+        grep -v '^\[' "$folder/build.log" >&2 || true
+        fail "The build failed; the log is $folder/build.log."
+    }
 }
