@@ -10,9 +10,8 @@ that the template refers to; what it says about its report stays its own.
 import os
 import sys
 
-import pyORV3
+import qar
 import simulation
-from qar import CREATE, READ, WRITE, DataSource, check
 
 CALIBRATION = {
     "QAR_F_CALTEMPER": 22.5,
@@ -63,35 +62,28 @@ SHOWN = {
 }
 
 
-def make(path, parameters, columns=None):
-    with DataSource(path, CREATE | READ | WRITE) as source:
-        for name, value in parameters.items():
-            source.set(name, value)
-        for name, values in (columns or {}).items():
-            source.set_column(name, values)
+def make(path, parameters):
+    with qar.open(path, "x") as source:
+        source.update(parameters)
 
 
 def values_of(source):
     """The shown parameters; None where one has no value."""
-    return {name: source.find(name) for names in SHOWN.values() for name in names}
+    return {name: source.get(name) for names in SHOWN.values() for name in names}
 
 
 def copy_sequence(template_path, measurement_path):
     """The measurement's parameters before and after the copy."""
-    with DataSource(template_path) as template:
-        with DataSource(measurement_path, READ | WRITE) as measurement:
-            before = values_of(measurement)
-            check(
-                pyORV3.copyAnalysisSequenceTo(template.handle, measurement.handle),
-                "copying the analysis sequence",
-            )
-            return before, values_of(measurement)
+    with qar.open(template_path) as template, qar.open(measurement_path, "r+") as measurement:
+        before = values_of(measurement)
+        template.copy_analysis_sequence_to(measurement)
+        return before, values_of(measurement)
 
 
 def main(folder):
     paths = {name: os.path.join(folder, name + ".qar") for name in ("ge40", "template", "soil")}
     calibration = {"QAR_D_ENERGYCAL": simulation.ENERGY, "QAR_D_SHAPECAL": simulation.SHAPE}
-    make(paths["ge40"], CALIBRATION, calibration)
+    make(paths["ge40"], {**CALIBRATION, **calibration})
     make(paths["template"], {**TEMPLATE, "QAR_C_CALFILE": paths["ge40"]})
     make(paths["soil"], MEASUREMENT)
     before, after = copy_sequence(paths["template"], paths["soil"])
@@ -99,7 +91,7 @@ def main(folder):
         print(f"  {heading:<20} {'before':<20} after")
         for name in names:
             print(f"    {name:<18} {before[name]!s:<20} {after[name]}")
-    with DataSource(paths["soil"]) as measurement:
+    with qar.open(paths["soil"]) as measurement:
         energy = ", ".join(f"{c:g}" for c in measurement.column("QAR_D_ENERGYCAL"))
         print(f"  energy calibration from ge40.qar: {energy}")
 

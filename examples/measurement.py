@@ -7,8 +7,8 @@
 import sys
 from datetime import datetime, timedelta, timezone
 
+import qar
 import simulation
-from qar import CREATE, READ, WRITE, DataSource
 
 PARAMETERS = {
     "QAR_C_MEASNAME": "Mixed nuclide source, 25 cm",
@@ -29,25 +29,17 @@ PARAMETERS = {
     "QAR_F_DEADTIME": 100 * (1 - simulation.LIVE_TIME / simulation.REAL_TIME),
 }
 
-CALIBRATIONS = {
-    "QAR_D_ENERGYCAL": simulation.ENERGY,
-    "QAR_D_SHAPECAL": simulation.SHAPE,
-    "QAR_D_EFFICCAL": simulation.EFFICIENCY,
-}
-
 
 def record_measurement(path, seed=417):
     channels = simulation.measure(seed)
     stop = datetime.now(timezone.utc)
     start = stop - timedelta(seconds=simulation.REAL_TIME)
-    with DataSource(path, CREATE | READ | WRITE) as source:
-        for name, value in PARAMETERS.items():
-            source.set(name, value)
-        source.set("QAR_T_ACQSTART", start.isoformat(timespec="milliseconds"))
-        source.set("QAR_T_ACQSTOP", stop.isoformat(timespec="milliseconds"))
-        source.set("QAR_Q_TOTALCOUNT", sum(channels))
-        for name, coefficients in CALIBRATIONS.items():
-            source.set_column(name, coefficients)
+    with qar.open(path, "x") as source:
+        source.update(PARAMETERS)
+        source["QAR_T_ACQSTART"] = start
+        source["QAR_T_ACQSTOP"] = stop
+        source["QAR_Q_TOTALCOUNT"] = sum(channels)
+        source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
         source.set_spectrum(channels)
         source.flush()  # from here on it is on the disk, whatever happens to this process
     return channels

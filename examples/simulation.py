@@ -8,7 +8,7 @@ import math
 import random
 
 from nuclides import LIBRARY
-from qar import polynomial
+from qar.calibration import polynomial
 
 CHANNELS = 4096
 LIVE_TIME = 3600.0  # s

@@ -1,0 +1,34 @@
+#!/usr/bin/env python3
+"""The first lines in the functions of pyORV3 themselves, which the package qar works through.
+
+    plain_functions.py FILE
+
+None raises: each returns a status, 0 for success, alone or before its result.
+"""
+
+import sys
+
+import pyORV3
+from qar.constants import QAR_C_MEASNAME, QAR_D_LIVETIME
+from qar.status import describe
+
+READ, FILE = 0x1, 1
+
+
+def main(path):
+    status, handle = pyORV3.open(path, READ, FILE, "")
+    if status != 0:
+        print(f"open: {describe(status)}")
+        return 1
+    status, channels = pyORV3.getSpectrum(handle, 0, 0)
+    print(f"getSpectrum: status {status}, {len(channels):,} channels, {sum(channels):,} counts")
+    for code in (QAR_C_MEASNAME, QAR_D_LIVETIME):
+        status, value = pyORV3.getParameter(handle, code, 1, 1)
+        print(f"getParameter 0x{code:08X}: status {status}, value {value!r}")
+    status = pyORV3.setParameter(handle, QAR_D_LIVETIME, 1.0, 1, 1)
+    print(f"setParameter: {describe(status)}")
+    return pyORV3.close(handle, 0)
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)
