@@ -13,7 +13,7 @@ import nuclide_analysis  # noqa: E402
 import qar  # noqa: E402
 import simulation  # noqa: E402
 
-ENGINE = (nuclide_analysis.ENGINE, nuclide_analysis.ENTRY_POINT)
+ENGINE = ("peak_search", "searchPeaks")
 THREADS, TURNS = 8, 3
 
 
@@ -21,8 +21,9 @@ class Threads(embedded.TestCase):
     def work(self, shared, number):
         path = self.path(f"{number}.qar")
         measurement.record_measurement(path, number)
-        with qar.DataSource(path, qar.READ | qar.WRITE) as source:
-            nuclide_analysis.prepare(source)
+        with qar.open(path, "r+") as source:
+            source.set_nuclide_library(nuclide_analysis.library())
+            source.update(nuclide_analysis.SETTINGS)
         own = self.open(embedded.READ | embedded.WRITE, path)
         channels = self.ok(pyORV3.getSpectrum(own, 0, 0))
         for turn in range(TURNS):  # each replaces the results of the one before
