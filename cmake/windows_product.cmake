@@ -14,15 +14,11 @@ function(finish_windows_product target)
     target_link_options(${target} PRIVATE -static -Wl,--dynamicbase -Wl,--nxcompat $<$<CONFIG:Release>:-s>)
 endfunction()
 
-# package_windows: the zip file that users get, of what cmake --install puts into one folder.
+# package_windows: the wheel, which holds what cmake --install makes.
 function(add_windows_package target)
-    set(name "${PROJECT_NAME}-${PROJECT_VERSION}-win32")
-    install(FILES "${PROJECT_SOURCE_DIR}/cmake/windows/README.txt" DESTINATION .)
     add_custom_target(package_windows
-        COMMAND "${CMAKE_COMMAND}" -E rm -rf "${name}" "${name}.zip"
-        COMMAND "${CMAKE_COMMAND}" --install . --prefix "${name}"
-        COMMAND "${CMAKE_COMMAND}" -E tar cf "${name}.zip" --format=zip "${name}"
-        WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
+        COMMAND "${PYTHON}" -B "${PROJECT_SOURCE_DIR}/python/packaging/wheel_backend.py" wheel
+            "${CMAKE_BINARY_DIR}" "${CMAKE_BINARY_DIR}"
         DEPENDS ${target}
         VERBATIM)
 endfunction()

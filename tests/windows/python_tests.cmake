@@ -12,9 +12,15 @@ endif()
 file(GLOB interpreter "${PYORV3_WINDOWS_PYTHON}/*.exe" "${PYORV3_WINDOWS_PYTHON}/*.dll"
     "${PYORV3_WINDOWS_PYTHON}/*.zip" "${PYORV3_WINDOWS_PYTHON}/Lib" "${PYORV3_WINDOWS_PYTHON}/DLLs")
 file(COPY ${interpreter} DESTINATION "${PYORV3_TEST_DIR}")
+# The module and the package qar come from the wheel, unpacked.
+set(unpacked_wheel "${CMAKE_BINARY_DIR}/unpacked-wheel")
+set(wheel "${CMAKE_BINARY_DIR}/${PROJECT_NAME}-${PROJECT_VERSION}-cp36-abi3-win32.whl")
 add_custom_target(module_for_tests ALL
-    COMMAND "${CMAKE_COMMAND}" -E copy_if_different "$<TARGET_FILE:pyORV3>" "${PYORV3_TEST_DIR}"
-    DEPENDS pyORV3 double_python)
+    COMMAND "${CMAKE_COMMAND}" -E rm -rf "${unpacked_wheel}"
+    COMMAND "${CMAKE_COMMAND}" -E make_directory "${unpacked_wheel}"
+    COMMAND "${CMAKE_COMMAND}" -E chdir "${unpacked_wheel}" "${CMAKE_COMMAND}" -E tar xf "${wheel}"
+    DEPENDS package_windows double_python
+    VERBATIM)
 
 set(python_tests "${PROJECT_SOURCE_DIR}/tests/python")
 file(GLOB files CONFIGURE_DEPENDS
@@ -27,5 +33,5 @@ foreach(file IN LISTS files)
         WORKING_DIRECTORY "${folder}")
     run_under_wine(windows_python.${name})
     set_tests_properties(windows_python.${name} PROPERTIES
-        ENVIRONMENT "PYTHONPATH=${python_tests}" TIMEOUT 300)
+        ENVIRONMENT "PYTHONPATH=${unpacked_wheel}\\;${python_tests}" TIMEOUT 300)
 endforeach()
