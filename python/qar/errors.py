@@ -77,15 +77,7 @@ class LibraryError(QarError):
 
 
 FAMILIES: Dict[str, Type[QarError]] = {
-    statuses.NOT_FOUND: NotFoundError,
-    statuses.EXISTS: ExistsError,
-    statuses.READ_ONLY: ReadOnlyError,
-    statuses.IN_USE: InUseError,
-    statuses.DAMAGED: DamagedError,
-    statuses.BAD_ARGUMENT: BadArgumentError,
-    statuses.ENGINE: EngineError,
-    statuses.SYSTEM: SystemFailureError,
-    statuses.LIBRARY: LibraryError,
+    family: globals()[name] for family, name in statuses.EXCEPTIONS.items()
 }
 
 

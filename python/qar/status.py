@@ -6,7 +6,7 @@ One table stands behind the texts of the exceptions, the page docs/status-codes.
 
 from typing import NamedTuple
 
-# Families: what a script can do about a failure. Each but the last has an exception of its own.
+# Families: what a script can do about a failure. Each has an exception of its own in errors.py.
 NOT_FOUND = "not found"
 EXISTS = "exists"
 READ_ONLY = "read only"
@@ -16,6 +16,17 @@ BAD_ARGUMENT = "bad argument"
 ENGINE = "engine"
 SYSTEM = "system"
 LIBRARY = "library"
+EXCEPTIONS = {
+    NOT_FOUND: "NotFoundError",
+    EXISTS: "ExistsError",
+    READ_ONLY: "ReadOnlyError",
+    IN_USE: "InUseError",
+    DAMAGED: "DamagedError",
+    BAD_ARGUMENT: "BadArgumentError",
+    ENGINE: "EngineError",
+    SYSTEM: "SystemFailureError",
+    LIBRARY: "LibraryError",
+}
 
 
 class Status(NamedTuple):

@@ -1,0 +1,226 @@
+"""Data sources as objects, on the embedded library."""
+
+import array
+import datetime
+import logging
+import math
+import os
+import pickle
+
+import qar
+import support
+
+UTC = datetime.timezone.utc
+NOON = datetime.datetime(2026, 3, 2, 12, 0, 0, 250000, UTC)
+EAST = datetime.timezone(datetime.timedelta(hours=2))
+
+
+class TestCase(support.TestCase):
+    def setUp(self):
+        super().setUp()
+        self.path = self.folder / "sample.qar"
+        self.source = qar.open(self.path, "x")
+        self.addCleanup(self.source.close)
+
+    def reopened(self, mode="r"):
+        self.source.close()
+        self.source = qar.open(self.path, mode)
+        self.addCleanup(self.source.close)
+        return self.source
+
+
+class Values(TestCase):
+    # What is written and what comes back, where that is another thing.
+    KEPT = [
+        ("QAR_B_PILEUPREJ", True), ("QAR_B_PILEUPREJ", 0, False), ("QAR_S_ADCBITS", 65535),
+        ("QAR_L_LOWERDISC", -(2**31)), ("QAR_Q_TOTALCOUNT", 2**63 - 1), ("QAR_F_AMPGAIN", 0.5),
+        ("QAR_D_LIVETIME", 3600, 3600.0), ("QAR_C_OPERATOR", "J. Müller €" + "x" * 21),
+        ("qar_c_comment", ""), (0x2000001C, "by its code"),
+        ("QAR_T_ACQSTART", NOON, "2026-03-02T12:00:00.250Z"),
+        ("QAR_T_ACQSTART", NOON.astimezone(EAST), "2026-03-02T12:00:00.250Z"),
+        ("QAR_T_ACQSTOP", "2026-03-02T14:00:00+02:00", "2026-03-02T12:00:00.000Z"),
+    ]
+    REFUSED = [
+        ("QAR_B_PILEUPREJ", 2), ("QAR_B_PILEUPREJ", "1"), ("QAR_S_ADCBITS", -1),
+        ("QAR_S_ADCBITS", 65536), ("QAR_L_CHANNELS", 2**31), ("QAR_L_CHANNELS", 1.5),
+        ("QAR_L_CHANNELS", "4096"), ("QAR_Q_TOTALCOUNT", 2**63), ("QAR_F_AMPGAIN", 1e39),
+        ("QAR_D_LIVETIME", "3600"), ("QAR_D_LIVETIME", None), ("QAR_C_OPERATOR", 5),
+        ("QAR_C_OPERATOR", "x" * 33), ("QAR_C_OPERATOR", "a\0b"), ("QAR_C_OPERATOR", "日"),
+        ("QAR_T_ACQSTART", "yesterday"), ("QAR_T_ACQSTART", 5), ("QAR_T_ACQSTART", "1969-01-01T00:00Z"),
+        ("QAR_T_ACQSTART", NOON.replace(tzinfo=None)), ("QAR_T_ACQSTART", NOON.replace(year=2040)),
+    ]  # fmt: skip
+
+    def test_come_back_as_they_were_written(self):
+        for key, written, *read in self.KEPT:
+            with self.subTest(key=key, value=written):
+                self.source[key] = written
+                self.assertEqual(self.source[key], read[0] if read else written)
+                self.assertIs(type(self.source[key]), type(read[0] if read else written))
+
+    def test_that_would_change_are_refused_before_the_call(self):
+        for key, value in self.REFUSED:
+            with self.subTest(key=key, value=value):
+                with self.assertRaises(qar.BadArgumentError) as caught:
+                    self.source[key] = value
+                self.assertIn(repr(value), str(caught.exception))
+                self.assertNotIn(key, self.source)
+
+    def test_stand_in_records_and_entries(self):
+        nuclides = [("Co-60", [1173.228, 1332.492]), ("Cs-137", [661.657])]
+        for name, energies in nuclides:
+            self.source.append({"QAR_C_NUCLNAME": name, "QAR_D_LINEENERGY": energies})
+        source = self.reopened("r+")
+        rows = source.records("QAR_CLS_NUCLIDE")
+        self.assertEqual([tuple(row.values()) for row in rows], nuclides)
+        self.assertEqual(source["QAR_D_LINEENERGY", 1, 2], 1332.492)
+        self.assertEqual(source.find_nuclide("cs"), 2)
+        self.assertEqual(source.find_nuclide("C", qar.NameSearch.BEGINNING, after=1), 2)
+        self.assertEqual(source.find_nuclide_at(1332, 2), 1)
+        source.set_column("QAR_D_LINEENERGY", (1.5,), 1)
+        self.assertEqual(source.column("QAR_D_LINEENERGY"), [1.5, 0.0])
+        source.insert("QAR_C_NUCLNAME", 1)
+        source.delete("QAR_CLS_NUCLIDE", 2)
+        self.assertIsNone(source.get("QAR_C_NUCLNAME", 1))
+        self.assertEqual(source["QAR_C_NUCLNAME", 2], "Cs-137")
+        source.clear("QAR_C_NUCLNAME")
+        self.assertEqual(source.record_count(qar.constants.QAR_CLS_NUCLIDE), 0)
+
+    def test_are_listed_with_what_the_dictionary_says(self):
+        self.source.update({"QAR_D_ENERGYCAL": (0.1, 0.5), "QAR_F_CALTEMPER": 20.5})
+        found = {p.name: (p.unit, value) for p, value in self.source.parameters(0x2002)}
+        self.assertEqual(found["QAR_D_ENERGYCAL"], ("", [0.1, 0.5]))
+        self.assertEqual(found["QAR_F_CALTEMPER"], ("°C", 20.5))
+        known = [p.code for p in qar.constants.KNOWN_PARAMETERS]
+        asked = [p.code for c in sorted({k >> 16 for k in known}) for p in qar.dictionary.parameters_of(c)]
+        self.assertEqual(asked, known)
+
+    def test_and_classes_are_copied_to_another_source(self):
+        self.source["QAR_C_OPERATOR"] = "first"
+        self.source.append({"QAR_C_NUCLNAME": "K-40"})
+        with qar.open(self.folder / "copy.qar", "x") as copy:
+            self.source.copy_to(copy)
+            self.source.copy_record_to(copy, "QAR_CLS_NUCLIDE", 1, 2)
+            names = [row["QAR_C_NUCLNAME"] for row in copy.records("QAR_CLS_NUCLIDE")]
+            self.assertEqual((copy["QAR_C_OPERATOR"], names), ("first", ["K-40", "K-40"]))
+
+
+class Spectra(TestCase):
+    KEPT = [
+        [1], (0, -5, 2**31 - 1, -(2**31)), range(32768), [1.0, 2, True], array.array("H", [7, 8]),
+        iter([1, 2]),
+    ]  # fmt: skip
+    REFUSED = [
+        [], [0] * 32769, [1, 2**31], [-(2**31) - 1], [1, 2.5], [math.nan], [1, "2"], "12", b"12",
+        {1: 2}, 5, [None], [[1], [2]],
+    ]  # fmt: skip
+
+    def test_are_taken_from_any_sequence_of_whole_numbers(self):
+        for channels in self.KEPT:
+            wanted = tuple(map(int, channels)) if not hasattr(channels, "__next__") else (1, 2)
+            with self.subTest(type=type(channels)):
+                self.source.set_spectrum(channels)
+                self.assertEqual(self.reopened("r+").spectrum(), wanted)
+
+    def test_of_anything_else_are_refused_and_the_old_one_stays(self):
+        self.source.set_spectrum([5, 6])
+        for channels in self.REFUSED:
+            with self.subTest(channels=str(channels)[:20]):
+                with self.assertRaises(qar.BadArgumentError):
+                    self.source.set_spectrum(channels)
+                self.assertEqual(self.source.spectrum(), (5, 6))
+
+    def test_go_to_numpy_and_come_from_it(self):
+        try:
+            import numpy
+        except ImportError:
+            with self.assertRaisesRegex(ImportError, r"pyORV3\[analysis\]"):
+                self.source.spectrum_array()
+            self.skipTest("numpy is not installed")
+        for kind in ("int8", "uint32", "int64", "float64", "bool"):
+            self.source.set_spectrum(numpy.array([0, 1, 1], dtype=kind))
+            self.assertEqual(self.source.spectrum_array().tolist(), [0, 1, 1])
+        self.source["QAR_S_ADCBITS"] = numpy.int16(12)
+        self.source["QAR_B_PILEUPREJ"] = numpy.bool_(True)
+        self.source["QAR_F_AMPGAIN"] = numpy.float32(0.1)
+        for bad in (numpy.zeros((2, 2)), numpy.array([1, 2**40]), numpy.array(["a"])):
+            with self.assertRaises(qar.BadArgumentError):
+                self.source.set_spectrum(bad)
+
+
+class Failures(TestCase):
+    def test_are_exceptions_of_families_that_say_what_was_tried(self):
+        (self.folder / "text.qar").write_text("no data source")
+        damaged = self.folder / "damaged.qar"
+        self.source.set_spectrum(range(4096))
+        content = bytearray(self.reopened().path and self.path.read_bytes())
+        content[4096:] = b"\xff" * (len(content) - 4096)
+        damaged.write_bytes(bytes(content))
+        cases = [
+            (qar.NotFoundError, "no.qar", lambda: qar.open(self.folder / "no.qar")),
+            (qar.ExistsError, "sample.qar", lambda: qar.open(self.path, "x")),
+            (qar.BadArgumentError, "text.qar", lambda: qar.open(self.folder / "text.qar")),
+            (qar.BadArgumentError, "'w'", lambda: qar.open(self.path, "w")),
+            (qar.DamagedError, "damaged.qar", lambda: qar.open(damaged)),
+            (qar.NotFoundError, "QAR_D_NONE", lambda: self.source["QAR_D_NONE"]),
+            (qar.NotFoundError, "no such parameter", lambda: self.source["PATH"]),
+            (qar.NotFoundError, "QAR_C_OPERATOR", lambda: self.source["QAR_C_OPERATOR"]),
+            (qar.NotFoundError, "record 3", lambda: self.source["QAR_C_NUCLNAME", 3]),
+            (qar.NotFoundError, "Fe-59", lambda: self.source.find_nuclide("Fe-59")),
+            (qar.ReadOnlyError, "QAR_C_OPERATOR", lambda: self.source.update({"QAR_C_OPERATOR": ""})),
+            (qar.EngineError, "no_engine", lambda: self.source.analyse(engine="no_engine")),
+            (qar.EngineError, "calibration", lambda: self.source.analyse()),
+            (qar.BadArgumentError, "sample.qar", lambda: self.source.calibrate({661.7: 100})),
+        ]  # fmt: skip
+        for family, text, call in cases:
+            with self.subTest(text):
+                with self.assertRaisesRegex(family, text) as caught:
+                    call()
+                error = caught.exception
+                self.assertEqual(type(error), qar.errors.FAMILIES[error.family])
+                self.assertIn(error.text, str(error))
+                self.assertEqual(str(pickle.loads(pickle.dumps(error))), str(error))
+                self.assertEqual(qar.status.describe(error.status).family, error.family)
+
+    def test_of_another_process_that_writes_are_said(self):
+        script = "import qar, sys\ntry: qar.open(sys.argv[1], 'r+')\nexcept qar.InUseError: print('in use')"
+        self.source.flush()
+        self.assertEqual(self.run_script(script, self.path), "in use\n")
+
+    def test_of_a_closed_source_do_not_reach_the_library(self):
+        self.source.close()
+        self.source.close()
+        with self.assertRaisesRegex(qar.BadArgumentError, "closed"):
+            self.source.spectrum()
+
+
+class Objects(TestCase):
+    def test_close_with_their_block_and_keep_what_was_written(self):
+        with self.assertRaises(ZeroDivisionError):
+            with self.reopened("r+") as source:
+                source["QAR_C_OPERATOR"] = "kept"
+                1 / 0
+        self.assertTrue(source.closed)
+        self.assertEqual(self.reopened()["QAR_C_OPERATOR"], "kept")
+        self.assertEqual(self.source.state, qar.SourceState.OPEN | qar.SourceState.READ_ONLY)
+
+    def test_show_themselves(self):
+        self.source.update({"QAR_C_MEASNAME": "<b> & co", "QAR_D_LIVETIME": 12.5})
+        self.assertIn("no spectrum", repr(self.source))
+        self.source.set_spectrum(range(300))
+        html = self.source._repr_html_()
+        self.assertIn("&lt;b&gt; &amp; co", html)
+        self.assertIn("<td>12.5</td><td>s</td>", html)
+        self.assertIn("<polyline", html)
+        self.assertIn("300 channels", repr(self.source))
+        self.assertIn("read only", repr(self.reopened()))
+        self.source.close()
+        self.assertIn("closed", repr(self.source) and self.source._repr_html_())
+
+    def test_log_what_they_do(self):
+        with self.assertLogs("qar", logging.DEBUG) as logs:
+            self.reopened().close()
+            with self.assertRaises(qar.NotFoundError):
+                qar.open(os.path.join(str(self.folder), "none.qar"))
+        text = "\n".join(logs.output)
+        for wanted in ("INFO:qar:opened", "INFO:qar:closed", "DEBUG:qar:opening"):
+            self.assertIn(wanted, text)
