@@ -1,0 +1,243 @@
+"""Cuts the power at every moment of a run: whatever a flush has returned for is there afterwards.
+
+    power_cut.py [STATES [SEED]]
+
+A run under the shim records what it does to its folder. Then, for every moment of it, the folder
+is made again as a drive may hold it that was cut off: what was synced is there; of what was
+written since, and of the names given and taken since, all, nothing or any part is there. Data
+needs a sync of its file, a name one of its folder. Each folder is opened, read, written and closed.
+STATES: how many are tried, chosen at random; 0 (default) for all.
+"""
+
+import os
+import subprocess
+import sys
+
+import pyORV3
+import torture
+from torture import CREATE, READ, WRITE, Failed, ok
+
+SECTOR = 512
+NAMES = ("alpha.qar", "beta.qar")
+ROUNDS = 14
+
+
+# ---- The run that is recorded ---------------------------------------------------------------------
+
+def write_state(handle, number):
+    """Content of several classes that follows from one number."""
+    ok(pyORV3.setParameter(handle, torture.LIVE_TIME, float(number), 1, 0), "setParameter")
+    ok(pyORV3.setParameter(handle, torture.COMMENT, "state %d " % number * 12, 1, 0))
+    ok(pyORV3.setSpectrum(handle, tuple(range(number, number + 256)), 0, 0), "setSpectrum")
+    for record in range(1, number % 5 + 3):
+        ok(pyORV3.setParameter(handle, torture.NUCLIDE_NAME, "N-%d" % number, record, 0))
+        ok(pyORV3.setParameter(handle, torture.LINE_ENERGY, 100.0 * number, record, 1))
+    for record in range(ok(pyORV3.count(handle, torture.NUCLIDES, 0)), number % 5 + 2, -1):
+        ok(pyORV3.delete(handle, torture.NUCLIDES, record, 0), "delete")
+
+
+def state_of(handle):
+    """The number whose content this is; the content holds together."""
+    content = torture.content_of(handle)
+    number = int(content["measurement"][0])
+    expected = {
+        "measurement": [float(number), "state %d " % number * 12],
+        "nuclides": [["N-%d" % number, 100.0 * number]] * (number % 5 + 2),
+        "peaks": [],
+        "spectrum": tuple(range(number, number + 256)),
+    }
+    if number == 0:  # created, and nothing saved yet
+        expected = {"measurement": [0, 0], "nuclides": [], "peaks": [], "spectrum": (0,)}
+    if content != expected:
+        raise Failed("the content of state %d does not hold together" % number)
+    return number
+
+
+def record_run(folder, mark):
+    """mark(TEXT) stands in the record behind what has returned."""
+    for name in NAMES:
+        path = os.path.join(folder, name)
+        handle = ok(pyORV3.open(path, CREATE, 1, ""), "creating")
+        ok(pyORV3.setParameter(handle, torture.CHANNELS, 256, 1, 0))
+        for number in range(1, ROUNDS + 1):
+            mark("writing %s %d" % (name, number))
+            write_state(handle, number)
+            if number == ROUNDS - 1:
+                ok(pyORV3.close(handle, 0), "closing")
+                mark("saved %s %d" % (name, number))
+                handle = ok(pyORV3.open(path, WRITE, 1, ""), "opening")
+            else:
+                ok(pyORV3.flush(handle), "flush")
+                mark("saved %s %d" % (name, number))
+            if number == 3:
+                ok(pyORV3.control(handle, 2, 0), "compacting")
+        ok(pyORV3.close(handle, 0), "closing")
+
+
+# ---- What a drive may hold -------------------------------------------------------------------------
+
+class File:
+    """A file's content: that on the drive, and what was done since its last sync."""
+
+    def __init__(self):
+        self.synced = b""
+        self.pending = []  # (offset, data), or (length, None) for a truncation
+
+    def write(self, offset, data):
+        for start in range(0, len(data), SECTOR):
+            self.pending.append((offset + start, data[start:start + SECTOR]))
+
+    def content(self, kept):
+        content = bytearray(self.synced)
+        for offset, data in filter(kept, self.pending):
+            end = offset if data is None else offset + len(data)
+            if data is None:
+                del content[end:]
+            content.extend(bytes(max(0, end - len(content))))
+            if data is not None:
+                content[offset:end] = data
+        return bytes(content)
+
+    def sync(self):
+        self.synced = self.content(lambda change: True)
+        self.pending = []
+
+
+class Drive:
+    """Files with their names: those on the drive, and those changed since the folder's last sync."""
+
+    def __init__(self):
+        self.files = {}  # by inode number
+        self.names = {}
+        self.synced_names = {}
+        self.pending = []  # {name: file or None}, whole or not at all
+
+    def set_names(self, names):
+        self.pending.append(names)
+        self.names.update(names)
+
+    def apply(self, line, data):
+        kind, *words = line.split(" ", 2)
+        if kind == "create" and not self.names.get(words[1]):  # the open may find a file, too
+            self.files[words[0]] = File()
+            if not words[1].endswith(" (deleted)"):
+                self.set_names({words[1]: self.files[words[0]]})
+        elif kind == "name":
+            self.set_names({words[1]: self.files[words[0]]})
+        elif kind == "rename":
+            self.set_names({words[0]: None, words[1]: self.names[words[0]]})
+        elif kind == "unlink":
+            self.set_names({words[0]: None})
+        elif kind == "write":
+            self.files[words[0]].write(int(words[1].split()[0]), data)
+        elif kind == "truncate":
+            self.files[words[0]].pending.append((int(words[1]), None))
+        elif kind == "sync":
+            self.files[words[0]].sync()
+        elif kind == "syncfolder":
+            self.synced_names = dict(self.names)
+            self.pending = []
+
+    def folder(self, names_kept, data_kept):
+        """The folder's files with their content; which pending changes are kept say the two."""
+        names = dict(self.synced_names)
+        for change in filter(names_kept, self.pending):
+            names.update(change)
+        return {os.path.basename(name): file.content(data_kept)
+                for name, file in names.items() if file is not None}
+
+
+def changes_of(log):
+    """The lines of a record, each with what was written."""
+    with open(log, "rb") as record:
+        for line in iter(record.readline, b""):
+            line = line.decode().rstrip("\n")
+            size = int(line.split()[-1]) if line.startswith("write ") else 0
+            yield line, record.read(size)
+
+
+def cut_states(log, random):
+    """(what was happening, files, saved state by name, state under way by name) of each cut."""
+    drive, saved, under_way, seen = Drive(), {}, {}, set()
+    everything, nothing = (lambda change: True), (lambda change: False)
+    part = lambda change: random.random() < 0.5
+    for number, (line, data) in enumerate(changes_of(log)):
+        if line.startswith("mark "):
+            kind, name, state = line.split()[1:]
+            (saved if kind == "saved" else under_way)[name] = int(state)
+        else:
+            drive.apply(line, data)
+        for names, contents in ((nothing, nothing), (nothing, everything), (everything, nothing),
+                                (everything, everything), (part, part), (part, part),
+                                (everything, part), (part, nothing)):
+            files = drive.folder(names, contents)
+            state = (number if line.startswith("mark") else 0, tuple(sorted(files.items())))
+            if hash(state) not in seen:
+                seen.add(hash(state))
+                yield "%d: %s" % (number, line[:80]), files, dict(saved), dict(under_way)
+
+
+# ---- After the cut ---------------------------------------------------------------------------------
+
+def check_file(path, last_saved, under_way):
+    for mode in (READ, WRITE):
+        with torture.opened(path, mode) as handle:
+            number = state_of(handle)
+            if not last_saved <= number <= max(last_saved, under_way):
+                raise Failed("state %d was saved, state %d is there" % (last_saved, number))
+            if mode == WRITE:
+                write_state(handle, 99)
+    with torture.opened(path) as handle:
+        if state_of(handle) != 99:
+            raise Failed("what was written after the cut is lost")
+
+
+def check_state(folder, files, saved, under_way):
+    for name, content in files.items():
+        with open(os.path.join(folder, name), "wb") as file:
+            file.write(content)
+    for name in NAMES:
+        path = os.path.join(folder, name)
+        if os.path.exists(path):
+            check_file(path, saved.get(name, 0), under_way.get(name, 0))
+        elif name in saved:
+            raise Failed("%s is gone, of which state %d was saved" % (name, saved[name]))
+    left = set(os.listdir(folder)) - set(NAMES)
+    if left:
+        raise Failed("left behind: %s" % left)
+
+
+def main():
+    wanted, random = torture.arguments([0, 1], __doc__)
+    with torture.folder() as folder:
+        log = os.path.join(folder, "log")
+        run = os.path.join(folder, "run")
+        os.mkdir(run)
+        subprocess.run([sys.executable, __file__, "--record", run], check=True,
+                       env=dict(os.environ, TORTURE_LOG=log, TORTURE_FOLDER=run))
+        states = list(cut_states(log, random))
+        possible = len(states)
+        if 0 < wanted < possible:
+            states = random.sample(states, wanted)
+        failures = 0
+        for number, (moment, *state) in enumerate(states):
+            cut = os.path.join(folder, str(number))
+            os.mkdir(cut)
+            try:
+                check_state(cut, *state)
+            except Failed as failure:
+                failures += 1
+                print("FAILED at %s: %s" % (moment, failure))
+            if not os.environ.get("TORTURE_KEEP"):
+                for name in os.listdir(cut):
+                    os.unlink(os.path.join(cut, name))
+        print("power cuts: %d of %d states tried: %d failed" % (len(states), possible, failures))
+        return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    if sys.argv[1:2] == ["--record"]:
+        shim = torture.shim()
+        record_run(sys.argv[2], lambda text: shim.tortureMark(text.encode()))
+    else:
+        sys.exit(main())
