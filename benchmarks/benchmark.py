@@ -1,240 +1,162 @@
 #!/usr/bin/env python3
-"""Compares calls of pyORV3 with the same work done in other ways, in one process.
+"""Measures pyORV3 beside other ways to do the same work and prints a table.
 
-    benchmark.py [ROUNDS]
-
-In each round every way is timed once, one after another. A time is the median of all rounds, a
-ratio the median of the rounds' ratios, so that a busy moment of the machine does not count. Each
-way is checked once for giving the same result before it is timed.
+The ways of a row take turns in one run; a time is the median over the turns, a ratio is pyORV3's
+number divided by the other one. A limit stands beside what it limits, and what is over it is
+marked. The numbers are for reading: the command does not fail for one.
 """
 
-import array
-import functools
+import argparse
 import os
-import random
-import statistics
+import platform
+import resource
+import sqlite3
 import sys
 import tempfile
-import time
-from typing import Callable, NamedTuple, Optional
 
-import pyORV3
-import through_ctypes
+import calls
+import files
+import harness
+import lookups
+import native
+import processes
+import resources
+import sources
 
-try:
-    import through_cffi
-except ImportError:
-    through_cffi = None
-
-CHANNELS, LARGE_CHANNELS, NUCLIDES = 16384, 32768, 2000
-PRODUCT = os.path.dirname(os.path.abspath(pyORV3.__file__))
-NUCLIDE_CLASS = 0x2004
-SECONDS_PER_ROUND = 0.001
-TEXT = "Soil, field 7, layer of 5 µm"
-
-
-class Way(NamedTuple):
-    """Another way to do a piece of work; target: what the ratio should be at most."""
-
-    name: str
-    run: Callable
-    target: Optional[float] = None
-
-
-class Work(NamedTuple):
-    name: str
-    run: Callable
-    others: list
-    same_result: bool = True
+PARTS = {
+    part.__name__: part
+    for part in (
+        *(calls.methods, calls.spectra, lookups.lookups, files.saving, files.opening),
+        *(files.many, files.growth, resources.written, resources.syncs, resources.memory),
+        *(resources.acquisition, processes.together, processes.engine),
+    )
+}
+COLUMNS = (  # title, side to which it is set, width
+    *(("work", "<", 55), ("pyORV3", ">", 9), ("compared with", "<", 24), ("its", ">", 9)),
+    *(("ratio", ">", 7), ("at most", ">", 7), ("", "<", 4)),
+)
+RULES = {"<": lambda width: "-" * (width + 1), ">": lambda width: "-" * width + ":"}
+UNITS = {
+    "s": ((1, "s"), (1e-3, "ms"), (1e-6, "µs"), (1e-9, "ns")),
+    "bytes": ((1 << 30, "GiB"), (1 << 20, "MiB"), (1 << 10, "KiB"), (1, "B")),
+}
 
 
-def code_of(name):
-    return pyORV3.getParameterMetaData(0, 0, name)[1][2]
+class Bench:
+    """What the parts need: a folder for files and how long a case may take."""
+
+    def __init__(self, folder, seconds):
+        self.folder, self.seconds = folder, seconds
+        self.sources = sources.Sources(folder)
+
+    def compare(self, case, size=0):
+        return harness.compare(case, self.seconds, size)
 
 
-def ok(answer):
-    status, result = answer if isinstance(answer, tuple) else (answer, None)
-    if status != 0:
-        raise RuntimeError(f"status 0x{status & 0xFFFFFFFF:08X}")
-    return result
+def three_digits(number):
+    return f"{number:.3g}" if number < 999.5 else f"{number:,.0f}"
 
 
-def make_source(folder, name, channel_count):
-    """A new source with a spectrum of contents from 0 to 99,999."""
-    handle = ok(pyORV3.open(os.path.join(folder, name), 0x400, 1, ""))
-    generator = random.Random(channel_count)
-    channels = tuple(generator.randrange(100000) for _ in range(channel_count))
-    ok(pyORV3.setParameter(handle, code_of("QAR_L_CHANNELS"), channel_count, 1, 1))
-    ok(pyORV3.setSpectrum(handle, channels, 0, 0))
-    ok(pyORV3.setParameter(handle, code_of("QAR_C_MEASNAME"), TEXT, 1, 1))
-    return handle, channels
+def shown(value, unit):
+    if value is None:
+        return ""
+    scales = UNITS.get(unit, ((1, unit),))
+    factor, name = next((scale for scale in scales if value >= scale[0]), scales[-1])
+    return f"{three_digits(value / factor)} {name}"
 
 
-def write_nuclides(handle):
-    name, energy = code_of("QAR_C_NUCLNAME"), code_of("QAR_D_LINEENERGY")
-    for record in range(1, NUCLIDES + 1):
-        ok(pyORV3.setParameter(handle, name, f"Nuclide-{record}", record, 1))
-        ok(pyORV3.setParameter(handle, energy, 30 + 0.9 * record, record, 1))
+def line(cells):
+    """A row of a Markdown table, in columns that an eye can follow."""
+    padded = (
+        f"{cell:{side}{width}}" for (_, side, width), cell in zip(COLUMNS, cells)
+    )
+    return "| " + " | ".join(padded) + " |"
 
 
-def spectrum_work(handle, channels, ctypes_library):
-    code, contents = code_of("QAR_L_CHANNELS"), array.array("i", channels).tobytes()
-    size = f"{len(channels):,} channels"
-
-    def to_tuple():
-        return 0, tuple(array.array("i", contents))
-
-    def to_array():
-        array.array("i", channels)
-        return 0
-
-    return [
-        Work(
-            f"getSpectrum, {size}",
-            lambda: pyORV3.getSpectrum(handle, 0, 0),
-            [
-                Way("tuple(array('i', bytes))", to_tuple, 1.3),
-                Way("ctypes", lambda: ctypes_library.get_spectrum(handle, code)),
-            ],
-        ),
-        Work(
-            f"setSpectrum, {size}",
-            lambda: pyORV3.setSpectrum(handle, channels, 0, 0),
-            [
-                Way("array('i', tuple)", to_array, 0.6),
-                Way("ctypes", lambda: ctypes_library.set_spectrum(handle, channels)),
-            ],
-        ),
-    ]
+def cells_of(row, previous):
+    return (
+        row.name if row.name != previous else "",
+        shown(row.own, row.unit) if row.own else "",
+        row.other,
+        shown(row.its, row.unit),
+        "" if row.ratio is None else three_digits(row.ratio),
+        row.at_most,
+        "OVER" if row.is_over else "",
+    )
 
 
-def parameter_work(handle, libraries):
-    long_code, text_code = code_of("QAR_L_CHANNELS"), code_of("QAR_C_MEASNAME")
-    works = []
-    for name, operation, method, arguments, target in [
-        ("getParameter, long", "get_long", pyORV3.getParameter, (handle, long_code), 2.0),
-        ("getParameter, text", "get_text", pyORV3.getParameter, (handle, text_code), 2.0),
-        (
-            "setParameter, long",
-            "set_long",
-            pyORV3.setParameter,
-            (handle, long_code, CHANNELS),
-            None,
-        ),
-        ("setParameter, text", "set_text", pyORV3.setParameter, (handle, text_code, TEXT), None),
-    ]:
-        others = [
-            Way(
-                label,
-                functools.partial(getattr(library, operation), *arguments),
-                target if label == "ctypes" else None,
-            )
-            for label, library in libraries.items()
-        ]
-        works.append(Work(name, functools.partial(method, *arguments, 1, 1), others))
-    return works
+def print_part(part, bench):
+    print(f"\n### {part.__name__}: {part.__doc__}\n")
+    print(line([title for title, _, _ in COLUMNS]))
+    print("|" + "|".join(RULES[side](width + 1) for _, side, width in COLUMNS) + "|", flush=True)
+    rows, previous = [], ""
+    for row in part(bench):
+        print(line(cells_of(row, previous)), flush=True)
+        previous = row.name
+        rows.append(row)
+    return rows
 
 
-def other_work(handle, large, copy, ctypes_library):
-    engine = os.path.join(PRODUCT, "peak_search.so")
-    energy, copied = 30 + 0.9 * 1234 + 0.2, f"{LARGE_CHANNELS:,} channels, {NUCLIDES:,} records"
-    return [
-        Work(
-            "getIsOpen",
-            lambda: pyORV3.getIsOpen(handle),
-            [
-                Way("ctypes: abs(int) of libc", lambda: ctypes_library.abs(handle), 0.5),
-                Way("ctypes: getpagesize() of libc", ctypes_library.getpagesize),
-            ],
-            same_result=False,
-        ),
-        Work(
-            "count",
-            lambda: pyORV3.count(large, NUCLIDE_CLASS, 0),
-            [Way("ctypes", lambda: ctypes_library.count(large, NUCLIDE_CLASS))],
-        ),
-        Work(
-            f"findNuclideByEnergy, {NUCLIDES:,} lines",
-            lambda: pyORV3.findNuclideByEnergy(large, energy, 0.4, 0),
-            [Way("ctypes", lambda: ctypes_library.find_energy(large, energy, 0.4))],
-        ),
-        Work(
-            f"copyTo, {copied}",
-            lambda: pyORV3.copyTo(large, copy, 0),
-            [Way("ctypes", lambda: ctypes_library.copy(large, copy))],
-        ),
-        Work(
-            "executeNativeEngine, start-up alone",
-            lambda: pyORV3.executeNativeEngine("peak_search", "searchPeaks", 0, 0),
-            [Way("ctypes", lambda: through_ctypes.run_engine(engine, "searchPeaks", 0, 0))],
-        ),
-    ]
+def print_conditions(folder, seconds):
+    python = f"{platform.python_implementation()} {platform.python_version()}"
+    print(f"{os.cpu_count()} cores, {platform.system()}, {platform.machine()}, {python},", end=" ")
+    print(f"SQLite {sqlite3.sqlite_version}; files in {folder}; about {seconds:g} s for each row")
+    for name, module in (("cffi", native.cffi), ("h5py", sources.h5py)):
+        if module is None:
+            print(f"{name} is not installed: left out")
 
 
-def time_once(run, loops):
-    start = time.perf_counter()
-    for _ in range(loops):
-        run()
-    return (time.perf_counter() - start) / loops
+def print_summary(rows):
+    limited = [row for row in rows if row.at_most]
+    over = [row for row in limited if row.is_over]
+    print(f"\n{len(limited)} rows have a limit, {len(over)} are over it")
+    for row in over:
+        number = shown(row.own, row.unit) if row.ratio is None else three_digits(row.ratio)
+        print(f"- {row.name}, to {row.other}: {number}, at most {row.at_most}")
 
 
-def interleaved_times(runs, rounds):
-    """The seconds that each run takes in each round: for each run a list over the rounds."""
-    loops = [max(1, round(SECONDS_PER_ROUND / max(time_once(run, 3), 1e-7))) for run in runs]
-    times = [[time_once(run, loop) for run, loop in zip(runs, loops)] for _ in range(rounds)]
-    return list(zip(*times))
+def draw(rows, path):
+    try:
+        import plot
+    except ImportError:
+        print("matplotlib is not installed: no plot")
+        return
+    plot.draw(rows, path)
 
 
-def microseconds(times):
-    return f"{statistics.median(times) * 1e6:>9.2f}"
+def parsed(arguments):
+    parser = argparse.ArgumentParser(
+        prog="benchmark",
+        description=__doc__,
+        formatter_class=argparse.RawDescriptionHelpFormatter,
+        epilog="parts:\n" + "\n".join(f"  {name:<12}{PARTS[name].__doc__}" for name in PARTS),
+    )
+    default = "/dev/shm" if os.path.isdir("/dev/shm") else None
+    parser.add_argument("parts", nargs="*", metavar="PART", help="parts to run; by default all")
+    parser.add_argument("--seconds", type=float, default=0.4, help="for each row, about")
+    parser.add_argument("--folder", default=default, help="where files go; by default in memory")
+    parser.add_argument("--plot", metavar="PNG", help="draws what the part growth measures")
+    chosen = parser.parse_args(arguments)
+    for part in chosen.parts:
+        if part not in PARTS:
+            parser.error(f"no such part: {part}")
+    return chosen
 
 
-def check_same_result(work):
-    expected = work.run()
-    for way in work.others:
-        if work.same_result and way.run() != expected:
-            raise RuntimeError(f"{work.name}: {way.name} gives another result")
-
-
-def compare(work, rounds):
-    check_same_result(work)
-    own, *others = interleaved_times([work.run, *(way.run for way in work.others)], rounds)
-    name = work.name
-    for way, other in zip(work.others, others):
-        ratio = statistics.median(mine / its for mine, its in zip(own, other))
-        met = ""
-        if way.target is not None:
-            met = f"{way.target:.1f}  {'met' if ratio <= way.target else 'MISSED'}"
-        row = f"{name:<39}{microseconds(own)}  {way.name:<30}{microseconds(other)}"
-        row += f"{ratio:>7.2f}   {met}"
-        print(row.rstrip())
-        name = ""
-
-
-def main(rounds=201):
-    product = os.path.join(PRODUCT, "libORV.so")
-    ctypes_library = through_ctypes.Library(product)
-    libraries = {"ctypes": ctypes_library}
-    if through_cffi:
-        libraries["cffi"] = through_cffi.Library(product)
-    else:
-        print("cffi is not installed; its column is left out.")
-    print(f"{'':<39}{'pyORV3':>9}  {'compared with':<30}{'its':>9}")
-    print(f"{'':<39}{'us':>9}  {'':<30}{'us':>9}{'ratio':>7}   target")
-    with tempfile.TemporaryDirectory() as folder:
-        handle, channels = make_source(folder, "benchmark.qar", CHANNELS)
-        large, _ = make_source(folder, "large.qar", LARGE_CHANNELS)
-        write_nuclides(large)
-        copy, _ = make_source(folder, "copy.qar", 256)
-        for work in [
-            *spectrum_work(handle, channels, ctypes_library),
-            *parameter_work(handle, libraries),
-            *other_work(handle, large, copy, ctypes_library),
-        ]:
-            compare(work, rounds)
-        for source in (handle, large, copy):
-            ok(pyORV3.close(source, 0))
+def main(arguments):
+    chosen = parsed(arguments)
+    soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))  # for a thousand files at once
+    print_conditions(chosen.folder or tempfile.gettempdir(), chosen.seconds)
+    rows = []
+    with tempfile.TemporaryDirectory(dir=chosen.folder) as folder:
+        bench = Bench(folder, chosen.seconds)
+        for name in chosen.parts or PARTS:
+            rows += print_part(PARTS[name], bench)
+    print_summary(rows)
+    if chosen.plot:
+        draw(rows, chosen.plot)
 
 
 if __name__ == "__main__":
-    main(*map(int, sys.argv[1:]))
+    main(sys.argv[1:])

@@ -1,0 +1,89 @@
+#!/usr/bin/env python3
+"""Work that needs a process of its own.
+
+    children.py WORK ARGUMENT...     prints its result as JSON
+"""
+
+import json
+import os
+import subprocess
+import sys
+import time
+
+import pyORV3
+
+import files
+import sources
+
+
+def run(work, *arguments):
+    """The result of the work, done in a fresh process."""
+    return json.loads(subprocess.check_output(command(work, *arguments)))
+
+
+def command(work, *arguments):
+    return [sys.executable, __file__, work, *map(str, arguments)]
+
+
+def store_named(name):
+    return next(kind for kind in sources.stores() if kind.name == name)
+
+
+def resident_bytes():
+    with open("/proc/self/statm", encoding="ascii") as numbers:
+        return int(numbers.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
+def load(path):
+    """An open store of which every class has been touched."""
+    store = sources.QarStore(path)
+    store.get(sources.LIVE_TIME)
+    store.get(sources.LINE_ENERGY)
+    sources.ok(pyORV3.count(store.handle, sources.SPECTRUM, 0))
+    return store
+
+
+def memory(small, path):
+    """Bytes of memory that the loaded file takes; the small one is loaded first, so that what is
+    needed once does not count."""
+    load(small).close()
+    before = resident_bytes()
+    store = load(path)
+    used = resident_bytes() - before
+    store.close()
+    return used
+
+
+def save(kind, times, path):
+    store = store_named(kind)(path)
+    run_save = files.saver(store, sources.LIVE_TIME, 1)
+    for _ in range(int(times)):
+        run_save()
+    store.close()
+
+
+def create(kind, times, path):
+    for number in range(int(times)):
+        store_named(kind).create(f"{path}.{number}", sources.random_channels(4096)).close()
+
+
+def save_for(kind, path, seconds, pause=0):
+    """How many saves a second, with a pause in seconds after each; prints a line at the start."""
+    store = store_named(kind)(path)
+    run_save = files.saver(store, sources.LIVE_TIME, 1)
+    run_save()
+    start, saves = time.perf_counter(), 0
+    print("saving", file=sys.stderr, flush=True)
+    while time.perf_counter() - start < float(seconds):
+        run_save()
+        saves += 1
+        time.sleep(float(pause))
+    rate = saves / (time.perf_counter() - start)
+    store.close()
+    return rate
+
+
+WORKS = {work.__name__: work for work in (memory, save, create, save_for)}
+
+if __name__ == "__main__":
+    print(json.dumps(WORKS[sys.argv[1]](*sys.argv[2:])))

@@ -1,0 +1,139 @@
+"""Ways to do the same work, timed in turns, and the rows of the table that come of it."""
+
+import gc
+import statistics
+import time
+from typing import Callable, NamedTuple, Optional
+
+LEAST_ROUNDS, MOST_ROUNDS = 5, 201
+SECONDS_PER_TURN = 0.001
+
+
+class Way(NamedTuple):
+    """A way to do a piece of work.
+
+    before: not timed, before each run; where it is given, run gets what it returned.
+    after: not timed, after each run; gets what the run returned.
+    at_most: what pyORV3's time divided by the time of this way should not exceed.
+    """
+
+    name: str
+    run: Callable
+    at_most: Optional[float] = None
+    before: Optional[Callable] = None
+    after: Optional[Callable] = None
+
+
+class Case(NamedTuple):
+    """A piece of work, done by pyORV3 and by others."""
+
+    name: str
+    own: Callable
+    others: list
+    before: Optional[Callable] = None
+    after: Optional[Callable] = None
+    same_result: bool = False  # checked before the timing
+
+    def ways(self):
+        return [Way("pyORV3", self.own, None, self.before, self.after), *self.others]
+
+
+class Row(NamedTuple):
+    """A line of the table.
+
+    unit: of `own` and `its`; "s" or "bytes", or what is counted. at_most: the limit as text,
+    empty for none. size: bytes of the file, where a row is a point of the plot.
+    """
+
+    name: str
+    own: float
+    unit: str = "s"
+    other: str = ""
+    its: Optional[float] = None
+    ratio: Optional[float] = None
+    at_most: str = ""
+    is_over: bool = False
+    size: int = 0
+
+
+def ratio_row(name, own, unit, other, its, at_most=None, ratio=None, size=0):
+    """The row of two measured numbers; ratio: theirs unless given."""
+    ratio = own / its if ratio is None else ratio
+    limit = "" if at_most is None else f"{at_most:g}"
+    return Row(name, own, unit, other, its, ratio, limit, bool(limit) and ratio > at_most, size)
+
+
+def count_row(name, own, what, other, its, at_most):
+    """The row of two counts; the limit is that of pyORV3's own."""
+    return Row(name, own, what, other, its, None, f"{at_most} {what}", own > at_most)
+
+
+def time_turn(way, loops):
+    """Seconds of one run, the mean over the loops."""
+    if way.before is None and way.after is None:
+        run = way.run
+        start = time.perf_counter()
+        for _ in range(loops):
+            run()
+        return (time.perf_counter() - start) / loops
+    seconds = 0.0
+    for _ in range(loops):
+        arguments = () if way.before is None else (way.before(),)
+        start = time.perf_counter()
+        result = way.run(*arguments)
+        seconds += time.perf_counter() - start
+        if way.after is not None:
+            way.after(result)
+    return seconds / loops
+
+
+def interleaved_times(ways, seconds):
+    """The seconds of each way in each round: for each way a list over the rounds.
+
+    In a round every way has one turn; who begins changes from round to round.
+    """
+    loops = [max(1, round(SECONDS_PER_TURN / max(time_turn(way, 2), 1e-7))) for way in ways]
+    times = [[] for _ in ways]
+    end = time.perf_counter() + seconds
+    for turn in range(MOST_ROUNDS):
+        if turn >= LEAST_ROUNDS and time.perf_counter() > end:
+            break
+        for place in range(len(ways)):
+            number = (turn + place) % len(ways)
+            times[number].append(time_turn(ways[number], loops[number]))
+    return times
+
+
+def check_same_result(case):
+    results = {}
+    for way in case.ways():
+        result = way.run(*(() if way.before is None else (way.before(),)))
+        if way.after is not None:
+            way.after(result)
+        results[way.name] = result
+    for name, result in results.items():
+        if result != results["pyORV3"]:
+            raise RuntimeError(f"{case.name}: {name} gives another result")
+
+
+def compare(case, seconds, size=0):
+    """The rows of a case, one for each other way.
+
+    A time is the median of all rounds, a ratio the median of the rounds' ratios.
+    """
+    if case.same_result:
+        check_same_result(case)
+    gc.collect()
+    gc.disable()
+    try:
+        own, *others = interleaved_times(case.ways(), seconds)
+    finally:
+        gc.enable()
+    median = statistics.median
+    if not others:
+        yield Row(case.name, median(own), size=size)
+    for way, its in zip(case.others, others):
+        ratio = median(mine / theirs for mine, theirs in zip(own, its))
+        yield ratio_row(
+            case.name, median(own), "s", way.name, median(its), way.at_most, ratio, size
+        )

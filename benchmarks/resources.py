@@ -1,0 +1,121 @@
+"""What a save writes, how often it waits for the disk, and the memory of an open file."""
+
+import itertools
+import os
+import re
+import shutil
+import subprocess
+import sys
+
+import children
+import files
+from harness import Row, count_row, ratio_row
+from sources import LINE_ENERGY, LIVE_TIME, QarStore, SqliteStore, random_channels, stores
+
+MEMORY_LIMIT, BYTES_LIMIT = 2.5, 2
+SAVE_SYNCS, CREATE_SYNCS = 5, 7
+SAVES, SECONDS_A_DAY = 20, 86400
+
+
+def bytes_written(save):
+    """The bytes that a save hands to the system, the mean of some."""
+
+    def written():
+        with open("/proc/self/io", encoding="ascii") as counters:
+            return int(re.search(r"wchar: (\d+)", counters.read()).group(1))
+
+    save()
+    before = written()
+    for _ in range(SAVES):
+        save()
+    return (written() - before) / SAVES
+
+
+def written(bench):
+    """Bytes handed to the system for one save"""
+    for records in files.RECORDS:
+        for name, code, record in [
+            (f"one value, {records:,} records elsewhere", LIVE_TIME, 1),
+            (f"one value inside a class of {records:,} records", LINE_ENERGY, records // 2),
+        ]:
+            with files.opened(stores(), bench.sources, records=records) as open_stores:
+                own, *others = [
+                    (store.name, bytes_written(files.saver(store, code, record)))
+                    for store in open_stores
+                ]
+            for kind, its in others:
+                is_limited = kind == SqliteStore.name and records == 300 and code == LIVE_TIME
+                limit = BYTES_LIMIT if is_limited else None
+                yield ratio_row(name, own[1], "bytes", kind, its, limit)
+
+
+def spectrum_saver(store, channels):
+    """A save of an acquisition: the spectrum and the live time have gone on."""
+    spectra = itertools.cycle([channels, tuple(content + 1 for content in channels)])
+    values = itertools.count(1)
+
+    def save():
+        store.set_spectrum(next(spectra))
+        store.set(LIVE_TIME, float(next(values)))
+        store.save()
+
+    return save
+
+
+def acquisition(bench):
+    """An acquisition that saves 16,384 channels beside a library of 3,000 nuclides"""
+    channels = random_channels(16384)
+    content = {"channels": len(channels), "records": 3000}
+    payload = 4 * len(channels) + 8
+    with files.opened(stores(), bench.sources, **content) as open_stores:
+        runs = {type(store): spectrum_saver(store, channels) for store in open_stores}
+        yield from bench.compare(files.case_of("one save", runs))
+        for kind, save in runs.items():
+            name = f"written in a day of one save a second, {kind.name}"
+            day = SECONDS_A_DAY * bytes_written(save)
+            yield ratio_row(name, day, "bytes", "the spectra", SECONDS_A_DAY * payload)
+
+
+def memory(bench):
+    """Memory of a process with the whole file loaded, beyond that with a small one"""
+    small = bench.sources.make(QarStore, channels=256, records=1)
+    for records, lines in [(300, 5), (20000, 1), (20000, 5)]:
+        limit = MEMORY_LIMIT if records == files.RECORDS[-1] else None
+        path = bench.sources.make(QarStore, records=records, lines=lines)
+        used, size = children.run("memory", small, path), os.path.getsize(path)
+        name = f"{records:,} records of {lines} line{'s' * (lines > 1)}"
+        yield ratio_row(name, used, "bytes", "the file", size, limit)
+
+
+def count_syncs(work, *arguments):
+    """Calls that wait for the disk, in a process that does the work a number of times."""
+    log = arguments[-1] + ".strace"
+    calls = "trace=fsync,fdatasync,syncfs,sync_file_range"
+    subprocess.run(
+        ["strace", "-f", "-e", calls, "-o", log, sys.executable, children.__file__, work]
+        + [str(argument) for argument in arguments],
+        check=True,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+    )
+    with open(log, encoding="ascii", errors="replace") as lines:
+        return sum(1 for line in lines if re.search(r"\b(f\w*sync|syncfs|sync_file_range)\(", line))
+
+
+def syncs(bench):
+    """How often the system is told to wait for the disk"""
+    if not shutil.which("strace"):
+        yield Row("strace is not installed: not counted", 0, "syncs")
+        return
+    for name, work, limit in [
+        ("save one value, 300 records elsewhere", "save", SAVE_SYNCS),
+        ("create, write 4,096 channels, close", "create", CREATE_SYNCS),
+    ]:
+        counts = []
+        for kind in (QarStore, SqliteStore):
+            once, thrice = (
+                count_syncs(work, kind.name, times, bench.sources.make(kind, records=300))
+                for times in (1, 3)
+            )
+            counts.append((thrice - once) / 2)
+        yield count_row(name, counts[0], "syncs", SqliteStore.name, counts[1], limit)

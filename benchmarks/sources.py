@@ -1,0 +1,316 @@
+"""The same measurement in three stores: a data source of pyORV3, the same file through Python's
+sqlite3 with the same durability, and an HDF5 file.
+
+A store opens a file, saves one changed value durably and reads values and the spectrum. What it
+reads and writes is a live time or, in the nuclide library, the energy of a nuclide's first line;
+each record of the library has a name, a half-life and the energies and yields of its lines.
+"""
+
+import array
+import functools
+import os
+import random
+import sqlite3
+import struct
+
+import pyORV3
+
+try:
+    import h5py
+    import numpy
+except ImportError:
+    h5py = None
+
+READ, WRITE, CREATE = 1, 2, 0x400
+NUCLIDES, SPECTRUM, PEAKS, GEOMETRY = 0x2004, 0x2005, 0x2006, 0x4005
+LARGEST_WRITE = 32768
+
+
+def ok(answer):
+    """The result of a call of pyORV3; raises where its status is not 0."""
+    status, result = answer if isinstance(answer, tuple) else (answer, None)
+    if status != 0:
+        raise RuntimeError(f"status 0x{status & 0xFFFFFFFF:08X}")
+    return result
+
+
+def code_of(name):
+    return ok(pyORV3.getParameterMetaData(0, 0, name))[2]
+
+
+CHANNEL_COUNT, LIVE_TIME = code_of("QAR_L_CHANNELS"), code_of("QAR_D_LIVETIME")
+MEASUREMENT_NAME = code_of("QAR_C_MEASNAME")
+NUCLIDE_NAME, HALF_LIFE = code_of("QAR_C_NUCLNAME"), code_of("QAR_D_HALFLIFE")
+LINE_ENERGY, LINE_YIELD = code_of("QAR_D_LINEENERGY"), code_of("QAR_D_LINEYIELD")
+
+
+def random_channels(count):
+    generator = random.Random(count)
+    return tuple(generator.randrange(100000) for _ in range(count))
+
+
+def nuclide(record, line_count):
+    """Name, half-life in seconds, line energies in keV and yields in photons per decay."""
+    energies = tuple(30 + 0.1 * record + 200 * line for line in range(line_count))
+    yields = tuple(0.9 / number for number in range(1, line_count + 1))
+    return f"Nuclide-{record}", 60.0 * record, energies, yields
+
+
+class QarStore:
+    """A data source through pyORV3."""
+
+    name = "pyORV3"
+
+    def __init__(self, path, mode=READ | WRITE):
+        self.handle = ok(pyORV3.open(path, mode, 1, ""))
+
+    def close(self):
+        ok(pyORV3.close(self.handle, 0))
+
+    def get(self, code, record=1):
+        return ok(pyORV3.getParameter(self.handle, code, record, 1))
+
+    def set(self, code, value, record=1, entry=1):
+        ok(pyORV3.setParameter(self.handle, code, value, record, entry))
+
+    def get_spectrum(self):
+        return ok(pyORV3.getSpectrum(self.handle, 0, 0))
+
+    def set_spectrum(self, channels):
+        ok(pyORV3.setSpectrum(self.handle, channels, 0, 0))
+
+    def insert_front(self):
+        """An empty record before all nuclides."""
+        ok(pyORV3.insert(self.handle, NUCLIDES, 1, 0))
+
+    def save(self):
+        ok(pyORV3.flush(self.handle))
+
+    @classmethod
+    def create(cls, path, channels):
+        store = cls(path, CREATE)
+        store.set(CHANNEL_COUNT, len(channels))
+        store.set_spectrum(channels)
+        store.set(LIVE_TIME, 3600.0)
+        return store
+
+
+class SqliteStore:
+    """The file of a data source, its tables read and written with SQL."""
+
+    name = "sqlite3"
+    SCHEMA = """
+        CREATE TABLE block(class INTEGER PRIMARY KEY, content BLOB);
+        CREATE TABLE place(class INTEGER, record INTEGER, entry INTEGER,
+                           PRIMARY KEY(class, record, entry)) WITHOUT ROWID;
+        CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,
+                           PRIMARY KEY(code, record, entry)) WITHOUT ROWID;
+    """
+    NUCLIDE_ROWS = {
+        "place": f"class={NUCLIDES}",
+        "value": f"code BETWEEN {NUCLIDES << 16} AND {(NUCLIDES << 16) + 0xFFFF}",
+    }
+
+    def __init__(self, path, mode=READ | WRITE):
+        self.connection = sqlite3.connect(path)
+        if mode & WRITE:
+            self.connection.execute("PRAGMA synchronous=EXTRA")
+
+    def close(self):
+        self.connection.close()
+
+    @staticmethod
+    def _entry(code):
+        return 1 if code == LINE_ENERGY else 0
+
+    def get(self, code, record=1):
+        row = self.connection.execute(
+            "SELECT bytes FROM value WHERE code=? AND record=? AND entry=?",
+            (code, record, self._entry(code)),
+        ).fetchone()
+        return struct.unpack("<d", row[0])[0]
+
+    def set(self, code, value, record=1):
+        self.connection.execute(
+            "UPDATE value SET bytes=? WHERE code=? AND record=? AND entry=?",
+            (struct.pack("<d", value), code, record, self._entry(code)),
+        )
+
+    def get_spectrum(self):
+        (content,) = self.connection.execute(
+            "SELECT content FROM block WHERE class=?", (SPECTRUM,)
+        ).fetchone()
+        return struct.unpack(f"<{len(content) // 4}i", content)
+
+    def set_spectrum(self, channels):
+        content = array.array("i", channels)
+        self.connection.execute("UPDATE block SET content=? WHERE class=?", (content, SPECTRUM))
+
+    def insert_front(self):
+        """Moves the rows in place, by way of negative numbers: no two have the same key then."""
+        for table, where in self.NUCLIDE_ROWS.items():
+            for number in "-record-1", "-record":
+                self.connection.execute(f"UPDATE {table} SET record={number} WHERE {where}")
+        self._insert_first()
+
+    def insert_front_by_copy(self):
+        """Moves the rows by way of a temporary table, which is faster."""
+        execute = self.connection.execute
+        for table, where in self.NUCLIDE_ROWS.items():
+            execute(f"CREATE TEMP TABLE moved AS SELECT * FROM {table} WHERE {where}")
+            execute("UPDATE moved SET record=record+1")
+            execute(f"DELETE FROM {table} WHERE {where}")
+            execute(f"INSERT INTO {table} SELECT * FROM moved")
+            execute("DROP TABLE moved")
+        self._insert_first()
+
+    def _insert_first(self):
+        self.connection.execute("INSERT INTO place VALUES(?, 1, 0)", (NUCLIDES,))
+
+    def save(self):
+        self.connection.commit()
+
+    @staticmethod
+    def create_one_table(path, channels):
+        """The least that holds the same: no schema that others could read."""
+        store = SqliteStore(path)
+        execute = store.connection.execute
+        execute("BEGIN")
+        execute("CREATE TABLE measurement(live_time REAL, channels BLOB)")
+        execute("INSERT INTO measurement VALUES(?, ?)", (3600.0, array.array("i", channels)))
+        store.save()
+        return store
+
+    @classmethod
+    def create(cls, path, channels):
+        store = cls(path)
+        execute = store.connection.execute
+        execute("BEGIN")
+        for statement in cls.SCHEMA.split(";")[:-1]:
+            execute(statement)
+        execute("INSERT INTO block VALUES(?, ?)", (SPECTRUM, array.array("i", channels)))
+        execute("INSERT INTO block VALUES(?, NULL)", (CHANNEL_COUNT >> 16,))
+        execute("INSERT INTO place VALUES(?, 1, 0)", (CHANNEL_COUNT >> 16,))
+        values = [
+            (CHANNEL_COUNT, struct.pack("<i", len(channels))),
+            (LIVE_TIME, struct.pack("<d", 3600.0)),
+        ]
+        store.connection.executemany("INSERT INTO value VALUES(?, 1, 0, ?)", values)
+        store.save()
+        return store
+
+
+class Hdf5Store:
+    """An HDF5 file through h5py. A save is on the disk after it, but is no transaction: a crash
+    in the middle of one can cost the file."""
+
+    name = "h5py"
+
+    def __init__(self, path, mode=READ | WRITE):
+        self._use(h5py.File(path, "r+" if mode & WRITE else "r"))
+
+    def _use(self, file):
+        self.file = file
+        self.data = functools.lru_cache(maxsize=None)(file.__getitem__)
+
+    def close(self):
+        self.file.close()
+
+    def get(self, code, record=1):
+        if code == LIVE_TIME:
+            return float(self.data("live_time")[()])
+        return float(self.data("nuclides")[record - 1]["energies"][0])
+
+    def set(self, code, value, record=1):
+        if code == LIVE_TIME:
+            self.data("live_time")[()] = value
+        else:
+            row = self.data("nuclides")[record - 1]
+            row["energies"][0] = value
+            self.data("nuclides")[record - 1] = row
+
+    def get_spectrum(self):
+        return tuple(self.data("spectrum")[:].tolist())
+
+    def set_spectrum(self, channels):
+        self.data("spectrum")[:] = channels
+
+    def save(self):
+        self.file.flush()
+        os.fsync(self.file.id.get_vfd_handle())
+
+    @classmethod
+    def create(cls, path, channels):
+        store = cls.__new__(cls)
+        store._use(h5py.File(path, "w"))
+        store.file["spectrum"] = numpy.array(channels, "i4")
+        store.file["live_time"] = 3600.0
+        return store
+
+
+def stores():
+    return [QarStore, SqliteStore] + ([Hdf5Store] if h5py else [])
+
+
+def fill_qar(path, channel_count, record_count, line_count, block_size):
+    store = QarStore.create(path, random_channels(min(channel_count, LARGEST_WRITE)))
+    store.set(CHANNEL_COUNT, channel_count)
+    store.set(MEASUREMENT_NAME, "Soil, field 7, layer of 5 µm")
+    for record in range(1, record_count + 1):
+        name, half_life, energies, yields = nuclide(record, line_count)
+        store.set(NUCLIDE_NAME, name, record)
+        store.set(HALF_LIFE, half_life, record)
+        for line, (energy, photons) in enumerate(zip(energies, yields), start=1):
+            store.set(LINE_ENERGY, energy, record, line)
+            store.set(LINE_YIELD, photons, record, line)
+    store.close()
+    if block_size:
+        connection = sqlite3.connect(path)
+        block = block_size.to_bytes(4, "little") + os.urandom(block_size - 4)
+        connection.execute("INSERT INTO block VALUES(?, ?)", (GEOMETRY, block))
+        connection.commit()
+        connection.close()
+
+
+def fill_hdf5(path, channel_count, record_count, line_count, block_size):
+    store = Hdf5Store.create(path, random_channels(channel_count))
+    if record_count:
+        lines = "f8", line_count
+        columns = [("name", "S16"), ("half_life", "f8"), ("energies", *lines), ("yields", *lines)]
+        rows = [nuclide(record, line_count) for record in range(1, record_count + 1)]
+        store.file["nuclides"] = numpy.array(
+            [(name.encode(), *numbers) for name, *numbers in rows], columns
+        )
+    if block_size:
+        store.file["geometry"] = numpy.frombuffer(os.urandom(block_size), "u1")
+    store.close()
+
+
+class Sources:
+    """Makes files in a folder, each content once; later ones are copies."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.number = 0
+        self._contents = {}
+
+    def new_path(self):
+        self.number += 1
+        return os.path.join(self.folder, f"{self.number}.qar")
+
+    def make(self, store, channels=4096, records=0, lines=5, block=0):
+        """The path of a new file for the store; sqlite3 gets the very file of pyORV3.
+
+        lines: of each record of the nuclide library. block: bytes of an unformatted block.
+        """
+        fill = fill_hdf5 if store.name == "h5py" else fill_qar
+        key = fill, channels, records, lines, block
+        if key not in self._contents:
+            path = self.new_path()
+            fill(path, channels, records, lines, block)
+            with open(path, "rb") as file:
+                self._contents[key] = file.read()
+        path = self.new_path()
+        with open(path, "wb") as file:
+            file.write(self._contents[key])
+        return path
