@@ -2,16 +2,21 @@
 
 #include <dlfcn.h>
 #include <link.h>
+#include <pthread.h>
 #include <strings.h>
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include "platform/posix/environment.h"
 #include "platform/posix/errors.h"
@@ -29,14 +34,30 @@ std::string nativeName(std::string_view name) {
     return std::string(name);
 }
 
+// A reference of the loader to a library; empty where there is none.
+struct Unloader {
+    void operator()(void* library) const { dlclose(library); }
+};
+using Reference = std::unique_ptr<void, Unloader>;
+
+struct Opened {
+    Reference reference;
+    bool wasMapped = false;  // something else has the library in memory
+};
+
 // Goes straight to the loader, which needs no look at the file for a library that it has mapped.
-void* open(const std::string& path) {
-    return path.size() < PATH_MAX ? dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+Opened open(const std::string& path) {
+    if (path.size() >= PATH_MAX) {
+        return {};
+    }
+    constexpr int mode = RTLD_NOW | RTLD_LOCAL;
+    if (void* mapped = dlopen(path.c_str(), mode | RTLD_NOLOAD)) {
+        return {Reference(mapped), true};
+    }
+    return {Reference(dlopen(path.c_str(), mode)), false};
 }
 
-void* openInLibraryPath(const std::string& file) {
-    const std::string folders =
-        platform::environmentVariable("LD_LIBRARY_PATH").value_or(std::string());
+Opened openInLibraryPath(const std::string& file, std::string_view folders) {
     for (std::string_view rest = folders; !rest.empty();) {
         const auto length = std::min(rest.find_first_of(":;"), rest.size());
         const std::string_view folder = rest.substr(0, length);
@@ -44,11 +65,11 @@ void* openInLibraryPath(const std::string& file) {
         if (!folder.starts_with('/')) {
             continue;
         }
-        if (void* library = open(std::string(folder) + "/" + file)) {
-            return library;
+        if (Opened opened = open(std::string(folder) + "/" + file); opened.reference) {
+            return opened;
         }
     }
-    return nullptr;
+    return {};
 }
 
 // The file of the program or library that holds this code; empty where the loader was given a
@@ -77,6 +98,15 @@ const std::string& ownFolder() {
     return folder;
 }
 
+// Beside this code, and in the folder there in which an installed package has its libraries.
+Opened openBesideThisCode(const std::string& file) {
+    if (ownFolder().empty()) {
+        return {};
+    }
+    Opened opened = open(ownFolder() + file);
+    return opened.reference ? std::move(opened) : open(ownFolder() + "pyORV3.libs/" + file);
+}
+
 // Asks the loader for the folders it searches: it keeps LD_LIBRARY_PATH as it was when the process
 // started, where an empty entry means the current folder.
 bool loaderSearchesAbsoluteFolders() {
@@ -95,24 +125,24 @@ bool loaderSearchesAbsoluteFolders() {
                        [](const Dl_serpath& folder) { return folder.dls_name[0] == '/'; });
 }
 
-void* openInSystemFolders(const std::string& file) {
+Opened openInSystemFolders(const std::string& file) {
     static const bool safe = loaderSearchesAbsoluteFolders();
-    return safe ? open(file) : nullptr;
+    return safe ? open(file) : Opened{};
 }
 
-void* find(const std::string& file) {
+Opened find(const std::string& file, std::string_view libraryPath) {
     if (file.find('/') != std::string::npos) {
         return open(file);
     }
-    void* library = openInLibraryPath(file);
-    if (library == nullptr && !ownFolder().empty()) {
-        library = open(ownFolder() + file);
+    Opened opened = openInLibraryPath(file, libraryPath);
+    if (!opened.reference) {
+        opened = openBesideThisCode(file);
     }
-    return library != nullptr ? library : openInSystemFolders(file);
+    return opened.reference ? std::move(opened) : openInSystemFolders(file);
 }
 
 // The loader looks a name up in the libraries that a library needs as well; Windows does not.
-bool isDefinedIn(HMODULE library, const void* address) {
+bool isDefinedIn(void* library, const void* address) {
     const link_map* expected = nullptr;
     Dl_info symbol{};
     void* actual = nullptr;
@@ -122,27 +152,159 @@ bool isDefinedIn(HMODULE library, const void* address) {
 
 }  // namespace
 
+// A library that callers have loaded, and its entry points as far as they were asked for.
+struct platform::Library {
+    std::string name;         // as the callers gave it
+    std::string libraryPath;  // LD_LIBRARY_PATH, by which it was found
+    Reference reference;
+    bool isKept;  // outlives its uses: something else had it in memory before this code
+    std::size_t uses = 0;
+    std::vector<std::pair<std::string, FARPROC>> entryPoints;
+};
+
+namespace {
+
+using platform::Library;
+
+// The libraries that are in use or kept.
+//
+// Loading what is mapped, finding an entry point and unloading each take the loader a walk over all
+// libraries of the process, and the search a walk over the folders before. So a library that
+// something else holds in memory is kept here from its first loading on and found again by its name
+// alone, as long as LD_LIBRARY_PATH is the same; one that only callers have loaded goes with the
+// last of them.
+class Libraries {
+  public:
+    // Any thread may call any function.
+
+    // One more use of the library; null where none is found.
+    Library* load(std::string_view name) {
+        std::string path = platform::environmentVariable("LD_LIBRARY_PATH").value_or(std::string());
+        {
+            const std::lock_guard lock(mutex_);
+            if (Library* library = use(name, path)) {
+                return library;
+            }
+        }
+        // Not under the lock: the library's own start-up code may load others.
+        Opened opened = find(nativeName(name), path);
+        if (!opened.reference) {
+            return nullptr;
+        }
+        const std::lock_guard lock(mutex_);
+        if (Library* library = use(name, path)) {
+            return library;
+        }
+        return add(name, std::move(path), std::move(opened));
+    }
+
+    FARPROC entryPoint(Library* library, std::string_view name) {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [known, address] : library->entryPoints) {
+            if (known == name) {
+                return address;
+            }
+        }
+        const std::string text(name);
+        void* address = dlsym(library->reference.get(), text.c_str());
+        if (address == nullptr || !isDefinedIn(library->reference.get(), address)) {
+            return nullptr;
+        }
+        return library->entryPoints.emplace_back(text, reinterpret_cast<FARPROC>(address)).second;
+    }
+
+    // One use less.
+    void release(Library* library) {
+        std::unique_ptr<Library> unused;  // goes when the lock is free again
+        const std::lock_guard lock(mutex_);
+        if (--library->uses == 0 && !library->isKept) {
+            unused = take(library);
+        }
+    }
+
+    // Around a fork, so that the new process does not find a lock that nobody will release.
+    void lock() { mutex_.lock(); }
+    void unlock() { mutex_.unlock(); }
+
+  private:
+    using List = std::vector<std::unique_ptr<Library>>;
+
+    Library* use(std::string_view name, std::string_view libraryPath) {
+        for (const auto& library : libraries_) {
+            if (library->name == name && library->libraryPath == libraryPath) {
+                ++library->uses;
+                return library.get();
+            }
+        }
+        return nullptr;
+    }
+
+    Library* add(std::string_view name, std::string libraryPath, Opened opened) {
+        bool isKept = opened.wasMapped;
+        for (const auto& library : libraries_) {
+            // What had it in memory may have been a caller.
+            isKept = isKept && (library->isKept || library->reference != opened.reference);
+        }
+        // What was found by another LD_LIBRARY_PATH is not wanted any more.
+        std::erase_if(libraries_, [name](const std::unique_ptr<Library>& library) {
+            return library->uses == 0 && library->name == name;
+        });
+        libraries_.push_back(std::make_unique<Library>(Library{std::string(name),
+                                                               std::move(libraryPath),
+                                                               std::move(opened.reference),
+                                                               isKept,
+                                                               1,
+                                                               {}}));
+        return libraries_.back().get();
+    }
+
+    std::unique_ptr<Library> take(const Library* library) {
+        const auto found =
+            std::find_if(libraries_.begin(), libraries_.end(),
+                         [library](const auto& item) { return item.get() == library; });
+        std::unique_ptr<Library> taken = std::move(*found);
+        libraries_.erase(found);
+        return taken;
+    }
+
+    std::mutex mutex_;
+    List libraries_;
+};
+
+Libraries& libraries() {
+    // Never destroyed: threads may still be at work while the process ends.
+    static Libraries& all = []() -> Libraries& {
+        pthread_atfork([] { libraries().lock(); }, [] { libraries().unlock(); },
+                       [] { libraries().unlock(); });
+        return *std::make_unique<Libraries>().release();
+    }();
+    return all;
+}
+
+}  // namespace
+
 HMODULE LoadLibraryA(LPCSTR name) {
-    void* library = name != nullptr && *name != '\0' ? find(nativeName(name)) : nullptr;
+    HMODULE library = name != nullptr && *name != '\0' ? libraries().load(name) : nullptr;
     if (library == nullptr) {
         SetLastError(ERROR_MOD_NOT_FOUND);
     }
-    return static_cast<HMODULE>(library);
+    return library;
 }
 
 FARPROC GetProcAddress(HMODULE library, LPCSTR name) {
-    void* address = library != nullptr && name != nullptr ? dlsym(library, name) : nullptr;
-    if (address == nullptr || !isDefinedIn(library, address)) {
+    FARPROC address =
+        library != nullptr && name != nullptr ? libraries().entryPoint(library, name) : nullptr;
+    if (address == nullptr) {
         SetLastError(ERROR_PROC_NOT_FOUND);
-        return nullptr;
     }
-    return reinterpret_cast<FARPROC>(address);
+    return address;
 }
 
 BOOL FreeLibrary(HMODULE library) {
-    if (library == nullptr || dlclose(library) != 0) {
+    if (library == nullptr) {
         SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
+    libraries().release(library);
     return TRUE;
 }

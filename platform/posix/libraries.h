@@ -7,7 +7,7 @@
 #include "platform/posix/types.h"
 
 namespace platform {
-struct Library;  // what the system's loader knows as a handle
+struct Library;
 }
 
 using HMODULE = platform::Library*;
@@ -17,16 +17,22 @@ using FARPROC = std::intptr_t (*)();
 // with a slash is a path. Any other name is looked for
 //   1. in the absolute folders of LD_LIBRARY_PATH as it is at the time of the call,
 //   2. in the folder of the binary that this layer is linked into,
-//   3. where the system's loader looks, unless that would take it to a relative folder.
+//   3. in the folder pyORV3.libs there,
+//   4. where the system's loader looks, unless that would take it to a relative folder.
 // The current folder is never searched. What cannot be loaded, for whatever reason, is null and
 // ERROR_MOD_NOT_FOUND. Every library that was loaded is to be freed once.
+//
+// A library that is in use already, or that something else held in memory when it was first loaded
+// here, is found by its name without a look at the folders, as long as LD_LIBRARY_PATH is the same;
+// the latter stays in memory.
 HMODULE LoadLibraryA(LPCSTR name);
 
 // The function that the library itself exports under the name; null and ERROR_PROC_NOT_FOUND where
 // it exports none, also where one of the libraries that it needs does.
 FARPROC GetProcAddress(HMODULE library, LPCSTR name);
 
-// Releases one loading of a library: FALSE and ERROR_INVALID_HANDLE where there was none.
+// Releases one loading of a library; what nothing else uses is unmapped with the last one. FALSE and
+// ERROR_INVALID_HANDLE for null.
 BOOL FreeLibrary(HMODULE library);
 
 #endif

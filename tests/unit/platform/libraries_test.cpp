@@ -1,5 +1,8 @@
+#include <dlfcn.h>
+
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/platform.h"
@@ -46,6 +49,7 @@ TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
         {first, "platform_probe", 0},
         {first, "", 0},
         {"", "libplatform_needed.dll", -1},  // beside the program
+        {"", "platform_packaged.dll", 3},    // in the folder for a package's libraries there
         {"", "libc.so.6", -1},               // in the system
         {first, ".dll", 0},
         {first, std::string(100000, 'a') + ".dll", 0},
@@ -54,6 +58,35 @@ TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
         setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
         EXPECT_EQ(answerOf(name), answer) << searchPath << " " << name.substr(0, 200);
     }
+}
+
+bool isMapped(const std::string& path) {
+    void* library = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    return library != nullptr && dlclose(library) == 0;
+}
+
+TEST_F(Libraries, GoWithTheirLastUse) {
+    const std::string path = first + "/platform_probe.so";
+    setenv("LD_LIBRARY_PATH", first.c_str(), 1);
+    HMODULE byName = LoadLibraryA("platform_probe.dll");
+    HMODULE again = LoadLibraryA("platform_probe.dll");
+    HMODULE byPath = LoadLibraryA(path.c_str());
+    EXPECT_TRUE(FreeLibrary(byName));
+    EXPECT_TRUE(FreeLibrary(again));
+    EXPECT_TRUE(isMapped(path));
+    EXPECT_TRUE(FreeLibrary(byPath));
+    EXPECT_FALSE(isMapped(path));
+}
+
+TEST_F(Libraries, AreFoundByTheSearchOfTodayAlsoWhereAnotherOneIsHeldInMemory) {
+    void* held = dlopen((first + "/platform_probe.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    for (const auto& [searchPath, answer] :
+         {std::pair(first, 1), {first, 1}, {second, 2}, {first, 1}, {second + ":" + first, 2}}) {
+        setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
+        EXPECT_EQ(answerOf("platform_probe.dll"), answer) << searchPath;
+    }
+    dlclose(held);
+    EXPECT_FALSE(isMapped(second + "/platform_probe.so"));
 }
 
 TEST_F(Libraries, GiveOnlyEntryPointsOfTheirOwn) {
