@@ -26,6 +26,11 @@ inline constexpr std::uint16_t QAR_CLS_RESULT = 0x2007;       // record: nuclide
 inline constexpr std::uint16_t QAR_CLS_ANALCNTL = 0x2010;     // analysis control
 inline constexpr std::uint16_t QAR_CLS_VORLAGEOM = 0x4005;    // sample and detector geometry
 
+// The class of a parameter code.
+constexpr std::uint16_t classOf(std::uint32_t code) {
+    return static_cast<std::uint16_t>(code >> 16U);
+}
+
 // ---- QAR_CLS_MEASUREMENT -------------------------------------------------------------------
 
 inline constexpr std::uint32_t QAR_C_MEASNAME = 0x20000001;

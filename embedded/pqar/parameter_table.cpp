@@ -218,7 +218,7 @@ bool ParameterDescription::isText() const {
 }
 
 std::uint16_t ParameterDescription::classCode() const {
-    return static_cast<std::uint16_t>(code >> 16U);
+    return classOf(code);
 }
 
 std::string_view ParameterDescription::shortName() const {

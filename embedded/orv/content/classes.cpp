@@ -11,33 +11,44 @@ namespace {
 
 constexpr std::int32_t aboutToBeFilled = -1;
 
-std::size_t capacityOf(const Block& block) {
-    return std::visit([](const auto& kind) { return kind.capacity; }, block);
+std::size_t capacityOf(BlockKind kind) {
+    switch (kind) {
+        case BlockKind::Spectrum:
+            return SpectrumBlock::capacity;
+        case BlockKind::Unformatted:
+            return UnformattedBlock::capacity;
+        default:
+            return RecordBlock::capacity;
+    }
 }
 
 }  // namespace
 
 void createBlock(Content& content, std::uint16_t classCode, std::int64_t size,
                  std::int32_t option) {
-    Block block = emptyBlock(classCode);
-    const bool refilled =
-        option == aboutToBeFilled && std::holds_alternative<UnformattedBlock>(block);
+    const BlockKind kind = kindOf(classCode);
+    const bool refilled = option == aboutToBeFilled && kind == BlockKind::Unformatted;
     if (option != 0 && !refilled) {
         throw Failure(codes::unknownItem);
     }
-    if (size < 0 || static_cast<std::uint64_t>(size) > capacityOf(block)) {
+    if (size < 0 || static_cast<std::uint64_t>(size) > capacityOf(kind)) {
         throw Failure(codes::sizeRefused);
     }
-    if (std::holds_alternative<Spectrum>(block)) {
-        content.change<Spectrum>(classCode, [size](Spectrum& spectrum) {
+    if (kind == BlockKind::Spectrum) {
+        content.change<SpectrumBlock>(classCode, [size](SpectrumBlock& spectrum) {
             spectrum.extend(static_cast<std::size_t>(size));
         });
     } else if (refilled) {
         content.change<UnformattedBlock>(
             classCode, [](UnformattedBlock& unformatted) { unformatted.beginRefilling(); });
-    } else if (content.find(classCode) == nullptr) {
-        content.put(classCode, std::move(block));
+    } else if (!content.has(classCode)) {
+        content.put(classCode, emptyBlock(classCode));
     }
+}
+
+void appendToBlock(Content& content, std::uint16_t classCode, std::span<const char> chunk) {
+    content.change<UnformattedBlock>(classCode,
+                                     [chunk](UnformattedBlock& block) { block.append(chunk); });
 }
 
 std::size_t recordCount(const Content& content, std::uint16_t classCode) {
@@ -57,7 +68,7 @@ std::size_t entryCount(const Content& content, std::uint16_t classCode, std::siz
     if (const auto* records = std::get_if<RecordBlock>(&block)) {
         return records->record(record).entries.size();
     }
-    return std::holds_alternative<Spectrum>(block) ? channelCount(content) : 0;
+    return std::holds_alternative<SpectrumBlock>(block) ? channelCount(content) : 0;
 }
 
 void insertOne(Content& content, std::uint16_t classCode, std::size_t record, std::size_t entry) {
@@ -98,7 +109,9 @@ const Block& requireBlock(const Content& content, std::uint16_t classCode) {
 }
 
 void replaceBlock(Content& content, std::uint16_t classCode, Block block) {
-    static_cast<void>(requireBlock(content, classCode));  // refuses when there is none
+    if (!content.has(classCode)) {
+        throw Failure(codes::noBlock);
+    }
     content.put(classCode, std::move(block));
 }
 

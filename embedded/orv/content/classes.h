@@ -4,13 +4,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "embedded/orv/content/content.h"
 
 namespace embedded {
 
 // All throw Failure(unknownClass) for a number that is no class, and leave the content as it was
-// when they throw.
+// when they throw. They need the class that they are given, and of the spectrum class the channel
+// count's too (neededForSpectrum); deleteLevel and replaceBlock need none.
 
 // Makes the class's block, or keeps the one that is there. size: of the spectrum the channels that
 // it has at least, new ones holding 0; of other classes how much is expected, which makes nothing.
@@ -18,6 +20,10 @@ namespace embedded {
 // Throws Failure: sizeRefused for a negative size or more than the class holds; unknownItem for
 // another option.
 void createBlock(Content& content, std::uint16_t classCode, std::int64_t size, std::int32_t option);
+
+// Appends to the class's unformatted block, or begins it. Throws Failure: unknownClass for a class
+// of another kind; sizeRefused as UnformattedBlock.
+void appendToBlock(Content& content, std::uint16_t classCode, std::span<const char> chunk);
 
 // Records of a formatted class; 1 for a spectrum or unformatted block, 0 without a block.
 std::size_t recordCount(const Content& content, std::uint16_t classCode);

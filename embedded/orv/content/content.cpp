@@ -1,6 +1,8 @@
 #include "embedded/orv/content/content.h"
 
+#include <algorithm>
 #include <cstring>
+#include <ranges>
 #include <utility>
 
 #include "embedded/pqar/parameter_codes.h"
@@ -19,10 +21,9 @@ std::vector<NuclideLine> collectLines(const RecordBlock& nuclides) {
         std::uint16_t entry = 0;
         for (const Values& line : nuclide.entries) {
             ++entry;
-            const auto found = line.find(QAR_D_LINEENERGY);
-            if (found != line.end()) {
+            if (const auto bytes = line.find(QAR_D_LINEENERGY)) {
                 double energy = 0;
-                std::memcpy(&energy, found->second.data(), sizeof energy);
+                std::memcpy(&energy, bytes->data(), sizeof energy);
                 lines.push_back({static_cast<float>(energy), record, entry});
             }
         }
@@ -32,55 +33,177 @@ std::vector<NuclideLine> collectLines(const RecordBlock& nuclides) {
 
 }  // namespace
 
-Block emptyBlock(std::uint16_t classCode) {
+BlockKind kindOf(std::uint16_t classCode) {
     if (classCode == QAR_CLS_SPECTRUM) {
-        return Spectrum();
+        return BlockKind::Spectrum;
     }
     if (isFormattedClass(classCode)) {
-        return RecordBlock();
+        return BlockKind::Records;
     }
     if (classCode >> 12U == unformattedNibble) {
-        return UnformattedBlock();
+        return BlockKind::Unformatted;
     }
     throw Failure(codes::unknownClass);
 }
 
-const Block* Content::find(std::uint16_t classCode) const {
-    const auto found = blocks_.find(classCode);
-    if (found != blocks_.end()) {
-        return &found->second;
+Block emptyBlock(std::uint16_t classCode) {
+    switch (kindOf(classCode)) {
+        case BlockKind::Spectrum:
+            return SpectrumBlock();
+        case BlockKind::Unformatted:
+            return UnformattedBlock();
+        default:
+            return RecordBlock();
     }
-    emptyBlock(classCode);  // refuses a number that is no class
-    return nullptr;
 }
 
-Block& Content::existing(std::uint16_t classCode) {
-    forgetCollected(classCode);
-    return blocks_.at(classCode);
+Content::Content(const std::vector<std::uint16_t>& classes) {
+    for (const std::uint16_t classCode : classes) {
+        slots_.emplace(classCode, Slot());
+    }
 }
 
-void Content::forgetCollected(std::uint16_t classCode) {
+// ---- Loading and saving ----------------------------------------------------------------------
+
+bool Content::isMissing(std::uint16_t classCode) const {
+    const auto found = slots_.find(classCode);
+    return found != slots_.end() && !found->second.block;
+}
+
+bool Content::isMissing(const NeededClasses& needed) const {
+    const auto missing = [this](std::uint16_t classCode) { return isMissing(classCode); };
+    return needed.all ? std::ranges::any_of(std::views::keys(slots_), missing)
+                      : std::ranges::any_of(needed.classes, missing);
+}
+
+std::vector<std::uint16_t> Content::missing(const NeededClasses& needed) const {
+    std::vector<std::uint16_t> missing;
+    for (const auto& [classCode, slot] : slots_) {
+        if (!slot.block && (needed.all || std::ranges::count(needed.classes, classCode) > 0)) {
+            missing.push_back(classCode);
+        }
+    }
+    return missing;
+}
+
+void Content::setLoaded(std::uint16_t classCode, Block block) {
+    slots_.at(classCode).block = std::move(block);
+}
+
+bool Content::isChanged(const Slot& slot) {
+    if (!slot.block || slot.anew) {
+        return slot.anew;
+    }
+    const auto* records = std::get_if<RecordBlock>(&*slot.block);
+    return records == nullptr ? slot.changed : !records->changes().empty();
+}
+
+bool Content::isChanged() const {
+    return !removed_.empty() ||
+           std::ranges::any_of(slots_, [](const auto& slot) { return isChanged(slot.second); });
+}
+
+std::vector<Content::ChangedBlock> Content::changedBlocks() const {
+    std::vector<ChangedBlock> changed;
+    for (const auto& [classCode, slot] : slots_) {
+        if (isChanged(slot)) {
+            changed.push_back({classCode, &*slot.block, slot.anew});
+        }
+    }
+    return changed;
+}
+
+void Content::changesSaved() noexcept {
+    for (auto& [classCode, slot] : slots_) {
+        slot.anew = false;
+        slot.changed = false;
+        if (slot.block) {
+            if (auto* records = std::get_if<RecordBlock>(&*slot.block)) {
+                records->changesSaved();
+            } else if (auto* unformatted = std::get_if<UnformattedBlock>(&*slot.block)) {
+                unformatted->endRefilling();
+            }
+        }
+    }
+    removed_.clear();
+}
+
+// ---- Using -----------------------------------------------------------------------------------
+
+bool Content::has(std::uint16_t classCode) const {
+    if (slots_.contains(classCode)) {
+        return true;
+    }
+    kindOf(classCode);  // refuses a number that is no class
+    return false;
+}
+
+const Content::Slot* Content::loadedSlot(std::uint16_t classCode) const {
+    if (!has(classCode)) {
+        return nullptr;
+    }
+    const Slot& slot = slots_.at(classCode);
+    if (!slot.block) {
+        throw Failure(codes::internalFailure);  // the call did not name the class as needed
+    }
+    return &slot;
+}
+
+Content::Slot* Content::loadedSlot(std::uint16_t classCode) {
+    return const_cast<Slot*>(std::as_const(*this).loadedSlot(classCode));
+}
+
+const Block* Content::find(std::uint16_t classCode) const {
+    const Slot* slot = loadedSlot(classCode);
+    return slot == nullptr ? nullptr : &*slot->block;
+}
+
+void Content::forgetCollected(std::uint16_t classCode) noexcept {
     if (classCode == QAR_CLS_NUCLIDE) {
         nuclideLines_.reset();
     }
 }
 
-void Content::put(std::uint16_t classCode, Block block) {
+void Content::noteChange(std::uint16_t classCode, Slot& slot) noexcept {
+    slot.changed = true;
     forgetCollected(classCode);
-    blocks_.insert_or_assign(classCode, std::move(block));
+}
+
+void Content::put(std::uint16_t classCode, Block block) {
+    if (auto* records = std::get_if<RecordBlock>(&block)) {
+        records->noteAll();
+    }
+    slots_.insert_or_assign(classCode, Slot{std::move(block), true});
+    removed_.erase(classCode);
+    forgetCollected(classCode);
 }
 
 void Content::remove(std::uint16_t classCode) {
-    forgetCollected(classCode);
-    blocks_.erase(classCode);
+    if (slots_.contains(classCode)) {
+        removed_.insert(classCode);
+        slots_.erase(classCode);
+        forgetCollected(classCode);
+    }
 }
 
-void Content::endRefilling() {
-    for (auto& [classCode, block] : blocks_) {
-        if (auto* unformatted = std::get_if<UnformattedBlock>(&block)) {
-            unformatted->endRefilling();
-        }
+Blocks Content::copyOfBlocks() const {
+    Blocks blocks;
+    for (const auto& [classCode, slot] : slots_) {
+        blocks.emplace(classCode, *find(classCode));
     }
+    return blocks;
+}
+
+void Content::replaceBlocks(Blocks blocks) {
+    Content replaced;
+    replaced.removed_ = removed_;
+    for (const auto& [classCode, slot] : slots_) {
+        replaced.removed_.insert(classCode);
+    }
+    for (auto& [classCode, block] : blocks) {
+        replaced.put(classCode, std::move(block));
+    }
+    *this = std::move(replaced);
 }
 
 const std::vector<NuclideLine>& Content::nuclideLines() const {

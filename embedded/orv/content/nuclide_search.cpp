@@ -40,9 +40,8 @@ bool sameText(std::string_view left, std::string_view right) {
 template <typename Matches>
 std::size_t firstNamed(const RecordBlock& nuclides, std::size_t after, Matches matches) {
     for (std::size_t record = after + 1; record <= nuclides.recordCount(); ++record) {
-        const Values& values = nuclides.record(record).values;
-        const auto name = values.find(QAR_C_NUCLNAME);
-        if (name != values.end() && matches(name->second)) {
+        const auto name = nuclides.record(record).values.find(QAR_C_NUCLNAME);
+        if (name && matches(*name)) {
             return record;
         }
     }
@@ -55,8 +54,8 @@ bool isSearchable(float number) {
 
 }  // namespace
 
-NuclideFound findNuclideByName(const Content& content, std::string_view name,
-                               std::uint32_t option) {
+std::optional<NuclideFound> findNuclideByName(const Content& content, std::string_view name,
+                                              std::uint32_t option) {
     const auto [number, after] = optionOf(option, static_cast<std::uint32_t>(NameMatch::Prefix));
     const auto match = static_cast<NameMatch>(number);
     const auto* nuclides = content.find<RecordBlock>(QAR_CLS_NUCLIDE);
@@ -71,13 +70,13 @@ NuclideFound findNuclideByName(const Content& content, std::string_view name,
         });
     }
     if (record == 0) {
-        throw Failure(codes::notFound);
+        return std::nullopt;
     }
-    return {static_cast<std::uint16_t>(record), 0};
+    return NuclideFound{static_cast<std::uint16_t>(record), 0};
 }
 
-NuclideFound findNuclideByEnergy(const Content& content, float energy, float tolerance,
-                                 std::uint32_t option) {
+std::optional<NuclideFound> findNuclideByEnergy(const Content& content, float energy,
+                                                float tolerance, std::uint32_t option) {
     const auto [number, after] = optionOf(option, static_cast<std::uint32_t>(EnergyMatch::First));
     const auto match = static_cast<EnergyMatch>(number);
     if (!isSearchable(energy) || !isSearchable(tolerance)) {
@@ -96,9 +95,9 @@ NuclideFound findNuclideByEnergy(const Content& content, float energy, float tol
         }
     }
     if (found == nullptr) {
-        throw Failure(codes::notFound);
+        return std::nullopt;
     }
-    return {found->record, found->entry};
+    return NuclideFound{found->record, found->entry};
 }
 
 }  // namespace embedded

@@ -3,6 +3,7 @@
 #define PYORV3_EMBEDDED_ORV_CONTENT_NUCLIDE_SEARCH_H
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "embedded/orv/content/content.h"
@@ -16,18 +17,20 @@ struct NuclideFound {
 
 // option: the low 8 bits say how a record matches, bits 8 to 15 are 0, and the high 16 bits are
 // the number of the record after which the search begins (0: all records).
-// Both throw Failure: notFound; unknownItem for an option that is none of these.
+// Both need the nuclide class, return nothing where no record matches, and throw
+// Failure(unknownItem) for an option that is none of these.
 
 // Names are compared without regard to the case of ASCII letters. Low bits 0: the record of this
 // name, else the first whose name begins with it; 1: only the former; 2: only the latter.
 // An empty name begins none.
-NuclideFound findNuclideByName(const Content& content, std::string_view name, std::uint32_t option);
+std::optional<NuclideFound> findNuclideByName(const Content& content, std::string_view name,
+                                              std::uint32_t option);
 
 // energy and tolerance: keV, finite and not negative, else Failure(keyRefused). Low bits 0: the
 // nearest line at most the tolerance away, of equally near ones that of the lowest record and
 // entry; 1: the first record with a line at most the tolerance away, and its first such line.
-NuclideFound findNuclideByEnergy(const Content& content, float energy, float tolerance,
-                                 std::uint32_t option);
+std::optional<NuclideFound> findNuclideByEnergy(const Content& content, float energy,
+                                                float tolerance, std::uint32_t option);
 
 }  // namespace embedded
 

@@ -1,6 +1,7 @@
 #include "embedded/orv/content/parameters.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -12,39 +13,42 @@
 namespace embedded {
 namespace {
 
-const Spectrum* findSpectrum(const Content& content) {
-    return content.find<Spectrum>(QAR_CLS_SPECTRUM);
+const SpectrumBlock* findSpectrum(const Content& content) {
+    return content.find<SpectrumBlock>(QAR_CLS_SPECTRUM);
 }
 
 // The channel count as it was written; a negative or too large one is brought into range.
 std::optional<std::size_t> writtenChannelCount(const Content& content) {
     const auto* measurement = content.find<RecordBlock>(QAR_CLS_MEASUREMENT);
-    const ValueBytes* bytes = measurement == nullptr
-                                  ? nullptr
-                                  : measurement->value(requireParameter(QAR_L_CHANNELS), 1, 0);
-    if (bytes == nullptr) {
+    if (measurement == nullptr) {
+        return std::nullopt;
+    }
+    const ValueFound found = measurement->value(requireParameter(QAR_L_CHANNELS), 1, 0);
+    if (found.code != codes::success) {
         return std::nullopt;
     }
     std::int32_t count = 0;
-    std::memcpy(&count, bytes->data(), sizeof count);
-    return std::clamp<std::int64_t>(count, 0, Spectrum::capacity);
+    std::memcpy(&count, found.bytes.data(), sizeof count);
+    return std::clamp<std::int64_t>(count, 0, SpectrumBlock::capacity);
 }
 
-ValueBytes bytesOfValue(const Content& content, const ParameterDescription& parameter,
-                        std::size_t record, std::size_t entry) {
+ValueFound storedValue(const Content& content, const ParameterDescription& parameter,
+                       std::size_t record, std::size_t entry) {
     static const RecordBlock nothing;
     const auto* block = content.find<RecordBlock>(parameter.classCode());
-    const ValueBytes* bytes = (block == nullptr ? nothing : *block).value(parameter, record, entry);
-    if (bytes != nullptr) {
-        return *bytes;
+    return (block == nullptr ? nothing : *block).value(parameter, record, entry);
+}
+
+// Fills the buffer only as far as a value can reach: a caller's size may be larger than its buffer.
+std::uint32_t copyValue(const ParameterDescription& parameter, ValueBytes bytes,
+                        std::span<char> buffer) {
+    if (buffer.size() < bytes.size() + (parameter.isText() ? 1 : 0)) {
+        return codes::sizeRefused;
     }
-    if (parameter.code == QAR_L_CHANNELS && record == 1 && findSpectrum(content) != nullptr) {
-        const auto count = static_cast<std::int32_t>(channelCount(content));
-        ValueBytes counted(sizeof count, '\0');
-        std::memcpy(counted.data(), &count, sizeof count);
-        return counted;
-    }
-    throw Failure(codes::notSet);
+    const auto area = buffer.first(std::min<std::size_t>(buffer.size(), parameter.size()));
+    const auto stop = std::ranges::copy(bytes, area.begin()).out;
+    std::fill(stop, area.end(), '\0');
+    return codes::success;
 }
 
 ValueBytes textOf(const ParameterDescription& parameter, std::span<const char> value) {
@@ -54,14 +58,14 @@ ValueBytes textOf(const ParameterDescription& parameter, std::span<const char> v
     if (value.size() > parameter.size() || length == std::string_view::npos) {
         throw Failure(codes::sizeRefused);
     }
-    return ValueBytes(area.substr(0, length));
+    return area.substr(0, length);
 }
 
 ValueBytes numberOf(const ParameterDescription& parameter, std::span<const char> value) {
     if (value.size() != parameter.size()) {
         throw Failure(codes::sizeRefused);
     }
-    return {value.begin(), value.end()};
+    return {value.data(), value.size()};
 }
 
 }  // namespace
@@ -82,28 +86,38 @@ const ParameterDescription& requireParameter(std::string_view shortName) {
     return *parameter;
 }
 
-void readParameter(const Content& content, const ParameterDescription& parameter,
-                   std::size_t record, std::size_t entry, std::span<char> buffer) {
-    const ValueBytes bytes = bytesOfValue(content, parameter, record, entry);
-    if (buffer.size() < bytes.size() + (parameter.isText() ? 1 : 0)) {
-        throw Failure(codes::sizeRefused);
+NeededClasses neededFor(std::uint32_t code) {
+    return code == QAR_L_CHANNELS ? neededForSpectrum : NeededClasses{{classOf(code)}};
+}
+
+std::uint32_t readParameter(const Content& content, const ParameterDescription& parameter,
+                            std::size_t record, std::size_t entry, std::span<char> buffer) {
+    const ValueFound found = storedValue(content, parameter, record, entry);
+    if (found.code == codes::success) {
+        return copyValue(parameter, found.bytes, buffer);
     }
-    // Filled only as far as a value can reach: a caller's size may be larger than its buffer.
-    const auto area = buffer.first(std::min<std::size_t>(buffer.size(), parameter.size()));
-    const auto stop = std::ranges::copy(bytes, area.begin()).out;
-    std::fill(stop, area.end(), '\0');
+    const bool isChannelCount = parameter.code == QAR_L_CHANNELS && found.code == codes::notSet;
+    const SpectrumBlock* spectrum = isChannelCount ? findSpectrum(content) : nullptr;
+    if (spectrum == nullptr || record != 1) {
+        return found.code;
+    }
+    const auto count = static_cast<std::int32_t>(spectrum->channelCount());
+    std::array<char, sizeof count> counted{};
+    std::memcpy(counted.data(), &count, sizeof count);
+    return copyValue(parameter, {counted.data(), counted.size()}, buffer);
 }
 
 void writeParameter(Content& content, const ParameterDescription& parameter, std::size_t record,
                     std::size_t entry, std::span<const char> value) {
-    ValueBytes bytes = parameter.isText() ? textOf(parameter, value) : numberOf(parameter, value);
+    const ValueBytes bytes =
+        parameter.isText() ? textOf(parameter, value) : numberOf(parameter, value);
     content.change<RecordBlock>(parameter.classCode(), [&](RecordBlock& block) {
-        block.setValue(parameter, record, entry, std::move(bytes));
+        block.setValue(parameter, record, entry, bytes);
     });
 }
 
 std::size_t channelCount(const Content& content) {
-    const Spectrum* spectrum = findSpectrum(content);
+    const SpectrumBlock* spectrum = findSpectrum(content);
     return writtenChannelCount(content).value_or(spectrum == nullptr ? 0
                                                                      : spectrum->channelCount());
 }
@@ -113,9 +127,10 @@ void writeSpectrum(Content& content, std::size_t firstChannel,
     if (channels.empty()) {
         return;
     }
-    const std::size_t limit = writtenChannelCount(content).value_or(Spectrum::capacity);
-    content.change<Spectrum>(
-        QAR_CLS_SPECTRUM, [&](Spectrum& spectrum) { spectrum.put(firstChannel, channels, limit); });
+    const std::size_t limit = writtenChannelCount(content).value_or(SpectrumBlock::capacity);
+    content.change<SpectrumBlock>(QAR_CLS_SPECTRUM, [&](SpectrumBlock& spectrum) {
+        spectrum.put(firstChannel, channels, limit);
+    });
 }
 
 void readSpectrum(const Content& content, std::size_t firstChannel,
@@ -123,8 +138,8 @@ void readSpectrum(const Content& content, std::size_t firstChannel,
     if (channels.empty()) {
         return;
     }
-    static const Spectrum nothing;
-    const Spectrum* spectrum = findSpectrum(content);
+    static const SpectrumBlock nothing;
+    const SpectrumBlock* spectrum = findSpectrum(content);
     const auto written = writtenChannelCount(content);
     if (spectrum == nullptr && !written) {
         throw Failure(codes::noBlock);

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "embedded/orv/content/content.h"
+#include "embedded/pqar/parameter_codes.h"
 #include "embedded/pqar/parameter_table.h"
 
 namespace embedded {
@@ -16,13 +17,18 @@ namespace embedded {
 const ParameterDescription& requireParameter(std::uint32_t code);
 const ParameterDescription& requireParameter(std::string_view shortName);
 
+// The classes that reading and writing a parameter's values need, and those that the spectrum and
+// the channel count need.
+NeededClasses neededFor(std::uint32_t code);
+inline constexpr NeededClasses neededForSpectrum{{QAR_CLS_MEASUREMENT, QAR_CLS_SPECTRUM}};
+
 // Reads a value into the buffer, which holds at least the value; of a text, the stored characters
 // and a NUL. A text's remaining characters up to its most are filled with NULs as far as the
 // buffer goes. The channel count that was never written is that of the spectrum, if there is one.
 // record and entry: see RecordBlock; entry 0 and 1 both name the value of a record.
-// Throws Failure: notSet, noSuchRecord, noSuchEntry, sizeRefused.
-void readParameter(const Content& content, const ParameterDescription& parameter,
-                   std::size_t record, std::size_t entry, std::span<char> buffer);
+// Returns codes::success, or what is in the way: notSet, noSuchRecord, noSuchEntry, sizeRefused.
+std::uint32_t readParameter(const Content& content, const ParameterDescription& parameter,
+                            std::size_t record, std::size_t entry, std::span<char> buffer);
 
 // Writes a value of exactly the parameter's size; of a text, 1 to its size bytes with a NUL among
 // them, which ends it. The class's block, the next record and the next entry are made as needed.

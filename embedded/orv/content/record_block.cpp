@@ -5,136 +5,169 @@
 
 #include "embedded/orv/content/failure.h"
 
+// Every change first does what can fail, then takes its note, then changes without failing.
 namespace embedded {
 namespace {
 
-// The position of a number counted from 1, which may be one beyond the last.
+// Refuses a number counted from 1 that is neither in use nor the next.
 template <typename Items>
-std::size_t positionOrNext(const Items& items, std::size_t number, std::uint32_t missingCode) {
+void requireThisOrNext(const Items& items, std::size_t number, std::uint32_t missingCode) {
     if (number == 0 || number > items.size() + 1) {
         throw Failure(missingCode);
     }
     if (number > RecordBlock::capacity) {
         throw Failure(codes::blockFull);
     }
-    return number - 1;
 }
 
 template <typename Items>
-void insertEmpty(Items& items, std::size_t number, std::uint32_t missingCode) {
-    const std::size_t position = positionOrNext(items, number, missingCode);
+void requireRoom(const Items& items) {
     if (items.size() == RecordBlock::capacity) {
         throw Failure(codes::blockFull);
     }
-    items.emplace(std::next(items.begin(), static_cast<std::ptrdiff_t>(position)));
 }
 
 template <typename Items>
-void eraseOne(Items& items, std::size_t number, std::uint32_t missingCode) {
+void requireThis(const Items& items, std::size_t number, std::uint32_t missingCode) {
     if (number == 0 || number > items.size()) {
         throw Failure(missingCode);
     }
-    items.erase(std::next(items.begin(), static_cast<std::ptrdiff_t>(number - 1)));
 }
 
-template <typename Records>
-auto& at(Records& records, std::size_t record) {
-    if (record == 0 || record > records.size()) {
-        throw Failure(codes::noSuchRecord);
-    }
-    return records[record - 1];
-}
-
-const ValueBytes* find(const Values& values, std::uint32_t code) {
-    const auto found = values.find(code);
-    return found == values.end() ? nullptr : &found->second;
-}
-
-void setIn(Record& record, std::uint32_t code, std::size_t entry, ValueBytes bytes) {
-    if (entry == 0) {
-        record.values.insert_or_assign(code, std::move(bytes));
-        return;
-    }
-    const std::size_t position = positionOrNext(record.entries, entry, codes::noSuchEntry);
-    if (position == record.entries.size()) {
-        Values made;
-        made.emplace(code, std::move(bytes));
-        record.entries.push_back(std::move(made));
-    } else {
-        record.entries[position].insert_or_assign(code, std::move(bytes));
+// Afterwards one item more needs no memory.
+template <typename Items>
+void makeRoom(Items& items) {
+    if (items.size() == items.capacity()) {
+        items.reserve(2 * items.size() + 1);
     }
 }
 
-}  // namespace
+template <typename Items>
+auto placeOf(Items& items, std::size_t number) {
+    return std::next(items.begin(), static_cast<std::ptrdiff_t>(number - 1));
+}
 
+ValueFound foundIn(const Values& values, std::uint32_t code) {
+    const auto bytes = values.find(code);
+    return bytes ? ValueFound{*bytes, codes::success} : ValueFound{{}, codes::notSet};
+}
+
+// The entry at which a value stands, from the entry that a caller gives.
 std::size_t entryOfValue(const ParameterDescription& parameter, std::size_t entry) {
     if (parameter.scope == ParameterScope::Entry) {
         return entry == 0 ? 1 : entry;
     }
-    if (entry > 1) {
-        throw Failure(codes::noSuchEntry);
-    }
-    return 0;
+    return entry == 1 ? 0 : entry;
 }
+
+bool hasOneInEachRecord(const ParameterDescription& parameter) {
+    return parameter.scope == ParameterScope::Record;
+}
+
+}  // namespace
 
 const Record& RecordBlock::record(std::size_t record) const {
-    return at(records_, record);
+    requireThis(records_, record, codes::noSuchRecord);
+    return records_[record - 1];
 }
 
-const ValueBytes* RecordBlock::value(const ParameterDescription& parameter, std::size_t record,
-                                     std::size_t entry) const {
+ValueFound RecordBlock::value(const ParameterDescription& parameter, std::size_t record,
+                              std::size_t entry) const {
     entry = entryOfValue(parameter, entry);
-    if (record == 1 && records_.empty() && entry <= 1) {
-        return nullptr;
+    if (hasOneInEachRecord(parameter) && entry > 0) {
+        return {{}, codes::noSuchEntry};
     }
-    const Record& holder = this->record(record);
-    if (entry == 0) {
-        return find(holder.values, parameter.code);
+    if (record == 0 || record > records_.size()) {
+        const bool isFirst = record == 1 && entry <= 1;
+        return {{}, isFirst ? codes::notSet : codes::noSuchRecord};
     }
-    if (entry == 1 && holder.entries.empty()) {
-        return nullptr;
-    }
+    const Record& holder = records_[record - 1];
     if (entry > holder.entries.size()) {
-        throw Failure(codes::noSuchEntry);
+        return {{}, entry == 1 ? codes::notSet : codes::noSuchEntry};
     }
-    return find(holder.entries[entry - 1], parameter.code);
+    return foundIn(holder.valuesOf(entry), parameter.code);
 }
 
 void RecordBlock::setValue(const ParameterDescription& parameter, std::size_t record,
                            std::size_t entry, ValueBytes bytes) {
     entry = entryOfValue(parameter, entry);
-    const std::size_t position = positionOrNext(records_, record, codes::noSuchRecord);
-    if (position == records_.size()) {
-        Record made;
-        setIn(made, parameter.code, entry, std::move(bytes));
-        records_.push_back(std::move(made));
+    if (hasOneInEachRecord(parameter) && entry > 0) {
+        throw Failure(codes::noSuchEntry);
+    }
+    requireThisOrNext(records_, record, codes::noSuchRecord);
+    if (record <= records_.size()) {
+        changeValue(record, entry, parameter.code, bytes);
+        return;
+    }
+    Record made;
+    if (entry > 0) {
+        requireThisOrNext(made.entries, entry, codes::noSuchEntry);
+        made.entries.emplace_back();
+    }
+    made.valuesOf(entry).set(parameter.code, bytes);
+    records_.push_back(std::move(made));
+    changes_.noteFrom(record);
+}
+
+void RecordBlock::changeValue(std::size_t record, std::size_t entry, std::uint32_t code,
+                              ValueBytes bytes) {
+    Record& holder = records_[record - 1];
+    if (entry > 0) {
+        requireThisOrNext(holder.entries, entry, codes::noSuchEntry);
+    }
+    const bool isNew = entry > holder.entries.size();
+    Values values = isNew ? Values() : holder.valuesOf(entry);
+    values.set(code, bytes);
+    if (isNew) {
+        makeRoom(holder.entries);
+        changes_.noteValue(record, entry, RecordChanges::newEntry);
+    }
+    changes_.noteValue(record, entry, code);
+    if (isNew) {
+        holder.entries.push_back(std::move(values));
     } else {
-        setIn(records_[position], parameter.code, entry, std::move(bytes));
+        holder.valuesOf(entry) = std::move(values);
     }
 }
 
 void RecordBlock::insert(std::size_t record, std::size_t entry) {
     if (entry == 0) {
-        insertEmpty(records_, record, codes::noSuchRecord);
-    } else {
-        insertEmpty(at(records_, record).entries, entry, codes::noSuchEntry);
+        requireThisOrNext(records_, record, codes::noSuchRecord);
+        requireRoom(records_);
+        records_.emplace(placeOf(records_, record));
+        changes_.noteFrom(record);
+        return;
     }
+    requireThis(records_, record, codes::noSuchRecord);
+    auto& entries = records_[record - 1].entries;
+    requireThisOrNext(entries, entry, codes::noSuchEntry);
+    requireRoom(entries);
+    makeRoom(entries);
+    changes_.noteRecord(record);
+    entries.emplace(placeOf(entries, entry));
 }
 
 void RecordBlock::erase(std::size_t record, std::size_t entry) {
+    requireThis(records_, record, codes::noSuchRecord);
     if (entry == 0) {
-        eraseOne(records_, record, codes::noSuchRecord);
-    } else {
-        eraseOne(at(records_, record).entries, entry, codes::noSuchEntry);
+        records_.erase(placeOf(records_, record));
+        changes_.noteFrom(record);
+        return;
     }
+    auto& entries = records_[record - 1].entries;
+    requireThis(entries, entry, codes::noSuchEntry);
+    changes_.noteRecord(record);
+    entries.erase(placeOf(entries, entry));
 }
 
 void RecordBlock::putRecord(std::size_t record, Record content) {
-    const std::size_t position = positionOrNext(records_, record, codes::noSuchRecord);
-    if (position == records_.size()) {
+    requireThisOrNext(records_, record, codes::noSuchRecord);
+    if (record > records_.size()) {
         records_.push_back(std::move(content));
+        changes_.noteFrom(record);
     } else {
-        records_[position] = std::move(content);
+        changes_.noteRecord(record);
+        records_[record - 1] = std::move(content);
     }
 }
 

@@ -4,30 +4,37 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
-#include <string>
 #include <utility>
 #include <vector>
 
+#include "embedded/orv/content/record_changes.h"
+#include "embedded/orv/content/values.h"
 #include "embedded/pqar/parameter_table.h"
 
 namespace embedded {
 
-// The bytes of one value in the layout of its type; of a text, without the NUL. A string, because
-// it keeps numbers and short texts without an allocation of their own.
-using ValueBytes = std::string;
-
-// Values by parameter code.
-using Values = std::map<std::uint32_t, ValueBytes>;
-
 struct Record {
     Values values;                // of parameters that have one value in each record
     std::vector<Values> entries;  // of parameters that have one value in each entry
+
+    // The values of entry 1, 2, ..., or of the record itself where entry is 0.
+    [[nodiscard]] const Values& valuesOf(std::size_t entry) const {
+        return entry == 0 ? values : entries[entry - 1];
+    }
+    [[nodiscard]] Values& valuesOf(std::size_t entry) {
+        return entry == 0 ? values : entries[entry - 1];
+    }
+};
+
+// A value, or the code of the reason why there is none.
+struct ValueFound {
+    ValueBytes bytes;
+    std::uint32_t code;  // codes::success; notSet, noSuchRecord, noSuchEntry
 };
 
 // Numbered records with numbered entries, both counted from 1 and without holes: what is written
 // or inserted one beyond the last becomes the last, and what is deleted closes the gap. A block
-// holds at most 65,535 records of at most 65,535 entries.
+// holds at most 65,535 records of at most 65,535 entries. It notes what is changed.
 //
 // Operations that fail throw Failure and leave the block as it was: noSuchRecord and noSuchEntry
 // for numbers outside the block, blockFull where no further one has room.
@@ -36,17 +43,19 @@ class RecordBlock {
     static constexpr std::size_t capacity = 65535;
 
     RecordBlock() = default;
+    // Records as they were saved.
     explicit RecordBlock(std::vector<Record> records) : records_(std::move(records)) {}
 
     [[nodiscard]] std::size_t recordCount() const { return records_.size(); }
     [[nodiscard]] const std::vector<Record>& records() const { return records_; }
     [[nodiscard]] const Record& record(std::size_t record) const;
 
-    // The value, or null when the parameter has none there. Record 1 and entry 1 need not exist:
-    // nothing has been written to them yet.
-    [[nodiscard]] const ValueBytes* value(const ParameterDescription& parameter, std::size_t record,
-                                          std::size_t entry) const;
-    // record and entry: an existing one or the next.
+    // Does not throw. entry: 0 and 1 both name the value of a parameter that has one in each
+    // record, and the first value of the others. Record 1 and entry 1 need not exist: nothing has
+    // been written to them yet.
+    [[nodiscard]] ValueFound value(const ParameterDescription& parameter, std::size_t record,
+                                   std::size_t entry) const;
+    // record and entry: an existing one or the next. bytes: at most Values::longestValue.
     void setValue(const ParameterDescription& parameter, std::size_t record, std::size_t entry,
                   ValueBytes bytes);
 
@@ -57,14 +66,17 @@ class RecordBlock {
     // Replaces the record, or appends it as the next one.
     void putRecord(std::size_t record, Record content);
 
-  private:
-    std::vector<Record> records_;
-};
+    [[nodiscard]] const RecordChanges& changes() const { return changes_; }
+    void noteAll() noexcept { changes_.noteFrom(1); }
+    void changesSaved() noexcept { changes_.clear(); }
 
-// The entry at which a value stands, from the entry that a caller gives: 0 for a parameter with
-// one value in each record (callers give 0 or 1), at least 1 for the others (0 means 1).
-// Throws noSuchEntry.
-std::size_t entryOfValue(const ParameterDescription& parameter, std::size_t entry);
+  private:
+    // In a record that there is.
+    void changeValue(std::size_t record, std::size_t entry, std::uint32_t code, ValueBytes bytes);
+
+    std::vector<Record> records_;
+    RecordChanges changes_;
+};
 
 }  // namespace embedded
 

@@ -30,9 +30,9 @@ void UnformattedBlock::beginRefilling() {
     position_ = 0;
 }
 
-void UnformattedBlock::endRefilling() {
+void UnformattedBlock::endRefilling() noexcept {
     if (position_ != 0) {
-        bytes_.resize(position_);
+        bytes_.resize(position_);  // never makes it longer
     }
     position_ = bytes_.size();
 }

@@ -23,7 +23,10 @@ class UnformattedBlock {
     explicit UnformattedBlock(std::vector<char> bytes)
         : bytes_(std::move(bytes)), position_(bytes_.size()) {}
 
-    [[nodiscard]] const std::vector<char>& bytes() const { return bytes_; }
+    // The content as it is to be saved.
+    [[nodiscard]] std::span<const char> bytes() const {
+        return std::span(bytes_).first(position_ == 0 ? bytes_.size() : position_);
+    }
 
     // chunk: 1 to longestChunk bytes.
     void append(std::span<const char> chunk);
@@ -35,8 +38,8 @@ class UnformattedBlock {
 
     void beginRefilling();
     // The old bytes behind what was appended go; without anything appended the block stays as it
-    // was.
-    void endRefilling();
+    // was. The content has been saved.
+    void endRefilling() noexcept;
 
   private:
     std::vector<char> bytes_;

@@ -1,53 +1,39 @@
 #include "embedded/orv/files/data_file.h"
 
-#include <fcntl.h>
-
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/files/process.h"
-#include "embedded/orv/files/storage.h"
 
 namespace embedded {
 
-DataFile::DataFile(std::string path, FileIdentity identity, bool writing)
-    : path_(std::move(path)),
-      identity_(identity),
-      owner_(processGeneration()),
-      descriptor_(path_, O_RDONLY) {
-    if (!looksLikeDataSource(descriptor_)) {
-        throw Failure(codes::notADataSource);
-    }
+DataFile::DataFile(std::string path, FileIdentity identity)
+    : path_(std::move(path)), identity_(identity), storage_(std::make_unique<Storage>(path_)) {
     requireInPlace();
-    if (writing) {
-        lock_ = std::make_unique<WriteLock>(path_);
-    }
-    content_ = loadStorage(path_);
-}
-
-DataFile::DataFile(std::string path, FileIdentity identity, FileDescriptor descriptor,
-                   std::unique_ptr<WriteLock> lock)
-    : path_(std::move(path)),
-      identity_(identity),
-      owner_(processGeneration()),
-      descriptor_(std::move(descriptor)),
-      lock_(std::move(lock)) {}
-
-bool DataFile::isOfThisProcess() const {
-    return owner_ == processGeneration();
+    storage_->load(content_, noClass);
 }
 
 bool DataFile::isWrittenElsewhere() const {
     const std::lock_guard guard(mutex_);
-    return lock_ == nullptr && WriteLock::isHeld(descriptor_);
+    return access_ == nullptr && WriteAccess::isHeld(path_);
 }
 
 bool DataFile::hasUnsavedChanges() const {
     const std::lock_guard guard(mutex_);
-    return changed_;
+    return content_.isChanged();
+}
+
+bool DataFile::isDamaged() const {
+    const std::lock_guard guard(mutex_);
+    return damaged_;
 }
 
 void DataFile::requireThisProcess() const {
-    if (!isOfThisProcess()) {
+    if (inherited_) {
         throw Failure(codes::inUse);
+    }
+}
+
+void DataFile::requireUndamaged() const {
+    if (damaged_) {
+        throw Failure(codes::readOnly);
     }
 }
 
@@ -61,29 +47,90 @@ void DataFile::requireInPlace() const {
     throw Failure(codes::fileMoved);
 }
 
+// ---- Loading ---------------------------------------------------------------------------------
+
+Storage& DataFile::storage() {
+    if (storage_ == nullptr) {
+        if (content_.isChanged()) {
+            throw Failure(codes::inUse);  // the parent process has its changes, and goes on
+        }
+        storage_ = std::make_unique<Storage>(path_);
+    }
+    return *storage_;
+}
+
+void DataFile::load(const NeededClasses& needed) {
+    if (content_.isMissing(needed)) {
+        loadFromFile(needed);
+    }
+}
+
+void DataFile::loadFromFile(const NeededClasses& needed) {
+    requireInPlace();
+    try {
+        storage().load(content_, needed);
+    } catch (const Failure& failure) {
+        damaged_ = damaged_ || failure.code() == codes::damaged;
+        throw;
+    }
+}
+
+void DataFile::refresh() {
+    const std::lock_guard guard(mutex_);
+    if (access_ == nullptr) {
+        loadFromFile(noClass);
+    }
+}
+
+void DataFile::checkFile() {
+    requireInPlace();
+    storage().check();
+    damaged_ = false;
+}
+
+void DataFile::check() {
+    const std::lock_guard guard(mutex_);
+    checkFile();
+}
+
+void DataFile::verify() {
+    const std::lock_guard guard(mutex_);
+    checkFile();
+    loadFromFile(noClass);
+}
+
+// ---- Saving ----------------------------------------------------------------------------------
+
 void DataFile::startWriting() {
     const std::lock_guard guard(mutex_);
     requireThisProcess();
-    if (lock_ == nullptr) {
+    if (access_ == nullptr) {
         requireInPlace();
-        auto lock = std::make_unique<WriteLock>(path_);
-        content_ = loadStorage(path_);
-        lock_ = std::move(lock);
+        auto access = std::make_unique<WriteAccess>(path_);
+        storage().prepareSaving();
+        loadFromFile(noClass);
+        access_ = std::move(access);
     }
+}
+
+void DataFile::startWriting(std::unique_ptr<WriteAccess> access) {
+    const std::lock_guard guard(mutex_);
+    storage().prepareSaving();
+    access_ = std::move(access);
 }
 
 void DataFile::endWriting() {
     const std::lock_guard guard(mutex_);
-    lock_.reset();
+    access_.reset();
 }
 
 void DataFile::saveChanges() {
-    if (changed_) {
+    if (content_.isChanged()) {
         requireThisProcess();
         requireInPlace();
-        content_.endRefilling();
-        saveStorage(path_, content_);
-        changed_ = false;
+        const ReservedDescriptors::Use use(access_->reserved());
+        storage().save(content_);
+        content_.changesSaved();
     }
 }
 
@@ -95,31 +142,21 @@ void DataFile::save() {
 void DataFile::compact() {
     const std::lock_guard guard(mutex_);
     requireThisProcess();
+    requireUndamaged();
     requireInPlace();
     saveChanges();
-    compactStorage(path_);
+    const ReservedDescriptors::Use use(access_->reserved());
+    storage().compact();
 }
 
-void DataFile::check() const {
-    const std::lock_guard guard(mutex_);
-    requireInPlace();
-    loadStorage(path_);
-}
+// ---- Forks -----------------------------------------------------------------------------------
 
-void DataFile::refresh() {
-    const std::lock_guard guard(mutex_);
-    if (lock_ == nullptr) {
-        requireInPlace();
-        content_ = loadStorage(path_);
-    }
-}
-
-void DataFile::reload() {
-    const std::lock_guard guard(mutex_);
-    requireInPlace();
-    Content saved = loadStorage(path_);
-    if (!changed_) {
-        content_ = std::move(saved);
+void DataFile::leaveToParent() noexcept {
+    inherited_ = true;
+    // SQLite's connections must neither be used nor closed in a forked process.
+    static_cast<void>(storage_.release());
+    if (access_ != nullptr) {
+        access_->leaveToParent();
     }
 }
 

@@ -1,16 +1,83 @@
 #include "embedded/orv/files/database.h"
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <limits>
 #include <new>
 
 #include "embedded/orv/content/failure.h"
+#include "embedded/orv/content/unformatted_block.h"
 
 namespace embedded {
 namespace {
 
-constexpr int busyMilliseconds = 10'000;
+constexpr int busyMilliseconds = 1000;
 
-void check(int result) {
-    switch (result & 0xFF) {  // the primary result code
+struct Limit {
+    int category;
+    int value;
+};
+
+// What the format and its upkeep need, and little more.
+constexpr std::array limits = {
+    Limit{SQLITE_LIMIT_LENGTH, static_cast<int>(UnformattedBlock::capacity) + 4096},
+    Limit{SQLITE_LIMIT_SQL_LENGTH, 100'000},
+    Limit{SQLITE_LIMIT_EXPR_DEPTH, 100},
+    Limit{SQLITE_LIMIT_COMPOUND_SELECT, 10},
+    Limit{SQLITE_LIMIT_VDBE_OP, 10'000},
+    Limit{SQLITE_LIMIT_FUNCTION_ARG, 10},
+    Limit{SQLITE_LIMIT_ATTACHED, 1},  // the copy that VACUUM makes
+    Limit{SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100},
+    Limit{SQLITE_LIMIT_VARIABLE_NUMBER, 10},
+    Limit{SQLITE_LIMIT_TRIGGER_DEPTH, 1},
+    Limit{SQLITE_LIMIT_WORKER_THREADS, 0},
+};
+
+constexpr std::array<std::array<int, 2>, 4> settings = {{
+    {SQLITE_DBCONFIG_DEFENSIVE, 1},
+    {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+    {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+    {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+}};
+
+}  // namespace
+
+Database::Database(const std::string& path) {
+    sqlite3* opened = nullptr;
+    // The caller sees to it that one thread at a time uses a connection.
+    const int result = sqlite3_open_v2(path.c_str(), &opened,
+                                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE, nullptr);
+    handle_.reset(opened);
+    check(result);
+    check(sqlite3_extended_result_codes(opened, 1));
+    check(sqlite3_busy_timeout(opened, busyMilliseconds));
+    for (const Limit& limit : limits) {
+        sqlite3_limit(opened, limit.category, limit.value);
+    }
+    for (const auto& [setting, value] : settings) {
+        check(sqlite3_db_config(opened, setting, value, nullptr));
+    }
+    execute("PRAGMA cell_size_check = ON");
+}
+
+// ---- Failures --------------------------------------------------------------------------------
+
+void Database::check(int result) const {
+    switch (result) {  // those whose kind alone does not say enough
+        case SQLITE_IOERR_NOMEM:
+            throw std::bad_alloc();
+        case SQLITE_IOERR_LOCK:
+        case SQLITE_IOERR_RDLOCK:
+        case SQLITE_IOERR_UNLOCK:
+        case SQLITE_IOERR_CHECKRESERVEDLOCK:
+            throw Failure(codes::accessDenied);
+        case SQLITE_READONLY_DBMOVED:
+            throw Failure(codes::fileMoved);
+        default:
+            break;
+    }
+    switch (result & 0xFF) {  // the kind of result
         case SQLITE_OK:
         case SQLITE_ROW:
         case SQLITE_DONE:
@@ -21,115 +88,159 @@ void check(int result) {
         case SQLITE_NOTADB:
         case SQLITE_ERROR:  // the tables are not those that the statements know
         case SQLITE_CONSTRAINT:
+        case SQLITE_TOOBIG:
             throw Failure(codes::damaged);
         case SQLITE_READONLY:
         case SQLITE_PERM:
             throw Failure(codes::accessDenied);
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+        case SQLITE_PROTOCOL:
+            failBusy();
+        case SQLITE_CANTOPEN:
+            failToOpen();
         default:
             throw Failure(codes::storageFailed);
     }
 }
 
-int openFlags(DatabaseUse use) {
-    // The caller sees to it that one thread uses a connection.
-    const int common = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE;
-    return use == DatabaseUse::Create ? common | SQLITE_OPEN_CREATE : common;
+// SQLite calls a file busy as well that has no locks to be had.
+void Database::failBusy() const {
+    int reserved = 0;
+    sqlite3_file& file = this->file();
+    const bool canBeLocked = file.pMethods != nullptr &&
+                             file.pMethods->xCheckReservedLock(&file, &reserved) == SQLITE_OK;
+    throw Failure(canBeLocked ? codes::inUse : codes::accessDenied);
 }
 
-}  // namespace
+void Database::failToOpen() const {
+    switch (handle_ == nullptr ? ENOMEM : sqlite3_system_errno(handle_.get())) {
+        case EMFILE:
+        case ENFILE:
+            throw Failure(codes::tooManyOpen);
+        case EACCES:
+        case EPERM:
+        case EROFS:
+            throw Failure(codes::accessDenied);
+        case ENOMEM:
+            throw std::bad_alloc();
+        default:
+            throw Failure(codes::storageFailed);
+    }
+}
 
-Database::Database(const std::string& path, DatabaseUse use) {
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(path.c_str(), &opened, openFlags(use), nullptr);
-    handle_.reset(opened);
-    check(result);
-    check(sqlite3_busy_timeout(opened, busyMilliseconds));
-    check(sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
-    // A file comes from anywhere: nothing that its schema holds may run.
-    check(sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
-    check(sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr));
-    check(sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr));
-    execute("PRAGMA synchronous = FULL; PRAGMA cell_size_check = ON;");
+// ---- The file --------------------------------------------------------------------------------
+
+sqlite3_file& Database::file() const {
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) !=
+            SQLITE_OK ||
+        file == nullptr) {
+        throw Failure(codes::storageFailed);
+    }
+    return *file;
+}
+
+void Database::readStart(std::span<unsigned char> start) {
+    sqlite3_file& file = this->file();
+    const int result = file.pMethods->xRead(&file, start.data(), static_cast<int>(start.size()), 0);
+    if (result != SQLITE_IOERR_SHORT_READ) {
+        check(result);
+    }
+}
+
+std::int64_t Database::fileSize() {
+    sqlite3_file& file = this->file();
+    sqlite3_int64 size = 0;
+    check(file.pMethods->xFileSize(&file, &size));
+    return size;
+}
+
+void Database::requireReadable() {
+    sqlite3_file& file = this->file();
+    std::array<char, 65536> bytes{};
+    const std::int64_t size = fileSize();
+    for (std::int64_t place = 0; place < size; place += bytes.size()) {
+        const auto length = std::min<std::int64_t>(size - place, bytes.size());
+        check(file.pMethods->xRead(&file, bytes.data(), static_cast<int>(length), place));
+    }
+}
+
+std::uint32_t Database::dataVersion() {
+    unsigned int version = 0;
+    check(sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_DATA_VERSION, &version));
+    return version;
+}
+
+bool Database::isWritable() const {
+    return sqlite3_db_readonly(handle_.get(), "main") == 0;
+}
+
+void Database::releaseMemory() {
+    sqlite3_db_release_memory(handle_.get());
 }
 
 void Database::execute(const char* sql) {
     check(sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr));
 }
 
-std::int64_t Database::number(const char* sql) {
-    Statement statement(*this, sql);
-    if (!statement.step()) {
-        throw Failure(codes::damaged);
+// ---- Statements ------------------------------------------------------------------------------
+
+sqlite3_stmt* Statement::prepared() {
+    if (handle_ == nullptr) {
+        sqlite3_stmt* prepared = nullptr;
+        database_.check(sqlite3_prepare_v3(database_.handle(), sql_, -1, SQLITE_PREPARE_PERSISTENT,
+                                           &prepared, nullptr));
+        handle_.reset(prepared);
     }
-    return statement.integer(0);
+    return handle_.get();
 }
 
-std::string Database::text(const char* sql) {
-    Statement statement(*this, sql);
-    if (!statement.step()) {
-        throw Failure(codes::damaged);
-    }
-    const auto bytes = statement.bytes(0);
-    return {bytes.begin(), bytes.end()};
+void Execution::bind(int parameter, std::int64_t value) {
+    database_.check(sqlite3_bind_int64(handle_, parameter, value));
 }
 
-Statement::Statement(Database& database, const char* sql) : database_(database.handle()) {
-    sqlite3_stmt* prepared = nullptr;
-    check(sqlite3_prepare_v2(database_, sql, -1, &prepared, nullptr));
-    handle_.reset(prepared);
+void Execution::bind(int parameter, std::span<const char> bytes) {
+    // A null pointer would store NULL in the place of no bytes.
+    const char* data = bytes.empty() ? "" : bytes.data();
+    database_.check(sqlite3_bind_blob64(handle_, parameter, data, bytes.size(), SQLITE_STATIC));
 }
 
-void Statement::bind(int parameter, std::int64_t value) {
-    check(sqlite3_bind_int64(handle_.get(), parameter, value));
+void Execution::bind(int parameter, std::nullptr_t) {
+    database_.check(sqlite3_bind_null(handle_, parameter));
 }
 
-void Statement::bind(int parameter, std::span<const char> bytes) {
-    // An empty value is a blob of no bytes; a null pointer would make it NULL.
-    const char* const data = bytes.empty() ? "" : bytes.data();
-    check(sqlite3_bind_blob64(handle_.get(), parameter, data, bytes.size(), SQLITE_STATIC));
-}
-
-void Statement::bindNull(int parameter) {
-    check(sqlite3_bind_null(handle_.get(), parameter));
-}
-
-bool Statement::step() {
-    const int result = sqlite3_step(handle_.get());
-    check(result);
+bool Execution::step() {
+    const int result = sqlite3_step(handle_);
+    database_.check(result);
     return result == SQLITE_ROW;
 }
 
-void Statement::run() {
-    step();
-    check(sqlite3_reset(handle_.get()));
-}
-
-std::int64_t Statement::integer(int column) const {
-    return sqlite3_column_int64(handle_.get(), column);
-}
-
-std::uint32_t Statement::integer(int column, std::uint32_t largest) const {
-    const std::int64_t value = integer(column);
-    if (value < 0 || value > largest) {
+std::uint32_t Execution::number(int column, std::uint32_t largest) const {
+    const std::int64_t value = sqlite3_column_int64(handle_, column);
+    if (sqlite3_column_type(handle_, column) != SQLITE_INTEGER || value < 0 || value > largest) {
         throw Failure(codes::damaged);
     }
     return static_cast<std::uint32_t>(value);
 }
 
-std::span<const char> Statement::bytes(int column) const {
-    const auto* const data = static_cast<const char*>(sqlite3_column_blob(handle_.get(), column));
-    const int size = sqlite3_column_bytes(handle_.get(), column);
-    if (data == nullptr) {
-        if (sqlite3_errcode(database_) == SQLITE_NOMEM) {
-            throw std::bad_alloc();
-        }
-        return {};
+std::span<const char> Execution::bytes(int column) const {
+    const auto* const data = static_cast<const char*>(sqlite3_column_blob(handle_, column));
+    const int size = sqlite3_column_bytes(handle_, column);
+    if (data == nullptr && sqlite3_errcode(database_.handle()) == SQLITE_NOMEM) {
+        throw std::bad_alloc();
     }
     return {data, static_cast<std::size_t>(size)};
 }
 
-Transaction::Transaction(Database& database, const char* begin) : database_(database) {
-    database_.execute(begin);
+std::string Execution::text(int column) const {
+    const auto text = bytes(column);
+    return {text.begin(), text.end()};
+}
+
+Transaction::Transaction(Database& database, Statement& begin, Statement& commit)
+    : database_(database), commit_(commit) {
+    run(begin);
 }
 
 Transaction::~Transaction() {
@@ -140,7 +251,7 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-    database_.execute("COMMIT");
+    run(commit_);
     open_ = false;
 }
 

@@ -6,74 +6,120 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
 namespace embedded {
 
-// How a file is opened. Reading may write all the same: it brings a file in order whose writer
-// was killed.
-enum class DatabaseUse : std::uint8_t { Create, Write, Read };
-
-// One connection to a database file, closed with the object; used by one thread. Every operation
-// throws Failure: damaged where the file's content is to blame, storageFailed for the rest, and
-// std::bad_alloc.
+// One connection to a database file, closed with the object; used by one thread at a time, and by
+// the process alone that opened it. Every operation throws Failure: damaged where the file's
+// content is to blame; inUse when another program holds the file for longer than a second;
+// accessDenied; tooManyOpen; fileMoved; storageFailed for the rest; and std::bad_alloc.
 class Database {
   public:
-    // Waits for other processes that load or save the file for up to 10 seconds at a time.
-    Database(const std::string& path, DatabaseUse use);
+    // An existing file, writable where the system lets it be. Nothing that its schema holds is
+    // run. Reading may write all the same: it brings a file in order whose writer was killed.
+    explicit Database(const std::string& path);
 
     // One statement or several, without results.
     void execute(const char* sql);
 
-    // The one number that the statement gives.
-    std::int64_t number(const char* sql);
-    // The one text that the statement gives.
-    std::string text(const char* sql);
+    // The file as it is on the disk, past SQLite's cache. The start is cut off or filled with zeros
+    // to the size of the span. These use the connection's own descriptor: closing another one of
+    // the file would release the locks that any connection of this process has on it.
+    void readStart(std::span<unsigned char> start);
+    [[nodiscard]] std::int64_t fileSize();
+    // Throws Failure(storageFailed) where a byte of the file cannot be read.
+    void requireReadable();
+
+    // A number that changes whenever anything is committed to the file, through this connection or
+    // another one; known to the moment at which the present transaction began to read.
+    [[nodiscard]] std::uint32_t dataVersion();
+    [[nodiscard]] bool isWritable() const;
+
+    // Lets memory go that only makes reading the same again quicker.
+    void releaseMemory();
 
     [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
+
+    // Throws the Failure for a result of SQLite that is none of success.
+    void check(int result) const;
 
   private:
     struct Closer {
         void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
     };
+    [[nodiscard]] sqlite3_file& file() const;
+    [[noreturn]] void failBusy() const;
+    [[noreturn]] void failToOpen() const;
+
     std::unique_ptr<sqlite3, Closer> handle_;
 };
 
-// A prepared statement. Parameters and columns count as SQLite counts them: from 1 and from 0.
+// A statement that is prepared when it is first used and kept for the next time.
 class Statement {
   public:
-    Statement(Database& database, const char* sql);
-
-    // Values that are bound must live until the next call of run or step.
-    void bind(int parameter, std::int64_t value);
-    void bind(int parameter, std::span<const char> bytes);
-    void bindNull(int parameter);
-
-    // Goes to the next row; false when there is none.
-    bool step();
-    // Runs a statement that gives no rows and makes it ready for the next values.
-    void run();
-
-    // A column of the row. integer: within 0 to largest, else Failure(damaged). bytes: valid until
-    // the next step.
-    [[nodiscard]] std::uint32_t integer(int column, std::uint32_t largest) const;
-    [[nodiscard]] std::int64_t integer(int column) const;
-    [[nodiscard]] std::span<const char> bytes(int column) const;
+    // sql lives as long as the object.
+    Statement(Database& database, const char* sql) : database_(database), sql_(sql) {}
 
   private:
+    friend class Execution;
     struct Finaliser {
         void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
     };
-    sqlite3* database_;
+    sqlite3_stmt* prepared();
+
+    Database& database_;
+    const char* sql_;
     std::unique_ptr<sqlite3_stmt, Finaliser> handle_;
 };
+
+// One execution of a statement, which ends with the object.
+class Execution {
+  public:
+    // arguments: numbers, bytes that live as long as the object, and nullptr for NULL.
+    template <typename... Arguments>
+    explicit Execution(Statement& statement, const Arguments&... arguments)
+        : database_(statement.database_), handle_(statement.prepared()) {
+        int parameter = 0;
+        (bind(++parameter, arguments), ...);
+    }
+    ~Execution() { sqlite3_reset(handle_); }
+    Execution(const Execution&) = delete;
+    Execution& operator=(const Execution&) = delete;
+    Execution(Execution&&) = delete;
+    Execution& operator=(Execution&&) = delete;
+
+    // Goes to the next row; false when there is none.
+    bool step();
+
+    // A column of the row, counted from 0. number: a whole number from 0 to largest, else
+    // Failure(damaged). bytes: valid until the next step.
+    [[nodiscard]] std::uint32_t number(int column, std::uint32_t largest) const;
+    [[nodiscard]] std::span<const char> bytes(int column) const;
+    [[nodiscard]] std::string text(int column) const;
+
+  private:
+    void bind(int parameter, std::int64_t value);
+    void bind(int parameter, std::span<const char> bytes);
+    void bind(int parameter, std::nullptr_t);
+
+    Database& database_;
+    sqlite3_stmt* handle_;
+};
+
+// Runs a statement without rows to its end.
+template <typename... Arguments>
+void run(Statement& statement, const Arguments&... arguments) {
+    Execution(statement, arguments...).step();
+}
 
 // A transaction that is undone unless it is committed.
 class Transaction {
   public:
-    // begin: the statement that begins it.
-    Transaction(Database& database, const char* begin);
+    // begin, commit: the statements that begin and end it.
+    Transaction(Database& database, Statement& begin, Statement& commit);
     ~Transaction();
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
@@ -84,6 +130,7 @@ class Transaction {
 
   private:
     Database& database_;
+    Statement& commit_;
     bool open_ = true;
 };
 

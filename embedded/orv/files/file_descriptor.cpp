@@ -1,22 +1,23 @@
 #include "embedded/orv/files/file_descriptor.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <climits>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
-#include <string_view>
+#include <new>
 #include <utility>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/files/storage.h"
 
 namespace embedded {
+namespace {
+
+// Costs nothing but its number.
+FileDescriptor placeholder() {
+    return {"/", O_PATH};
+}
+
+}  // namespace
 
 void throwSystemFailure(int error) {
     switch (error) {
@@ -28,12 +29,20 @@ void throwSystemFailure(int error) {
         case EACCES:
         case EPERM:
         case EROFS:
+        case ENOLCK:  // locks cannot be had here
+        case ETXTBSY:
             throw Failure(codes::accessDenied);
         case ENAMETOOLONG:
         case ELOOP:
+        case EILSEQ:
             throw Failure(codes::nameRefused);
         case EISDIR:
             throw Failure(codes::notADataSource);
+        case EMFILE:
+        case ENFILE:
+            throw Failure(codes::tooManyOpen);
+        case ENOMEM:
+            throw std::bad_alloc();
         default:
             throw Failure(codes::storageFailed);
     }
@@ -50,26 +59,17 @@ FileIdentity identityOf(const std::string& path) {
     return {status.st_dev, status.st_ino};
 }
 
-std::string absolutePath(const std::string& name) {
-    const auto release = [](char* text) { std::free(text); };
-    const std::unique_ptr<char, decltype(release)> resolved(realpath(name.c_str(), nullptr));
-    if (resolved == nullptr) {
-        throwSystemFailure(errno);
-    }
-    return resolved.get();
-}
+FileDescriptor::FileDescriptor(const std::string& path, int flags, mode_t mode)
+    : FileDescriptor(open(path.c_str(), flags | O_CLOEXEC, mode)) {}
 
-FileDescriptor::FileDescriptor(const std::string& path, int flags)
-    : number_(open(path.c_str(), flags | O_CLOEXEC)) {
+FileDescriptor::FileDescriptor(int number) : number_(number) {
     if (number_ < 0) {
         throwSystemFailure(errno);
     }
 }
 
-FileDescriptor::~FileDescriptor() {
-    if (number_ >= 0) {
-        close(number_);
-    }
+FileDescriptor FileDescriptor::duplicate() const {
+    return FileDescriptor(fcntl(number_, F_DUPFD_CLOEXEC, 0));
 }
 
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept
@@ -80,18 +80,28 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
     return *this;
 }
 
-bool looksLikeDataSource(const FileDescriptor& file) {
-    constexpr std::string_view magic{"SQLite format 3\0", 16};
-    constexpr std::size_t applicationIdOffset = 68;
-    std::array<char, applicationIdOffset + 4> start{};
-    if (pread(file.number(), start.data(), start.size(), 0) != static_cast<ssize_t>(start.size())) {
-        return false;
+void FileDescriptor::close() noexcept {
+    if (number_ >= 0) {
+        ::close(std::exchange(number_, -1));
     }
-    std::uint32_t identifier = 0;
-    for (std::size_t place = applicationIdOffset; place < start.size(); ++place) {
-        identifier = identifier << 8U | static_cast<unsigned char>(start.at(place));
+}
+
+ReservedDescriptors::ReservedDescriptors() : descriptors_{placeholder(), placeholder()} {}
+
+ReservedDescriptors::Use::Use(ReservedDescriptors& reserved) : reserved_(reserved) {
+    for (FileDescriptor& descriptor : reserved_.descriptors_) {
+        descriptor.close();
     }
-    return std::string_view(start.data(), magic.size()) == magic && identifier == applicationId;
+}
+
+ReservedDescriptors::Use::~Use() {
+    try {
+        for (FileDescriptor& descriptor : reserved_.descriptors_) {
+            descriptor = placeholder();
+        }
+    } catch (const std::exception&) {  // the next save has to do with what is free then
+        return;
+    }
 }
 
 }  // namespace embedded

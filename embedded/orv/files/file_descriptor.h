@@ -2,10 +2,11 @@
 #ifndef PYORV3_EMBEDDED_ORV_FILES_FILE_DESCRIPTOR_H
 #define PYORV3_EMBEDDED_ORV_FILES_FILE_DESCRIPTOR_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
+#include <array>
 #include <compare>
-#include <optional>
 #include <string>
 
 namespace embedded {
@@ -25,31 +26,57 @@ struct FileIdentity {
 // nameRefused.
 FileIdentity identityOf(const std::string& path);
 
-// The name from the root, without links. Throws as identityOf.
-std::string absolutePath(const std::string& name);
-
-// Throws the Failure for the system's error number.
+// Throws the Failure for the system's error number, or std::bad_alloc.
 [[noreturn]] void throwSystemFailure(int error);
 
 // An open file, closed with the object and not inherited by programs that are started.
 class FileDescriptor {
   public:
-    // flags: as for open. Throws Failure: fileNotFound, accessDenied, storageFailed.
-    FileDescriptor(const std::string& path, int flags);
-    ~FileDescriptor();
+    // What a system call returned: a descriptor, or -1. Throws the Failure for its error.
+    explicit FileDescriptor(int number);
+    // flags, mode: as for open. Throws Failure: fileNotFound, accessDenied, tooManyOpen,
+    // storageFailed.
+    FileDescriptor(const std::string& path, int flags, mode_t mode = 0);
+    ~FileDescriptor() { close(); }
     FileDescriptor(FileDescriptor&& other) noexcept;
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
 
     [[nodiscard]] int number() const { return number_; }
+    // Another number for the same opening of the file, with which it shares its locks.
+    [[nodiscard]] FileDescriptor duplicate() const;
+    void close() noexcept;
 
   private:
     int number_;
 };
 
-// Whether the file begins as a data source does, damaged or not.
-bool looksLikeDataSource(const FileDescriptor& file);
+// Keeps two descriptors for the time when a file is saved: SQLite opens the journal, and the
+// folder to sync it.
+class ReservedDescriptors {
+  public:
+    // Throws Failure(tooManyOpen).
+    ReservedDescriptors();
+
+    // While it lives, the descriptors are free for use.
+    class Use {
+      public:
+        explicit Use(ReservedDescriptors& reserved);
+        // Reserves them again, as far as nobody else has taken them.
+        ~Use();
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+        Use(Use&&) = delete;
+        Use& operator=(Use&&) = delete;
+
+      private:
+        ReservedDescriptors& reserved_;
+    };
+
+  private:
+    std::array<FileDescriptor, 2> descriptors_;
+};
 
 }  // namespace embedded
 

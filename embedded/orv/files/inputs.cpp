@@ -1,43 +1,52 @@
 #include "embedded/orv/files/inputs.h"
 
+#include <dirent.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <optional>
-#include <system_error>
+#include <memory>
+#include <new>
+#include <string_view>
 
 #include "embedded/orv/content/failure.h"
+#include "embedded/orv/files/file_name.h"
 #include "embedded/orv/files/open_files.h"
 
 namespace embedded {
 namespace {
 
-constexpr const char* extension = ".qar";
+constexpr std::string_view extension = ".qar";
 
-std::optional<std::filesystem::path> inputFolder() {
+// Empty where there is none.
+std::string inputFolder() {
     const char* const folder = std::getenv("ORV_INPUTS");
-    if (folder == nullptr || *folder == '\0') {
-        return std::nullopt;
-    }
-    return folder;
+    return folder == nullptr ? std::string() : nameInUtf8(folder);
 }
 
 }  // namespace
 
 std::vector<std::string> inputNames() {
     std::vector<std::string> names;
-    const auto folder = inputFolder();
-    if (!folder) {
+    const std::string folder = inputFolder();
+    if (folder.empty()) {
         return names;
     }
-    std::error_code failure;
-    std::filesystem::directory_iterator place(*folder, failure);
-    while (!failure && place != std::filesystem::directory_iterator()) {
-        const std::filesystem::path& file = place->path();
-        if (file.extension() == extension && openFiles().isDataSource(file.string())) {
-            names.push_back(file.stem().string());
+    const auto close = [](DIR* directory) { closedir(directory); };
+    const std::unique_ptr<DIR, decltype(close)> opened(opendir(folder.c_str()));
+    if (opened == nullptr) {
+        if (errno == ENOMEM) {
+            throw std::bad_alloc();
         }
-        place.increment(failure);
+        return names;
+    }
+    while (const dirent* place = readdir(opened.get())) {
+        const std::string_view file = place->d_name;
+        // What is not UTF-8 could not be opened by the name that is listed.
+        if (file.size() > extension.size() && file.ends_with(extension) && isUtf8(file) &&
+            isDataSource(folder + "/" + std::string(file))) {
+            names.emplace_back(file.substr(0, file.size() - extension.size()));
+        }
     }
     std::ranges::sort(names);
     return names;
@@ -47,11 +56,11 @@ std::string inputPath(const std::string& name) {
     if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
         throw Failure(codes::nameRefused);
     }
-    const auto folder = inputFolder();
-    if (!folder) {
+    const std::string folder = inputFolder();
+    if (folder.empty()) {
         throw Failure(codes::fileNotFound);
     }
-    return (*folder / (name + extension)).string();
+    return folder + "/" + name + std::string(extension);
 }
 
 }  // namespace embedded

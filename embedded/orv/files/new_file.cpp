@@ -5,37 +5,85 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 #include <random>
+#include <span>
+#include <vector>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/files/file_descriptor.h"
-#include "embedded/orv/files/storage.h"
+#include "embedded/orv/files/file_name.h"
+#include "embedded/orv/files/schema.h"
 
 namespace embedded {
 namespace {
 
-std::string randomName() {
+constexpr mode_t asTheUmaskSays = 0666;
+
+std::string pathInItsFolder(const std::string& name) {
+    const std::string fileName = lastNameOf(name);
+    if (fileName.empty() || fileName == "." || fileName == "..") {
+        throw Failure(codes::nameRefused);
+    }
+    const std::string folder = absolutePath(folderOf(name));
+    return (folder == "/" ? folder : folder + "/") + fileName;
+}
+
+std::string temporaryPathIn(const std::string& folder) {
     std::random_device random;
-    return ".new-" + std::to_string(random()) + "-" + std::to_string(random());
+    return folder + "/.new-" + std::to_string(random()) + "-" + std::to_string(random());
+}
+
+// A file without a name, or with the temporary one that it leaves in temporaryPath.
+FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
+    const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, asTheUmaskSays);
+    if (unnamed >= 0) {
+        return FileDescriptor(unnamed);
+    }
+    // What the many file systems and kernels say that have no such files.
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
+        throwSystemFailure(errno);
+    }
+    temporaryPath = temporaryPathIn(folder);
+    return {temporaryPath, O_CREAT | O_EXCL | O_RDWR, asTheUmaskSays};
+}
+
+void writeWhole(int file, std::span<const char> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            throwSystemFailure(errno);
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(written < 0 ? 0 : written));
+    }
+}
+
+// Some file systems have nothing to sync of a folder, and say so.
+bool syncFolder(int folder) {
+    return fsync(folder) == 0 || errno == EINVAL || errno == EOPNOTSUPP;
+}
+
+// Gives a name that nothing else has.
+bool link(const FileDescriptor& file, const std::string& temporaryPath, const char* path) {
+    if (temporaryPath.empty()) {
+        const std::string unnamed = "/proc/self/fd/" + std::to_string(file.number());
+        return linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+    }
+    // Neither of the two is offered by every file system.
+    const char* const from = temporaryPath.c_str();
+    return renameat2(AT_FDCWD, from, AT_FDCWD, path, RENAME_NOREPLACE) == 0 ||
+           ((errno == EINVAL || errno == ENOSYS) && ::link(from, path) == 0);
 }
 
 }  // namespace
 
-NewFile::NewFile(const std::string& name) {
-    const std::filesystem::path path(name);
-    const std::string fileName = path.filename().string();
-    if (fileName.empty() || fileName == "." || fileName == "..") {
-        throw Failure(codes::nameRefused);
-    }
-    folder_ = absolutePath(path.has_parent_path() ? path.parent_path().string() : ".");
-    finalPath_ = folder_ + "/" + fileName;
-    temporaryPath_ = folder_ + "/" + randomName();
-    if (access(folder_.c_str(), W_OK) != 0) {
-        throwSystemFailure(errno);
-    }
+NewFile::NewFile(const std::string& name)
+    : path_(pathInItsFolder(name)),
+      folder_((requireSavable(path_), folderOf(path_)), O_RDONLY | O_DIRECTORY),
+      file_(openedIn(folderOf(path_), temporaryPath_)) {
     try {
-        createStorage(temporaryPath_);
+        writeWhole(file_.number(), emptyDataSource());
+        if (fsync(file_.number()) != 0) {
+            throwSystemFailure(errno);
+        }
     } catch (...) {
         unlink(temporaryPath_.c_str());
         throw;
@@ -43,24 +91,24 @@ NewFile::NewFile(const std::string& name) {
 }
 
 NewFile::~NewFile() {
-    unlink(temporaryPath_.c_str());
+    unlink((published_ ? path_ : temporaryPath_).c_str());
+}
+
+FileIdentity NewFile::identity() const {
+    struct stat status {};
+    if (fstat(file_.number(), &status) != 0) {
+        throwSystemFailure(errno);
+    }
+    return {status.st_dev, status.st_ino};
 }
 
 void NewFile::publish() {
-    const char* const from = temporaryPath_.c_str();
-    const char* const into = finalPath_.c_str();
-    // Neither way of not replacing a file is offered by every file system.
-    bool done = renameat2(AT_FDCWD, from, AT_FDCWD, into, RENAME_NOREPLACE) == 0;
-    if (!done && (errno == EINVAL || errno == ENOSYS)) {
-        done = link(from, into) == 0;
-    }
-    if (!done) {
+    if (!link(file_, temporaryPath_, path_.c_str())) {
         throwSystemFailure(errno);
     }
-    if (fsync(FileDescriptor(folder_, O_RDONLY | O_DIRECTORY).number()) != 0) {
-        const int error = errno;
-        unlink(finalPath_.c_str());
-        throwSystemFailure(error);
+    published_ = true;
+    if (!syncFolder(folder_.number())) {
+        throwSystemFailure(errno);
     }
 }
 

@@ -1,13 +1,13 @@
 #include "embedded/orv/files/open_files.h"
 
-#include <fcntl.h>
-
 #include <cstdio>
 #include <utility>
 
 #include "embedded/orv/content/failure.h"
+#include "embedded/orv/files/file_name.h"
+#include "embedded/orv/files/fork_gate.h"
 #include "embedded/orv/files/new_file.h"
-#include "embedded/orv/files/process.h"
+#include "embedded/orv/files/schema.h"
 
 namespace embedded {
 namespace {
@@ -30,9 +30,23 @@ class SaveAtExit {
 
 OpenFiles& openFiles() {
     // Never destroyed: threads may still be at work while the process ends.
-    static auto& files = *std::make_unique<OpenFiles>().release();
+    static auto& files = *[] {
+        auto made = std::make_unique<OpenFiles>();
+        callInForkedProcess([] { openFiles().leaveToParent(); });
+        return made.release();
+    }();
     static const SaveAtExit saveAtExit(files);
     return files;
+}
+
+bool isDataSource(const std::string& name) {
+    try {
+        identityOf(name);  // opening what is no regular file may wait or do worse
+        Database database(name);
+        return isDataSource(database);
+    } catch (const Failure&) {
+        return false;
+    }
 }
 
 OpenFiles::Entry* OpenFiles::find(const FileIdentity& identity) {
@@ -50,11 +64,13 @@ OpenFiles::Entry* OpenFiles::find(const FileIdentity& identity) {
 std::shared_ptr<DataFile> OpenFiles::open(const std::string& name, bool writing) {
     std::string path = absolutePath(name);
     const std::lock_guard guard(mutex_);
-    user_ = processGeneration();
     const FileIdentity identity = identityOf(path);
     Entry* entry = find(identity);
     if (entry == nullptr) {
-        auto file = std::make_shared<DataFile>(std::move(path), identity, writing);
+        auto file = std::make_shared<DataFile>(std::move(path), identity);
+        if (writing) {
+            file->startWriting();
+        }
         entry = &entries_.emplace(identity, Entry{std::move(file)}).first->second;
     } else if (writing) {
         entry->file->startWriting();
@@ -68,20 +84,13 @@ std::shared_ptr<DataFile> OpenFiles::open(const std::string& name, bool writing)
 
 std::shared_ptr<DataFile> OpenFiles::create(const std::string& name) {
     const std::lock_guard guard(mutex_);
-    user_ = processGeneration();
     NewFile made(name);
-    const std::string& temporary = made.temporaryPath();
-    const FileIdentity identity = identityOf(temporary);
-    auto file =
-        std::make_shared<DataFile>(made.finalPath(), identity, FileDescriptor(temporary, O_RDONLY),
-                                   std::make_unique<WriteLock>(temporary));
-    entries_.insert_or_assign(identity, Entry{file, 1, 1});
-    try {
-        made.publish();
-    } catch (...) {
-        entries_.erase(identity);
-        throw;
-    }
+    auto access = std::make_unique<WriteAccess>(made.descriptor());
+    made.publish();
+    auto file = std::make_shared<DataFile>(made.path(), made.identity());
+    file->startWriting(std::move(access));
+    entries_.insert_or_assign(file->identity(), Entry{file, 1, 1});
+    made.keep();
     return file;
 }
 
@@ -125,11 +134,7 @@ void OpenFiles::endUse(const std::shared_ptr<DataFile>& file, bool writing) {
 }
 
 void OpenFiles::saveAll() noexcept {
-    // A forked process that opened nothing has nothing to save, and must not wait for a mutex that
-    // another thread of its parent may have held when it was forked.
-    if (user_ != processGeneration()) {
-        return;
-    }
+    const LibraryCall call;
     const std::lock_guard guard(mutex_);
     for (const auto& [identity, entry] : entries_) {
         try {
@@ -144,13 +149,9 @@ void OpenFiles::saveAll() noexcept {
     }
 }
 
-bool OpenFiles::isDataSource(const std::string& name) {
-    const std::lock_guard guard(mutex_);
-    try {
-        return find(identityOf(name)) != nullptr ||
-               looksLikeDataSource(FileDescriptor(name, O_RDONLY));
-    } catch (const Failure&) {
-        return false;
+void OpenFiles::leaveToParent() noexcept {
+    for (const auto& [identity, entry] : entries_) {
+        entry.file->leaveToParent();
     }
 }
 

@@ -2,9 +2,7 @@
 #ifndef PYORV3_EMBEDDED_ORV_FILES_OPEN_FILES_H
 #define PYORV3_EMBEDDED_ORV_FILES_OPEN_FILES_H
 
-#include <atomic>
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -36,8 +34,8 @@ class OpenFiles {
     // Saves what this process opened; reports what cannot be saved on the standard error stream.
     void saveAll() noexcept;
 
-    // Whether the name stands for a data source, damaged or not.
-    bool isDataSource(const std::string& name);
+    // In a forked process, before anything else. Neither allocates nor waits.
+    void leaveToParent() noexcept;
 
   private:
     struct Entry {
@@ -46,19 +44,18 @@ class OpenFiles {
         std::size_t writers = 0;
     };
 
-    static constexpr std::uint32_t noProcess = 0xFFFFFFFF;
-
     Entry* find(const FileIdentity& identity);
     void endUse(const std::shared_ptr<DataFile>& file, bool writing);
 
     std::mutex mutex_;
-    // The process that last opened a file, by its generation.
-    std::atomic<std::uint32_t> user_ = noProcess;
     std::map<FileIdentity, Entry> entries_;
 };
 
-// The one of this process.
+// The one of this process. Throws std::bad_alloc when it is made.
 OpenFiles& openFiles();
+
+// Whether the name stands for a data source, damaged or not.
+bool isDataSource(const std::string& name);
 
 }  // namespace embedded
 

@@ -3,32 +3,56 @@
 #define PYORV3_EMBEDDED_ORV_FILES_STORAGE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "embedded/orv/content/content.h"
+#include "embedded/orv/files/block_reader.h"
+#include "embedded/orv/files/block_writer.h"
+#include "embedded/orv/files/database.h"
 
 namespace embedded {
 
-// "QAR3" as the database's application id; at byte 68 of the file, most significant byte first.
-inline constexpr std::uint32_t applicationId = 0x51415233;
-// The database's user version.
-inline constexpr std::int64_t schemaVersion = 1;
+// The connection to the file of one data source. It lives as long as the source is open and is
+// used by the process alone that made it. Functions throw Failure as Database.
+class Storage {
+  public:
+    // Throws Failure also: notADataSource.
+    explicit Storage(const std::string& path);
 
-// Makes the database of an empty data source. The file must not exist or be empty.
-// Throws Failure: storageFailed, accessDenied.
-void createStorage(const std::string& path);
+    // Makes the connection fit for save: what was saved is on the disk, and so are the names of
+    // files that a power cut must not bring back. Throws Failure(accessDenied).
+    void prepareSaving();
 
-// Reads a file whole, as it was at one moment. Throws Failure: damaged for a file that is cut off,
-// does not hold together or has a newer schema version; storageFailed, accessDenied.
-Content loadStorage(const std::string& path);
+    // Brings the content to the saved state: when anything was saved since the content was loaded,
+    // it is given up, unless it has unsaved changes, and has the file's classes instead, none of
+    // them loaded. Then loads the needed classes. All that is loaded is of one saved state.
+    void load(Content& content, const NeededClasses& needed);
 
-// Replaces the file's content in one transaction that is on the disk when the call returns: a
-// process killed during the call leaves the old content or the new.
-// Throws Failure: storageFailed, accessDenied, damaged; the file has its old content then.
-void saveStorage(const std::string& path, const Content& content);
+    // Writes what was changed in one transaction that is on the disk when the call returns: a
+    // process killed during the call leaves the old content or the new. When it throws, the file
+    // has its old content.
+    void save(const Content& content);
 
-// Gives the file's unused room back to the file system. Throws as saveStorage.
-void compactStorage(const std::string& path);
+    // Reads everything. Throws Failure(damaged) for what does not hold together.
+    void check();
+
+    // Gives the file's unused room back to the file system.
+    void compact();
+
+  private:
+    bool passesQuickCheck();
+
+    Database database_;
+    Statement beginReading_;
+    Statement firstLook_;  // takes the lock, by reading what the file does not define itself
+    Statement beginWriting_;
+    Statement commit_;
+    BlockReader reader_;
+    BlockWriter writer_;
+    // Of the saved state that the content was loaded from; nothing when that is not known.
+    std::optional<std::uint32_t> version_;
+};
 
 }  // namespace embedded
 

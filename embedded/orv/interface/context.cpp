@@ -64,7 +64,8 @@ std::uint32_t Context::sourceState() const {
     if (file_ == nullptr) {
         return 0;
     }
-    return openBit | (file_->hasUnsavedChanges() ? changedBit : 0) | (writing_ ? 0 : readOnlyBit);
+    const bool writable = writing_ && !file_->isDamaged();
+    return openBit | (file_->hasUnsavedChanges() ? changedBit : 0) | (writable ? 0 : readOnlyBit);
 }
 
 DataFile& Context::source() const {
@@ -87,9 +88,9 @@ void Context::beginInputs() {
     inputsGiven_ = 0;
 }
 
-std::string Context::nextInput() {
+std::optional<std::string> Context::nextInput() {
     if (inputsGiven_ == inputs_.size()) {
-        throw Failure(codes::endOfList);
+        return std::nullopt;
     }
     return inputs_[inputsGiven_++];
 }

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -19,6 +21,21 @@ namespace embedded {
 // std::bad_alloc, internalFailure for any other.
 std::uint32_t codeOfCurrentException() noexcept;
 
+// The code that the call returns, or success where it returns none, or the code of what it throws.
+template <typename Call>
+std::uint32_t codeOfCall(Call call) noexcept {
+    try {
+        if constexpr (std::is_void_v<decltype(call())>) {
+            call();
+            return codes::success;
+        } else {
+            return call();
+        }
+    } catch (...) {
+        return codeOfCurrentException();
+    }
+}
+
 // Has at most one data source open. run serves one call at a time; the other functions are called
 // within it.
 class Context {
@@ -30,17 +47,17 @@ class Context {
     static constexpr std::uint32_t changedBit = 0x2;
     static constexpr std::uint32_t readOnlyBit = 0x4;
 
-    // Calls body and returns 0, or the code of what it throws and keeps it as the last failure.
+    // Calls body and returns the code that it returns, if it returns one, or throws. That of a
+    // failure is kept as the last one.
     template <typename Body>
     std::uint32_t run(Body body) noexcept {
         try {
             const std::lock_guard guard(mutex_);
-            try {
-                body(*this);
-                return codes::success;
-            } catch (...) {
-                return lastFailure_ = codeOfCurrentException();
+            const std::uint32_t code = codeOfCall([&] { return body(*this); });
+            if (code != codes::success) {
+                lastFailure_ = code;
             }
+            return code;
         } catch (...) {  // the mutex
             return codeOfCurrentException();
         }
@@ -65,19 +82,9 @@ class Context {
     [[nodiscard]] DataFile& source() const;
     [[nodiscard]] DataFile& writableSource() const;
 
-    // Calls read or change with the open source's content. Throw as source and writableSource.
-    template <typename Read>
-    auto read(Read read) const {
-        return source().read(std::move(read));
-    }
-    template <typename Change>
-    void change(Change change) const {
-        writableSource().change(std::move(change));
-    }
-
-    // Begins the enumeration of the inputs; goes on with it. Throws Failure(endOfList).
+    // Begins the enumeration of the inputs; goes on with it, nothing at its end.
     void beginInputs();
-    std::string nextInput();
+    std::optional<std::string> nextInput();
 
   private:
     std::mutex mutex_;

@@ -4,7 +4,8 @@
 // reference of its own, that costs them a count instead of a mapping each time.
 #include <dlfcn.h>
 
-#include <filesystem>
+#include <exception>
+#include <string>
 
 namespace {
 
@@ -14,7 +15,8 @@ class DictionaryLibrary {
         try {
             Dl_info place{};
             if (dladdr(this, &place) != 0) {
-                const auto path = std::filesystem::path(place.dli_fname).parent_path() / "pqar.so";
+                const std::string self = place.dli_fname;
+                const std::string path = self.substr(0, self.rfind('/') + 1) + "pqar.so";
                 library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
             }
         } catch (const std::exception&) {

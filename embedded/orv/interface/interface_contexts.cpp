@@ -12,18 +12,15 @@ namespace {
 constexpr std::string_view localNode = "local";
 constexpr OrvResult selectorResult = 2;  // of the 16-bit enumeration: try the other selector
 
-OrvStatus createContext(const OrvNodeRecord* node, OrvContext* context) noexcept {
-    try {
-        requirePointers(context);
-        *context = 0;
+OrvStatus createContext(const OrvNodeRecord* node, OrvContext* handle) noexcept {
+    return onLibrary([=] {
+        requirePointers(handle);
+        *handle = 0;
         if (node != nullptr && node->refusal[0] != '\0') {
             throw Failure(codes::nodeRefused);
         }
-        *context = contexts().create();
-        return codes::success;
-    } catch (...) {
-        return codeOfCurrentException();
-    }
+        *handle = contexts().create();
+    });
 }
 
 OrvStatus enumerateNodes(OrvContext handle, OrvNodeRecord* node, bool room,
@@ -44,62 +41,60 @@ OrvStatus enumerateNodes(OrvContext handle, OrvNodeRecord* node, bool room,
 }  // namespace
 
 // There is one node, the machine itself, and contexts need none: access and option ask for nothing.
-OrvStatus SOrvCreateDSC(const OrvNodeRecord* node, OrvContext* context, std::uint16_t /*access*/,
+OrvStatus SOrvCreateDSC(const OrvNodeRecord* node, OrvContext* handle, std::uint16_t /*access*/,
                         std::uint32_t /*option*/) {
-    return createContext(node, context);
+    return createContext(node, handle);
 }
 
-OrvStatus SOrvCreateDSC2(const OrvNodeRecord* node, OrvContext* context, std::uint16_t /*access*/,
+OrvStatus SOrvCreateDSC2(const OrvNodeRecord* node, OrvContext* handle, std::uint16_t /*access*/,
                          std::uint32_t /*option*/) {
-    return createContext(node, context);
+    return createContext(node, handle);
 }
 
-OrvResult OrvCreateDSC2(const OrvNodeRecord* node, OrvContext* context, std::uint16_t /*access*/,
+OrvResult OrvCreateDSC2(const OrvNodeRecord* node, OrvContext* handle, std::uint16_t /*access*/,
                         std::uint32_t /*option*/) {
-    return resultOf(createContext(node, context));
+    return resultOf(createContext(node, handle));
 }
 
-OrvStatus SOrvEnumNodes(OrvContext context, OrvNodeRecord* node, std::uint32_t* count,
+OrvStatus SOrvEnumNodes(OrvContext handle, OrvNodeRecord* node, std::uint32_t* count,
                         std::uint32_t selector) {
     if (count == nullptr) {
-        return onContext(context, [](Context&) { throw Failure(codes::nullPointer); });
+        return onContext(handle, [](Context&) { return codes::nullPointer; });
     }
-    const OrvStatus status = enumerateNodes(context, node, *count > 0, selector);
+    const OrvStatus status = enumerateNodes(handle, node, *count > 0, selector);
     *count = status == codes::success ? 1 : 0;
     return status;
 }
 
-OrvResult OrvNodeEnumeration(OrvContext context, OrvNodeRecord* node, std::uint16_t* count,
+OrvResult OrvNodeEnumeration(OrvContext handle, OrvNodeRecord* node, std::uint16_t* count,
                              std::uint16_t selector) {
     std::uint32_t room = count == nullptr ? 0 : *count;
     const OrvStatus status =
-        SOrvEnumNodes(context, node, count == nullptr ? nullptr : &room, selector);
+        SOrvEnumNodes(handle, node, count == nullptr ? nullptr : &room, selector);
     if (count != nullptr) {
         *count = static_cast<std::uint16_t>(room);
     }
     return status == codes::unknownSelector ? selectorResult : resultOf(status);
 }
 
-OrvStatus SOrvDeleteDSC(OrvContext context) {
-    try {
-        return contexts().remove(context)->run([](Context& removed) { removed.abandon(); });
-    } catch (...) {
-        return codeOfCurrentException();
-    }
+OrvStatus SOrvDeleteDSC(OrvContext handle) {
+    return onLibrary([=] {
+        return contexts().remove(handle)->run([](Context& context) { context.abandon(); });
+    });
 }
 
-OrvResult OrvContextDeletion(OrvContext context) {
-    return resultOf(SOrvDeleteDSC(context));
+OrvResult OrvContextDeletion(OrvContext handle) {
+    return resultOf(SOrvDeleteDSC(handle));
 }
 
 // second and third: 0. The result is 1 when nothing could be queried.
-OrvResult OrvErrorQuery(OrvContext context, std::uint32_t* code, std::uint32_t* second,
+OrvResult OrvErrorQuery(OrvContext handle, std::uint32_t* code, std::uint32_t* second,
                         std::uint32_t* third) {
     if (code == nullptr || second == nullptr || third == nullptr) {
         return 1;
     }
     const OrvStatus status =
-        onContext(context, [code](const Context& queried) { *code = queried.lastFailure(); });
+        onContext(handle, [code](const Context& context) { *code = context.lastFailure(); });
     *second = 0;
     *third = 0;
     return status == codes::success ? 0 : 1;

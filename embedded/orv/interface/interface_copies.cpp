@@ -18,25 +18,28 @@ struct Copying {
     Side failedSide;
 };
 
-// take: the copied thing from the source's content. put: it into the destination's content.
+// take: the copied thing from the source's content, of which it needs these classes. put: it into
+// the destination's, of which it needs those.
 template <typename Take, typename Put>
-Copying copy(OrvContext source, OrvContext destination, Take take, Put put) noexcept {
+Copying copy(OrvContext source, const NeededClasses& taken, Take take, OrvContext destination,
+             const NeededClasses& replaced, Put put) noexcept {
     decltype(take(std::declval<const Content&>())) copied;
-    OrvStatus status = onContext(source, [&](const Context& from) { copied = from.read(take); });
+    OrvStatus status =
+        onReading(source, taken, [&](const Content& content) { copied = take(content); });
     if (status != codes::success) {
         return {status, Side::Source};
     }
-    status = onContext(destination, [&](const Context& into) {
-        into.change([&](Content& content) { put(content, std::move(copied)); });
-    });
+    status = onChanging(destination, replaced,
+                        [&](Content& content) { put(content, std::move(copied)); });
     return {status, status == codes::success ? Side::None : Side::Destination};
 }
 
 Copying copyClass(OrvContext source, OrvContext destination, std::uint16_t classCode) noexcept {
-    return copy(
-        source, destination,
-        [=](const Content& content) { return Block(requireBlock(content, classCode)); },
-        [=](Content& content, Block block) { replaceBlock(content, classCode, std::move(block)); });
+    const auto take = [=](const Content& content) { return requireBlock(content, classCode); };
+    const auto put = [=](Content& content, Block block) {
+        replaceBlock(content, classCode, std::move(block));
+    };
+    return copy(source, {{classCode}}, take, destination, noClass, put);
 }
 
 }  // namespace
@@ -50,10 +53,11 @@ OrvResult OrvClassCopy(OrvContext source, OrvContext destination, std::uint16_t 
 }
 
 OrvStatus SOrvSaveAs(OrvContext source, OrvContext destination) {
-    return copy(
-               source, destination, [](const Content& content) { return content; },
-               [](Content& content, Content copied) { content = std::move(copied); })
-        .status;
+    const auto take = [](const Content& content) { return content.copyOfBlocks(); };
+    const auto put = [](Content& content, Blocks blocks) {
+        content.replaceBlocks(std::move(blocks));
+    };
+    return copy(source, allClasses, take, destination, noClass, put).status;
 }
 
 OrvResult OrvDataSourceDuplication(OrvContext source, OrvContext destination) {
@@ -64,13 +68,11 @@ OrvResult OrvDataSourceDuplication(OrvContext source, OrvContext destination) {
 OrvStatus SOrvCopyRecord(OrvContext source, std::uint16_t classCode, std::uint16_t sourceRecord,
                          OrvContext destination, std::uint16_t destinationRecord,
                          std::uint32_t /*option*/) {
-    return copy(
-               source, destination,
-               [=](const Content& content) {
-                   return blockOfRecord(content, classCode, sourceRecord);
-               },
-               [=](Content& content, Block block) {
-                   putRecord(content, classCode, destinationRecord, std::move(block));
-               })
-        .status;
+    const auto take = [=](const Content& content) {
+        return blockOfRecord(content, classCode, sourceRecord);
+    };
+    const auto put = [=](Content& content, Block block) {
+        putRecord(content, classCode, destinationRecord, std::move(block));
+    };
+    return copy(source, {{classCode}}, take, destination, {{classCode}}, put).status;
 }

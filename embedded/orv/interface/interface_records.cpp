@@ -1,10 +1,11 @@
 // The interface's functions on classes, records and entries, and the search for records.
 #include <array>
 #include <cstring>
-#include <string_view>
+#include <optional>
 
 #include "embedded/orv/content/classes.h"
 #include "embedded/orv/content/nuclide_search.h"
+#include "embedded/orv/content/parameters.h"
 #include "embedded/orv/interface/interface.h"
 
 using namespace embedded;
@@ -14,15 +15,19 @@ namespace {
 constexpr std::int32_t nameSearch = 2;
 constexpr std::int32_t energySearch = 4;
 
-// A class number, or a code whose high half is one.
-std::uint16_t classNumberOf(std::int32_t classArgument) {
+// The class of what a caller names by a class number, or by a code whose high half is one.
+std::uint16_t classOfArgument(std::int32_t classArgument) {
     const auto code = static_cast<std::uint32_t>(classArgument);
-    const std::uint32_t highHalf = code >> 16U;
-    return static_cast<std::uint16_t>(highHalf != 0 ? highHalf : code);
+    return classOf(code) != 0 ? classOf(code) : static_cast<std::uint16_t>(code);
 }
 
-NuclideFound find(const Content& content, std::int32_t kind, const void* key,
-                  std::uint32_t option) {
+// What a call on a class needs; the channels of the spectrum are counted by a parameter besides.
+NeededClasses neededForClass(std::uint16_t classCode) {
+    return classCode == QAR_CLS_SPECTRUM ? neededForSpectrum : NeededClasses{{classCode}};
+}
+
+std::optional<NuclideFound> find(const Content& content, std::int32_t kind, const void* key,
+                                 std::uint32_t option) {
     switch (kind) {
         case nameSearch:
             return findNuclideByName(content, static_cast<const char*>(key), option);
@@ -39,68 +44,63 @@ NuclideFound find(const Content& content, std::int32_t kind, const void* key,
 
 }  // namespace
 
-OrvResult OrvCreateBlock(OrvContext context, std::uint16_t classCode, std::int32_t size,
+OrvResult OrvCreateBlock(OrvContext handle, std::uint16_t classCode, std::int32_t size,
                          std::int32_t option) {
-    return resultOf(onContext(context, [=](const Context& source) {
-        source.change([=](Content& content) { createBlock(content, classCode, size, option); });
+    return resultOf(onChanging(handle, neededForClass(classCode), [=](Content& content) {
+        createBlock(content, classCode, size, option);
     }));
 }
 
-OrvStatus SOrvClassCount(OrvContext context, std::uint16_t classCode, std::uint16_t* count) {
-    return onContext(context, [=](const Context& source) {
+OrvStatus SOrvClassCount(OrvContext handle, std::uint16_t classCode, std::uint16_t* count) {
+    return onReading(handle, neededForClass(classCode), [=](const Content& content) {
         requirePointers(count);
-        *count = static_cast<std::uint16_t>(
-            source.read([=](const Content& content) { return recordCount(content, classCode); }));
+        *count = static_cast<std::uint16_t>(recordCount(content, classCode));
     });
 }
 
-OrvResult OrvRecordCount(OrvContext context, std::uint16_t classCode, std::uint16_t* count) {
-    return resultOf(SOrvClassCount(context, classCode, count));
+OrvResult OrvRecordCount(OrvContext handle, std::uint16_t classCode, std::uint16_t* count) {
+    return resultOf(SOrvClassCount(handle, classCode, count));
 }
 
-OrvStatus SOrvEntryCount(OrvContext context, std::int32_t classArgument, std::uint16_t record,
+OrvStatus SOrvEntryCount(OrvContext handle, std::int32_t classArgument, std::uint16_t record,
                          std::uint16_t* count) {
-    return onContext(context, [=](const Context& source) {
+    const std::uint16_t classCode = classOfArgument(classArgument);
+    return onReading(handle, neededForClass(classCode), [=](const Content& content) {
         requirePointers(count);
-        *count = static_cast<std::uint16_t>(source.read([=](const Content& content) {
-            return entryCount(content, classNumberOf(classArgument), record);
-        }));
+        *count = static_cast<std::uint16_t>(entryCount(content, classCode, record));
     });
 }
 
 // record and entry: their 16 bits without a sign, so that every record can be named.
-OrvStatus SOrvInsertOne(OrvContext context, std::uint16_t classCode, std::int16_t record,
+OrvStatus SOrvInsertOne(OrvContext handle, std::uint16_t classCode, std::int16_t record,
                         std::int16_t entry) {
-    const auto recordNumber = static_cast<std::uint16_t>(record);
-    const auto entryNumber = static_cast<std::uint16_t>(entry);
-    return onContext(context, [=](const Context& source) {
-        source.change(
-            [=](Content& content) { insertOne(content, classCode, recordNumber, entryNumber); });
+    return onChanging(handle, neededForClass(classCode), [=](Content& content) {
+        insertOne(content, classCode, static_cast<std::uint16_t>(record),
+                  static_cast<std::uint16_t>(entry));
     });
 }
 
-OrvStatus SOrvDeleteOne(OrvContext context, std::uint16_t classCode, std::uint16_t record,
+OrvStatus SOrvDeleteOne(OrvContext handle, std::uint16_t classCode, std::uint16_t record,
                         std::uint16_t entry) {
-    return onContext(context, [=](const Context& source) {
-        source.change([=](Content& content) { deleteOne(content, classCode, record, entry); });
-    });
+    return onChanging(handle, neededForClass(classCode),
+                      [=](Content& content) { deleteOne(content, classCode, record, entry); });
 }
 
-OrvStatus SOrvDeleteLevel(OrvContext context, std::int32_t level) {
-    return onContext(context, [=](const Context& source) {
-        source.change([=](Content& content) { deleteLevel(content, level); });
-    });
+OrvStatus SOrvDeleteLevel(OrvContext handle, std::int32_t level) {
+    return onChanging(handle, noClass, [=](Content& content) { deleteLevel(content, level); });
 }
 
 // word: the entry of the line found; 0 in a search by name.
-OrvStatus SOrvFindRecord(OrvContext context, std::int32_t kind, const void* key,
-                         std::int32_t option, std::uint16_t* record, std::uint32_t* word) {
-    return onContext(context, [=](const Context& source) {
+OrvStatus SOrvFindRecord(OrvContext handle, std::int32_t kind, const void* key, std::int32_t option,
+                         std::uint16_t* record, std::uint32_t* word) {
+    return onReading(handle, {{QAR_CLS_NUCLIDE}}, [=](const Content& content) {
         requirePointers(key, record, word);
-        const NuclideFound found = source.read([=](const Content& content) {
-            return find(content, kind, key, static_cast<std::uint32_t>(option));
-        });
-        *record = found.record;
-        *word = found.entry;
+        const auto found = find(content, kind, key, static_cast<std::uint32_t>(option));
+        if (!found) {
+            return codes::notFound;
+        }
+        *record = found->record;
+        *word = found->entry;
+        return codes::success;
     });
 }

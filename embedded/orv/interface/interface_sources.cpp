@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstring>
 
+#include "embedded/orv/files/file_name.h"
 #include "embedded/orv/files/inputs.h"
 #include "embedded/orv/interface/interface.h"
 
@@ -20,6 +21,7 @@ enum ControlCommand : std::int32_t { FlushCommand = 1, CompactCommand = 2, Check
 std::string pathOf(const std::string& name, std::uint16_t sourceType) {
     switch (sourceType) {
         case ORV_SOURCE_FILE:
+            requireLocalPath(name);
             return name;
         case ORV_SOURCE_INPUT:
             return inputPath(name);
@@ -28,14 +30,14 @@ std::string pathOf(const std::string& name, std::uint16_t sourceType) {
     }
 }
 
-// The text that a caller passes as a name.
+// The text that a caller passes as a name, in UTF-8.
 std::string nameOf(const char* text) {
     requirePointers(text);
     const std::size_t length = strnlen(text, PATH_MAX);
     if (length == 0 || length == PATH_MAX) {
         throw Failure(codes::nameRefused);
     }
-    return {text, length};
+    return nameInUtf8({text, length});
 }
 
 void openOn(Context& context, const char* name, std::uint16_t sourceType,
@@ -43,123 +45,127 @@ void openOn(Context& context, const char* name, std::uint16_t sourceType,
     context.open(pathOf(nameOf(name), sourceType), (accessMode & writingMode) != 0);
 }
 
-void giveInput(Context& context, char* name) {
-    const std::string given = context.nextInput();
-    const std::size_t length = std::min<std::size_t>(given.size(), ORV_INPUT_NAME_SIZE - 1);
-    *std::copy_n(given.begin(), length, name) = '\0';
+std::uint32_t giveInput(Context& context, char* name) {
+    const auto given = context.nextInput();
+    if (!given) {
+        return codes::endOfList;
+    }
+    const std::size_t length = std::min<std::size_t>(given->size(), ORV_INPUT_NAME_SIZE - 1);
+    *std::copy_n(given->begin(), length, name) = '\0';
+    return codes::success;
 }
 
 }  // namespace
 
 // option, auxiliary: nothing that a file or an input needs. A source that another process writes
 // opens with the status that asks for a look at the state, whose unusable bit is not set then.
-OrvStatus SOrvOpenDataSource(OrvContext context, const char* sourceName, std::uint16_t sourceType,
+OrvStatus SOrvOpenDataSource(OrvContext handle, const char* sourceName, std::uint16_t sourceType,
                              std::uint32_t accessMode, std::uint32_t /*option*/,
                              const char* /*auxiliary*/) {
     std::uint32_t state = 0;
-    const OrvStatus status = onContext(context, [&](Context& opened) {
-        openOn(opened, sourceName, sourceType, accessMode);
-        state = opened.openingState();
+    const OrvStatus status = onContext(handle, [&](Context& context) {
+        openOn(context, sourceName, sourceType, accessMode);
+        state = context.openingState();
     });
     return status == codes::success && state != 0 ? codes::openedWithRemark : status;
 }
 
 // A result other than 0 would be a failure, so that the remark is left to the state.
-OrvResult OrvDataSourceOpening(OrvContext context, const char* fileName, std::uint16_t sourceType,
+OrvResult OrvDataSourceOpening(OrvContext handle, const char* fileName, std::uint16_t sourceType,
                                std::uint32_t accessMode, std::uint32_t /*option*/,
                                const char* /*auxiliary*/) {
     return resultOf(onContext(
-        context, [=](Context& opened) { openOn(opened, fileName, sourceType, accessMode); }));
+        handle, [=](Context& context) { openOn(context, fileName, sourceType, accessMode); }));
 }
 
 // The three numbers: a file has the room that it needs, whatever they ask for.
-OrvStatus SOrvCreateFile(OrvContext context, const char* fileName, std::uint16_t sourceType,
+OrvStatus SOrvCreateFile(OrvContext handle, const char* fileName, std::uint16_t sourceType,
                          std::uint16_t /*first*/, std::uint16_t /*second*/,
                          std::uint16_t /*third*/) {
-    return onContext(context, [=](Context& created) {
+    return onContext(handle, [=](Context& context) {
         if (sourceType != ORV_SOURCE_FILE) {
             throw Failure(codes::unknownItem);
         }
-        created.create(nameOf(fileName));
+        context.create(pathOf(nameOf(fileName), sourceType));
     });
 }
 
-OrvResult OrvFileCreation(OrvContext context, const char* fileName, std::uint16_t sourceType,
+OrvResult OrvFileCreation(OrvContext handle, const char* fileName, std::uint16_t sourceType,
                           std::uint16_t first, std::uint16_t second, std::uint16_t third) {
-    return resultOf(SOrvCreateFile(context, fileName, sourceType, first, second, third));
+    return resultOf(SOrvCreateFile(handle, fileName, sourceType, first, second, third));
 }
 
-OrvStatus SOrvCloseDataSource(OrvContext context) {
-    return onContext(context, [](Context& closed) { closed.close(); });
+OrvStatus SOrvCloseDataSource(OrvContext handle) {
+    return onContext(handle, [](Context& context) { context.close(); });
 }
 
-OrvResult OrvDataSourceClosing(OrvContext context) {
-    return resultOf(SOrvCloseDataSource(context));
+OrvResult OrvDataSourceClosing(OrvContext handle) {
+    return resultOf(SOrvCloseDataSource(handle));
 }
 
-OrvStatus SOrvFlush(OrvContext context) {
-    return onContext(context, [](const Context& flushed) { flushed.source().save(); });
+OrvStatus SOrvFlush(OrvContext handle) {
+    return onContext(handle, [](Context& context) { context.source().save(); });
 }
 
-OrvResult OrvDataSourceFlush(OrvContext context) {
-    return resultOf(SOrvFlush(context));
+OrvResult OrvDataSourceFlush(OrvContext handle) {
+    return resultOf(SOrvFlush(handle));
 }
 
-OrvStatus SOrvQueryDSC(OrvContext context, std::int32_t item, void* buffer) {
-    return onContext(context, [=](const Context& queried) {
+OrvStatus SOrvQueryDSC(OrvContext handle, std::int32_t item, void* buffer) {
+    return onContext(handle, [=](const Context& context) {
         requirePointers(buffer);
         if (item != openingStateItem) {
             throw Failure(codes::unknownItem);
         }
-        const std::uint32_t state = queried.openingState();
+        const std::uint32_t state = context.openingState();
         std::memcpy(buffer, &state, sizeof state);
     });
 }
 
-OrvStatus SOrvQueryDataSource(OrvContext context, std::int32_t item, std::uint32_t* word) {
-    return onContext(context, [=](const Context& queried) {
+OrvStatus SOrvQueryDataSource(OrvContext handle, std::int32_t item, std::uint32_t* word) {
+    return onContext(handle, [=](const Context& context) {
         requirePointers(word);
         if (item != sourceStateItem) {
             throw Failure(codes::unknownItem);
         }
-        *word = queried.sourceState();
+        *word = context.sourceState();
     });
 }
 
 // second: 0.
-OrvStatus SOrvControlDSC(OrvContext context, std::int32_t first, std::int32_t second) {
-    return onContext(context, [=](const Context& controlled) {
+OrvStatus SOrvControlDSC(OrvContext handle, std::int32_t first, std::int32_t second) {
+    return onContext(handle, [=](Context& context) {
         if (second != 0) {
             throw Failure(codes::unknownItem);
         }
         switch (first) {
             case FlushCommand:
-                return controlled.source().save();
+                return context.source().save();
             case CompactCommand:
-                return controlled.writableSource().compact();
+                return context.writableSource().compact();
             case CheckCommand:
-                return controlled.source().check();
+                return context.source().check();
             default:
                 throw Failure(codes::unknownItem);
         }
     });
 }
 
-OrvStatus SOrvReVerify(OrvContext context) {
-    return onContext(context, [](const Context& verified) { verified.source().reload(); });
+OrvStatus SOrvReVerify(OrvContext handle) {
+    return onContext(handle, [](Context& context) { context.source().verify(); });
 }
 
-OrvStatus SOrvFirstInput(OrvContext context, std::uint32_t /*option*/, char* name) {
-    return onContext(context, [=](Context& asked) {
+OrvStatus SOrvFirstInput(OrvContext handle, std::uint32_t /*option*/, char* name) {
+    return onContext(handle, [=](Context& context) {
         requirePointers(name);
-        asked.beginInputs();
-        giveInput(asked, name);
+        context.beginInputs();
+        return giveInput(context, name);
     });
 }
 
-OrvStatus SOrvNextInput(OrvContext context, char* name) {
-    return onContext(context, [=](Context& asked) {
+OrvStatus SOrvNextInput(OrvContext handle, char* name) {
+    return onContext(handle, [=](Context& context) {
         requirePointers(name);
-        giveInput(asked, name);
+        return giveInput(context, name);
     });
 }

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "embedded/orv/content/classes.h"
 #include "embedded/orv/content/parameters.h"
 #include "embedded/orv/interface/interface.h"
 
@@ -38,43 +39,36 @@ void copyText(std::string_view text, char (&area)[size]) {
 
 }  // namespace
 
-OrvStatus SOrvGetParam(OrvContext context, std::uint32_t code, std::uint16_t record,
+OrvStatus SOrvGetParam(OrvContext handle, std::uint32_t code, std::uint16_t record,
                        std::uint16_t entry, void* buffer, std::uint32_t bufferSize) {
-    return onContext(context, [=](const Context& source) {
+    return onReading(handle, neededFor(code), [=](const Content& content) {
         const auto area = areaOf<char>(buffer, bufferSize);
-        const ParameterDescription& parameter = requireParameter(code);
-        source.read([&](const Content& content) {
-            readParameter(content, parameter, record, entry, area);
-        });
+        return readParameter(content, requireParameter(code), record, entry, area);
     });
 }
 
-OrvResult OrvParameterRead(OrvContext context, std::uint32_t code, std::uint16_t record,
+OrvResult OrvParameterRead(OrvContext handle, std::uint32_t code, std::uint16_t record,
                            std::uint16_t entry, void* buffer, std::uint16_t bufferSize) {
-    return resultOf(SOrvGetParam(context, code, record, entry, buffer, bufferSize));
+    return resultOf(SOrvGetParam(handle, code, record, entry, buffer, bufferSize));
 }
 
-OrvStatus SOrvPutParam(OrvContext context, std::uint32_t code, std::int32_t record,
+OrvStatus SOrvPutParam(OrvContext handle, std::uint32_t code, std::int32_t record,
                        std::int32_t entry, const void* value, std::uint32_t valueSize) {
-    return onContext(context, [=](const Context& source) {
+    return onChanging(handle, neededFor(code), [=](Content& content) {
         const auto area = areaOf<const char>(value, valueSize);
-        const ParameterDescription& parameter = requireParameter(code);
-        const std::size_t recordNumber = number16(record, codes::noSuchRecord);
-        const std::size_t entryNumber = number16(entry, codes::noSuchEntry);
-        source.change([&](Content& content) {
-            writeParameter(content, parameter, recordNumber, entryNumber, area);
-        });
+        writeParameter(content, requireParameter(code), number16(record, codes::noSuchRecord),
+                       number16(entry, codes::noSuchEntry), area);
     });
 }
 
-OrvResult OrvParameterWrite(OrvContext context, std::uint32_t code, std::uint16_t record,
+OrvResult OrvParameterWrite(OrvContext handle, std::uint32_t code, std::uint16_t record,
                             std::uint16_t entry, const void* value, std::uint16_t valueSize) {
-    return resultOf(SOrvPutParam(context, code, record, entry, value, valueSize));
+    return resultOf(SOrvPutParam(handle, code, record, entry, value, valueSize));
 }
 
-OrvResult OrvParameterDescriptionQuery(OrvContext context, const OrvParameterDescriptionKey* key,
+OrvResult OrvParameterDescriptionQuery(OrvContext handle, const OrvParameterDescriptionKey* key,
                                        OrvParameterDescription* description) {
-    return resultOf(onContext(context, [=](const Context&) {
+    return resultOf(onContext(handle, [=](const Context&) {
         requirePointers(key, description);
         const std::string_view name(key->name, strnlen(key->name, sizeof key->name));
         const std::uint32_t code = std::uint32_t{key->codeHigh} << 16U | key->codeLow;
@@ -88,51 +82,40 @@ OrvResult OrvParameterDescriptionQuery(OrvContext context, const OrvParameterDes
     }));
 }
 
-OrvStatus SOrvGetSpectrum(OrvContext context, std::uint16_t firstChannel,
-                          std::uint16_t channelCount, std::uint32_t /*option*/,
-                          std::int32_t* channels) {
-    return onContext(context, [=](const Context& source) {
+OrvStatus SOrvGetSpectrum(OrvContext handle, std::uint16_t firstChannel, std::uint16_t channelCount,
+                          std::uint32_t /*option*/, std::int32_t* channels) {
+    return onReading(handle, neededForSpectrum, [=](const Content& content) {
         requirePointers(channels);
-        source.read([=](const Content& content) {
-            readSpectrum(content, firstChannel, {channels, channelCount});
-        });
+        readSpectrum(content, firstChannel, {channels, channelCount});
     });
 }
 
-OrvStatus SOrvPutSpectrum(OrvContext context, std::uint16_t firstChannel,
-                          std::uint16_t channelCount, const std::int32_t* channels) {
-    return onContext(context, [=](const Context& source) {
+OrvStatus SOrvPutSpectrum(OrvContext handle, std::uint16_t firstChannel, std::uint16_t channelCount,
+                          const std::int32_t* channels) {
+    return onChanging(handle, neededForSpectrum, [=](Content& content) {
         requirePointers(channels);
-        source.change([=](Content& content) {
-            writeSpectrum(content, firstChannel, {channels, channelCount});
-        });
+        writeSpectrum(content, firstChannel, {channels, channelCount});
     });
 }
 
 // count: the chunks read, 0 at the block's end and else 1. option: nothing to choose.
-OrvResult OrvReadUFBlock(OrvContext context, std::uint16_t classCode, std::uint32_t offset,
+OrvResult OrvReadUFBlock(OrvContext handle, std::uint16_t classCode, std::uint32_t offset,
                          void* buffer, std::uint32_t length, std::uint32_t /*option*/,
                          std::uint32_t* count) {
-    return resultOf(onContext(context, [=](const Context& source) {
+    return resultOf(onReading(handle, {{classCode}}, [=](const Content& content) {
         requirePointers(count);
         const auto chunk = areaOf<char>(buffer, length);
-        source.read([=](const Content& content) {
-            const auto* block = content.find<UnformattedBlock>(classCode);
-            if (block == nullptr) {
-                throw Failure(codes::noBlock);
-            }
-            *count = block->read(offset, chunk) == 0 ? 0 : 1;
-        });
+        const auto* block = content.find<UnformattedBlock>(classCode);
+        if (block == nullptr) {
+            throw Failure(codes::noBlock);
+        }
+        *count = block->read(offset, chunk) == 0 ? 0 : 1;
     }));
 }
 
-OrvResult OrvWriteUFBlock(OrvContext context, std::uint16_t classCode, const void* buffer,
+OrvResult OrvWriteUFBlock(OrvContext handle, std::uint16_t classCode, const void* buffer,
                           std::uint32_t length, std::uint32_t /*option*/) {
-    return resultOf(onContext(context, [=](const Context& source) {
-        const auto chunk = areaOf<const char>(buffer, length);
-        source.change([=](Content& content) {
-            content.change<UnformattedBlock>(
-                classCode, [chunk](UnformattedBlock& block) { block.append(chunk); });
-        });
+    return resultOf(onChanging(handle, {{classCode}}, [=](Content& content) {
+        appendToBlock(content, classCode, areaOf<const char>(buffer, length));
     }));
 }

@@ -114,6 +114,7 @@ class Processes(embedded.TestCase):
         handle = self.create()
         self.set(handle, "QAR_C_COMMENT", "old")
         handle = self.reopened(handle, mode=READ)
+        self.assertEqual(self.get(handle, "QAR_C_COMMENT"), "old")
         script = """if True:
             import sys, pyORV3
             handle = pyORV3.open(sys.argv[1], 3, 1, "")[1]

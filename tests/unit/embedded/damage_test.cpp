@@ -27,9 +27,10 @@ class DamageTest : public DataSourceTest {
     }
 };
 
-class BrokenContent : public DamageTest, public testing::WithParamInterface<const char*> {};
+// What is seen at the opening: the schema, the classes and the length.
+class BrokenFile : public DamageTest, public testing::WithParamInterface<const char*> {};
 
-TEST_P(BrokenContent, IsRefusedAsDamaged) {
+TEST_P(BrokenFile, IsRefusedAsDamaged) {
     change(GetParam());
     const DataSource source;
     EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
@@ -40,23 +41,87 @@ TEST_P(BrokenContent, IsRefusedAsDamaged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Damage, BrokenContent,
+    Damage, BrokenFile,
     testing::Values("PRAGMA user_version = 2", "DROP TABLE value",
                     "ALTER TABLE value RENAME COLUMN bytes TO octets",
-                    "UPDATE block SET content = x'010203' WHERE class = 0x2005",
-                    "UPDATE block SET content = zeroblob(4 * 65536) WHERE class = 0x2005",
-                    "UPDATE block SET class = 0x3000 WHERE class = 0x2004",
-                    "DELETE FROM block WHERE class = 0x2004",
-                    "UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
+                    "ALTER TABLE block ADD COLUMN size AS (length(content))",
+                    "ALTER TABLE value RENAME TO held; CREATE VIEW value AS SELECT * FROM held",
+                    "CREATE UNIQUE INDEX single ON value(bytes)",
+                    "CREATE INDEX computed ON value(length(bytes))",
+                    "CREATE INDEX partial ON value(bytes) WHERE length(bytes) > 1",
+                    "UPDATE block SET class = 0x3000 WHERE class = 0x2004"));
+
+TEST_F(DamageTest, AFileThatIsCutOffIsRefused) {
+    const auto size = std::filesystem::file_size(file());
+    for (const std::uintmax_t missing : {1U, 2000U, 4095U, 4096U}) {
+        std::filesystem::resize_file(file(), size - missing);
+        EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), reading)) << missing;
+        std::filesystem::resize_file(file(), size);
+    }
+}
+
+// What is seen when the class is read for the first time.
+class BrokenClass : public DamageTest, public testing::WithParamInterface<const char*> {
+  protected:
+    [[nodiscard]] static OrvStatus readNuclides(const DataSource& source) {
+        std::uint16_t count = 0;
+        return SOrvClassCount(source.context(), QAR_CLS_NUCLIDE, &count);
+    }
+};
+
+TEST_P(BrokenClass, IsRefusedAloneAndMakesTheSourceReadOnly) {
+    change(GetParam());
+    const auto source = DataSource::opened(file(), writing);
+    ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
+    EXPECT_EQ(codes::damaged, readNuclides(source));
+    EXPECT_EQ(codes::damaged, readNuclides(source));
+    EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 2.0));
+    EXPECT_EQ(0x7U, source.sourceState());
+    EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
+    const auto copy = DataSource::created(file("copy.qar"));
+    ASSERT_EQ(0U, copy.putSpectrum({1}));
+    EXPECT_EQ(0U, SOrvClassCopy(source.context(), copy.context(), QAR_CLS_SPECTRUM));
+    EXPECT_EQ(4096U, copy.getSpectrum().size());
+    EXPECT_EQ(codes::damaged, SOrvSaveAs(source.context(), copy.context()));
+    // What was written before is saved.
+    EXPECT_EQ(0U, source.close());
+    EXPECT_EQ(1.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Damage, BrokenClass,
+    testing::Values("UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
                     "UPDATE value SET bytes = zeroblob(300) WHERE code = 0x20040001",
                     "UPDATE value SET bytes = x'430043' WHERE code = 0x20040001",
                     "UPDATE value SET entry = 1 WHERE code = 0x20040001",
                     "UPDATE value SET entry = 2 WHERE code = 0x20040010",
-                    "UPDATE value SET record = 65536",
-                    "UPDATE value SET code = -1 WHERE code = 0x20040001",
+                    "UPDATE value SET record = 65536 WHERE code = 0x20040010",
+                    "UPDATE value SET record = 'one' WHERE code = 0x20040010",
+                    "INSERT INTO value VALUES(0x2004FFFF, 1, 0, zeroblob(65536))",
                     "INSERT INTO place VALUES(0x2004, 3, 0)",
-                    "INSERT INTO place VALUES(0x2004, 1, 3)",
-                    "INSERT INTO place VALUES(0x2005, 1, 0)", "DELETE FROM place"));
+                    "INSERT INTO place VALUES(0x2004, 1, 3)", "DELETE FROM place"));
+
+TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
+    for (const char* content : {"x'010203'", "zeroblob(4 * 65536)"}) {
+        change(std::string("UPDATE block SET content = ") + content + " WHERE class = 0x2005");
+        const auto source = DataSource::opened(file(), reading);
+        EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
+        EXPECT_EQ(-1, source.recordCount(QAR_CLS_SPECTRUM));
+        EXPECT_EQ(codes::damaged, source.lastFailure());
+    }
+}
+
+TEST_F(DamageTest, RowsOfNoBlockAreFoundByVerifying) {
+    for (const char* sql :
+         {"DELETE FROM block WHERE class = 0x2004", "INSERT INTO place VALUES(0x2005, 1, 0)",
+          "INSERT INTO value VALUES(-1, 1, 0, x'00')"}) {
+        change(sql);
+        const auto source = DataSource::opened(file(), reading);
+        EXPECT_EQ(4096U, source.getSpectrum().size());
+        EXPECT_EQ(codes::damaged, SOrvReVerify(source.context())) << sql;
+        EXPECT_EQ(codes::damaged, SOrvControlDSC(source.context(), 3, 0)) << sql;
+    }
+}
 
 TEST_F(DamageTest, ValuesThatTheDictionaryDoesNotKnowAreKept) {
     change("INSERT INTO value VALUES(0x2004FFFF, 1, 0, x'0102')");
@@ -70,18 +135,30 @@ TEST_F(DamageTest, ValuesThatTheDictionaryDoesNotKnowAreKept) {
     EXPECT_EQ(1, DataSource::opened(file(), reading).recordCount(0x4006));
 }
 
-TEST_F(DamageTest, WhatAFileBringsAlongIsNotRun) {
+TEST_F(DamageTest, WhatAFileBringsAlongIsLetBeAndNotRun) {
     change("CREATE TRIGGER intruder AFTER INSERT ON value BEGIN DELETE FROM block; END");
+    change("CREATE TRIGGER intruder2 AFTER DELETE ON value BEGIN DELETE FROM place; END");
+    change(
+        "CREATE INDEX plain ON value(bytes, code); ANALYZE; CREATE TABLE mine(text, x CHECK(x))");
     { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_HALFLIFE, 1.0)); }
-    EXPECT_EQ(4096U, DataSource::opened(file(), reading).getSpectrum().size());
+    {
+        const auto source = DataSource::opened(file(), writing);
+        ASSERT_EQ(0U, SOrvInsertOne(source.context(), QAR_CLS_NUCLIDE, 1, 0));
+        ASSERT_EQ(0U, SOrvControlDSC(source.context(), 2, 0));
+        ASSERT_EQ(0U, SOrvReVerify(source.context()));
+    }
+    const auto source = DataSource::opened(file(), reading);
+    EXPECT_EQ(4096U, source.getSpectrum().size());
+    EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY, 2));
+    change("INSERT INTO mine VALUES(1, 1)");
 }
 
 TEST_F(DamageTest, VerifyingNoticesDamageWhileTheFileIsOpen) {
     const auto source = DataSource::opened(file(), reading);
+    EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
     change("UPDATE value SET bytes = x'01' WHERE code = 0x20040010");
     EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
-    EXPECT_EQ(codes::damaged, SOrvControlDSC(source.context(), 3, 0));
     EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
 }
 

@@ -1,6 +1,6 @@
 // The channel contents of a data source.
-#ifndef PYORV3_EMBEDDED_ORV_CONTENT_SPECTRUM_H
-#define PYORV3_EMBEDDED_ORV_CONTENT_SPECTRUM_H
+#ifndef PYORV3_EMBEDDED_ORV_CONTENT_SPECTRUM_BLOCK_H
+#define PYORV3_EMBEDDED_ORV_CONTENT_SPECTRUM_BLOCK_H
 
 #include <cstddef>
 #include <cstdint>
@@ -12,12 +12,12 @@ namespace embedded {
 
 // Signed 32-bit contents of channels that count from 1. Operations that fail throw Failure and
 // leave the spectrum as it was: sizeRefused for channels outside the permitted range.
-class Spectrum {
+class SpectrumBlock {
   public:
     static constexpr std::size_t capacity = 65535;  // channels
 
-    Spectrum() = default;
-    explicit Spectrum(std::vector<std::int32_t> contents) : contents_(std::move(contents)) {}
+    SpectrumBlock() = default;
+    explicit SpectrumBlock(std::vector<std::int32_t> contents) : contents_(std::move(contents)) {}
 
     [[nodiscard]] std::size_t channelCount() const { return contents_.size(); }
     [[nodiscard]] const std::vector<std::int32_t>& contents() const { return contents_; }

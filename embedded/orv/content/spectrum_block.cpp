@@ -1,4 +1,4 @@
-#include "embedded/orv/content/spectrum.h"
+#include "embedded/orv/content/spectrum_block.h"
 
 #include <algorithm>
 
@@ -15,22 +15,22 @@ void requireRange(std::size_t firstChannel, std::size_t count, std::size_t limit
 
 }  // namespace
 
-void Spectrum::extend(std::size_t channelCount) {
+void SpectrumBlock::extend(std::size_t channelCount) {
     if (channelCount > capacity) {
         throw Failure(codes::sizeRefused);
     }
     contents_.resize(std::max(channelCount, contents_.size()));
 }
 
-void Spectrum::put(std::size_t firstChannel, std::span<const std::int32_t> contents,
-                   std::size_t limit) {
+void SpectrumBlock::put(std::size_t firstChannel, std::span<const std::int32_t> contents,
+                        std::size_t limit) {
     requireRange(firstChannel, contents.size(), limit);
     extend(firstChannel - 1 + contents.size());
     std::ranges::copy(contents, contents_.begin() + static_cast<std::ptrdiff_t>(firstChannel - 1));
 }
 
-void Spectrum::get(std::size_t firstChannel, std::span<std::int32_t> contents,
-                   std::size_t limit) const {
+void SpectrumBlock::get(std::size_t firstChannel, std::span<std::int32_t> contents,
+                        std::size_t limit) const {
     requireRange(firstChannel, contents.size(), limit);
     const std::size_t start = std::min(firstChannel - 1, contents_.size());
     const std::size_t stored = std::min(contents.size(), contents_.size() - start);

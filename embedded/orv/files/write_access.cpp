@@ -1,11 +1,12 @@
-#include "embedded/orv/files/write_lock.h"
+#include "embedded/orv/files/write_access.h"
 
 #include <fcntl.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/files/process.h"
+#include "embedded/orv/files/file_name.h"
 
 namespace embedded {
 namespace {
@@ -22,11 +23,18 @@ struct flock lockOf(short kind) {
     return lock;
 }
 
+FileDescriptor openedForWriting(const std::string& path) {
+    requireSavable(path);
+    return {path, O_RDWR};
+}
+
 }  // namespace
+
+WriteAccess::WriteAccess(const std::string& path) : WriteAccess(openedForWriting(path)) {}
 
 // The lock belongs to the open descriptor and not to the process, which may open and close other
 // descriptors of the file as it likes.
-WriteLock::WriteLock(const std::string& path) : file_(path, O_RDWR), owner_(processGeneration()) {
+WriteAccess::WriteAccess(FileDescriptor file) : file_(std::move(file)) {
     struct flock lock = lockOf(F_WRLCK);
     if (fcntl(file_.number(), F_OFD_SETLK, &lock) != 0) {
         if (errno == EAGAIN || errno == EACCES) {
@@ -36,16 +44,17 @@ WriteLock::WriteLock(const std::string& path) : file_(path, O_RDWR), owner_(proc
     }
 }
 
-WriteLock::~WriteLock() {
-    // A forked process has the same open descriptor: what one of the two releases, both have lost,
-    // and what one of them merely closes stays locked until the other closes it as well.
-    if (owner_ == processGeneration()) {
+// What is only closed stays locked as long as a program that was just started has not let go of
+// its copy of the descriptor.
+WriteAccess::~WriteAccess() {
+    if (file_.number() >= 0) {
         struct flock lock = lockOf(F_UNLCK);
         fcntl(file_.number(), F_OFD_SETLK, &lock);
     }
 }
 
-bool WriteLock::isHeld(const FileDescriptor& file) {
+bool WriteAccess::isHeld(const std::string& path) {
+    const FileDescriptor file(path, O_RDONLY);
     struct flock lock = lockOf(F_WRLCK);
     return fcntl(file.number(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }

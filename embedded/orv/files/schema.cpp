@@ -1,0 +1,167 @@
+#include "embedded/orv/files/schema.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "embedded/orv/content/failure.h"
+
+namespace embedded {
+namespace {
+
+// As they stand in a file that this library makes.
+constexpr std::array<std::array<std::string_view, 2>, 3> tables = {{
+    {"block", "CREATE TABLE block(class INTEGER PRIMARY KEY, content BLOB)"},
+    {"place",
+     "CREATE TABLE place(class INTEGER, record INTEGER, entry INTEGER,\n"
+     "                   PRIMARY KEY(class, record, entry)) WITHOUT ROWID"},
+    {"value",
+     "CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,\n"
+     "                   PRIMARY KEY(code, record, entry)) WITHOUT ROWID"},
+}};
+
+bool isSpace(char character) {
+    return std::string_view(" \t\n\f\r").find(character) != std::string_view::npos;
+}
+
+bool isPunctuation(char character) {
+    return std::string_view("(),").find(character) != std::string_view::npos;
+}
+
+// The statement with one blank between words and none elsewhere.
+std::string withoutSpareSpace(std::string_view sql) {
+    std::string text;
+    bool pending = false;
+    for (const char character : sql) {
+        if (isSpace(character)) {
+            pending = true;
+            continue;
+        }
+        if (pending && !text.empty() && !isPunctuation(text.back()) && !isPunctuation(character)) {
+            text += ' ';
+        }
+        pending = false;
+        text += character;
+    }
+    return text;
+}
+
+// ---- The header of the file ------------------------------------------------------------------
+
+using Header = std::array<unsigned char, 100>;
+
+Header headerOf(Database& database) {
+    Header header{};
+    database.readStart(header);
+    return header;
+}
+
+// The number in successive bytes, the most significant first.
+std::uint32_t numberAt(const Header& header, std::size_t place, std::size_t width) {
+    std::uint32_t number = 0;
+    for (std::size_t byte = place; byte < place + width; ++byte) {
+        number = number << 8U | header.at(byte);
+    }
+    return number;
+}
+
+// SQLite itself reads what is missing of the last page as zeros.
+void requireWholeFile(Database& database, const Header& header) {
+    constexpr unsigned char writeAheadLog = 2;  // pages may stand in the log alone
+    if (header[18] == writeAheadLog) {
+        return;
+    }
+    const std::uint32_t stated = numberAt(header, 16, 2);
+    const std::int64_t pageSize = stated == 1 ? 65536 : stated;
+    const std::int64_t size = database.fileSize();
+    const bool pagesAreCounted = numberAt(header, 24, 4) == numberAt(header, 92, 4);
+    const std::int64_t pages = pagesAreCounted ? numberAt(header, 28, 4) : 0;
+    if (pageSize == 0 || size % pageSize != 0 || size / pageSize < pages) {
+        throw Failure(codes::damaged);
+    }
+}
+
+// ---- The tables ------------------------------------------------------------------------------
+
+bool isOurs(std::string_view table) {
+    return std::ranges::any_of(tables, [table](const auto& ours) { return ours[0] == table; });
+}
+
+// A plain index names columns and constrains nothing.
+void requirePlainIndexes(Database& database) {
+    Statement odd(database,
+                  "SELECT 1 FROM sqlite_schema AS t, pragma_index_list(t.name) AS i,"
+                  " pragma_index_xinfo(i.name) AS c"
+                  " WHERE t.type = 'table' AND t.name IN ('block', 'place', 'value')"
+                  " AND i.origin <> 'pk' AND (i.\"unique\" OR i.partial OR c.cid < -1)");
+    if (Execution(odd).step()) {
+        throw Failure(codes::damaged);
+    }
+}
+
+void requireOurTables(Database& database) {
+    std::map<std::string, std::string, std::less<>> found;
+    bool indexed = false;
+    Statement schema(database, "SELECT type, name, tbl_name, sql FROM sqlite_schema");
+    for (Execution row(schema); row.step();) {
+        const std::string type = row.text(0);
+        if (type == "table" && isOurs(row.text(1))) {
+            found.insert_or_assign(row.text(1), row.text(3));
+        } else if (type == "index" && isOurs(row.text(2))) {
+            indexed = true;
+        }
+    }
+    for (const auto& [name, sql] : tables) {
+        const auto table = found.find(name);
+        if (table == found.end() || withoutSpareSpace(table->second) != withoutSpareSpace(sql)) {
+            throw Failure(codes::damaged);
+        }
+    }
+    if (indexed) {
+        requirePlainIndexes(database);
+    }
+}
+
+}  // namespace
+
+std::vector<char> emptyDataSource() {
+    Database database(":memory:");
+    for (const auto& [name, sql] : tables) {
+        database.execute(std::string(sql).c_str());
+    }
+    const auto setHeader = [&](const char* field, std::uint32_t number) {
+        database.execute(("PRAGMA " + std::string(field) + " = " + std::to_string(number)).c_str());
+    };
+    setHeader("application_id", applicationId);
+    setHeader("user_version", schemaVersion);
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
+        sqlite3_serialize(database.handle(), "main", &size, 0), sqlite3_free);
+    if (image == nullptr) {
+        throw std::bad_alloc();
+    }
+    return {image.get(), image.get() + size};
+}
+
+bool isDataSource(Database& database) {
+    constexpr std::string_view magic{"SQLite format 3\0", 16};
+    const Header header = headerOf(database);
+    return std::memcmp(header.data(), magic.data(), magic.size()) == 0 &&
+           numberAt(header, 68, 4) == applicationId;
+}
+
+void requireSoundSchema(Database& database) {
+    const Header header = headerOf(database);
+    if (!isDataSource(database) || numberAt(header, 60, 4) != schemaVersion) {
+        throw Failure(codes::damaged);
+    }
+    requireWholeFile(database, header);
+    requireOurTables(database);
+}
+
+}  // namespace embedded
