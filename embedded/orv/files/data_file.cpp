@@ -6,8 +6,7 @@ namespace embedded {
 
 DataFile::DataFile(std::string path, FileIdentity identity)
     : path_(std::move(path)), identity_(identity), storage_(std::make_unique<Storage>(path_)) {
-    requireInPlace();
-    storage_->load(content_, noClass);
+    loadFromFile(noClass);
 }
 
 bool DataFile::isWrittenElsewhere() const {

@@ -233,9 +233,9 @@ std::span<const char> Execution::bytes(int column) const {
     return {data, static_cast<std::size_t>(size)};
 }
 
-std::string Execution::text(int column) const {
+std::string_view Execution::text(int column) const {
     const auto text = bytes(column);
-    return {text.begin(), text.end()};
+    return {text.data(), text.size()};
 }
 
 Transaction::Transaction(Database& database, Statement& begin, Statement& commit)

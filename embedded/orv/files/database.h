@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace embedded {
 
@@ -98,7 +99,7 @@ class Execution {
     // Failure(damaged). bytes: valid until the next step.
     [[nodiscard]] std::uint32_t number(int column, std::uint32_t largest) const;
     [[nodiscard]] std::span<const char> bytes(int column) const;
-    [[nodiscard]] std::string text(int column) const;
+    [[nodiscard]] std::string_view text(int column) const;
 
   private:
     void bind(int parameter, std::int64_t value);
@@ -115,7 +116,18 @@ void run(Statement& statement, const Arguments&... arguments) {
     Execution(statement, arguments...).step();
 }
 
-// A transaction that is undone unless it is committed.
+// A transaction that only reads: what is read while it lives is of one saved state. SQLite ends a
+// transaction that was not begun expressly when the last of its statements ends.
+class Reading {
+  public:
+    // first: a statement that gives a row.
+    explicit Reading(Statement& first) : first_(first) { first_.step(); }
+
+  private:
+    Execution first_;
+};
+
+// A transaction that writes, which is undone unless it is committed.
 class Transaction {
   public:
     // begin, commit: the statements that begin and end it.

@@ -91,7 +91,12 @@ NewFile::NewFile(const std::string& name)
 }
 
 NewFile::~NewFile() {
-    unlink((published_ ? path_ : temporaryPath_).c_str());
+    if (published_) {
+        unlink(path_.c_str());
+    }
+    if (!temporaryPath_.empty()) {
+        unlink(temporaryPath_.c_str());
+    }
 }
 
 FileIdentity NewFile::identity() const {

@@ -1,10 +1,8 @@
 #include "embedded/orv/files/schema.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -70,6 +68,12 @@ std::uint32_t numberAt(const Header& header, std::size_t place, std::size_t widt
     return number;
 }
 
+bool isOfDataSource(const Header& header) {
+    constexpr std::string_view magic{"SQLite format 3\0", 16};
+    return std::memcmp(header.data(), magic.data(), magic.size()) == 0 &&
+           numberAt(header, 68, 4) == applicationId;
+}
+
 // SQLite itself reads what is missing of the last page as zeros.
 void requireWholeFile(Database& database, const Header& header) {
     constexpr unsigned char writeAheadLog = 2;  // pages may stand in the log alone
@@ -88,8 +92,14 @@ void requireWholeFile(Database& database, const Header& header) {
 
 // ---- The tables ------------------------------------------------------------------------------
 
-bool isOurs(std::string_view table) {
-    return std::ranges::any_of(tables, [table](const auto& ours) { return ours[0] == table; });
+// The statement of the table with this name; empty where it is none of ours.
+std::string_view statementOf(std::string_view table) {
+    for (const auto& [name, sql] : tables) {
+        if (name == table) {
+            return sql;
+        }
+    }
+    return {};
 }
 
 // A plain index names columns and constrains nothing.
@@ -105,22 +115,21 @@ void requirePlainIndexes(Database& database) {
 }
 
 void requireOurTables(Database& database) {
-    std::map<std::string, std::string, std::less<>> found;
+    std::size_t found = 0;
     bool indexed = false;
     Statement schema(database, "SELECT type, name, tbl_name, sql FROM sqlite_schema");
     for (Execution row(schema); row.step();) {
-        const std::string type = row.text(0);
-        if (type == "table" && isOurs(row.text(1))) {
-            found.insert_or_assign(row.text(1), row.text(3));
-        } else if (type == "index" && isOurs(row.text(2))) {
-            indexed = true;
+        const std::string_view sql = statementOf(row.text(1));
+        if (row.text(0) == "table" && !sql.empty()) {
+            if (withoutSpareSpace(row.text(3)) != withoutSpareSpace(sql)) {
+                throw Failure(codes::damaged);
+            }
+            ++found;
         }
+        indexed = indexed || (row.text(0) == "index" && !statementOf(row.text(2)).empty());
     }
-    for (const auto& [name, sql] : tables) {
-        const auto table = found.find(name);
-        if (table == found.end() || withoutSpareSpace(table->second) != withoutSpareSpace(sql)) {
-            throw Failure(codes::damaged);
-        }
+    if (found != tables.size()) {
+        throw Failure(codes::damaged);
     }
     if (indexed) {
         requirePlainIndexes(database);
@@ -149,15 +158,12 @@ std::vector<char> emptyDataSource() {
 }
 
 bool isDataSource(Database& database) {
-    constexpr std::string_view magic{"SQLite format 3\0", 16};
-    const Header header = headerOf(database);
-    return std::memcmp(header.data(), magic.data(), magic.size()) == 0 &&
-           numberAt(header, 68, 4) == applicationId;
+    return isOfDataSource(headerOf(database));
 }
 
 void requireSoundSchema(Database& database) {
     const Header header = headerOf(database);
-    if (!isDataSource(database) || numberAt(header, 60, 4) != schemaVersion) {
+    if (!isOfDataSource(header) || numberAt(header, 60, 4) != schemaVersion) {
         throw Failure(codes::damaged);
     }
     requireWholeFile(database, header);

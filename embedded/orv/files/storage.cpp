@@ -7,8 +7,7 @@ namespace embedded {
 
 Storage::Storage(const std::string& path)
     : database_(path),
-      beginReading_(database_, "BEGIN"),
-      firstLook_(database_, "SELECT 1 FROM sqlite_schema LIMIT 1"),
+      firstLook_(database_, "PRAGMA user_version"),
       beginWriting_(database_, "BEGIN IMMEDIATE"),
       commit_(database_, "COMMIT"),
       reader_(database_),
@@ -29,8 +28,7 @@ void Storage::prepareSaving() {
 }
 
 void Storage::load(Content& content, const NeededClasses& needed) {
-    Transaction transaction(database_, beginReading_, commit_);
-    run(firstLook_);
+    const Reading reading(firstLook_);
     const std::uint32_t version = database_.dataVersion();
     if (version_ != version) {
         requireSoundSchema(database_);
@@ -39,11 +37,13 @@ void Storage::load(Content& content, const NeededClasses& needed) {
             version_ = version;
         }
     }
-    for (const std::uint16_t classCode : content.missing(needed)) {
+    const auto missing = content.missing(needed);
+    for (const std::uint16_t classCode : missing) {
         content.setLoaded(classCode, reader_.read(classCode));
     }
-    transaction.commit();
-    database_.releaseMemory();
+    if (!missing.empty()) {
+        database_.releaseMemory();  // what was read is in memory now, and not twice
+    }
 }
 
 void Storage::save(const Content& content) {
@@ -67,8 +67,7 @@ bool Storage::passesQuickCheck() {
 }
 
 void Storage::check() {
-    Transaction transaction(database_, beginReading_, commit_);
-    run(firstLook_);
+    const Reading reading(firstLook_);
     requireSoundSchema(database_);
     if (!passesQuickCheck()) {
         // SQLite reports what could not be read in the same way as what is wrong.
@@ -76,7 +75,6 @@ void Storage::check() {
         throw Failure(passesQuickCheck() ? codes::storageFailed : codes::damaged);
     }
     reader_.readAll();
-    transaction.commit();
     database_.releaseMemory();
 }
 

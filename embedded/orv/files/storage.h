@@ -44,8 +44,7 @@ class Storage {
     bool passesQuickCheck();
 
     Database database_;
-    Statement beginReading_;
-    Statement firstLook_;  // takes the lock, by reading what the file does not define itself
+    Statement firstLook_;  // at what stands in every file, before its schema is read
     Statement beginWriting_;
     Statement commit_;
     BlockReader reader_;
