@@ -25,7 +25,7 @@
 #include <utility>
 #include <vector>
 
-#include "embedded/orv/content/codes.h"
+#include "embedded/orv/content/failure.h"
 #include "embedded/pqar/parameter_codes.h"
 #include "module/interface/orv.h"
 #include "tests/torture/shim.h"
