@@ -12,7 +12,15 @@ library as over the suite's own.
 """
 
 from . import calibration, constants, dictionary, status
-from .analysis import Analysis, GammaLine, IdentifiedNuclide, Nuclide, Peak
+from .analysis import (
+    Analysis,
+    GammaLine,
+    IdentifiedNuclide,
+    Nuclide,
+    Peak,
+    include_folder,
+    library_folder,
+)
 from .calibration import Calibration
 from .errors import (
     BadArgumentError,
@@ -69,7 +77,9 @@ __all__ = [
     "constants",
     "datetime_of",
     "dictionary",
+    "include_folder",
     "inputs",
+    "library_folder",
     "open",
     "open_input",
     "status",

@@ -1,5 +1,6 @@
 """The analysis of a spectrum: a nuclide library in, an engine, its results as plain records out."""
 
+import os
 from typing import TYPE_CHECKING, Any, Dict, Iterable, List, NamedTuple, Optional, Tuple, Type, TypeVar
 
 import pyORV3
@@ -123,6 +124,18 @@ def run_engine(
     logger.info("running %s.%s on %s", engine, entry_point, source.path)
     answer = pyORV3.executeNativeEngine(engine, entry_point, source.handle, options)
     check(answer, f"running {engine}.{entry_point} on", source.path)
+
+
+def include_folder() -> str:
+    """The folder of orv.h, the C header that an engine includes."""
+    return os.path.join(os.path.dirname(os.path.abspath(__file__)), "include")
+
+
+def library_folder() -> str:
+    """The folder of the embedded library, which an engine links elsewhere than on Windows."""
+    beside = os.path.dirname(os.path.abspath(pyORV3.__file__))
+    installed = os.path.join(beside, "pyORV3.libs")
+    return installed if os.path.isdir(installed) else beside
 
 
 def results(source: "DataSource") -> Analysis:

@@ -1,0 +1,118 @@
+"""Calibrations and the analysis."""
+
+import json
+import math
+import os
+import pathlib
+import random
+import sys
+
+import qar
+import support
+from qar.calibration import counted_from_one, counted_from_zero, fit_polynomial, polynomial
+
+sys.path.insert(0, str(support.PROJECT / "examples"))
+
+import nuclide_analysis  # noqa: E402
+import simulation  # noqa: E402
+
+
+class Calibrations(support.TestCase):
+    CURVED = (1.25, 0.4985, 3e-7, -2e-12)
+
+    def test_are_functions_of_channel_and_energy(self):
+        calibration = qar.Calibration(self.CURVED, (1.2, 0.002), (-2.5, 0.5, -0.1))
+        for channel in (0.5, 1, 1000.25, 16384):
+            energy = calibration.energy_at(channel)
+            self.assertAlmostEqual(calibration.channel_at(energy), channel, places=8)
+        self.assertEqual(calibration.energies(3)[2], calibration.energy_at(3))
+        self.assertAlmostEqual(calibration.fwhm_at(661.657), math.sqrt(1.2 + 0.002 * 661.657))
+        logarithm = math.log(100)
+        efficiency = math.exp(-2.5 + 0.5 * logarithm - 0.1 * logarithm**2)
+        self.assertAlmostEqual(calibration.efficiency_at(100), efficiency)
+        refused = [
+            (qar.Calibration().energy_at, 5), (qar.Calibration((5.0, -1.0)).channel_at, 3),
+            (qar.Calibration((5.0,)).channel_at, 3), (qar.Calibration((), (-1.0,)).fwhm_at, 3),
+        ]  # fmt: skip
+        for function, argument in refused:
+            with self.assertRaises(ValueError):
+                function(argument)
+
+    def test_shift_the_origin_of_channels_and_back(self):
+        zero = counted_from_zero(self.CURVED)
+        for channel in (1, 17, 16384):
+            energy = polynomial(self.CURVED, channel)
+            self.assertAlmostEqual(polynomial(zero, channel - 1), energy, places=9)
+        for back, coefficient in zip(counted_from_one(zero), self.CURVED):
+            self.assertAlmostEqual(back, coefficient, delta=1e-15 * max(1, abs(coefficient)))
+        self.assertEqual(counted_from_zero((0.5, 0.25)), (0.75, 0.25))
+        self.assertEqual((counted_from_zero(()), counted_from_zero((3.0,))), ((), (3.0,)))
+
+    def test_are_fitted_exactly_where_the_points_lie_on_a_curve(self):
+        xs = [1.0, 2048.5, 8000.0, 16384.0]
+        found = fit_polynomial(xs, [polynomial(self.CURVED, x) for x in xs], [1, 2, 3, 4], 3)
+        for x in (3.0, 5000.0, 16000.0):
+            self.assertAlmostEqual(polynomial(found, x), polynomial(self.CURVED, x), places=8)
+
+    def test_come_from_known_lines_for_narrow_and_broad_peaks(self):
+        generator = random.Random(5)
+        for fwhm in (2.5, 6.0, 20.0, 60.0):
+            sigma, peaks = fwhm / 2.3548, ((701.3, 60000), (2500.7, 20000), (3500.2, 9000))
+            mean = [
+                20 + sum(area * math.exp(-(((c - at) / sigma) ** 2) / 2) / sigma / 2.5066 for at, area in peaks)
+                for c in range(1, 4097)
+            ]
+            counts = [simulation.poisson(m, generator) for m in mean]
+            lines = {0.5 * at + 3: at + 5 for at, _ in peaks}
+            with self.subTest(fwhm=fwhm), qar.open(self.folder / f"{fwhm}.qar", "x") as source:
+                source.set_spectrum(counts)
+                found = source.calibrate(lines)
+                for point, (at, _) in zip(found.points, peaks):
+                    self.assertLess(abs(point.centroid - at), 5 * point.centroid_uncertainty + 0.02)
+                    self.assertLess(abs(point.fwhm / 0.5 - fwhm) / fwhm, 0.1)
+                self.assertEqual(source.calibration()[:2], found.calibration[:2])
+                self.assertTrue(source["QAR_T_ENERGYTIME"])
+
+    def test_of_real_spectra_come_from_their_strong_peaks(self):
+        folder = os.environ.get("PYORV3_SPECTRA")
+        if not folder:
+            self.skipTest("PYORV3_SPECTRA is not set")
+        spectra = json.loads(pathlib.Path(folder, "spectra.json").read_text(encoding="utf-8"))
+        for name in ("eu152-point.txt", "bi207-1cm.txt"):
+            strong = [p for p in spectra[name]["peaks"] if p["significance"] > 150 and p["in_group_of"] == 1]
+            text = pathlib.Path(folder, name).read_text(encoding="utf-8")
+            counts = [int(float(line.split()[1])) for line in text.splitlines() if line.strip()]
+            found = qar.known_lines.calibrate(counts, {p["energy"]: p["channel"] + 4 for p in strong})
+            widths = qar.Calibration((), tuple(spectra[name]["shape"]))
+            for peak, point in zip(strong, found.points):
+                with self.subTest(name, energy=peak["energy"]):
+                    self.assertLess(abs(point.centroid - peak["channel"]), 1.0)
+                    self.assertLess(abs(point.fwhm / widths.fwhm_at(point.energy) - 1), 0.1)
+
+
+class Analysis(support.TestCase):
+    def test_gives_peaks_and_nuclides_as_records(self):
+        with qar.open(self.folder / "mixed.qar", "x") as source:
+            source.set_spectrum(simulation.measure(417))
+            source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
+            source.set_nuclide_library(nuclide_analysis.library())
+            self.assertEqual(source.nuclide_library(), nuclide_analysis.library())
+            results = source.analyse(QAR_D_PEAKLIMIT=5.0, QAR_D_MATCHTOL=0.6, QAR_D_MINCONF=0.8)
+            self.assertEqual(source["QAR_D_PEAKLIMIT"], 5.0)
+        with qar.open(self.folder / "mixed.qar") as source:
+            self.assertEqual(source.results(), results)
+            self.assertEqual({n.name for n in results.nuclides}, set(simulation.ACTIVITIES))
+            strongest = max(results.peaks, key=lambda peak: peak.area)
+            self.assertLess(abs(strongest.energy - 59.541), 0.1)
+            self.assertEqual(strongest.nuclide, "Am-241")
+            self.assertLess(abs(source.calibration().energy_at(strongest.centroid) - 59.541), 0.1)
+        with qar.open(self.folder / "mixed.qar", "r+") as source:
+            source.delete_results()
+            self.assertEqual(source.results(), qar.Analysis((), ()))
+
+    def test_library_keeps_all_that_is_known_of_a_nuclide(self):
+        lines = (qar.GammaLine(63.29, 0.037, 0.02, 0.004, True), qar.GammaLine(92.5))
+        nuclides = [qar.Nuclide("Th-234", 2.08e6, lines, 3e2, "U-238", False), qar.Nuclide("X")]
+        with qar.open(self.folder / "library.qar", "x") as source:
+            source.set_nuclide_library(nuclides)
+            self.assertEqual(repr(source.nuclide_library()), repr(nuclides))

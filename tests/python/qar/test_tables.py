@@ -1,0 +1,79 @@
+"""The tables of qar agree with the sources that they were made from."""
+
+import re
+import sys
+
+import pyORV3
+import qar
+import support
+
+
+def constants_in(pattern, folder, names="*.h"):
+    """Name and number of the constants of a pattern in the headers of a folder."""
+    found = {}
+    for path in sorted((support.PROJECT / folder).rglob(names)):
+        for name, code in re.findall(pattern, path.read_text(encoding="utf-8")):
+            found[int(code, 16)] = name
+    return found
+
+
+class Tables(support.TestCase):
+    def test_were_made_from_the_sources_as_they_are(self):
+        self.run_program(sys.executable, "-B", support.PROJECT / "scripts" / "generate", "--check")
+
+    def test_list_each_status_once_with_a_text(self):
+        listed = [status.code for status in qar.status.TABLE]
+        self.assertEqual(len(listed), len(set(listed)))
+        library = constants_in(r"constexpr std::uint32_t (\w+) =\s+0x(81[0-9A-F]{2});", "embedded/orv")
+        engine = constants_in(r"constexpr std::uint32_t (\w+) =\s+0x(E061[0-9A-F]{4});", "embedded/engines")
+        module = constants_in(r"constexpr Status (\w+) =\s+0x(E[0-9A-F]{7});", "module/ground")
+        self.assertGreater(min(len(library), len(engine), len(module)), 7)
+        wanted = {0xEBE80000 | code for code in library} | set(engine) | set(module)
+        self.assertEqual({hex(code) for code in wanted - set(listed)}, set())
+        stale = {c for c in listed if c >> 16 == 0xE061 or c >> 8 == 0xEBE881} - wanted
+        self.assertEqual({hex(code) for code in stale}, set())
+        names = {qar.status.describe(code).name for code in engine}
+        self.assertLessEqual(set(engine.values()) - {"outOfMemory", "internalFailure"}, names)
+
+    def test_describe_any_number(self):
+        cases = [
+            (-320234115, 0xECE99D7D, "badArguments", "bad argument"), (0, 0, "success", ""),
+            (0xEBE88106, 0xEBE88106, "fileNotFound", "not found"), (5, 5, "unknown", "library"),
+            (0xE061FFFF, 0xE061FFFF, "engineFailure", "engine"),
+            (0xEBE80010, 0xEBE80010, "libraryFailure", "library"),
+            (0xE0000005, 0xE0000005, "systemFailure", "system"), (-1, 0xFFFFFFFF, "unknown", "library"),
+        ]  # fmt: skip
+        for number, code, name, family in cases:
+            status = qar.status.describe(number)
+            self.assertEqual((status.code, status.name, status.family), (code, name, family))
+            self.assertEqual(status.signed & 0xFFFFFFFF, code)
+            self.assertIn(f"0x{code:08X}", str(status))
+        said = self.run_program(sys.executable, "-B", "-m", "qar", "status", "-320234115", "0xEBE88105")
+        self.assertRegex(said, "badArguments.*\n.*inUse")
+
+    def test_of_known_parameters_agree_with_the_dictionary(self):
+        for known in qar.constants.KNOWN_PARAMETERS:
+            status, answer = pyORV3.getParameterMetaData(0, 0, known.name)
+            wanted = (known.name, known.description, known.code, known.code >> 16, known.type_name)
+            self.assertEqual((status, answer), (0, wanted))
+            self.assertEqual(getattr(qar.constants, known.name), known.code)
+
+    def test_of_the_options_say_what_the_library_does(self):
+        with qar.open(self.folder / "options.qar", "x") as source:
+            for name, energy in (("Cs-137m", 100.0), ("cs-137", 105.0), ("Cs-13", 103.0)):
+                source.append({"QAR_C_NUCLNAME": name, "QAR_D_LINEENERGY": [energy]})
+            search = qar.NameSearch
+            by_name = [(search.EXACT_THEN_BEGINNING, 2), (search.EXACT, 2), (search.BEGINNING, 1)]
+            for option, record in by_name:
+                self.assertEqual(source.find_nuclide("CS-137", option), record)
+            for energy_option, record in ((qar.EnergySearch.NEAREST, 3), (qar.EnergySearch.FIRST, 1)):
+                self.assertEqual(source.find_nuclide_at(103, 5, energy_option), record)
+            self.assertEqual(source.state, qar.SourceState.OPEN | qar.SourceState.CHANGED)
+            source.verify()
+            source.compact()
+            self.assertEqual(source.state, qar.SourceState.OPEN)
+            source.append({"QAR_D_PEAKENERGY": 1.0})
+            source.append({"QAR_C_RESNUCLIDE": "Cs-137"})
+            source.delete_results(qar.ResultLevel.NUCLIDES)
+            counts = [source.record_count(c) for c in ("QAR_CLS_PEAK", "QAR_CLS_RESULT")]
+            self.assertEqual(counts, [1, 0])

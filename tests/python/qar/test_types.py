@@ -1,0 +1,91 @@
+"""The types of the stubs, of qar and of the examples, as a type checker of the user's sees them."""
+
+import os
+import re
+import shutil
+import sys
+import unittest
+import unittest.mock
+
+import support
+
+try:
+    import mypy.api
+except ImportError:
+    mypy = None
+
+RIGHT = '''\
+import pathlib
+import pyORV3
+import qar
+from qar.constants import QAR_D_LIVETIME
+status, handle = pyORV3.open("sample.qar", 0x1, 1, "")
+status, channels = pyORV3.getSpectrum(handle, 0, 0)
+total: int = sum(channels)
+source = qar.open(pathlib.Path("sample.qar"), "r+")
+live_time: float = source["QAR_D_LIVETIME"] + source[QAR_D_LIVETIME, 1, 1]
+source.set_spectrum(range(5))
+area: float = source.analyse(QAR_D_PEAKLIMIT=4.0).peaks[0].area
+energy: float = source.calibration().energy_at(5)
+text: str = qar.status.describe(status).text
+'''
+WRONG = '''\
+pyORV3.open("sample.qar", 0x1, 1)
+pyORV3.open(pathlib.Path("sample.qar"), 0x1, 1, "")
+pyORV3.open(sourceName="sample.qar", accessMode=1, typeSelector=1, auxiliaryText="")
+handle = pyORV3.open("sample.qar", 0x1, 1, "")
+pyORV3.setSpectrum(1, [1, 2], 0, 0)
+pyORV3.setSpectrum(1, (1.5,), 0, 0)
+pyORV3.getParameter(1, "QAR_D_LIVETIME", 1, 1)
+pyORV3.setParameter(1, 5, None, 1, 1)
+pyORV3.getspectrum(1, 0, 0)
+closed: str = pyORV3.close(1, 0)
+pyORV3.findNuclideByEnergy(1, "661.7", 1.0, 0)
+qar.open(5)
+qar.open("sample.qar", mode=None)
+source.set_spectrum(5)
+source.set_spectrum("contents")[0]
+source.live_time
+source["QAR_D_LIVETIME", 1, 1, 1]
+source.calibrate([661.7, 1327])
+source.calibration().energy_at("5")
+peaks: list = source.results().peak
+count: str = source.record_count("QAR_CLS_PEAK")
+source.set_nuclide_library([("Cs-137", 9.5e8)])
+qar.Nuclide("Cs-137", "30 a")
+qar.status.describe("-320234115")
+'''
+
+
+@unittest.skipUnless(mypy, "this Python has no mypy")
+class Types(support.TestCase):
+    def setUp(self):
+        super().setUp()
+        for name in ("qar", "pyORV3-stubs"):
+            shutil.copytree(str(support.PRODUCT / name), str(self.folder / name))
+
+    def mypy(self, *paths):
+        """The (file, line) of each error, and mypy's output."""
+        paths = [str(self.folder / path) for path in paths]
+        with unittest.mock.patch.dict(os.environ, MYPYPATH=str(self.folder)):
+            output = mypy.api.run(["--strict", "--no-incremental", *paths])[0]
+        self.assertRegex(output, r"Found \d+ error|Success")
+        return re.findall(r"(\w+)\.pyi?:(\d+): error", output), output
+
+    def test_are_complete_and_agree_with_the_module(self):
+        errors, output = self.mypy("qar", "pyORV3-stubs")
+        self.assertEqual(errors, [], output)
+        stub = self.folder / "pyORV3.pyi"
+        shutil.copy(str(self.folder / "pyORV3-stubs" / "__init__.pyi"), str(stub))
+        command = [sys.executable, "-m", "mypy.stubtest", "pyORV3"]
+        self.run_program(*command, MYPYPATH=str(self.folder))
+
+    def test_refuse_each_wrong_use_and_no_right_one(self):
+        uses = self.folder / "uses.py"
+        uses.write_text(RIGHT + WRONG, encoding="utf-8")
+        errors, output = self.mypy("uses.py", "qar", "pyORV3-stubs")
+        first = RIGHT.count("\n") + 1
+        wrong = [str(line) for line in range(first, first + WRONG.count("\n"))]
+        self.assertGreaterEqual(len(wrong), 20)
+        self.assertEqual({file for file, _ in errors}, {"uses"}, output)
+        self.assertEqual(sorted({line for _, line in errors}, key=int), wrong, output)
