@@ -1,0 +1,243 @@
+"""Every one of the 27 methods with every call that it makes of the C library failing.
+
+    faults.py [FAULTS [SEED]]
+
+Runs under the shim, once for each fault, chosen at random of all there are (FAULTS: how many, by
+default 0 for all). A method whose call fails gives a status or MemoryError and no other exception;
+one that succeeds gives what it gives without the fault; one that failed works when it is tried
+again, and everything after it, down to what is in the files. Descriptors are not leaked, nor is
+memory, however often a method that reads fails in the same way.
+"""
+
+import gc
+import os
+import signal
+import sys
+
+import pyORV3
+import torture
+from torture import Failed, status_of
+
+shim = torture.shim()
+FAILURES_ON = 40  # calls that fail "on and on"; few enough for the interpreter to come back
+
+CONTENT = tuple(range(1000))
+
+
+def handle_of(world, name):
+    return world.get(name, (0, 0))[1]
+
+
+# The scenario: the method, its arguments (a name of the world stands for a handle), whether it only
+# reads, and the name under which what `open` gives is kept.
+def steps(folder):
+    first, second = (os.path.join(folder, name) for name in ("first.qar", "second.qar"))
+    number, name = torture.LIVE_TIME, torture.NUCLIDE_NAME
+    return [
+        ("open", (first, torture.CREATE, 1, ""), False, "a"),
+        ("open", (second, torture.CREATE, 1, "x"), False, "b"),
+        ("setParameter", ("a", number, 1.5, 1, 0), False, None),
+        ("setParameter", ("a", torture.COMMENT, "Übung \u20ac" * 20, 1, 0), False, None),
+        ("setParameter", ("a", 0x20000012, "2024-01-24T21:02:12.000Z", 1, 0), False, None),
+        ("createBlock", ("a", torture.SPECTRUM, 1000), False, None),
+        ("setSpectrum", ("a", CONTENT, 0, 0), False, None),
+        ("setParameter", ("a", name, "Cs-137", 1, 0), False, None),
+        ("setParameter", ("a", torture.LINE_ENERGY, 661.66, 1, 1), False, None),
+        ("setParameter", ("a", torture.LINE_YIELD, 0.85, 1, 1), False, None),
+        ("setParameter", ("a", 0x20020001, 0.0, 1, 1), False, None),
+        ("setParameter", ("a", 0x20020001, 1.0, 1, 2), False, None),
+        ("setParameter", ("a", 0x20020002, 4.0, 1, 1), False, None),
+        ("setParameter", ("a", 0x20100005, "sequence", 1, 0), False, None),
+        ("insert", ("a", torture.NUCLIDES, 1, 0), False, None),
+        ("delete", ("a", torture.NUCLIDES, 1, 0), False, None),
+        ("flush", ("a",), False, None),
+        ("getParameter", ("a", number, 1, 0), True, None),
+        ("getParameter", ("a", torture.COMMENT, 1, 0), True, None),
+        ("getParameter", ("a", 0x20000012, 1, 0), True, None),
+        ("getParameterMetaData", (0, 0, "QAR_D_LIVETIME"), True, None),
+        ("getParameterMetaData", (0, 0, "TORTURE_VARIABLE"), True, None),
+        ("getParameterMetaData", (0, number, ""), True, None),
+        ("getSpectrum", ("a", 0, 0), True, None),
+        ("findNuclideByName", ("a", "cs", 0), True, None),
+        ("findNuclideByEnergy", ("a", 661.7, 1.0, 0), True, None),
+        ("count", ("a", torture.NUCLIDES, 0), True, None),
+        ("getStatus", ("a",), True, None),
+        ("getIsOpen", ("a",), True, None),
+        ("getIsDirty", ("a",), True, None),
+        ("setIsDirty", ("a",), True, None),
+        ("reverify", ("a",), True, None),
+        ("control", ("a", 3, 0), True, None),
+        ("executeNativeEngine", ("peak_search", "searchPeaks", "a", 0), False, None),
+        ("enumerateDefinitions", (), True, None),
+        ("copyAnalysisSequenceTo", ("a", "b"), False, None),
+        ("copyTo", ("a", "b", 0), False, None),
+        ("moveRecordsTo", ("a", "b", torture.NUCLIDES, 1, 2), False, None),
+        ("deleteLevel", ("b", 1), False, None),
+        ("deleteBlock", ("b", torture.NUCLIDES), False, None),
+        ("close", ("b", 0), False, None),
+        ("open", ("second", 0x1, 0, ""), False, "b"),
+        ("getSpectrum", ("b", 0, 0), True, None),
+        ("close", ("b", 0), False, None),
+        ("close", ("a", 0), False, None),
+        ("open", (first, torture.WRITE, 1, ""), False, "a"),
+        ("setParameter", ("a", number, 2.5, 1, 0), False, None),
+        ("close", ("a", 0), False, None),
+    ]
+
+
+def call(world, step):
+    """The status and the result of a step; MemoryError is a result like others."""
+    method, arguments, _, kept = step
+    given = tuple(world.get(item, item) if isinstance(item, str) else item for item in arguments)
+    answer = getattr(pyORV3, method)(*given)
+    return keep(world, step, answer)
+
+
+def keep(world, step, answer):
+    if step[3] is not None and answer is not None:
+        world[step[3]] = answer[1]
+        return status_of(answer), None  # handles differ from run to run
+    return answer
+
+
+def call_with_fault(world, step, kind, nth, times):
+    """The answer of the step, or None for MemoryError, and whether something failed."""
+    method, arguments, _, _ = step
+    given = tuple(world.get(item, item) if isinstance(item, str) else item for item in arguments)
+    function, answer, arm, disarm = getattr(pyORV3, method), None, shim.tortureArm, shim.tortureDisarm
+    try:
+        arm(kind, nth, times)
+        answer = function(*given)
+    except MemoryError:
+        pass
+    while True:
+        try:
+            fired = disarm()
+            break
+        except MemoryError:
+            pass
+    return keep(world, step, answer), fired > 0
+
+
+def succeeded(answer):
+    """Whether this is the answer of success; getIsOpen and getIsDirty have no status."""
+    return answer is not None and status_of(answer) in (0, 1)
+
+
+def descriptors():
+    return len(os.listdir("/proc/self/fd"))
+
+
+def live_bytes_after(world, step, fault):
+    for _ in range(8):
+        call_with_fault(world, step, *fault)
+    gc.collect()  # which empties the interpreter's stores of objects to use again
+    return shim.tortureLiveBytes()
+
+
+def require_no_leak(world, step, fault):
+    """A leak goes on; what the interpreter keeps for itself does not."""
+    size = live_bytes_after(world, step, fault)
+    for _ in range(30):
+        before, size = size, live_bytes_after(world, step, fault)
+        if size <= before + 64:
+            return
+    raise Failed("%d bytes are leaked in 8 calls" % (size - before))
+
+
+def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
+    """The answers of all steps; with a fault in one of them they are compared with the reference."""
+    world, answers = {}, []
+    os.environ["ORV_INPUTS"] = folder
+    for index, step in enumerate(steps(folder)):
+        if counts is not None:
+            answer, _ = call_with_fault(world, step, -1, 1, 0)
+            kinds = range(100)
+            counts += [(index, kind, shim.tortureCalls(kind)) for kind in kinds[:KINDS]]
+        elif index == fault_step:
+            answer, fired = call_with_fault(world, step, *fault)
+            if step[0] == "enumerateDefinitions" and fired and succeeded(answer):
+                answer = reference[index]  # a failure ends its list and is not reported
+            if answer != reference[index] and (not fired or succeeded(answer)):
+                raise Failed("gives %.100r, not %.100r" % (answer, reference[index]))
+            if answer != reference[index]:
+                if step[3] in world and step[0] == "open":
+                    pyORV3.close(world[step[3]], 0)
+                answer = call(world, step)
+            if step[2]:
+                require_no_leak(world, step, fault)
+        else:
+            answer = call(world, step)
+        if reference is not None and answer != reference[index]:
+            raise Failed("%s step %d, %s, gives %.100r, not %.100r" % (
+                "the repeated" if index == fault_step else "the later", index, step[0], answer,
+                reference[index]))
+        answers.append(answer)
+    return answers
+
+
+KINDS = next(kind for kind in range(100) if shim.tortureKind(kind) is None)
+
+
+def contents(folder):
+    """What is in the files in the end."""
+    result = {}
+    for name in sorted(os.listdir(folder)):
+        with torture.opened(os.path.join(folder, name)) as handle:
+            result[name] = torture.content_of(handle)
+    return result
+
+
+def judged(folder, reference, final, step, fault):
+    """In a process of its own; True when all is well, else what is wrong has been printed."""
+    child = os.fork()
+    if child == 0:
+        signal.alarm(60)
+        name = steps(folder)[step][0]
+        what = "%s: %s %d%s" % (name, shim.tortureKind(fault[0]).decode(), fault[1],
+                                "" if fault[2] == 1 else " on")
+        try:
+            before = descriptors()
+            run(folder, reference, step, fault)
+            if descriptors() != before:
+                raise Failed("a descriptor is leaked")
+            if contents(folder) != final:
+                raise Failed("the files hold something else")
+        except BaseException as failure:
+            print("FAILED %s: %r" % (what, failure), flush=True)
+            os._exit(1)
+        os._exit(0)
+    status = os.waitpid(child, 0)[1]
+    if os.WIFSIGNALED(status):
+        print("FAILED step %d %s, fault %r: signal %d"
+              % (step, steps(folder)[step][0], fault, os.WTERMSIG(status)), flush=True)
+    return status == 0
+
+
+def main():
+    wanted, random = torture.arguments([0, 1], __doc__)
+    os.environ["TORTURE_VARIABLE"] = "value"
+    counts = []
+    with torture.folder() as folder:
+        run(folder)
+    with torture.folder() as folder:
+        reference = run(folder, counts=counts)
+        final = contents(folder)
+    for index, answer in enumerate(reference):
+        if not succeeded(answer):
+            raise Failed("step %d without a fault gives %r" % (index, answer))
+    faults = [(step, (kind, nth, times)) for step, kind, calls in counts
+              for nth in range(1, calls + 1) for times in (1, FAILURES_ON)]
+    possible = len(faults)
+    random.shuffle(faults)
+    del faults[wanted or possible:]
+    failed = 0
+    for step, fault in faults:
+        with torture.folder() as folder:
+            failed += not judged(folder, reference, final, step, fault)
+    print("faults in the 27 methods: %d of %d tried: %d failed" % (len(faults), possible, failed))
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

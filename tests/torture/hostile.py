@@ -1,0 +1,453 @@
+"""Damaged and hostile files: whatever is in a file, nothing crashes, hangs or makes it worse.
+
+    hostile.py [MUTANTS [SEED]]
+
+MUTANTS (default 300) files are made from sound ones by changes to bytes, pages, schema and rows;
+to these come the hostile schemas below, each time all of them. Each file is read by every function
+that reads, copied, analysed by the engine, written and flushed, in a process of its own, for which
+the build with the address sanitizer is meant. A failure is a crash, a sanitizer's report, more than
+2 s of processor time or 500 MB, a file changed by reading or by a refusal, and a file that is worse
+after a flush that succeeded.
+"""
+
+import contextlib
+import hashlib
+import os
+import pathlib
+import resource
+import shutil
+import signal
+import sqlite3
+import struct
+import sys
+
+import pyORV3
+import torture
+from torture import CREATE, READ, WRITE, Failed, ok, status_of
+
+SECONDS, MEGABYTES = 2, 500
+NOT_WRITTEN = 3  # the end of a process that could not write
+CLASSES = list(range(0x2000, 0x2008)) + [0x2010, 0x2FFF, 0x4005, 0x9999]
+
+
+# ---- Sound files -----------------------------------------------------------------------------------
+
+def write_sound_file(path, records):
+    with torture.opened(path, CREATE) as handle:
+        def put(code, value, record=1, entry=0):
+            ok(pyORV3.setParameter(handle, code, value, record, entry), "setParameter")
+        put(torture.LIVE_TIME, 100.0)
+        put(torture.COMMENT, "sound " * 30)
+        ok(pyORV3.createBlock(handle, torture.SPECTRUM, 1024), "createBlock")
+        peak = [int(2000 * 2.0 ** -((channel - 661) / 3.0) ** 2) + 20 for channel in range(1024)]
+        ok(pyORV3.setSpectrum(handle, tuple(peak), 0, 0), "setSpectrum")
+        for entry, coefficient in enumerate((0.0, 1.0), start=1):
+            put(0x20020001, coefficient, 1, entry)
+        put(0x20020002, 4.0, 1, 1)
+        for record in range(1, records + 1):
+            put(torture.NUCLIDE_NAME, "Cs-%d" % record, record)
+            put(torture.LINE_ENERGY, 661.66 - record + 1, record, 1)
+            put(torture.LINE_ENERGY, 32.0, record, 2)
+            for entry, line_yield in enumerate((0.85, 0.06), start=1):
+                put(torture.LINE_YIELD, line_yield, record, entry)
+
+
+# ---- Damage ----------------------------------------------------------------------------------------
+
+def damaged_bytes(content, random):
+    area = random.choice((100, 4096, len(content)))
+    for _ in range(random.choice((1, 1, 3, 20))):
+        content[random.randrange(min(area, len(content)))] = random.choice(
+            (0, 1, 2, 127, 128, 255, random.randrange(256)))
+
+
+def damaged_pages(content, random):
+    pages = len(content) // 4096
+    first, second = (random.randrange(pages) * 4096 for _ in range(2))
+    content[first:first + 4096] = random.choice((
+        bytes(4096), b"\xff" * 4096, content[second:second + 4096],
+        bytes(random.randrange(256) for _ in range(4096))))
+
+
+def cut(content, random):
+    kind = random.randrange(4)
+    if kind == 0:
+        del content[random.randrange(len(content)):]
+    elif kind == 1:
+        del content[random.randrange(len(content) // 4096) * 4096:]
+    else:
+        content += bytes(random.choice((1, 512, 4096, 100000))) if kind == 2 else b"tail" * 1024
+
+
+def numbers(random):
+    return random.choice(("0", "-1", "1", "2", "65535", "65536", "536870912", "536936464", "4294967295",
+                          "9223372036854775807", "-9223372036854775808", "NULL", "1.5", "'text'",
+                          "0x2004", "0x2005", "0x4005", "x'00'"))
+
+
+def values(random):
+    return random.choice(("x''", "zeroblob(8)", "x'0102'", "NULL", "'text'", "7", "zeroblob(300)",
+                          "zeroblob(262140)", "zeroblob(3000000)", "randomblob(1001)"))
+
+
+def changed_rows(random):
+    table, *columns = random.choice((("block", "class"), ("place", "class", "record", "entry"),
+                                     ("value", "code", "record", "entry")))
+    blob = {"block": "content", "value": "bytes"}.get(table)
+    kind = random.randrange(4)
+    where = " WHERE rowid %% %d = 0" % random.choice((1, 2, 3)) if table == "block" else \
+        " WHERE record %s %s" % (random.choice("<>="), random.randrange(4))
+    if kind == 0:
+        return "DELETE FROM %s%s" % (table, where)
+    if kind == 1:
+        return "UPDATE OR IGNORE %s SET %s = %s%s" % (table, random.choice(columns), numbers(random), where)
+    if kind == 2 and blob:
+        return "UPDATE OR IGNORE %s SET %s = %s%s" % (table, blob, values(random), where)
+    row = [numbers(random) for _ in columns] + ([values(random)] if blob else [])
+    return "INSERT OR REPLACE INTO %s VALUES(%s)" % (table, ", ".join(row))
+
+
+# Changes of the schema that a curious user or another version might make; REPLACED stands for a
+# definition that is written into the schema in the place of a table's own.
+SCHEMA_CHANGES = (
+    "DROP TABLE value", "DROP TABLE block", "ALTER TABLE place RENAME TO places",
+    "ALTER TABLE value ADD COLUMN more", "ALTER TABLE block RENAME COLUMN content TO contents",
+    "CREATE INDEX by_record ON value(record)", "CREATE TABLE notes(text); INSERT INTO notes VALUES('x')",
+    "CREATE UNIQUE INDEX once ON value(record, entry, code)", "ANALYZE", "VACUUM",
+    "PRAGMA user_version = 2", "PRAGMA user_version = -1", "PRAGMA application_id = 1",
+    "PRAGMA page_size = 512; VACUUM", "PRAGMA page_size = 65536; VACUUM",
+    "PRAGMA auto_vacuum = FULL; VACUUM", "PRAGMA journal_mode = WAL",
+    "DROP TABLE block; CREATE TABLE block(class, content)",
+    "DELETE FROM sqlite_schema WHERE name = 'place'",
+    "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema WHERE name = 'block') "
+    "WHERE name = 'value'",
+    "UPDATE sqlite_schema SET rootpage = 1 WHERE name = 'block'",
+    "UPDATE sqlite_schema SET rootpage = 0 WHERE name = 'place'",
+    "UPDATE sqlite_schema SET rootpage = 99999 WHERE name = 'place'",
+    "UPDATE sqlite_schema SET sql = 'CREATE TABLE nonsense' WHERE name = 'block'",
+    "UPDATE sqlite_schema SET type = 'view' WHERE name = 'block'",
+    "INSERT INTO sqlite_schema SELECT * FROM sqlite_schema WHERE name = 'block'",
+)
+
+
+def run_sql(path, script):
+    """Runs the script, also one that changes the schema's own table; says whether SQLite let it."""
+    database = sqlite3.connect(path, isolation_level=None)
+    try:
+        database.execute("PRAGMA writable_schema = ON")
+        database.executescript(script)
+        return True
+    except (sqlite3.Error, UnicodeDecodeError):
+        return False
+    finally:
+        database.close()
+
+
+def make_mutant(path, random):
+    """Changes the file; returns the kind of the change and what it was."""
+    kind = random.choice(("bytes", "bytes", "bytes", "pages", "cut", "rows", "rows", "schema", "journal"))
+    if kind == "rows":
+        script = ";".join(changed_rows(random) for _ in range(random.choice((1, 1, 2, 5))))
+        run_sql(path, script)
+        return kind, script
+    if kind == "schema":
+        script = random.choice(SCHEMA_CHANGES)
+        run_sql(path, script)
+        return kind, script
+    if kind == "journal":
+        with open(path + "-journal", "wb") as journal:
+            journal.write(random.choice((b"", b"\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", b"x")) +
+                          bytes(random.randrange(256) for _ in range(random.choice((0, 20, 5000)))))
+        return kind, ""
+    with open(path, "rb") as file:
+        content = bytearray(file.read())
+    {"bytes": damaged_bytes, "pages": damaged_pages, "cut": cut}[kind](content, random)
+    with open(path, "wb") as file:
+        file.write(content)
+    return kind, ""
+
+
+# ---- Hostile schemas -------------------------------------------------------------------------------
+
+# Expressions that take all the time or all the memory there is.
+SLOW = "instr(hex(zeroblob(400000)), hex(zeroblob(200000)) || '1')"
+LARGE = "length(hex(zeroblob(300000000))) > 0"
+DOUBLED = ", ".join("g%d AS (g%d || g%d)" % (n, n - 1, n - 1) for n in range(1, 30))
+ENDLESS = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i, i, i, i FROM n"
+BLOCK, PLACE, VALUE = "class INTEGER PRIMARY KEY, content BLOB", \
+    "class INTEGER, record INTEGER, entry INTEGER, %sPRIMARY KEY(class, record, entry)", \
+    "code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL, %sPRIMARY KEY(code, record, entry)"
+
+
+def redefined(table, definition, more=""):
+    """The table's definition replaced in the schema, its rows left as they are."""
+    without = "" if table == "block" else " WITHOUT ROWID"
+    text = "CREATE TABLE %s(%s)%s" % (table, definition, more or without)
+    return "UPDATE sqlite_schema SET sql = '%s' WHERE name = '%s'" % (text.replace("'", "''"), table)
+
+
+HOSTILE_SCHEMAS = {
+    "CHECK that takes all time, block": redefined("block", BLOCK + ", CHECK(NOT %s)" % SLOW),
+    "CHECK that takes all time, value": redefined("value", VALUE % ("CHECK(NOT %s), " % SLOW)),
+    "CHECK that takes all memory": redefined("block", BLOCK + ", CHECK(%s)" % LARGE),
+    "CHECK with a comment before it": redefined("block", BLOCK + " /* content BLOB */, CHECK(NOT %s)" % SLOW),
+    "generated column, time": redefined("block", BLOCK + ", g AS (%s)" % SLOW),
+    "generated column, not null": redefined("block", BLOCK + ", g NOT NULL AS (%s)" % SLOW),
+    "generated column, memory": redefined("place", PLACE % ("g NOT NULL AS (%s), " % LARGE)),
+    "generated columns that double": redefined(
+        "block", BLOCK + ", g0 AS ('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa'), " + DOUBLED +
+        ", g NOT NULL AS (g29)"),
+    "stored generated column": "DROP TABLE block; CREATE TABLE block(%s, "
+                               "g AS (length(content)) STORED)" % BLOCK,
+    "generated column in the place of ours": redefined(
+        "block", "class INTEGER PRIMARY KEY, content AS (zeroblob(300000000))"),
+    "default that takes all memory": redefined(
+        "value", (VALUE % "").replace("NOT NULL", "NOT NULL DEFAULT (zeroblob(900000000))")),
+    "index on an expression": "CREATE INDEX slow ON block(length(content)); "
+        "UPDATE sqlite_schema SET sql = 'CREATE INDEX slow ON block(%s)' WHERE name = 'slow'"
+        % SLOW.replace("'", "''"),
+    "partial index": "CREATE INDEX slow ON value(record) WHERE record > 0; UPDATE sqlite_schema "
+        "SET sql = 'CREATE INDEX slow ON value(record) WHERE %s' WHERE name = 'slow'"
+        % SLOW.replace("'", "''"),
+    "trigger before insertion": "CREATE TRIGGER t BEFORE INSERT ON value BEGIN DELETE FROM block; END",
+    "trigger after deletion": "CREATE TRIGGER t AFTER DELETE ON value BEGIN INSERT INTO place "
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i, i, i FROM n; END",
+    "view in the place of block": "DROP TABLE block; CREATE VIEW block(class, content) AS "
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i, NULL FROM n",
+    "view in the place of value": "DROP TABLE value; "
+        "CREATE VIEW value(code, record, entry, bytes) AS " + ENDLESS,
+    "view in the place of place": "DROP TABLE place; CREATE VIEW place(class, record, entry) AS "
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT 8196, i, 0 FROM n",
+    "virtual table in the place of block": "DROP TABLE block; CREATE VIRTUAL TABLE block USING "
+        "fts5(class, content)",
+    "virtual table beside ours": "CREATE VIRTUAL TABLE search USING fts5(a)",
+    "virtual table of unknown module": "INSERT INTO sqlite_schema VALUES('table', 'v', 'v', 0, "
+        "'CREATE VIRTUAL TABLE v USING nothing(x)')",
+    "statistics that lie": "ANALYZE; UPDATE sqlite_stat1 SET stat = '1 0 -1 99999999999999999999 x'",
+    "statistics of many rows": "ANALYZE; INSERT INTO sqlite_stat1 WITH RECURSIVE n(i) AS "
+        "(SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) SELECT 'value', 'value', '1 1' FROM n",
+    "unknown collation": redefined("value", (VALUE % "").replace("entry INTEGER", "entry INTEGER COLLATE x")),
+    "foreign key": redefined("place", PLACE % "" + ", FOREIGN KEY(class) REFERENCES block(class) "
+                             "ON DELETE CASCADE"),
+    "many columns": redefined("block", BLOCK + "".join(", c%d" % n for n in range(1900))),
+    "two thousand tables": "".join("CREATE TABLE t%d(a);" % n for n in range(2000)),
+    "deep expression": redefined("block", BLOCK + ", CHECK(" + "(" * 900 + "1" + ")" * 900 + ")"),
+    "long definition": redefined("block", BLOCK + ", CHECK('%s' <> '')" % ("x" * 900000)),
+    "tables on one page": "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema "
+        "WHERE name = 'place') WHERE name = 'value'",
+    "a record number of every size": "INSERT OR IGNORE INTO place WITH RECURSIVE n(i) AS (SELECT 1 UNION "
+        "ALL SELECT i + 1 FROM n WHERE i < 70000) SELECT 8196, i, 0 FROM n",
+    "huge block": "INSERT OR REPLACE INTO block VALUES(16389, zeroblob(100000000))",
+    "huge spectrum": "INSERT OR REPLACE INTO block VALUES(8197, zeroblob(100000000))",
+    "huge value": "INSERT OR REPLACE INTO value VALUES(0x20000011, 1, 0, zeroblob(100000000))",
+    "huge unknown value": "INSERT OR REPLACE INTO value VALUES(0x2000FFFF, 1, 0, zeroblob(100000000))",
+    "WAL without a log": "PRAGMA journal_mode = WAL",
+    "strict table": "DROP TABLE block; CREATE TABLE block(class INTEGER PRIMARY KEY, content BLOB) STRICT",
+    "pointer map": "PRAGMA auto_vacuum = INCREMENTAL; VACUUM",
+    "encoding": "ATTACH ':memory:' AS m; PRAGMA encoding = 'UTF-16'; VACUUM",
+    "sequence": "CREATE TABLE s(a INTEGER PRIMARY KEY AUTOINCREMENT); INSERT INTO s VALUES(9e18)",
+}
+
+
+# ---- What is done with each file -------------------------------------------------------------------
+
+def known_codes():
+    """All codes of the dictionary, by class."""
+    codes = {}
+    for number in CLASSES:
+        codes[number] = [number << 16 | low for low in range(1, 0x120)
+                         if pyORV3.getParameterMetaData(0, number << 16 | low, "")[0] == 0]
+    return codes
+
+
+def read_everything(handle, codes):
+    """All answers of the functions that read, with at most 200 records of a class."""
+    answers = []
+    for number in CLASSES:
+        status, records = pyORV3.count(handle, number, 0)
+        answers.append((number, status, records))
+        for record in range(0, min(records, 200) + 2):
+            status, entries = pyORV3.count(handle, number, record) if record else (0, 0)
+            answers.append((status, entries))
+            for code in codes[number]:
+                answers += [pyORV3.getParameter(handle, code, record, entry)
+                            for entry in range(0, min(entries, 20) + 2)]
+    answers += [pyORV3.getSpectrum(handle, 0, 0), pyORV3.findNuclideByName(handle, "cs", 0),
+                pyORV3.findNuclideByEnergy(handle, 661.6, 2.0, 0)]
+    return repr([answer for answer in answers if answer != (0, 0)])
+
+
+def hash_of(folder):
+    return {file.name: hashlib.sha256(file.read_bytes()).digest()
+            for file in pathlib.Path(folder).iterdir()}
+
+
+def start_clock():
+    signal.setitimer(signal.ITIMER_PROF, SECONDS)
+
+
+def read_file(path, codes):
+    """What is read of the file, None where it is not opened."""
+    start_clock()
+    status, handle = pyORV3.open(path, READ, 1, "")
+    if status != 0:
+        return None
+    content = read_everything(handle, codes)
+    ok(pyORV3.close(handle, 0), "closing after reading")
+    return content
+
+
+def copy_file(path, codes, scratch):
+    """Copies the file whole and class by class."""
+    start_clock()
+    status, handle = pyORV3.open(path, READ, 1, "")
+    if status != 0:
+        return
+    pyORV3.getStatus(handle), pyORV3.reverify(handle), pyORV3.control(handle, 3, 0)
+    for number in [0] + CLASSES:
+        copied = os.path.join(scratch, "copy%d.qar" % number)
+        with torture.opened(copied, CREATE) as copy:
+            pyORV3.createBlock(copy, number, 0)
+            pyORV3.copyTo(handle, copy, number)
+            pyORV3.moveRecordsTo(handle, copy, number, 1, 1)
+            pyORV3.copyAnalysisSequenceTo(handle, copy)
+        with torture.opened(copied) as copy:
+            read_everything(copy, codes)
+    ok(pyORV3.close(handle, 0), "closing after copying")
+
+
+def write_file(path, change):
+    """Whether the file was opened, changed, flushed and closed; in a process of its own, which
+    takes with it what could not be saved."""
+    writer = os.fork()
+    if writer != 0:
+        status = os.waitpid(writer, 0)[1]
+        if os.WIFSIGNALED(status):
+            os.kill(os.getpid(), os.WTERMSIG(status))
+        if status not in (0, NOT_WRITTEN << 8):
+            raise Failed("a sanitizer's report while writing")
+        return status == 0
+    start_clock()
+    done = False
+    try:
+        status, handle = pyORV3.open(path, WRITE, 1, "")
+        done = (status == 0 and change(handle) == 0 and pyORV3.flush(handle) == 0
+                and pyORV3.close(handle, 0) == 0)
+    finally:
+        os._exit(0 if done else NOT_WRITTEN)
+
+
+def set_value(handle):
+    return pyORV3.setParameter(handle, 0x2000001E, 4711, 1, 0)  # QAR_L_UPPERDISC
+
+
+def run_engine(handle):
+    status = pyORV3.executeNativeEngine("peak_search", "searchPeaks", handle, 0)
+    pyORV3.deleteLevel(handle, 1)
+    return status
+
+
+def is_sound(path):
+    """Whether SQLite finds the file sound; its schema is not run for long."""
+    with contextlib.closing(sqlite3.connect(path)) as database:
+        database.set_progress_handler(lambda: 1, 1000000)
+        try:
+            return database.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
+        except (sqlite3.Error, UnicodeDecodeError):
+            return False
+
+
+def try_file(path, codes, scratch, kind):
+    folder = os.path.dirname(path)
+    before = hash_of(folder)
+    content = read_file(path, codes)
+    copy_file(path, codes, scratch)
+    os.environ["ORV_INPUTS"] = folder
+    pyORV3.enumerateDefinitions()
+    recovers = kind == "journal"  # whoever opens the file first brings it in order
+    if hash_of(folder) != before and not recovers:
+        raise Failed("reading has changed the folder")
+    sound = kind != "hostile" and is_sound(path)
+    for change in (set_value, run_engine):
+        written = write_file(path, change)
+        after = read_file(path, codes)
+        if not written and content is None and hash_of(folder) != before and not recovers:
+            raise Failed("a refusal has changed the folder")
+        if not written and after != content:
+            raise Failed("a write that failed has changed the content")
+        if written and after is None:
+            raise Failed("a flushed file does not open")
+        if written and content is not None and without_change(after) != without_change(content):
+            raise Failed("a flush has changed more than it was told")
+        if written and sound and not is_sound(path):
+            raise Failed("a flush has made the file unsound")
+        content = after
+
+
+def without_change(content):
+    return content.replace("(0, 4711)", "").replace("(%d, 0)" % (0xEBE88110 - 2**32), "")
+
+
+def judged(path, codes, scratch, kind):
+    """None when all is well, in a process of its own; else what is not."""
+    reports, write_end = os.pipe()
+    child = os.fork()
+    if child == 0:
+        signal.alarm(60)
+        at_start = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        try:
+            try_file(path, codes, scratch, kind)
+            grown = (resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - at_start) // 1024
+            if grown > MEGABYTES:
+                raise Failed("%d MB" % grown)
+        except BaseException as failure:
+            os.write(write_end, repr(failure).encode())
+        finally:
+            os._exit(0)
+    os.close(write_end)
+    _, status = os.waitpid(child, 0)
+    with open(reports) as report:
+        text = report.read()
+    if os.WIFSIGNALED(status):
+        ends = {signal.SIGPROF: "more than %d s" % SECONDS, signal.SIGALRM: "waits for ever"}
+        return ends.get(os.WTERMSIG(status), "signal %d" % os.WTERMSIG(status))
+    return text or (None if status == 0 else "a sanitizer's report")
+
+
+def main():
+    mutants, random = torture.arguments([300, 1], __doc__)
+    codes, failures = known_codes(), 0
+    with torture.folder() as folder:
+        sound = [os.path.join(folder, "sound%d.qar" % records) for records in (2, 40)]
+        for path, records in zip(sound, (2, 40)):
+            write_sound_file(path, records)
+        place = os.path.join(folder, "place")
+        scratch = os.path.join(folder, "scratch")
+
+        def attempt(make):
+            nonlocal failures
+            for name in (place, scratch):
+                os.mkdir(name)
+            path = os.path.join(place, "file.qar")
+            shutil.copy(sound[random.randrange(2)], path)
+            kind, what = make(path)
+            failure = judged(path, codes, scratch, kind)
+            if failure:
+                failures += 1
+                print("FAILED %s %s: %s" % (kind, what, failure), flush=True)
+                if os.environ.get("TORTURE_KEEP"):
+                    shutil.copytree(place, os.path.join(os.environ["TORTURE_KEEP"], str(failures)))
+            for name in (place, scratch):
+                shutil.rmtree(name)
+
+        for name, script in HOSTILE_SCHEMAS.items():
+            attempt(lambda path, name=name, script=script:
+                    ("hostile", name if run_sql(path, script) else name + " (partly made)"))
+        for number in range(mutants):
+            attempt(lambda path: make_mutant(path, random))
+    print("files: %d hostile schemas, %d mutants: %d failed" % (len(HOSTILE_SCHEMAS), mutants, failures))
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
