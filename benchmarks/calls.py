@@ -35,37 +35,24 @@ class Call(NamedTuple):
     same_result: bool = True
 
     def case(self, scripts):
-        def on(caller, name, arguments):
-            function = getattr(caller, name)
-            if self.method == "close":  # of the handle that was opened before
-                return lambda handle: function(handle, 0)
-            if self.before is not None:
-                return lambda _: function(*arguments)
-            return functools.partial(function, *arguments)
-
+        name = self.method + (f", {self.what}" if self.what else "")
         arguments = self.arguments if self.through_arguments is None else self.through_arguments
-        return Case(
-            self.method + (f", {self.what}" if self.what else ""),
-            on(pyORV3, self.method, self.arguments),
-            [
-                Way(
-                    script.name,
-                    on(script, self.through or self.method, arguments),
-                    None,
-                    self.before,
-                    self.after,
-                )
-                for script in scripts
-            ],
-            self.before,
-            self.after,
-            self.same_result,
-        )
+        others = [
+            Way(
+                script.name,
+                functools.partial(getattr(script, self.through or self.method), *arguments),
+                before=self.before,
+                after=self.after,
+            )
+            for script in scripts
+        ]
+        own = functools.partial(getattr(pyORV3, self.method), *self.arguments)
+        return Case(name, own, others, self.before, self.after, self.same_result)
 
 
 def data_source_calls(path, handle):
     def reopen():
-        return ok(pyORV3.open(path, 1, 1, ""))
+        return ok(pyORV3.open(path, 1, 1, "")), 0  # the arguments of close
 
     def change():
         ok(pyORV3.setParameter(handle, LIVE_TIME, 1.0, 1, 1))

@@ -12,7 +12,7 @@ SECONDS_PER_TURN = 0.001
 class Way(NamedTuple):
     """A way to do a piece of work.
 
-    before: not timed, before each run; where it is given, run gets what it returned.
+    before: not timed, before each run; may return arguments for the run, a tuple.
     after: not timed, after each run; gets what the run returned.
     at_most: what pyORV3's time divided by the time of this way should not exceed.
     """
@@ -68,23 +68,26 @@ def count_row(name, own, what, other, its, at_most):
     return Row(name, own, what, other, its, None, f"{at_most} {what}", own > at_most)
 
 
+def run_once(way):
+    """(seconds, result) of one run with what is to be done before and after it."""
+    arguments = (way.before() if way.before is not None else None) or ()
+    start = time.perf_counter()
+    result = way.run(*arguments)
+    seconds = time.perf_counter() - start
+    if way.after is not None:
+        way.after(result)
+    return seconds, result
+
+
 def time_turn(way, loops):
     """Seconds of one run, the mean over the loops."""
-    if way.before is None and way.after is None:
-        run = way.run
-        start = time.perf_counter()
-        for _ in range(loops):
-            run()
-        return (time.perf_counter() - start) / loops
-    seconds = 0.0
+    if way.before is not None or way.after is not None:
+        return sum(run_once(way)[0] for _ in range(loops)) / loops
+    run = way.run
+    start = time.perf_counter()
     for _ in range(loops):
-        arguments = () if way.before is None else (way.before(),)
-        start = time.perf_counter()
-        result = way.run(*arguments)
-        seconds += time.perf_counter() - start
-        if way.after is not None:
-            way.after(result)
-    return seconds / loops
+        run()
+    return (time.perf_counter() - start) / loops
 
 
 def interleaved_times(ways, seconds):
@@ -105,15 +108,11 @@ def interleaved_times(ways, seconds):
 
 
 def check_same_result(case):
-    results = {}
-    for way in case.ways():
-        result = way.run(*(() if way.before is None else (way.before(),)))
-        if way.after is not None:
-            way.after(result)
-        results[way.name] = result
-    for name, result in results.items():
-        if result != results["pyORV3"]:
-            raise RuntimeError(f"{case.name}: {name} gives another result")
+    own, *others = case.ways()
+    _, expected = run_once(own)
+    for way in others:
+        if run_once(way)[1] != expected:
+            raise RuntimeError(f"{case.name}: {way.name} gives another result")
 
 
 def compare(case, seconds, size=0):

@@ -107,15 +107,14 @@ class CffiBinding:
     def __init__(self, product):
         self.ffi = cffi.FFI()
         self.ffi.cdef(DECLARATIONS)
-        libraries = {
-            name: self.ffi.dlopen(os.path.join(product, name)) for name in LIBRARIES
-        }
+        libraries = {name: self.ffi.dlopen(os.path.join(product, name)) for name in LIBRARIES}
         self.functions = types.SimpleNamespace(
             **{name: getattr(libraries[library_of(name)], name) for _, name, _ in FUNCTIONS}
         )
         self._finish()
 
     def _finish(self):
+        """What both modes have in common, once the functions are there."""
         self.null = self.ffi.NULL
         self.text = self.ffi.string
         self.pointer = self.ffi.from_buffer
@@ -160,8 +159,14 @@ class CompiledCffiBinding(CffiBinding):
 
 
 def bindings(product):
-    kinds = [CtypesBinding] + ([CffiBinding, CompiledCffiBinding] if cffi else [])
-    return [kind(product) for kind in kinds]
+    found = [CtypesBinding(product)]
+    if cffi is not None:
+        found.append(CffiBinding(product))
+        try:
+            found.append(CompiledCffiBinding(product))
+        except (cffi.VerificationError, ImportError) as error:  # no compiler, no setuptools
+            print(f"cffi in API mode cannot be compiled, left out: {error}")
+    return found
 
 
 class Calls:
