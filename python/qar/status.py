@@ -167,6 +167,18 @@ TABLE = (
     Status(0xEBE8811A, "noHandleLeft", SYSTEM, "no further context can be made"),
     Status(0xEBE8811B, "nodeRefusesContexts", LIBRARY, "the node record refuses contexts"),
     Status(0xEBE8811C, "internalFailure", LIBRARY, "a failure that has no other code"),
+    Status(
+        0xEBE8811D,
+        "tooManyOpen",
+        SYSTEM,
+        "the process has no file descriptor left: close files, or raise the limit of open files",
+    ),
+    Status(
+        0xEBE8811E,
+        "windowsPath",
+        BAD_ARGUMENT,
+        "a path with a drive letter, which this system has not",
+    ),
     # The engine's
     Status(
         0xE0610001, "badOption", BAD_ARGUMENT, "peak_search: the option word has unknown bits"
