@@ -2,7 +2,7 @@
 #ifndef PYORV3_PLATFORM_DYNAMIC_LIBRARY_H
 #define PYORV3_PLATFORM_DYNAMIC_LIBRARY_H
 
-#include "platform/exception_tables.h"
+#include "platform/exceptions.h"
 #include "platform/platform.h"
 
 namespace platform {

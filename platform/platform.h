@@ -20,13 +20,10 @@
 #else
 
 #include "platform/posix/environment.h"
-#include "platform/posix/errors.h"
 #include "platform/posix/libraries.h"
-#include "platform/posix/paths.h"
 #include "platform/posix/registry.h"
 #include "platform/posix/system.h"
 #include "platform/posix/text.h"
-#include "platform/posix/types.h"
 
 #endif
 

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "platform/posix/environment.h"
-#include "platform/posix/errors.h"
+#include "platform/posix/system.h"
 
 namespace {
 

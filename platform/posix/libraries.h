@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "platform/posix/types.h"
+#include "platform/posix/system.h"
 
 namespace platform {
 struct Library;

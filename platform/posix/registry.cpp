@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/posix/environment.h"
-#include "platform/posix/errors.h"
 #include "platform/posix/registry_file.h"
+#include "platform/posix/system.h"
 
 struct platform::OpenKey {
     std::vector<RegistryValue> values;

@@ -4,7 +4,7 @@
 #ifndef PYORV3_PLATFORM_POSIX_REGISTRY_H
 #define PYORV3_PLATFORM_POSIX_REGISTRY_H
 
-#include "platform/posix/types.h"
+#include "platform/posix/system.h"
 
 namespace platform {
 

@@ -8,9 +8,17 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/posix/registry_line.h"
+#include "platform/posix/system.h"
 
 namespace platform {
+
+// name: in the ANSI code page, empty for the default value of a key. data: its bytes as the ANSI
+// functions of Windows give them, so a text is in the ANSI code page, with its NUL.
+struct RegistryValue {
+    std::string name;
+    DWORD type = 0;
+    std::string data;
+};
 
 // The values of one key by their names in lower case.
 using RegistryValues = std::map<std::string, RegistryValue>;

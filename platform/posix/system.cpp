@@ -1,8 +1,8 @@
 #include "platform/posix/system.h"
 
-#include "platform/posix/errors.h"
-
 namespace {
+
+thread_local DWORD lastError = ERROR_SUCCESS;
 
 // Handles are addresses; these two objects have no other use.
 char currentProcess = 0;
@@ -16,6 +16,14 @@ BOOL succeedIf(bool valid, DWORD error) {
 }
 
 }  // namespace
+
+DWORD GetLastError() {
+    return lastError;
+}
+
+void SetLastError(DWORD error) {
+    lastError = error;
+}
 
 BOOL GetVersionExA(OSVERSIONINFOA* version) {
     const bool fits = version != nullptr && version->dwOSVersionInfoSize >= sizeof(*version);

@@ -1,11 +1,19 @@
-// Conversion between wide text and text in the ANSI code page, which is Windows-1252.
+// Texts: the ANSI code page of this system, which is Windows-1252, and conversions from and to wide
+// text. All are tables and rules of this layer, which need nothing of the system's.
+//
+// The five bytes that the code page leaves undefined (0x81, 0x8D, 0x8F, 0x90, 0x9D) stand for the
+// control characters of the same numbers, as on Windows, so that every byte has a character.
 //
 // A wide character is a whole code point here and not a UTF-16 unit: what lies beyond 0xFFFF is
 // one character that the code page does not have, and so becomes one "?" where Windows writes two.
 #ifndef PYORV3_PLATFORM_POSIX_TEXT_H
 #define PYORV3_PLATFORM_POSIX_TEXT_H
 
-#include "platform/posix/types.h"
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/posix/system.h"
 
 enum { CP_ACP = 0, MB_PRECOMPOSED = 1 };
 
@@ -22,5 +30,17 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPW
 // replaced: where not null, receives whether there were such characters.
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer,
                         int size, LPCSTR replacement, LPBOOL replaced);
+
+namespace platform {
+
+// Every character of the text in the code page, "?" for those it does not have.
+std::string ansiText(std::wstring_view wide);
+
+// The bytes as wide text, one wide character for each code point. None where they are not in the
+// encoding: no surrogate by itself, nothing beyond U+10FFFF, no sequence longer than it has to be.
+std::optional<std::wstring> wideFromUtf8(std::string_view bytes);
+std::optional<std::wstring> wideFromUtf16(std::string_view bytes);  // little-endian
+
+}  // namespace platform
 
 #endif

@@ -1,4 +1,4 @@
-#include "platform/exception_tables.h"
+#include "platform/exceptions.h"
 
 #if defined(__GNUC__) && defined(__i386__)
 
