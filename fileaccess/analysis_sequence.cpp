@@ -6,7 +6,7 @@
 #include <array>
 
 #include "fileaccess/file_access.h"
-#include "parameters/little_endian.h"
+#include "parameters/byte_stream.h"
 
 namespace Tarsel::Datasources::QAR {
 
@@ -16,10 +16,10 @@ using pyORV3::success;
 
 namespace {
 
-constexpr std::string_view operation = "copySequenceTo";
+constexpr std::string_view context = "FileAccess::copySequenceTo";
 
 struct SequenceClass {
-    std::uint16_t number;
+    std::uint16_t classCode;
     const char* failure;
 };
 
@@ -83,11 +83,11 @@ void restoreSettings(FileAccess& file, const SavedSettings& saved) {
 
 // Creates the class's block where the destination lacks it. A block that is still missing then
 // counts as copied.
-Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint16_t classNumber) {
-    Status status = source.copyTo(destination, classNumber);
+Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint16_t classCode) {
+    Status status = source.copyTo(destination, classCode);
     if (status == pyORV3::blockMissing) {
-        destination.createBlock(classNumber, 0, 1, 1);
-        status = source.copyTo(destination, classNumber);
+        destination.createBlock(classCode, 0, 1, 1);
+        status = source.copyTo(destination, classCode);
     }
     return status == pyORV3::blockMissing ? success : status;
 }
@@ -156,20 +156,20 @@ Status FileAccess::copySequenceTo(FileAccess& destination) {
     const std::lock_guard sourceLock(mutex_);
     const std::lock_guard destinationLock(destination.mutex_);
     if (destination.handle_ == 0) {
-        return report(operation, "Destination is not open", pyORV3::noDataSource);
+        return report(context, "Destination is not open", pyORV3::noDataSource);
     }
     if (handle_ == 0) {
-        return report(operation, "Source is not open", pyORV3::noDataSource);
+        return report(context, "Source is not open", pyORV3::noDataSource);
     }
     if (&destination == this) {
-        return report(operation, "The source and destination cannot be the same",
+        return report(context, "The source and destination cannot be the same",
                       pyORV3::badArguments);
     }
     const SavedSettings saved = saveSettings(destination);
-    for (const auto& [classNumber, failure] : copiedClasses) {
-        const Status status = copyOrCreateClass(*this, destination, classNumber);
+    for (const auto& [classCode, failure] : copiedClasses) {
+        const Status status = copyOrCreateClass(*this, destination, classCode);
         if (status != success) {
-            return report(operation, failure, status);
+            return report(context, failure, status);
         }
     }
     const Status status =
@@ -179,7 +179,7 @@ Status FileAccess::copySequenceTo(FileAccess& destination) {
     }
     writePresent(destination, optionalParameter, read(*this, optionalParameter));
     if (const OrvResult result = copyGeometry(handle_, destination.handle_); result != 0) {
-        report(operation, geometryFailure, pyORV3::signExtended(result));
+        report(context, geometryFailure, pyORV3::signExtended(result));
     }
     copyFromReferencedFile(*this, destination);
     restoreSettings(destination, saved);

@@ -6,14 +6,22 @@
 
 #include "environment/suite_environment.h"
 #include "fileaccess/library_wrappers.h"
+#include "fileaccess/parameter_metadata.h"
+#include "module/ground/caught_failure.h"
 #include "module/ground/trace.h"
+#include "parameters/byte_stream.h"
+#include "parameters/data_type.h"
 #include "platform/platform.h"
 
 namespace Tarsel::Datasources::QAR {
 
+using com::tarsel::utility::Variant;
+using pyORV3::failureLevel;
 using pyORV3::normalizeStatus;
 using pyORV3::Status;
 using pyORV3::success;
+using pyORV3::trace;
+using Utility::ByteStream;
 
 namespace {
 
@@ -37,9 +45,14 @@ Status openOnContext(OrvContext context, const std::string& path, std::uint32_t 
                                                      flags | ORV_ACCESS_READ, 0, nullptr));
 }
 
-Status traced(const char* context, std::string_view message, Status status) {
-    pyORV3::trace(context, pyORV3::failureLevel, message, status);
-    return status;
+// Records count from 1; callers that have no record to name pass 0.
+std::uint16_t recordOrFirst(std::uint16_t record) {
+    return record == 0 ? 1 : record;
+}
+
+// The library takes the size of a value as 16 bits.
+std::uint16_t sizeOf(const ByteStream& buffer) {
+    return static_cast<std::uint16_t>(buffer.size());
 }
 
 }  // namespace
@@ -64,12 +77,12 @@ Status FileAccess::open(std::string fileName, std::uint32_t flags) {
     constexpr const char* context = "FileAccess::open";
     const std::lock_guard lock(mutex_);
     if (fileName.empty()) {
-        return traced(context, "File name is NUL", pyORV3::badArguments);
+        return trace(context, failureLevel, "File name is NUL", pyORV3::badArguments);
     }
     if (handle_ != 0) {
-        return traced(
-            context, "Cannot open: " + fileName + " because this instance already has a file open.",
-            pyORV3::dataSourceAlreadyOpen);
+        return trace(context, failureLevel,
+                     {"Cannot open: ", fileName, " because this instance already has a file open."},
+                     pyORV3::dataSourceAlreadyOpen);
     }
     const std::string path = fullPath(fileName);
     OrvContext handle = 0;
@@ -78,7 +91,7 @@ Status FileAccess::open(std::string fileName, std::uint32_t flags) {
     }
     const Status status = openOnContext(handle, path, flags);
     if (status != success) {
-        return traced(context, "Failed to open: " + path, status);
+        return trace(context, failureLevel, {"Failed to open: ", path}, status);
     }
     handle_ = handle;
     fileName_ = std::move(fileName);
@@ -94,22 +107,141 @@ Status FileAccess::close(std::uint32_t flags) {
         return success;
     }
     if (handle_ == 0) {
-        return traced(context, "File is already closed", pyORV3::noDataSource);
+        return trace(context, failureLevel, "File is already closed", pyORV3::noDataSource);
     }
     const std::string formerName = std::exchange(fileName_, {});
     const Status status = normalizeStatus(closeDataSource(std::exchange(handle_, 0), flags));
     if (status != success) {
-        return traced(context, "Failed to close: " + formerName, status);
+        return trace(context, failureLevel, {"Failed to close: ", formerName}, status);
     }
     return success;
 }
 
-Status FileAccess::report(std::string_view operation, std::string_view message,
-                          Status status) const {
-    const std::string name = fileName_.empty() ? "(unknown)" : fileName_;
-    pyORV3::trace("FileAccess::" + std::string(operation), pyORV3::failureLevel,
-                  "File: " + name + ". " + std::string(message), status);
-    return status;
+// ---- Whole classes and data sources ----
+
+Status FileAccess::copyTo(FileAccess& destination, std::uint32_t classArgument) {
+    constexpr std::string_view context = "FileAccess::copyTo";
+    const std::lock_guard sourceLock(mutex_);
+    const std::lock_guard destinationLock(destination.mutex_);
+    if (handle_ == 0) {
+        return report(context, "Source file is not open", pyORV3::noDataSource);
+    }
+    if (destination.handle_ == 0) {
+        return report(context, "Destination file is not open", pyORV3::noDataSource);
+    }
+    if (&destination == this) {
+        return report(context, "The source and destination cannot be the same",
+                      pyORV3::badArguments);
+    }
+    if (classArgument == allClasses) {
+        return duplicateTo(destination);
+    }
+    return normalizeStatus(copyClass(handle_, destination.handle_, classCodeOf(classArgument)));
+}
+
+Status FileAccess::duplicateTo(FileAccess& destination) {
+    constexpr std::string_view context = "FileAccess::duplicateTo";
+    if (handle_ == 0) {
+        return report(context, "File is not open", pyORV3::dataSourceAlreadyOpen);
+    }
+    if (destination.handle_ == 0) {
+        return report(context, "Destination is not open", pyORV3::dataSourceAlreadyOpen);
+    }
+    if (&destination == this) {
+        return report(context, "The source and destination cannot be the same",
+                      pyORV3::badArguments);
+    }
+    return normalizeStatus(
+        pyORV3::signExtended(OrvDataSourceDuplication(handle_, destination.handle_)));
+}
+
+Status FileAccess::createBlock(std::uint32_t classArgument, std::uint32_t count, std::uint32_t,
+                               std::uint32_t) {
+    const std::lock_guard lock(mutex_);
+    if (handle_ == 0) {
+        return report("FileAccess::createBlock", "File is not open", pyORV3::noDataSource);
+    }
+    const std::uint16_t classCode = classCodeOf(classArgument);
+    auto size = static_cast<std::int32_t>(count);
+    if (classCode == ORV_SPECTRUM_CLASS && count == 0) {
+        Variant channels;
+        // A failure leaves no value, which counts as 0.
+        getParameter(ORV_CHANNEL_COUNT_PARAMETER, channels, 0, 0);
+        size = channels.toInt32();
+    }
+    return normalizeStatus(pyORV3::signExtended(OrvCreateBlock(handle_, classCode, size, 0)));
+}
+
+// ---- Single parameters ----
+
+Status FileAccess::getParameter(std::uint32_t code, Variant& value, std::uint16_t record,
+                                std::uint16_t entry) {
+    const std::lock_guard lock(mutex_);
+    value.clear();
+    if (handle_ == 0) {
+        return report("FileAccess::getParameter", "File is not open", pyORV3::noDataSource);
+    }
+    ParameterMetadata metadata(handle_);
+    if (const Status status = metadata.lookup(code); status != success) {
+        return status;
+    }
+    ByteStream buffer;
+    try {
+        buffer.allocate(metadata.valueSize());
+    } catch (...) {
+        if (const Status status = pyORV3::reportCaught("FileAccess::getParameter");
+            status != success) {
+            return status;
+        }
+    }
+    record = recordOrFirst(record);
+    const Status status =
+        normalizeStatus(readParameter(handle_, code, record, entry, buffer.data(), sizeOf(buffer)));
+    if (status != success) {
+        return reportParameter("FileAccess::getParameter", "Failed to get parameter: ", code,
+                               record, entry, status);
+    }
+    return metadata.deserialize(buffer, value);
+}
+
+Status FileAccess::setParameter(std::uint32_t code, const Variant& value, std::uint16_t record,
+                                std::uint16_t entry) {
+    const std::lock_guard lock(mutex_);
+    if (handle_ == 0) {
+        return report("FileAccess::setParameter", "File is not open", pyORV3::noDataSource);
+    }
+    ParameterMetadata metadata(handle_);
+    if (const Status status = metadata.lookup(code); status != success) {
+        return status;
+    }
+    ByteStream buffer;
+    if (const Status status = metadata.serialize(value, buffer); status != success) {
+        return status;
+    }
+    record = recordOrFirst(record);
+    const Status status = normalizeStatus(
+        writeParameter(handle_, code, record, entry, buffer.data(), sizeOf(buffer)));
+    if (status != success) {
+        return reportParameter("FileAccess::setParameter", "Failed to set parameter: ", code,
+                               record, entry, status);
+    }
+    return success;
+}
+
+// ---- Diagnostics ----
+
+Status FileAccess::report(std::string_view context, std::string_view message, Status status) const {
+    const std::string_view name = fileName_.empty() ? "(unknown)" : std::string_view(fileName_);
+    return trace(context, failureLevel, {"File: ", name, ". ", message}, status);
+}
+
+Status FileAccess::reportParameter(std::string_view context, std::string_view message,
+                                   std::uint32_t code, std::uint16_t record, std::uint16_t entry,
+                                   Status status) const {
+    return report(context,
+                  std::string(message) + describeParameterCode(code) +
+                      " Record: " + std::to_string(record) + " Entry: " + std::to_string(entry),
+                  status);
 }
 
 }  // namespace Tarsel::Datasources::QAR

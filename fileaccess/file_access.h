@@ -17,8 +17,8 @@ namespace Tarsel::Datasources::QAR {
 // source, which it never closes.
 //
 // Every operation returns a status, 0 for success, and traces its refusals. Operations that need
-// a data source give 0xEBE81389 where the object, or the source or the destination of a copy, has
-// none; 0xECE99D7D where source and destination are one object. Library results are normalised
+// a data source give noDataSource where the object, or the source or the destination of a copy, has
+// none; badArguments where source and destination are one object. Library results are normalised
 // (normalizeStatus) unless an operation says otherwise.
 //
 // Every operation holds the object's recursive mutex from its first step to its last. A copy
@@ -46,9 +46,9 @@ class FileAccess {
     // else opens it with the flags and ORV_ACCESS_READ as access mode. On failure the object stays
     // empty.
     //
-    // 0xECE99D7D for an empty name; 0xEBE8138D where the object has a data source; 1 to 4 where no
-    // context can be created; the 16-bit library result, sign-extended (normalised after a
-    // creation only).
+    // badArguments for an empty name; dataSourceAlreadyOpen where the object has a data source;
+    // noTemporaryContext to noBoundContext where no context can be created; the 16-bit library
+    // result, sign-extended (normalised after a creation only).
     pyORV3::Status open(std::string fileName, std::uint32_t flags);
 
     // Ends the object's data source: an attached one is forgotten, an owned one flushed (unless
@@ -60,11 +60,12 @@ class FileAccess {
     static constexpr std::uint32_t allClasses = 0xFFFFFFFF;
 
     // Copies one class into the destination, or the whole data source. The class argument is a
-    // class number, or a code whose high 16 bits are one. 0xEBE88102 where the destination does
+    // class number, or a code whose high 16 bits are one. blockMissing where the destination does
     // not hold the class's block.
     pyORV3::Status copyTo(FileAccess& destination, std::uint32_t classArgument);
 
-    // Copies the whole data source; takes no lock. 0xEBE8138D where one side has no data source.
+    // Copies the whole data source; takes no lock. dataSourceAlreadyOpen where one side has no data
+    // source.
     pyORV3::Status duplicateTo(FileAccess& destination);
 
     // Creates a block of `count` units of the class. The spectrum class with count 0 gets as many
@@ -74,8 +75,8 @@ class FileAccess {
 
     // Reads a parameter into the value, which is cleared first. Record 0 stands for record 1.
     //
-    // The status of ParameterMetadata::lookup or deserialize; 0x8007000E where memory is exhausted
-    // (reportCaught); the library's.
+    // The status of ParameterMetadata::lookup or deserialize; memoryExhausted where memory is
+    // exhausted (reportCaught); the library's.
     pyORV3::Status getParameter(std::uint32_t code, com::tarsel::utility::Variant& value,
                                 std::uint16_t record, std::uint16_t entry);
 
@@ -90,12 +91,13 @@ class FileAccess {
     pyORV3::Status copySequenceTo(FileAccess& destination);
 
   private:
-    // Traces a message of the operation with a prefix that names the file; returns the status.
-    pyORV3::Status report(std::string_view operation, std::string_view message,
+    // Traces a message of an operation, "FileAccess::" and its name, with a prefix that names the
+    // file; returns the status.
+    pyORV3::Status report(std::string_view context, std::string_view message,
                           pyORV3::Status status) const;
 
     // Traces a failed library call on a parameter.
-    pyORV3::Status reportParameter(std::string_view operation, std::string_view message,
+    pyORV3::Status reportParameter(std::string_view context, std::string_view message,
                                    std::uint32_t code, std::uint16_t record, std::uint16_t entry,
                                    pyORV3::Status status) const;
 

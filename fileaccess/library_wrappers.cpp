@@ -1,8 +1,5 @@
 #include "fileaccess/library_wrappers.h"
 
-#include "fileaccess/library_context.h"
-#include "module/ground/library_error.h"
-
 namespace Tarsel::Datasources::QAR {
 
 using pyORV3::libraryError;
@@ -11,15 +8,11 @@ using pyORV3::success;
 
 namespace {
 
-constexpr Status failed(ContextFailure failure) {
-    return static_cast<Status>(failure);
-}
-
 // Fills the record of the node that new contexts are bound to, asked through a context of its own.
 Status findNode(OrvNodeRecord& node) {
     OrvContext temporary = 0;
     if (OrvCreateDSC2(nullptr, &temporary, 0, 0) != 0) {
-        return failed(ContextFailure::noTemporaryContext);
+        return pyORV3::noTemporaryContext;
     }
     const OwnedContext owner(temporary);
     OrvResult result = enumerateNode(temporary, node, NodeSelector::first);
@@ -27,12 +20,17 @@ Status findNode(OrvNodeRecord& node) {
         result = enumerateNode(temporary, node, NodeSelector::second);
     }
     if (result != 0) {
-        return failed(ContextFailure::noNode);
+        return pyORV3::noNode;
     }
-    return node.refusal[0] == '\0' ? success : failed(ContextFailure::nodeRefused);
+    return node.refusal[0] == '\0' ? success : pyORV3::nodeWithRefusal;
 }
 
 }  // namespace
+
+OrvResult enumerateNode(OrvContext context, OrvNodeRecord& node, NodeSelector selector) {
+    std::uint16_t count = 1;
+    return OrvNodeEnumeration(context, &node, &count, static_cast<std::uint16_t>(selector));
+}
 
 Status createContext(OrvContext& handle, std::uint16_t access, std::uint32_t option) {
     OrvNodeRecord node{};
@@ -48,7 +46,7 @@ Status createContext(OrvContext& handle, std::uint16_t access, std::uint32_t opt
     if (result != ORV_RESULT_NOTHING_CREATED) {
         OrvContextDeletion(created);
     }
-    return failed(ContextFailure::noContext);
+    return pyORV3::noBoundContext;
 }
 
 Status closeDataSource(OrvContext handle, std::uint32_t flags) {
@@ -67,8 +65,8 @@ Status releaseContext(OrvContext handle) {
     return libraryError(OrvContextDeletion(handle), handle);
 }
 
-Status copyClass(OrvContext source, OrvContext destination, std::uint16_t classNumber) {
-    const OrvResult result = OrvClassCopy(source, destination, classNumber);
+Status copyClass(OrvContext source, OrvContext destination, std::uint16_t classCode) {
+    const OrvResult result = OrvClassCopy(source, destination, classCode);
     switch (result) {
         case ORV_RESULT_SOURCE_FAILED:
             return pyORV3::queriedError(source);

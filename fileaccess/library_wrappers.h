@@ -1,8 +1,9 @@
-// The library calls of the file access object with their results as statuses.
+// The library calls of the file access object with their results as statuses, and the contexts it
+// needs for a moment.
 //
-// But for createContext every function returns 0, the code that the error query gives for a result
-// of -1, or any other result sign-extended with 0x60 ORed in (module/ground/library_error.h). None
-// of the statuses is normalised.
+// But for createContext every function that gives a status gives 0, the code that the error query
+// gives for a result of -1, or any other result sign-extended with 0x60 ORed in
+// (module/ground/status.h). None of the statuses is normalised.
 #ifndef PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 #define PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 
@@ -13,16 +14,34 @@
 
 namespace Tarsel::Datasources::QAR {
 
-// Why a context could not be created; callers see these numbers as they are.
-enum class ContextFailure : pyORV3::Status {
-    noTemporaryContext = 1,
-    noNode = 2,
-    nodeRefused = 3,  // the node record carries a refusal text
-    noContext = 4,
+// Deletes a library context at the end of its life, whatever handle it was given.
+class OwnedContext {
+  public:
+    explicit OwnedContext(OrvContext handle) noexcept : handle_(handle) {}
+    ~OwnedContext() { OrvContextDeletion(handle_); }
+    OwnedContext(const OwnedContext&) = delete;
+    OwnedContext& operator=(const OwnedContext&) = delete;
+    OwnedContext(OwnedContext&&) = delete;
+    OwnedContext& operator=(OwnedContext&&) = delete;
+
+    [[nodiscard]] OrvContext handle() const noexcept { return handle_; }
+
+  private:
+    OrvContext handle_;
 };
 
+// Which nodes an enumeration looks at: the second choice is for the result that asks for it.
+enum class NodeSelector : std::uint16_t {
+    first = ORV_NODE_SELECTOR,
+    second = ORV_NODE_SELECTOR_RETRY,
+};
+
+// Enumerates one node on the context into the record; the result is the library's.
+[[nodiscard]] OrvResult enumerateNode(OrvContext context, OrvNodeRecord& node,
+                                      NodeSelector selector);
+
 // Creates a context bound to the node; access and option go to its creation. `handle` is written
-// on success only. 0, or the number of a ContextFailure.
+// on success only. success, noTemporaryContext, noNode, nodeWithRefusal or noBoundContext.
 [[nodiscard]] pyORV3::Status createContext(OrvContext& handle, std::uint16_t access,
                                            std::uint32_t option);
 
@@ -40,7 +59,7 @@ inline constexpr std::uint32_t closeWithoutFlush = 1;
 // Copies one class; the destination must hold the class's block. The error query goes to the side
 // that the library names as the failing one.
 [[nodiscard]] pyORV3::Status copyClass(OrvContext source, OrvContext destination,
-                                       std::uint16_t classNumber);
+                                       std::uint16_t classCode);
 
 // Reads one parameter value of bufferSize bytes into the buffer.
 [[nodiscard]] pyORV3::Status readParameter(OrvContext handle, std::uint32_t code,

@@ -4,7 +4,7 @@
 #include <charconv>
 
 #include "environment/suite_environment.h"
-#include "fileaccess/library_context.h"
+#include "fileaccess/library_wrappers.h"
 #include "parameters/data_type.h"
 #include "variant/parameter_serialisation.h"
 
@@ -61,7 +61,8 @@ OrvResult ParameterMetadata::lookupThroughTemporaryContext() {
     handle = 0;
     const OrvResult creation = OrvCreateDSC2(&node, &handle, 0, 0);
     const OwnedContext bound(handle);
-    return creation != 0 ? creation : static_cast<OrvResult>(queryDescription(bound.handle()));
+    return creation != 0 ? creation
+                         : static_cast<OrvResult>(codeOf(queryDescription(bound.handle())));
 }
 
 Status ParameterMetadata::queryDescription(OrvContext context) {
@@ -69,7 +70,7 @@ Status ParameterMetadata::queryDescription(OrvContext context) {
     OrvParameterDescription description{};
     const OrvResult result = OrvParameterDescriptionQuery(context, &key, &description);
     if (result != 0) {
-        return static_cast<std::uint16_t>(result);
+        return pyORV3::libraryStatus(static_cast<std::uint16_t>(result));
     }
     name_.fill('\0');
     // The last byte is the terminator, also where the library wrote none.

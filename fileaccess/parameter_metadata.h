@@ -23,7 +23,7 @@ class ParameterMetadata {
     // Asks for the description of the parameter code.
     //
     // 0; the 16-bit result of a failed description query, zero-extended, with the former
-    // description kept; 0xEBE8801A when the data source reports the size 0. With a temporary
+    // description kept; parameterUnknown when the data source reports the size 0. With a temporary
     // context the results are reduced to 16 bits and sign-extended, and a context that cannot be
     // created gives 0 with an empty description.
     [[nodiscard]] pyORV3::Status lookup(std::uint32_t code);

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
+#include "fileaccess/file_access.h"
 #include "module/frame/call_frame.h"
-#include "module/ground/library_error.h"
-#include "module/spectrum_size.h"
+#include "module/spectrum_methods.h"
 #include "parameters/byte_stream.h"
 #include "parameters/data_type.h"
-#include "parameters/little_endian.h"
 
 namespace pyORV3 {
 
@@ -20,8 +20,9 @@ namespace {
 
 constexpr std::uint16_t wholeRecord = 0;
 
+// The class code of a script's class argument.
 std::uint16_t classCode(std::int32_t classArgument) {
-    return static_cast<std::uint16_t>(classCodeOf(static_cast<std::uint32_t>(classArgument)));
+    return classCodeOf(static_cast<std::uint32_t>(classArgument));
 }
 
 std::uint16_t low16(std::int32_t number) {
@@ -37,7 +38,7 @@ Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key
     if (status == 0) {
         record = PythonReference(integerObject(found));
     }
-    return status;
+    return {status, "SOrvFindRecord() failed"};
 }
 
 }  // namespace
@@ -46,19 +47,20 @@ Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_
     const std::uint16_t code = classCode(classArgument);
     const OrvResult result = OrvCreateBlock(
         handle, code, code == ORV_SPECTRUM_CLASS ? roundedSpectrumSize(size) : size, 0);
-    return result == ORV_RESULT_ASK_ERROR_QUERY ? queriedError(handle) : signExtended(result);
+    return {result == ORV_RESULT_ASK_ERROR_QUERY ? queriedError(handle) : signExtended(result),
+            "OrvCreateBlock() failed"};
 }
 
 Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument) {
     const std::uint16_t code = classCode(classArgument);
     std::uint16_t recordCount = 0;
     if (const OrvResult result = OrvRecordCount(handle, code, &recordCount); result != 0) {
-        return signExtended(result);
+        return {signExtended(result), "The record count failed"};
     }
     for (std::uint16_t record = recordCount; record > 0; --record) {
         if (const OrvStatus status = SOrvDeleteOne(handle, code, record, wholeRecord);
             status != 0) {
-            return status;
+            return {status, "SOrvDeleteOne() failed"};
         }
     }
     return success;
@@ -66,18 +68,20 @@ Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument) {
 
 Outcome deleteOne(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
                   std::int32_t entry) {
-    return SOrvDeleteOne(handle, classCode(classArgument), low16(std::max(record, 0)),
-                         low16(std::max(entry, 0)));
+    return {SOrvDeleteOne(handle, classCode(classArgument), low16(std::max(record, 0)),
+                          low16(std::max(entry, 0))),
+            "SOrvDeleteOne() failed"};
 }
 
 Outcome deleteLevel(std::int32_t handle, std::int32_t level) {
-    return SOrvDeleteLevel(handle, level);
+    return {SOrvDeleteLevel(handle, level), "SOrvDeleteLevel() failed"};
 }
 
 Outcome insert(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
                std::int32_t entry) {
-    return SOrvInsertOne(handle, classCode(classArgument), static_cast<std::int16_t>(record),
-                         static_cast<std::int16_t>(std::max(entry, 0)));
+    return {SOrvInsertOne(handle, classCode(classArgument), static_cast<std::int16_t>(record),
+                          static_cast<std::int16_t>(std::max(entry, 0))),
+            "SOrvInsertOne() failed"};
 }
 
 Outcome count(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
@@ -89,18 +93,29 @@ Outcome count(std::int32_t handle, std::int32_t classArgument, std::int32_t reco
     if (status == 0) {
         number = PythonReference(integerObject(counted));
     }
-    return status;
+    return {status, "The count failed"};
 }
 
 Outcome copyTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument) {
-    return classArgument > 0 ? SOrvClassCopy(source, destination, classCode(classArgument))
-                             : SOrvSaveAs(source, destination);
+    if (classArgument > 0) {
+        return {SOrvClassCopy(source, destination, classCode(classArgument)),
+                "SOrvClassCopy() failed"};
+    }
+    return {SOrvSaveAs(source, destination), "SOrvSaveAs() failed"};
 }
 
 Outcome moveRecordsTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument,
                       std::int32_t sourceRecord, std::int32_t destinationRecord) {
-    return SOrvCopyRecord(source, classCode(classArgument), low16(sourceRecord), destination,
-                          low16(destinationRecord), 0);
+    return {SOrvCopyRecord(source, classCode(classArgument), low16(sourceRecord), destination,
+                           low16(destinationRecord), 0),
+            "SOrvCopyRecord() failed"};
+}
+
+Outcome copyAnalysisSequenceTo(std::int32_t sourceHandle, std::int32_t destinationHandle) {
+    using Tarsel::Datasources::QAR::FileAccess;
+    FileAccess source(sourceHandle);
+    FileAccess destination(destinationHandle);
+    return {source.copySequenceTo(destination), "copySequenceTo() Failed"};
 }
 
 Outcome findNuclideByEnergy(std::int32_t handle, float first, float second,
@@ -114,6 +129,9 @@ Outcome findNuclideByEnergy(std::int32_t handle, float first, float second,
 Outcome findNuclideByName(std::int32_t handle, const char* name, std::int32_t searchOption,
                           PythonReference& record) {
     const std::size_t length = std::strlen(name);
+    if (length >= std::numeric_limits<std::uint32_t>::max()) {
+        return {outOfMemory, "No key holds the name"};
+    }
     ByteStream key(static_cast<std::uint32_t>(length + 1));
     std::memcpy(key.data(), name, length);
     return findRecord(handle, ORV_SEARCH_BY_NAME, key, searchOption, record);

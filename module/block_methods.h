@@ -1,4 +1,5 @@
-// The methods on blocks, records and entries of a data source's parameter classes.
+// The methods on blocks, records and entries of a data source's parameter classes, and the copies
+// between sources.
 //
 // A class argument is a class number or any 32-bit code whose high half is one, a parameter code
 // for instance. Records and entries count from 1.
@@ -43,12 +44,17 @@ Outcome copyTo(std::int32_t source, std::int32_t destination, std::int32_t class
 Outcome moveRecordsTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument,
                       std::int32_t sourceRecord, std::int32_t destinationRecord);
 
+// Copies the analysis sequence; both data sources stay open and the caller's. The status of
+// FileAccess::copySequenceTo.
+Outcome copyAnalysisSequenceTo(std::int32_t sourceHandle, std::int32_t destinationHandle);
+
 // Gives the number of the nuclide record found by two numbers, an energy and its tolerance in
 // keV on the embedded library; 0 when none is found.
 Outcome findNuclideByEnergy(std::int32_t handle, float first, float second,
                             std::int32_t searchOption, PythonReference& record);
 
-// Gives the number of the nuclide record found by a name; 0 when none is found.
+// Gives the number of the nuclide record found by a name; 0 when none is found. A name of 2^32 - 1
+// bytes and more gives outOfMemory.
 Outcome findNuclideByName(std::int32_t handle, const char* name, std::int32_t searchOption,
                           PythonReference& record);
 

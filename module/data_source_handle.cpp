@@ -7,10 +7,10 @@ namespace pyORV3 {
 namespace {
 
 // Fills the record of the node that new contexts are bound to.
-Status findNode(OrvNodeRecord& node) {
+Outcome findNode(OrvNodeRecord& node) {
     OrvContext created = 0;
     if (const OrvStatus status = SOrvCreateDSC(nullptr, &created, 0, 0); status != 0) {
-        return status;
+        return {status, "SOrvCreateDSC() failed"};
     }
     const TemporaryContext temporary(created);
     std::uint32_t count = 1;
@@ -20,9 +20,9 @@ Status findNode(OrvNodeRecord& node) {
         status = SOrvEnumNodes(temporary.get(), &node, &count, ORV_NODE_SELECTOR_RETRY);
     }
     if (status != 0) {
-        return status;
+        return {status, "SOrvEnumNodes() failed"};
     }
-    return node.refusal[0] == '\0' ? success : nodeRefused;
+    return {node.refusal[0] == '\0' ? success : nodeRefused, "The node refuses contexts"};
 }
 
 }  // namespace
@@ -31,16 +31,16 @@ TemporaryContext::~TemporaryContext() {
     SOrvDeleteDSC(context_);
 }
 
-Status createHandle(OrvContext& handle) {
+Outcome createHandle(OrvContext& handle) {
     handle = 0;
     OrvNodeRecord node{};
     loadSuiteEnvironment();
-    if (const Status status = findNode(node); status != success) {
-        return status;
+    if (const Outcome found = findNode(node); found.isFailure()) {
+        return found;
     }
     // The library may report a failure and yet give a context that works: that one is used.
     const OrvStatus status = SOrvCreateDSC2(&node, &handle, 0, 0);
-    return status != 0 && handle == 0 ? contextNotCreated : success;
+    return {status != 0 && handle == 0 ? contextNotCreated : success, "SOrvCreateDSC2() failed"};
 }
 
 }  // namespace pyORV3

@@ -2,7 +2,7 @@
 #ifndef PYORV3_MODULE_DATA_SOURCE_HANDLE_H
 #define PYORV3_MODULE_DATA_SOURCE_HANDLE_H
 
-#include "module/ground/status.h"
+#include "module/frame/outcome.h"
 #include "module/interface/orv.h"
 
 namespace pyORV3 {
@@ -10,7 +10,7 @@ namespace pyORV3 {
 // Makes a context bound to the node that the library's node enumeration reports; loads the suite
 // environment first. On failure `handle` is 0 and the status is the library's, nodeRefused or
 // contextNotCreated. The caller owns the context.
-[[nodiscard]] Status createHandle(OrvContext& handle);
+[[nodiscard]] Outcome createHandle(OrvContext& handle);
 
 // Owns a library context and deletes it in the end.
 class TemporaryContext {

@@ -5,34 +5,12 @@
 
 #include "module/data_source_handle.h"
 #include "module/frame/call_frame.h"
-#include "module/frame/guarded_region.h"
 #include "module/frame/text_conversion.h"
 #include "platform/dynamic_library.h"
 
 namespace pyORV3 {
 
 namespace {
-
-// Gives the interpreter lock to other Python threads for as long as the object lives.
-class InterpreterLockRelease {
-  public:
-    InterpreterLockRelease() noexcept : threadState_(PyEval_SaveThread()) {}
-    ~InterpreterLockRelease() { PyEval_RestoreThread(threadState_); }
-    InterpreterLockRelease(const InterpreterLockRelease&) = delete;
-    InterpreterLockRelease& operator=(const InterpreterLockRelease&) = delete;
-    InterpreterLockRelease(InterpreterLockRelease&&) = delete;
-    InterpreterLockRelease& operator=(InterpreterLockRelease&&) = delete;
-
-  private:
-    PyThreadState* threadState_;
-};
-
-// Brings the engines' results into their own family of status codes.
-Status engineStatus(Status result) {
-    constexpr Status engineFamily = 0x61;
-    constexpr Status engineCode = 0xE0610000;
-    return ((result >> 16) & 0xFF) == engineFamily ? engineCode | (result & 0xFFFF) : result;
-}
 
 // What the entry point throws is caught while the engine is loaded: the thrown object's code lies
 // in it.
@@ -41,18 +19,19 @@ Outcome executeEngine(const char* engineName, const char* entryPointName, std::i
     constexpr std::size_t longestFileName = 259;
     const std::string fileName = std::string(engineName) + ".dll";
     if (fileName.size() > longestFileName) {
-        return badArguments;
+        return {badArguments, "The engine's name is too long"};
     }
     const platform::DynamicLibrary library(fileName.c_str());
     if (!library) {
-        return engineStatus(GetLastError());
+        return {engineStatus(systemError(GetLastError())), "The engine cannot be loaded"};
     }
     const auto entryPoint = library.find<OrvEngineFunction>(entryPointName);
     if (entryPoint == nullptr) {
-        return engineStatus(GetLastError());
+        return {engineStatus(systemError(GetLastError())), "The engine has no such entry point"};
     }
-    return guardedRegion(
-        [&]() -> Outcome { return engineStatus(entryPoint(first, second, 0, 0)); });
+    return guardedRegion([&]() -> Outcome {
+        return {engineStatus(libraryStatus(entryPoint(first, second, 0, 0))), "The engine failed"};
+    });
 }
 
 // The names of the inputs, in the library's order. Any failure of the library ends the list.
@@ -76,14 +55,19 @@ std::string joinedInputNames(OrvContext context) {
 
 Outcome executeNativeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
                             std::int32_t second) {
-    const InterpreterLockRelease lockRelease;
-    return executeEngine(engineName, entryPointName, first, second);
+    // Other Python threads run meanwhile. The lock is not taken back in a destructor: where the
+    // interpreter has ended by then, taking it ends this thread, and no destructor may do that.
+    PyThreadState* const threadState = PyEval_SaveThread();
+    const Outcome outcome =
+        guardedRegion([&] { return executeEngine(engineName, entryPointName, first, second); });
+    PyEval_RestoreThread(threadState);
+    return outcome;
 }
 
 Outcome enumerateDefinitions(PythonReference& names) {
     OrvContext handle = 0;
-    if (const Status status = createHandle(handle); status != success) {
-        return status;
+    if (const Outcome created = createHandle(handle); created.isFailure()) {
+        return created;
     }
     const TemporaryContext context(handle);
     names = textFromUtf8(joinedInputNames(context.get()));
@@ -91,7 +75,7 @@ Outcome enumerateDefinitions(PythonReference& names) {
 }
 
 Outcome control(std::int32_t handle, std::int32_t first, std::int32_t second) {
-    return SOrvControlDSC(handle, first, second);
+    return {SOrvControlDSC(handle, first, second), "SOrvControlDSC() failed"};
 }
 
 Outcome getStatus(std::int32_t handle, PythonReference& state) {
@@ -100,11 +84,11 @@ Outcome getStatus(std::int32_t handle, PythonReference& state) {
     if (status == 0) {
         state = PythonReference(integerObject(static_cast<std::int16_t>(word & 0xFFFF)));
     }
-    return status;
+    return {status, "SOrvQueryDataSource() failed"};
 }
 
 Outcome reverify(std::int32_t handle) {
-    return SOrvReVerify(handle);
+    return {SOrvReVerify(handle), "SOrvReVerify() failed"};
 }
 
 }  // namespace pyORV3

@@ -16,30 +16,22 @@ bool stateRefusesUse(OrvContext handle) {
     return (state[0] & ORV_STATE_UNUSABLE) != 0;
 }
 
-// The status of the library's opening; what it may stand for besides failure is resolved here.
-Status openingStatus(OrvContext handle, OrvStatus opened) {
+// The library's opening; what its status may stand for besides failure is resolved here.
+Outcome openingOutcome(OrvContext handle, OrvStatus opened) {
     switch (opened) {
         case ORV_STATUS_NOT_A_SOURCE:
-            return openRefused;
+            return {openRefused, "The name is no data source"};
         case ORV_STATUS_OPENED_WITH_REMARK:
-            return stateRefusesUse(handle) ? openRefusedByState : success;
+            return {stateRefusesUse(handle) ? openRefusedByState : success,
+                    "The data source cannot be used"};
         default:
-            return opened;
+            return {opened, "SOrvOpenDataSource() failed"};
     }
 }
 
-Status openSource(OrvContext handle, const char* sourceName, std::int32_t accessMode,
-                  std::int32_t typeSelector, const char* auxiliaryText) {
-    const OrvStatus opened = SOrvOpenDataSource(
-        handle, sourceName, typeSelector != 0 ? ORV_SOURCE_FILE : ORV_SOURCE_INPUT,
-        static_cast<std::uint32_t>(accessMode), 0,
-        *auxiliaryText == '\0' ? nullptr : auxiliaryText);
-    const Status status = openingStatus(handle, opened);
-    if (status != success) {
-        SOrvCloseDataSource(handle);
-        SOrvDeleteDSC(handle);
-    }
-    return status;
+void closeAndDelete(OrvContext handle) {
+    SOrvCloseDataSource(handle);
+    SOrvDeleteDSC(handle);
 }
 
 }  // namespace
@@ -47,27 +39,40 @@ Status openSource(OrvContext handle, const char* sourceName, std::int32_t access
 Outcome open(const char* sourceName, std::int32_t accessMode, std::int32_t typeSelector,
              const char* auxiliaryText, PythonReference& handle) {
     OrvContext context = 0;
-    Status status = createHandle(context);
-    if (status == success) {
-        const bool create = (static_cast<std::uint32_t>(accessMode) & ORV_ACCESS_CREATE) != 0;
-        status = create ? SOrvCreateFile(context, sourceName, ORV_SOURCE_FILE, ORV_CREATION_FIRST,
-                                         ORV_CREATION_SECOND, ORV_CREATION_THIRD)
-                        : openSource(context, sourceName, accessMode, typeSelector, auxiliaryText);
+    Outcome outcome = createHandle(context);
+    bool isLive = !outcome.isFailure();
+    if (isLive && (static_cast<std::uint32_t>(accessMode) & ORV_ACCESS_CREATE) != 0) {
+        outcome = {SOrvCreateFile(context, sourceName, ORV_SOURCE_FILE, ORV_CREATION_FIRST,
+                                  ORV_CREATION_SECOND, ORV_CREATION_THIRD),
+                   "SOrvCreateFile() failed"};
+    } else if (isLive) {
+        const OrvStatus opened = SOrvOpenDataSource(
+            context, sourceName, typeSelector != 0 ? ORV_SOURCE_FILE : ORV_SOURCE_INPUT,
+            static_cast<std::uint32_t>(accessMode), 0,
+            *auxiliaryText == '\0' ? nullptr : auxiliaryText);
+        outcome = openingOutcome(context, opened);
+        isLive = !outcome.isFailure();
+        if (!isLive) {
+            closeAndDelete(context);
+        }
     }
     handle = PythonReference(integerObject(context));
-    return status;
+    if (!handle && isLive) {
+        closeAndDelete(context);  // nobody could ever close it
+    }
+    return outcome;
 }
 
 Outcome close(std::int32_t handle, std::int32_t /*unused*/) {
     if (const OrvStatus status = SOrvCloseDataSource(handle); status != 0) {
-        return status;
+        return {status, "SOrvCloseDataSource() failed"};
     }
     SOrvDeleteDSC(handle);
     return success;
 }
 
 Outcome flush(std::int32_t handle) {
-    return SOrvFlush(handle);
+    return {SOrvFlush(handle), "SOrvFlush() failed"};
 }
 
 std::int32_t getIsOpen(std::int32_t handle) {

@@ -1,12 +1,14 @@
 // The Python module: its definition and the table of its methods.
-#include "fileaccess/sequence_method.h"
+#include <exception>
+
+#include "environment/suite_environment.h"
 #include "module/block_methods.h"
 #include "module/engine_methods.h"
 #include "module/frame/call_frame.h"
+#include "module/ground/trace.h"
 #include "module/handle_methods.h"
 #include "module/interface/orv.h"
 #include "module/spectrum_methods.h"
-#include "parameters/metadata_method.h"
 #include "parameters/parameter_methods.h"
 
 namespace pyORV3 {
@@ -64,6 +66,16 @@ PyModuleDef moduleDefinition = {
     PyModuleDef_HEAD_INIT, "pyORV3", nullptr, -1, methods, nullptr, nullptr, nullptr, nullptr,
 };
 
+// The environment variable PYORV3_TRACE names the file of the reports.
+void startTrace() noexcept {
+    try {
+        if (const auto fileName = processVariable("PYORV3_TRACE")) {
+            traceToFile(fileName->c_str());
+        }
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): no memory, no reports
+    }
+}
+
 }  // namespace
 
 }  // namespace pyORV3
@@ -73,5 +85,6 @@ PyModuleDef moduleDefinition = {
 extern "C" ORV_EXPORT PyObject* PyInit_pyORV3();
 
 extern "C" PyObject* PyInit_pyORV3() {
+    pyORV3::startTrace();
     return PyModule_Create2(&pyORV3::moduleDefinition, 3);
 }

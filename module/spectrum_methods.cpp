@@ -1,13 +1,11 @@
 #include "module/spectrum_methods.h"
 
 #include <algorithm>
-#include <new>
 #include <string>
+#include <vector>
 
 #include "module/frame/argument_format.h"
 #include "module/interface/orv.h"
-#include "module/spectrum_size.h"
-#include "parameters/byte_stream.h"
 
 namespace pyORV3 {
 
@@ -17,21 +15,6 @@ constexpr std::int32_t largestReadCount = 65535;  // what a 16-bit channel numbe
 constexpr std::int32_t channelsPerReading = 2048;
 constexpr std::int32_t channelsPerWriting = 256;
 
-// The scratch buffer of one transfer: zeroed channel contents.
-class ChannelBuffer {
-  public:
-    // Holds one channel at least, so that the library always gets a valid place.
-    explicit ChannelBuffer(std::int32_t channelCount)
-        : bytes_(static_cast<std::uint32_t>(std::max(channelCount, 1)) * sizeof(std::int32_t)) {}
-
-    [[nodiscard]] std::int32_t* channel(std::int32_t slot) noexcept {
-        return reinterpret_cast<std::int32_t*>(bytes_.data()) + slot;
-    }
-
-  private:
-    Tarsel::Utility::ByteStream bytes_;
-};
-
 OrvStatus readChannelCount(OrvContext handle, std::int32_t& channelCount) {
     channelCount = 0;
     return SOrvGetParam(handle, ORV_CHANNEL_COUNT_PARAMETER, 1, 1, &channelCount,
@@ -39,13 +22,13 @@ OrvStatus readChannelCount(OrvContext handle, std::int32_t& channelCount) {
 }
 
 // Reads all channels in chunks; the first call is made even when there is none.
-OrvStatus readChannels(OrvContext handle, std::int32_t channelCount, ChannelBuffer& buffer) {
+OrvStatus readChannels(OrvContext handle, std::int32_t channelCount, std::int32_t* channels) {
     std::int32_t position = 0;
     do {
         const std::int32_t chunk = std::min(channelCount - position, channelsPerReading);
         const OrvStatus status =
             SOrvGetSpectrum(handle, static_cast<std::uint16_t>(position + 1),
-                            static_cast<std::uint16_t>(chunk), 0, buffer.channel(position));
+                            static_cast<std::uint16_t>(chunk), 0, channels + position);
         if (status != 0) {
             return status;
         }
@@ -57,14 +40,14 @@ OrvStatus readChannels(OrvContext handle, std::int32_t channelCount, ChannelBuff
 // Writes in chunks: the first one holds at most the tuple's items, the others go on to the end of
 // the buffer, zeros included; the first call is made even when there is no item.
 OrvStatus writeChannels(OrvContext handle, std::int32_t itemCount, std::int32_t bufferCount,
-                        ChannelBuffer& buffer) {
+                        const std::int32_t* channels) {
     std::int32_t position = 0;
     std::int32_t remaining = itemCount;
     do {
         const std::int32_t chunk = std::min(remaining, channelsPerWriting);
         const OrvStatus status =
             SOrvPutSpectrum(handle, static_cast<std::uint16_t>(position + 1),
-                            static_cast<std::uint16_t>(chunk), buffer.channel(position));
+                            static_cast<std::uint16_t>(chunk), channels + position);
         if (status != 0) {
             return status;
         }
@@ -74,23 +57,63 @@ OrvStatus writeChannels(OrvContext handle, std::int32_t itemCount, std::int32_t 
     return 0;
 }
 
-// A tuple of the channel contents. Python's own struct module makes it: it fills the tuple's slots
-// directly, where the stable ABI has only a call for each, which costs half as much again.
-PythonReference channelTuple(std::int32_t channelCount, ChannelBuffer& buffer) {
-    const std::string format = std::to_string(channelCount) + "i";
-    const PythonReference module(PyImport_ImportModule("_struct"));
-    const PythonReference bytes(PyBytes_FromStringAndSize(
-        reinterpret_cast<const char*>(buffer.channel(0)),
-        static_cast<Py_ssize_t>(channelCount) * static_cast<Py_ssize_t>(sizeof(std::int32_t))));
-    if (!module || !bytes) {
-        throw std::bad_alloc();  // nothing else can be missing
+// A bytes object with room for the contents, at least one, all zero. Python takes large ones as
+// fresh pages, which need no clearing. Nobody else has seen the object, so it may be written to.
+PythonReference zeroedBytes(std::int32_t channelCount) {
+    const auto size = static_cast<Py_ssize_t>(sizeof(std::int32_t)) * std::max(channelCount, 1);
+    return PythonReference(PyObject_CallFunction(reinterpret_cast<PyObject*>(&PyBytes_Type),
+                                                 const_cast<char*>("n"), size));
+}
+
+// The function unpack_from of Python's struct module, which fills a tuple's slots directly; empty,
+// without a pending error, where the interpreter does not have it: while it ends, or where a
+// script has something else under the name. Looked up in the list of modules and imported only if
+// missing there, past a script's own __import__.
+PythonReference structUnpack() {
+    PyObject* const modules = PySys_GetObject("modules");
+    if (modules == nullptr || !PyDict_Check(modules)) {
+        return {};
     }
-    PythonReference tuple(
-        PyObject_CallMethod(module.get(), "unpack", "sO", format.c_str(), bytes.get()));
-    if (!tuple) {
-        throw std::bad_alloc();
+    PyObject* const loaded = PyDict_GetItemString(modules, "_struct");
+    Py_XINCREF(loaded);
+    const PythonReference module(
+        loaded != nullptr ? loaded
+                          : PyImport_ImportModuleLevel("_struct", nullptr, nullptr, nullptr, 0));
+    PythonReference function(module ? PyObject_GetAttrString(module.get(), "unpack_from")
+                                    : nullptr);
+    if (function && Py_TYPE(function.get()) == &PyCFunction_Type) {
+        return function;
+    }
+    PyErr_Clear();
+    return {};
+}
+
+// A tuple filled item by item, which takes half as long again.
+PythonReference tupleOfItems(std::int32_t channelCount, const std::int32_t* channels) {
+    PythonReference tuple(PyTuple_New(channelCount));
+    for (std::int32_t slot = 0; tuple && slot < channelCount; ++slot) {
+        PyObject* const item = PyLong_FromLong(channels[slot]);
+        if (item == nullptr) {
+            return {};
+        }
+        PyTuple_SetItem(tuple.get(), slot, item);
     }
     return tuple;
+}
+
+// A tuple of the channel contents in the bytes; empty only where memory is exhausted.
+PythonReference channelTuple(std::int32_t channelCount, PyObject* bytes) {
+    if (const PythonReference unpack = structUnpack()) {
+        const std::string format = std::to_string(channelCount) + "i";
+        PythonReference tuple(
+            PyObject_CallFunction(unpack.get(), const_cast<char*>("sO"), format.c_str(), bytes));
+        if (tuple && PyTuple_CheckExact(tuple.get())) {
+            return tuple;
+        }
+        PyErr_Clear();
+    }
+    return tupleOfItems(channelCount,
+                        reinterpret_cast<const std::int32_t*>(PyBytes_AsString(bytes)));
 }
 
 // The low 32 bits of an int; false for an object that is none.
@@ -106,10 +129,10 @@ bool channelContent(PyObject* item, std::int32_t& content) {
     return isInteger;
 }
 
-// Puts the tuple's items into the buffer; false when one is no int.
-bool fillBuffer(PyObject* tuple, std::int32_t itemCount, ChannelBuffer& buffer) {
+// Puts the tuple's items into the channels; false when one is no int.
+bool fillChannels(PyObject* tuple, std::int32_t itemCount, std::int32_t* channels) {
     for (std::int32_t slot = 0; slot < itemCount; ++slot) {
-        if (!channelContent(PyTuple_GetItem(tuple, slot), *buffer.channel(slot))) {
+        if (!channelContent(PyTuple_GetItem(tuple, slot), channels[slot])) {
             return false;
         }
     }
@@ -122,16 +145,23 @@ Outcome getSpectrum(std::int32_t handle, std::int32_t /*unused1*/, std::int32_t 
                     PythonReference& channels) {
     std::int32_t channelCount = 0;
     if (const OrvStatus status = readChannelCount(handle, channelCount); status != 0) {
-        return status;
+        return {status, "The channel count cannot be read"};
     }
     if (channelCount < 0 || channelCount > largestReadCount) {
-        return badArguments;
+        return {badArguments, "No spectrum has so many channels"};
     }
-    ChannelBuffer buffer(channelCount);
-    if (const OrvStatus status = readChannels(handle, channelCount, buffer); status != 0) {
-        return status;
+    const PythonReference bytes = zeroedBytes(channelCount);
+    if (bytes) {
+        auto* const contents = reinterpret_cast<std::int32_t*>(PyBytes_AsString(bytes.get()));
+        if (const OrvStatus status = readChannels(handle, channelCount, contents); status != 0) {
+            return {status, "SOrvGetSpectrum() failed"};
+        }
+        channels = channelTuple(channelCount, bytes.get());
     }
-    channels = channelTuple(channelCount, buffer);
+    if (!channels) {
+        PyErr_Clear();
+        return {outOfMemory, "No memory for the spectrum"};
+    }
     return success;
 }
 
@@ -139,24 +169,25 @@ Outcome setSpectrum(std::int32_t handle, PyObject* channels, std::int32_t /*unus
                     std::int32_t /*unused2*/) {
     const Py_ssize_t itemCount = PyTuple_Size(channels);  // -1 for an object that is no tuple
     if (itemCount < 0 || itemCount > largestSpectrumSize) {
-        return badArguments;
+        return {badArguments, "The spectrum is no tuple or too long"};
     }
     auto writeCount = static_cast<std::int32_t>(itemCount);
     std::int32_t bufferCount = roundedSpectrumSize(writeCount);
-    ChannelBuffer buffer(bufferCount);
-    if (!fillBuffer(channels, writeCount, buffer)) {
-        return badArguments;
+    std::vector<std::int32_t> contents(static_cast<std::size_t>(bufferCount));
+    if (!fillChannels(channels, writeCount, contents.data())) {
+        return {badArguments, "An item of the spectrum is no int"};
     }
     // A source that does not tell its channel count takes all channels.
     std::int32_t channelCount = 0;
     if (readChannelCount(handle, channelCount) == 0) {
         if (channelCount < 0) {
-            return badArguments;
+            return {badArguments, "No spectrum has so many channels"};
         }
         writeCount = std::min(writeCount, channelCount);
         bufferCount = std::min(bufferCount, channelCount);
     }
-    return writeChannels(handle, writeCount, bufferCount, buffer);
+    return {writeChannels(handle, writeCount, bufferCount, contents.data()),
+            "SOrvPutSpectrum() failed"};
 }
 
 }  // namespace pyORV3

@@ -9,6 +9,19 @@
 
 namespace pyORV3 {
 
+// The largest size that a spectrum's storage comes in.
+inline constexpr std::int32_t largestSpectrumSize = 32768;
+
+// A channel count rounded up to a power of two from 256 to 32,768; anything larger gives 32,768,
+// zero and negative counts 256.
+[[nodiscard]] constexpr std::int32_t roundedSpectrumSize(std::int64_t channelCount) noexcept {
+    std::int32_t size = 256;
+    while (size < channelCount && size < largestSpectrumSize) {
+        size *= 2;
+    }
+    return size;
+}
+
 // Gives the channel contents as a tuple of ints, as many as the data source says it has channels.
 // A channel count below 0 or above 65,535 is refused with badArguments.
 Outcome getSpectrum(std::int32_t handle, std::int32_t unused1, std::int32_t unused2,

@@ -1,9 +1,11 @@
 // ByteStream: the owned, zero-filled byte buffer in which values travel to and from the
-// data-access library.
+// data-access library; and the numbers in value bytes, which are little-endian.
 #ifndef PYORV3_PARAMETERS_BYTE_STREAM_H
 #define PYORV3_PARAMETERS_BYTE_STREAM_H
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 namespace Tarsel::Utility {
@@ -44,6 +46,23 @@ class ByteStream {
     std::uint32_t size_ = 0;
     std::unique_ptr<std::uint8_t[]> data_;
 };
+
+static_assert(std::endian::native == std::endian::little,
+              "value bytes are moved as the machine holds them");
+
+// The number of type Number in the sizeof(Number) bytes at `bytes`, which need no alignment.
+template <typename Number>
+[[nodiscard]] Number readLittleEndian(const std::uint8_t* bytes) noexcept {
+    Number number{};
+    std::memcpy(&number, bytes, sizeof number);
+    return number;
+}
+
+// Writes the sizeof(Number) bytes of the number to `bytes`.
+template <typename Number>
+void writeLittleEndian(std::uint8_t* bytes, Number number) noexcept {
+    std::memcpy(bytes, &number, sizeof number);
+}
 
 }  // namespace Tarsel::Utility
 

@@ -20,14 +20,14 @@ enum class ValueLayout : std::uint8_t {
 };
 
 // What is known of one data type code.
-struct DataType {
+struct ValueType {
     std::uint32_t code;
     ValueLayout layout;
     std::uint32_t width;   // bytes of the layout; of a text the least, its terminator
     const char* typeName;  // as scripts see it in the metadata
 };
 
-inline constexpr std::array<DataType, 12> dataTypes{{
+inline constexpr std::array<ValueType, 12> valueTypes{{
     {2, ValueLayout::byteFlag, 1, "byte"},
     {3, ValueLayout::shortInteger, 2, "short"},
     {6, ValueLayout::byteFlag, 1, "byte"},
@@ -43,10 +43,10 @@ inline constexpr std::array<DataType, 12> dataTypes{{
 }};
 
 // The table's row for a code; null for a code that the module does not know.
-[[nodiscard]] constexpr const DataType* findDataType(std::uint32_t code) noexcept {
-    for (const DataType& dataType : dataTypes) {
-        if (dataType.code == code) {
-            return &dataType;
+[[nodiscard]] constexpr const ValueType* findValueType(std::uint32_t code) noexcept {
+    for (const ValueType& valueType : valueTypes) {
+        if (valueType.code == code) {
+            return &valueType;
         }
     }
     return nullptr;
@@ -54,14 +54,14 @@ inline constexpr std::array<DataType, 12> dataTypes{{
 
 // True for the text codes, whose value size is the text length plus one.
 [[nodiscard]] constexpr bool isText(std::uint32_t code) noexcept {
-    const DataType* dataType = findDataType(code);
-    return dataType != nullptr && dataType->layout == ValueLayout::text;
+    const ValueType* valueType = findValueType(code);
+    return valueType != nullptr && valueType->layout == ValueLayout::text;
 }
 
-// The class number of a class argument or parameter code: the high 16 bits, or the low ones when
-// the high ones are zero.
-[[nodiscard]] constexpr std::uint32_t classCodeOf(std::uint32_t code) noexcept {
-    return (code >> 16) != 0 ? code >> 16 : code;
+// The class code of a class argument or parameter code: the high 16 bits, or the low ones when the
+// high ones are zero.
+[[nodiscard]] constexpr std::uint16_t classCodeOf(std::uint32_t code) noexcept {
+    return static_cast<std::uint16_t>((code >> 16) != 0 ? code >> 16 : code);
 }
 
 }  // namespace Tarsel::Datasources::QAR

@@ -8,6 +8,7 @@ namespace Tarsel::Datasources::QAR {
 
 using pyORV3::Status;
 using pyORV3::success;
+using pyORV3::systemError;
 using pyORV3::trace;
 
 namespace {
@@ -17,12 +18,15 @@ constexpr const char* dictionaryLibrary = "pqar.dll";
 // The system's error number of the step that just failed; never 0, which would say success.
 Status lastError(DWORD numberWhenUnknown) {
     const DWORD error = GetLastError();
-    return error != 0 ? error : numberWhenUnknown;
+    return systemError(error != 0 ? error : numberWhenUnknown);
 }
 
-// The dictionary's entry points return odd numbers for success.
+// The dictionary's entry points return odd numbers for success; 0 is a failure without a code.
 Status lookupStatus(std::uint32_t result) {
-    return (result & 1) != 0 ? success : result;
+    if ((result & 1) != 0) {
+        return success;
+    }
+    return result != 0 ? pyORV3::libraryStatus(result) : pyORV3::parameterUnknown;
 }
 
 }  // namespace

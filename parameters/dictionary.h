@@ -26,9 +26,9 @@ struct ParameterInfo {
     std::uint32_t output12 = 0;
 };
 
-// Asks for the description of a parameter code. Returns 0, the dictionary's own failure status,
-// or the operating system's error number (126 for a library, 127 for an entry point that is
-// missing).
+// Asks for the description of a parameter code. Returns 0, the dictionary's own failure status
+// (parameterUnknown where it gives none), or the operating system's error number (126 for a
+// library, 127 for an entry point that is missing).
 [[nodiscard]] pyORV3::Status getParameterInfo(std::uint32_t code, ParameterInfo& info);
 
 // Asks for the code of a parameter name, an 8-bit text. Returns as getParameterInfo.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "module/ground/trace.h"
 #include "parameters/data_type.h"
 #include "parameters/dictionary.h"
 
@@ -46,7 +47,7 @@ void store(std::array<char, fieldSize>& field, std::string_view text) {
 
 Parameter::Parameter(std::uint32_t code) {
     if (const Status status = load(code); status != success) {
-        throw static_cast<long>(status);
+        throw static_cast<long>(codeOf(status));
     }
 }
 
@@ -65,7 +66,8 @@ Status Parameter::load(std::uint32_t code) {
 
     ParameterInfo info;
     if (const Status status = getParameterInfo(code, info); status != success) {
-        return status;
+        return trace("Parameter::load", pyORV3::failureLevel, "The dictionary has no description",
+                     status);
     }
     constexpr std::uint32_t low16 = 0xFFFF;
     type_ = info.type;

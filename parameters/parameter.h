@@ -31,13 +31,14 @@ class Parameter {
     [[nodiscard]] pyORV3::Status load(std::uint32_t code);
 
     // Makes a Python object of value bytes: bool, int, float, or str (dates as ISO 8601 text). A
-    // data type that is not known or too few bytes give badArguments. The object stays empty when
-    // Python has no memory for it.
+    // data type that is not known or too few bytes give badArguments. The object stays empty, with
+    // Python's error pending, when Python has no memory for it.
     [[nodiscard]] pyORV3::Status deserialize(const Utility::ByteStream& stream,
                                              pyORV3::PythonReference& object) const;
 
     // Empties the stream and fills it with the value bytes of a Python object. A data type that
     // is not known, an object that does not fit it or a text that is no date give badArguments.
+    // Throws std::bad_alloc.
     [[nodiscard]] pyORV3::Status serialize(PyObject* object, Utility::ByteStream& stream) const;
 
     [[nodiscard]] std::uint32_t code() const noexcept { return code_; }

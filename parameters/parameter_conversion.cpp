@@ -4,8 +4,8 @@
 
 #include "module/frame/argument_format.h"
 #include "module/frame/text_conversion.h"
+#include "parameters/byte_stream.h"
 #include "parameters/data_type.h"
-#include "parameters/little_endian.h"
 #include "parameters/parameter.h"
 #include "parameters/timestamp.h"
 
@@ -70,12 +70,12 @@ Status serializeDate(PyObject* object, ByteStream& stream) {
 }  // namespace
 
 Status Parameter::deserialize(const ByteStream& stream, PythonReference& object) const {
-    const DataType* dataType = findDataType(type_);
-    if (dataType == nullptr || stream.size() < dataType->width) {
+    const ValueType* valueType = findValueType(type_);
+    if (valueType == nullptr || stream.size() < valueType->width) {
         return badArguments;
     }
     const std::uint8_t* bytes = stream.data();
-    switch (dataType->layout) {
+    switch (valueType->layout) {
         case ValueLayout::byteFlag:
             object = PythonReference(PyBool_FromLong(*bytes));
             break;
@@ -107,11 +107,11 @@ Status Parameter::deserialize(const ByteStream& stream, PythonReference& object)
 
 Status Parameter::serialize(PyObject* object, ByteStream& stream) const {
     stream.clear();
-    const DataType* dataType = findDataType(type_);
-    if (dataType == nullptr) {
+    const ValueType* valueType = findValueType(type_);
+    if (valueType == nullptr) {
         return badArguments;
     }
-    switch (dataType->layout) {
+    switch (valueType->layout) {
         case ValueLayout::byteFlag:
             return serializeNumber<std::uint8_t, "l", std::int32_t>(object, stream);
         case ValueLayout::shortInteger:

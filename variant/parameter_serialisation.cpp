@@ -6,8 +6,8 @@
 
 #include "module/ground/caught_failure.h"
 #include "module/ground/trace.h"
+#include "parameters/byte_stream.h"
 #include "parameters/data_type.h"
-#include "parameters/little_endian.h"
 #include "parameters/timestamp.h"
 
 namespace Tarsel::Datasources::QAR {
@@ -25,8 +25,8 @@ constexpr std::string_view serializeContext = "ParameterMetadata::serialize";
 constexpr std::string_view deserializeContext = "ParameterMetadata::deserialize";
 
 Status reportInvalidSize(std::string_view context) {
-    pyORV3::trace(context, pyORV3::failureLevel, "Invalid stream size", pyORV3::invalidArgument);
-    return pyORV3::invalidArgument;
+    return pyORV3::trace(context, pyORV3::failureLevel, "Invalid stream size",
+                         pyORV3::invalidArgument);
 }
 
 void writeText(const Variant& value, ByteStream& out) {
@@ -100,8 +100,8 @@ Variant& readValue(ValueLayout layout, const ByteStream& in, Variant& out) {
 Status serializeValue(std::uint32_t type, std::uint32_t bufferSize, const Variant& value,
                       ByteStream& out) {
     out.clear();
-    const DataType* const dataType = findDataType(type);
-    if (dataType != nullptr && bufferSize < dataType->width) {
+    const ValueType* const valueType = findValueType(type);
+    if (valueType != nullptr && bufferSize < valueType->width) {
         return reportInvalidSize(serializeContext);
     }
     try {
@@ -109,23 +109,23 @@ Status serializeValue(std::uint32_t type, std::uint32_t bufferSize, const Varian
     } catch (...) {
         return pyORV3::reportCaught(serializeContext);
     }
-    if (dataType != nullptr) {
-        writeValue(dataType->layout, value, out);
+    if (valueType != nullptr) {
+        writeValue(valueType->layout, value, out);
     }
     return pyORV3::success;
 }
 
 Status deserializeValue(std::uint32_t type, const ByteStream& in, Variant& out) {
     out.clear();
-    const DataType* const dataType = findDataType(type);
-    if (dataType == nullptr) {
+    const ValueType* const valueType = findValueType(type);
+    if (valueType == nullptr) {
         return pyORV3::success;
     }
     // A text may fill its buffer to the end: it needs no terminator and so has no least size.
-    if (dataType->layout != ValueLayout::text && in.size() < dataType->width) {
+    if (valueType->layout != ValueLayout::text && in.size() < valueType->width) {
         return reportInvalidSize(deserializeContext);
     }
-    readValue(dataType->layout, in, out);
+    readValue(valueType->layout, in, out);
     return pyORV3::success;
 }
 

@@ -17,8 +17,8 @@ namespace Tarsel::Datasources::QAR {
 // the Variant's date, or its number when the Variant is a Double. A data type outside the table
 // leaves the buffer zero.
 //
-// 0; 0x80070057 where the buffer is shorter than the layout; 0x8007000E or another status of
-// reportCaught where the buffer cannot be made. After a failure `out` is empty.
+// 0; invalidArgument where the buffer is shorter than the layout; memoryExhausted or another status
+// of reportCaught where the buffer cannot be made. After a failure `out` is empty.
 [[nodiscard]] pyORV3::Status serializeValue(std::uint32_t type, std::uint32_t bufferSize,
                                             const com::tarsel::utility::Variant& value,
                                             Utility::ByteStream& out);
@@ -28,7 +28,7 @@ namespace Tarsel::Datasources::QAR {
 // the first zero byte or the end) as String, dates as DateTime. Unknown for a data type outside
 // the table.
 //
-// 0, or 0x80070057 with `out` Unknown where `in` is shorter than the layout.
+// 0, or invalidArgument with `out` Unknown where `in` is shorter than the layout.
 [[nodiscard]] pyORV3::Status deserializeValue(std::uint32_t type, const Utility::ByteStream& in,
                                               com::tarsel::utility::Variant& out);
 

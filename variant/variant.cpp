@@ -10,7 +10,7 @@
 
 #include "module/ground/status.h"
 #include "module/ground/trace.h"
-#include "parameters/little_endian.h"
+#include "parameters/byte_stream.h"
 #include "variant/text_number.h"
 
 namespace com::tarsel::utility {

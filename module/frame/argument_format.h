@@ -16,7 +16,7 @@
 #include <limits>
 #include <string_view>
 
-#include "module/frame/python.h"
+#include "module/frame/python_reference.h"
 
 namespace pyORV3 {
 

@@ -1,20 +1,46 @@
 #include "module/frame/call_frame.h"
 
+#include "module/ground/trace.h"
+
 namespace pyORV3 {
 
-PyObject* mappedStatus(Outcome outcome) {
-    return integerObject(static_cast<std::int32_t>(mapStatus(outcome.status)));
+namespace {
+
+// For a result that cannot be made.
+PyObject* noResult(const char* method) {
+    trace(method, failureLevel, "The result cannot be made", outOfMemory);
+    return PyErr_Occurred() != nullptr ? nullptr : PyErr_NoMemory();
 }
+
+}  // namespace
 
 PyObject* integerObject(std::int32_t integer) {
     return Py_BuildValue("l", static_cast<long>(integer));
 }
 
-PyObject* tupleResult(Outcome outcome, PythonReference value) {
+PyObject* bareResult(const char* method, Outcome outcome) {
+    if (outcome.isFailure()) {
+        trace(method, failureLevel, outcome.failedStep, outcome.status);
+    }
+    // A conversion that failed has become a status; Python is not to see its error as well.
+    if (PyErr_Occurred() != nullptr) {
+        PyErr_Clear();
+    }
+    return integerObject(static_cast<std::int32_t>(codeOf(mapStatus(outcome.status))));
+}
+
+PyObject* tupleResult(const char* method, Outcome outcome, PythonReference value,
+                      PythonReference (*valueOnFailure)()) {
+    if (!value && outcome.isFailure() && PyErr_Occurred() == nullptr) {
+        value = valueOnFailure();
+    }
+    if (!value) {
+        return noResult(method);
+    }
+    PythonReference status(bareResult(method, outcome));
     PythonReference tuple(PyTuple_New(2));
-    PythonReference status(mappedStatus(outcome));
-    if (!tuple || !status || !value) {
-        return nullptr;
+    if (!tuple || !status) {
+        return noResult(method);
     }
     PyTuple_SetItem(tuple.get(), 0, status.release());
     PyTuple_SetItem(tuple.get(), 1, value.release());

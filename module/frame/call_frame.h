@@ -5,11 +5,16 @@
 // The frame parses the argument tuple, calls the method (inside the guarded region where the
 // method can meet a thrown value) and hands Python
 //   - the mapped status alone, for a method without a value;
-//   - the tuple (mapped status, value), for a method with one; a method that ended without a value
-//     gives its value on failure;
+//   - the tuple (mapped status, value), for a method with one; a method that failed without a
+//     value gives its value on failure;
 //   - the integer itself, for a method that returns std::int32_t.
 // Arguments that do not match the format give the status badArguments without calling the method.
-// No Python error is pending when the frame returns a result.
+// Every failure is reported to the diagnostics sink with the method's name, the step that failed
+// and the status before the mapping.
+//
+// A method whose value cannot be made leaves its place empty and Python's error, that memory is
+// exhausted, pending: the frame then returns null, as where it cannot make the tuple. Otherwise no
+// Python error is pending when it returns.
 #ifndef PYORV3_MODULE_FRAME_CALL_FRAME_H
 #define PYORV3_MODULE_FRAME_CALL_FRAME_H
 
@@ -18,23 +23,22 @@
 #include <type_traits>
 
 #include "module/frame/argument_format.h"
-#include "module/frame/guarded_region.h"
 #include "module/frame/outcome.h"
 #include "module/frame/python_reference.h"
 
 namespace pyORV3 {
 
-// The status mapping towards Python: a new int holding the mapped status, seen as signed 32-bit.
-// The text names the failed step; it does not reach Python. Null, with Python's error set, only
-// when memory is exhausted.
-PyObject* mappedStatus(Outcome outcome);
-
 // A new int.
 PyObject* integerObject(std::int32_t integer);
 
-// A new tuple of the mapped status and the value. Null, with Python's error set, only when
-// memory is exhausted.
-PyObject* tupleResult(Outcome outcome, PythonReference value);
+// Reports a failure of the method and maps its status: a new int, seen as signed 32-bit. Null,
+// with Python's error set, only when memory is exhausted.
+PyObject* bareResult(const char* method, Outcome outcome);
+
+// The same in a new tuple with the value, which after a failure may be empty: the value on failure
+// takes its place unless a Python error is pending. Null where there is no value.
+PyObject* tupleResult(const char* method, Outcome outcome, PythonReference value,
+                      PythonReference (*valueOnFailure)());
 
 // Values on failure.
 PythonReference zero();         // the int 0
@@ -80,14 +84,16 @@ bool parse(PyObject* arguments, Parsed& parsed) {
 }
 
 // What Python calls: the frame around one method.
-template <FixedText format, auto function, Guard guard, auto valueOnFailure, FixedText argumentText>
+template <FixedText name, FixedText format, auto function, Guard guard, auto valueOnFailure,
+          FixedText argumentText>
 PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
     using MethodSignature = Signature<decltype(function)>;
+    static constexpr const char* method = name.text.data();
     typename MethodSignature::Parsed parsed{};
     const bool matches = parse<format>(arguments, parsed);
     if constexpr (MethodSignature::isInteger) {
         return matches ? integerObject(std::apply(function, parsed))
-                       : mappedStatus({badArguments, argumentText.text.data()});
+                       : bareResult(method, {badArguments, argumentText.text.data()});
     } else {
         // Outside the guarded region: a value that was made before something was thrown stays.
         PythonReference value;
@@ -102,14 +108,10 @@ PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
             };
             outcome = guard == Guard::exceptions ? guardedRegion(work) : work();
         }
-        // A conversion that failed has become a status; Python is not to see its error as well.
-        if (PyErr_Occurred() != nullptr) {
-            PyErr_Clear();
-        }
         if constexpr (MethodSignature::hasValue) {
-            return tupleResult(outcome, value ? std::move(value) : valueOnFailure());
+            return tupleResult(method, outcome, std::move(value), valueOnFailure);
         } else {
-            return mappedStatus(outcome);
+            return bareResult(method, outcome);
         }
     }
 }
@@ -126,15 +128,15 @@ template <FixedText name, FixedText format, auto function, auto valueOnFailure =
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef method() {
     return detail::row<name>(
-        detail::callMethod<format, function, Guard::none, valueOnFailure, argumentText>);
+        detail::callMethod<name, format, function, Guard::none, valueOnFailure, argumentText>);
 }
 
 // The method table's row of a method that runs in the guarded region.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef guardedMethod() {
-    return detail::row<name>(
-        detail::callMethod<format, function, Guard::exceptions, valueOnFailure, argumentText>);
+    return detail::row<name>(detail::callMethod<name, format, function, Guard::exceptions,
+                                                valueOnFailure, argumentText>);
 }
 
 }  // namespace pyORV3

@@ -1,20 +1,58 @@
-// Outcome: how a method ended, its status and the text of the step that failed.
+// Outcome: how a method ended, its status and the text of the step that failed; and the guarded
+// region, which makes one of what is thrown inside a method.
 #ifndef PYORV3_MODULE_FRAME_OUTCOME_H
 #define PYORV3_MODULE_FRAME_OUTCOME_H
 
+#include <exception>
+#include <new>
+
 #include "module/ground/status.h"
+#include "module/ground/trace.h"
+#include "platform/exceptions.h"
 
 namespace pyORV3 {
 
 struct Outcome {
-    // A bare status is an outcome: most steps have no text of their own.
+    // A status that cannot be a failure of one step more than of another needs no text.
     // NOLINTNEXTLINE(google-explicit-constructor)
     constexpr Outcome(Status code = success, const char* step = "") noexcept
         : status(code), failedStep(step) {}
 
+    // How a call of the data-access library ended.
+    constexpr Outcome(OrvStatus code, const char* step) noexcept
+        : Outcome(libraryStatus(code), step) {}
+
+    [[nodiscard]] constexpr bool isFailure() const noexcept { return status != success; }
+
     Status status;
     const char* failedStep;  // static text; meaningful when the status is not 0
 };
+
+// Runs the work and returns its outcome, or the status of what it threw. Clauses match exact
+// types: a thrown long or unsigned int is an unknown exception. The end of the thread passes
+// through.
+template <typename Work>
+[[nodiscard]] Outcome guardedRegion(Work&& work) {
+    constexpr const char* numberThrown = "A number was thrown";
+    try {
+        return work();
+    } catch (unsigned long thrown) {
+        return {thrownStatus(static_cast<std::uint32_t>(thrown)), numberThrown};
+    } catch (int thrown) {
+        return {thrownStatus(static_cast<std::uint32_t>(thrown)), numberThrown};
+    } catch (short thrown) {
+        return {signExtended(thrown), numberThrown};
+    } catch (const std::bad_alloc&) {
+        return {outOfMemory, "Memory is exhausted"};
+    } catch (const std::exception& exception) {
+        trace("std::exception", failureLevel, exception.what(), standardException);
+        return {standardException, "A standard exception was thrown"};
+    } catch (platform::ThreadEnd&) {
+        throw;
+    } catch (...) {
+        return {unknownException, "Something unknown was thrown"};
+    }
+}
 
 }  // namespace pyORV3
 

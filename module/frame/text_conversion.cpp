@@ -1,14 +1,27 @@
 #include "module/frame/text_conversion.h"
 
+#include <new>
+
 #include "platform/platform.h"
 
 namespace pyORV3 {
 
+namespace {
+
+// Fills the wide text from the ANSI one. Where the code page is UTF-8 the system refuses the flag.
+void widen(const std::string& text, std::wstring& wide) {
+    const auto size = static_cast<int>(wide.size());
+    if (MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.c_str(), -1, wide.data(), size) == 0) {
+        MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, wide.data(), size);
+    }
+}
+
+}  // namespace
+
 PythonReference textFromAnsi(const std::string& text) {
     // No byte of an ANSI text becomes more than one wide character.
     std::wstring wide(text.size() + 1, L'\0');
-    MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.c_str(), -1, wide.data(),
-                        static_cast<int>(wide.size()));
+    widen(text, wide);
     wide.resize(wide.find(L'\0'));
     return PythonReference(
         PyUnicode_FromWideChar(wide.data(), static_cast<Py_ssize_t>(wide.size())));
@@ -26,13 +39,13 @@ PythonReference textFromUtf8(const std::string& text) {
 std::string ansiFromText(PyObject* text) {
     // One more wide character than the str has, for those that take two where wide means 16 bits.
     std::wstring wide(2 * static_cast<std::size_t>(PyUnicode_GetLength(text)) + 1, L'\0');
-    if (PyUnicode_AsWideChar(text, wide.data(), static_cast<Py_ssize_t>(wide.size() - 1)) <= 0) {
+    if (PyUnicode_AsWideChar(text, wide.data(), static_cast<Py_ssize_t>(wide.size() - 1)) < 0) {
         PyErr_Clear();
-        return {};
+        throw std::bad_alloc();  // a str has no other reason
     }
     const int size = WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
     if (size <= 0) {
-        return {};
+        throw std::bad_alloc();  // more than the system's function can count
     }
     std::string ansi(static_cast<std::size_t>(size), '\0');
     WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, ansi.data(), size, nullptr, nullptr);

@@ -8,15 +8,15 @@
 
 namespace pyORV3 {
 
-// A str of a text in the system's ANSI code page. Empty, without a pending Python error, only
-// when memory is exhausted.
+// A str of a text in the system's ANSI code page. Empty, with Python's error pending, only when
+// memory is exhausted.
 [[nodiscard]] PythonReference textFromAnsi(const std::string& text);
 
 // A str of a UTF-8 text; a text that is none is read in the ANSI code page instead.
 [[nodiscard]] PythonReference textFromUtf8(const std::string& text);
 
 // The str up to its first NUL in the ANSI code page; what the code page does not hold becomes its
-// default character. Empty, without a pending Python error, for an empty str.
+// default character. Exhausted memory is std::bad_alloc, without a pending Python error.
 [[nodiscard]] std::string ansiFromText(PyObject* text);
 
 }  // namespace pyORV3

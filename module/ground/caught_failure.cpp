@@ -5,18 +5,14 @@
 #include <string>
 
 #include "module/ground/trace.h"
+#include "platform/exceptions.h"
 
 namespace pyORV3 {
 
 namespace {
 
-Status report(std::string_view context, std::string_view message, Status status) {
-    trace(context, failureLevel, message, status);
-    return status;
-}
-
 Status reportNumber(std::string_view context, Status status) {
-    return status == success ? success : report(context, "Caught exception", status);
+    return status == success ? success : trace(context, failureLevel, "Caught exception", status);
 }
 
 }  // namespace
@@ -25,22 +21,24 @@ Status reportCaught(std::string_view context) {
     try {
         throw;
     } catch (const std::string& text) {
-        return report(context, text.empty() ? "Exception thrown with empty Error String" : text,
-                      unknownException);
+        return trace(context, failureLevel,
+                     text.empty() ? "Exception thrown with empty Error String" : text,
+                     unknownException);
     } catch (unsigned int number) {
-        return reportNumber(context, number);
+        return reportNumber(context, thrownStatus(number));
     } catch (int number) {
-        return reportNumber(context, static_cast<Status>(number));
+        return reportNumber(context, thrownStatus(static_cast<std::uint32_t>(number)));
     } catch (short number) {
         return reportNumber(context, signExtended(number));
     } catch (const std::bad_alloc&) {
-        return report(context, "Caught exception", memoryExhausted);
+        return trace(context, failureLevel, "Caught exception", memoryExhausted);
     } catch (const std::exception& exception) {
-        return report(context,
-                      std::string("Caught STL Exception.  Description: ") + exception.what(),
-                      unknownException);
+        return trace(context, failureLevel,
+                     {"Caught STL Exception.  Description: ", exception.what()}, unknownException);
+    } catch (platform::ThreadEnd&) {
+        throw;
     } catch (...) {
-        return report(context, "Caught Unknown exception.", unknownException);
+        return trace(context, failureLevel, "Caught Unknown exception.", unknownException);
     }
 }
 

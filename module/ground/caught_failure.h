@@ -9,11 +9,11 @@
 namespace pyORV3 {
 
 // Turns the value that is being handled into a status and traces it under the context. To be
-// called inside a catch (...) clause only.
+// called inside a catch (...) clause only. The end of a thread passes through.
 //
 // A thrown unsigned int, int or short is the status (sign-extended); std::bad_alloc is
-// 0x8007000E; a std::string, any other std::exception and anything else are 0xECE99F6D. A thrown
-// 0 is no failure: nothing is traced and 0 returned.
+// memoryExhausted; a std::string, any other std::exception and anything else are unknownException.
+// A thrown 0 is no failure: nothing is traced and success returned.
 [[nodiscard]] Status reportCaught(std::string_view context);
 
 }  // namespace pyORV3

@@ -4,28 +4,50 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr Status moduleFacility = 0x0CE9;
-constexpr Status engineFacility = 0x0061;
-constexpr Status failureBits = 0xE0000000;
-constexpr Status normalizedLibraryCode = 0xEBE80000;
-constexpr Status libraryWarningBit = 0x00400000;
-constexpr Status mappedLibraryWarning = 0xE0400199;
+constexpr std::uint32_t moduleFacility = 0x0CE9;
+constexpr std::uint32_t engineFacility = 0x0061;
+constexpr std::uint32_t failureBits = 0xE0000000;
+constexpr std::uint32_t normalizedLibraryCode = 0xEBE80000;
+constexpr std::uint32_t libraryWarningBit = 0x00400000;
+constexpr Status mappedLibraryWarning{0xE0400199};
 
-constexpr Status facility(Status status) {
-    return (status >> 16) & 0x0FFF;
+constexpr std::uint32_t facility(Status status) {
+    return (codeOf(status) >> 16) & 0x0FFF;
 }
-constexpr Status number(Status status) {
-    return status & 0xFFFF;
+constexpr std::uint32_t family(Status status) {
+    return (codeOf(status) >> 16) & 0xFF;
+}
+constexpr std::uint32_t number(Status status) {
+    return codeOf(status) & 0xFFFF;
 }
 
 // Library codes that carry the family 0x27 or a number of the range 0x8000 to 0x9FFF.
 constexpr bool belongsToNormalizedFamily(Status status) {
-    constexpr Status family = 0x27;
-    return ((status >> 16) & 0xFF) == family ||
+    constexpr std::uint32_t normalizedFamily = 0x27;
+    return family(status) == normalizedFamily ||
            (number(status) >= 0x8000 && number(status) <= 0x9FFF);
 }
 
+constexpr Status normalized(Status status) {
+    return Status{normalizedLibraryCode | number(status)};
+}
+
 }  // namespace
+
+Status queriedError(OrvContext context) noexcept {
+    std::uint32_t code = 0;
+    std::uint32_t second = 0;
+    std::uint32_t third = 0;
+    const OrvResult query = OrvErrorQuery(context, &code, &second, &third);
+    return query == 0 ? libraryStatus(code) : failureNumber(query);
+}
+
+Status libraryError(OrvResult result, OrvContext context) noexcept {
+    if (result == 0) {
+        return success;
+    }
+    return result == ORV_RESULT_ASK_ERROR_QUERY ? queriedError(context) : failureNumber(result);
+}
 
 Status mapStatus(Status status) noexcept {
     if (status == success || facility(status) == moduleFacility ||
@@ -33,19 +55,21 @@ Status mapStatus(Status status) noexcept {
         return status;
     }
     if (belongsToNormalizedFamily(status)) {
-        return normalizedLibraryCode | number(status);
+        return normalized(status);
     }
-    if ((status & libraryWarningBit) != 0) {
+    if ((codeOf(status) & libraryWarningBit) != 0) {
         return mappedLibraryWarning;
     }
-    return status | failureBits;
+    return Status{codeOf(status) | failureBits};
+}
+
+Status engineStatus(Status result) noexcept {
+    constexpr std::uint32_t engineCode = failureBits | engineFacility << 16;
+    return family(result) == engineFacility ? Status{engineCode | number(result)} : result;
 }
 
 Status normalizeStatus(Status status) noexcept {
-    if (status != success && belongsToNormalizedFamily(status)) {
-        return normalizedLibraryCode | number(status);
-    }
-    return status;
+    return status != success && belongsToNormalizedFamily(status) ? normalized(status) : status;
 }
 
 }  // namespace pyORV3

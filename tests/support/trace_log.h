@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "module/ground/trace.h"
+#include "tests/support/status_code.h"
 
 namespace testing_support {
 

@@ -6,5 +6,5 @@ extern "C" ORV_EXPORT std::uint32_t runInLateModule(std::int32_t kind, std::int3
 }
 
 extern "C" ORV_EXPORT std::uint32_t throwInLateModule(std::int32_t value) {
-    return pyORV3::guardedRegion([&]() -> pyORV3::Outcome { throw value; }).status;
+    return codeOf(pyORV3::guardedRegion([&]() -> pyORV3::Outcome { throw value; }).status);
 }

@@ -15,10 +15,10 @@ constexpr Case cases[] = {
     {"unsigned long", 0, 5, 5},
     {"int", 1, -7, 0xFFFFFFF9},
     {"short", 2, -5, 0xFFFFFFFB},
-    {"std::bad_alloc", 3, 0, pyORV3::outOfMemory},
-    {"std::runtime_error", 4, 0, pyORV3::standardException},
-    {"long", 5, 5, pyORV3::unknownException},
-    {"a class of the engine", 6, 0, pyORV3::unknownException},
+    {"std::bad_alloc", 3, 0, codeOf(pyORV3::outOfMemory)},
+    {"std::runtime_error", 4, 0, codeOf(pyORV3::standardException)},
+    {"long", 5, 5, codeOf(pyORV3::unknownException)},
+    {"a class of the engine", 6, 0, codeOf(pyORV3::unknownException)},
     {"nothing", 7, 42, 42},
 };
 

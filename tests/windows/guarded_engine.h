@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "module/frame/guarded_region.h"
+#include "module/frame/outcome.h"
 #include "module/interface/orv.h"
 #include "platform/dynamic_library.h"
 
@@ -12,9 +12,9 @@
 inline std::uint32_t runGuarded(std::int32_t kind, std::int32_t value) {
     const platform::DynamicLibrary engine("throwing_engine.dll");
     const auto outcome = pyORV3::guardedRegion([&]() -> pyORV3::Outcome {
-        return engine.find<OrvEngineFunction>("fail")(kind, value, 0, 0);
+        return {engine.find<OrvEngineFunction>("fail")(kind, value, 0, 0), "The engine failed"};
     });
-    return outcome.status;
+    return codeOf(outcome.status);
 }
 
 #endif

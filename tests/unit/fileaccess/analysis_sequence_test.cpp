@@ -4,7 +4,6 @@
 #include <thread>
 
 #include "fileaccess/file_access.h"
-#include "fileaccess/sequence_method.h"
 #include "tests/unit/fileaccess/double_fixture.h"
 
 namespace {
@@ -22,7 +21,9 @@ const std::vector<std::uint32_t> settings{0x20100075, 0x20100076, 0x20030015, 0x
 class AnalysisSequence : public testing_support::DoubleFixture {
   protected:
     static pyORV3::Status copy() {
-        return pyORV3::copyAnalysisSequenceTo(source, destination).status;
+        FileAccess from(source);
+        FileAccess to(destination);
+        return from.copySequenceTo(to);
     }
 
     /// The library gives the chunks of a geometry block of `total` bytes, each with its number.
@@ -128,7 +129,7 @@ TEST_F(AnalysisSequence, movesEveryParameterInItsTurn) {
 TEST_F(AnalysisSequence, createsAMissingBlockOnceAndCopiesAgain) {
     const std::string geometry = "OrvCreateBlock 2 4005 0 -1";
     const std::vector<
-        std::tuple<std::uint16_t, std::vector<std::int64_t>, pyORV3::Status, Lines, Lines>>
+        std::tuple<std::uint16_t, std::vector<std::int64_t>, std::uint32_t, Lines, Lines>>
         cases{
             {0x2010, {missingBlock, 0}, 0, {"OrvCreateBlock 2 2010 0 0", geometry}, {}},
             {0x2003, {missingBlock, missingBlock}, 0, {"OrvCreateBlock 2 2003 0 0", geometry}, {}},

@@ -74,7 +74,7 @@ TEST_F(FileAccessTest, staysEmptyWhenTheLibraryDoesNotOpen) {
     struct Case {
         std::uint32_t flags;
         std::int16_t result;
-        pyORV3::Status status;
+        std::uint32_t status;
     };
     for (const auto& [flags, result, status] :
          {Case{0, -32763, 0xFFFF8005}, Case{0, 5, 5}, Case{0x400, -32763, 0xEBE88005},
@@ -90,7 +90,7 @@ TEST_F(FileAccessTest, staysEmptyWhenTheLibraryDoesNotOpen) {
 }
 
 TEST_F(FileAccessTest, numbersTheFailureOfAContextAndTracesNothing) {
-    const auto expectFailure = [](pyORV3::Status status, const Lines& expected) {
+    const auto expectFailure = [](std::uint32_t status, const Lines& expected) {
         EXPECT_EQ(FileAccess().open("some.qar", 0), status);
         EXPECT_EQ(calls(), expected);
         recorder().reset();
@@ -126,7 +126,7 @@ TEST_F(FileAccessTest, reportsTheFirstFailureOfAClosingAndAlwaysDeletesTheContex
     const std::string closing = "OrvDataSourceClosing 3ea";
     const std::string deletion = "OrvContextDeletion 3ea";
     const std::vector<
-        std::tuple<std::uint32_t, std::int16_t, std::int16_t, std::int16_t, pyORV3::Status, Lines>>
+        std::tuple<std::uint32_t, std::int16_t, std::int16_t, std::int16_t, std::uint32_t, Lines>>
         cases{
             {0, 0, 0, 0, 0, {flush, closing, deletion}},
             {1, 0, 0, 0, 0, {closing, deletion}},
@@ -192,7 +192,7 @@ TEST_F(FileAccessTest, refusesMissingAndEqualSidesInThisOrder) {
 }
 
 TEST_F(FileAccessTest, asksTheFailingSideForTheCodeOfAClassCopy) {
-    const std::vector<std::tuple<std::int16_t, std::int16_t, Lines, pyORV3::Status>> cases{
+    const std::vector<std::tuple<std::int16_t, std::int16_t, Lines, std::uint32_t>> cases{
         {-1, 0, {"OrvErrorQuery 1"}, 0xEBE88102},
         {3, 0, {"OrvErrorQuery 1"}, 0xEBE88102},
         {4, 0, {"OrvErrorQuery 2"}, 0xEBE88102},

@@ -11,8 +11,8 @@
 #include "fileaccess/file_access.h"
 #include "fileaccess/library_wrappers.h"
 #include "fileaccess/parameter_metadata.h"
-#include "fileaccess/sequence_method.h"
 #include "tests/support/process_fixture.h"
+#include "tests/support/status_code.h"
 
 namespace {
 
@@ -98,7 +98,9 @@ class SequenceOnFiles : public ProcessFixture {
     [[nodiscard]] std::string path(const char* name) const { return folder() / name; }
 
     [[nodiscard]] static pyORV3::Status copy(const OpenFile& source, const OpenFile& destination) {
-        return pyORV3::copyAnalysisSequenceTo(source.handle, destination.handle).status;
+        Tarsel::Datasources::QAR::FileAccess from(source.handle);
+        Tarsel::Datasources::QAR::FileAccess to(destination.handle);
+        return from.copySequenceTo(to);
     }
 
     const std::vector<Setting> ownSettings_{{QAR_C_REPORTTITLE, 0, "Own title"},

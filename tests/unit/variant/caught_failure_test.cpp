@@ -14,7 +14,7 @@
 namespace {
 
 TEST(CaughtFailure, mapsEachThrownTypeToItsStatusAndReport) {
-    const std::vector<std::tuple<std::function<void()>, pyORV3::Status, testing_support::Lines>>
+    const std::vector<std::tuple<std::function<void()>, std::uint32_t, testing_support::Lines>>
         cases{
             {[] { throw std::string("disk full"); }, 0xECE99F6D, {"3 ece99f6d f disk full"}},
             {[] { throw std::string(); },

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-#include "parameters/little_endian.h"
+#include "parameters/byte_stream.h"
 #include "tests/support/trace_log.h"
 #include "variant/parameter_serialisation.h"
 
