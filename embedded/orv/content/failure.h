@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <exception>
 
+#include "module/interface/orv.h"
+
 namespace embedded {
 
 // The library's own codes have the high half 0 and a low half in 0x8100 to 0x81FF; scripts see
@@ -16,9 +18,9 @@ inline constexpr std::uint32_t success = 0;
 
 // ---- Codes that the interface itself gives a meaning ----------------------------------------
 
-inline constexpr std::uint32_t notADataSource = 0x00300022;    // opening: the name is another thing
-inline constexpr std::uint32_t openedWithRemark = 0x00500001;  // opening: see the state word
-inline constexpr std::uint32_t unknownSelector = 0x00500002;   // node enumeration: try the other
+inline constexpr std::uint32_t notADataSource = ORV_STATUS_NOT_A_SOURCE;
+inline constexpr std::uint32_t openedWithRemark = ORV_STATUS_OPENED_WITH_REMARK;
+inline constexpr std::uint32_t unknownSelector = ORV_STATUS_RETRY_SELECTOR;
 
 // ---- The library's own ----------------------------------------------------------------------
 

@@ -41,8 +41,8 @@ std::uint32_t codeOfCall(Call call) noexcept {
 class Context {
   public:
     // Bits of the state word: of the last opening, and of the source.
-    static constexpr std::uint32_t writtenElsewhereBit = 0x100;  // another process writes it
-    static constexpr std::uint32_t unusableBit = 0x200;          // it is damaged
+    static constexpr std::uint32_t writtenElsewhereBit = 0x100;       // another process writes it
+    static constexpr std::uint32_t unusableBit = ORV_STATE_UNUSABLE;  // it is damaged
     static constexpr std::uint32_t openBit = 0x1;
     static constexpr std::uint32_t changedBit = 0x2;
     static constexpr std::uint32_t readOnlyBit = 0x4;

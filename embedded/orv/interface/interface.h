@@ -42,7 +42,7 @@ OrvStatus onChanging(OrvContext handle, const NeededClasses& needed, Body body) 
 
 // The 16-bit result for a status: the error query has the code of a failure.
 inline OrvResult resultOf(OrvStatus status) {
-    return status == codes::success ? 0 : -1;
+    return status == codes::success ? OrvResult{0} : OrvResult{ORV_RESULT_ASK_ERROR_QUERY};
 }
 
 }  // namespace embedded

@@ -10,7 +10,6 @@ using namespace embedded;
 namespace {
 
 constexpr std::string_view localNode = "local";
-constexpr OrvResult selectorResult = 2;  // of the 16-bit enumeration: try the other selector
 
 OrvStatus createContext(const OrvNodeRecord* node, OrvContext* handle) noexcept {
     return onLibrary([=] {
@@ -74,7 +73,8 @@ OrvResult OrvNodeEnumeration(OrvContext handle, OrvNodeRecord* node, std::uint16
     if (count != nullptr) {
         *count = static_cast<std::uint16_t>(room);
     }
-    return status == codes::unknownSelector ? selectorResult : resultOf(status);
+    return status == codes::unknownSelector ? OrvResult{ORV_RESULT_RETRY_SELECTOR}
+                                            : resultOf(status);
 }
 
 OrvStatus SOrvDeleteDSC(OrvContext handle) {

@@ -11,11 +11,9 @@ using namespace embedded;
 
 namespace {
 
-enum class Side : OrvResult { None = 0, Source = 3, Destination = 4 };  // as the class copy reports
-
 struct Copying {
     OrvStatus status;
-    Side failedSide;
+    OrvResult result;  // as the class copy reports: which side failed
 };
 
 // take: the copied thing from the source's content, of which it needs these classes. put: it into
@@ -27,11 +25,12 @@ Copying copy(OrvContext source, const NeededClasses& taken, Take take, OrvContex
     OrvStatus status =
         onReading(source, taken, [&](const Content& content) { copied = take(content); });
     if (status != codes::success) {
-        return {status, Side::Source};
+        return {status, ORV_RESULT_SOURCE_FAILED};
     }
     status = onChanging(destination, replaced,
                         [&](Content& content) { put(content, std::move(copied)); });
-    return {status, status == codes::success ? Side::None : Side::Destination};
+    return {status,
+            status == codes::success ? OrvResult{0} : OrvResult{ORV_RESULT_DESTINATION_FAILED}};
 }
 
 Copying copyClass(OrvContext source, OrvContext destination, std::uint16_t classCode) noexcept {
@@ -49,7 +48,7 @@ OrvStatus SOrvClassCopy(OrvContext source, OrvContext destination, std::uint16_t
 }
 
 OrvResult OrvClassCopy(OrvContext source, OrvContext destination, std::uint16_t classCode) {
-    return static_cast<OrvResult>(copyClass(source, destination, classCode).failedSide);
+    return copyClass(source, destination, classCode).result;
 }
 
 OrvStatus SOrvSaveAs(OrvContext source, OrvContext destination) {

@@ -12,9 +12,6 @@ using namespace embedded;
 
 namespace {
 
-constexpr std::int32_t nameSearch = 2;
-constexpr std::int32_t energySearch = 4;
-
 // The class of what a caller names by a class number, or by a code whose high half is one.
 std::uint16_t classOfArgument(std::int32_t classArgument) {
     const auto code = static_cast<std::uint32_t>(classArgument);
@@ -29,9 +26,9 @@ NeededClasses neededForClass(std::uint16_t classCode) {
 std::optional<NuclideFound> find(const Content& content, std::int32_t kind, const void* key,
                                  std::uint32_t option) {
     switch (kind) {
-        case nameSearch:
+        case ORV_SEARCH_BY_NAME:
             return findNuclideByName(content, static_cast<const char*>(key), option);
-        case energySearch: {
+        case ORV_SEARCH_BY_ENERGY: {
             std::array<float, 2> energyAndTolerance{};
             std::memcpy(energyAndTolerance.data(), key, sizeof energyAndTolerance);
             return findNuclideByEnergy(content, energyAndTolerance[0], energyAndTolerance[1],

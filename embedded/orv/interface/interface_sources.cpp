@@ -13,9 +13,6 @@ namespace {
 
 constexpr std::uint32_t writingMode = 0x2;
 
-constexpr std::int32_t openingStateItem = 3;
-constexpr std::int32_t sourceStateItem = 1;
-
 enum ControlCommand : std::int32_t { FlushCommand = 1, CompactCommand = 2, CheckCommand = 3 };
 
 std::string pathOf(const std::string& name, std::uint16_t sourceType) {
@@ -114,7 +111,7 @@ OrvResult OrvDataSourceFlush(OrvContext handle) {
 OrvStatus SOrvQueryDSC(OrvContext handle, std::int32_t item, void* buffer) {
     return onContext(handle, [=](const Context& context) {
         requirePointers(buffer);
-        if (item != openingStateItem) {
+        if (item != ORV_CONTEXT_STATE_ITEM) {
             throw Failure(codes::unknownItem);
         }
         const std::uint32_t state = context.openingState();
@@ -125,7 +122,7 @@ OrvStatus SOrvQueryDSC(OrvContext handle, std::int32_t item, void* buffer) {
 OrvStatus SOrvQueryDataSource(OrvContext handle, std::int32_t item, std::uint32_t* word) {
     return onContext(handle, [=](const Context& context) {
         requirePointers(word);
-        if (item != sourceStateItem) {
+        if (item != ORV_SOURCE_STATE_ITEM) {
             throw Failure(codes::unknownItem);
         }
         *word = context.sourceState();
