@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <limits>
 #include <new>
+#include <thread>
 
 #include "embedded/orv/content/failure.h"
 #include "embedded/orv/content/unformatted_block.h"
@@ -12,7 +14,16 @@
 namespace embedded {
 namespace {
 
-constexpr int busyMilliseconds = 1000;
+// Waits for another program that holds the file. Many short waits: a reader meets the gaps between
+// the saves of a writer that saves all the time.
+int waitWhileBusy(void* /*unused*/, int waitsSoFar) {
+    constexpr int longestWait = 900;  // milliseconds, and what the waits themselves cost
+    if (waitsSoFar >= longestWait) {
+        return 0;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return 1;
+}
 
 struct Limit {
     int category;
@@ -51,7 +62,7 @@ Database::Database(const std::string& path) {
     handle_.reset(opened);
     check(result);
     check(sqlite3_extended_result_codes(opened, 1));
-    check(sqlite3_busy_timeout(opened, busyMilliseconds));
+    check(sqlite3_busy_handler(opened, waitWhileBusy, nullptr));
     for (const Limit& limit : limits) {
         sqlite3_limit(opened, limit.category, limit.value);
     }

@@ -1,8 +1,10 @@
 // Several processes with one file, as far as scripts do not see them.
 #include <sys/wait.h>
 
+#include <atomic>
 #include <csignal>
 #include <functional>
+#include <thread>
 
 #include "tests/support/data_source.h"
 
@@ -13,13 +15,18 @@ using namespace embedded;
 
 class ProcessesTest : public DataSourceTest {
   protected:
-    ProcessesTest() { EXPECT_EQ(0U, DataSource::created(file()).put(QAR_D_LIVETIME, 1.0)); }
+    ProcessesTest() {
+        const auto source = DataSource::created(file());
+        EXPECT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
+        EXPECT_EQ(0U, source.putSpectrum({1}));
+    }
 
     // A forked process that ends with the success of its work.
     static pid_t started(const std::function<bool()>& work) {
         EXPECT_EQ(0, fflush(nullptr));
         const pid_t process = fork();
         if (process == 0) {
+            alarm(60);
             std::exit(work() ? 0 : 1);
         }
         return process;
@@ -28,6 +35,19 @@ class ProcessesTest : public DataSourceTest {
         int status = -1;
         EXPECT_EQ(process, waitpid(process, &status, WUNTRACED));
         return status;
+    }
+    static void runElsewhere(const std::function<bool()>& work) {
+        EXPECT_EQ(0, statusOf(started(work)));
+    }
+    // The status of opening the file for writing in another process, which then closes it.
+    void expectElsewhere(OrvStatus status) {
+        runElsewhere([&] { return DataSource().open(file(), writing) == status; });
+    }
+    void saveElsewhere(double liveTime, std::int32_t channel) {
+        runElsewhere([&] {
+            const auto source = DataSource::opened(file(), writing);
+            return source.put(QAR_D_LIVETIME, liveTime) == 0 && source.putSpectrum({channel}) == 0;
+        });
     }
 };
 
@@ -47,29 +67,102 @@ TEST_F(ProcessesTest, OpeningBesideAWriterIsRemarkedOrRefused) {
     EXPECT_EQ(0U, DataSource().open(file(), writing));
 }
 
-TEST_F(ProcessesTest, AProcessThatReadFirstWritesWhatTheOthersLeft) {
+TEST_F(ProcessesTest, AnOpeningShowsWhatOthersSavedThroughEveryContext) {
     const auto reader = DataSource::opened(file(), reading);
-    ASSERT_EQ(0, statusOf(started([this] {
-                  const auto source = DataSource::opened(file(), writing);
-                  return source.put(QAR_D_REALTIME, 2.0) == 0 && source.close() == 0;
-              })));
-    { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_LIVETIME, 3.0)); }
-    EXPECT_EQ(2.0, reader.get<double>(QAR_D_REALTIME));
+    EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
+    saveElsewhere(2.0, 2);
+    EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
+    EXPECT_EQ(2.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
+    EXPECT_EQ(2.0, reader.get<double>(QAR_D_LIVETIME));
+    saveElsewhere(3.0, 3);
+    { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_REALTIME, 4.0)); }
     EXPECT_EQ(3.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
+    // The reader has not kept what the writer was given for itself.
+    expectElsewhere(0);
+}
+
+TEST_F(ProcessesTest, AllClassesShowOneSavedState) {
+    const auto reader = DataSource::opened(file(), reading);
+    EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
+    runElsewhere([this] {
+        return DataSource::opened(file(), writing).put(QAR_D_LINEENERGY, 661.657) == 0;
+    });
+    EXPECT_EQ(0, reader.recordCount(QAR_CLS_NUCLIDE)) << "a class that the state has not";
+    saveElsewhere(2.0, 2);
+    std::int32_t channel = 0;
+    EXPECT_EQ(0U, SOrvGetSpectrum(reader.context(), 1, 1, 0, &channel));
+    EXPECT_EQ(2, channel);
+    EXPECT_EQ(2.0, reader.get<double>(QAR_D_LIVETIME));
+    EXPECT_EQ(661.657, reader.get<double>(QAR_D_LINEENERGY));
 }
 
 TEST_F(ProcessesTest, AForkedProcessReadsButDoesNotWriteTheParentsSource) {
     const auto source = DataSource::opened(file(), writing);
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 2.0));
-    ASSERT_EQ(0, statusOf(started([&] {
-                  return source.put(QAR_D_LIVETIME, 9.0) == codes::inUse &&
-                         SOrvFlush(source.context()) == codes::inUse &&
-                         DataSource().open(file(), writing) == codes::inUse &&
-                         source.get<double>(QAR_D_LIVETIME) == 2.0;
-              })));
+    runElsewhere([&] {
+        std::int32_t channel = 0;
+        return source.put(QAR_D_LIVETIME, 9.0) == codes::inUse &&
+               SOrvFlush(source.context()) == codes::inUse &&
+               DataSource().open(file(), writing) == codes::inUse &&
+               source.get<double>(QAR_D_LIVETIME) == 2.0 &&
+               // This has not been loaded, and the parent's changes have not been saved.
+               SOrvGetSpectrum(source.context(), 1, 1, 0, &channel) == codes::inUse &&
+               SOrvDeleteDSC(source.context()) == 0;
+    });
+    expectElsewhere(codes::inUse);
+    ASSERT_EQ(0U, SOrvFlush(source.context()));
+    runElsewhere([&] {
+        std::int32_t channel = 0;
+        return SOrvGetSpectrum(source.context(), 1, 1, 0, &channel) == 0 && channel == 1 &&
+               source.get<double>(QAR_D_LIVETIME) == 2.0;
+    });
     ASSERT_EQ(0U, source.put(QAR_D_REALTIME, 2.0));
     ASSERT_EQ(0U, source.close());
-    EXPECT_EQ(2.0, DataSource::opened(file(), writing).get<double>(QAR_D_LIVETIME));
+    EXPECT_EQ(2.0, DataSource::opened(file(), writing).get<double>(QAR_D_REALTIME));
+}
+
+TEST_F(ProcessesTest, AWritersLockGoesWithTheWriterAndNotWithItsForkedProcesses) {
+    int ends[2] = {};
+    ASSERT_EQ(0, pipe(ends));
+    const pid_t writer = started([&] {
+        const auto source = DataSource::opened(file(), writing);
+        const pid_t child = started([] { return pause() == 0; });
+        return write(ends[1], &child, sizeof child) == sizeof child && raise(SIGSTOP) == 0;
+    });
+    pid_t child = 0;
+    ASSERT_EQ(ssize_t{sizeof child}, read(ends[0], &child, sizeof child));
+    ASSERT_TRUE(WIFSTOPPED(statusOf(writer)));
+    expectElsewhere(codes::inUse);
+    EXPECT_EQ(0, kill(writer, SIGKILL));
+    EXPECT_TRUE(WIFSIGNALED(statusOf(writer)));
+    expectElsewhere(0);
+    EXPECT_EQ(0, kill(child, SIGKILL));
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(ProcessesTest, ThreadsAtWorkDoNotKeepForkedProcessesFromWorking) {
+    const auto source = DataSource::opened(file(), writing);
+    std::atomic<bool> ended = false;
+    std::vector<std::jthread> threads;
+    for (int number = 0; number < 2; ++number) {
+        threads.emplace_back([&] {
+            while (!ended) {
+                const auto own = DataSource::opened(file(), writing);
+                EXPECT_EQ(0U, own.put(QAR_D_LIVETIME, 1.0));
+                EXPECT_EQ(0U, SOrvFlush(source.context()));
+                EXPECT_EQ(1, own.recordCount(QAR_CLS_SPECTRUM));
+            }
+        });
+    }
+    for (int turn = 0; turn < 20; ++turn) {
+        runElsewhere([this] {
+            const DataSource own;
+            return own.open(file(), reading) == codes::openedWithRemark &&
+                   own.get<double>(QAR_D_LIVETIME) == 1.0;
+        });
+    }
+    ended = true;
 }
 
 }  // namespace
