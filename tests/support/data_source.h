@@ -4,11 +4,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -45,6 +50,37 @@ class DataSourceTest : public testing::Test {
   private:
     std::filesystem::path folder_;
 };
+
+// Does the work while every file of this process ends at 8 KiB, as on a full disk.
+inline void onFullDisk(const std::function<void()>& work) {
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{8192, before.rlim_max};
+    const sighandler_t handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    work();
+    setrlimit(RLIMIT_FSIZE, &before);
+    static_cast<void>(std::signal(SIGXFSZ, handler));
+}
+
+// A forked process that ends with the success of its work.
+inline pid_t started(const std::function<bool()>& work) {
+    EXPECT_EQ(0, fflush(nullptr));
+    const pid_t process = fork();
+    if (process == 0) {
+        alarm(60);
+        std::exit(work() ? 0 : 1);
+    }
+    return process;
+}
+inline int statusOf(pid_t process) {
+    int status = -1;
+    EXPECT_EQ(process, waitpid(process, &status, WUNTRACED));
+    return status;
+}
+inline void runElsewhere(const std::function<bool()>& work) {
+    EXPECT_EQ(0, statusOf(started(work)));
+}
 
 constexpr std::uint32_t reading = 0x1;
 constexpr std::uint32_t writing = 0x3;

@@ -98,6 +98,34 @@ TEST_F(BlocksTest, ABlockCanBeRefilledFromItself) {
     }
 }
 
+TEST_F(BlocksTest, ARefillingThatBeginsAgainKeepsWhatTheFirstWrote) {
+    ASSERT_EQ(0U, write(std::string(512, 'a')));
+    ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
+    ASSERT_EQ(0U, write("first"));
+    ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
+    std::string chunk(512, '?');
+    EXPECT_EQ(0U, read(5, chunk));
+    EXPECT_EQ(0U, chunks_);
+    EXPECT_EQ(codes::sizeRefused, read(6, chunk));
+}
+
+TEST_F(BlocksTest, ASaveThatFailsDoesNotEndARefilling) {
+    ASSERT_EQ(0U, write(std::string(20000, 'a')));
+    ASSERT_EQ(0U, SOrvFlush(source_.context()));
+    ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
+    ASSERT_EQ(0U, write(std::string(10000, 'b')));
+    onFullDisk([this] { EXPECT_EQ(codes::storageFailed, SOrvFlush(source_.context())); });
+    std::string chunk(512, '?');
+    ASSERT_EQ(0U, read(19488, chunk));
+    EXPECT_EQ(std::string(512, 'a'), chunk);
+    ASSERT_EQ(0U, write("end"));
+    ASSERT_EQ(0U, source_.close());
+    ASSERT_EQ(0U, source_.open(file(), reading));
+    ASSERT_EQ(0U, read(10000, chunk));
+    EXPECT_EQ(0, chunk.compare(0, 4, "end", 4));
+    EXPECT_EQ(codes::sizeRefused, read(10004, chunk));
+}
+
 TEST_F(BlocksTest, AnUnformattedBlockHasABound) {
     std::string chunk(1U << 20U, 'x');
     for (int megabyte = 0; megabyte < 64; ++megabyte) {

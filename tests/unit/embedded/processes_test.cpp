@@ -1,9 +1,5 @@
 // Several processes with one file, as far as scripts do not see them.
-#include <sys/wait.h>
-
 #include <atomic>
-#include <csignal>
-#include <functional>
 #include <thread>
 
 #include "tests/support/data_source.h"
@@ -21,24 +17,6 @@ class ProcessesTest : public DataSourceTest {
         EXPECT_EQ(0U, source.putSpectrum({1}));
     }
 
-    // A forked process that ends with the success of its work.
-    static pid_t started(const std::function<bool()>& work) {
-        EXPECT_EQ(0, fflush(nullptr));
-        const pid_t process = fork();
-        if (process == 0) {
-            alarm(60);
-            std::exit(work() ? 0 : 1);
-        }
-        return process;
-    }
-    static int statusOf(pid_t process) {
-        int status = -1;
-        EXPECT_EQ(process, waitpid(process, &status, WUNTRACED));
-        return status;
-    }
-    static void runElsewhere(const std::function<bool()>& work) {
-        EXPECT_EQ(0, statusOf(started(work)));
-    }
     // The status of opening the file for writing in another process, which then closes it.
     void expectElsewhere(OrvStatus status) {
         runElsewhere([&] { return DataSource().open(file(), writing) == status; });
@@ -84,9 +62,8 @@ TEST_F(ProcessesTest, AnOpeningShowsWhatOthersSavedThroughEveryContext) {
 TEST_F(ProcessesTest, AllClassesShowOneSavedState) {
     const auto reader = DataSource::opened(file(), reading);
     EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
-    runElsewhere([this] {
-        return DataSource::opened(file(), writing).put(QAR_D_LINEENERGY, 661.657) == 0;
-    });
+    runElsewhere(
+        [this] { return DataSource::opened(file(), writing).put(QAR_D_LINEENERGY, 661.657) == 0; });
     EXPECT_EQ(0, reader.recordCount(QAR_CLS_NUCLIDE)) << "a class that the state has not";
     saveElsewhere(2.0, 2);
     std::int32_t channel = 0;
@@ -126,8 +103,11 @@ TEST_F(ProcessesTest, AWritersLockGoesWithTheWriterAndNotWithItsForkedProcesses)
     ASSERT_EQ(0, pipe(ends));
     const pid_t writer = started([&] {
         const auto source = DataSource::opened(file(), writing);
-        const pid_t child = started([] { return pause() == 0; });
-        return write(ends[1], &child, sizeof child) == sizeof child && raise(SIGSTOP) == 0;
+        started([&] {
+            const pid_t self = getpid();
+            return write(ends[1], &self, sizeof self) == sizeof self && pause() == 0;
+        });
+        return raise(SIGSTOP) == 0;
     });
     pid_t child = 0;
     ASSERT_EQ(ssize_t{sizeof child}, read(ends[0], &child, sizeof child));

@@ -1,4 +1,6 @@
-// Contexts, nodes and states.
+// Contexts, nodes and states; values at their bounds.
+#include <array>
+#include <map>
 #include <tuple>
 
 #include "tests/support/data_source.h"
@@ -75,6 +77,30 @@ TEST_F(SourcesTest, AFailedClassCopyNamesItsSide) {
     EXPECT_EQ(std::tuple(4, 0U, codes::noSourceOpen), copy(source, DataSource()));
     EXPECT_EQ(std::tuple(4, 0U, codes::noBlock), copy(source, empty));
     EXPECT_EQ(std::tuple(4, 0U, codes::readOnly), copy(source, reader));
+}
+
+TEST_F(SourcesTest, ATextIsFollowedByZerosUpToItsMostCharacters) {
+    const auto source = DataSource::created(file());
+    ASSERT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137"));
+    std::array<char, 20> buffer{};
+    buffer.fill('?');
+    EXPECT_EQ(0U, SOrvGetParam(source.context(), QAR_C_NUCLNAME, 1, 1, buffer.data(), 20));
+    EXPECT_EQ(std::string("Cs-137") + std::string(11, '\0') + "???",
+              std::string(buffer.begin(), buffer.end()));
+}
+
+TEST_F(SourcesTest, ASearchReachesTheWholeTolerance) {
+    const auto source = DataSource::created(file());
+    ASSERT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.5));
+    for (const auto& [tolerance, status] :
+         std::map<float, OrvStatus>{{0.5F, 0U}, {0.4375F, codes::notFound}}) {
+        const std::array<float, 2> key = {661.0F, tolerance};
+        std::uint16_t record = 0;
+        std::uint32_t entry = 0;
+        EXPECT_EQ(status, SOrvFindRecord(source.context(), ORV_SEARCH_BY_ENERGY, key.data(), 1,
+                                         &record, &entry));
+        EXPECT_EQ(status == 0 ? 1 : 0, record);
+    }
 }
 
 TEST_F(SourcesTest, ABlockHoldsNoMoreThan65535Records) {

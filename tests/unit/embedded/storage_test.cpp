@@ -1,8 +1,10 @@
 // The file on the disk: its names, its size, and what happens where it cannot be written.
-#include <sys/resource.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 
-#include <csignal>
-#include <functional>
+#include <climits>
+#include <map>
+#include <memory>
 
 #include "tests/support/data_source.h"
 
@@ -13,6 +15,20 @@ using namespace embedded;
 
 class StorageTest : public DataSourceTest {
   protected:
+    // Another program that has the file open.
+    using Program = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
+    [[nodiscard]] Program program(const std::string& sql) const {
+        sqlite3* opened = nullptr;
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(path_.c_str(), &opened));
+        Program other(opened, sqlite3_close);
+        execute(other, sql);
+        return other;
+    }
+    static void execute(const Program& program, const std::string& sql) {
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(program.get(), sql.c_str(), nullptr, nullptr, nullptr))
+            << sql;
+    }
+
     std::string path_ = file();
     std::vector<std::int32_t> spectrum_ = std::vector<std::int32_t>(32768, 7);
 };
@@ -30,18 +46,6 @@ TEST_F(StorageTest, ChangesAreSeenThroughEveryContextAndEveryNameOfTheFile) {
     EXPECT_EQ(0x1U, writer.sourceState());
 }
 
-// Does the work while every file of this process ends at 8 KiB, as on a full disk.
-void onFullDisk(const std::function<void()>& work) {
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit limit{8192, before.rlim_max};
-    const sighandler_t handler = std::signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &limit);
-    work();
-    setrlimit(RLIMIT_FSIZE, &before);
-    static_cast<void>(std::signal(SIGXFSZ, handler));
-}
-
 TEST_F(StorageTest, AFullDiskLosesNothing) {
     auto source = DataSource::created(path_);
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
@@ -56,15 +60,149 @@ TEST_F(StorageTest, AFullDiskLosesNothing) {
     // The context is gone; the next one that opens the file finds the changes and saves them.
     EXPECT_EQ(0U, DataSource::opened(path_, writing).close());
     EXPECT_EQ(spectrum_, DataSource::opened(path_, reading).getSpectrum());
+    // Nothing of the context that went is left: another process may write.
+    runElsewhere([this] { return DataSource().open(path_, writing) == 0; });
 }
 
 TEST_F(StorageTest, ACreationThatFailsLeavesNoFile) {
     const DataSource source;
     onFullDisk([&] { EXPECT_EQ(codes::storageFailed, source.create(path_)); });
     EXPECT_EQ(codes::fileNotFound, source.create(file("missing/measurement.qar")));
-    EXPECT_EQ(codes::nameRefused, source.create(file(std::string(300, 'n'))));
     EXPECT_EQ(0, fileCount());
     EXPECT_EQ(0U, source.create(path_));
+}
+
+TEST_F(StorageTest, WhatCouldNotBeSavedIsNotCreatedAndNotOpenedForWriting) {
+    const auto longest = file(std::string(NAME_MAX - 8, 'n'));  // beside it "-journal"
+    const auto tooLong = file(std::string(NAME_MAX - 7, 'n'));
+    EXPECT_EQ(codes::nameRefused, DataSource().create(tooLong));
+    EXPECT_EQ(0U, DataSource::created(longest).put(QAR_D_LIVETIME, 1.0));
+    std::filesystem::rename(longest, tooLong);
+    EXPECT_EQ(codes::nameRefused, DataSource().open(tooLong, writing));
+    EXPECT_EQ(1.0, DataSource::opened(tooLong, reading).get<double>(QAR_D_LIVETIME));
+    const std::string deep = file(std::string(200, 'd') + "/" + std::string(200, 'd'));
+    std::filesystem::create_directories(deep);
+    for (const auto& [length, status] :
+         std::map<std::size_t, OrvStatus>{{504, 0U}, {505, codes::nameRefused}}) {
+        const std::string path = deep + "/" + std::string(length - deep.size() - 1, 'n');
+        EXPECT_EQ(status, DataSource().create(path)) << length;
+    }
+    // A folder in which nothing can be made, for a user that the system holds to it.
+    std::filesystem::rename(tooLong, path_);
+    std::filesystem::permissions(path_, std::filesystem::perms::all);
+    std::filesystem::permissions(std::filesystem::path(path_).parent_path(),
+                                 std::filesystem::perms(0555));
+    runElsewhere([this] {
+        return (geteuid() != 0 || seteuid(65534) == 0) &&
+               DataSource().open(path_, writing) == codes::accessDenied &&
+               DataSource().create(file("new.qar")) == codes::accessDenied &&
+               DataSource::opened(path_, reading).get<double>(QAR_D_LIVETIME) == 1.0;
+    });
+    std::filesystem::permissions(std::filesystem::path(path_).parent_path(),
+                                 std::filesystem::perms::owner_all);
+}
+
+TEST_F(StorageTest, WhatIsOpenForWritingIsSavedWithoutAFreeDescriptor) {
+    for (int number = 0; number < 20; ++number) {
+        ASSERT_EQ(0U, DataSource::created(file(std::to_string(number))).close());
+    }
+    runElsewhere([this] {
+        const rlimit few{50, 50};
+        bool good = setrlimit(RLIMIT_NOFILE, &few) == 0;
+        std::vector<DataSource> sources;
+        OrvStatus status = 0;
+        for (int number = 0; status == 0 && number < 20; ++number) {
+            DataSource source;
+            status = source.open(file(std::to_string(number)), writing);
+            if (status == 0) {
+                sources.push_back(std::move(source));
+            }
+        }
+        while (dup(0) >= 0) {
+        }
+        for (const DataSource& source : sources) {
+            for (const double value : {1.0, 2.0}) {
+                good = good && source.put(QAR_D_LIVETIME, value) == 0 &&
+                       SOrvFlush(source.context()) == 0;
+            }
+        }
+        return good && status == codes::tooManyOpen && sources.size() > 5;
+    });
+    EXPECT_EQ(2.0, DataSource::opened(file("5"), reading).get<double>(QAR_D_LIVETIME));
+}
+
+TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
+    const std::string utf8 = file(
+        "\xC3\x9C"
+        "bung \xE2\x82\xAC.qar");
+    {
+        ASSERT_EQ(0U, DataSource::created(file("\xDC"
+                                               "bung \x80.qar"))
+                          .put(QAR_D_LIVETIME, 1.0));
+    }
+    EXPECT_EQ(1.0, DataSource::opened(utf8, reading).get<double>(QAR_D_LIVETIME));
+    EXPECT_EQ(codes::fileExists, DataSource().create(utf8));
+    // Whole sequences, overlong ones, surrogates and characters beyond the last are told apart.
+    for (const auto& [name, stored] : std::map<std::string, std::string>{
+             {"\xE6\xB5\x8B", "\xE6\xB5\x8B"},
+             {"\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80"},
+             {"\xC0\xAF", "\xC3\x80\xC2\xAF"},
+             {"\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xE2\x82\xAC"},
+             {"\xF4\x90\x80\x80", "\xC3\xB4\xC2\x90\xE2\x82\xAC\xE2\x82\xAC"},
+             {"x\xC3", "x\xC3\x83"}}) {
+        EXPECT_EQ(0U, DataSource::created(file(name)).close());
+        EXPECT_TRUE(std::filesystem::exists(file(stored))) << stored;
+    }
+}
+
+TEST_F(StorageTest, PathsOfWindowsAreRefused) {
+    for (const char* path : {"C:\\data\\a.qar", "c:/data/a.qar", "\\\\server\\a.qar"}) {
+        EXPECT_EQ(codes::windowsPath, DataSource().create(path)) << path;
+        EXPECT_EQ(codes::windowsPath, DataSource().open(path, reading)) << path;
+    }
+    EXPECT_EQ(codes::fileNotFound, DataSource().open("C:x", reading));
+}
+
+TEST_F(StorageTest, NewFilesHaveTheModeThatTheUmaskGives) {
+    const mode_t before = umask(0002);
+    EXPECT_EQ(0U, DataSource().create(path_));
+    umask(before);
+    EXPECT_EQ(std::filesystem::perms(0664), std::filesystem::status(path_).permissions());
+}
+
+TEST_F(StorageTest, AFileThatAnotherProgramHoldsIsInUseAndReadableAfterwards) {
+    { ASSERT_EQ(0U, DataSource::created(path_).put(QAR_D_LIVETIME, 1.0)); }
+    const auto source = DataSource::opened(path_, writing);
+    ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 2.0));
+    {
+        const auto other = program("BEGIN EXCLUSIVE");
+        EXPECT_EQ(codes::inUse, SOrvFlush(source.context()));
+        EXPECT_EQ(codes::inUse, SOrvReVerify(source.context()));
+    }
+    EXPECT_EQ(0U, source.close());
+    {
+        const auto other =
+            program("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; ANALYZE");
+        EXPECT_EQ(codes::inUse, source.open(path_, reading));
+    }
+    EXPECT_EQ(2.0, DataSource::opened(path_, reading).get<double>(QAR_D_LIVETIME));
+}
+
+TEST_F(StorageTest, AFileInWriteAheadModeIsReadWrittenAndRefreshed) {
+    { ASSERT_EQ(0U, DataSource::created(path_).putSpectrum({1, 2, 3})); }
+    const auto other = program("PRAGMA journal_mode = WAL; DELETE FROM place");
+    const auto reader = DataSource::opened(path_, reading);
+    EXPECT_EQ(3U, reader.getSpectrum().size());
+    execute(other, "UPDATE block SET content = x'0900000008000000'");
+    const auto writer = DataSource::opened(path_, writing);
+    EXPECT_THAT(reader.getSpectrum(), testing::ElementsAre(9, 8));
+    ASSERT_EQ(0U, writer.putSpectrum({7}));
+    ASSERT_EQ(0U, SOrvFlush(writer.context()));
+    execute(
+        other,
+        "INSERT INTO block SELECT 0x4005, content FROM block WHERE hex(content) LIKE '07000000%'");
+    EXPECT_EQ(0U, SOrvReVerify(writer.context()));
+    EXPECT_EQ(1, writer.recordCount(QAR_CLS_VORLAGEOM));
 }
 
 TEST_F(StorageTest, AFileThatWasReplacedIsNotOverwritten) {

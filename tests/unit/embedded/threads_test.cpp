@@ -62,6 +62,35 @@ TEST_F(ThreadsTest, FilesCanBeOpenedAndCopiedBothWaysAtOnce) {
     }
 }
 
+TEST_F(ThreadsTest, ASourceIsLoadedWhileOthersReadAndWriteIt) {
+    const std::vector<std::int32_t> channels(4096, 7);
+    {
+        const auto source = DataSource::created(file());
+        ASSERT_EQ(0U, source.putSpectrum(channels));
+        for (int record = 1; record <= 50; ++record) {
+            ASSERT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.5, record));
+        }
+        ASSERT_EQ(0U, source.put(QAR_L_PEAKLEFT, std::int32_t{1}));
+    }
+    for (int round = 0; round < 10; ++round) {
+        const auto source = DataSource::opened(file(), writing);
+        inThreads([&](int number) {
+            if (number == 0) {  // as an engine does
+                EXPECT_EQ(channels, source.getSpectrum());
+                EXPECT_EQ(0U, SOrvInsertOne(source.context(), QAR_CLS_PEAK, 1, 0));
+            } else if (number == 1) {
+                const auto other = DataSource::opened(file(), reading);
+                EXPECT_EQ(661.5, other.get<double>(QAR_D_LINEENERGY, 50));
+                EXPECT_EQ(0U, SOrvReVerify(other.context()));
+            } else {
+                EXPECT_EQ(50, source.recordCount(QAR_CLS_NUCLIDE));
+                EXPECT_EQ(0U, SOrvFlush(source.context()));
+            }
+        });
+        EXPECT_EQ(round + 2, source.recordCount(QAR_CLS_PEAK));
+    }
+}
+
 TEST_F(ThreadsTest, AContextCanBeDeletedWhileItIsUsed) {
     const auto source = DataSource::created(file());
     inThreads([&](int number) {
