@@ -14,7 +14,7 @@ import files
 from harness import Case, Row, Way, ratio_row
 from sources import CHANNEL_COUNT, LIVE_TIME, PEAKS, QarStore, SqliteStore, code_of, ok, stores
 
-SAVES = 50
+SAVES = 500
 
 
 def save_many(kind, path):
