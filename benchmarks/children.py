@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Work that needs a process of its own.
 
-    children.py WORK ARGUMENT...     prints its result as JSON
+    children.py WORK ARGUMENT...     prints its result as JSON in its last line
 """
 
 import json
@@ -16,13 +16,21 @@ import files
 import sources
 
 
-def run(work, *arguments):
-    """The result of the work, done in a fresh process."""
-    return json.loads(subprocess.check_output(command(work, *arguments)))
+CHANNELS = sources.random_channels(4096)
 
 
-def command(work, *arguments):
-    return [sys.executable, __file__, work, *map(str, arguments)]
+def start(work, *arguments):
+    """A fresh process that does the work."""
+    command = [sys.executable, __file__, work, *map(str, arguments)]
+    return subprocess.Popen(command, stdout=subprocess.PIPE)
+
+
+def result(process):
+    """What the work of a process gave, when it is done."""
+    output, _ = process.communicate()
+    if process.returncode != 0:
+        raise RuntimeError(f"{' '.join(process.args)}: status {process.returncode}")
+    return json.loads(output.splitlines()[-1])
 
 
 def store_named(name):
@@ -64,7 +72,7 @@ def save(kind, times, path):
 
 def create(kind, times, path):
     for number in range(int(times)):
-        store_named(kind).create(f"{path}.{number}", sources.random_channels(4096)).close()
+        store_named(kind).create(f"{path}.{times}.{number}", CHANNELS).close()
 
 
 def save_for(kind, path, seconds, pause=0):
@@ -72,13 +80,13 @@ def save_for(kind, path, seconds, pause=0):
     store = store_named(kind)(path)
     run_save = files.saver(store, sources.LIVE_TIME, 1)
     run_save()
-    start, saves = time.perf_counter(), 0
-    print("saving", file=sys.stderr, flush=True)
-    while time.perf_counter() - start < float(seconds):
+    begin, saves = time.perf_counter(), 0
+    print("saving", flush=True)
+    while time.perf_counter() - begin < float(seconds):
         run_save()
         saves += 1
         time.sleep(float(pause))
-    rate = saves / (time.perf_counter() - start)
+    rate = saves / (time.perf_counter() - begin)
     store.close()
     return rate
 

@@ -1,10 +1,10 @@
 """Work side by side in threads and processes, and the analysis engine on real spectra."""
 
+import functools
 import json
 import os
 import re
 import statistics
-import subprocess
 import threading
 
 import pyORV3
@@ -54,15 +54,8 @@ def two_threads(bench):
 
 def save_rates(kind, paths, seconds):
     """Saves a second of each of some processes that run together, each on its own file."""
-    running = [
-        subprocess.Popen(
-            children.command("save_for", kind.name, path, seconds),
-            stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
-        )
-        for path in paths
-    ]
-    return [json.loads(process.communicate()[0]) for process in running]
+    running = [children.start("save_for", kind.name, path, seconds) for path in paths]
+    return [children.result(process) for process in running]
 
 
 def two_processes(bench):
@@ -82,25 +75,17 @@ def two_processes(bench):
 def reading_beside_a_writer(bench):
     """Opening and reading one value while another process saves the same file every 5 ms."""
     paths = {kind: bench.sources.make(kind, records=300) for kind in (QarStore, SqliteStore)}
+    seconds = bench.seconds * 3 + 1
     writers = [
-        subprocess.Popen(
-            children.command("save_for", kind.name, path, bench.seconds * 3 + 1, 0.005),
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.PIPE,
-        )
-        for kind, path in paths.items()
+        children.start("save_for", kind.name, path, seconds, 0.005) for kind, path in paths.items()
     ]
     for writer in writers:
-        writer.stderr.readline()
-    runs = {
-        kind: lambda kind=kind, path=path: files.read_value(kind, path)
-        for kind, path in paths.items()
-    }
+        writer.stdout.readline()  # it has begun
+    runs = {kind: functools.partial(files.read_value, kind, path) for kind, path in paths.items()}
     name = "open, one value, close, file being saved"
     yield from bench.compare(files.case_of(name, runs))
     for writer in writers:
-        writer.kill()
-        writer.communicate()
+        children.result(writer)
 
 
 def together(bench):
