@@ -282,13 +282,20 @@ def hash_of(folder):
             for file in pathlib.Path(folder).iterdir()}
 
 
-def start_clock():
-    signal.setitimer(signal.ITIMER_PROF, SECONDS)
+def timed(function):
+    """The function, which ends the process when it takes too long."""
+    def limited(*arguments):
+        signal.setitimer(signal.ITIMER_PROF, SECONDS)
+        try:
+            return function(*arguments)
+        finally:
+            signal.setitimer(signal.ITIMER_PROF, 0)
+    return limited
 
 
+@timed
 def read_file(path, codes):
     """What is read of the file, None where it is not opened."""
-    start_clock()
     status, handle = pyORV3.open(path, READ, 1, "")
     if status != 0:
         return None
@@ -297,9 +304,9 @@ def read_file(path, codes):
     return content
 
 
+@timed
 def copy_file(path, codes, scratch):
     """Copies the file whole and class by class."""
-    start_clock()
     status, handle = pyORV3.open(path, READ, 1, "")
     if status != 0:
         return
@@ -316,6 +323,13 @@ def copy_file(path, codes, scratch):
     ok(pyORV3.close(handle, 0), "closing after copying")
 
 
+@timed
+def change_file(path, change):
+    status, handle = pyORV3.open(path, WRITE, 1, "")
+    return (status == 0 and change(handle) == 0 and pyORV3.flush(handle) == 0
+            and pyORV3.close(handle, 0) == 0)
+
+
 def write_file(path, change):
     """Whether the file was opened, changed, flushed and closed; in a process of its own, which
     takes with it what could not be saved."""
@@ -327,12 +341,9 @@ def write_file(path, change):
         if status not in (0, NOT_WRITTEN << 8):
             raise Failed("a sanitizer's report while writing")
         return status == 0
-    start_clock()
     done = False
     try:
-        status, handle = pyORV3.open(path, WRITE, 1, "")
-        done = (status == 0 and change(handle) == 0 and pyORV3.flush(handle) == 0
-                and pyORV3.close(handle, 0) == 0)
+        done = change_file(path, change)
     finally:
         os._exit(0 if done else NOT_WRITTEN)
 
