@@ -152,8 +152,7 @@ void DataFile::compact() {
 
 void DataFile::leaveToParent() noexcept {
     inherited_ = true;
-    // SQLite's connections must neither be used nor closed in a forked process.
-    static_cast<void>(storage_.release());
+    Storage::leaveToParent(std::move(storage_));
     if (access_ != nullptr) {
         access_->leaveToParent();
     }

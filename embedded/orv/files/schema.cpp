@@ -82,10 +82,8 @@ void requireWholeFile(Database& database, const Header& header) {
     }
     const std::uint32_t stated = numberAt(header, 16, 2);
     const std::int64_t pageSize = stated == 1 ? 65536 : stated;
-    const std::int64_t size = database.fileSize();
     const bool pagesAreCounted = numberAt(header, 24, 4) == numberAt(header, 92, 4);
-    const std::int64_t pages = pagesAreCounted ? numberAt(header, 28, 4) : 0;
-    if (pageSize == 0 || size % pageSize != 0 || size / pageSize < pages) {
+    if (pagesAreCounted && database.fileSize() < pageSize * numberAt(header, 28, 4)) {
         throw Failure(codes::damaged);
     }
 }

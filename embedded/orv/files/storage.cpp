@@ -4,6 +4,12 @@
 #include "embedded/orv/files/schema.h"
 
 namespace embedded {
+namespace {
+
+// The last connection that was left to a parent process; the others hang on it.
+Storage* lastLeft = nullptr;
+
+}  // namespace
 
 Storage::Storage(const std::string& path)
     : database_(path),
@@ -76,6 +82,13 @@ void Storage::check() {
     }
     reader_.readAll();
     database_.releaseMemory();
+}
+
+void Storage::leaveToParent(std::unique_ptr<Storage> storage) noexcept {
+    if (storage != nullptr) {
+        storage->leftBefore_ = lastLeft;
+        lastLeft = storage.release();
+    }
 }
 
 void Storage::compact() {

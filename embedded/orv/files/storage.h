@@ -3,6 +3,7 @@
 #define PYORV3_EMBEDDED_ORV_FILES_STORAGE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -40,6 +41,10 @@ class Storage {
     // Gives the file's unused room back to the file system.
     void compact();
 
+    // In a forked process: SQLite's connections must be neither used nor closed in one, so that
+    // this one stays as it is for ever. Neither allocates nor waits.
+    static void leaveToParent(std::unique_ptr<Storage> storage) noexcept;
+
   private:
     bool passesQuickCheck();
 
@@ -51,6 +56,7 @@ class Storage {
     BlockWriter writer_;
     // Of the saved state that the content was loaded from; nothing when that is not known.
     std::optional<std::uint32_t> version_;
+    Storage* leftBefore_ = nullptr;
 };
 
 }  // namespace embedded

@@ -93,10 +93,12 @@ TEST_F(StorageTest, WhatCouldNotBeSavedIsNotCreatedAndNotOpenedForWriting) {
     std::filesystem::permissions(std::filesystem::path(path_).parent_path(),
                                  std::filesystem::perms(0555));
     runElsewhere([this] {
-        return (geteuid() != 0 || seteuid(65534) == 0) &&
+        const uid_t user = geteuid();
+        return (user != 0 || seteuid(65534) == 0) &&
                DataSource().open(path_, writing) == codes::accessDenied &&
                DataSource().create(file("new.qar")) == codes::accessDenied &&
-               DataSource::opened(path_, reading).get<double>(QAR_D_LIVETIME) == 1.0;
+               DataSource::opened(path_, reading).get<double>(QAR_D_LIVETIME) == 1.0 &&
+               seteuid(user) == 0;
     });
     std::filesystem::permissions(std::filesystem::path(path_).parent_path(),
                                  std::filesystem::perms::owner_all);
