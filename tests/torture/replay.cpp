@@ -1,0 +1,27 @@
+// Runs files through the fuzzed readers (fuzz.cpp) where there is no libFuzzer.
+//
+//   torture_replay FILE|FOLDER...
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+extern "C" int LLVMFuzzerInitialize(int* argumentCount, char*** arguments);
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+int main(int argumentCount, char** arguments) {
+    LLVMFuzzerInitialize(&argumentCount, &arguments);
+    int inputs = 0;
+    for (int argument = 1; argument < argumentCount; ++argument) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(arguments[argument])) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            const std::string input{std::istreambuf_iterator<char>(file), {}};
+            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+            ++inputs;
+        }
+    }
+    std::printf("fuzzed readers: %d inputs of the corpus: 0 failed\n", inputs);
+    return inputs > 0 ? 0 : 1;
+}
