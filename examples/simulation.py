@@ -92,3 +92,8 @@ def measure(seed):
     """A measured spectrum; the same one for the same seed."""
     generator = random.Random(seed)
     return [poisson(count, generator) for count in expected_counts()]
+
+
+if __name__ == "__main__":  # a table of two columns, channel and counts
+    for number, content in enumerate(measure(seed=417), start=1):
+        print(f"{number},{content}")
