@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "parameters/little_endian.h"
+#include "parameters/byte_stream.h"
 #include "parameters/parameter.h"
 #include "parameters/timestamp.h"
 #include "platform/posix/registry_file.h"
@@ -70,12 +70,12 @@ void convertVariant(std::uint32_t type, std::string_view bytes) {
 void convertParameter(std::uint32_t code, std::string_view bytes) {
     Parameter parameter;
     ByteStream stream(static_cast<std::uint32_t>(bytes.size()));
-    if (parameter.load(code) != 0 || bytes.empty()) {
+    if (parameter.load(code) != pyORV3::success || bytes.empty()) {
         return;
     }
     std::memcpy(stream.data(), bytes.data(), bytes.size());
     pyORV3::PythonReference object;
-    if (parameter.deserialize(stream, object) == 0 && object) {
+    if (parameter.deserialize(stream, object) == pyORV3::success && object) {
         ByteStream again;
         static_cast<void>(parameter.serialize(object.get(), again));
     }
