@@ -145,10 +145,19 @@ class Dictionary(double.TestCase):
                 self.assertEqual(pyORV3.setParameter(5, OTHER, 1, 1, 1), BAD_ARGUMENTS)
                 self.assertEqual(double.calls_of_library(), [])
 
+    def test_every_odd_number_is_success(self):
+        for result in (1, 3, 0x00278003, 0xFFFFFFFF):
+            with self.case(result):
+                double.answer("pqar_util_getpinfo", result, type=8, size=4, name=b"N")
+                self.assertEqual(pyORV3.getParameter(5, OTHER, 1, 1), (0, 0))
+                double.answer("pqar_util_pname2code", result, code=LONG)
+                status, metadata = pyORV3.getParameterMetaData(5, 0, "N")
+                self.assertEqual((status, metadata[2]), (0, LONG))
+
     def test_refused_code_is_an_unknown_exception(self):
         # The code, and whether the dictionary is asked at all.
         for code, asked in [(0, []), (OTHER, [("pqar_util_getpinfo", OTHER, 1, 0)])]:
-            for result in (0x00278002, 0xFFFFFFFE):
+            for result in (0x00278002, 0xFFFFFFFE, 0):
                 with self.case(code, result):
                     refused = double.UNKNOWN_EXCEPTION
                     times = double.FOR_EVER

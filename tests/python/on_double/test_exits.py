@@ -1,0 +1,138 @@
+"""Processes at their ends and in narrow places: each script runs in an interpreter of its own."""
+
+import collections
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+DAEMON_IN_ENGINE = """
+import threading, time, orv_double, pyORV3
+class Last:  # goes when the interpreter is ending already, and lets the engine come back then
+    def __del__(self, release=orv_double.release_engine, sleep=time.sleep):
+        release()
+        sleep(0.2)
+last = Last()
+passed = ("double_engine", "waitForRelease", 1, 2)
+threading.Thread(target=pyORV3.executeNativeEngine, args=passed, daemon=True).start()
+while not orv_double.calls():
+    time.sleep(0.001)
+"""
+
+SPECTRUM = """
+import builtins, sys
+import orv_double, pyORV3
+orv_double.set_channels(b"\\1\\0\\0\\0\\xfe\\xff\\xff\\xff")
+def read(get=pyORV3.getSpectrum, answer=orv_double.answer, write=sys.stdout.write):
+    answer("SOrvGetParam", 0, "", 1, {}, {"buffer": 2})
+    write("%s\\n" % (get(5, 0, 0),))
+class Last:
+    def __del__(self, read=read):
+        read()
+read()
+answer = orv_double.answer
+answer("SOrvGetParam", 0, "", 1, {}, {"buffer": 2})
+print(eval("get(5, 0, 0)", {"__builtins__": {}, "get": pyORV3.getSpectrum}))
+def deny(*arguments, **named):
+    raise RuntimeError("no imports")
+former, builtins.__import__ = builtins.__import__, deny
+read()
+sys.modules.pop("_struct", None)
+read()
+builtins.__import__ = former
+class Struct:
+    @staticmethod
+    def unpack_from(*arguments):
+        raise KeyError("not what was asked for")
+    unpack = unpack_from
+for other in (None, Struct, 5):
+    sys.modules["_struct"] = other
+    read()
+sys.last = builtins.last = Last()
+here = Last()
+"""
+
+REGISTRY = """
+import pyORV3
+print(pyORV3.open("name", 1, 1, ""))
+print(ascii(pyORV3.getParameterMetaData(0, 0, "ORV_TEST")))
+print("CP1252" in open("/proc/self/maps").read())
+"""
+
+TRACE = """
+import os, threading, pyORV3
+def fail():
+    for _ in range(200):
+        pyORV3.flush("x")
+        pyORV3.executeNativeEngine("a\\nb", "c", 1, 2)
+threads = [threading.Thread(target=fail) for _ in range(2)]
+for thread in threads:
+    thread.start()
+child = os.fork() if hasattr(os, "fork") else None
+if child == 0:
+    fail()
+    os._exit(0)
+for thread in threads:
+    thread.join()
+if child:
+    os.waitpid(child, 0)
+pyORV3.getParameter(5, 0x12340001, 1, 1)
+print(pyORV3.flush(5))
+"""
+LINE = re.compile(
+    r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z\t(\S+)\t3\t([^\t]+)\t(0x[0-9A-F]{8})\r?\n"
+)
+
+
+def output_of(script, **environment):
+    """What a script writes; it ends well and says nothing on standard error."""
+    process = subprocess.run(
+        [sys.executable, "-W", "ignore", "-c", script],
+        env=dict(os.environ, **environment),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        universal_newlines=True,
+        timeout=120,
+    )
+    if process.returncode != 0 or process.stderr:
+        raise AssertionError("ended with %d: %s" % (process.returncode, process.stderr))
+    return process.stdout.splitlines()
+
+
+class Exits(unittest.TestCase):
+    def test_daemon_thread_inside_an_engine_ends_with_the_process(self):
+        self.assertEqual(output_of(DAEMON_IN_ENGINE), [])
+
+    def test_spectrum_needs_no_import(self):
+        self.assertEqual(set(output_of(SPECTRUM)), {"(0, (1, -2))"})
+
+    @unittest.skipIf(os.name == "nt", "Windows has a registry of its own")
+    def test_registry_needs_no_modules_of_the_system(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "registry.reg")
+            with open(path, "wb") as file:
+                text = "\ufeffWindows Registry Editor Version 5.00\n"
+                text += "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel\\Orsova Environment]\n"
+                file.write((text + '"ORV_TEST"="\u00dcbung \u20ac"\n').encode("utf-16-le"))
+            lines = output_of(REGISTRY, ORSOVA_REGISTRY=path, OSVENV="")
+        metadata = (0, ("ORV_TEST", "\u00dcbung \u20ac", 0, 0, "str"))
+        self.assertEqual(lines, ["(0, 1002)", ascii(metadata), "False"])
+
+    def test_failures_are_reported_in_whole_lines(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "trace")
+            self.assertEqual(output_of(TRACE, PYORV3_TRACE=path), ["0"])
+            with open(path, newline="") as file:
+                lines = file.readlines()
+        reports = [LINE.fullmatch(line).groups() for line in lines]
+        threads = 3 if hasattr(os, "fork") else 2
+        counted = collections.Counter((context, code) for context, _, code in reports)
+        expected = {
+            ("flush", "0xECE99D7D"): 200 * threads,
+            ("executeNativeEngine", "0x0000007E"): 200 * threads,
+            ("Parameter::load", "0x00278002"): 1,
+            ("getParameter", "0xECE99F6D"): 1,
+        }
+        self.assertEqual(counted, expected)
