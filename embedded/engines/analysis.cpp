@@ -1,14 +1,13 @@
 #include "embedded/engines/analysis.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <numeric>
 
-#include "embedded/engines/detection_limit.h"
+#include "embedded/engines/background_noise.h"
 #include "embedded/engines/engine.h"
-#include "embedded/engines/engine_failure.h"
-#include "embedded/engines/peak_search.h"
 #include "embedded/pqar/parameter_codes.h"
 
 namespace embedded::engines {
@@ -27,21 +26,19 @@ constexpr Setting peakLimit = {QAR_D_PEAKLIMIT, 5.0, 1.0, 100.0};
 constexpr Setting matchTolerance = {QAR_D_MATCHTOL, 1.0, 1e-6, 1e6};
 constexpr Setting leastConfidence = {QAR_D_MINCONF, 0.5, 0.0, 1.0};
 
+// How far the efficiency of one line may be wrong beside the others: with a calibration by what it
+// leaves out, such as coincidence summing, and without one by a factor.
+constexpr double calibratedAllowance = 0.05;
+constexpr double uncalibratedAllowance = 0.5;
+
+constexpr double widestSmoothing = 1.0 / 16.0;  // of the spectrum
+
 double readSetting(const DataSourceAccess& dataSource, const Setting& setting) {
     const double value = dataSource.readDouble(setting.code).value_or(setting.missing);
     if (!(value >= setting.smallest && value <= setting.greatest)) {
         throw EngineFailure(status::badSetting);
     }
     return value;
-}
-
-// A value without which a record means nothing.
-template <typename Value>
-Value required(const std::optional<Value>& value) {
-    if (!value) {
-        throw EngineFailure(status::recordUnreadable);
-    }
-    return *value;
 }
 
 }  // namespace
@@ -51,12 +48,10 @@ Analysis::Analysis(const DataSourceAccess& dataSource, std::optional<double> sig
     if (std::ranges::none_of(contents_, [](double content) { return content > 0.0; })) {
         throw EngineFailure(status::spectrumEmpty);
     }
+    excess_ = excessVariance(contents_);
     readCalibration();
     restrictSearch();
-    const double limit = readSetting(dataSource_, peakLimit);
-    significanceLimit_ = significanceLimit.value_or(limit);
-    rules_.tolerance = readSetting(dataSource_, matchTolerance);
-    rules_.smallestConfidence = readSetting(dataSource_, leastConfidence);
+    readSettings(significanceLimit);
 }
 
 void Analysis::readCalibration() {
@@ -85,12 +80,29 @@ void Analysis::restrictSearch() {
     if (first < 1 || end < first || end > last) {
         throw EngineFailure(status::badSetting);
     }
+    leftOutChannels_ = std::any_of(widths_.begin() + (first - 1), widths_.begin() + end,
+                                   [](double width) { return width == 0.0; });
     std::fill(widths_.begin(), widths_.begin() + (first - 1), 0.0);
     std::fill(widths_.begin() + end, widths_.end(), 0.0);
 }
 
+void Analysis::readSettings(std::optional<double> significanceLimit) {
+    const double limit = readSetting(dataSource_, peakLimit);
+    search_.limit = significanceLimit.value_or(limit);
+    search_.multiplets = dataSource_.readByte(QAR_B_FITMULTIPLT, 1).value_or(1) != 0;
+    search_.smoothing = dataSource_.readShort(QAR_S_SMOOTHWIDTH).value_or(0);
+    if (search_.smoothing < 0.0 ||
+        search_.smoothing > widestSmoothing * static_cast<double>(contents_.size())) {
+        throw EngineFailure(status::badSetting);
+    }
+    rules_.tolerance = readSetting(dataSource_, matchTolerance);
+    rules_.smallestConfidence = readSetting(dataSource_, leastConfidence);
+    rules_.weightAllowance =
+        calibration_.efficiency.empty() ? uncalibratedAllowance : calibratedAllowance;
+}
+
 void Analysis::searchPeaks() const {
-    const std::vector<FittedPeak> peaks = findPeaks(spectrum(), significanceLimit_);
+    const std::vector<FittedPeak> peaks = findPeaks(spectrum(), search_);
     dataSource_.deleteRecords(QAR_CLS_RESULT);
     dataSource_.deleteRecords(QAR_CLS_PEAK);
     writePeaks(peaks);
@@ -101,50 +113,36 @@ void Analysis::writePeaks(const std::vector<FittedPeak>& peaks) const {
     for (const FittedPeak& peak : peaks) {
         ++record;
         const double width = peak.width * energyPerChannel(calibration_, peak.channel);
+        const auto left = static_cast<std::int32_t>(peak.region.first + 1);
+        const auto right = static_cast<std::int32_t>(peak.region.first + peak.region.count);
         dataSource_.writeDouble(QAR_D_PEAKENERGY, record, energyAt(calibration_, peak.channel));
         dataSource_.writeDouble(QAR_D_PEAKCENTR, record, peak.channel);
         dataSource_.writeDouble(QAR_D_PEAKFWHM, record, width);
         dataSource_.writeDouble(QAR_D_PEAKAREA, record, peak.area);
         dataSource_.writeDouble(QAR_D_PEAKAREAU, record, peak.areaUncertainty);
         dataSource_.writeDouble(QAR_D_PEAKCONT, record, peak.continuum);
-        dataSource_.writeDouble(QAR_D_PEAKSIGNIF, record, significance(peak));
+        dataSource_.writeDouble(QAR_D_PEAKSIGNIF, record, peak.significance);
         dataSource_.writeText(QAR_C_PEAKNUCL, record, "");
+        dataSource_.writeLong(QAR_L_PEAKLEFT, record, left);
+        dataSource_.writeLong(QAR_L_PEAKRIGHT, record, right);
+        dataSource_.writeFloat(QAR_F_PEAKCHISQ, record, static_cast<float>(peak.reducedChiSquare));
     }
 }
 
-ExpectedLine Analysis::readLine(std::uint16_t record, std::uint16_t entry) const {
-    const double energy = required(dataSource_.readDouble(QAR_D_LINEENERGY, record, entry));
-    const double yield = required(dataSource_.readDouble(QAR_D_LINEYIELD, record, entry));
-    const double channel = channelAt(calibration_, energy, contents_.size());
-    return {energy, yield * efficiencyAt(calibration_, energy),
-            detectionLimitAt(spectrum(), channel, significanceLimit_),
-            dataSource_.readByte(QAR_B_LINEKEY, record, entry).value_or(0) != 0};
-}
-
-std::vector<Nuclide> Analysis::readNuclides() const {
-    std::vector<Nuclide> nuclides;
-    const std::uint16_t records = dataSource_.recordCount(QAR_CLS_NUCLIDE);
-    for (std::uint32_t number = 1; number <= records; ++number) {
-        const auto record = static_cast<std::uint16_t>(number);
-        if (dataSource_.readByte(QAR_B_NUCLACTIVE, record).value_or(1) == 0) {
-            continue;
-        }
-        Nuclide nuclide{required(dataSource_.readText(QAR_C_NUCLNAME, record)), {}};
-        const std::uint16_t entries = dataSource_.entryCount(QAR_CLS_NUCLIDE, record);
-        for (std::uint32_t entry = 1; entry <= entries; ++entry) {
-            nuclide.lines.push_back(readLine(record, static_cast<std::uint16_t>(entry)));
-        }
-        nuclides.push_back(std::move(nuclide));
-    }
-    return nuclides;
-}
-
+// The uncertainty of a centroid is sigma by the root of the counts that tell of it.
 std::vector<MeasuredPeak> Analysis::readPeaks() const {
     std::vector<MeasuredPeak> peaks(dataSource_.recordCount(QAR_CLS_PEAK));
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         const auto record = static_cast<std::uint16_t>(number + 1);
-        peaks[number] = {required(dataSource_.readDouble(QAR_D_PEAKENERGY, record)),
-                         required(dataSource_.readDouble(QAR_D_PEAKAREA, record))};
+        MeasuredPeak& peak = peaks[number];
+        peak.energy = required(dataSource_.readDouble(QAR_D_PEAKENERGY, record));
+        peak.area = required(dataSource_.readDouble(QAR_D_PEAKAREA, record));
+        peak.areaUncertainty = required(dataSource_.readDouble(QAR_D_PEAKAREAU, record));
+        const double width = required(dataSource_.readDouble(QAR_D_PEAKFWHM, record));
+        if (!(peak.area > 0.0 && peak.areaUncertainty > 0.0)) {
+            throw EngineFailure(status::recordUnreadable);
+        }
+        peak.energyUncertainty = width / fwhmPerSigma * peak.areaUncertainty / peak.area;
     }
     return peaks;
 }
@@ -154,26 +152,59 @@ void Analysis::identifyNuclides(bool nuclidesRequired) const {
         throw EngineFailure(status::noNuclides);
     }
     const std::vector<MeasuredPeak> peaks = readPeaks();
-    const auto identifications = identify(peaks, readNuclides(), rules_);
-    const auto names = assignPeaks(peaks.size(), identifications);
+    const Spectrum searched = spectrum();
+    const NuclideLibrary library(dataSource_, searched, calibration_, search_.limit);
+    const Findings findings = identify(peaks, library.nuclides(), rules_);
 
     dataSource_.deleteRecords(QAR_CLS_RESULT);
-    writeIdentifications(identifications);
-    for (std::size_t number = 0; number < names.size(); ++number) {
-        dataSource_.writeText(QAR_C_PEAKNUCL, static_cast<std::uint16_t>(number + 1),
-                              names[number]);
+    writeResults(library, findings);
+    for (std::size_t number = 0; number < peaks.size(); ++number) {
+        const auto record = static_cast<std::uint16_t>(number + 1);
+        dataSource_.writeText(QAR_C_PEAKNUCL, record, findings.assigned[number]);
+        dataSource_.writeShort(QAR_S_PEAKORIGIN, record,
+                               static_cast<std::uint16_t>(findings.origins[number]));
     }
 }
 
-void Analysis::writeIdentifications(const std::vector<Identification>& identifications) const {
+// Those found before those that were not, of which there are records where a limit can be stated.
+void Analysis::writeResults(const NuclideLibrary& library, const Findings& findings) const {
+    std::vector<std::size_t> order(findings.nuclides.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::stable_sort(order, std::ranges::greater(), [&findings](std::size_t nuclide) {
+        return findings.nuclides[nuclide].confidence;
+    });
     std::uint16_t record = 0;
-    for (const Identification& identification : identifications) {
-        ++record;
-        const auto lines = static_cast<std::int32_t>(identification.peaks.size());
-        dataSource_.writeText(QAR_C_RESNUCLIDE, record, identification.name);
-        dataSource_.writeLong(QAR_L_RESLINES, record, lines);
-        dataSource_.writeDouble(QAR_D_RESCONF, record, identification.confidence);
-        dataSource_.writeDouble(QAR_D_RESENERGY, record, identification.energy);
+    for (const std::size_t nuclide : order) {
+        if (isFound(findings.nuclides[nuclide]) || (library.measurement().isAbsolute && std::isfinite(library.detectionLimitOf(nuclide)))) {
+            writeResult(library, findings, nuclide, ++record);
+        }
+    }
+}
+
+bool Analysis::isFound(const Identification& identification) const {
+    return identification.activity > 0.0 &&
+           identification.confidence >= rules_.smallestConfidence;
+}
+
+void Analysis::writeResult(const NuclideLibrary& library, const Findings& findings,
+                           std::size_t nuclide, std::uint16_t record) const {
+    const Identification& found = findings.nuclides[nuclide];
+    dataSource_.writeText(QAR_C_RESNUCLIDE, record, library.nuclides()[nuclide].name);
+    dataSource_.writeLong(QAR_L_RESLINES, record, static_cast<std::int32_t>(found.peaks.size()));
+    dataSource_.writeDouble(QAR_D_RESCONF, record, found.confidence);
+    if (isFound(found)) {
+        dataSource_.writeDouble(QAR_D_RESENERGY, record, found.energy);
+    }
+    if (!library.measurement().isAbsolute) {
+        return;
+    }
+    if (isFound(found)) {
+        const double common = found.activity * library.commonUncertainty(nuclide);
+        dataSource_.writeDouble(QAR_D_ACTIVITY, record, found.activity);
+        dataSource_.writeDouble(QAR_D_ACTIVITYUNC, record, std::hypot(found.uncertainty, common));
+    }
+    if (const double limit = library.detectionLimitOf(nuclide); std::isfinite(limit)) {
+        dataSource_.writeDouble(QAR_D_DETECTLIMIT, record, limit);
     }
 }
 

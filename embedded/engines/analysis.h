@@ -9,7 +9,8 @@
 #include "embedded/engines/calibration.h"
 #include "embedded/engines/data_source_access.h"
 #include "embedded/engines/identification.h"
-#include "embedded/engines/multiplet.h"
+#include "embedded/engines/nuclide_library.h"
+#include "embedded/engines/peak_search.h"
 
 namespace embedded::engines {
 
@@ -24,21 +25,29 @@ class Analysis {
     // Throws noNuclides where nuclides are required and the file has no nuclide records.
     void identifyNuclides(bool required) const;
 
+    // Whether the calibration gives no usable width somewhere between the first and the last channel
+    // of the search, so that no peak was looked for there.
+    bool leftOutChannels() const { return leftOutChannels_; }
+
   private:
     void readCalibration();
     void restrictSearch();
-    Spectrum spectrum() const { return {contents_, widths_}; }
-    ExpectedLine readLine(std::uint16_t record, std::uint16_t entry) const;
-    std::vector<Nuclide> readNuclides() const;
+    void readSettings(std::optional<double> significanceLimit);
+    Spectrum spectrum() const { return {contents_, widths_, excess_}; }
     std::vector<MeasuredPeak> readPeaks() const;
     void writePeaks(const std::vector<FittedPeak>& peaks) const;
-    void writeIdentifications(const std::vector<Identification>& identifications) const;
+    bool isFound(const Identification& identification) const;
+    void writeResults(const NuclideLibrary& library, const Findings& findings) const;
+    void writeResult(const NuclideLibrary& library, const Findings& findings, std::size_t nuclide,
+                     std::uint16_t record) const;
 
     const DataSourceAccess& dataSource_;
     std::vector<double> contents_;
+    std::vector<double> excess_;
     Calibration calibration_;
     std::vector<double> widths_;
-    double significanceLimit_ = 0.0;
+    bool leftOutChannels_ = false;
+    SearchSettings search_{};
     MatchingRules rules_{};
 };
 

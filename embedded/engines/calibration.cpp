@@ -9,6 +9,9 @@ namespace {
 constexpr double narrowestWidth = 0.5;
 constexpr double widestPartOfSpectrum = 1.0 / 16.0;
 
+constexpr double typicalPower = -0.9;
+constexpr double typicalAbsorption = 80.0;  // keV
+
 double widthAt(const Calibration& calibration, double channel) {
     const double squared = polynomial(calibration.shape, energyAt(calibration, channel));
     return std::sqrt(squared) / energyPerChannel(calibration, channel);
@@ -70,8 +73,12 @@ std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t
 }
 
 double efficiencyAt(const Calibration& calibration, double energy) {
-    if (calibration.efficiency.empty() || !(energy > 0.0)) {
-        return 1.0;
+    if (!(energy > 0.0)) {
+        return 0.0;
+    }
+    if (calibration.efficiency.empty()) {
+        const double absorbed = energy / typicalAbsorption;
+        return std::pow(energy, typicalPower) * (1.0 - std::exp(-absorbed * absorbed));
     }
     const double efficiency = std::exp(polynomial(calibration.efficiency, std::log(energy)));
     return std::isfinite(efficiency) ? efficiency : 0.0;

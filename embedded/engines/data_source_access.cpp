@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "embedded/engines/engine.h"
-#include "embedded/engines/engine_failure.h"
 #include "embedded/pqar/parameter_codes.h"
 
 namespace embedded::engines {
@@ -39,6 +38,14 @@ std::optional<Value> DataSourceAccess::read(std::uint32_t code, std::uint16_t re
 
 std::optional<std::int32_t> DataSourceAccess::readLong(std::uint32_t code) const {
     return read<std::int32_t>(code, 1, 1);
+}
+
+std::optional<std::int16_t> DataSourceAccess::readShort(std::uint32_t code) const {
+    return read<std::int16_t>(code, 1, 1);
+}
+
+std::optional<float> DataSourceAccess::readFloat(std::uint32_t code) const {
+    return read<float>(code, 1, 1);
 }
 
 std::optional<double> DataSourceAccess::readDouble(std::uint32_t code, std::uint16_t record,
@@ -114,8 +121,17 @@ void DataSourceAccess::write(std::uint32_t code, std::uint16_t record, const voi
     }
 }
 
+void DataSourceAccess::writeShort(std::uint32_t code, std::uint16_t record,
+                                  std::uint16_t value) const {
+    write(code, record, &value, sizeof value);
+}
+
 void DataSourceAccess::writeLong(std::uint32_t code, std::uint16_t record,
                                  std::int32_t value) const {
+    write(code, record, &value, sizeof value);
+}
+
+void DataSourceAccess::writeFloat(std::uint32_t code, std::uint16_t record, float value) const {
     write(code, record, &value, sizeof value);
 }
 

@@ -3,13 +3,35 @@
 #define PYORV3_EMBEDDED_ENGINES_DATA_SOURCE_ACCESS_H
 
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "embedded/engines/engine.h"
 #include "module/interface/orv.h"
 
 namespace embedded::engines {
+
+// Thrown by the steps of a run that cannot go on, turned into its status by the entry point.
+class EngineFailure : public std::exception {
+  public:
+    explicit EngineFailure(std::uint32_t status) : status_(status) {}
+    std::uint32_t status() const { return status_; }  // one of engine.h, not 0
+    const char* what() const noexcept override { return "analysis engine failure"; }
+
+  private:
+    std::uint32_t status_;
+};
+
+// A value without which a record means nothing. Throws recordUnreadable where there is none.
+template <typename Value>
+Value required(const std::optional<Value>& value) {
+    if (!value) {
+        throw EngineFailure(status::recordUnreadable);
+    }
+    return *value;
+}
 
 // A data source that the caller of the engine has opened and goes on owning. Records and entries
 // count from 1. Throws EngineFailure.
@@ -20,6 +42,8 @@ class DataSourceAccess {
 
     // One value, or nothing where the file has none.
     std::optional<std::int32_t> readLong(std::uint32_t code) const;
+    std::optional<std::int16_t> readShort(std::uint32_t code) const;
+    std::optional<float> readFloat(std::uint32_t code) const;
     std::optional<double> readDouble(std::uint32_t code, std::uint16_t record = 1,
                                      std::uint16_t entry = 1) const;
     std::optional<std::uint8_t> readByte(std::uint32_t code, std::uint16_t record,
@@ -38,7 +62,9 @@ class DataSourceAccess {
 
     // Throw resultsNotWritable. Writing to the record after the last makes it.
     void deleteRecords(std::uint16_t classCode) const;
+    void writeShort(std::uint32_t code, std::uint16_t record, std::uint16_t value) const;
     void writeLong(std::uint32_t code, std::uint16_t record, std::int32_t value) const;
+    void writeFloat(std::uint32_t code, std::uint16_t record, float value) const;
     void writeDouble(std::uint32_t code, std::uint16_t record, double value) const;
     void writeText(std::uint32_t code, std::uint16_t record, const std::string& value) const;
 

@@ -5,7 +5,6 @@
 
 #include "embedded/engines/analysis.h"
 #include "embedded/engines/data_source_access.h"
-#include "embedded/engines/engine_failure.h"
 
 namespace embedded::engines {
 
@@ -23,7 +22,7 @@ std::optional<double> limitOf(std::uint32_t options) {
     return tenths == 0 ? std::nullopt : std::optional(0.1 * tenths);
 }
 
-void run(OrvContext context, std::uint32_t options) {
+std::uint32_t run(OrvContext context, std::uint32_t options) {
     const std::optional<double> limit = limitOf(options);
     const std::uint32_t steps = (options & optionSteps) == 0 ? optionSteps : options & optionSteps;
     const DataSourceAccess dataSource(context);
@@ -34,6 +33,8 @@ void run(OrvContext context, std::uint32_t options) {
     if ((steps & optionIdentifyNuclides) != 0) {
         analysis.identifyNuclides(steps == optionIdentifyNuclides);
     }
+    const bool told = (steps & optionSearchPeaks) != 0 && analysis.leftOutChannels();
+    return told ? status::rangePartlySearched : status::success;
 }
 
 }  // namespace
@@ -45,8 +46,7 @@ std::uint32_t ORV_ENGINE_CALL searchPeaks(std::int32_t dataSource, std::int32_t 
                                           std::int32_t, std::int32_t) {
     using namespace embedded::engines;
     try {
-        run(dataSource, static_cast<std::uint32_t>(options));
-        return status::success;
+        return run(dataSource, static_cast<std::uint32_t>(options));
     } catch (const EngineFailure& failure) {
         return failure.status();
     } catch (const std::bad_alloc&) {

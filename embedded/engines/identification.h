@@ -1,59 +1,80 @@
 // Identification of nuclides by the lines that were found as peaks.
+//
+// All nuclides are fitted together to the peaks, their activities not negative (nonnegative_fit.h).
+// Each peak gives two observations: its area, which is the sum over the nuclides of activity x
+// weight of the line, and its centroid, which is their mean energy weighted with those counts; so a
+// peak that several nuclides share is divided among them, and of two that would do the one with the
+// nearer line has it. A line without a peak is an observation of no counts, with half the detection
+// limit as standard deviation. An annihilation, escape or sum peak (peak_origin.h) may have any area
+// beyond what the nuclides give. Where the file names a parent that lives longer, the activities of
+// the two agree within a factor of about two, as in equilibrium.
+//
+// The confidence is the product of three numbers, each from 0 to 1:
+//   support    G / (9 + G), where G is what the sum of squares would rise without the nuclide: one
+//              half for three standard deviations;
+//   agreement  how well the areas and energies of its lines come out, the mean of
+//              exp(-(|deviation| - 1)^2 / 2) for deviations beyond one standard deviation, weighted
+//              with expected counts / (expected counts + detection limit), so that lines that could
+//              not be seen do not count;
+//   chance     1 - p^n, where n counts the peaks that it gives rise to, those shared in part, and p
+//              is the probability that one of the peaks in the neighbourhood lies within the
+//              tolerance of a line by chance.
+//
+// The activities are those of a second fit, of the nuclides that are confident enough alone and
+// with no other uncertainties than those of areas and single weights. Where a nuclide's lines
+// disagree by more, its uncertainty is enlarged by the root of chi-square per degree of freedom.
 #ifndef PYORV3_EMBEDDED_ENGINES_IDENTIFICATION_H
 #define PYORV3_EMBEDDED_ENGINES_IDENTIFICATION_H
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "embedded/engines/peak_origin.h"
+
 namespace embedded::engines {
 
-struct MeasuredPeak {
-    double energy;  // keV
-    double area;    // net counts
-};
-
 struct ExpectedLine {
-    double energy;          // keV
-    double weight;          // photons per decay x efficiency: expected share of the counts
-    double detectionLimit;  // net counts below which the line may be missed; may be infinite
-    bool key;               // the nuclide is not identified without this line
+    double energy;             // keV
+    double energyUncertainty;  // keV
+    double weight;             // expected net counts for an activity of 1
+    double weightUncertainty;  // relative, of this line alone, such as that of its yield
+    double detectionLimit;     // net counts below which the line may be missed; may be infinite
+    bool key;                  // the nuclide is not identified without this line
 };
 
 struct Nuclide {
     std::string name;
     std::vector<ExpectedLine> lines;
+    std::optional<std::size_t> parent;  // its place in the list, where the parent lives longer
 };
 
 struct MatchingRules {
-    double tolerance;           // keV
-    double smallestConfidence;  // 0 to 1
+    double tolerance;         // keV
+    double weightAllowance;   // relative: how far weights may be wrong, each by itself
+    double smallestConfidence = 0.0;  // of what assigns a peak and makes sums, 0 to 1
 };
 
 struct Identification {
-    std::string name;
-    double confidence;               // above 0, at most 1
-    double energy;                   // keV, of the line found with the greatest weight
+    double confidence;   // 0 to 1
+    double activity;     // in the unit of the lines' weights; 0 where nothing speaks for it
+    double uncertainty;  // of the areas and of the weights of single lines
+    double energy;       // keV, of the line found that has the greatest weight
     std::vector<std::size_t> peaks;  // of each line found, the number of its peak from 0
 };
 
-// The nuclides that the peaks show, the most confident first (the order of `nuclides` among
-// equals).
-//
-// A line is found when a peak lies within the tolerance; the nearest one counts. The found line
-// with the smallest area per weight gives the activity that the nuclide can have at most; a line
-// that is not found but would have more counts than its detection limit at this activity speaks
-// against the nuclide. Lines with no positive, finite weight do not count.
-//
-//     confidence = found weight / (found weight + weight that speaks against)
-std::vector<Identification> identify(std::span<const MeasuredPeak> peaks,
-                                     std::span<const Nuclide> nuclides, const MatchingRules& rules);
+struct Findings {
+    std::vector<Identification> nuclides;  // one for each of those asked for
+    std::vector<std::string> assigned;  // of each peak the nuclide that gives most of it, or ""
+    std::vector<PeakOrigin> origins;
+};
 
-// For each peak the name of the most confident nuclide that has it among its lines, or "".
-// identifications: as identify gives them for the peaks.
-std::vector<std::string> assignPeaks(std::size_t peakCount,
-                                     std::span<const Identification> identifications);
+// A line is found when a peak lies within the tolerance; the nearest one counts. Lines with no
+// positive, finite weight do not count.
+Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
+                  const MatchingRules& rules);
 
 }  // namespace embedded::engines
 

@@ -1,9 +1,11 @@
 // A group of neighbouring peaks: which of the expected ones are there, and which are missing.
 //
-// All are fitted together; the least significant is dropped and the rest fitted again until each
-// that is left reaches the limit. Where the model then does not describe the region, the region is
-// narrowed; if that does not help either, another peak is tried where the residuals have their most
-// significant second difference, so that close doublets are resolved.
+// All are fitted together in the widest region; the least significant is dropped and the rest
+// fitted again until each that is left reaches the limit. Where the model then does not describe
+// the region, the data choose what it lacks: a width of its own for a lone peak, the tail, a curved
+// continuum or another peak, whichever raises the likelihood most beyond what it costs in unknowns.
+// Only after that the region is narrowed. What reads as peaks but is the rounded shoulder of a step
+// in the continuum, such as a Compton edge, is told apart in the widest region.
 #ifndef PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 #define PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 
@@ -15,12 +17,6 @@
 
 namespace embedded::engines {
 
-// Both of all channels, channel 1 first; not owned.
-struct Spectrum {
-    std::span<const double> contents;
-    std::span<const double> widths;  // calibrated FWHM in channels; 0 where no peak is looked for
-};
-
 // Channels that a fit may use; beyond them are the peaks of other groups.
 struct ChannelRange {
     double lowest;
@@ -31,10 +27,14 @@ struct ChannelRange {
 // looked for are left out.
 std::vector<ExpectedPeak> expectedAt(const Spectrum& spectrum, std::span<const double> channels);
 
+// A first look, with Gaussians on a straight continuum in the widest region.
+std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
+                                     ChannelRange range, double limit);
+
 // The fit in which every peak reaches the limit; nothing where none does.
-// expected: at least one.
+// expected: at least one; morePeaks: whether peaks beyond the expected ones are tried.
 std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
-                                      ChannelRange range, double limit);
+                                      ChannelRange range, double limit, bool morePeaks);
 
 }  // namespace embedded::engines
 

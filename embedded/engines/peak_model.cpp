@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
+#include <utility>
 
 #include "embedded/engines/calibration.h"
 
@@ -11,12 +13,25 @@ namespace embedded::engines {
 namespace {
 
 constexpr double centroidRange = 0.5;  // in widths
-constexpr double smallestWidthFactor = 0.7;
-constexpr double largestWidthFactor = 1.4;
+
+struct Range {
+    double lowest;
+    double highest;
+};
+
+// The calibration is wrong by less; only one peak may be as broad as annihilation makes it.
+constexpr Range widthFactorRange = {0.7, 1.4};
+constexpr Range ownWidthRange = {0.7, 2.5};
+constexpr Range tailFractionRange = {0.0, 0.5};
+constexpr Range tailLengthRange = {0.5, 4.0};
+constexpr double narrowestEdge = 0.25;  // channels
+constexpr double firstTailLength = 1.5;
+
 constexpr double outOfSight = 8.0;  // in standard deviations: less than 1e-15 of a peak lies beyond
 
 double normalDensity(double x) {
-    return std::exp(-0.5 * x * x) / std::sqrt(2.0 * std::numbers::pi);
+    constexpr double density = 0.5 * std::numbers::inv_sqrtpi * std::numbers::sqrt2;
+    return density * std::exp(-0.5 * x * x);
 }
 
 double normalDistribution(double x) {
@@ -27,20 +42,69 @@ double channelOf(std::size_t index) {
     return static_cast<double>(index + 1);
 }
 
-}  // namespace
+// The part of a peak below a place, and its derivatives.
+struct Distribution {
+    double value;
+    double byPlace;     // in sigma
+    double byFraction;  // of the tail
+    double byLength;
+};
 
-PeakModel::PeakModel(std::span<const double> contents, Region region,
-                     std::span<const ExpectedPeak> expected)
-    : region_(region),
-      expected_(expected.begin(), expected.end()),
-      estimate_(area(expected.size()), 0.0) {
-    estimate_[widthFactor] = 1.0;
-    estimateContinuum(contents);
-    estimatePeaks(contents);
+Distribution distribution(double place, double fraction, double length) {
+    if (place > outOfSight) {
+        return {1.0, 0.0, 0.0, 0.0};
+    }
+    const double farthest = fraction > 0.0 ? outOfSight * std::max(1.0, 3.0 * length) : outOfSight;
+    if (place < -farthest) {
+        return {0.0, 0.0, 0.0, 0.0};
+    }
+    const double density = normalDensity(place);
+    const double below = normalDistribution(place);
+    // The exponential part of the folded distribution, exp(z/t + 1/2t^2) x Phi(-z - 1/t).
+    const double inverse = 1.0 / length;
+    const double folded =
+        std::exp(inverse * (place + 0.5 * inverse)) * normalDistribution(-place - inverse);
+    const double byLength = inverse * inverse * (density - (place + inverse) * folded);
+    return {below + fraction * folded, density + fraction * (folded * inverse - density), folded,
+            fraction * byLength};
 }
 
-// A straight line through the means of a few channels at the two ends.
-void PeakModel::estimateContinuum(std::span<const double> contents) {
+// The same without a tail, for which it costs half.
+Distribution distribution(double place) {
+    if (std::abs(place) > outOfSight) {
+        return {place > 0.0 ? 1.0 : 0.0, 0.0, 0.0, 0.0};
+    }
+    return {normalDistribution(place), normalDensity(place), 0.0, 0.0};
+}
+
+}  // namespace
+
+PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected,
+                     std::optional<std::size_t> widePeak)
+    : region_(region), expected_(std::move(expected)), widePeak_(widePeak) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    lowest_.setConstant(unknowns(), -infinity);
+    highest_.setConstant(unknowns(), infinity);
+    const auto setRange = [this](Eigen::Index unknown, Range range) {
+        lowest_[unknown] = range.lowest;
+        highest_[unknown] = range.highest;
+    };
+    setRange(widthFactor, widthFactorRange);
+    setRange(ownWidth, ownWidthRange);
+    setRange(tailFraction, tailFractionRange);
+    setRange(tailLength, tailLengthRange);
+    setRange(edgeChannel, {channelOf(region_.first), channelOf(region_.first + region_.count)});
+    setRange(edgeWidth, {narrowestEdge, static_cast<double>(region_.count)});
+    for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
+        const auto [centre, fwhm] = expected_[peak];
+        setRange(channel(peak), {centre - centroidRange * fwhm, centre + centroidRange * fwhm});
+    }
+}
+
+// A straight line through the means of a few channels at the two ends; on it Gaussians with the
+// heights that the spectrum has above it.
+Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
+    Eigen::VectorXd values = Eigen::VectorXd::Zero(unknowns());
     const std::size_t averaged = std::max<std::size_t>(1, region_.count / 8);
     double low = 0.0;
     double high = 0.0;
@@ -48,38 +112,32 @@ void PeakModel::estimateContinuum(std::span<const double> contents) {
         low += contents[region_.first + index];
         high += contents[region_.first + region_.count - 1 - index];
     }
-    estimate_[level] = 0.5 * (low + high) / static_cast<double>(averaged);
-    estimate_[slope] = 0.5 * (high - low) / static_cast<double>(averaged);
-}
+    values[level] = 0.5 * (low + high) / static_cast<double>(averaged);
+    values[slope] = 0.5 * (high - low) / static_cast<double>(averaged);
+    values[widthFactor] = 1.0;
+    values[ownWidth] = 1.0;
+    values[tailLength] = firstTailLength;
+    values[edgeWidth] = 1.0;
 
-// The area of a Gaussian with the height that the spectrum has above the continuum.
-void PeakModel::estimatePeaks(std::span<const double> contents) {
     for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
         const auto [centre, fwhm] = expected_[peak];
         const double nearest = std::clamp(std::round(centre), channelOf(region_.first),
                                           channelOf(region_.first + region_.count - 1));
         const auto index = static_cast<std::size_t>(nearest) - 1;
-        const double height = contents[index] - continuum(estimate_, index);
+        const double height =
+            contents[index] - values[level] - values[slope] * offset(index);
         const double sigma = fwhm / fwhmPerSigma;
-        estimate_[area(peak)] = std::max(1.0, height) * sigma * std::sqrt(2.0 * std::numbers::pi);
-        estimate_[channel(peak)] = centre;
-        if (estimate_[area(peak)] > estimate_[area(strongest_)]) {
+        values[area(peak)] = std::max(1.0, height) * sigma * std::sqrt(2.0 * std::numbers::pi);
+        values[channel(peak)] = centre;
+        if (values[area(peak)] > values[area(strongest_)]) {
             strongest_ = peak;
         }
     }
+    return values;
 }
 
-void PeakModel::restrain(std::vector<double>& values) const {
-    values[widthFactor] = std::clamp(values[widthFactor], smallestWidthFactor, largestWidthFactor);
-    for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
-        const auto [centre, fwhm] = expected_[peak];
-        double& value = values[channel(peak)];
-        value = std::clamp(value, centre - centroidRange * fwhm, centre + centroidRange * fwhm);
-    }
-}
-
-double PeakModel::width(std::span<const double> values, std::size_t peak) const {
-    return expected_[peak].width * values[widthFactor];
+double PeakModel::width(const Eigen::VectorXd& values, std::size_t peak) const {
+    return expected_[peak].width * values[widthFactor] * (peak == widePeak_ ? values[ownWidth] : 1.0);
 }
 
 // Position in the region: -1 at its first, 1 at its last channel.
@@ -89,50 +147,128 @@ double PeakModel::offset(std::size_t index) const {
 }
 
 // Distance below the centroid of the strongest peak in standard deviations of its width.
-double PeakModel::stepArgument(std::span<const double> values, std::size_t index) const {
+double PeakModel::stepArgument(const Eigen::VectorXd& values, std::size_t index) const {
     const double sigma = width(values, strongest_) / fwhmPerSigma;
     return (values[channel(strongest_)] - channelOf(index)) / sigma;
 }
 
-double PeakModel::continuum(std::span<const double> values, std::size_t index) const {
-    return values[level] + values[slope] * offset(index) +
-           values[step] * normalDistribution(stepArgument(values, index));
+double PeakModel::edgeArgument(const Eigen::VectorXd& values, std::size_t index) const {
+    return (values[edgeChannel] - channelOf(index)) * fwhmPerSigma / values[edgeWidth];
 }
 
-double PeakModel::content(std::span<const double> values, std::size_t index,
-                          std::span<double> derivatives) const {
-    derivatives[level] = 1.0;
-    derivatives[slope] = offset(index);
-    derivatives[step] = normalDistribution(stepArgument(values, index));
-    derivatives[widthFactor] = 0.0;
-    double content =
-        values[level] + values[slope] * derivatives[slope] + values[step] * derivatives[step];
+double PeakModel::continuum(const Eigen::VectorXd& values, std::size_t index) const {
+    const double place = offset(index);
+    return values[level] + place * (values[slope] + place * values[curvature]) +
+           values[step] * normalDistribution(stepArgument(values, index)) +
+           values[edgeHeight] * normalDistribution(edgeArgument(values, index));
+}
 
-    for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
-        const double sigma = width(values, peak) / fwhmPerSigma;
-        const double height = values[area(peak)];
-        const double low = (channelOf(index) - 0.5 - values[channel(peak)]) / sigma;
-        const double high = (channelOf(index) + 0.5 - values[channel(peak)]) / sigma;
-        if (low > outOfSight || high < -outOfSight) {
-            derivatives[area(peak)] = 0.0;
-            derivatives[channel(peak)] = 0.0;
-            continue;
+void PeakModel::addContinuum(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                             Eigen::MatrixXd* derivatives) const {
+    for (std::size_t number = 0; number < region_.count; ++number) {
+        const auto row = static_cast<Eigen::Index>(number);
+        const double place = offset(region_.first + number);
+        contents[row] = values[level] + place * (values[slope] + place * values[curvature]);
+        if (derivatives != nullptr) {
+            auto& matrix = *derivatives;
+            matrix(row, level) = 1.0;
+            matrix(row, slope) = place;
+            matrix(row, curvature) = place * place;
         }
-        const double lowDensity = normalDensity(low);
-        const double highDensity = normalDensity(high);
-        const double part = normalDistribution(high) - normalDistribution(low);
-        derivatives[area(peak)] = part;
-        derivatives[channel(peak)] = height * (lowDensity - highDensity) / sigma;
-        derivatives[widthFactor] +=
-            height * (low * lowDensity - high * highDensity) / values[widthFactor];
-        content += height * part;
     }
+}
 
-    const double argument = stepArgument(values, index);
-    const double edge = values[step] * normalDensity(argument);
-    derivatives[channel(strongest_)] += edge * fwhmPerSigma / width(values, strongest_);
-    derivatives[widthFactor] -= edge * argument / values[widthFactor];
-    return content;
+void PeakModel::addStep(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                        Eigen::MatrixXd* derivatives) const {
+    const double perSigma = fwhmPerSigma / width(values, strongest_);
+    for (std::size_t number = 0; number < region_.count; ++number) {
+        const auto row = static_cast<Eigen::Index>(number);
+        const Distribution part = distribution(stepArgument(values, region_.first + number));
+        contents[row] += values[step] * part.value;
+        if (derivatives != nullptr) {
+            auto& matrix = *derivatives;
+            const double byPlace = values[step] * part.byPlace;
+            const double byWidth = byPlace * stepArgument(values, region_.first + number);
+            matrix(row, step) = part.value;
+            matrix(row, channel(strongest_)) += byPlace * perSigma;
+            matrix(row, widthFactor) -= byWidth / values[widthFactor];
+            if (strongest_ == widePeak_) {
+                matrix(row, ownWidth) -= byWidth / values[ownWidth];
+            }
+        }
+    }
+}
+
+void PeakModel::addEdge(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                        Eigen::MatrixXd* derivatives) const {
+    for (std::size_t number = 0; number < region_.count; ++number) {
+        const auto row = static_cast<Eigen::Index>(number);
+        const double argument = edgeArgument(values, region_.first + number);
+        const Distribution part = distribution(argument);
+        contents[row] += values[edgeHeight] * part.value;
+        if (derivatives != nullptr) {
+            auto& matrix = *derivatives;
+            const double byPlace = values[edgeHeight] * part.byPlace;
+            matrix(row, edgeHeight) = part.value;
+            matrix(row, edgeChannel) = byPlace * fwhmPerSigma / values[edgeWidth];
+            matrix(row, edgeWidth) = -byPlace * argument / values[edgeWidth];
+        }
+    }
+}
+
+void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::VectorXd& contents,
+                        Eigen::MatrixXd* derivatives) const {
+    const double sigma = width(values, peak) / fwhmPerSigma;
+    const double height = values[area(peak)];
+    const double fraction = values[tailFraction];
+    const double length = values[tailLength];
+    const auto placeOf = [&](std::size_t number) {
+        return (channelOf(region_.first + number) - 0.5 - values[channel(peak)]) / sigma;
+    };
+    // At T = 0 the derivative by T is wanted all the same where a tail is tried.
+    const auto below = [&](double place) {
+        return fraction > 0.0 ? distribution(place, fraction, length) : distribution(place);
+    };
+    double lowPlace = placeOf(0);
+    Distribution low = below(lowPlace);
+    for (std::size_t number = 0; number < region_.count; ++number) {
+        const auto row = static_cast<Eigen::Index>(number);
+        const double highPlace = placeOf(number + 1);
+        const Distribution high = below(highPlace);
+        contents[row] += height * (high.value - low.value);
+        if (derivatives != nullptr) {
+            auto& matrix = *derivatives;
+            matrix(row, area(peak)) = high.value - low.value;
+            matrix(row, channel(peak)) += height * (low.byPlace - high.byPlace) / sigma;
+            const double byWidth = height * (lowPlace * low.byPlace - highPlace * high.byPlace);
+            matrix(row, widthFactor) += byWidth / values[widthFactor];
+            if (peak == widePeak_) {
+                matrix(row, ownWidth) += byWidth / values[ownWidth];
+            }
+            matrix(row, tailFraction) += height * (high.byFraction - low.byFraction);
+            matrix(row, tailLength) += height * (high.byLength - low.byLength);
+        }
+        low = high;
+        lowPlace = highPlace;
+    }
+}
+
+void PeakModel::evaluate(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                         Eigen::MatrixXd* derivatives) const {
+    if (derivatives != nullptr) {
+        derivatives->setZero(static_cast<Eigen::Index>(region_.count), unknowns());
+    }
+    contents.resize(static_cast<Eigen::Index>(region_.count));
+    addContinuum(values, contents, derivatives);
+    addStep(values, contents, derivatives);
+    if (values[edgeHeight] != 0.0) {
+        addEdge(values, contents, derivatives);
+    }
+    for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
+        if (values[area(peak)] != 0.0) {
+            addPeak(values, peak, contents, derivatives);
+        }
+    }
 }
 
 }  // namespace embedded::engines

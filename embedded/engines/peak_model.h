@@ -1,53 +1,103 @@
-// The model of a region's contents and its unknowns; peak_fit.h says where it comes from.
+// The model of a region's contents and its unknowns.
+//
+// A peak is area x ((1 - T) Gaussian + T (Gaussian folded with an exponential that falls to lower
+// channels)): incomplete collection of charge gives peaks of germanium detectors this tail on the
+// low side (L. C. Longoria et al., Nucl. Instr. Meth. A 299 (1990) 308). All peaks of a region share
+// T, the tail's decay length in units of their sigma, and one factor to their calibrated widths;
+// one of them may have a further factor of its own, as the annihilation peak needs for the motion of
+// the electrons. Under the peaks lie a parabola, which is a straight line where its curvature is
+// held at 0, and a step (1/2) height erfc((x - centroid) / (sqrt(2) sigma)) under the strongest
+// peak, as small-angle scattering makes it (G. W. Phillips and K. W. Marlow, Nucl. Instr. Meth. 137
+// (1976) 525). Channels get the integrals over their width.
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 
+#include <Eigen/Core>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
-#include "embedded/engines/peak_fit.h"
-
 namespace embedded::engines {
+
+// A range of channels, as indexes from 0: index = channel - 1.
+struct Region {
+    std::size_t first;
+    std::size_t count;
+};
+
+// Where a peak is looked for; its centroid stays within half a width of here.
+struct ExpectedPeak {
+    double channel;
+    double width;  // calibrated FWHM in channels
+};
 
 class PeakModel {
   public:
     // Positions of the unknowns in their vector; of peak number k (from 0): area(k), channel(k).
-    static constexpr std::size_t level = 0;  // continuum in the middle of the region, counts
-    static constexpr std::size_t slope = 1;  // rise of the continuum from the middle to the end
-    static constexpr std::size_t step = 2;   // height of the step, counts
-    static constexpr std::size_t widthFactor = 3;
-    static constexpr std::size_t area(std::size_t peak) { return 4 + 2 * peak; }
-    static constexpr std::size_t channel(std::size_t peak) { return 5 + 2 * peak; }
+    enum Unknown : Eigen::Index {
+        level,         // continuum in the middle of the region, counts
+        slope,         // rise of the continuum from the middle to the end
+        curvature,     // of the continuum: counts at the ends beyond the straight line
+        step,          // height of the step, counts
+        edgeHeight,    // counts
+        edgeChannel,
+        edgeWidth,     // of the peak that would be as rounded: FWHM in channels
+        widthFactor,   // of all peaks
+        ownWidth,      // further factor of the wide peak
+        tailFraction,  // T
+        tailLength,    // in sigma
+        firstPeak
+    };
+    static constexpr Eigen::Index area(std::size_t peak) {
+        return firstPeak + 2 * static_cast<Eigen::Index>(peak);
+    }
+    static constexpr Eigen::Index channel(std::size_t peak) { return area(peak) + 1; }
 
-    // The first estimate of the unknowns is taken from `contents`, of all channels.
-    PeakModel(std::span<const double> contents, Region region,
-              std::span<const ExpectedPeak> expected);
+    // widePeak: the number of the peak that ownWidth belongs to.
+    PeakModel(Region region, std::vector<ExpectedPeak> expected,
+              std::optional<std::size_t> widePeak);
 
-    std::size_t unknowns() const { return estimate_.size(); }
-    const std::vector<double>& estimate() const { return estimate_; }
+    Eigen::Index unknowns() const { return area(expected_.size()); }
+    const Region& region() const { return region_; }
+    std::size_t strongest() const { return strongest_; }
 
-    // Moves centroids and the width factor back into the range they may have.
-    void restrain(std::vector<double>& values) const;
+    // A first guess, without tail, from the contents of all channels. Decides which peak is the
+    // strongest.
+    Eigen::VectorXd estimate(std::span<const double> contents);
 
-    // Content of the channel with the index; its derivatives by the unknowns go to `derivatives`.
-    double content(std::span<const double> values, std::size_t index,
-                   std::span<double> derivatives) const;
+    // The range of each unknown; infinite where it has none.
+    const Eigen::VectorXd& lowest() const { return lowest_; }
+    const Eigen::VectorXd& highest() const { return highest_; }
 
-    // The part of the content that is no peak.
-    double continuum(std::span<const double> values, std::size_t index) const;
+    // The contents of the region's channels, and, where wanted, their derivatives by the unknowns,
+    // one column for each.
+    void evaluate(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                  Eigen::MatrixXd* derivatives) const;
 
-    double width(std::span<const double> values, std::size_t peak) const;  // FWHM in channels
+    // The part of the content of the channel with the index that is no peak.
+    double continuum(const Eigen::VectorXd& values, std::size_t index) const;
+
+    double width(const Eigen::VectorXd& values, std::size_t peak) const;  // FWHM in channels
 
   private:
     double offset(std::size_t index) const;
-    double stepArgument(std::span<const double> values, std::size_t index) const;
-    void estimateContinuum(std::span<const double> contents);
-    void estimatePeaks(std::span<const double> contents);
+    double stepArgument(const Eigen::VectorXd& values, std::size_t index) const;
+    double edgeArgument(const Eigen::VectorXd& values, std::size_t index) const;
+    void addContinuum(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                      Eigen::MatrixXd* derivatives) const;
+    void addStep(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                 Eigen::MatrixXd* derivatives) const;
+    void addEdge(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
+                 Eigen::MatrixXd* derivatives) const;
+    void addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::VectorXd& contents,
+                 Eigen::MatrixXd* derivatives) const;
 
     Region region_;
     std::vector<ExpectedPeak> expected_;
-    std::vector<double> estimate_;
+    std::optional<std::size_t> widePeak_;
+    Eigen::VectorXd lowest_;
+    Eigen::VectorXd highest_;
     std::size_t strongest_ = 0;
 };
 

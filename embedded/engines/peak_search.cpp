@@ -1,9 +1,13 @@
 #include "embedded/engines/peak_search.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+#include <functional>
 #include <limits>
+#include <optional>
 
+#include "embedded/engines/multiplet.h"
 #include "embedded/engines/second_difference.h"
 
 namespace embedded::engines {
@@ -20,6 +24,11 @@ constexpr double firstPassPart = 0.8;
 constexpr double groupDistance = 5.0;
 constexpr double neighbourDistance = 2.0;
 
+// Where a candidate has fewer counts than this, their number alone may rule out a peak.
+constexpr double fewCounts = 50.0;
+constexpr double flankWidth = 4.0;         // in widths
+constexpr double gainByGathering = 0.354;  // a count: ln(2.5 FWHM / (sigma sqrt(2 pi e)))
+
 constexpr std::size_t largestGroup = 8;
 
 using Group = std::vector<ExpectedPeak>;
@@ -33,12 +42,13 @@ std::vector<double> channelsOf(const Places& places) {
     return channels;
 }
 
-std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>& channels) {
+std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>& channels,
+                            std::size_t largest) {
     std::vector<Group> groups;
     double last = -std::numeric_limits<double>::infinity();
     for (const ExpectedPeak& peak : expectedAt(spectrum, channels)) {
         if (peak.channel - last > groupDistance * peak.width ||
-            groups.back().size() == largestGroup) {
+            groups.back().size() == largest) {
             groups.emplace_back();
         }
         groups.back().push_back(peak);
@@ -61,13 +71,12 @@ ChannelRange rangeOf(const std::vector<Group>& groups, std::size_t number) {
     return range;
 }
 
-std::vector<FittedPeak> fitAll(const Spectrum& spectrum, const std::vector<double>& channels,
-                               double limit) {
-    const std::vector<Group> groups = groupsOf(spectrum, channels);
+using FitGroup = std::function<std::optional<RegionFit>(const Group&, ChannelRange)>;
+
+std::vector<FittedPeak> fitAll(const std::vector<Group>& groups, const FitGroup& fitGroup) {
     std::vector<FittedPeak> peaks;
     for (std::size_t number = 0; number < groups.size(); ++number) {
-        if (const auto fit =
-                fitMultiplet(spectrum, groups[number], rangeOf(groups, number), limit)) {
+        if (const auto fit = fitGroup(groups[number], rangeOf(groups, number))) {
             peaks.insert(peaks.end(), fit->peaks.begin(), fit->peaks.end());
         }
     }
@@ -75,18 +84,86 @@ std::vector<FittedPeak> fitAll(const Spectrum& spectrum, const std::vector<doubl
     return peaks;
 }
 
+double countsBetween(const Spectrum& spectrum, double low, double high) {
+    const auto last = static_cast<double>(spectrum.contents.size());
+    double sum = 0.0;
+    for (double number = std::max(1.0, std::ceil(low)); number <= std::min(last, high); ++number) {
+        sum += spectrum.contents[static_cast<std::size_t>(number) - 1];
+    }
+    return sum;
+}
+
+// Whether the few counts around a candidate can make a peak at all: the gain in -2 ln(likelihood)
+// when the emptiest of four flanks gives the continuum below it, and, as its most, what their
+// gathering in the middle adds.
+bool canBePeak(const Spectrum& spectrum, double channel, double limit) {
+    const double width = spectrum.widths[static_cast<std::size_t>(std::lround(channel)) - 1];
+    const double reach = peakReach * width;
+    const double below = countsBetween(spectrum, channel - reach, channel + reach);
+    if (below >= fewCounts) {
+        return true;
+    }
+    const double flank = flankWidth * width;
+    const double emptiest =
+        std::min({countsBetween(spectrum, channel - reach - 2.0 * flank, channel - reach - flank),
+                  countsBetween(spectrum, channel - reach - flank, channel - reach),
+                  countsBetween(spectrum, channel + reach, channel + reach + flank),
+                  countsBetween(spectrum, channel + reach + flank, channel + reach + 2.0 * flank)});
+    const double all = below + 4.0 * emptiest;
+    const double part = reach / (reach + 2.0 * flank);
+    const double gain = below * std::log(below / (part * all)) +
+                        (emptiest > 0.0 ? 4.0 * emptiest * std::log(4.0 * emptiest / ((1.0 - part) * all)) : 0.0);
+    return 2.0 * (gain + gainByGathering * below) >= limit * limit;
+}
+
+std::vector<Candidate> candidatesOf(const Spectrum& spectrum, const SearchSettings& settings) {
+    std::vector<double> variances(spectrum.contents.size());
+    for (std::size_t index = 0; index < variances.size(); ++index) {
+        const double excess = spectrum.excess.empty() ? 0.0 : spectrum.excess[index];
+        variances[index] = std::max(spectrum.contents[index], 0.0) + excess;
+    }
+    std::vector<double> widths(spectrum.widths.begin(), spectrum.widths.end());
+    if (settings.smoothing > 0.0) {
+        std::ranges::replace_if(
+            widths, [](double width) { return width > 0.0; }, settings.smoothing);
+    }
+    auto candidates =
+        findCandidates(spectrum.contents, variances, widths, candidatePart * settings.limit);
+    if (spectrum.excess.empty()) {
+        std::erase_if(candidates, [&](const Candidate& candidate) {
+            return !canBePeak(spectrum, candidate.channel, firstPassPart * settings.limit);
+        });
+    }
+    return candidates;
+}
+
+bool isNear(const std::vector<FittedPeak>& peaks, double channel) {
+    return std::ranges::any_of(peaks, [channel](const FittedPeak& peak) {
+        return std::abs(peak.channel - channel) < 0.75 * peak.width;
+    });
+}
+
 }  // namespace
 
-std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, double limit) {
-    std::vector<double> variances(spectrum.contents.size());
-    std::ranges::transform(spectrum.contents, variances.begin(),
-                           [](double content) { return std::max(content, 0.0); });
-
-    const auto candidates =
-        findCandidates(spectrum.contents, variances, spectrum.widths, candidatePart * limit);
+std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings& settings) {
+    const std::size_t largest = settings.multiplets ? largestGroup : 1;
+    const auto candidates = candidatesOf(spectrum, settings);
     // The first pass weeds out noise, which groups real peaks wrongly and narrows their regions.
-    const auto first = fitAll(spectrum, channelsOf(candidates), firstPassPart * limit);
-    return fitAll(spectrum, channelsOf(first), limit);
+    const auto coarse =
+        fitAll(groupsOf(spectrum, channelsOf(candidates), largest), [&](const auto& group, auto range) {
+            return fitCoarsely(spectrum, group, range, firstPassPart * settings.limit);
+        });
+    // What stands out by itself is looked at again, should a bad fit of its group have lost it.
+    std::vector<double> channels = channelsOf(coarse);
+    for (const Candidate& candidate : candidates) {
+        if (candidate.significance >= settings.limit && !isNear(coarse, candidate.channel)) {
+            channels.push_back(candidate.channel);
+        }
+    }
+    std::ranges::sort(channels);
+    return fitAll(groupsOf(spectrum, channels, largest), [&](const auto& group, auto range) {
+        return fitMultiplet(spectrum, group, range, settings.limit, settings.multiplets);
+    });
 }
 
 }  // namespace embedded::engines

@@ -5,13 +5,18 @@
 
 #include <vector>
 
-#include "embedded/engines/multiplet.h"
+#include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
 
-// Every peak whose net area is at least `limit` (positive) of its standard deviations, in rising
-// order of channels.
-std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, double limit);
+struct SearchSettings {
+    double limit;            // standard deviations that a peak's significance must reach, positive
+    bool multiplets = true;  // whether overlapping peaks are fitted together
+    double smoothing = 0.0;  // channels over which candidates are looked for; 0: as peaks are wide
+};
+
+// Every peak whose significance reaches the limit, in rising order of channels.
+std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings& settings);
 
 }  // namespace embedded::engines
 

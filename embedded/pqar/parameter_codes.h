@@ -86,6 +86,7 @@ inline constexpr std::uint32_t QAR_T_ENERGYTIME = 0x20020010;
 inline constexpr std::uint32_t QAR_T_EFFICTIME = 0x20020011;
 inline constexpr std::uint32_t QAR_D_EFFICMIN = 0x20020012;
 inline constexpr std::uint32_t QAR_D_EFFICMAX = 0x20020013;
+inline constexpr std::uint32_t QAR_D_EFFICUNC = 0x20020014;
 inline constexpr std::uint32_t QAR_F_CALTEMPER = 0x20020028;
 inline constexpr std::uint32_t QAR_C_CALGEOMETRY = 0x20020083;
 
@@ -129,6 +130,7 @@ inline constexpr std::uint32_t QAR_C_PEAKNUCL = 0x20060008;
 inline constexpr std::uint32_t QAR_L_PEAKLEFT = 0x20060009;
 inline constexpr std::uint32_t QAR_L_PEAKRIGHT = 0x2006000A;
 inline constexpr std::uint32_t QAR_F_PEAKCHISQ = 0x2006000B;
+inline constexpr std::uint32_t QAR_S_PEAKORIGIN = 0x2006000C;
 
 // ---- QAR_CLS_RESULT ------------------------------------------------------------------------
 

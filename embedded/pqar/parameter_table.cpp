@@ -70,6 +70,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_T_EFFICTIME,    Date,           0, Record, "Date of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICMIN,     Measure,        0, Record, "Lowest energy in keV of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICMAX,     Measure,        0, Record, "Highest energy in keV of the efficiency calibration"),
+    PARAMETER(QAR_D_EFFICUNC,     Double,         0, Record, "Relative uncertainty of the efficiency, one sigma"),
     PARAMETER(QAR_F_CALTEMPER,    Float,          0, Record, "Room temperature of the calibration in degrees Celsius"),
     PARAMETER(QAR_C_CALGEOMETRY,  Text,          64, Record, "Geometry for which the efficiency calibration holds"),
 
@@ -107,6 +108,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_L_PEAKLEFT,     Long,           0, Record, "First channel of the peak's region"),
     PARAMETER(QAR_L_PEAKRIGHT,    Long,           0, Record, "Last channel of the peak's region"),
     PARAMETER(QAR_F_PEAKCHISQ,    Float,          0, Record, "Reduced chi square of the peak's fit"),
+    PARAMETER(QAR_S_PEAKORIGIN,   UnsignedShort,  0, Record, "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum"),
 
     PARAMETER(QAR_C_RESNUCLIDE,   Text,          16, Record, "Name of the identified nuclide"),
     PARAMETER(QAR_L_RESLINES,     Long,           0, Record, "Lines of the nuclide that match a peak"),

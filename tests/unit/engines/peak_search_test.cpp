@@ -95,7 +95,7 @@ TEST(PeakSearch, FindsAllPeaksOfHundredSpectraWithTheirAreasAndNoOther) {
         for (const Peak& peak : peaks) {
             spectrum.addPeak(peak.channel, peak.area);
         }
-        auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, limit);
+        auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
         for (const Peak& peak : peaks) {
             const auto taken = take(found, peak.channel, spectrum.width(peak.channel));
             if (expectedSignificance(continuum, peak) < limit) {
@@ -130,7 +130,7 @@ TEST_P(PeakSearchMultiplet, IsResolvedIntoItsAreas) {
     for (const Peak& peak : GetParam().peaks) {
         spectrum.addPeak(1000.0 + peak.channel * width, peak.area);
     }
-    const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, limit);
+    const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
     ASSERT_EQ(found.size(), GetParam().peaks.size());
     for (std::size_t number = 0; number < found.size(); ++number) {
         const Peak& peak = GetParam().peaks[number];
@@ -161,7 +161,7 @@ TEST_P(PeakSearchContinuum, ShowsNoPeak) {
     SimulatedSpectrum spectrum;
     spectrum.addEdge(1500.0, GetParam().edge);
     for (int number = 0; number < 5; ++number) {
-        const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, limit);
+        const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
         EXPECT_TRUE(found.empty()) << "channel " << found[0].channel;
     }
 }
@@ -178,7 +178,7 @@ TEST(PeakSearch, LooksForNoPeakWhereThereIsNoWidth) {
     spectrum.addPeak(2000.0, 5000.0);
     std::vector<double> widths = spectrum.widths();
     std::fill(widths.begin(), widths.begin() + 1500, 0.0);
-    const auto found = findPeaks({spectrum.draw(random), widths}, limit);
+    const auto found = findPeaks({spectrum.draw(random), widths}, {limit});
     ASSERT_EQ(found.size(), 1U);
     EXPECT_NEAR(found[0].channel, 2000.0, 0.5);
 }
@@ -192,7 +192,7 @@ TEST(PeakSearch, SurvivesContentsThatNoDetectorGives) {
         {7.0}};
     for (const auto& contents : strange) {
         const std::vector<double> widths(contents.size(), 2.5);
-        for (const FittedPeak& peak : findPeaks({contents, widths}, limit)) {
+        for (const FittedPeak& peak : findPeaks({contents, widths}, {limit})) {
             EXPECT_TRUE(std::isfinite(peak.area) && peak.areaUncertainty > 0.0);
         }
     }
