@@ -28,7 +28,7 @@ constexpr Setting leastConfidence = {QAR_D_MINCONF, 0.5, 0.0, 1.0};
 
 // How far the efficiency of one line may be wrong beside the others: with a calibration by what it
 // leaves out, such as coincidence summing, and without one by a factor.
-constexpr double calibratedAllowance = 0.05;
+constexpr double calibratedAllowance = 0.15;
 constexpr double uncalibratedAllowance = 0.5;
 
 constexpr double widestSmoothing = 1.0 / 16.0;  // of the spectrum
@@ -97,8 +97,9 @@ void Analysis::readSettings(std::optional<double> significanceLimit) {
     }
     rules_.tolerance = readSetting(dataSource_, matchTolerance);
     rules_.smallestConfidence = readSetting(dataSource_, leastConfidence);
+    rules_.efficiencyIsAssumed = calibration_.efficiency.empty();
     rules_.weightAllowance =
-        calibration_.efficiency.empty() ? uncalibratedAllowance : calibratedAllowance;
+        rules_.efficiencyIsAssumed ? uncalibratedAllowance : calibratedAllowance;
 }
 
 void Analysis::searchPeaks() const {

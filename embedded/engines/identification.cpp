@@ -1,5 +1,6 @@
 #include "embedded/engines/identification.h"
 
+#include <Eigen/Cholesky>
 #include <Eigen/Core>
 #include <algorithm>
 #include <cmath>
@@ -13,14 +14,23 @@ namespace {
 
 constexpr double halfSupport = 9.0;         // three standard deviations
 constexpr double toleranceInSigmas = 2.0;   // what the tolerance is for the calibration
-constexpr double equilibriumAllowance = 1.0;
+constexpr double equilibriumAllowance = 0.3;  // of the greater activity
 constexpr double neighbourhood = 100.0;     // keV on each side
+constexpr double farthest = 3.5;            // standard deviations between a line and its peak
 constexpr int mostPasses = 3;
+
+// For correcting the energy calibration and an assumed efficiency, of which the power is wrong by
+// about this much.
+constexpr double powerUncertainty = 0.7;
+constexpr double beyondDoubt = 0.8;   // confidence
+constexpr int fewestLines = 4;
+constexpr double leastScatter = 0.1;  // keV
 
 // A line with the peak that it was found as.
 struct Match {
     std::size_t nuclide;
     const ExpectedLine* line;
+    double weight;
     std::optional<std::size_t> peak;
 };
 
@@ -28,13 +38,24 @@ bool counts(const ExpectedLine& line) {
     return std::isfinite(line.weight) && line.weight > 0.0;
 }
 
-std::optional<std::size_t> nearestPeak(std::span<const MeasuredPeak> peaks, double energy,
-                                       double tolerance) {
+// A correction by a power of the energy, the same for all lines.
+double corrected(const ExpectedLine& line, double efficiencyPower) {
+    return efficiencyPower == 0.0 ? line.weight
+                                  : line.weight * std::pow(line.energy / 500.0, efficiencyPower);
+}
+
+double energyUncertainty(const MeasuredPeak& peak, const ExpectedLine& line) {
+    return std::hypot(peak.energyUncertainty, line.energyUncertainty);
+}
+
+std::optional<std::size_t> nearestPeak(std::span<const MeasuredPeak> peaks,
+                                       const ExpectedLine& line, double tolerance) {
     std::optional<std::size_t> nearest;
     double smallest = tolerance;
     for (std::size_t number = 0; number < peaks.size(); ++number) {
-        const double distance = std::abs(peaks[number].energy - energy);
-        if (distance <= smallest) {
+        const double distance = std::abs(peaks[number].energy - line.energy);
+        if (distance <= smallest &&
+            distance <= farthest * energyUncertainty(peaks[number], line)) {
             smallest = distance;
             nearest = number;
         }
@@ -50,8 +71,17 @@ double deviationFactor(double deviation) {
 // All nuclides fitted to all peaks.
 class JointFit {
   public:
-    JointFit(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-             const MatchingRules& rules);
+    JointFit(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
+             const MatchingRules& rules, double efficiencyPower = 0.0);
+
+    const std::vector<MeasuredPeak>& peaks() const { return peaks_; }
+    // The peaks with energies as the lines of these nuclides show them; nothing where they are too
+    // few to tell.
+    std::optional<std::vector<MeasuredPeak>> recalibrated(
+        const std::vector<Identification>& found, std::span<const MeasuredPeak> measured) const;
+    // The power of the energy by which the weights are off.
+    double efficiencyPower(const std::vector<Identification>& found) const;
+    std::vector<PeakOrigin> confirmed(std::vector<PeakOrigin> origins) const;
 
     // Fits with these origins of the peaks.
     void fit(const std::vector<PeakOrigin>& origins);
@@ -66,7 +96,7 @@ class JointFit {
         Eigen::VectorXd observed;
     };
 
-    void matchLines();
+    void matchLines(double efficiencyPower);
     Equations equations(const std::vector<PeakOrigin>& origins) const;
     void addEquilibrium(Equations& equations, const Eigen::VectorXd& activities) const;
     Eigen::VectorXd model(const Eigen::VectorXd& activities) const;
@@ -76,9 +106,9 @@ class JointFit {
     double chance(std::size_t nuclide) const;
     double energyDeviation(const Match& match) const;
 
-    std::span<const MeasuredPeak> peaks_;
+    std::vector<MeasuredPeak> peaks_;
     std::span<const Nuclide> nuclides_;
-    const MatchingRules& rules_;
+    MatchingRules rules_;
     std::vector<Match> matches_;
     std::vector<bool> possible_;
     Equations equations_;
@@ -87,14 +117,14 @@ class JointFit {
     Eigen::VectorXd areas_;  // that the fit gives the peaks
 };
 
-JointFit::JointFit(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-                   const MatchingRules& rules)
-    : peaks_(peaks), nuclides_(nuclides), rules_(rules), possible_(nuclides.size(), false) {
-    matchLines();
+JointFit::JointFit(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
+                   const MatchingRules& rules, double efficiencyPower)
+    : peaks_(std::move(peaks)), nuclides_(nuclides), rules_(rules), possible_(nuclides.size(), false) {
+    matchLines(efficiencyPower);
 }
 
 // A nuclide is possible where a line of it was found and none of its key lines is missing.
-void JointFit::matchLines() {
+void JointFit::matchLines(double efficiencyPower) {
     for (std::size_t number = 0; number < nuclides_.size(); ++number) {
         bool keyMissing = false;
         bool found = false;
@@ -102,10 +132,10 @@ void JointFit::matchLines() {
             if (!counts(line)) {
                 continue;
             }
-            const auto peak = nearestPeak(peaks_, line.energy, rules_.tolerance);
+            const auto peak = nearestPeak(peaks_, line, rules_.tolerance);
             keyMissing = keyMissing || (line.key && !peak);
             found = found || peak;
-            matches_.push_back({number, &line, peak});
+            matches_.push_back({number, &line, corrected(line, efficiencyPower), peak});
         }
         possible_[number] = found && !keyMissing;
     }
@@ -113,10 +143,7 @@ void JointFit::matchLines() {
 
 double JointFit::energyDeviation(const Match& match) const {
     const MeasuredPeak& peak = peaks_[*match.peak];
-    const double uncertainty =
-        std::hypot(peak.energyUncertainty, match.line->energyUncertainty,
-                   rules_.tolerance / toleranceInSigmas);
-    return (match.line->energy - peak.energy) / uncertainty;
+    return (match.line->energy - peak.energy) / energyUncertainty(peak, *match.line);
 }
 
 // Rows: the areas of the peaks, their centroids, and the lines that were not found. Columns: the
@@ -143,7 +170,7 @@ JointFit::Equations JointFit::equations(const std::vector<PeakOrigin>& origins) 
     Eigen::Index row = 2 * peakCount;
     for (const Match& match : matches_) {
         const auto column = static_cast<Eigen::Index>(match.nuclide);
-        const double weight = possible_[match.nuclide] ? match.line->weight : 0.0;
+        const double weight = possible_[match.nuclide] ? match.weight : 0.0;
         if (match.peak) {
             const auto place = static_cast<Eigen::Index>(*match.peak);
             made.design(place, column) += weight / sigmas[place];
@@ -169,9 +196,10 @@ void JointFit::addEquilibrium(Equations& equations, const Eigen::VectorXd& activ
         equations.observed.conservativeResize(row + 1);
         equations.design.row(row).setZero();
         equations.observed[row] = 0.0;
-        const double weight = 1.0 / (equilibriumAllowance * activities[daughter]);
-        equations.design(row, daughter) = weight;
-        equations.design(row, static_cast<Eigen::Index>(*parent)) = -weight;
+        const auto mother = static_cast<Eigen::Index>(*parent);
+        const double greater = std::max(activities[daughter], activities[mother]);
+        equations.design(row, daughter) = 1.0 / (equilibriumAllowance * greater);
+        equations.design(row, mother) = -equations.design(row, daughter);
     }
 }
 
@@ -192,7 +220,7 @@ Eigen::VectorXd JointFit::model(const Eigen::VectorXd& activities) const {
     for (const Match& match : matches_) {
         if (match.peak && possible_[match.nuclide]) {
             areas[static_cast<Eigen::Index>(*match.peak)] +=
-                match.line->weight * activities[static_cast<Eigen::Index>(match.nuclide)];
+                match.weight * activities[static_cast<Eigen::Index>(match.nuclide)];
         }
     }
     auto other = static_cast<Eigen::Index>(nuclides_.size());
@@ -236,7 +264,7 @@ double JointFit::agreement(std::size_t nuclide) const {
             continue;
         }
         const double expected =
-            match.line->weight * fitted_.values[static_cast<Eigen::Index>(nuclide)];
+            match.weight * fitted_.values[static_cast<Eigen::Index>(nuclide)];
         double weight = expected / (expected + match.line->detectionLimit);
         double factor = 0.0;
         if (match.peak) {
@@ -247,6 +275,7 @@ double JointFit::agreement(std::size_t nuclide) const {
                      deviationFactor(energyDeviation(match));
         } else {
             factor = deviationFactor(2.0 * expected / match.line->detectionLimit);
+            weight *= 1.0 - factor;
         }
         sum += weight * factor;
         weights += weight;
@@ -264,10 +293,11 @@ double JointFit::chance(std::size_t nuclide) const {
         const auto near = std::ranges::count_if(peaks_, [&match](const MeasuredPeak& peak) {
             return std::abs(peak.energy - match.line->energy) <= neighbourhood;
         });
-        const double expected =
-            2.0 * rules_.tolerance * static_cast<double>(near) / (2.0 * neighbourhood);
+        const double window =
+            std::min(rules_.tolerance, 3.0 * peaks_[*match.peak].energyUncertainty);
+        const double expected = window * static_cast<double>(near) / neighbourhood;
         const double part =
-            match.line->weight * fitted_.values[static_cast<Eigen::Index>(nuclide)] / area;
+            match.weight * fitted_.values[static_cast<Eigen::Index>(nuclide)] / area;
         logarithm += part * std::log(1.0 - std::exp(-expected));
     }
     return 1.0 - std::exp(logarithm);
@@ -279,8 +309,8 @@ Identification JointFit::identification(std::size_t nuclide) const {
     for (const Match& match : matches_) {
         if (match.nuclide == nuclide && match.peak && possible_[nuclide]) {
             result.peaks.push_back(*match.peak);
-            if (match.line->weight > greatestWeight) {
-                greatestWeight = match.line->weight;
+            if (match.weight > greatestWeight) {
+                greatestWeight = match.weight;
                 result.energy = match.line->energy;
             }
         }
@@ -292,6 +322,93 @@ Identification JointFit::identification(std::size_t nuclide) const {
         result.confidence = support(nuclide) * agreement(nuclide) * chance(nuclide);
     }
     return result;
+}
+
+// Straight line through the differences between lines and peaks, weighted with their certainty, and
+// their scatter about it.
+std::optional<std::vector<MeasuredPeak>> JointFit::recalibrated(
+    const std::vector<Identification>& found, std::span<const MeasuredPeak> measured) const {
+    Eigen::Matrix2d matrix = Eigen::Matrix2d::Zero();
+    Eigen::Vector2d right = Eigen::Vector2d::Zero();
+    double squares = 0.0;
+    double weights = 0.0;
+    int lines = 0;
+    for (const Match& match : matches_) {
+        const Identification& nuclide = found[match.nuclide];
+        if (!match.peak || nuclide.confidence < beyondDoubt || nuclide.peaks.size() < 2 ||
+            match.weight * nuclide.activity <
+                0.5 * areas_[static_cast<Eigen::Index>(*match.peak)]) {
+            continue;
+        }
+        const MeasuredPeak& peak = measured[*match.peak];
+        const double difference = match.line->energy - peak.energy;
+        const double uncertainty = std::hypot(peak.energyUncertainty,
+                                              match.line->energyUncertainty, leastScatter);
+        const double weight = 1.0 / (uncertainty * uncertainty);
+        const Eigen::Vector2d terms(1.0, peak.energy);
+        matrix += weight * terms * terms.transpose();
+        right += weight * difference * terms;
+        squares += weight * difference * difference;
+        weights += weight;
+        ++lines;
+    }
+    if (lines < fewestLines) {
+        return std::nullopt;
+    }
+    const Eigen::Vector2d line = matrix.ldlt().solve(right);
+    const double remaining = std::max(0.0, squares - right.dot(line));
+    const double scatter =
+        std::max(leastScatter, std::sqrt(remaining / weights * lines / (lines - 2.0)));
+    std::vector<MeasuredPeak> peaks(measured.begin(), measured.end());
+    for (MeasuredPeak& peak : peaks) {
+        peak.energy += line[0] + line[1] * peak.energy;
+        peak.energyUncertainty = std::hypot(peak.energyUncertainty, scatter);
+    }
+    return peaks;
+}
+
+// Least squares of ln(area / expected area) against ln(energy), each nuclide's about its mean.
+double JointFit::efficiencyPower(const std::vector<Identification>& found) const {
+    const double variance = rules_.weightAllowance * rules_.weightAllowance;
+    double products = 0.0;
+    double squares = variance / (powerUncertainty * powerUncertainty);
+    for (std::size_t nuclide = 0; nuclide < found.size(); ++nuclide) {
+        double count = 0.0;
+        Eigen::Vector2d sum = Eigen::Vector2d::Zero();
+        Eigen::Matrix2d sumOfProducts = Eigen::Matrix2d::Zero();
+        for (const Match& match : matches_) {
+            const double expected = match.weight * found[nuclide].activity;
+            if (match.nuclide != nuclide || !match.peak || expected <= 0.0 ||
+                expected < 0.5 * areas_[static_cast<Eigen::Index>(*match.peak)]) {
+                continue;
+            }
+            const Eigen::Vector2d point(std::log(match.line->energy),
+                                        std::log(peaks_[*match.peak].area / expected));
+            sum += point;
+            sumOfProducts += point * point.transpose();
+            ++count;
+        }
+        if (count >= 3.0) {
+            products += sumOfProducts(0, 1) - sum[0] * sum[1] / count;
+            squares += sumOfProducts(0, 0) - sum[0] * sum[0] / count;
+        }
+    }
+    return products / squares;
+}
+
+// An escape or sum peak that the nuclides explain is none.
+std::vector<PeakOrigin> JointFit::confirmed(std::vector<PeakOrigin> origins) const {
+    auto other = static_cast<Eigen::Index>(nuclides_.size());
+    for (std::size_t number = 0; number < origins.size(); ++number) {
+        if (origins[number] == PeakOrigin::line) {
+            continue;
+        }
+        const double area = fitted_.values[other++];
+        if (origins[number] != PeakOrigin::annihilation && area < 0.5 * peaks_[number].area) {
+            origins[number] = PeakOrigin::line;
+        }
+    }
+    return origins;
 }
 
 // The activities of what was found.
@@ -310,7 +427,7 @@ void JointFit::measure(std::vector<Identification>& found) const {
     }
     for (const Match& match : matches_) {
         if (match.peak) {
-            const double area = match.line->weight * found[match.nuclide].activity;
+            const double area = match.weight * found[match.nuclide].activity;
             variances[static_cast<Eigen::Index>(*match.peak)] +=
                 std::pow(area * match.line->weightUncertainty, 2);
         }
@@ -346,7 +463,7 @@ std::vector<std::string> JointFit::assigned(const std::vector<Identification>& f
             identification.confidence < rules_.smallestConfidence) {
             continue;
         }
-        const double area = match.line->weight * identification.activity;
+        const double area = match.weight * identification.activity;
         if (area > most[*match.peak]) {
             most[*match.peak] = area;
             names[*match.peak] = nuclides_[match.nuclide].name;
@@ -357,25 +474,54 @@ std::vector<std::string> JointFit::assigned(const std::vector<Identification>& f
 
 }  // namespace
 
-Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-                  const MatchingRules& rules) {
-    JointFit joint(peaks, nuclides, rules);
+namespace {
+
+// Before anything is identified, the calibration may be off by half the tolerance.
+std::vector<MeasuredPeak> uncalibrated(std::span<const MeasuredPeak> measured, double tolerance) {
+    std::vector<MeasuredPeak> peaks(measured.begin(), measured.end());
+    for (MeasuredPeak& peak : peaks) {
+        peak.energyUncertainty = std::hypot(peak.energyUncertainty, tolerance / toleranceInSigmas);
+    }
+    return peaks;
+}
+
+// Which sums there are follows from which nuclides there are.
+Findings fitUntilSettled(JointFit& joint, std::size_t nuclides, double tolerance) {
     Findings findings;
-    // Which sums there are follows from which nuclides there are.
     for (int pass = 0; pass < mostPasses; ++pass) {
-        auto origins = originsOf(peaks, findings.assigned, rules.tolerance);
+        auto origins = originsOf(joint.peaks(), findings.assigned, tolerance);
         if (pass > 0 && origins == findings.origins) {
             break;
         }
         findings.origins = std::move(origins);
         joint.fit(findings.origins);
         findings.nuclides.clear();
-        for (std::size_t number = 0; number < nuclides.size(); ++number) {
+        for (std::size_t number = 0; number < nuclides; ++number) {
             findings.nuclides.push_back(joint.identification(number));
         }
         findings.assigned = joint.assigned(findings.nuclides);
     }
+    return findings;
+}
+
+}  // namespace
+
+Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
+                  const MatchingRules& rules) {
+    JointFit joint(uncalibrated(peaks, rules.tolerance), nuclides, rules);
+    Findings findings = fitUntilSettled(joint, nuclides.size(), rules.tolerance);
+    double power = 0.0;
+    if (rules.efficiencyIsAssumed) {
+        power = joint.efficiencyPower(findings.nuclides);
+        joint = JointFit(joint.peaks(), nuclides, rules, power);
+        findings = fitUntilSettled(joint, nuclides.size(), rules.tolerance);
+    }
+    if (auto recalibrated = joint.recalibrated(findings.nuclides, peaks)) {
+        joint = JointFit(std::move(*recalibrated), nuclides, rules, power);
+        findings = fitUntilSettled(joint, nuclides.size(), rules.tolerance);
+    }
     joint.measure(findings.nuclides);
+    findings.origins = joint.confirmed(std::move(findings.origins));
     return findings;
 }
 

@@ -10,16 +10,24 @@ namespace embedded::engines {
 namespace {
 
 constexpr double electronMass = 510.999;  // keV
-constexpr double greatestEscape = 0.5;    // of the area of the full-energy peak
+constexpr double greatestEscape = 0.5;    // of the area of a full-energy peak of 2.6 MeV
+constexpr double energyOfGreatest = 2614.5;
 constexpr double greatestSum = 0.05;      // of the smaller area
 constexpr std::size_t strongestOfSums = 10;
 
+constexpr double agreement = 3.0;  // standard deviations
+
+bool agree(double energy, const MeasuredPeak& peak, double tolerance) {
+    return std::abs(energy - peak.energy) <=
+           std::min(tolerance, agreement * peak.energyUncertainty);
+}
+
 bool isEscape(std::span<const MeasuredPeak> peaks, const MeasuredPeak& peak, double lost,
               double tolerance) {
+    constexpr double pair = 2.0 * electronMass;
     return std::ranges::any_of(peaks, [&](const MeasuredPeak& full) {
-        return full.energy > 2.0 * electronMass &&
-               std::abs(full.energy - lost - peak.energy) <= tolerance &&
-               peak.area <= greatestEscape * full.area;
+        const double part = greatestEscape * (full.energy - pair) / (energyOfGreatest - pair);
+        return agree(full.energy - lost, peak, tolerance) && peak.area <= part * full.area;
     });
 }
 
@@ -39,7 +47,7 @@ bool isSum(std::span<const MeasuredPeak> peaks, std::span<const std::string> nuc
         for (const std::size_t other : parts) {
             const double energy = peaks[one].energy + peaks[other].energy;
             if (!nuclides[one].empty() && nuclides[one] == nuclides[other] &&
-                std::abs(energy - peak.energy) <= tolerance &&
+                agree(energy, peak, tolerance) &&
                 peak.area <= greatestSum * std::min(peaks[one].area, peaks[other].area)) {
                 return true;
             }
@@ -55,7 +63,7 @@ std::vector<PeakOrigin> originsOf(std::span<const MeasuredPeak> peaks,
     std::vector<PeakOrigin> origins(peaks.size(), PeakOrigin::line);
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         const MeasuredPeak& peak = peaks[number];
-        if (std::abs(peak.energy - electronMass) <= tolerance) {
+        if (agree(electronMass, peak, tolerance)) {
             origins[number] = PeakOrigin::annihilation;
         } else if (isEscape(peaks, peak, electronMass, tolerance)) {
             origins[number] = PeakOrigin::singleEscape;

@@ -57,16 +57,20 @@ std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>&
     return groups;
 }
 
+// Half the way to a neighbour is the least that a region has.
 ChannelRange rangeOf(const std::vector<Group>& groups, std::size_t number) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
+    const Group& group = groups[number];
     ChannelRange range{-infinity, infinity};
     if (number > 0) {
         const ExpectedPeak& before = groups[number - 1].back();
-        range.lowest = before.channel + neighbourDistance * before.width;
+        range.lowest = std::min(before.channel + neighbourDistance * before.width,
+                                0.5 * (before.channel + group.front().channel));
     }
     if (number + 1 < groups.size()) {
         const ExpectedPeak& after = groups[number + 1].front();
-        range.highest = after.channel - neighbourDistance * after.width;
+        range.highest = std::max(after.channel - neighbourDistance * after.width,
+                                 0.5 * (after.channel + group.back().channel));
     }
     return range;
 }

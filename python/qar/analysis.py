@@ -1,11 +1,13 @@
 """The analysis of a spectrum: a nuclide library in, an engine, its results as plain records out."""
 
 import os
+import warnings
 from typing import TYPE_CHECKING, Any, Dict, Iterable, List, NamedTuple, Optional, Tuple, Type, TypeVar
 
 import pyORV3
 
 from .errors import check, logger
+from .status import RANGE_PARTLY_SEARCHED, describe
 
 if TYPE_CHECKING:
     from .source import DataSource
@@ -51,6 +53,7 @@ class Peak(NamedTuple):
     left: Optional[int] = None  # first channel of its region, counted from 1
     right: Optional[int] = None  # last channel of its region
     chi_square: Optional[float] = None  # reduced, of the fit
+    origin: Optional[int] = None  # 0 gamma line, 1 annihilation, 2 and 3 escapes, 4 sum
 
 
 class IdentifiedNuclide(NamedTuple):
@@ -71,6 +74,7 @@ class Analysis(NamedTuple):
 
     peaks: Tuple[Peak, ...]
     nuclides: Tuple[IdentifiedNuclide, ...]
+    not_found: Tuple[IdentifiedNuclide, ...] = ()  # looked for; with their detection limits
 
 
 # Which parameter each field of a record stands in.
@@ -86,6 +90,7 @@ _PEAK = {
     "left": "QAR_L_PEAKLEFT",
     "right": "QAR_L_PEAKRIGHT",
     "chi_square": "QAR_F_PEAKCHISQ",
+    "origin": "QAR_S_PEAKORIGIN",
 }
 _IDENTIFIED = {
     "name": "QAR_C_RESNUCLIDE",
@@ -119,11 +124,16 @@ def run_engine(
 ) -> None:
     """Runs an engine on an open source; EngineError where it fails or is missing.
 
+    A warning where peak_search did its work but could not look for peaks everywhere.
+
     options: the engine's option word; see qar.constants for those of peak_search.
     """
     logger.info("running %s.%s on %s", engine, entry_point, source.path)
     answer = pyORV3.executeNativeEngine(engine, entry_point, source.handle, options)
-    check(answer, f"running {engine}.{entry_point} on", source.path)
+    if answer == RANGE_PARTLY_SEARCHED:
+        warnings.warn(f"{source.path}: {describe(answer).text}", stacklevel=2)
+    else:
+        check(answer, f"running {engine}.{entry_point} on", source.path)
 
 
 def include_folder() -> str:
@@ -140,9 +150,12 @@ def library_folder() -> str:
 
 def results(source: "DataSource") -> Analysis:
     """The peaks and nuclides that the file has."""
-    return Analysis(
-        _records(source, Peak, _PEAK), _records(source, IdentifiedNuclide, _IDENTIFIED)
-    )
+    found, not_found = [], []
+    for nuclide in _records(source, IdentifiedNuclide, _IDENTIFIED):
+        # Of what it did not find an engine knows a limit and no line.
+        is_missing = nuclide.detection_limit is not None and nuclide.energy != nuclide.energy
+        (not_found if is_missing else found).append(nuclide)
+    return Analysis(_records(source, Peak, _PEAK), tuple(found), tuple(not_found))
 
 
 def _records(

@@ -81,6 +81,7 @@ QAR_T_ENERGYTIME = 0x20020010
 QAR_T_EFFICTIME = 0x20020011
 QAR_D_EFFICMIN = 0x20020012
 QAR_D_EFFICMAX = 0x20020013
+QAR_D_EFFICUNC = 0x20020014
 QAR_F_CALTEMPER = 0x20020028
 QAR_C_CALGEOMETRY = 0x20020083
 QAR_D_PEAKLIMIT = 0x20030001
@@ -115,6 +116,7 @@ QAR_C_PEAKNUCL = 0x20060008
 QAR_L_PEAKLEFT = 0x20060009
 QAR_L_PEAKRIGHT = 0x2006000A
 QAR_F_PEAKCHISQ = 0x2006000B
+QAR_S_PEAKORIGIN = 0x2006000C
 QAR_C_RESNUCLIDE = 0x20070001
 QAR_L_RESLINES = 0x20070002
 QAR_D_RESCONF = 0x20070003
@@ -236,6 +238,8 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Lowest energy in keV of the efficiency calibration"),
     KnownParameter("QAR_D_EFFICMAX", QAR_D_EFFICMAX, "double", 0, False, "keV",
         "Highest energy in keV of the efficiency calibration"),
+    KnownParameter("QAR_D_EFFICUNC", QAR_D_EFFICUNC, "double", 0, False, "",
+        "Relative uncertainty of the efficiency, one sigma"),
     KnownParameter("QAR_F_CALTEMPER", QAR_F_CALTEMPER, "float", 0, False, "°C",
         "Room temperature of the calibration in degrees Celsius"),
     KnownParameter("QAR_C_CALGEOMETRY", QAR_C_CALGEOMETRY, "str", 64, False, "",
@@ -304,6 +308,8 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Last channel of the peak's region"),
     KnownParameter("QAR_F_PEAKCHISQ", QAR_F_PEAKCHISQ, "float", 0, False, "",
         "Reduced chi square of the peak's fit"),
+    KnownParameter("QAR_S_PEAKORIGIN", QAR_S_PEAKORIGIN, "short", 0, False, "",
+        "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum"),
     KnownParameter("QAR_C_RESNUCLIDE", QAR_C_RESNUCLIDE, "str", 16, False, "",
         "Name of the identified nuclide"),
     KnownParameter("QAR_L_RESLINES", QAR_L_RESLINES, "long", 0, False, "",

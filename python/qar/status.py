@@ -46,6 +46,8 @@ class Status(NamedTuple):
         return f"0x{self.code:08X} ({self.signed}), {self.name}, {self.family}: {self.text}"
 
 
+RANGE_PARTLY_SEARCHED = 0x60610001
+
 SUCCESS = Status(0, "success", "", "success")
 
 TABLE = (
@@ -180,6 +182,13 @@ TABLE = (
         "a path with a drive letter, which this system has not",
     ),
     # The engine's
+    Status(
+        RANGE_PARTLY_SEARCHED,
+        "rangePartlySearched",
+        ENGINE,
+        "peak_search: done, but the shape calibration has no usable width in a part of the channels,"
+        " where no peak was looked for",
+    ),
     Status(
         0xE0610001, "badOption", BAD_ARGUMENT, "peak_search: the option word has unknown bits"
     ),

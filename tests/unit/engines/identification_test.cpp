@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 #include <string>
 #include <vector>
@@ -12,61 +14,159 @@ namespace {
 using namespace embedded::engines;
 
 constexpr double unreachable = std::numeric_limits<double>::infinity();
-constexpr MatchingRules rules = {1.0, 0.5};
+constexpr MatchingRules rules = {1.0, 0.1, false, 0.5};
+
+MeasuredPeak peak(double energy, double area) {
+    return {energy, 0.05, area, std::sqrt(area + 100.0)};
+}
+
+ExpectedLine line(double energy, double weight, double limit = 50.0, bool key = false) {
+    return {energy, 0.0, weight, 0.0, limit, key};
+}
 
 struct Case {
     std::string name;
     std::vector<MeasuredPeak> peaks;
-    std::vector<ExpectedLine> lines;
-    double confidence;  // 0: not identified
+    std::vector<Nuclide> nuclides;
+    std::vector<std::string> found;      // with a confidence of 0.5 and more, in their order
+    std::vector<std::string> assigned;   // of each peak
 };
 
 class Identify : public testing::TestWithParam<Case> {};
 
-TEST_P(Identify, WeighsTheLinesFoundAgainstThoseMissing) {
-    const std::vector<Nuclide> nuclides = {{"X-1", GetParam().lines}};
-    const auto found = identify(GetParam().peaks, nuclides, rules);
-    if (GetParam().confidence == 0.0) {
-        EXPECT_TRUE(found.empty());
-        return;
+// The order of the library must not matter.
+TEST_P(Identify, FindsWhatIsThereAndNothingElse) {
+    std::vector<Nuclide> nuclides = GetParam().nuclides;
+    for (int order = 0; order < 2; ++order) {
+        const Findings findings = identify(GetParam().peaks, nuclides, rules);
+        std::vector<std::string> found;
+        for (std::size_t number = 0; number < nuclides.size(); ++number) {
+            const double confidence = findings.nuclides[number].confidence;
+            EXPECT_TRUE(confidence >= 0.0 && confidence < 1.0) << nuclides[number].name;
+            if (confidence >= 0.5) {
+                found.push_back(nuclides[number].name);
+            }
+        }
+        EXPECT_THAT(found, testing::UnorderedElementsAreArray(GetParam().found));
+        EXPECT_EQ(findings.assigned, GetParam().assigned);
+        std::ranges::reverse(nuclides);
+        for (Nuclide& nuclide : nuclides) {
+            if (nuclide.parent) {
+                nuclide.parent = nuclides.size() - 1 - *nuclide.parent;
+            }
+        }
     }
-    ASSERT_EQ(found.size(), 1U);
-    EXPECT_DOUBLE_EQ(found[0].confidence, GetParam().confidence);
 }
 
+const Nuclide radium{"Ra-226", {line(186.21, 0.0356)}, {}};
+const Nuclide uranium{
+    "U-235",
+    {line(143.76, 0.1096), line(163.36, 0.0508), line(185.72, 0.572), line(205.31, 0.0501)},
+    {}};
+const Nuclide europium{"Eu-154",
+                       {line(123.07, 0.404), line(723.30, 0.2005), line(873.18, 0.1217),
+                        line(1004.72, 0.179), line(1274.43, 0.349)},
+                       {}};
+const Nuclide sodium{"Na-22", {line(511.0, 1.8), line(1274.54, 0.9994)}, {}};
+
 const std::vector<Case> cases = {
-    {"AllFound", {{100.2, 50.0}, {199.5, 50.0}}, {{100, 1, 9, false}, {200, 1, 9, false}}, 1.0},
-    {"NoneWithinTolerance", {{101.1, 50.0}}, {{100, 1, 9, false}}, 0.0},
-    {"JustWithinTolerance", {{101.0, 50.0}}, {{100, 1, 9, false}}, 1.0},
-    {"MissingSpeaksAgainst", {{100, 50.0}}, {{100, 3, 9, false}, {200, 1, 9, false}}, 0.75},
-    {"MissingBelowItsLimit", {{100, 50.0}}, {{100, 3, 9, false}, {200, 1, 20, false}}, 1.0},
-    {"MissingOutsideSpectrum",
-     {{100, 50.0}},
-     {{100, 1, 9, false}, {9e3, 9, unreachable, false}},
-     1.0},
-    {"TooMuchMissing", {{100, 50.0}}, {{100, 1, 9, false}, {200, 2, 9, false}}, 0.0},
-    {"KeyLineMissing", {{100, 50.0}}, {{100, 3, 9, false}, {200, 1, 99, true}}, 0.0},
-    {"LeastActivityCounts",
-     {{100, 900.0}, {200, 10.0}},
-     {{100, 1, 9, false}, {200, 1, 9, false}, {300, 0.5, 9, false}},
-     1.0},
-    {"NoWeightNoEvidence", {{100, 50.0}}, {{100, 0, 9, false}, {200, -1, 9, true}}, 0.0},
-};
+    {"OneLine", {peak(661.6, 500)}, {{"Cs-137", {line(661.66, 0.85)}, {}}}, {"Cs-137"}, {"Cs-137"}},
+    {"NoLineNear", {peak(663.0, 500)}, {{"Cs-137", {line(661.66, 0.85)}, {}}}, {}, {""}},
+    {"StrongLineMissing",
+     {peak(122.06, 1e5)},
+     {{"Co-57", {line(122.06, 0.8549), line(136.47, 0.1071)}, {}}},
+     {},
+     {""}},
+    {"LinesMissingThatCannotBeSeen",
+     {peak(100, 500)},
+     {{"X-1", {line(100, 3), line(200, 1, 1e3), line(9e3, 9, unreachable)}, {}}},
+     {"X-1"},
+     {"X-1"}},
+    {"KeyLineMissing",
+     {peak(100, 500)},
+     {{"X-1", {line(100, 3), line(200, 1e-3, 1e3, true)}, {}}},
+     {},
+     {""}},
+    {"NoWeightNoEvidence", {peak(100, 500)}, {{"X-1", {line(100, 0), line(200, -1)}, {}}}, {}, {""}},
+    {"NearerLineOfTwo", {peak(186.2, 3000)}, {uranium, radium}, {"Ra-226"}, {"Ra-226"}},
+    {"AllLinesOfOne",
+     {peak(143.8, 2000), peak(163.4, 930), peak(185.7, 10440), peak(205.3, 915)},
+     {radium, uranium},
+     {"U-235"},
+     {"U-235", "U-235", "U-235", "U-235"}},
+    {"LineThatAnotherExplains",
+     {peak(123.07, 4040), peak(723.3, 2005), peak(873.2, 1217), peak(1004.7, 1790),
+      peak(1274.4, 3490)},
+     {sodium, europium},
+     {"Eu-154"},
+     {"Eu-154", "Eu-154", "Eu-154", "Eu-154", "Eu-154"}},
+    {"SharedPeak",
+     {peak(100, 3000), peak(150, 1000), peak(200, 1000)},
+     {{"X-1", {line(100, 1), line(150, 1)}, {}}, {"X-2", {line(100.1, 2), line(200, 1)}, {}}},
+     {"X-1", "X-2"},
+     {"X-2", "X-1", "X-2"}},
+    {"AnnihilationAndEscapeProveNothing",
+     {peak(511.0, 900), peak(1592.5, 700), peak(2103.5, 900), peak(2614.5, 9000)},
+     {{"X-1", {line(511, 1)}, {}}, {"X-2", {line(1592.6, 1)}, {}}, {"X-3", {line(2103.6, 1)}, {}},
+      {"Tl-208", {line(2614.51, 1)}, {}}},
+     {"Tl-208"},
+     {"", "", "", "Tl-208"}},
+    {"SumProvesNothing",
+     {peak(1173.2, 1e5), peak(1332.5, 1e5), peak(2505.7, 2000)},
+     {{"Co-60", {line(1173.23, 1), line(1332.49, 1)}, {}}, {"X-1", {line(2505.8, 1)}, {}}},
+     {"Co-60"},
+     {"Co-60", "Co-60", ""}},
+    // Both lines fit as well; the daughter speaks for the parent.
+    {"ParentInEquilibrium",
+     {peak(186.0, 3560), peak(609.3, 45000)},
+     {{"Ra-226", {line(186.0, 0.0356)}, {}},
+      {"Bi-214", {line(609.31, 0.45)}, 0},
+      {"X-1", {line(186.0, 0.0356)}, {}}},
+     {"Bi-214", "Ra-226"},
+     {"Ra-226", "Bi-214"}}};
 
 INSTANTIATE_TEST_SUITE_P(Cases, Identify, testing::ValuesIn(cases),
                          [](const auto& instance) { return instance.param.name; });
 
-TEST(AssignPeaks, GivesASharedPeakToTheMoreConfidentNuclide) {
-    const std::vector<MeasuredPeak> peaks = {{100, 500.0}, {150, 40.0}, {200, 500.0}, {250, 9.0}};
-    const std::vector<Nuclide> nuclides = {
-        {"Less-1", {{100, 2, 9, false}, {150, 1, 9, false}, {300, 1, 9, false}}},
-        {"More-1", {{100.4, 1, 9, false}, {200, 2, 9, false}}}};
-    const auto found = identify(peaks, nuclides, rules);
-    ASSERT_EQ(found.size(), 2U);
-    EXPECT_EQ(found[0].name, "More-1");
-    EXPECT_DOUBLE_EQ(found[0].energy, 200);
-    EXPECT_THAT(assignPeaks(peaks.size(), found),
-                testing::ElementsAre("More-1", "Less-1", "More-1", ""));
+TEST(Identify, KnowsPeaksThatAreNoGammaLine) {
+    const std::vector<MeasuredPeak> peaks = {peak(511.0, 900), peak(1173.2, 1e5),
+                                             peak(1332.5, 1e5), peak(1592.5, 700),
+                                             peak(2103.5, 900), peak(2505.7, 2000),
+                                             peak(2614.5, 9000)};
+    const std::vector<Nuclide> nuclides = {{"Co-60", {line(1173.23, 1), line(1332.49, 1)}, {}}};
+    using enum PeakOrigin;
+    EXPECT_THAT(identify(peaks, nuclides, rules).origins,
+                testing::ElementsAre(annihilation, line, line, doubleEscape, singleEscape, sum,
+                                     line));
+}
+
+TEST(Identify, MeasuresActivitiesWithTheirUncertainties) {
+    const std::vector<MeasuredPeak> peaks = {{100, 0.05, 1000, 30}, {200, 0.05, 2100, 40}};
+    ExpectedLine uncertain = line(200, 2);
+    uncertain.weightUncertainty = 0.05;
+    const Findings findings = identify(peaks, std::vector<Nuclide>{{"X-1", {line(100, 1), uncertain}, {}}}, rules);
+    // Weighted mean of 1000 +- 30 and 1050 +- hypot(20, 0.05 x 1012).
+    EXPECT_NEAR(findings.nuclides[0].activity, 1012.0, 2.0);
+    EXPECT_NEAR(findings.nuclides[0].uncertainty, 26.3, 0.3);
+}
+
+// A calibration that is 0.5 keV and more off, and an assumed efficiency that falls far too fast.
+TEST(Identify, LearnsFromSureLinesHowCalibrationsAreOff) {
+    std::vector<MeasuredPeak> peaks;
+    Nuclide sure{"Sure-1", {}, {}};
+    for (const double energy : {200.0, 400.0, 700.0, 1000.0, 1400.0}) {
+        peaks.push_back(peak(energy + 0.2 + 4e-4 * energy, 5000.0));
+        sure.lines.push_back(line(energy, std::pow(energy / 500.0, -1.5)));
+    }
+    const Nuclide right{"Right-1", {line(600.0, 1.0)}, {}};
+    const Nuclide wrong{"Wrong-1", {line(900.56, 1.0)}, {}};
+    peaks.push_back(peak(600.44, 300.0));
+    peaks.push_back(peak(900.0 + 0.56, 300.0));  // of a line at 900 keV that is in no library
+    const MatchingRules assumed = {1.0, 0.5, true, 0.5};
+    const Findings findings = identify(peaks, std::vector{sure, right, wrong}, assumed);
+    EXPECT_GT(findings.nuclides[0].confidence, 0.9);
+    EXPECT_GT(findings.nuclides[1].confidence, 0.5);
+    EXPECT_LT(findings.nuclides[2].confidence, 0.1);
 }
 
 }  // namespace

@@ -36,11 +36,12 @@ inline std::mt19937_64 repeatableRandom(std::uint64_t seed) {
 class SimulatedSpectrum {
   public:
     // An exponential continuum over a constant one.
-    SimulatedSpectrum()
+    explicit SimulatedSpectrum(double constant = 3.0, double exponential = 400.0)
         : widths_(embedded::engines::widthsInChannels(calibration(), channelCount)),
           means_(channelCount) {
         for (std::size_t index = 0; index < channelCount; ++index) {
-            means_[index] = 400.0 * std::exp(-0.5 * static_cast<double>(index) / 350.0) + 3.0;
+            const double decay = std::exp(-0.5 * static_cast<double>(index) / 350.0);
+            means_[index] = exponential * decay + constant;
         }
     }
 
@@ -49,18 +50,27 @@ class SimulatedSpectrum {
         return widths_[static_cast<std::size_t>(std::lround(channel)) - 1];
     }
 
-    void addPeak(double channel, double area) {
-        const double sigma = width(channel) / fwhmPerSigma;
+    // broadening: of the calibrated width; tail: the part that trails off to lower channels, by
+    // 1.5 sigma on the average.
+    void addPeak(double channel, double area, double broadening = 1.0, double tail = 0.0) {
+        const double sigma = broadening * width(channel) / fwhmPerSigma;
+        const auto below = [&](double place) {
+            const double z = (place - channel) / sigma;
+            const double trailing = z > 8.0 ? 0.0
+                                            : std::exp(z / 1.5 + 0.5 / (1.5 * 1.5)) *
+                                                  normalDistribution(-z - 1.0 / 1.5);
+            return normalDistribution(z) + tail * trailing;
+        };
         for (std::size_t index = 0; index < channelCount; ++index) {
-            const double distance = static_cast<double>(index + 1) - channel;
-            means_[index] += area * (normalDistribution((distance + 0.5) / sigma) -
-                                     normalDistribution((distance - 0.5) / sigma));
+            const auto number = static_cast<double>(index + 1);
+            means_[index] += area * (below(number + 0.5) - below(number - 0.5));
         }
     }
 
-    // What lies below the channel is raised by the height; negative heights lower it.
-    void addEdge(double channel, double height) {
-        const double sigma = width(channel) / fwhmPerSigma;
+    // What lies below the channel is raised by the height, rounded as the peaks are wide or more;
+    // negative heights lower it.
+    void addEdge(double channel, double height, double broadening = 1.0) {
+        const double sigma = broadening * width(channel) / fwhmPerSigma;
         for (std::size_t index = 0; index < channelCount; ++index) {
             const double distance = static_cast<double>(index + 1) - channel;
             means_[index] += height * normalDistribution(-distance / sigma);
@@ -76,6 +86,15 @@ class SimulatedSpectrum {
             sum += means_[number - 1];
         }
         return sum;
+    }
+
+    // Without noise, but for rounding.
+    std::vector<double> rounded() const {
+        std::vector<double> contents(means_);
+        for (double& content : contents) {
+            content = std::round(content);
+        }
+        return contents;
     }
 
     std::vector<double> draw(std::mt19937_64& random) const {
