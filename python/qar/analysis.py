@@ -150,7 +150,8 @@ def library_folder() -> str:
 
 def results(source: "DataSource") -> Analysis:
     """The peaks and nuclides that the file has."""
-    found, not_found = [], []
+    found: List[IdentifiedNuclide] = []
+    not_found: List[IdentifiedNuclide] = []
     for nuclide in _records(source, IdentifiedNuclide, _IDENTIFIED):
         # Of what it did not find an engine knows a limit and no line.
         is_missing = nuclide.detection_limit is not None and nuclide.energy != nuclide.energy
