@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "embedded/pqar/dictionary_extension.h"
 #include "embedded/pqar/dictionary_status.h"
 #include "embedded/pqar/parameter_table.h"
 #include "module/interface/orv.h"
@@ -19,6 +20,13 @@ constexpr std::size_t longestQueriedName = 55;
 void copyText(std::string_view text, char* area) {
     std::ranges::copy(text, area);
     area[text.size()] = '\0';
+}
+
+// A parameter that may well be in an extension which cannot be used is not called unknown.
+std::uint32_t unknownParameter() {
+    return embedded::DictionaryExtension::ofProcess().isUnusable()
+               ? embedded::dictionaryExtensionUnusable
+               : embedded::dictionaryUnknownParameter;
 }
 
 }  // namespace
@@ -36,7 +44,7 @@ extern "C" ORV_EXPORT std::uint32_t pqar_util_getpinfo(
     }
     const auto* const parameter = embedded::findParameter(code);
     if (parameter == nullptr) {
-        return embedded::dictionaryUnknownParameter;
+        return unknownParameter();
     }
     copyText(parameter->name, name);
     copyText(parameter->description, description);
@@ -62,7 +70,7 @@ extern "C" ORV_EXPORT std::uint32_t pqar_util_pname2code(const char* name, std::
     }
     const auto* const parameter = embedded::findParameter(std::string_view(name, length));
     if (parameter == nullptr) {
-        return embedded::dictionaryUnknownParameter;
+        return unknownParameter();
     }
     *code = parameter->code;
     return embedded::dictionarySuccess;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <iterator>
 
+#include "embedded/pqar/dictionary_extension.h"
 #include "embedded/pqar/parameter_codes.h"
 
 namespace embedded {
@@ -143,6 +145,16 @@ constexpr bool nameLess(std::string_view left, std::string_view right) {
     return std::ranges::lexicographical_compare(left, right, {}, upperCase, upperCase);
 }
 
+// The first of the parameters whose name or short name is the text, or null.
+template <typename Parameters, typename Projection>
+const ParameterDescription* findIn(const Parameters& parameters, std::string_view text,
+                                   Projection nameOf) {
+    const auto found = std::ranges::find_if(parameters, [&](const auto& parameter) {
+        return std::ranges::equal(std::invoke(nameOf, parameter), text, {}, upperCase, upperCase);
+    });
+    return found != parameters.end() ? &*found : nullptr;
+}
+
 // The letter that names of parameters of the type carry.
 constexpr char letterOf(DataType type) {
     switch (type) {
@@ -234,29 +246,38 @@ std::span<const ParameterDescription> allParameters() {
 const ParameterDescription* findParameter(std::uint32_t code) {
     const auto* const found =
         std::ranges::lower_bound(table, code, {}, &ParameterDescription::code);
-    return found != table.end() && found->code == code ? &*found : nullptr;
+    if (found != table.end() && found->code == code) {
+        return &*found;
+    }
+    const auto& added = DictionaryExtension::ofProcess().parameters();
+    const auto place = std::ranges::lower_bound(added, code, {}, &ParameterDescription::code);
+    return place != added.end() && place->code == code ? &*place : nullptr;
 }
 
 const ParameterDescription* findParameter(std::string_view name) {
     const auto nameAt = [](std::uint8_t place) { return table.at(place).name; };
     const auto* const found = std::ranges::lower_bound(placesByName, name, nameLess, nameAt);
-    if (found == placesByName.end() || nameLess(name, nameAt(*found))) {
-        return nullptr;
+    if (found != placesByName.end() && !nameLess(name, nameAt(*found))) {
+        return &table.at(*found);
     }
-    return &table.at(*found);
+    return findIn(DictionaryExtension::ofProcess().parameters(), name,
+                  &ParameterDescription::name);
 }
 
 const ParameterDescription* findParameterByShortName(std::string_view shortName) {
-    const auto* const found = std::ranges::find_if(table, [shortName](const auto& parameter) {
-        return std::ranges::equal(parameter.shortName(), shortName, {}, upperCase, upperCase);
-    });
-    return found != table.end() ? &*found : nullptr;
+    const auto* const found = findIn(table, shortName, &ParameterDescription::shortName);
+    return found != nullptr ? found
+                            : findIn(DictionaryExtension::ofProcess().parameters(), shortName,
+                                     &ParameterDescription::shortName);
 }
 
 bool isFormattedClass(std::uint16_t classCode) {
-    const auto* const first =
-        std::ranges::lower_bound(table, classCode, {}, &ParameterDescription::classCode);
-    return first != table.end() && first->classCode() == classCode;
+    const auto hasClass = [classCode](const auto& parameters) {
+        const auto first = std::ranges::lower_bound(parameters, classCode, {},
+                                                    &ParameterDescription::classCode);
+        return first != parameters.end() && first->classCode() == classCode;
+    };
+    return hasClass(table) || hasClass(DictionaryExtension::ofProcess().parameters());
 }
 
 }  // namespace embedded

@@ -55,8 +55,9 @@ inline constexpr std::size_t longestParameterName = parameterNamePrefixLength + 
 // All parameters, ascending by code.
 std::span<const ParameterDescription> allParameters();
 
-// The parameter with the code, the name or the short name, or null. Names are compared without
-// regard to case; where two parameters share a short name, the lower code is found.
+// The parameter with the code, the name or the short name, or null: of the table, else of the
+// extension that the environment names (dictionary_extension.h). Names are compared without regard
+// to case; where two parameters share a short name, the lower code is found.
 const ParameterDescription* findParameter(std::uint32_t code);
 const ParameterDescription* findParameter(std::string_view name);
 const ParameterDescription* findParameterByShortName(std::string_view shortName);

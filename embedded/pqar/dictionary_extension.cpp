@@ -1,0 +1,154 @@
+#include "embedded/pqar/dictionary_extension.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "embedded/pqar/parameter_codes.h"
+
+namespace embedded {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr const char* variable = "ORV_DICTIONARY";
+constexpr std::size_t mostBytes = std::size_t{4} << 20U;
+constexpr std::size_t mostParameters = 10000;
+constexpr std::size_t longestDescription = 255;
+constexpr std::uint32_t longestText = 4096;
+constexpr unsigned unformattedNibble = 4;  // the highest hexadecimal digit of classes of bytes
+
+constexpr std::array<std::pair<std::string_view, DataType>, 8> types = {{
+    {"byte", DataType::Byte},
+    {"short", DataType::Short},
+    {"long", DataType::Long},
+    {"longlong", DataType::LongLong},
+    {"float", DataType::Float},
+    {"double", DataType::Double},
+    {"str", DataType::Text},
+    {"Date", DataType::Date},
+}};
+
+void require(bool condition) {
+    if (!condition) {
+        throw std::invalid_argument("an extension of the dictionary that cannot be used");
+    }
+}
+
+std::uint32_t numberIn(const Json& item, const char* key, std::uint32_t most) {
+    const Json& number = item.at(key);
+    require(number.is_number_unsigned() && number.get<std::uint64_t>() <= most);
+    return number.get<std::uint32_t>();
+}
+
+bool isPrintable(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+std::string nameIn(const Json& item) {
+    auto name = item.at("name").get<std::string>();
+    require(name.size() > parameterNamePrefixLength && name.size() <= longestParameterName &&
+            name.starts_with("QAR_") && name[parameterNamePrefixLength - 1] == '_' &&
+            isPrintable(name));
+    return name;
+}
+
+std::string descriptionIn(const Json& item) {
+    auto description = item.at("description").get<std::string>();
+    require(description.size() <= longestDescription && isPrintable(description));
+    return description;
+}
+
+// The class must be one that can have parameters: neither channel contents nor mere bytes.
+std::uint32_t codeIn(const Json& item) {
+    const std::uint32_t code = numberIn(item, "code", UINT32_MAX);
+    const auto classCode = static_cast<std::uint16_t>(code >> 16U);
+    require(classCode != 0 && classCode != QAR_CLS_SPECTRUM &&
+            classCode >> 12U != unformattedNibble);
+    return code;
+}
+
+DataType typeIn(const Json& item) {
+    const auto name = item.at("type").get<std::string>();
+    const auto* const found =
+        std::ranges::find(types, name, &std::pair<std::string_view, DataType>::first);
+    require(found != types.end());
+    return found->second;
+}
+
+ParameterScope scopeIn(const Json& item) {
+    const auto scope = item.at("scope").get<std::string>();
+    require(scope == "record" || scope == "entry");
+    return scope == "entry" ? ParameterScope::Entry : ParameterScope::Record;
+}
+
+// The file, or nothing where it cannot be read or is too large.
+std::optional<std::string> contentOf(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string content(mostBytes + 1, '\0');
+    file.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(file.gcount()));
+    if (file.bad() || content.empty() || content.size() > mostBytes) {
+        return std::nullopt;
+    }
+    return content;
+}
+
+}  // namespace
+
+DictionaryExtension::DictionaryExtension(std::string_view json) {
+    const Json document = Json::parse(json);
+    require(document.is_object() && numberIn(document, "qar_dictionary", 1) == 1);
+    const Json& items = document.at("parameters");
+    require(items.is_array() && items.size() <= mostParameters);
+    for (const Json& item : items) {
+        ParameterDescription parameter{
+            .code = codeIn(item),
+            .name = texts_.emplace_back(nameIn(item)),
+            .type = typeIn(item),
+            .textLength = 0,
+            .scope = scopeIn(item),
+            .description = texts_.emplace_back(descriptionIn(item)),
+        };
+        if (parameter.isText()) {
+            parameter.textLength = static_cast<std::uint16_t>(numberIn(item, "length", longestText));
+            require(parameter.textLength > 0);
+        }
+        parameters_.push_back(parameter);
+    }
+    std::ranges::sort(parameters_, {}, &ParameterDescription::code);
+    require(std::ranges::adjacent_find(parameters_, {}, &ParameterDescription::code) ==
+            parameters_.end());
+}
+
+DictionaryExtension DictionaryExtension::unusable() {
+    DictionaryExtension extension;
+    extension.unusable_ = true;
+    return extension;
+}
+
+const DictionaryExtension& DictionaryExtension::ofProcess() {
+    static const DictionaryExtension extension = [] {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): read once, before it is of any use to change it
+        const char* path = std::getenv(variable);
+        if (path == nullptr || *path == '\0') {
+            return DictionaryExtension();
+        }
+        try {
+            const auto content = contentOf(path);
+            return content ? DictionaryExtension(*content) : unusable();
+        } catch (const std::exception&) {
+            return unusable();
+        }
+    }();
+    return extension;
+}
+
+}  // namespace embedded
