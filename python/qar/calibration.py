@@ -7,7 +7,7 @@ the one place that shifts the origin: `counted_from_zero` and `counted_from_one`
 
 import math
 from fractions import Fraction
-from typing import Iterable, List, NamedTuple, Sequence, Tuple
+from typing import Iterable, List, NamedTuple, Sequence, Tuple, Union
 
 
 def polynomial(coefficients: Iterable[float], x: float) -> float:
@@ -18,23 +18,23 @@ def polynomial(coefficients: Iterable[float], x: float) -> float:
     return value
 
 
-def _shifted(coefficients: Iterable[float], shift: int) -> Tuple[float, ...]:
-    """The coefficients of q with q(x) = p(x + shift); exact, then rounded once."""
+def shifted(coefficients: Iterable[Union[float, Fraction]], shift: int) -> List[Fraction]:
+    """The coefficients of q with q(x) = p(x + shift), exactly."""
     exact = [Fraction(coefficient) for coefficient in coefficients]
     for low in range(len(exact) - 1):
         for place in range(len(exact) - 2, low - 1, -1):
             exact[place] += shift * exact[place + 1]
-    return tuple(map(float, exact))
+    return exact
 
 
 def counted_from_zero(coefficients: Iterable[float]) -> Tuple[float, ...]:
     """An energy polynomial of a QAR file (first channel: 1) for channels counted from 0."""
-    return _shifted(coefficients, 1)
+    return tuple(map(float, shifted(coefficients, 1)))
 
 
 def counted_from_one(coefficients: Iterable[float]) -> Tuple[float, ...]:
     """An energy polynomial for channels counted from 0 as a QAR file has it (first channel: 1)."""
-    return _shifted(coefficients, -1)
+    return tuple(map(float, shifted(coefficients, -1)))
 
 
 class Calibration(NamedTuple):
@@ -110,10 +110,10 @@ def fit_polynomial(
         + [sum(w * p[i] * y for w, p, y in zip(weights, powers, ys))]
         for i in range(degree + 1)
     ]
-    return tuple(c / scale**power for power, c in enumerate(_solve(rows)))
+    return tuple(c / scale**power for power, c in enumerate(map(float, solve(rows))))
 
 
-def _solve(rows: List[List[float]]) -> List[float]:
+def solve(rows: Sequence[Sequence[Union[float, Fraction]]]) -> List[Fraction]:
     """Gauss's elimination of a system whose rows end with the right side; exact arithmetic, for
     the normal equations of a polynomial are close to singular.
     """
@@ -127,4 +127,4 @@ def _solve(rows: List[List[float]]) -> List[float]:
             if row != place:
                 factor = exact[row][place]
                 exact[row] = [a - factor * b for a, b in zip(exact[row], exact[place])]
-    return [float(row[-1]) for row in exact]
+    return [row[-1] for row in exact]

@@ -1,0 +1,252 @@
+"""Calibrations between the ways in which formats and QAR files write them.
+
+Polynomials have the lowest order first. Everything is worked out in fractions and rounded once,
+so that a calibration survives a round trip to the last bit.
+"""
+
+import decimal
+import math
+from fractions import Fraction
+from typing import List, NamedTuple, Optional, Sequence, Tuple
+
+from ..calibration import shifted, solve
+from .measurement import FormatError
+
+MOST_COEFFICIENTS = 20
+"""Longer lists of coefficients are not taken."""
+
+_SAMPLES = 32  # where two forms of a width are compared
+_HIGHEST_DEGREE = 8  # of a shape that stands for widths in channels
+
+
+def evaluate(coefficients: Sequence[Fraction], x: Fraction) -> Fraction:
+    value = Fraction(0)
+    for coefficient in reversed(coefficients):
+        value = value * x + coefficient
+    return value
+
+
+def counted_from_one(coefficients: Sequence[Fraction]) -> Tuple[float, ...]:
+    """The polynomial of channels that count from 0 as one of channels that count from 1.
+
+    FormatError where a coefficient is too large for a double.
+    """
+    try:
+        return tuple(map(float, shifted(coefficients, -1)))
+    except OverflowError:
+        raise FormatError("a coefficient of a calibration is too large") from None
+
+
+def counted_from_zero(coefficients: Sequence[float]) -> List[str]:
+    """The polynomial of channels that count from 1 as one of channels that count from 0.
+
+    The coefficients are the shortest decimal numbers from which `counted_from_one` makes the very
+    same doubles: for a calibration that was read from decimal numbers usually those.
+    """
+    texts: List[str] = []
+    chosen: List[Fraction] = []
+    for order in range(len(coefficients) - 1, -1, -1):
+        stored = float(coefficients[order])
+        # What the higher orders add to this one.
+        higher = shifted([Fraction(0)] * (order + 1) + chosen, -1)[order]
+        text = _shortest(Fraction(stored) - higher, higher, stored)
+        texts.insert(0, text)
+        chosen.insert(0, Fraction(text))
+    return texts
+
+
+def _rounded(value: Fraction, digits: int) -> decimal.Decimal:
+    context = decimal.Context(prec=digits)
+    numerator, denominator = decimal.Decimal(value.numerator), decimal.Decimal(value.denominator)
+    return context.divide(numerator, denominator).normalize(context)
+
+
+def _shortest(value: Fraction, added: Fraction, stored: float) -> str:
+    """The decimal number with the fewest digits near the value that, with what is added, rounds
+    to the stored one.
+    """
+    digits = 1
+    while float(Fraction(_rounded(value, digits)) + added) != stored:
+        digits += 1
+    return str(_rounded(value, digits)).replace("E+", "E")
+
+
+class Points(NamedTuple):
+    """Values of a function with the most by which each may be missed, as they were printed."""
+
+    x: List[Fraction]
+    y: List[Fraction]
+    tolerances: List[Fraction]
+
+
+class Fit(NamedTuple):
+    coefficients: List[Fraction]
+    exact: bool  # whether every point is met within its tolerance
+
+
+def printed_tolerance(text: str) -> Fraction:
+    """Half a unit of the last digit of a printed number."""
+    exponent = decimal.Decimal(text).as_tuple().exponent
+    return Fraction(10) ** max(-400, int(exponent)) / 2
+
+
+def polynomial_through(points: Points, degrees: Sequence[int]) -> Fit:
+    """The simplest polynomial that gives the points as printed, else the best of the degrees."""
+    fit = [Fraction(0)]
+    for degree in degrees:
+        if degree >= len(points.x):
+            break
+        fit = _least_squares(points, degree)
+        plain = _fewest_digits(points, fit)
+        if plain is not None:
+            return Fit(plain, True)
+    return Fit(fit, False)
+
+
+def _least_squares(points: Points, degree: int) -> List[Fraction]:
+    """The polynomial of the degree with the least sum of squares of misses by tolerance."""
+    size = degree + 1
+    moments = [Fraction(0)] * (2 * size - 1)
+    right = [Fraction(0)] * size
+    for x, y, tolerance in zip(*_thinned(points)):
+        power = 1 / (tolerance * tolerance)
+        for order in range(2 * size - 1):
+            moments[order] += power
+            if order < size:
+                right[order] += power * y
+            power *= x
+    return solve([moments[row : row + size] + [right[row]] for row in range(size)])
+
+
+def _thinned(points: Points) -> Points:
+    step = max(1, len(points.x) // 256)
+    return Points(*(values[::step] for values in points))
+
+
+def _fewest_digits(points: Points, fit: Sequence[Fraction]) -> Optional[List[Fraction]]:
+    """The fit rounded as far as it still gives every point; None where it does not give them."""
+    if not _gives(_thinned(points), fit):
+        return None
+    reach = math.log10(max(1.0, *(abs(float(x)) for x in points.x)))
+    for digits in range(-2, 40):
+        rounded = [round(c, digits + math.ceil(order * reach)) for order, c in enumerate(fit)]
+        fractions = [Fraction(c) for c in rounded]
+        if _gives(_thinned(points), fractions) and _gives(points, fractions):
+            return fractions
+    return None
+
+
+def _gives(points: Points, fit: Sequence[Fraction]) -> bool:
+    return all(abs(evaluate(fit, x) - y) <= tolerance for x, y, tolerance in zip(*points))
+
+
+# ---- Peak widths -------------------------------------------------------------------------------
+
+
+class Converted(NamedTuple):
+    """A calibration in another form; empty where the widths it gives cannot be those of peaks."""
+
+    coefficients: Tuple[float, ...]
+    deviation: float  # the largest of the width, relative
+
+
+def _channel_samples(channels: int) -> List[Fraction]:
+    """Channels from 1 on, denser at both ends."""
+    middle, half = (channels + 1) / 2, (channels - 1) / 2
+    angles = (math.pi * (i + 0.5) / _SAMPLES for i in range(_SAMPLES))
+    return [Fraction(round(middle - half * math.cos(angle))) for angle in angles]
+
+
+def _near_fit(
+    x: List[Fraction], y: List[Fraction], tolerance: Fraction, degrees: Sequence[int]
+) -> List[Fraction]:
+    """The simplest polynomial that misses no point by more than the part of it."""
+    points = Points(x, y, [value * tolerance for value in y])
+    return polynomial_through(points, degrees).coefficients
+
+
+def _largest_deviation(widths: Sequence[float], others: Sequence[float]) -> float:
+    return max(abs(other / width - 1) for width, other in zip(widths, others))
+
+
+def shape_from_channel_widths(
+    widths: Sequence[Fraction], energy: Sequence[float], channels: int
+) -> Converted:
+    """The shape calibration for FWHM / channels = polynomial in the channel counted from 0."""
+    exact_energy = [Fraction(c) for c in energy]
+    energies, squares = [], []
+    for channel in _channel_samples(channels):
+        keV = evaluate(exact_energy, channel)
+        in_channels = evaluate(widths, channel - 1)
+        width = in_channels * _slope(exact_energy, channel)
+        if keV > 0:
+            energies.append(Fraction(float(keV)))
+            squares.append(Fraction(float(width * width)))
+            if not 0 < in_channels < channels or width <= 0:
+                return Converted((), 0.0)
+    if len(energies) < _SAMPLES // 2:
+        return Converted((), 0.0)
+    fit = _near_fit(energies, squares, Fraction(1, 10**9), range(_HIGHEST_DEGREE + 1))
+    fitted = [max(0.0, float(evaluate(fit, keV))) ** 0.5 for keV in energies]
+    deviation = _largest_deviation([float(square) ** 0.5 for square in squares], fitted)
+    return Converted(tuple(map(float, fit)), deviation)
+
+
+def channel_widths_from_shape(
+    shape: Sequence[float], energy: Sequence[float], channels: int
+) -> Converted:
+    """FWHM / channels = polynomial of degree 2 in the channel counted from 0, from the shape."""
+    exact_energy, exact_shape = [Fraction(c) for c in energy], [Fraction(c) for c in shape]
+    numbers, widths = [], []
+    for channel in _channel_samples(channels):
+        keV, slope = evaluate(exact_energy, channel), _slope(exact_energy, channel)
+        if keV > 0:
+            square = float(evaluate(exact_shape, keV))
+            if square <= 0 or slope <= 0:
+                return Converted((), 0.0)
+            numbers.append(channel - 1)
+            widths.append(Fraction(square**0.5 / float(slope)))
+    if len(numbers) < _SAMPLES // 2:
+        return Converted((), 0.0)
+    fit = _near_fit(numbers, widths, Fraction(1, 10**8), range(3))
+    fitted = [float(evaluate(fit, number)) for number in numbers]
+    return Converted(tuple(map(float, fit)), _largest_deviation([float(w) for w in widths], fitted))
+
+
+def _slope(coefficients: Sequence[Fraction], x: Fraction) -> Fraction:
+    return evaluate([order * c for order, c in enumerate(coefficients)][1:], x)
+
+
+def width_table(shape: Sequence[float], highest: float) -> Tuple[List[str], List[str]]:
+    """Energies in keV up to the highest and their FWHM in keV, with so many digits that
+    `shape_from_table` gives the very same coefficients; two empty lists where a width is none.
+    """
+    step = max(1, round(highest) // 16)
+    exact_shape = [Fraction(c) for c in shape]
+    context = decimal.Context(prec=30)
+    energies, widths = [], []
+    for keV in range(step, 17 * step, step):
+        square = evaluate(exact_shape, Fraction(keV))
+        if square <= 0:
+            return [], []
+        width = context.divide(square.numerator, square.denominator).sqrt(context)
+        energies.append(str(keV))
+        widths.append(str(width))
+    return energies, widths
+
+
+def shape_from_table(energies: Sequence[str], widths: Sequence[str]) -> Converted:
+    """The shape calibration for printed energies and FWHM, both in keV."""
+    x = [Fraction(text) for text in energies]
+    y = [Fraction(text) for text in widths]
+    if len(x) != len(y) or not x or min(y) <= 0:
+        return Converted((), 0.0)
+    # That of the square; twice as much, for a fit misses points that were rounded at the limit.
+    tolerances = [4 * w * printed_tolerance(text) for w, text in zip(y, widths)]
+    points = Points(x, [w * w for w in y], tolerances)
+    fit = polynomial_through(points, range(min(_HIGHEST_DEGREE + 1, max(2, len(x) // 2 + 1))))
+    if not fit.exact:
+        fit = polynomial_through(points, range(min(2, len(x))))
+    fitted = [max(0.0, float(evaluate(fit.coefficients, keV))) ** 0.5 for keV in x]
+    deviation = _largest_deviation([float(w) for w in y], fitted)
+    return Converted(tuple(map(float, fit.coefficients)), deviation)

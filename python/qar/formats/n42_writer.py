@@ -1,0 +1,159 @@
+"""ANSI/IEEE N42.42 spectra (.n42), writing: the schema of 2011."""
+
+import html
+import re
+import uuid
+from datetime import datetime, timezone
+from typing import List, Sequence, Tuple
+
+from ..calibration import polynomial
+from . import calibrations, texts
+from .measurement import Measurement
+from .n42 import DETECTOR, TITLE
+
+NAMESPACE = "http://physics.nist.gov/N42/2011/N42"
+
+_ENERGY, _WIDTH = "EnergyCalibration", "FWHMCalibration"
+_COUNTS_IN_A_LINE = 16
+_NOT_IN_XML = re.compile("[^\t\n\x20-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
+
+
+def write(measurement: Measurement) -> Tuple[str, List[str]]:
+    """The text of the file and what it cannot carry."""
+    notes: List[str] = []
+    now = datetime.now(timezone.utc)
+    lines = [
+        '<?xml version="1.0" encoding="utf-8"?>',
+        f'<RadInstrumentData xmlns="{NAMESPACE}" n42DocUUID="{uuid.uuid4()}"'
+        f' n42DocDateTime="{texts.date_text(now.replace(microsecond=0))}">',
+        "<RadInstrumentDataCreatorName>qar</RadInstrumentDataCreatorName>",
+        *_instrument(measurement, notes),
+        *_detector(measurement, notes),
+    ]
+    references = f'radDetectorInformationReference="{DETECTOR}"'
+    if measurement.energy:
+        lines += _energy(measurement)
+        references += f' energyCalibrationReference="{_ENERGY}"'
+    width = _width(measurement, notes)
+    if width:
+        lines += width
+        references += f' FWHMCalibrationReference="{_WIDTH}"'
+    lines += _measurement(measurement, references, notes)
+    lines.append("</RadInstrumentData>")
+    return "\n".join(lines) + "\n", notes
+
+
+def _text(text: str, what: str, notes: List[str]) -> str:
+    """The text for the inside of an element."""
+    plain = _NOT_IN_XML.sub("?", text).strip()
+    if plain != text:
+        notes.append(f"the {what} is changed to {texts.shown(plain)}")
+    return html.escape(plain, quote=False)
+
+
+def _instrument(measurement: Measurement, notes: List[str]) -> List[str]:
+    """The schema wants maker and model; a QAR file does not know them."""
+    lines = [
+        '<RadInstrumentInformation id="Instrument">',
+        "  <RadInstrumentManufacturerName>unknown</RadInstrumentManufacturerName>",
+    ]
+    if measurement.instrument:
+        identifier = _text(measurement.instrument, "instrument", notes)
+        lines.append(f"  <RadInstrumentIdentifier>{identifier}</RadInstrumentIdentifier>")
+    return lines + [
+        "  <RadInstrumentModelName>unknown</RadInstrumentModelName>",
+        "  <RadInstrumentClassCode>Other</RadInstrumentClassCode>",
+        "  <RadInstrumentVersion>",
+        "    <RadInstrumentComponentName>Software</RadInstrumentComponentName>",
+        "    <RadInstrumentComponentVersion>qar</RadInstrumentComponentVersion>",
+        "  </RadInstrumentVersion>",
+        "</RadInstrumentInformation>",
+    ]
+
+
+def _detector(measurement: Measurement, notes: List[str]) -> List[str]:
+    lines = [f'<RadDetectorInformation id="{DETECTOR}">']
+    if measurement.detector:
+        name = _text(measurement.detector, "detector", notes)
+        lines.append(f"  <RadDetectorName>{name}</RadDetectorName>")
+    return lines + [
+        "  <RadDetectorCategoryCode>Gamma</RadDetectorCategoryCode>",
+        "  <RadDetectorKindCode>Other</RadDetectorKindCode>",
+        "</RadDetectorInformation>",
+    ]
+
+
+def _energy(measurement: Measurement) -> List[str]:
+    coefficients = calibrations.counted_from_zero(measurement.energy)
+    coefficients += ["0"] * (3 - len(coefficients))  # the schema wants at least three
+    return [
+        f'<EnergyCalibration id="{_ENERGY}">',
+        f"  <CoefficientValues>{' '.join(coefficients)}</CoefficientValues>",
+        "</EnergyCalibration>",
+    ]
+
+
+def _width(measurement: Measurement, notes: List[str]) -> List[str]:
+    """A table over the energy; empty, with a note, where the shape gives no widths."""
+    if not measurement.shape:
+        return []
+    highest = 2000.0
+    if measurement.energy:
+        highest = polynomial(measurement.energy, len(measurement.counts))
+    energies, widths = calibrations.width_table(measurement.shape, highest)
+    if not energies:
+        notes.append("left out: the shape calibration, which gives no width at every energy")
+        return []
+    return [
+        f'<FWHMCalibration id="{_WIDTH}">',
+        f"  <EnergyValues>{' '.join(energies)}</EnergyValues>",
+        f"  <FWHMValues>{' '.join(widths)}</FWHMValues>",
+        "</FWHMCalibration>",
+    ]
+
+
+def _measurement(measurement: Measurement, references: str, notes: List[str]) -> List[str]:
+    lines = [
+        '<RadMeasurement id="Measurement">',
+        "  <MeasurementClassCode>Foreground</MeasurementClassCode>",
+    ]
+    if measurement.start is not None:
+        lines.append(f"  <StartDateTime>{texts.date_text(measurement.start)}</StartDateTime>")
+    if measurement.real_time is not None:
+        duration = texts.duration_text(measurement.real_time)
+        lines.append(f"  <RealTimeDuration>{duration}</RealTimeDuration>")
+    if measurement.start is None or measurement.real_time is None:
+        notes.append("the format wants start and real time; one is not known and left out")
+    name = re.sub(r"[^\w.-]", "_", measurement.name, flags=re.ASCII)
+    identity = name if re.match(r"[A-Za-z_]", name) else f"Spectrum{name}"
+    lines.append(f'  <Spectrum id="{identity}" {references}>')
+    remarks = [TITLE + measurement.title] if measurement.title else []
+    remarks += [line for line in measurement.remarks.split("\n") if line]
+    lines += [f"    <Remark>{_text(remark, 'remark', notes)}</Remark>" for remark in remarks]
+    if measurement.live_time is not None:
+        duration = texts.duration_text(measurement.live_time)
+        lines.append(f"    <LiveTimeDuration>{duration}</LiveTimeDuration>")
+    lines.append('    <ChannelData compressionCode="CountedZeroes">')
+    lines += _rows(_zeroes_counted(measurement.counts))
+    return lines + ["    </ChannelData>", "  </Spectrum>", "</RadMeasurement>"]
+
+
+def _zeroes_counted(counts: Sequence[int]) -> List[str]:
+    """The counts with each run of zeroes as one 0 and its length."""
+    numbers: List[str] = []
+    zeroes = 0
+    for count in (*counts, None):
+        if count == 0:
+            zeroes += 1
+            continue
+        if zeroes:
+            numbers += ["0", str(zeroes)]
+            zeroes = 0
+        if count is not None:
+            numbers.append(str(count))
+    return numbers
+
+
+def _rows(numbers: Sequence[str]) -> List[str]:
+    starts = range(0, len(numbers), _COUNTS_IN_A_LINE)
+    return [" ".join(numbers[start : start + _COUNTS_IN_A_LINE]) for start in starts]
