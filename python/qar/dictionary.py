@@ -65,7 +65,7 @@ def describe(key: Key) -> Parameter:
 
     Raises NotFoundError where the dictionary has no such parameter.
     """
-    name, code = (key, 0) if isinstance(key, str) else ("", _signed(key))
+    name, code = (key, 0) if isinstance(key, str) else ("", signed(key))
     status, answer = pyORV3.getParameterMetaData(0, code, name)
     # Code 0: no parameter, but a variable of the suite's environment has the name.
     if status != 0 or answer == 0 or answer[2] == 0 or not (name or code):
@@ -109,6 +109,12 @@ def classes() -> Dict[str, int]:
     return dict(_CLASSES)
 
 
+def class_name(number: int) -> str:
+    """The name of a class, or its number in hexadecimal."""
+    names = {known: name for name, known in _CLASSES.items()}
+    return names.get(number, f"class 0x{number:04X}")
+
+
 def forget() -> None:
     """Drops what the dictionary answered, so that it is asked again."""
     cached: Any
@@ -116,5 +122,5 @@ def forget() -> None:
         cached.cache_clear()
 
 
-def _signed(code: int) -> int:
+def signed(code: int) -> int:
     return code - (1 << 32) if code & 0x80000000 else code

@@ -16,14 +16,14 @@ MOST_CHANNELS = 32768
 SMALLEST_COUNT, LARGEST_COUNT = -(1 << 31), (1 << 31) - 1
 
 # Texts are stored in the ANSI code page of the system; elsewhere than on Windows it is this one.
-_CODE_PAGE = "mbcs" if sys.platform == "win32" else "cp1252"
+CODE_PAGE = "mbcs" if sys.platform == "win32" else "cp1252"
 _RANGES = {  # of the whole numbers that come back as they were written
     "short": (0, 0xFFFF),
     "long": (-(1 << 31), (1 << 31) - 1),
     "longlong": (-(1 << 63), (1 << 63) - 1),
 }
-_FIRST_DATE = datetime(1970, 1, 1, tzinfo=timezone.utc)
-_LAST_DATE = _FIRST_DATE + timedelta(seconds=(1 << 31) - 1)
+FIRST_DATE = datetime(1970, 1, 1, tzinfo=timezone.utc)
+LAST_DATE = FIRST_DATE + timedelta(seconds=(1 << 31) - 1)
 DATE_HINT = "a date is a text such as 2024-01-24T21:02:12.000Z, from 1970-01-01 to 2038-01-19"
 
 
@@ -59,9 +59,9 @@ def _text(parameter: Parameter, value: Any) -> str:
     if "\0" in value:
         raise ValueError("a text cannot hold a NUL")
     try:
-        length = len(value.encode(_CODE_PAGE))
+        length = len(value.encode(CODE_PAGE))
     except UnicodeEncodeError as error:
-        raise ValueError(f"{value[error.start]!r} is not in the code page {_CODE_PAGE}") from None
+        raise ValueError(f"{value[error.start]!r} is not in the code page {CODE_PAGE}") from None
     if 0 < parameter.length < length:
         raise ValueError(f"{length} characters, at most {parameter.length} fit")
     return value
@@ -74,7 +74,7 @@ def _date(parameter: Parameter, value: Any) -> str:
         raise ValueError(DATE_HINT)
     if value.tzinfo is None:
         raise ValueError("a datetime without a time zone; add tzinfo=timezone.utc for instance")
-    if not _FIRST_DATE <= value <= _LAST_DATE:
+    if not FIRST_DATE <= value <= LAST_DATE:
         raise ValueError(DATE_HINT)
     return value.astimezone(timezone.utc).strftime("%Y-%m-%dT%H:%M:%S.%fZ")
 
