@@ -1,0 +1,148 @@
+"""Nuclide libraries as CSV files: a line for each gamma line.
+
+    nuclide, half_life, energy, photons, energy_uncertainty, photons_uncertainty, key
+    Cs-137, 30.05 y, 661.657, 0.8499, 0.003, 0.0020, 1
+    Co-60, 5.2711 y, 1173.228, 0.9985
+    Co-60, , 1332.492, 0.9998
+
+The first line names the columns, of which the first four must be there; further ones are
+half_life_uncertainty, parent and active. Energies are in keV, photons per decay, uncertainties one
+sigma; half-lives in seconds or with a unit, s, min, h, d or y (365.242198 d). What belongs to the
+nuclide, such as the half-life, may be left out in its lines after the first. "#" begins a remark.
+"""
+
+import csv
+import os
+from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
+
+from .analysis import GammaLine, Nuclide
+from .files import Path
+from .formats import FormatError, texts
+from .formats.measurement import reading
+
+MOST_LINES = 200000
+
+_NEEDED = ("nuclide", "half_life", "energy", "photons")
+_COLUMNS = (
+    *_NEEDED,
+    *("energy_uncertainty", "photons_uncertainty", "key"),
+    *("half_life_uncertainty", "parent", "active"),
+)
+_SECONDS = {"s": 1.0, "min": 60.0, "h": 3600.0, "d": 86400.0, "y": 365.242198 * 86400.0}
+_FLAGS = {"1": True, "yes": True, "true": True, "0": False, "no": False, "false": False}
+
+Row = Dict[str, str]
+
+
+def read(path: Path) -> List[Nuclide]:
+    """The nuclides in a CSV file, in its order. FormatError says which line is wrong and why."""
+    with reading(path):
+        return _nuclides(texts.read_file(os.fspath(path)))
+
+
+def _nuclides(data: bytes) -> List[Nuclide]:
+    nuclides: Dict[str, Nuclide] = {}
+    lines: Dict[str, List[GammaLine]] = {}
+    for number, row in _rows(data):
+        try:
+            name = row["nuclide"]
+            if not name:
+                raise FormatError("the nuclide has no name")
+            if name not in nuclides:
+                nuclides[name] = _nuclide(row)
+            lines.setdefault(name, []).append(_line(row))
+        except FormatError as error:
+            raise FormatError(f"line {number}: {error}") from None
+    if not nuclides:
+        raise FormatError("no nuclide in the file")
+    return [nuclide._replace(lines=tuple(lines[name])) for name, nuclide in nuclides.items()]
+
+
+def _rows(data: bytes) -> Iterator[Tuple[int, Row]]:
+    """Each row with the number of its line."""
+    columns: List[str] = []
+    for number, line in enumerate(texts.lines_of(data), start=1):
+        if number > MOST_LINES:
+            raise FormatError(f"more than {MOST_LINES:,} lines")
+        if not line.strip() or line.lstrip().startswith("#"):
+            continue
+        try:
+            fields = [field.strip() for field in next(csv.reader([line]))]
+        except csv.Error as error:
+            raise FormatError(f"line {number}: {error}") from None
+        if not columns:
+            columns = [field.lower().replace("-", "_").replace(" ", "_") for field in fields]
+            _check_columns(columns)
+        elif len(fields) > len(columns):
+            raise FormatError(f"line {number}: {len(fields)} fields in {len(columns)} columns")
+        else:
+            fields += [""] * (len(columns) - len(fields))
+            yield number, {**dict.fromkeys(_COLUMNS, ""), **dict(zip(columns, fields))}
+
+
+def _check_columns(columns: List[str]) -> None:
+    for needed in _NEEDED:
+        if needed not in columns:
+            raise FormatError(f"the first line names no column {needed}")
+    for column in columns:
+        if column not in _COLUMNS:
+            known = ", ".join(_COLUMNS)
+            raise FormatError(f"the column {texts.shown(column)} is not one of {known}")
+
+
+def _nuclide(row: Row) -> Nuclide:
+    fields: Dict[str, Any] = {"name": row["nuclide"], "half_life": _time(row["half_life"])}
+    if row["half_life_uncertainty"]:
+        fields["half_life_uncertainty"] = _time(row["half_life_uncertainty"])
+    if row["parent"]:
+        fields["parent"] = row["parent"]
+    if row["active"]:
+        fields["active"] = _flag(row["active"])
+    return Nuclide(**fields)
+
+
+def _line(row: Row) -> GammaLine:
+    photons = _positive(row["photons"])
+    fields: Dict[str, Any] = {"energy": _positive(row["energy"]), "photons": photons}
+    for name in ("energy_uncertainty", "photons_uncertainty"):
+        if row[name]:
+            fields[name] = texts.seconds(row[name])
+    if row["key"]:
+        fields["key"] = _flag(row["key"])
+    return GammaLine(**fields)
+
+
+def _positive(text: str) -> float:
+    value = float(texts.exact(text))
+    if not value > 0:
+        raise FormatError(f"{texts.shown(text)} is not above 0")
+    return value
+
+
+def _time(text: str) -> float:
+    number, unit = text, "s"
+    for known in sorted(_SECONDS, key=len, reverse=True):
+        if text.lower().endswith(known):
+            number, unit = text[: -len(known)], known
+            break
+    return _positive(number) * _SECONDS[unit]
+
+
+def _flag(text: str) -> bool:
+    if text.lower() not in _FLAGS:
+        raise FormatError(f"{texts.shown(text)} is neither yes nor no")
+    return _FLAGS[text.lower()]
+
+
+def text_of(nuclides: Iterable[Nuclide]) -> str:
+    """The nuclides as the text of such a file; half-lives in seconds."""
+
+    def cell(value: Optional[object]) -> str:
+        return "" if value is None or value != value else str(value)
+
+    rows = [",".join(_COLUMNS)]
+    for nuclide in nuclides:
+        for line in nuclide.lines:
+            found = {**nuclide._asdict(), **line._asdict(), "nuclide": nuclide.name}
+            rows.append(",".join(cell(found[column]) for column in _COLUMNS))
+    return "\n".join(rows) + "\n"

@@ -1,0 +1,70 @@
+"""A spectrum as a PNG picture, drawn by matplotlib where that is installed."""
+
+import textwrap
+from typing import Any, Sequence
+
+from . import extras, picture
+from .analysis import Peak
+from .picture import FIT_COLOUR, SPECTRUM_COLOUR, Axis
+
+_INCHES, _DOTS_PER_INCH = (11.0, 5.5), 130
+_LABEL_SPACING = 0.0145  # of the width of the axis
+_MOST_LABELS = 45
+_TITLE_WIDTH = 80  # characters; the legend is beside it
+
+
+def figure_class() -> Any:
+    """matplotlib's Figure; where it is missing an ImportError that says how to install it."""
+    return extras.required("matplotlib.figure", "matplotlib", "analysis").Figure
+
+
+def save(path: str, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, title: str) -> None:
+    """Draws logarithmic counts over the axis with fits and labels and saves the picture.
+
+    ImportError: matplotlib is missing. OSError: the file cannot be written.
+    """
+    figure = figure_class()(figsize=_INCHES)
+    axes = figure.add_axes([0.075, 0.11, 0.905, 0.81])
+    positions = [axis.position(channel) for channel in range(1, len(counts) + 1)]
+    shown = [max(count, picture.LOWEST_COUNT) for count in counts]
+    axes.step(positions, shown, where="mid", linewidth=0.7, color=SPECTRUM_COLOUR, label="counts")
+    curves = picture.fitted_curves(counts, peaks, axis.calibration)
+    for number, curve in enumerate(curves):
+        places = [axis.position(channel) for channel in curve.channels]
+        heights = [max(height, picture.LOWEST_COUNT) for height in curve.counts]
+        label = "fitted peaks" if number == 0 else None
+        axes.plot(places, heights, "--", linewidth=1.3, color=FIT_COLOUR, label=label)
+    low, high = min(positions[0], positions[-1]), max(positions[0], positions[-1])
+    has_labels = _draw_labels(axes, counts, peaks, axis, high - low)
+    top = max(max(shown), 10.0)
+    # The labels stand above the highest peak: a third of the decades is theirs.
+    room = (top / picture.LOWEST_COUNT) ** 0.45 if has_labels else 2.0
+    axes.set(yscale="log", xlim=(low, high), ylim=(picture.LOWEST_COUNT, top * room))
+    axes.set(xlabel=axis.label, ylabel="counts per channel")
+    axes.set_title(_plain(textwrap.shorten(title, _TITLE_WIDTH)), loc="left", fontsize=11)
+    axes.legend(loc="lower left", frameon=False, ncol=2, bbox_to_anchor=(0.7, 1.0))
+    figure.savefig(path, dpi=_DOTS_PER_INCH, format="png")
+
+
+def _draw_labels(
+    axes: Any, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, width: float
+) -> bool:
+    found = picture.labels(counts, peaks, axis, _LABEL_SPACING * width, _MOST_LABELS)
+    for label in found:
+        axes.annotate(
+            _plain(label.text),
+            xy=(label.position, max(label.height, picture.LOWEST_COUNT) * 1.15),
+            xytext=(label.shifted, 0.985),
+            textcoords=("data", "axes fraction"),
+            rotation=90,
+            fontsize=7,
+            ha="center",
+            va="top",
+            arrowprops={"arrowstyle": "-", "linewidth": 0.4, "color": "0.6"},
+        )
+    return bool(found)
+
+
+def _plain(text: str) -> str:
+    """The text without what matplotlib would read as mathematics."""
+    return text.replace("$", r"\$")
