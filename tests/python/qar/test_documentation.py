@@ -9,7 +9,7 @@ import pyORV3
 import support
 
 PAGES = [
-    "README.md", "docs/functions.md", "docs/qar.md", "docs/writing-an-engine.md",
+    "README.md", "docs/functions.md", "docs/qar.md", "docs/command-line.md", "docs/formats.md", "docs/writing-an-engine.md",
     "docs/suite-scripts-on-linux.md", "docs/status-codes.md", "docs/windows.md", "examples/README.md",
     "python/README.md",
 ]  # fmt: skip

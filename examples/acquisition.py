@@ -1,0 +1,85 @@
+#!/usr/bin/env python3
+"""Acquires a spectrum: saves it each second and shows how far it is.
+
+    acquisition.py FILE [SECONDS [SECONDS_BETWEEN_SAVES]]
+
+Whatever happens to the process, the file has what was measured up to the last save. Ctrl-C ends
+the acquisition early; the file then says how long it really was.
+"""
+
+import random
+import sys
+import time
+from datetime import datetime, timezone
+
+import qar
+import simulation
+
+COUNTS_PER_SECOND = 20000
+DEAD_TIME = 0.06  # part of the real time
+
+
+class Detector:
+    """Stands in for the electronics: gives what has come since it was asked last."""
+
+    def __init__(self, seed):
+        self.generator = random.Random(seed)
+        self.weights = simulation.expected_counts()
+        self.asked = time.monotonic()
+
+    def read(self):
+        """The channels that were hit, counted from 0, and the real time in seconds."""
+        now = time.monotonic()
+        passed, self.asked = now - self.asked, now
+        events = round(COUNTS_PER_SECOND * passed)
+        channels = range(len(self.weights))
+        return self.generator.choices(channels, self.weights, k=events), passed
+
+
+def begin(source):
+    source.set_spectrum([0] * simulation.CHANNELS)
+    source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
+    source["QAR_C_MEASNAME"] = "Mixed nuclide source"
+    source["QAR_T_ACQSTART"] = datetime.now(timezone.utc)
+    source["QAR_B_ACQACTIVE"] = True
+
+
+def save(source, contents, real_time):
+    source.set_spectrum(contents)
+    source["QAR_D_REALTIME"] = real_time
+    source["QAR_D_LIVETIME"] = real_time * (1 - DEAD_TIME)
+    source["QAR_Q_TOTALCOUNT"] = sum(contents)
+    source.flush()  # from here on it is on the disk
+
+
+def acquire(source, seconds, between_saves, seed=417):
+    detector = Detector(seed)
+    contents, real_time = [0] * simulation.CHANNELS, 0.0
+    while real_time < seconds:
+        time.sleep(min(between_saves, max(0.0, seconds - real_time)))
+        events, passed = detector.read()
+        for channel in events:
+            contents[channel] += 1
+        real_time += passed
+        save(source, contents, real_time)
+        done = min(1.0, real_time / seconds)
+        bar = ("#" * round(30 * done)).ljust(30, ".")
+        print(f"\r{bar} {real_time:6.1f} s {sum(contents):>10,} counts ", end="", flush=True)
+    print()
+
+
+def main(path, seconds="10", between_saves="1"):
+    with qar.open(path, "x") as source:
+        begin(source)
+        try:
+            acquire(source, float(seconds), float(between_saves))
+        except KeyboardInterrupt:
+            print("\nended early")
+        source["QAR_T_ACQSTOP"] = datetime.now(timezone.utc)
+        source["QAR_B_ACQACTIVE"] = False
+    with qar.open(path) as source:
+        print(f"{path}: {source['QAR_Q_TOTALCOUNT']:,} counts in {source['QAR_D_REALTIME']:.1f} s")
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]) if 2 <= len(sys.argv) <= 4 else __doc__)

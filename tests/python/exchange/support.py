@@ -1,0 +1,90 @@
+"""What the tests of the exchange share: measurements, a folder for each test, the command line."""
+
+import contextlib
+import io
+import os
+import pathlib
+import tempfile
+import unittest
+from collections import namedtuple
+from datetime import datetime, timezone
+
+import qar
+from qar import command_line
+from qar.formats import Measurement
+
+SPECTRA = os.environ.get("PYORV3_SPECTRA")
+PROJECT = pathlib.Path(__file__).resolve().parents[3]
+
+FULL = Measurement(
+    counts=(0, 0, 5, 7, 0, 2147483647, 0, 0, 1),
+    live_time=629.17,
+    real_time=639.92,
+    start=datetime(2010, 4, 17, 17, 33, 19, 409000, tzinfo=timezone.utc),
+    title='Boden <A> & "B"',
+    detector="Ge 40 %",
+    instrument="No. 7",
+    remarks="first line\nsecond; 300 µm",
+    energy=(-0.04727570207732, 0.18742200415464, -2.07732e-09),
+    shape=(1.221, 0.001793),
+)
+"""What every format can hold, but for the shape in channels."""
+
+Ran = namedtuple("Ran", "code out err")
+
+
+def run(*arguments):
+    """What the command line did: exit code, output, the lines on standard error."""
+    out, err = io.StringIO(), io.StringIO()
+    with contextlib.redirect_stdout(out), contextlib.redirect_stderr(err):
+        try:
+            code = command_line.main(list(map(str, arguments)))
+        except SystemExit as end:
+            code = end.code
+    return Ran(code, out.getvalue(), err.getvalue().splitlines())
+
+
+class TestCase(unittest.TestCase):
+    """A test in a folder of its own, which is the current one meanwhile."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(folder.name)
+        self.folder = pathlib.Path(folder.name)
+
+    def write(self, name, content):
+        data = content if isinstance(content, bytes) else content.encode("utf-8")
+        (self.folder / name).write_bytes(data)
+        return name
+
+    def names(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def run_well(self, *arguments):
+        """The output of a command that must have nothing to tell."""
+        ran = run(*arguments)
+        self.assertEqual((ran.code, ran.err), (0, []), arguments)
+        return ran.out
+
+
+def make_spectrum(path, peak_height=2000, title="sample"):
+    """A QAR file with a calibration and two peaks of Cs-137 and Co-60 on a continuum."""
+    counts = [20 + channel % 3 for channel in range(1024)]
+    for centre in (440, 782):
+        for channel in range(centre - 12, centre + 13):
+            counts[channel - 1] += round(peak_height * 2.0 ** -(((channel - centre) / 1.6) ** 2))
+    with qar.open(path, "x") as source:
+        source.set_spectrum(counts)
+        source.set_calibration((3.4961, 1.49582), (9.0, 0.02))
+        source.update({"QAR_C_MEASNAME": title, "QAR_D_LIVETIME": 100.0})
+    return path
+
+
+LIBRARY = """\
+nuclide, half_life, energy, photons, key
+# a line for each gamma line
+Cs-137, 30.05 y, 661.657, 0.8499, 1
+Co-60, 5.2711 y, 1173.228, 0.9985
+"""

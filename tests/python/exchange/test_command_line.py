@@ -1,0 +1,179 @@
+"""The commands as a user gives them: exit codes, output, one line for what went wrong."""
+
+import json
+import os
+import re
+import struct
+import unittest
+
+import qar
+import support
+from qar import nuclide_csv, plot
+
+COMMANDS = "show plot convert dump load calibrate analyse report check salvage status".split()
+
+FAILURES = (  # arguments, what the one line says
+    ("", "required: COMMAND"),
+    ("show", "required: FILE"),
+    ("show none.qar", "no file or input"),
+    ("show none.spe", "none.spe: No such file"),
+    ("show .", "Is a directory"),
+    ("show two.n42", "--spectrum: A, B"),
+    ("show two.n42 --spectrum C", "no spectrum C"),
+    ("convert a.qar", "FILE OUTPUT"),
+    ("convert a.qar a.unknown", "no known format"),
+    ("convert a.qar none/b.spe", "no such folder"),
+    ("calibrate a.qar --line 5", "CHANNEL=ENERGY"),
+    ("calibrate a.qar --line 100=300 --line 440=661.7", "no peak"),
+    ("analyse a.qar -l a.qar", "first line"),
+    ("analyse a.qar --set QAR_D_PEAKLIMIT=much", "no value of a double"),
+    ("analyse a.qar --set QAR_D_NOSUCH=1", "QAR_D_NOSUCH"),
+    ("analyse a.qar --jobs 0", "from 1 to"),
+    ("analyse empty", "no file to analyse"),
+    ("report a.qar -o a.qar", "File exists"),
+    ("salvage none.qar b.qar", "no file or input"),
+    ("status word", "no status"),
+)
+TWO = "<RadInstrumentData>%s%s</RadInstrumentData>"
+SPECTRUM = (
+    '<RadMeasurement><Spectrum id="%s"><ChannelData>%d 2</ChannelData></Spectrum></RadMeasurement>'
+)
+
+WRONG_LIBRARIES = (
+    ("nuclide, half_life, energy\nA,1,2\n", "no column photons"),
+    ("nuclide, half_life, energy, photons, colour\n", '"colour"'),
+    ("nuclide, half_life, energy, photons\nA,1 week,2,1\n", "line 2"),
+    ("nuclide, half_life, energy, photons\nA,1,0,1\n", "line 2"),
+    ("nuclide, half_life, energy, photons\n,1,5,1\n", "no name"),
+    ("nuclide, half_life, energy, photons\n", "no nuclide"),
+)
+
+
+class CommandLine(support.TestCase):
+    def setUp(self):
+        super().setUp()
+        support.make_spectrum("a.qar")
+        self.write("two.n42", TWO % (SPECTRUM % ("A", 5), SPECTRUM % ("B", 6)))
+        os.mkdir("empty")
+
+    def test_every_command_explains_itself(self):
+        for command in COMMANDS:
+            ran = support.run(command, "--help")
+            self.assertEqual((ran.code, ran.err), (0, []))
+            self.assertIn(f"usage: qar {command}", ran.out)
+            self.assertIn("Exit codes", ran.out)
+        self.assertTrue(all(command in support.run("--help").out for command in COMMANDS))
+
+    def test_what_goes_wrong_is_one_line_and_leaves_nothing(self):
+        before = self.names()
+        for arguments, said in FAILURES:
+            ran = support.run(*arguments.split())
+            self.assertEqual((ran.code, ran.out, len(ran.err)), (2, "", 1), (arguments, ran))
+            self.assertRegex(ran.err[0], "^qar")
+            self.assertIn(said, ran.err[0])
+            self.assertEqual(self.names(), before, arguments)
+
+    def test_several_spectra_give_a_file_each_or_the_named_one(self):
+        self.assertEqual(support.run("convert", "two.n42", "x.qar").code, 0)
+        self.assertEqual(
+            support.run("convert", "two.n42", "y.csv", "--spectrum", "B").out, "y.csv\n"
+        )
+        found = [qar.exchange.read_any(name)[0].counts for name in ("x-A.qar", "x-B.qar", "y.csv")]
+        self.assertEqual(found, [(5, 2), (6, 2), (6, 2)])
+        ran = support.run(
+            "convert", "--to", "csv", "--into", "empty", "a.qar", "none.spe", "two.n42"
+        )
+        self.assertEqual(ran.code, 1)
+        self.assertEqual(sorted(os.listdir("empty")), ["a.csv", "two-A.csv", "two-B.csv"])
+        self.assertEqual(
+            support.run("convert", "two.n42", "y.csv", "--spectrum", "A", "--force").code, 0
+        )
+
+    def test_calibrates_analyses_and_shows(self):
+        self.write("library.csv", support.LIBRARY)
+        text = self.run_well(
+            "calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228"
+        )
+        self.assertRegex(text, r"energy: 3\.496\d+ 1\.4958")
+        text = self.run_well(
+            "analyse", "a.qar", "-l", "library.csv", "--limit", "6", "--tolerance", "2"
+        )
+        self.assertRegex(text, r"2 peaks(.|\n)*661\.\d+ ± 0\.0\d+ .*Cs-137(.|\n)*2 nuclides")
+        shown = json.loads(self.run_well("show", "a.qar", "--json"))
+        self.assertEqual([peak["nuclide"] for peak in shown["peaks"]], ["Cs-137", "Co-60"])
+        self.assertEqual(shown["parameters"]["QAR_D_PEAKLIMIT"], 6.0)
+        self.assertEqual(len(shown["counts"]), 1024)
+        text = self.run_well("show", "a.qar")
+        for part in (
+            "QAR_D_LIVETIME",
+            "100 s",
+            "2 nuclides in the library",
+            "Co-60",
+            "keV",
+            "counts",
+        ):
+            self.assertIn(part, text)
+        self.assertEqual(self.run_well("report", "a.qar"), "a.html\n")
+        page = (self.folder / "a.html").read_text(encoding="utf-8")
+        self.assertNotRegex(page, r"(src|href)=|url\(|@import|https?:")
+        for part in ("counts per channel", "energy / keV", "Cs-137 66", "QAR_D_PEAKLIMIT", " ± "):
+            self.assertIn(part, page)
+        self.assert_labels_apart(page)
+
+    def assert_labels_apart(self, page):
+        places = [float(x) for x in re.findall(r"translate\(([\d.]+) \d+\) rotate\(-90\)", page)]
+        self.assertEqual(len(places), 2)
+        self.assertTrue(all(b - a >= 13 for a, b in zip(places, places[1:])), places)
+
+    def test_markup_in_texts_stays_text(self):
+        support.make_spectrum("b.qar", title="<script>alert(1)</script>")
+        self.run_well("report", "b.qar")
+        self.assertNotIn("<script", (self.folder / "b.html").read_text(encoding="utf-8"))
+
+    def test_draws_a_picture_or_says_what_is_missing(self):
+        try:
+            plot.figure_class()
+        except ImportError:
+            self.assertIn("pyORV3[analysis]", support.run("plot", "a.qar").err[0])
+            return
+        self.assertEqual(self.run_well("plot", "a.qar"), "a.png\n")
+        header = (self.folder / "a.png").read_bytes()[:24]
+        self.assertEqual(header[:8], b"\x89PNG\r\n\x1a\n")
+        self.assertGreater(struct.unpack(">II", header[16:]), (1000, 500))
+
+    def test_damage_is_found_and_the_rest_saved(self):
+        self.assertEqual(self.run_well("check", "a.qar"), "a.qar: sound\n")
+        self.run_well("salvage", "a.qar", "b.qar")
+        with qar.open("a.qar") as first, qar.open("b.qar") as second:
+            self.assertEqual(first.spectrum(), second.spectrum())
+            self.assertEqual(first.calibration(), second.calibration())
+        data = bytearray((self.folder / "a.qar").read_bytes())
+        self.write("c.qar", bytes(data[: len(data) // 2]))
+        ran = support.run("check", "a.qar", "c.qar", "none.qar")
+        self.assertEqual((ran.code, ran.out, len(ran.err)), (1, "a.qar: sound\n", 2), ran.err)
+        failures = json.loads(support.run("check", "a.qar", "c.qar", "--json").out)
+        self.assertEqual([bool(entry["failure"]) for entry in failures], [False, True])
+
+    def test_statuses_in_any_form(self):
+        text = self.run_well("status", "-320234115", "0xEBE88106")
+        self.assertRegex(text, "0xECE99D7D.*bad argument\n?.*\n.*-337084154")
+        self.assertEqual(json.loads(self.run_well("status", "0", "--json"))[0]["code"], 0)
+
+    def test_nuclide_libraries(self):
+        nuclides = nuclide_csv.read(
+            self.write("l.csv", support.LIBRARY + "Co-60,,1332.492,0.9998\n")
+        )
+        self.assertEqual([len(nuclide.lines) for nuclide in nuclides], [1, 2])
+        self.assertAlmostEqual(nuclides[0].half_life / 9.4829e8, 1, places=4)
+        self.assertEqual([nuclides[0].lines[0].key, nuclides[1].lines[0].key], [True, None])
+        self.assertEqual(
+            nuclide_csv.read(self.write("m.csv", nuclide_csv.text_of(nuclides))), nuclides
+        )
+        for content, said in WRONG_LIBRARIES:
+            ran = support.run("analyse", "a.qar", "-l", self.write("w.csv", content))
+            self.assertEqual((ran.code, len(ran.err)), (2, 1), ran.err)
+            self.assertIn(said, ran.err[0])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,180 @@
+"""Spectra in and out of the formats of the field: exact where they can be, told where not."""
+
+import glob
+import os
+import random
+import unittest
+import xml.etree.ElementTree
+from datetime import datetime, timezone
+
+import support
+from qar import exchange, formats
+from qar.formats import calibrations, texts
+from support import FULL
+
+N42 = '<RadInstrumentData><RadMeasurement><Spectrum id="s">%s</Spectrum></RadMeasurement></RadInstrumentData>'
+COUNTED = '<ChannelData compressionCode="CountedZeroes">%s</ChannelData>'
+DATA = "$DATA:\n0 2\n1\n2\n3\n"
+DOCTYPE = '<!DOCTYPE r [<!ENTITY x "%s">]><RadInstrumentData>&x;</RadInstrumentData>'
+
+REFUSED = (  # file, content, what is said
+    ("a.n42", DOCTYPE % "xxx", "document type"),
+    ("a.n42", DOCTYPE % "&x;&x;", "document type"),
+    ("a.n42", "<RadInstrumentData><a>", "not well-formed"),
+    ("a.n42", "<RadInstrumentData>" + "<a>" * 70, "more elements"),
+    ("a.n42", "<html/>", "no file of spectra"),
+    ("a.n42", N42 % (COUNTED % "0 70000"), "more than 65,535"),
+    ("a.n42", N42 % (COUNTED % "5 0"), "number of zeroes"),
+    ("a.n42", N42 % (COUNTED % "1 -3"), '"-3"'),
+    ("a.n42", N42 % (COUNTED % "1 3.5"), '"3.5"'),
+    ("a.n42", N42 % (COUNTED % ("9" * 100000)), "no number"),
+    ("a.n42", N42 % ("<LiveTimeDuration>-PT1S</LiveTimeDuration>" + COUNTED % "1"), "no duration"),
+    ("a.spe", "$DATA:\n0 3\n1\n2\n", "2 of 4 channels"),
+    ("a.spe", "$DATA:\n0 69999\n" + "1\n" * 70000, "no spectrum"),
+    ("a.spe", "$DATA:\n0 1\n1\n2\n3\n", "more than the 2"),
+    ("a.spe", "$DATA:\n0 1\n1\n2.5\n", '"2.5"'),
+    ("a.spe", "$SPEC_ID:\nx\n", "no $DATA"),
+    ("a.spe", DATA + "$MCA_CAL:\n2\n1e308 1e308\n$SHAPE_CAL:\n2\n1e308 1e308\n", "out of range"),
+    ("a.csv", "1,2,3\n", "3 columns"),
+    ("a.csv", "0,1\n2,1\n1,1\n", "does not rise"),
+    ("a.csv", "0,1\n1,1e400\n", "line 2"),
+    ("a.csv", "0,2147483648\n", "more than a channel"),
+    ("a.csv", "1\n" * 70000, "more than 65,535"),
+    ("a.csv", "9" * 5000, "too long lines"),
+    ("a.csv", "words\n", "no line has counts"),
+    ("a.csv", b"1\x002", "no spectrum in a known format"),
+    ("a.csv", "", "empty"),
+)
+
+READ = (  # file, content, the fields that are not empty, what is told
+    ("a.csv", "1,5\n2,6\n", {"counts": (5, 6)}, "count from 1"),
+    ("a.txt", "2 5\r\n3 6\r\n", {"counts": (0, 0, 5, 6)}, "channels 0 to 1"),
+    (
+        "a.csv",
+        "energy;counts\n-5e-20;1,0\n0,2201;2\n0,4402;3\n",
+        {"counts": (1, 2, 3), "energy": (-0.2201, 0.2201)},
+        None,
+    ),
+    ("a.csv", "5\n6\n", {"counts": (5, 6)}, "no energy"),
+    ("a.spe", DATA + "$MCA_CAL:\n2\n0.5 0.25 MeV\n", {"energy": (250.0, 250.0)}, None),
+    (
+        "a.spe",
+        DATA + "$ENER_FIT:\n0 0.5\n$MCA_CAL:\n3\n1 0.5 0 keV\n",
+        {"energy": (0.5, 0.5, 0.0)},
+        "differs from $MCA_CAL by 1 keV",
+    ),
+    (
+        "a.spe",
+        DATA + "$DATE_MEA:\n04/26/2017 11:05:11\n$ROI:\n1\n3 4\n",
+        {"start": datetime(2017, 4, 26, 11, 5, 11, tzinfo=timezone.utc)},
+        "left out: $ROI",
+    ),
+    ("a.n42", N42 % (COUNTED % "0 2 7.0"), {"counts": (0, 0, 7), "name": "s"}, "no start"),
+    (
+        "a.n42",
+        N42 % ("<LiveTimeDuration>P1DT2H3M4.5S</LiveTimeDuration><X:y>5</X:y>" + COUNTED % "1"),
+        {"live_time": 93784.5},
+        "left out: y",
+    ),
+)
+
+
+class Formats(support.TestCase):
+    def test_refuse_in_one_line_what_is_no_spectrum(self):
+        for name, content, said in REFUSED:
+            with self.subTest(content=content[:80]):
+                ran = support.run("convert", self.write(name, content), "b.qar")
+                self.assertEqual((ran.code, ran.out, len(ran.err)), (2, "", 1), ran)
+                self.assertIn(said, ran.err[0])
+                self.assertEqual(self.names(), [name])
+            os.remove(name)
+
+    def test_read_what_other_programs_write(self):
+        for name, content, fields, said in READ:
+            with self.subTest(content=content[:80]):
+                (found,) = formats.read(self.write(name, content))
+                self.assertEqual({field: getattr(found, field) for field in fields}, fields)
+                self.assertTrue(said is None or said in "; ".join(found.notes), found.notes)
+
+    def test_give_back_every_field(self):
+        for format in formats.FORMATS.values():
+            name = "full" + format.suffix
+            formats.write(name, FULL)
+            (found,) = formats.read(name)
+            differing = {f for f in FULL._fields if getattr(found, f) != getattr(FULL, f)}
+            differing -= {"name", "notes"}
+            # The widths of .spe are a polynomial of degree 2 in the channel.
+            self.assertEqual(differing, {"shape"} if format.name == "spe" else set(), format.name)
+            self.assertRaises(FileExistsError, formats.write, name, FULL)
+        notes = formats.write("long.spe", FULL._replace(counts=FULL.counts + (1,) * 4000))
+        self.assertRegex("; ".join(notes), "widths are written within 0.0")
+
+    def test_shift_the_origin_without_a_rounding_error(self):
+        generator = random.Random(7)
+        self.assertEqual(
+            calibrations.counted_from_one(list(map(texts.exact, ("1", "2", "3")))), (2.0, -4.0, 3.0)
+        )
+        for _ in range(200):
+            size = generator.randrange(1, 6)
+            stored = tuple(generator.uniform(-1, 1) * 10.0 ** -(3 * k) for k in range(size))
+            written = calibrations.counted_from_zero(stored)
+            read = calibrations.counted_from_one([texts.exact(text) for text in written])
+            self.assertEqual(read, stored, written)
+            decimals = [f"{generator.uniform(0.1, 1):.7g}e-{3 * k}" for k in range(size)]
+            shifted = calibrations.counted_from_one([texts.exact(text) for text in decimals])
+            again = calibrations.counted_from_zero(shifted)
+            self.assertEqual(list(map(float, again)), list(map(float, decimals)))
+
+    def test_write_n42_in_the_order_of_the_schema(self):
+        formats.write("a.n42", FULL)
+        root = xml.etree.ElementTree.parse("a.n42").getroot()
+        space = "{http://physics.nist.gov/N42/2011/N42}"
+        names = [element.tag.replace(space, "") for element in root]
+        self.assertEqual(
+            names,
+            "RadInstrumentDataCreatorName RadInstrumentInformation RadDetectorInformation"
+            " EnergyCalibration FWHMCalibration RadMeasurement".split(),
+        )
+        self.assertEqual(set(root.attrib), {"n42DocUUID", "n42DocDateTime"})
+        spectrum = root.find(f"{space}RadMeasurement/{space}Spectrum")
+        ids = {element.get("id") for element in root}
+        self.assertLessEqual({v for k, v in spectrum.items() if k.endswith("Reference")}, ids)
+        order = [element.tag.replace(space, "") for element in spectrum]
+        self.assertEqual(
+            sorted(set(order), key=order.index), ["Remark", "LiveTimeDuration", "ChannelData"]
+        )
+        self.assertEqual(spectrum[-1].text.split(), "0 2 5 7 0 1 2147483647 0 2 1".split())
+
+    def test_tell_what_a_qar_file_cannot_take(self):
+        notes = exchange.store(
+            FULL._replace(title="π" * 80, start=FULL.start.replace(year=2050)), "a.qar"
+        )
+        self.assertRegex(
+            "; ".join(notes), "title.*become.*title is cut off at 64.*left out: the start"
+        )
+        self.assertEqual(exchange.load("a.qar").title, "?" * 64)
+        with self.assertRaisesRegex(formats.FormatError, "40,000 channels"):
+            exchange.store(FULL._replace(counts=(1,) * 40000), "b.qar")
+        self.assertEqual(self.names(), ["a.qar"])
+
+    @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of spectra")
+    def test_carry_real_spectra_through_every_format_and_back(self):
+        files = glob.glob(os.path.join(support.SPECTRA, "*.[nst][4px][2et]"))
+        self.assertEqual(len(files), 9)
+        for number, path in enumerate(sorted(files)):
+            for measurement in formats.read(path)[:1]:
+                name = str(number)
+                exchange.store(measurement, name + ".qar")
+                first = exchange.load(name + ".qar")
+                self.assertEqual(first.counts, measurement.counts)
+                self.assertEqual(first[1:-2], measurement[1:-2])
+                for format in formats.FORMATS.values():
+                    formats.write(name + format.suffix, first)
+                    (found,) = formats.read(name + format.suffix)
+                    exchange.store(found, f"{name}-{format.name}.qar")
+                    back = exchange.load(f"{name}-{format.name}.qar")
+                    self.assertEqual(back[:-2], first[:-2], (path, format.name))
+
+
+if __name__ == "__main__":
+    unittest.main()
