@@ -105,7 +105,7 @@ class Batch(support.TestCase):
     def test_a_template_gives_settings_and_missing_calibrations(self):
         support.make_spectrum("template.qar")
         with qar.open("template.qar", "r+") as template:
-            template["QAR_D_PEAKLIMIT"] = 50.0
+            template["QAR_D_PEAKLIMIT"] = 100.0
         counts = exchange.load("in/0.qar").counts
         formats.write("bare.csv", formats.Measurement(counts))
         ran = support.run("analyse", "bare.csv", "--template", "template.qar", "--json")
