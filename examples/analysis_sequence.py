@@ -9,6 +9,7 @@ that the template refers to; what it says about its report stays its own.
 
 import os
 import sys
+from typing import Any, Dict, Tuple
 
 import qar
 import simulation
@@ -62,17 +63,19 @@ SHOWN = {
 }
 
 
-def make(path, parameters):
+def make(path: str, parameters: Dict[str, Any]) -> None:
     with qar.open(path, "x") as source:
         source.update(parameters)
 
 
-def values_of(source):
+def values_of(source: qar.DataSource) -> Dict[str, Any]:
     """The shown parameters; None where one has no value."""
     return {name: source.get(name) for names in SHOWN.values() for name in names}
 
 
-def copy_sequence(template_path, measurement_path):
+def copy_sequence(
+    template_path: str, measurement_path: str
+) -> Tuple[Dict[str, Any], Dict[str, Any]]:
     """The measurement's parameters before and after the copy."""
     with qar.open(template_path) as template, qar.open(measurement_path, "r+") as measurement:
         before = values_of(measurement)
@@ -80,7 +83,7 @@ def copy_sequence(template_path, measurement_path):
         return before, values_of(measurement)
 
 
-def main(folder):
+def main(folder: str) -> None:
     paths = {name: os.path.join(folder, name + ".qar") for name in ("ge40", "template", "soil")}
     calibration = {"QAR_D_ENERGYCAL": simulation.ENERGY, "QAR_D_SHAPECAL": simulation.SHAPE}
     make(paths["ge40"], {**CALIBRATION, **calibration})
@@ -97,4 +100,6 @@ def main(folder):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    main(sys.argv[1])

@@ -6,6 +6,7 @@
 
 import sys
 from datetime import datetime, timedelta, timezone
+from typing import List
 
 import qar
 import simulation
@@ -30,7 +31,7 @@ PARAMETERS = {
 }
 
 
-def record_measurement(path, seed=417):
+def record_measurement(path: str, seed: int = 417) -> List[int]:
     channels = simulation.measure(seed)
     stop = datetime.now(timezone.utc)
     start = stop - timedelta(seconds=simulation.REAL_TIME)
@@ -45,10 +46,12 @@ def record_measurement(path, seed=417):
     return channels
 
 
-def main(path):
+def main(path: str) -> None:
     channels = record_measurement(path)
     print(f"{path}: {len(channels):,} channels, {sum(channels):,} counts")
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    main(sys.argv[1])

@@ -5,12 +5,13 @@
 """
 
 import sys
+from typing import Any, Dict, Iterator, List, Sequence, Tuple
 
 import qar
 from nuclides import LIBRARY
 
 TOLERANCE = 0.6  # keV
-SETTINGS = {
+SETTINGS: Dict[str, Any] = {
     "QAR_D_PEAKLIMIT": 5.0,  # sigma
     "QAR_D_MATCHTOL": TOLERANCE,
     # A line of Eu-152 lies under one of Co-57; with its others missing it does not get so far.
@@ -18,14 +19,14 @@ SETTINGS = {
 }
 
 
-def library():
+def library() -> List[qar.Nuclide]:
     return [
         qar.Nuclide(n.name, n.half_life, tuple(qar.GammaLine(*line) for line in n.lines))
         for n in LIBRARY
     ]
 
 
-def nuclide_at(source, energy):
+def nuclide_at(source: qar.DataSource, energy: float) -> Any:
     """The name of the nuclide with the line nearest to the energy; - without one."""
     try:
         return source["QAR_C_NUCLNAME", source.find_nuclide_at(energy, TOLERANCE)]
@@ -33,7 +34,7 @@ def nuclide_at(source, energy):
         return "-"
 
 
-def peak_lines(source, peaks):
+def peak_lines(source: qar.DataSource, peaks: Sequence[qar.Peak]) -> Iterator[str]:
     yield "     energy    FWHM           net area   continuum   signif.   assigned   nearest"
     yield "        keV     keV             counts      counts     sigma   to         in library"
     for peak in peaks:
@@ -44,7 +45,9 @@ def peak_lines(source, peaks):
         )
 
 
-def activity(source, peaks, nuclide):
+def activity(
+    source: qar.DataSource, peaks: Sequence[qar.Peak], nuclide: qar.Nuclide
+) -> Tuple[float, float]:
     """The activity of a nuclide in Bq and its uncertainty: the weighted mean over its peaks.
 
     Of a peak it is the area by efficiency, yield and live time. The uncertainty is that of the
@@ -65,7 +68,7 @@ def activity(source, peaks, nuclide):
     return weighted / weights, weights**-0.5
 
 
-def nuclide_lines(source, results):
+def nuclide_lines(source: qar.DataSource, results: qar.Analysis) -> Iterator[str]:
     yield "  nuclide    lines    confidence     half-life           activity"
     yield "                                          days                 Bq"
     nuclides = {nuclide.name: nuclide for nuclide in source.nuclide_library()}
@@ -79,7 +82,7 @@ def nuclide_lines(source, results):
         )
 
 
-def main(path):
+def main(path: str) -> None:
     with qar.open(path, "r+") as source:
         source.set_nuclide_library(library())
         results = source.analyse(**SETTINGS)
@@ -91,7 +94,7 @@ def main(path):
         show_missing(source, "Fe-59")
 
 
-def show_missing(source, name):
+def show_missing(source: qar.DataSource, name: str) -> None:
     """What a failed search looks like."""
     try:
         source.find_nuclide(name)
@@ -100,4 +103,6 @@ def show_missing(source, name):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    main(sys.argv[1])

@@ -4,7 +4,7 @@ Rounded from the evaluations of the Decay Data Evaluation Project (DDEP). Where 
 is filled from it: energies in keV, yields in photons per decay, half-lives in seconds.
 """
 
-from typing import NamedTuple
+from typing import NamedTuple, Tuple
 
 DAY = 86400.0
 YEAR = 365.242198 * DAY
@@ -13,7 +13,7 @@ YEAR = 365.242198 * DAY
 class Nuclide(NamedTuple):
     name: str
     half_life: float
-    lines: tuple  # (energy, yield)
+    lines: Tuple[Tuple[float, float], ...]  # (energy, yield)
 
 
 LIBRARY = (

@@ -12,7 +12,7 @@ import sys
 import qar
 
 
-def main(table, path):
+def main(table: str, path: str) -> None:
     counts = [int(row[1]) for row in csv.reader(open(table))]
     with qar.open(path, "x") as source:
         source.set_spectrum(counts)
@@ -22,4 +22,6 @@ def main(table, path):
 
 
 if __name__ == "__main__":
-    sys.exit(main(*sys.argv[1:]) if len(sys.argv) == 3 else __doc__)
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
+    main(*sys.argv[1:])

@@ -15,7 +15,7 @@ from qar.status import describe
 READ, FILE = 0x1, 1
 
 
-def main(path):
+def main(path: str) -> int:
     status, handle = pyORV3.open(path, READ, FILE, "")
     if status != 0:
         print(f"open: {describe(status)}")
@@ -31,4 +31,4 @@ def main(path):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)
+    sys.exit(__doc__ if len(sys.argv) != 2 else main(sys.argv[1]))

@@ -1,19 +1,20 @@
 """Spectra as pictures: in the terminal and, where matplotlib is installed, as a PNG file."""
 
 import math
+from typing import Callable, Iterator, List, Sequence, Tuple
 
 STEPS = [digit * 10**power for power in range(7) for digit in (1, 2, 5)]
 BLOCKS = " ▁▂▃▄▅▆▇█"
 
 
-def column_heights(channels, columns):
+def column_heights(channels: Sequence[int], columns: int) -> List[float]:
     """The logarithm of the largest content in each of the columns; nothing lies below 1 count."""
     edges = [len(channels) * column // columns for column in range(columns + 1)]
     largest = (max(channels[low:high], default=0) for low, high in zip(edges, edges[1:]))
     return [math.log10(max(count, 1)) for count in largest]
 
 
-def axis(top, unit, columns):
+def axis(top: float, unit: str, columns: int) -> Tuple[str, str]:
     """Two lines: ticks, at most eleven and the one at 0, and their numbers."""
     step = next(s for s in STEPS if top / s <= 11)
     ticks, labels = ["─"] * columns, [" "] * (columns + 4)
@@ -24,7 +25,13 @@ def axis(top, unit, columns):
     return "".join(ticks), "".join(labels).rstrip() + " " + unit
 
 
-def terminal_plot(channels, position, unit, columns=66, rows=14):
+def terminal_plot(
+    channels: Sequence[int],
+    position: Callable[[float], float],
+    unit: str,
+    columns: int = 66,
+    rows: int = 14,
+) -> Iterator[str]:
     """The lines of a plot with a logarithmic axis of counts; a column shows its largest channel.
 
     position: gives the place of a channel, counted from 1, on the axis.
@@ -41,7 +48,13 @@ def terminal_plot(channels, position, unit, columns=66, rows=14):
     yield " " * 11 + labels
 
 
-def save_picture(channels, position, unit, title, path):
+def save_picture(
+    channels: Sequence[int],
+    position: Callable[[float], float],
+    unit: str,
+    title: str,
+    path: str,
+) -> bool:
     """Saves the spectrum as a picture; False where matplotlib is not installed."""
     try:
         from matplotlib.figure import Figure

@@ -9,6 +9,7 @@ Where matplotlib is installed the spectrum is also saved as a PNG file beside FI
 import os
 import sys
 import textwrap
+from typing import Any
 
 import plot
 import qar
@@ -16,20 +17,20 @@ import qar
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
 
 
-def text_of(value):
+def text_of(value: Any) -> str:
     if isinstance(value, list):
         return ", ".join(map(text_of, value))
     return f"{value:,.6g}" if isinstance(value, float) else str(value)
 
 
-def show_parameters(source):
+def show_parameters(source: qar.DataSource) -> None:
     for class_name in CLASSES:
         for parameter, value in source.parameters(class_name):
             description = textwrap.shorten(parameter.description, 44, placeholder=" …")
             print(f"  {parameter.name:<18} {text_of(value):<30} {description}")
 
 
-def main(path):
+def main(path: str) -> None:
     with qar.open(path) as source:
         title = source.get("QAR_C_MEASNAME", default="without a title")
         print(f"{os.path.basename(path)}: {title}")
@@ -50,4 +51,6 @@ def main(path):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]) if len(sys.argv) == 2 else __doc__)
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    main(sys.argv[1])

@@ -6,6 +6,7 @@ step of its Compton continuum; counts scatter as a Poisson distribution.
 
 import math
 import random
+from typing import List, Tuple
 
 from nuclides import LIBRARY
 from qar.calibration import polynomial
@@ -28,19 +29,19 @@ ACTIVITIES = {  # Bq
 }
 
 
-def energy_at(channel):
+def energy_at(channel: float) -> float:
     return polynomial(ENERGY, channel)
 
 
-def fwhm_at(energy):
+def fwhm_at(energy: float) -> float:
     return math.sqrt(polynomial(SHAPE, energy))
 
 
-def efficiency_at(energy):
+def efficiency_at(energy: float) -> float:
     return math.exp(polynomial(EFFICIENCY, math.log(energy)))
 
 
-def peaks():
+def peaks() -> List[Tuple[float, float]]:
     """The energy and the expected net area of each peak."""
     return [
         (energy, ACTIVITIES[nuclide.name] * photons * efficiency_at(energy) * LIVE_TIME)
@@ -50,16 +51,16 @@ def peaks():
     ]
 
 
-def compton_edge(energy):
+def compton_edge(energy: float) -> float:
     """The most that a photon can leave in the detector by scattering once, in keV."""
     return energy / (1 + 510.999 / (2 * energy))
 
 
-def normal_cdf(x):
+def normal_cdf(x: float) -> float:
     return 0.5 * (1 + math.erf(x / math.sqrt(2)))
 
 
-def expected_counts():
+def expected_counts() -> List[float]:
     """The expected content of every channel."""
     counts = []
     lines = [(energy, area, fwhm_at(energy) / 2.3548) for energy, area in peaks()]
@@ -77,7 +78,7 @@ def expected_counts():
     return counts
 
 
-def poisson(mean, generator):
+def poisson(mean: float, generator: random.Random) -> int:
     """A number with the Poisson distribution; a rounded normal one where the two hardly differ."""
     if mean > 200:
         return max(0, round(generator.gauss(mean, math.sqrt(mean))))
@@ -88,7 +89,7 @@ def poisson(mean, generator):
     return number
 
 
-def measure(seed):
+def measure(seed: int) -> List[int]:
     """A measured spectrum; the same one for the same seed."""
     generator = random.Random(seed)
     return [poisson(count, generator) for count in expected_counts()]

@@ -63,29 +63,27 @@ class Types(support.TestCase):
         super().setUp()
         for name in ("qar", "pyORV3-stubs"):
             shutil.copytree(str(support.PRODUCT / name), str(self.folder / name))
+        patch = unittest.mock.patch.dict(os.environ, MYPYPATH=str(self.folder))
+        patch.start()
+        self.addCleanup(patch.stop)
 
-    def mypy(self, *paths):
-        """The (file, line) of each error, and mypy's output."""
-        paths = [str(self.folder / path) for path in paths]
-        with unittest.mock.patch.dict(os.environ, MYPYPATH=str(self.folder)):
-            output = mypy.api.run(["--strict", "--no-incremental", *paths])[0]
-        self.assertRegex(output, r"Found \d+ error|Success")
-        return re.findall(r"(\w+)\.pyi?:(\d+): error", output), output
-
-    def test_are_complete_and_agree_with_the_module(self):
-        errors, output = self.mypy("qar", "pyORV3-stubs")
-        self.assertEqual(errors, [], output)
-        stub = self.folder / "pyORV3.pyi"
-        shutil.copy(str(self.folder / "pyORV3-stubs" / "__init__.pyi"), str(stub))
-        command = [sys.executable, "-m", "mypy.stubtest", "pyORV3"]
-        self.run_program(*command, MYPYPATH=str(self.folder))
-
-    def test_refuse_each_wrong_use_and_no_right_one(self):
-        uses = self.folder / "uses.py"
-        uses.write_text(RIGHT + WRONG, encoding="utf-8")
-        errors, output = self.mypy("uses.py", "qar", "pyORV3-stubs")
+    def test_refuse_each_wrong_use_and_nothing_else_in_the_package_and_the_examples(self):
+        shutil.copytree(str(support.PROJECT / "examples"), str(self.folder / "examples"))
+        (self.folder / "uses.py").write_text(RIGHT + WRONG, encoding="utf-8")
+        checked = ("qar", "pyORV3-stubs", "examples", "uses.py")
+        output = mypy.api.run(
+            ["--strict", "--no-incremental", "--config-file", str(support.PROJECT / "pyproject.toml")]
+            + [str(self.folder / name) for name in checked]
+        )[0]
+        self.assertRegex(output, r"Found \d+ error")
+        errors = re.findall(r"(\w+)\.pyi?:(\d+): error", output)
+        self.assertEqual({file for file, _ in errors}, {"uses"}, output)
         first = RIGHT.count("\n") + 1
         wrong = [str(line) for line in range(first, first + WRONG.count("\n"))]
         self.assertGreaterEqual(len(wrong), 20)
-        self.assertEqual({file for file, _ in errors}, {"uses"}, output)
         self.assertEqual(sorted({line for _, line in errors}, key=int), wrong, output)
+
+    def test_of_the_stubs_agree_with_the_module(self):
+        stub = self.folder / "pyORV3-stubs" / "__init__.pyi"
+        shutil.copy(str(stub), str(self.folder / "pyORV3.pyi"))  # where stubtest looks
+        self.run_program(sys.executable, "-m", "mypy.stubtest", "pyORV3")
