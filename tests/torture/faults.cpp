@@ -468,7 +468,7 @@ int main(int argumentCount, char** arguments) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const auto failed = std::ranges::count_if(
         faults, [&](const Fault& fault) { return !judged(reference, fault); });
-    std::printf("faults in the 44 functions: %zu of %zu tried, seed %u: %td failed\n", faults.size(),
-                possible, seed, failed);
+    std::printf("tried %zu faults in the 44 functions\n%zu are possible, seed %u, %td failed\n",
+                faults.size(), possible, seed, failed);
     return failed == 0 ? 0 : 1;
 }

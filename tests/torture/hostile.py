@@ -456,7 +456,7 @@ def main():
                     ("hostile", name if run_sql(path, script) else name + " (partly made)"))
         for number in range(mutants):
             attempt(lambda path: make_mutant(path, random))
-    print("files: %d hostile schemas, %d mutants: %d failed" % (len(HOSTILE_SCHEMAS), mutants, failures))
+    print("tried %d hostile schemas\ntried %d mutants\n%d failed" % (len(HOSTILE_SCHEMAS), mutants, failures))
     return 1 if failures else 0
 
 

@@ -467,7 +467,7 @@ def main():
             except Failed as failure:
                 failures += 1
                 print("FAILED, kill %d: %s" % (seed, failure))
-    print("model: %d steps, %d kills: %d failed" % (done, kills, failures))
+    print("tried %d model steps\ntried %d kills\n%d failed" % (done, kills, failures))
     return 1 if failures else 0
 
 

@@ -231,7 +231,7 @@ def main():
             if not os.environ.get("TORTURE_KEEP"):
                 for name in os.listdir(cut):
                     os.unlink(os.path.join(cut, name))
-        print("power cuts: %d of %d states tried: %d failed" % (len(states), possible, failures))
+        print("tried %d power cuts\n%d are possible, %d failed" % (len(states), possible, failures))
         return 1 if failures else 0
 
 

@@ -22,6 +22,6 @@ int main(int argumentCount, char** arguments) {
             ++inputs;
         }
     }
-    std::printf("fuzzed readers: %d inputs of the corpus: 0 failed\n", inputs);
+    std::printf("tried %d inputs of the fuzzed readers\n", inputs);
     return inputs > 0 ? 0 : 1;
 }
