@@ -151,9 +151,9 @@ class CompiledCffiBinding(CffiBinding):
         )
         with tempfile.TemporaryDirectory() as folder:
             path = builder.compile(tmpdir=folder)
-            specification = importlib.util.spec_from_file_location("_orv", path)
-            module = importlib.util.module_from_spec(specification)
-            specification.loader.exec_module(module)
+            origin = importlib.util.spec_from_file_location("_orv", path)
+            module = importlib.util.module_from_spec(origin)
+            origin.loader.exec_module(module)
         self.ffi, self.functions = module.ffi, module.lib
         self._finish()
 
