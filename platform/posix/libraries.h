@@ -31,8 +31,8 @@ HMODULE LoadLibraryA(LPCSTR name);
 // it exports none, also where one of the libraries that it needs does.
 FARPROC GetProcAddress(HMODULE library, LPCSTR name);
 
-// Releases one loading of a library; what nothing else uses is unmapped with the last one. FALSE and
-// ERROR_INVALID_HANDLE for null.
+// Releases one loading of a library; what nothing else uses is unmapped with the last one. FALSE
+// and ERROR_INVALID_HANDLE for null.
 BOOL FreeLibrary(HMODULE library);
 
 #endif
