@@ -1,10 +1,11 @@
 #include "environment/suite_environment.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <vector>
 
-#include "environment/registry_key.h"
 #include "platform/platform.h"
 
 namespace pyORV3 {
@@ -57,6 +58,85 @@ void relaxDefaultAccess() {
     if (token.isOpen()) {
         TOKEN_DEFAULT_DACL everyone{};
         SetTokenInformation(token.handle(), TokenDefaultDacl, &everyone, sizeof(everyone));
+    }
+}
+
+constexpr DWORD usualSize = 256;
+
+// A name has at most 16,383 characters, of at most two bytes each in an ANSI code page.
+constexpr DWORD maximumNameSize = 2 * 16383 + 1;
+
+constexpr DWORD maximumDataSize = 1024 * 1024;
+
+// The characters before the first NUL.
+std::string textIn(const std::vector<char>& buffer, DWORD size) {
+    const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(size);
+    return {buffer.begin(), std::find(buffer.begin(), end, '\0')};
+}
+
+// A key of the registry, open for reading. Owns the open key and closes it.
+class RegistryKey {
+  public:
+    // What became of reading one value: it was read, it cannot be read, or there is none any more.
+    enum class Reading { value, unreadable, end };
+
+    // Opens the key under root with this path; isOpen is false where that fails.
+    RegistryKey(HKEY root, const char* path);
+    ~RegistryKey();
+    RegistryKey(const RegistryKey&) = delete;
+    RegistryKey& operator=(const RegistryKey&) = delete;
+    RegistryKey(RegistryKey&&) = delete;
+    RegistryKey& operator=(RegistryKey&&) = delete;
+
+    bool isOpen() const { return key_ != nullptr; }
+
+    // Reads the value with an index, counted from 0, of a key that is open: its name, and its data
+    // up to the first NUL whatever its type. Both are in the ANSI code page and whole, however
+    // long; data of more than 1 MiB is unreadable. name and text change only where a value was
+    // read. Throws std::bad_alloc.
+    Reading readValue(std::uint32_t index, std::string& name, std::string& text) const;
+
+  private:
+    HKEY key_ = nullptr;
+};
+
+RegistryKey::RegistryKey(HKEY root, const char* path) {
+    if (RegOpenKeyExA(root, path, 0, KEY_READ, &key_) != ERROR_SUCCESS) {
+        key_ = nullptr;
+    }
+}
+
+RegistryKey::~RegistryKey() {
+    if (isOpen()) {
+        RegCloseKey(key_);
+    }
+}
+
+RegistryKey::Reading RegistryKey::readValue(std::uint32_t index, std::string& name,
+                                            std::string& text) const {
+    std::vector<char> nameBuffer(usualSize);
+    std::vector<char> dataBuffer(usualSize);
+    for (;;) {
+        auto nameSize = static_cast<DWORD>(nameBuffer.size());
+        auto dataSize = static_cast<DWORD>(dataBuffer.size());
+        const LSTATUS status =
+            RegEnumValueA(key_, index, nameBuffer.data(), &nameSize, nullptr, nullptr,
+                          reinterpret_cast<BYTE*>(dataBuffer.data()), &dataSize);
+        if (status == ERROR_SUCCESS) {
+            name = textIn(nameBuffer, nameSize);
+            text = textIn(dataBuffer, dataSize);
+            return Reading::value;
+        }
+        if (status == ERROR_NO_MORE_ITEMS) {
+            return Reading::end;
+        }
+        const DWORD nextSize = std::max(dataSize, 2 * static_cast<DWORD>(dataBuffer.size()));
+        if (status != ERROR_MORE_DATA || nextSize > maximumDataSize) {
+            return Reading::unreadable;
+        }
+        // The system does not say which of the two was too small, and of a name not by how much.
+        nameBuffer.resize(maximumNameSize);
+        dataBuffer.resize(nextSize);
     }
 }
 

@@ -3,9 +3,9 @@
 #include <array>
 #include <string>
 
-#include "module/data_source_handle.h"
 #include "module/frame/call_frame.h"
 #include "module/frame/text_conversion.h"
+#include "module/handle_methods.h"
 #include "platform/dynamic_library.h"
 
 namespace pyORV3 {

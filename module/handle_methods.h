@@ -1,4 +1,4 @@
-// The methods that make, flush and end a data source handle, and the flag methods.
+// How a data source handle is made, and the methods that make, flush and end one; the flag methods.
 //
 // A handle is the library's context; 0 means none. The module keeps no table of handles: what a
 // script passes goes to the library as it is.
@@ -9,8 +9,30 @@
 
 #include "module/frame/outcome.h"
 #include "module/frame/python_reference.h"
+#include "module/interface/orv.h"
 
 namespace pyORV3 {
+
+// Makes a context bound to the node that the library's node enumeration reports; loads the suite
+// environment first. On failure `handle` is 0 and the status is the library's, nodeRefused or
+// contextNotCreated. The caller owns the context.
+[[nodiscard]] Outcome createHandle(OrvContext& handle);
+
+// Owns a library context and deletes it in the end.
+class TemporaryContext {
+  public:
+    explicit TemporaryContext(OrvContext context) noexcept : context_(context) {}
+    TemporaryContext(const TemporaryContext&) = delete;
+    TemporaryContext& operator=(const TemporaryContext&) = delete;
+    TemporaryContext(TemporaryContext&&) = delete;
+    TemporaryContext& operator=(TemporaryContext&&) = delete;
+    ~TemporaryContext();
+
+    [[nodiscard]] OrvContext get() const noexcept { return context_; }
+
+  private:
+    OrvContext context_;
+};
 
 // Opens a data source, or creates a file when the access mode has bit 0x400. The handle is given
 // whatever the status: after a failed creation it names a context without a source, after another

@@ -61,8 +61,8 @@ OrvStatus writeChannels(OrvContext handle, std::int32_t itemCount, std::int32_t 
 // fresh pages, which need no clearing. Nobody else has seen the object, so it may be written to.
 PythonReference zeroedBytes(std::int32_t channelCount) {
     const auto size = static_cast<Py_ssize_t>(sizeof(std::int32_t)) * std::max(channelCount, 1);
-    return PythonReference(PyObject_CallFunction(reinterpret_cast<PyObject*>(&PyBytes_Type),
-                                                 const_cast<char*>("n"), size));
+    return PythonReference(
+        PyObject_CallFunction(reinterpret_cast<PyObject*>(&PyBytes_Type), "n", size));
 }
 
 // The function unpack_from of Python's struct module, which fills a tuple's slots directly; empty,
@@ -105,9 +105,8 @@ PythonReference tupleOfItems(std::int32_t channelCount, const std::int32_t* chan
 PythonReference channelTuple(std::int32_t channelCount, PyObject* bytes) {
     if (const PythonReference unpack = structUnpack()) {
         const std::string format = std::to_string(channelCount) + "i";
-        PythonReference tuple(
-            PyObject_CallFunction(unpack.get(), const_cast<char*>("sO"), format.c_str(), bytes));
-        if (tuple && PyTuple_CheckExact(tuple.get())) {
+        PythonReference tuple(PyObject_CallFunction(unpack.get(), "sO", format.c_str(), bytes));
+        if (tuple && PyTuple_Check(tuple.get())) {
             return tuple;
         }
         PyErr_Clear();

@@ -1,16 +1,27 @@
 #include "parameters/parameter.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string>
 #include <string_view>
 
+#include "module/frame/argument_format.h"
+#include "module/frame/text_conversion.h"
 #include "module/ground/trace.h"
 #include "parameters/data_type.h"
 #include "parameters/dictionary.h"
+#include "parameters/timestamp.h"
 
 namespace Tarsel::Datasources::QAR {
 
+using pyORV3::badArguments;
+using pyORV3::PythonReference;
 using pyORV3::Status;
 using pyORV3::success;
+using Utility::ByteStream;
+using Utility::readLittleEndian;
+using Utility::Timestamp;
+using Utility::writeLittleEndian;
 
 namespace {
 
@@ -82,6 +93,120 @@ Status Parameter::load(std::uint32_t code) {
 bool Parameter::descriptionHasHighBytes() const noexcept {
     return std::ranges::any_of(description_,
                                [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; });
+}
+
+// ---- The conversions of a value between bytes and Python objects ----
+
+namespace {
+
+// The bytes up to the first NUL or the end of the stream.
+std::string textOf(const ByteStream& stream) {
+    const auto* text = reinterpret_cast<const char*>(stream.data());
+    return {text, strnlen(text, stream.size())};
+}
+
+PyObject* dateObject(const std::uint8_t* bytes) {
+    Timestamp timestamp;
+    timestamp.fromDouble(readLittleEndian<double>(bytes));
+    return PyUnicode_FromString(timestamp.format(true, 0, {}).c_str());
+}
+
+// Parses a number with the unit and writes its low bytes as Stored.
+template <typename Stored, pyORV3::FixedText unit, typename Parsed>
+Status serializeNumber(PyObject* object, ByteStream& stream) {
+    Parsed number{};
+    if (!pyORV3::parseObject<unit>(object, number)) {
+        return badArguments;
+    }
+    stream.grow(sizeof(Stored));
+    writeLittleEndian(stream.data(), static_cast<Stored>(number));
+    return success;
+}
+
+Status serializeText(PyObject* object, ByteStream& stream) {
+    if ((PyType_GetFlags(Py_TYPE(object)) & Py_TPFLAGS_UNICODE_SUBCLASS) == 0) {
+        return badArguments;
+    }
+    const std::string ansi = pyORV3::ansiFromText(object);
+    stream.grow(static_cast<std::uint32_t>(ansi.size()) + 1);
+    std::memcpy(stream.data(), ansi.data(), ansi.size());
+    return success;
+}
+
+Status serializeDate(PyObject* object, ByteStream& stream) {
+    const char* text = nullptr;
+    Timestamp timestamp;
+    if (!pyORV3::parseObject<"s">(object, text) || !timestamp.parse(text)) {
+        return badArguments;
+    }
+    stream.grow(sizeof(double));
+    writeLittleEndian(stream.data(), timestamp.toDouble());
+    return success;
+}
+
+}  // namespace
+
+Status Parameter::deserialize(const ByteStream& stream, PythonReference& object) const {
+    const ValueType* valueType = findValueType(type_);
+    if (valueType == nullptr || stream.size() < valueType->width) {
+        return badArguments;
+    }
+    const std::uint8_t* bytes = stream.data();
+    switch (valueType->layout) {
+        case ValueLayout::byteFlag:
+            object = PythonReference(PyBool_FromLong(*bytes));
+            break;
+        case ValueLayout::shortInteger:
+            object = PythonReference(PyLong_FromLong(readLittleEndian<std::uint16_t>(bytes)));
+            break;
+        case ValueLayout::longInteger:
+            object = PythonReference(PyLong_FromLong(readLittleEndian<std::int32_t>(bytes)));
+            break;
+        case ValueLayout::longLong:
+            object = PythonReference(PyLong_FromLongLong(readLittleEndian<std::int64_t>(bytes)));
+            break;
+        case ValueLayout::singleNumber:
+            object = PythonReference(
+                PyFloat_FromDouble(static_cast<double>(readLittleEndian<float>(bytes))));
+            break;
+        case ValueLayout::text:
+            object = pyORV3::textFromAnsi(textOf(stream));
+            break;
+        case ValueLayout::doubleNumber:
+            object = PythonReference(PyFloat_FromDouble(readLittleEndian<double>(bytes)));
+            break;
+        case ValueLayout::date:
+            object = PythonReference(dateObject(bytes));
+            break;
+    }
+    return success;
+}
+
+Status Parameter::serialize(PyObject* object, ByteStream& stream) const {
+    stream.clear();
+    const ValueType* valueType = findValueType(type_);
+    if (valueType == nullptr) {
+        return badArguments;
+    }
+    switch (valueType->layout) {
+        case ValueLayout::byteFlag:
+            return serializeNumber<std::uint8_t, "l", std::int32_t>(object, stream);
+        case ValueLayout::shortInteger:
+            return serializeNumber<std::uint16_t, "l", std::int32_t>(object, stream);
+        case ValueLayout::longInteger:
+            return serializeNumber<std::int32_t, "l", std::int32_t>(object, stream);
+        case ValueLayout::longLong:
+            return serializeNumber<std::int64_t, "L", long long>(object, stream);
+        case ValueLayout::singleNumber:
+            return serializeNumber<float, "f", float>(object, stream);
+        case ValueLayout::text:
+            return serializeText(object, stream);
+        case ValueLayout::doubleNumber:
+            return serializeNumber<double, "d", double>(object, stream);
+        case ValueLayout::date:
+            return serializeDate(object, stream);
+    }
+    return badArguments;
 }
 
 }  // namespace Tarsel::Datasources::QAR

@@ -85,9 +85,9 @@ class Variant {
 
     // The number that a value of the data type holds, as Target (a signed 16-, 32- or 64-bit
     // integer, float, double or bool). Integers keep their low bits; floating-point numbers are
-    // truncated toward zero and saturate, NaN gives 0 (true as a bool); texts are read as
-    // text_number.h says. A data type without a number (Unknown and any id above Null) is
-    // reported in a line on the process's standard output and gives zero.
+    // truncated toward zero and saturate, NaN gives 0 (true as a bool); of texts the
+    // longest prefix counts that forms a number. A data type without a number (Unknown and any id
+    // above Null) is reported in a line on the process's standard output and gives zero.
     template <typename Target>
     [[nodiscard]] static Target convert(DataType dataType, ValueBytes value, const WideText& text);
 

@@ -29,8 +29,8 @@ PyObject* bareResult(const char* method, Outcome outcome) {
     return integerObject(static_cast<std::int32_t>(codeOf(mapStatus(outcome.status))));
 }
 
-PyObject* tupleResult(const char* method, Outcome outcome, PythonReference value,
-                      PythonReference (*valueOnFailure)()) {
+PyObject* tupleResult(PythonReference tuple, const char* method, Outcome outcome,
+                      PythonReference value, PythonReference (*valueOnFailure)()) {
     if (!value && outcome.isFailure() && PyErr_Occurred() == nullptr) {
         value = valueOnFailure();
     }
@@ -38,8 +38,7 @@ PyObject* tupleResult(const char* method, Outcome outcome, PythonReference value
         return noResult(method);
     }
     PythonReference status(bareResult(method, outcome));
-    PythonReference tuple(PyTuple_New(2));
-    if (!tuple || !status) {
+    if (!status) {
         return noResult(method);
     }
     PyTuple_SetItem(tuple.get(), 0, status.release());

@@ -35,10 +35,10 @@ PyObject* integerObject(std::int32_t integer);
 // with Python's error set, only when memory is exhausted.
 PyObject* bareResult(const char* method, Outcome outcome);
 
-// The same in a new tuple with the value, which after a failure may be empty: the value on failure
-// takes its place unless a Python error is pending. Null where there is no value.
-PyObject* tupleResult(const char* method, Outcome outcome, PythonReference value,
-                      PythonReference (*valueOnFailure)());
+// The same in the tuple, of two items, with the value, which after a failure may be empty: the
+// value on failure takes its place unless a Python error is pending. Null where there is no value.
+PyObject* tupleResult(PythonReference tuple, const char* method, Outcome outcome,
+                      PythonReference value, PythonReference (*valueOnFailure)());
 
 // Values on failure.
 PythonReference zero();         // the int 0
@@ -83,6 +83,15 @@ bool parse(PyObject* arguments, Parsed& parsed) {
     }
 }
 
+// Runs the work where the arguments match.
+template <Guard guard, FixedText argumentText, typename Work>
+Outcome run(bool matches, Work work) {
+    if (!matches) {
+        return {badArguments, argumentText.text.data()};
+    }
+    return guard == Guard::exceptions ? guardedRegion(work) : work();
+}
+
 // What Python calls: the frame around one method.
 template <FixedText name, FixedText format, auto function, Guard guard, auto valueOnFailure,
           FixedText argumentText>
@@ -94,25 +103,20 @@ PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
     if constexpr (MethodSignature::isInteger) {
         return matches ? integerObject(std::apply(function, parsed))
                        : bareResult(method, {badArguments, argumentText.text.data()});
-    } else {
+    } else if constexpr (MethodSignature::hasValue) {
+        // Made before the work, whose result nobody would see without it.
+        PythonReference tuple(PyTuple_New(2));
+        if (!tuple) {
+            return nullptr;
+        }
         // Outside the guarded region: a value that was made before something was thrown stays.
         PythonReference value;
-        Outcome outcome{badArguments, argumentText.text.data()};
-        if (matches) {
-            const auto work = [&]() -> Outcome {
-                if constexpr (MethodSignature::hasValue) {
-                    return std::apply(function, std::tuple_cat(parsed, std::tie(value)));
-                } else {
-                    return std::apply(function, parsed);
-                }
-            };
-            outcome = guard == Guard::exceptions ? guardedRegion(work) : work();
-        }
-        if constexpr (MethodSignature::hasValue) {
-            return tupleResult(method, outcome, std::move(value), valueOnFailure);
-        } else {
-            return bareResult(method, outcome);
-        }
+        const Outcome outcome = run<guard, argumentText>(
+            matches, [&] { return std::apply(function, std::tuple_cat(parsed, std::tie(value))); });
+        return tupleResult(std::move(tuple), method, outcome, std::move(value), valueOnFailure);
+    } else {
+        return bareResult(method, run<guard, argumentText>(
+                                      matches, [&] { return std::apply(function, parsed); }));
     }
 }
 

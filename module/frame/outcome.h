@@ -45,7 +45,7 @@ template <typename Work>
     } catch (const std::bad_alloc&) {
         return {outOfMemory, "Memory is exhausted"};
     } catch (const std::exception& exception) {
-        trace("std::exception", failureLevel, exception.what(), standardException);
+        trace("guardedRegion", failureLevel, exception.what(), standardException);
         return {standardException, "A standard exception was thrown"};
     } catch (platform::ThreadEnd&) {
         throw;
