@@ -20,11 +20,6 @@ namespace {
 
 constexpr std::uint16_t wholeRecord = 0;
 
-// The class code of a script's class argument.
-std::uint16_t classCode(std::int32_t classArgument) {
-    return classCodeOf(static_cast<std::uint32_t>(classArgument));
-}
-
 std::uint16_t low16(std::int32_t number) {
     return static_cast<std::uint16_t>(number);
 }
@@ -44,7 +39,7 @@ Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key
 }  // namespace
 
 Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_t size) {
-    const std::uint16_t code = classCode(classArgument);
+    const std::uint16_t code = classCodeOf(classArgument);
     const OrvResult result = OrvCreateBlock(
         handle, code, code == ORV_SPECTRUM_CLASS ? roundedSpectrumSize(size) : size, 0);
     return {result == ORV_RESULT_ASK_ERROR_QUERY ? queriedError(handle) : signExtended(result),
@@ -52,7 +47,7 @@ Outcome createBlock(std::int32_t handle, std::int32_t classArgument, std::int32_
 }
 
 Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument) {
-    const std::uint16_t code = classCode(classArgument);
+    const std::uint16_t code = classCodeOf(classArgument);
     std::uint16_t recordCount = 0;
     if (const OrvResult result = OrvRecordCount(handle, code, &recordCount); result != 0) {
         return {signExtended(result), "The record count failed"};
@@ -68,7 +63,7 @@ Outcome deleteBlock(std::int32_t handle, std::int32_t classArgument) {
 
 Outcome deleteOne(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
                   std::int32_t entry) {
-    return {SOrvDeleteOne(handle, classCode(classArgument), low16(std::max(record, 0)),
+    return {SOrvDeleteOne(handle, classCodeOf(classArgument), low16(std::max(record, 0)),
                           low16(std::max(entry, 0))),
             "SOrvDeleteOne() failed"};
 }
@@ -79,7 +74,7 @@ Outcome deleteLevel(std::int32_t handle, std::int32_t level) {
 
 Outcome insert(std::int32_t handle, std::int32_t classArgument, std::int32_t record,
                std::int32_t entry) {
-    return {SOrvInsertOne(handle, classCode(classArgument), static_cast<std::int16_t>(record),
+    return {SOrvInsertOne(handle, classCodeOf(classArgument), static_cast<std::int16_t>(record),
                           static_cast<std::int16_t>(std::max(entry, 0))),
             "SOrvInsertOne() failed"};
 }
@@ -89,7 +84,7 @@ Outcome count(std::int32_t handle, std::int32_t classArgument, std::int32_t reco
     std::uint16_t counted = 0;
     const OrvStatus status = record > 0 && classArgument != 0
                                  ? SOrvEntryCount(handle, classArgument, low16(record), &counted)
-                                 : SOrvClassCount(handle, classCode(classArgument), &counted);
+                                 : SOrvClassCount(handle, classCodeOf(classArgument), &counted);
     if (status == 0) {
         number = PythonReference(integerObject(counted));
     }
@@ -98,7 +93,7 @@ Outcome count(std::int32_t handle, std::int32_t classArgument, std::int32_t reco
 
 Outcome copyTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument) {
     if (classArgument > 0) {
-        return {SOrvClassCopy(source, destination, classCode(classArgument)),
+        return {SOrvClassCopy(source, destination, classCodeOf(classArgument)),
                 "SOrvClassCopy() failed"};
     }
     return {SOrvSaveAs(source, destination), "SOrvSaveAs() failed"};
@@ -106,7 +101,7 @@ Outcome copyTo(std::int32_t source, std::int32_t destination, std::int32_t class
 
 Outcome moveRecordsTo(std::int32_t source, std::int32_t destination, std::int32_t classArgument,
                       std::int32_t sourceRecord, std::int32_t destinationRecord) {
-    return {SOrvCopyRecord(source, classCode(classArgument), low16(sourceRecord), destination,
+    return {SOrvCopyRecord(source, classCodeOf(classArgument), low16(sourceRecord), destination,
                            low16(destinationRecord), 0),
             "SOrvCopyRecord() failed"};
 }

@@ -74,11 +74,13 @@ PythonReference structUnpack() {
     if (modules == nullptr || !PyDict_Check(modules)) {
         return {};
     }
-    PyObject* const loaded = PyDict_GetItemString(modules, "_struct");
-    Py_XINCREF(loaded);
-    const PythonReference module(
-        loaded != nullptr ? loaded
-                          : PyImport_ImportModuleLevel("_struct", nullptr, nullptr, nullptr, 0));
+    const PythonReference name(PyUnicode_FromString("_struct"));
+    PythonReference module(name ? PyObject_GetItem(modules, name.get()) : nullptr);
+    if (!module) {
+        PyErr_Clear();
+        module =
+            PythonReference(PyImport_ImportModuleLevel("_struct", nullptr, nullptr, nullptr, 0));
+    }
     PythonReference function(module ? PyObject_GetAttrString(module.get(), "unpack_from")
                                     : nullptr);
     if (function && Py_TYPE(function.get()) == &PyCFunction_Type) {

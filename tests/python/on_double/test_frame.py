@@ -1,9 +1,15 @@
 """What every method has in common: the method table, argument parsing, references."""
 
 import sys
+import unittest
 
 import double
 import pyORV3
+
+try:
+    import _testcapi  # not every interpreter has what it tests itself with
+except ImportError:
+    _testcapi = None
 
 # In slot order: each method with one letter for each argument, as the argument parser names its
 # units; and the value beside the status of a call that is refused, where there is one.
@@ -112,6 +118,49 @@ class References(double.TestCase):
             with self.case(name, arguments):
                 # The interpreter itself keeps some objects at first, but never one for each call.
                 self.assertTrue(any(blocks_left(name, arguments) < CALLS // 2 for _ in range(3)))
+
+
+@unittest.skipIf(_testcapi is None, "the interpreter cannot run out of memory at will")
+class ExhaustedMemory(double.TestCase):
+    # A method, its arguments, and the function whose outputs make its value one that needs memory.
+    CALLS = [
+        ("open", ("name", 1, 1, ""), "SOrvOpenDataSource", {}),
+        ("count", (5, 2, 0), "SOrvClassCount", {"count": 5000}),
+        ("getStatus", (5,), "SOrvQueryDataSource", {"word": 5000}),
+        ("findNuclideByName", (5, "Co-60", 0), "SOrvFindRecord", {"record": 5000}),
+        ("getParameter", (5, 0x00070008, 1, 1), "SOrvGetParam", {"buffer": 500000}),
+        ("getSpectrum", (5, 0, 0), "SOrvGetParam", {"buffer": 300}),
+        ("getParameterMetaData", (5, 0x00070008, ""), "SOrvFlush", {}),
+    ]
+
+    def result_without(self, allocation, method, arguments):
+        """What a call gives where one allocation of the interpreter fails; None: MemoryError."""
+        _testcapi.set_nomemory(allocation, allocation + 1)
+        try:
+            return method(*arguments)
+        except MemoryError:
+            return None
+        finally:
+            _testcapi.remove_mem_hooks()
+
+    def test_is_never_a_success_with_a_wrong_value(self):
+        for name, arguments, function, outputs in self.CALLS:
+            failures = set()
+            for allocation in range(40):
+                double.orv_double.reset()
+                double.answer(function, times=double.FOR_EVER, **outputs)
+                expected = getattr(pyORV3, name)(*arguments)
+                double.orv_double.reset()
+                double.answer(function, times=double.FOR_EVER, **outputs)
+                result = self.result_without(allocation, getattr(pyORV3, name), arguments)
+                if result != expected:
+                    failures.add(result and result[0])
+                    made = len(double.arguments("SOrvCreateDSC2"))
+                    deleted = len(double.arguments("SOrvDeleteDSC"))
+                    self.assertEqual(deleted, 2 * made, "a context is left")
+            with self.subTest(name):
+                self.assertLessEqual(failures, {None, double.OUT_OF_MEMORY})
+                self.assertTrue(failures)
 
 
 def blocks_left(name, arguments):
