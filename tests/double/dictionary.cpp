@@ -9,7 +9,9 @@
 
 namespace {
 
-using recording::Reply;
+using recording::area;
+using recording::output;
+using recording::reply;
 
 struct Parameter {
     uint32_t code;
@@ -54,28 +56,25 @@ ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_getpinfo(uint32_t code, uint32
     const auto* const known = std::ranges::find(parameters, code, &Parameter::code);
     const bool isKnown = known != parameters.end();
     const Parameter parameter = isKnown ? *known : Parameter{};
-    return Reply(__func__, {ARG(code), ARG(one), ARG(zero)}, isKnown ? success : unknownParameter)
-        .buffer("name", name, textAreaSize, parameter.name)
-        .buffer("description", description, textAreaSize, parameter.description)
-        .number("output6", output6)
-        .number("output7", output7)
-        .number("length", length, parameter.length)
-        .number("type", type, parameter.type)
-        .number("size", size, parameter.size)
-        .number("output11", output11)
-        .number("output12", output12)
-        .status();
+    return static_cast<uint32_t>(reply(
+        __func__,
+        {IN(code), IN(one), IN(zero), area("name", name, textAreaSize, std::string(parameter.name)),
+         area("description", description, textAreaSize, std::string(parameter.description)),
+         OUT(output6), OUT(output7), output("length", length, parameter.length),
+         output("type", type, parameter.type), output("size", size, parameter.size), OUT(output11),
+         OUT(output12)},
+        isKnown ? success : unknownParameter));
 }
 
 ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_pname2code(const char* name, uint32_t* code,
-                                                             void* area) {
+                                                             void* unread) {
     const auto* const known =
         std::ranges::find(parameters, std::string_view(name), &Parameter::name);
     const bool isKnown = known != parameters.end();
-    return Reply(__func__, {ARG(name)}, isKnown ? success : unknownParameter)
-        .number("code", code, isKnown ? known->code : 0)
-        .buffer("area", area, 260)
-        .status();
+    return static_cast<uint32_t>(reply(
+        __func__,
+        {IN(name), output("code", code, isKnown ? known->code : 0), area("area", unread, 260)},
+        isKnown ? success : unknownParameter));
 }
 }
 

@@ -7,7 +7,7 @@
 namespace {
 
 using recording::Recorder;
-using recording::Reply;
+using recording::reply;
 
 constexpr std::chrono::seconds patience{10};
 constexpr uint32_t nobodyCame = 0x00610001;
@@ -19,14 +19,16 @@ extern "C" {
 // Returns or throws what the script says.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL run(int32_t first, int32_t second, int32_t third,
                                         int32_t fourth) {
-    return Reply(__func__, {ARG(first), ARG(second), ARG(third), ARG(fourth)}).status();
+    return static_cast<uint32_t>(
+        reply(__func__, {IN(first), IN(second), IN(third), IN(fourth)}, 0));
 }
 
 // Blocks until another thread releases the engine; fails when nobody does.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL waitForRelease(int32_t first, int32_t second, int32_t third,
                                                    int32_t fourth) {
-    Reply reply(__func__, {ARG(first), ARG(second), ARG(third), ARG(fourth)});
-    return Recorder::instance().waitForRelease(patience) ? reply.status() : nobodyCame;
+    const auto result = reply(__func__, {IN(first), IN(second), IN(third), IN(fourth)}, 0);
+    return Recorder::instance().waitForRelease(patience) ? static_cast<uint32_t>(result)
+                                                         : nobodyCame;
 }
 }
 

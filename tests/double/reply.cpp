@@ -7,65 +7,72 @@
 
 namespace recording {
 
-Values::value_type named(const char* name, Value value) {
-    return {name, std::move(value)};
+namespace {
+
+std::string bytesOf(const Value& value, std::size_t wordSize) {
+    if (const auto* const number = std::get_if<std::int64_t>(&value)) {
+        return {reinterpret_cast<const char*>(number), wordSize};  // little-endian
+    }
+    return std::get<std::string>(value);
 }
 
-Values::value_type named(const char* name, const char* text) {
+void write(const char* function, const Argument& output, const Value& value) {
+    const std::string bytes = bytesOf(value, output.isNumber ? output.size : sizeof(std::uint32_t));
+    if (bytes.size() > output.size) {
+        throw std::length_error(std::string(function) + ": too many bytes for " + output.name);
+    }
+    std::memcpy(output.destination, bytes.data(), bytes.size());
+}
+
+}  // namespace
+
+Argument input(const char* name, const char* text) {
     return {name, text == nullptr ? Value() : Value(std::string(text))};
 }
 
-Value bytes(const void* data, std::size_t length) {
-    return data == nullptr ? Value() : Value(std::string(static_cast<const char*>(data), length));
+Argument input(const char* name, const void* data, std::size_t length) {
+    return {name,
+            data == nullptr ? Value() : Value(std::string(static_cast<const char*>(data), length))};
 }
 
-Reply::Reply(const char* function, Values arguments, std::int64_t defaultResult)
-    : function_(function) {
-    auto scripted = Recorder::instance().record({function, std::move(arguments)});
-    isScripted_ = scripted.has_value();
-    answer_ = std::move(scripted).value_or(Answer{.result = defaultResult});
+Argument area(const char* name, void* destination, std::size_t size, std::string fallback) {
+    return {name, std::move(fallback), true, destination, size, false};
 }
 
-Reply& Reply::buffer(const char* name, void* destination, std::size_t size,
-                     std::string_view fallback) {
-    const std::optional<Value> scripted = takeOutput(name);
-    if (destination == nullptr || (isScripted_ && !scripted)) {
-        return *this;
-    }
-    std::string content(fallback);
-    if (scripted) {
-        if (const auto* const number = std::get_if<std::int64_t>(&*scripted)) {
-            const auto word = static_cast<std::uint32_t>(*number);
-            content.assign(reinterpret_cast<const char*>(&word), sizeof word);
-        } else {
-            content = std::get<std::string>(*scripted);
+std::int64_t reply(const char* function, const std::vector<Argument>& arguments,
+                   std::int64_t defaultResult) {
+    Call call{function, {}};
+    for (const Argument& argument : arguments) {
+        if (!argument.isOutput) {
+            call.arguments.emplace_back(argument.name, argument.value);
         }
     }
-    if (content.size() > size) {
-        throw std::length_error(function_ + ": too many bytes for " + name);
+    const std::optional<Answer> scripted = Recorder::instance().record(std::move(call));
+    Values outputs = scripted ? scripted->outputs : Values();
+    for (const Argument& argument : arguments) {
+        if (!argument.isOutput) {
+            continue;
+        }
+        const auto named = std::ranges::find(outputs, argument.name, &Values::value_type::first);
+        const bool isNamed = named != outputs.end();
+        if (argument.destination != nullptr && (isNamed || !scripted)) {
+            const bool isContext = !isNamed && argument.value == Value(nextContext);
+            write(function, argument,
+                  isContext ? Value(std::int64_t{Recorder::instance().nextContext()})
+                  : isNamed ? named->second
+                            : argument.value);
+        }
+        if (isNamed) {
+            outputs.erase(named);
+        }
     }
-    std::memcpy(destination, content.data(), content.size());
-    return *this;
-}
-
-std::optional<Value> Reply::takeOutput(std::string_view name) {
-    const auto found = std::ranges::find(answer_.outputs, name, &Values::value_type::first);
-    if (found == answer_.outputs.end()) {
-        return std::nullopt;
+    if (!outputs.empty()) {
+        throw std::invalid_argument(std::string(function) + " has no output " + outputs[0].first);
     }
-    Value value = std::move(found->second);
-    answer_.outputs.erase(found);
-    return value;
-}
-
-std::int64_t Reply::finish() {
-    if (!answer_.outputs.empty()) {
-        throw std::invalid_argument(function_ + " has no output " + answer_.outputs[0].first);
+    if (scripted && !scripted->thrown.empty()) {
+        raisers.at(scripted->thrown)(scripted->result);
     }
-    if (!answer_.thrown.empty()) {
-        raisers.at(answer_.thrown)(answer_.result);
-    }
-    return answer_.result;
+    return scripted ? scripted->result : defaultResult;
 }
 
 }  // namespace recording

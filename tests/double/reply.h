@@ -1,75 +1,63 @@
-// The life of one call in the double: log it, write its outputs, return or throw.
+// The functions of the double: each is one list of its named arguments, inputs and outputs.
 //
-//     return Reply(__func__, {ARG(context), ARG(classCode)}).number("count", count).status();
+//     FUNCTION(OrvStatus, SOrvClassCount, (OrvContext context, uint16_t classCode, uint16_t*
+//     count),
+//              IN(context), IN(classCode), OUT(count))
 #ifndef PYORV3_TESTS_DOUBLE_REPLY_H
 #define PYORV3_TESTS_DOUBLE_REPLY_H
 
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <string_view>
-#include <type_traits>
-#include <variant>
+#include <vector>
 
 #include "tests/double/recorder.h"
 
-// An input of a call under its own name.
-#define ARG(argument) recording::named(#argument, argument)
-
-// Defines a function without outputs. Behind the parameters: the inputs, ARG(...) or named(...).
-#define DEFINE_FUNCTION(Result, function, parameters, ...)                    \
-    Result ORV_CALL function parameters {                                     \
-        return static_cast<Result>(Reply(#function, {__VA_ARGS__}).finish()); \
+#define IN(argument) recording::input(#argument, argument)
+#define OUT(argument) recording::output(#argument, argument)
+#define FUNCTION(Result, name, parameters, ...)                                \
+    Result ORV_CALL name parameters {                                          \
+        return static_cast<Result>(recording::reply(#name, {__VA_ARGS__}, 0)); \
     }
 
 namespace recording {
 
-// length bytes, or a null value.
-ORV_EXPORT Value bytes(const void* data, std::size_t length);
-ORV_EXPORT Values::value_type named(const char* name, Value value);
-// A null text is a null value.
-ORV_EXPORT Values::value_type named(const char* name, const char* text);
-
-class Reply {
-  public:
-    // Logs the call and takes its answer. defaultResult: what a call without an answer returns.
-    ORV_EXPORT Reply(const char* function, Values arguments, std::int64_t defaultResult = 0);
-
-    // Outputs. A scripted answer writes what it names and nothing else; without one the fallback
-    // is written. A null destination is left alone.
-    template <std::integral Integer>
-    Reply& number(const char* name, Integer* destination,
-                  std::type_identity_t<Integer> fallback = 0) {
-        const std::optional<Value> scripted = takeOutput(name);
-        if (destination != nullptr && scripted) {
-            *destination = static_cast<Integer>(std::get<std::int64_t>(*scripted));
-        } else if (destination != nullptr && !isScripted_) {
-            *destination = fallback;
-        }
-        return *this;
-    }
-    // Writes bytes as they are, an integer as a 32-bit word. Throws std::length_error where they
-    // do not fit into the size bytes of the destination.
-    ORV_EXPORT Reply& buffer(const char* name, void* destination, std::size_t size,
-                             std::string_view fallback = {});
-
-    bool isScripted() const { return isScripted_; }
-
-    // The end of the call: throws what the answer wants thrown, else returns its result.
-    // Throws std::invalid_argument where the answer names an output that the function has not.
-    ORV_EXPORT std::int64_t finish();
-    OrvStatus status() { return static_cast<OrvStatus>(finish()); }
-    OrvResult result() { return static_cast<OrvResult>(finish()); }
-
-  private:
-    ORV_EXPORT std::optional<Value> takeOutput(std::string_view name);
-
-    std::string function_;
-    bool isScripted_ = false;
-    Answer answer_;
+// An input, which is logged, or the place of an output.
+struct Argument {
+    std::string name;
+    Value value;  // of an input; of an output what is written where no answer is scripted
+    bool isOutput = false;
+    void* destination = nullptr;  // null is left alone
+    std::size_t size = 0;         // bytes there
+    bool isNumber = false;        // of that width; else bytes, a number being a 32-bit word
 };
+
+inline Argument input(const char* name, Value value) {
+    return {name, std::move(value)};
+}
+// A null text is a null value.
+ORV_EXPORT Argument input(const char* name, const char* text);
+// length bytes, or a null value.
+ORV_EXPORT Argument input(const char* name, const void* data, std::size_t length);
+
+template <std::integral Integer>
+Argument output(const char* name, Integer* destination, std::int64_t fallback = 0) {
+    return {name, fallback, true, destination, sizeof *destination, true};
+}
+
+// A fallback that stands for the next number of a context.
+inline constexpr std::int64_t nextContext = INT64_MIN;
+
+ORV_EXPORT Argument area(const char* name, void* destination, std::size_t size,
+                         std::string fallback = {});
+
+// One call: logs the inputs, takes the scripted answer, writes the outputs that it names (without
+// an answer all of them), then throws what the answer wants thrown or returns its result, without
+// one the default result. Throws std::length_error where bytes do not fit their place, and
+// std::invalid_argument where the answer names an output that the function has not.
+ORV_EXPORT std::int64_t reply(const char* function, const std::vector<Argument>& arguments,
+                              std::int64_t defaultResult);
 
 }  // namespace recording
 

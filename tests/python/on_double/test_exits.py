@@ -10,10 +10,12 @@ import unittest
 
 DAEMON_IN_ENGINE = """
 import threading, time, orv_double, pyORV3
+taken = threading.Lock()
+taken.acquire()
 class Last:  # goes when the interpreter is ending already, and lets the engine come back then
-    def __del__(self, release=orv_double.release_engine, sleep=time.sleep):
+    def __del__(self, release=orv_double.release_engine, wait=taken.acquire):
         release()
-        sleep(0.2)
+        wait(True, 0.2)
 last = Last()
 passed = ("double_engine", "waitForRelease", 1, 2)
 threading.Thread(target=pyORV3.executeNativeEngine, args=passed, daemon=True).start()
