@@ -176,15 +176,16 @@ void Analysis::writeResults(const NuclideLibrary& library, const Findings& findi
     });
     std::uint16_t record = 0;
     for (const std::size_t nuclide : order) {
-        if (isFound(findings.nuclides[nuclide]) || (library.measurement().isAbsolute && std::isfinite(library.detectionLimitOf(nuclide)))) {
+        if (isFound(findings.nuclides[nuclide]) ||
+            (library.measurement().isAbsolute &&
+             std::isfinite(library.detectionLimitOf(nuclide)))) {
             writeResult(library, findings, nuclide, ++record);
         }
     }
 }
 
 bool Analysis::isFound(const Identification& identification) const {
-    return identification.activity > 0.0 &&
-           identification.confidence >= rules_.smallestConfidence;
+    return identification.activity > 0.0 && identification.confidence >= rules_.smallestConfidence;
 }
 
 void Analysis::writeResult(const NuclideLibrary& library, const Findings& findings,

@@ -25,8 +25,8 @@ class Analysis {
     // Throws noNuclides where nuclides are required and the file has no nuclide records.
     void identifyNuclides(bool required) const;
 
-    // Whether the calibration gives no usable width somewhere between the first and the last channel
-    // of the search, so that no peak was looked for there.
+    // Whether the calibration gives no usable width somewhere between the first and the last
+    // channel of the search, so that no peak was looked for there.
     bool leftOutChannels() const { return leftOutChannels_; }
 
   private:

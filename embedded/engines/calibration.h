@@ -41,9 +41,9 @@ bool energyRises(const Calibration& calibration, std::size_t channelCount);
 // width a peak can have: not a number, less than half a channel, more than 1/16 of the spectrum.
 std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t channelCount);
 
-// Full-energy peak efficiency; 0 where the calibration gives no finite number. Without an efficiency
-// calibration that of a typical coaxial germanium detector, in a unit of its own: it falls as
-// energy^-0.9, and below about 100 keV with what comes before the crystal.
+// Full-energy peak efficiency; 0 where the calibration gives no finite number. Without an
+// efficiency calibration that of a typical coaxial germanium detector, in a unit of its own: it
+// falls as energy^-0.9, and below about 100 keV with what comes before the crystal.
 double efficiencyAt(const Calibration& calibration, double energy);
 
 }  // namespace embedded::engines

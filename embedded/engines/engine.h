@@ -45,19 +45,32 @@ inline constexpr std::uint32_t internalFailure = 0xE061000D;  // a failure that 
 
 // dataSource: the handle of a data source open for reading and writing; options: see above.
 //
-// Read: QAR_L_CHANNELS and the spectrum, QAR_D_ENERGYCAL, QAR_D_SHAPECAL, QAR_D_EFFICCAL (may be
-// missing: yields alone weigh then), and of the settings, each with what holds where it is missing,
-// QAR_D_PEAKLIMIT (5; 1 to 100 sigma), QAR_D_MATCHTOL (1 keV; above 0), QAR_D_MINCONF (0.5; 0 to
-// 1), QAR_L_FIRSTCHAN and QAR_L_LASTCHAN (the whole spectrum). Of the nuclide records: name, lines,
-// QAR_B_NUCLACTIVE (missing: active) and QAR_B_LINEKEY (missing: no key line).
+// Read by both steps: QAR_L_CHANNELS and the spectrum, whose contents may be negative where a
+// background was subtracted; QAR_D_ENERGYCAL, QAR_D_SHAPECAL, QAR_D_EFFICCAL (may be missing); and
+// of the settings, each with what holds where it is missing: QAR_D_PEAKLIMIT (5; 1 to 100 sigma),
+// QAR_L_FIRSTCHAN and QAR_L_LASTCHAN (the whole spectrum), QAR_S_SMOOTHWIDTH (0, as wide as peaks
+// are; channels, at most 1/16 of the spectrum), QAR_B_FITMULTIPLT (1), QAR_D_MATCHTOL (1 keV; above
+// 0), QAR_D_MINCONF (0.5; 0 to 1).
+// Read by the identification: QAR_F_CONFIDENCE (0.95; 0.5 to less than 1), QAR_D_LIVETIME,
+// QAR_D_REALTIME, QAR_T_ACQSTART, QAR_T_SAMPLETIME, QAR_B_DECAYCORR (1), QAR_D_EFFICUNC (0); of
+// each nuclide record QAR_C_NUCLNAME, QAR_B_NUCLACTIVE (1), QAR_D_HALFLIFE (stable),
+// QAR_D_HALFLIFEUNC (0), QAR_C_NUCLPARENT (none), and of each of its lines QAR_D_LINEENERGY,
+// QAR_D_LINEUNC (0), QAR_D_LINEYIELD, QAR_D_LINEYIELDUNC (0), QAR_B_LINEKEY (0).
 //
 // The search replaces the records of class 0x2006, one for each peak by rising energy:
-// QAR_D_PEAKENERGY, _PEAKCENTR, _PEAKFWHM, _PEAKAREA, _PEAKAREAU, _PEAKCONT, _PEAKSIGNIF and an
-// empty QAR_C_PEAKNUCL. Old records of class 0x2007 go with the old peaks.
-// The identification works on the records of class 0x2006. It replaces those of class 0x2007, the
-// most confident nuclide first: QAR_C_RESNUCLIDE, QAR_L_RESLINES, QAR_D_RESCONF, QAR_D_RESENERGY;
-// and it writes QAR_C_PEAKNUCL of every peak. With both steps asked for a file without nuclide
-// records has none identified; with 0x2 alone that is a failure.
+// QAR_D_PEAKENERGY, _PEAKCENTR, _PEAKFWHM (of the Gaussian), QAR_D_PEAKAREA (tail included),
+// _PEAKAREAU (enlarged where the fit does not describe its region), _PEAKCONT, _PEAKSIGNIF (root of
+// the gain in likelihood), QAR_L_PEAKLEFT and QAR_L_PEAKRIGHT (region of the fit), QAR_F_PEAKCHISQ
+// (chi-square of that region per degree of freedom) and an empty QAR_C_PEAKNUCL. Old records of
+// class 0x2007 go with the old peaks. The identification works on the records of class 0x2006. It
+// replaces those of class 0x2007: QAR_C_RESNUCLIDE, QAR_L_RESLINES (lines at a peak),
+// QAR_D_RESCONF; the most confident first, those found, with a confidence of QAR_D_MINCONF and
+// more, having QAR_D_RESENERGY too. Where the file has an efficiency calibration and a live time,
+// QAR_D_DETECTLIMIT is written of every nuclide and QAR_D_ACTIVITY and QAR_D_ACTIVITYUNC of those
+// found; otherwise there are records of those found alone. It writes QAR_C_PEAKNUCL and
+// QAR_S_PEAKORIGIN of every peak. With both steps asked for a file without nuclide records has none
+// identified; with 0x2 alone that is a failure. The headers of peak_fit.h, multiplet.h,
+// identification.h and nuclide_library.h say how each value is computed.
 //
 // Nothing is written before the step's results are there. Returns a status; a failure in writing
 // may leave some of the new records. The source is not flushed.

@@ -12,17 +12,17 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double halfSupport = 9.0;         // three standard deviations
-constexpr double toleranceInSigmas = 2.0;   // what the tolerance is for the calibration
+constexpr double halfSupport = 9.0;           // three standard deviations
+constexpr double toleranceInSigmas = 2.0;     // what the tolerance is for the calibration
 constexpr double equilibriumAllowance = 0.3;  // of the greater activity
-constexpr double neighbourhood = 100.0;     // keV on each side
-constexpr double farthest = 3.5;            // standard deviations between a line and its peak
+constexpr double neighbourhood = 100.0;       // keV on each side
+constexpr double farthest = 3.5;              // standard deviations between a line and its peak
 constexpr int mostPasses = 3;
 
 // For correcting the energy calibration and an assumed efficiency, of which the power is wrong by
 // about this much.
 constexpr double powerUncertainty = 0.7;
-constexpr double beyondDoubt = 0.8;   // confidence
+constexpr double beyondDoubt = 0.8;  // confidence
 constexpr int fewestLines = 4;
 constexpr double leastScatter = 0.1;  // keV
 
@@ -54,8 +54,7 @@ std::optional<std::size_t> nearestPeak(std::span<const MeasuredPeak> peaks,
     double smallest = tolerance;
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         const double distance = std::abs(peaks[number].energy - line.energy);
-        if (distance <= smallest &&
-            distance <= farthest * energyUncertainty(peaks[number], line)) {
+        if (distance <= smallest && distance <= farthest * energyUncertainty(peaks[number], line)) {
             smallest = distance;
             nearest = number;
         }
@@ -119,7 +118,10 @@ class JointFit {
 
 JointFit::JointFit(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
                    const MatchingRules& rules, double efficiencyPower)
-    : peaks_(std::move(peaks)), nuclides_(nuclides), rules_(rules), possible_(nuclides.size(), false) {
+    : peaks_(std::move(peaks)),
+      nuclides_(nuclides),
+      rules_(rules),
+      possible_(nuclides.size(), false) {
     matchLines(efficiencyPower);
 }
 
@@ -151,8 +153,8 @@ double JointFit::energyDeviation(const Match& match) const {
 JointFit::Equations JointFit::equations(const std::vector<PeakOrigin>& origins) const {
     const auto peakCount = static_cast<Eigen::Index>(peaks_.size());
     const auto nuclideCount = static_cast<Eigen::Index>(nuclides_.size());
-    const auto missing = std::ranges::count_if(
-        matches_, [](const Match& match) { return !match.peak.has_value(); });
+    const auto missing =
+        std::ranges::count_if(matches_, [](const Match& match) { return !match.peak.has_value(); });
     const auto others = std::ranges::count_if(
         origins, [](PeakOrigin origin) { return origin != PeakOrigin::line; });
     Equations made{Eigen::MatrixXd::Zero(2 * peakCount + missing, nuclideCount + others),
@@ -263,14 +265,15 @@ double JointFit::agreement(std::size_t nuclide) const {
         if (match.nuclide != nuclide) {
             continue;
         }
-        const double expected =
-            match.weight * fitted_.values[static_cast<Eigen::Index>(nuclide)];
+        const double expected = match.weight * fitted_.values[static_cast<Eigen::Index>(nuclide)];
         double weight = expected / (expected + match.line->detectionLimit);
         double factor = 0.0;
         if (match.peak) {
             const MeasuredPeak& peak = peaks_[*match.peak];
             const double area = areas_[static_cast<Eigen::Index>(*match.peak)];
-            const double sigma = std::hypot(peak.areaUncertainty, rules_.weightAllowance * area);
+            // A factor that is wrong by the allowance is as far up as it is down.
+            const double sigma = std::hypot(peak.areaUncertainty,
+                                            rules_.weightAllowance * std::sqrt(area * peak.area));
             factor = deviationFactor((peak.area - area) / sigma) *
                      deviationFactor(energyDeviation(match));
         } else {
@@ -342,8 +345,8 @@ std::optional<std::vector<MeasuredPeak>> JointFit::recalibrated(
         }
         const MeasuredPeak& peak = measured[*match.peak];
         const double difference = match.line->energy - peak.energy;
-        const double uncertainty = std::hypot(peak.energyUncertainty,
-                                              match.line->energyUncertainty, leastScatter);
+        const double uncertainty =
+            std::hypot(peak.energyUncertainty, match.line->energyUncertainty, leastScatter);
         const double weight = 1.0 / (uncertainty * uncertainty);
         const Eigen::Vector2d terms(1.0, peak.energy);
         matrix += weight * terms * terms.transpose();

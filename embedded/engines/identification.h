@@ -5,13 +5,14 @@
 // weight of the line, and its centroid, which is their mean energy weighted with those counts; so a
 // peak that several nuclides share is divided among them, and of two that would do the one with the
 // nearer line has it. A line without a peak is an observation of no counts, with half the detection
-// limit as standard deviation. An annihilation, escape or sum peak (peak_origin.h) may have any area
-// beyond what the nuclides give. Where four lines and more are identified beyond doubt, they tell how
-// the energy calibration is off, as a straight line, and by how much energies scatter about it; that
-// is corrected, and the fit is done again. Until then the calibration may be off by half the
-// tolerance. Without an efficiency calibration the lines of each nuclide tell in the same way by which
-// power of the energy the assumed efficiency is off. Where the file names a parent that lives longer, the activities of
-// the two differ by no more than about 30 % of the greater one, as in equilibrium.
+// limit as standard deviation. An annihilation, escape or sum peak (peak_origin.h) may have any
+// area beyond what the nuclides give. Where four lines and more are identified beyond doubt, they
+// tell how the energy calibration is off, as a straight line, and by how much energies scatter
+// about it; that is corrected, and the fit is done again. Until then the calibration may be off by
+// half the tolerance. Without an efficiency calibration the lines of each nuclide tell in the same
+// way by which power of the energy the assumed efficiency is off. Where the file names a parent
+// that lives longer, the activities of the two differ by no more than about 30 % of the greater
+// one, as in equilibrium.
 //
 // The confidence is the product of three numbers, each from 0 to 1:
 //   support    G / (9 + G), where G is what the sum of squares would rise without the nuclide: one
@@ -19,8 +20,8 @@
 //   agreement  how well the areas and energies of its lines come out: the mean of
 //              f = exp(-(|deviation| - 1)^2 / 2) for deviations beyond one standard deviation,
 //              weighted with expected counts / (expected counts + detection limit), a line that was
-//              not found counting with the part 1 - f of its weight, so that those that could not be
-//              seen say nothing;
+//              not found counting with the part 1 - f of its weight, so that those that could not
+//              be seen say nothing;
 //   chance     1 - p^n, where n counts the peaks that it gives rise to, those shared in part, and p
 //              is the probability that one of the peaks in the neighbourhood lies within the
 //              tolerance of a line by chance, or within three standard deviations of the energy.
@@ -57,9 +58,9 @@ struct Nuclide {
 };
 
 struct MatchingRules {
-    double tolerance;         // keV
-    double weightAllowance;   // relative: how far weights may be wrong, each by itself
-    bool efficiencyIsAssumed; // whether the weights come from no calibration
+    double tolerance;                 // keV
+    double weightAllowance;           // relative: how far weights may be wrong, each by itself
+    bool efficiencyIsAssumed;         // whether the weights come from no calibration
     double smallestConfidence = 0.0;  // of what assigns a peak and makes sums, 0 to 1
 };
 
@@ -73,7 +74,7 @@ struct Identification {
 
 struct Findings {
     std::vector<Identification> nuclides;  // one for each of those asked for
-    std::vector<std::string> assigned;  // of each peak the nuclide that gives most of it, or ""
+    std::vector<std::string> assigned;     // of each peak the nuclide that gives most of it, or ""
     std::vector<PeakOrigin> origins;
 };
 

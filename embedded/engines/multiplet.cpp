@@ -35,7 +35,8 @@ constexpr double leastCertainty = 2.0;
 constexpr double gainForOne = 12.0;
 constexpr double gainForTail = 16.0;
 
-// Tails hold some tenths of a peak: in a fainter one they are not seen, and a continuum passes for one.
+// Tails hold some tenths of a peak: in a fainter one they are not seen, and a continuum passes for
+// one.
 constexpr double strongEnoughForTail = 25.0;
 
 // Peaks with this part of the limit stay in the fit, for the others come out wrong without them.
@@ -63,8 +64,8 @@ Region regionOf(const Spectrum& spectrum, const Group& group, double reach, Chan
     return {first, end > first ? end - first : 0};
 }
 
-// The widest region for the group. Few counts show no curvature of the continuum, but want more of it
-// to know its height.
+// The widest region for the group. Few counts show no curvature of the continuum, but want more of
+// it to know its height.
 Region widestRegion(const Spectrum& spectrum, const Group& group, ChannelRange range) {
     const Region region = regionOf(spectrum, group, widestReach, range);
     const auto contents = spectrum.contents.subspan(region.first, region.count);
@@ -89,7 +90,8 @@ void weighFaintPeaks(const Spectrum& spectrum, RegionFit& fit, double limit) {
 bool isUnresolved(const RegionFit& fit, std::size_t fainter, std::size_t stronger) {
     const FittedPeak& peak = fit.peaks[stronger];
     const double distance = std::abs(fit.peaks[fainter].channel - peak.channel);
-    return distance < peak.width * (fit.shape.widePeak == stronger ? flankOfWidePeak : resolvedDistance);
+    return distance <
+           peak.width * (fit.shape.widePeak == stronger ? flankOfWidePeak : resolvedDistance);
 }
 
 bool isCertain(const FittedPeak& peak) {
@@ -350,7 +352,8 @@ RegionFit Improver::improve(RegionFit fit) {
             if (tried.peaks.size() > fit.peaks.size()) {
                 tried = simplified(std::move(tried));
                 weighFaintPeaks(spectrum_, tried, limit_);
-                if (tried.peaks.back().significance < limit_ || superfluous(tried, keptPart * limit_)) {
+                if (tried.peaks.back().significance < limit_ ||
+                    superfluous(tried, keptPart * limit_)) {
                     continue;
                 }
             }

@@ -53,8 +53,9 @@ double decayFactor(const Measurement& measurement, double halfLife) {
 }
 
 double decayUncertainty(const Measurement& measurement, double halfLife, double uncertainty) {
-    return halfLife > 0.0 ? std::abs(decayConstant(halfLife) * measurement.elapsed) * uncertainty / halfLife
-                          : 0.0;
+    return halfLife > 0.0
+               ? std::abs(decayConstant(halfLife) * measurement.elapsed) * uncertainty / halfLife
+               : 0.0;
 }
 
 NuclideLibrary::NuclideLibrary(const DataSourceAccess& dataSource, const Spectrum& spectrum,
@@ -92,8 +93,8 @@ void NuclideLibrary::readMeasurement() {
         return value && *value > 0.0 && std::isfinite(*value) ? value : std::nullopt;
     };
     measurement_.liveTime = positive(dataSource_.readDouble(QAR_D_LIVETIME));
-    measurement_.realTime =
-        positive(dataSource_.readDouble(QAR_D_REALTIME)).value_or(measurement_.liveTime.value_or(0.0));
+    measurement_.realTime = positive(dataSource_.readDouble(QAR_D_REALTIME))
+                                .value_or(measurement_.liveTime.value_or(0.0));
     measurement_.efficiencyUncertainty =
         positive(dataSource_.readDouble(QAR_D_EFFICUNC)).value_or(0.0);
     measurement_.isAbsolute = measurement_.liveTime && !calibration_.efficiency.empty();

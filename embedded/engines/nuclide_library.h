@@ -79,7 +79,7 @@ class NuclideLibrary {
     double significanceLimit_;
     double confidenceQuantile_ = 0.0;
     Measurement measurement_{};
-    std::vector<std::string> names_;     // of all records
+    std::vector<std::string> names_;      // of all records
     std::vector<std::uint16_t> records_;  // of the nuclides
     std::vector<Nuclide> nuclides_;
     std::vector<double> commonUncertainties_;

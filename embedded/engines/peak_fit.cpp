@@ -74,9 +74,7 @@ class Fit {
     const Eigen::VectorXd& contents() const { return contents_; }
     double unlikelihood() const { return unlikelihood_; }
     double chiSquare() const;
-    double freeUnknowns() const {
-        return static_cast<double>(std::ranges::count(fixed_, false));
-    }
+    double freeUnknowns() const { return static_cast<double>(std::ranges::count(fixed_, false)); }
     // Empty where the equations are singular.
     Eigen::VectorXd variances();
 
@@ -246,15 +244,16 @@ void placeEdge(const ExpectedPeak& edge, Eigen::VectorXd& values) {
     constexpr double noHeight = 1e-3;  // of which the derivatives are not 0
     values[PeakModel::edgeChannel] = edge.channel;
     values[PeakModel::edgeWidth] = edge.width;
-    values[PeakModel::edgeHeight] = values[PeakModel::step] != 0.0 ? values[PeakModel::step] : noHeight;
+    values[PeakModel::edgeHeight] =
+        values[PeakModel::step] != 0.0 ? values[PeakModel::step] : noHeight;
 }
 
 // Takes over from an earlier fit what it knows of the peaks, and of the continuum where the region
 // is the same.
 void startFrom(const RegionFit& start, const PeakModel& model, const Shape& shape,
                Eigen::VectorXd& values) {
-    const bool sameRegion = start.region.first == model.region().first &&
-                            start.region.count == model.region().count;
+    const bool sameRegion =
+        start.region.first == model.region().first && start.region.count == model.region().count;
     const Eigen::Index first = sameRegion ? 0 : Eigen::Index{PeakModel::step};
     const Eigen::Index count = std::min(start.values.size(), values.size()) - first;
     values.segment(first, count) = start.values.segment(first, count);
@@ -291,7 +290,8 @@ double enlargementOf(const RegionFit& fit) {
     return describesRegion(fit) ? 1.0 : std::sqrt(fit.chiSquare / fit.degreesOfFreedom);
 }
 
-PeakModel modelOf(const Region& region, const std::vector<ExpectedPeak>& expected, const Shape& shape) {
+PeakModel modelOf(const Region& region, const std::vector<ExpectedPeak>& expected,
+                  const Shape& shape) {
     return {region, expected, shape.widePeak};
 }
 
@@ -323,15 +323,17 @@ std::optional<RegionFit> fitRegion(const Spectrum& spectrum, Region region,
     if (variances.size() == 0) {
         return std::nullopt;
     }
-    RegionFit result{region,         std::move(expected), shape,   fit.values(), {}, fit.unlikelihood(),
-                     fit.chiSquare(), degrees,             {}};
+    RegionFit result{region, std::move(expected), shape,           fit.values(),
+                     {},     fit.unlikelihood(),  fit.chiSquare(), degrees,
+                     {}};
     result.model.assign(fit.contents().begin(), fit.contents().end());
     for (std::size_t number = 0; number < result.expected.size(); ++number) {
         FittedPeak peak{};
         peak.channel = result.values[PeakModel::channel(number)];
         peak.width = model.width(result.values, number);
         peak.area = result.values[PeakModel::area(number)];
-        peak.areaUncertainty = enlargementOf(result) * std::sqrt(variances[PeakModel::area(number)]);
+        peak.areaUncertainty =
+            enlargementOf(result) * std::sqrt(variances[PeakModel::area(number)]);
         peak.continuum = continuumBelow(model, result.values, peak);
         peak.significance = peak.area / peak.areaUncertainty;
         peak.region = region;

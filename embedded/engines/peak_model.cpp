@@ -124,8 +124,7 @@ Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
         const double nearest = std::clamp(std::round(centre), channelOf(region_.first),
                                           channelOf(region_.first + region_.count - 1));
         const auto index = static_cast<std::size_t>(nearest) - 1;
-        const double height =
-            contents[index] - values[level] - values[slope] * offset(index);
+        const double height = contents[index] - values[level] - values[slope] * offset(index);
         const double sigma = fwhm / fwhmPerSigma;
         values[area(peak)] = std::max(1.0, height) * sigma * std::sqrt(2.0 * std::numbers::pi);
         values[channel(peak)] = centre;
@@ -137,7 +136,8 @@ Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
 }
 
 double PeakModel::width(const Eigen::VectorXd& values, std::size_t peak) const {
-    return expected_[peak].width * values[widthFactor] * (peak == widePeak_ ? values[ownWidth] : 1.0);
+    return expected_[peak].width * values[widthFactor] *
+           (peak == widePeak_ ? values[ownWidth] : 1.0);
 }
 
 // Position in the region: -1 at its first, 1 at its last channel.

@@ -2,13 +2,13 @@
 //
 // A peak is area x ((1 - T) Gaussian + T (Gaussian folded with an exponential that falls to lower
 // channels)): incomplete collection of charge gives peaks of germanium detectors this tail on the
-// low side (L. C. Longoria et al., Nucl. Instr. Meth. A 299 (1990) 308). All peaks of a region share
-// T, the tail's decay length in units of their sigma, and one factor to their calibrated widths;
-// one of them may have a further factor of its own, as the annihilation peak needs for the motion of
-// the electrons. Under the peaks lie a parabola, which is a straight line where its curvature is
-// held at 0, and a step (1/2) height erfc((x - centroid) / (sqrt(2) sigma)) under the strongest
-// peak, as small-angle scattering makes it (G. W. Phillips and K. W. Marlow, Nucl. Instr. Meth. 137
-// (1976) 525). Channels get the integrals over their width.
+// low side (L. C. Longoria et al., Nucl. Instr. Meth. A 299 (1990) 308). All peaks of a region
+// share T, the tail's decay length in units of their sigma, and one factor to their calibrated
+// widths; one of them may have a further factor of its own, as the annihilation peak needs for the
+// motion of the electrons. Under the peaks lie a parabola, which is a straight line where its
+// curvature is held at 0, and a step (1/2) height erfc((x - centroid) / (sqrt(2) sigma)) under the
+// strongest peak, as small-angle scattering makes it (G. W. Phillips and K. W. Marlow, Nucl. Instr.
+// Meth. 137 (1976) 525). Channels get the integrals over their width.
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 
@@ -36,11 +36,11 @@ class PeakModel {
   public:
     // Positions of the unknowns in their vector; of peak number k (from 0): area(k), channel(k).
     enum Unknown : Eigen::Index {
-        level,         // continuum in the middle of the region, counts
-        slope,         // rise of the continuum from the middle to the end
-        curvature,     // of the continuum: counts at the ends beyond the straight line
-        step,          // height of the step, counts
-        edgeHeight,    // counts
+        level,       // continuum in the middle of the region, counts
+        slope,       // rise of the continuum from the middle to the end
+        curvature,   // of the continuum: counts at the ends beyond the straight line
+        step,        // height of the step, counts
+        edgeHeight,  // counts
         edgeChannel,
         edgeWidth,     // of the peak that would be as rounded: FWHM in channels
         widthFactor,   // of all peaks

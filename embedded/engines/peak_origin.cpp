@@ -12,7 +12,7 @@ namespace {
 constexpr double electronMass = 510.999;  // keV
 constexpr double greatestEscape = 0.5;    // of the area of a full-energy peak of 2.6 MeV
 constexpr double energyOfGreatest = 2614.5;
-constexpr double greatestSum = 0.05;      // of the smaller area
+constexpr double greatestSum = 0.05;  // of the smaller area
 constexpr std::size_t strongestOfSums = 10;
 
 constexpr double agreement = 3.0;  // standard deviations

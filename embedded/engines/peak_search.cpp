@@ -47,8 +47,7 @@ std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>&
     std::vector<Group> groups;
     double last = -std::numeric_limits<double>::infinity();
     for (const ExpectedPeak& peak : expectedAt(spectrum, channels)) {
-        if (peak.channel - last > groupDistance * peak.width ||
-            groups.back().size() == largest) {
+        if (peak.channel - last > groupDistance * peak.width || groups.back().size() == largest) {
             groups.emplace_back();
         }
         groups.back().push_back(peak);
@@ -115,8 +114,9 @@ bool canBePeak(const Spectrum& spectrum, double channel, double limit) {
                   countsBetween(spectrum, channel + reach + flank, channel + reach + 2.0 * flank)});
     const double all = below + 4.0 * emptiest;
     const double part = reach / (reach + 2.0 * flank);
-    const double gain = below * std::log(below / (part * all)) +
-                        (emptiest > 0.0 ? 4.0 * emptiest * std::log(4.0 * emptiest / ((1.0 - part) * all)) : 0.0);
+    const double gain =
+        below * std::log(below / (part * all)) +
+        (emptiest > 0.0 ? 4.0 * emptiest * std::log(4.0 * emptiest / ((1.0 - part) * all)) : 0.0);
     return 2.0 * (gain + gainByGathering * below) >= limit * limit;
 }
 
@@ -153,8 +153,8 @@ std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings
     const std::size_t largest = settings.multiplets ? largestGroup : 1;
     const auto candidates = candidatesOf(spectrum, settings);
     // The first pass weeds out noise, which groups real peaks wrongly and narrows their regions.
-    const auto coarse =
-        fitAll(groupsOf(spectrum, channelsOf(candidates), largest), [&](const auto& group, auto range) {
+    const auto coarse = fitAll(
+        groupsOf(spectrum, channelsOf(candidates), largest), [&](const auto& group, auto range) {
             return fitCoarsely(spectrum, group, range, firstPassPart * settings.limit);
         });
     // What stands out by itself is looked at again, should a bad fit of its group have lost it.

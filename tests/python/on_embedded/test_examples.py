@@ -25,7 +25,7 @@ class Examples(embedded.TestCase):
         self.shows("measurement.py", path, "4,096 channels")
         texts = ("J. Müller", "300 µm", "0.12, 0.4985", "keV", "█")
         self.shows("show_measurement.py", path, *texts)
-        texts = ("12 peaks", "6 nuclides identified", "Cs-137", "2 of 2")
+        texts = ("12 peaks", "6 nuclides identified", "Cs-137", "2 of 2", "detection limits", "I-131")
         self.shows("nuclide_analysis.py", path, *texts)
 
     def test_an_analysis_sequence_is_copied(self):

@@ -260,8 +260,8 @@ TEST_F(EngineTest, TellsWhereItCouldNotSearch) {
     EXPECT_EQ(status::success, run(0));
 }
 
-// Two peaks at a distance of 0.9 widths and two at 3.2, which smoothing over 40 channels looks for in the
-// middle, where neither is.
+// Two peaks at a distance of 0.9 widths and two at 3.2, which smoothing over 40 channels looks for
+// in the middle, where neither is.
 TEST_F(EngineTest, SmoothsAndPartsAsTheFileSays) {
     struct Way {
         std::uint8_t multiplets;

@@ -28,8 +28,8 @@ struct Case {
     std::string name;
     std::vector<MeasuredPeak> peaks;
     std::vector<Nuclide> nuclides;
-    std::vector<std::string> found;      // with a confidence of 0.5 and more, in their order
-    std::vector<std::string> assigned;   // of each peak
+    std::vector<std::string> found;     // with a confidence of 0.5 and more, in their order
+    std::vector<std::string> assigned;  // of each peak
 };
 
 class Identify : public testing::TestWithParam<Case> {};
@@ -87,7 +87,11 @@ const std::vector<Case> cases = {
      {{"X-1", {line(100, 3), line(200, 1e-3, 1e3, true)}, {}}},
      {},
      {""}},
-    {"NoWeightNoEvidence", {peak(100, 500)}, {{"X-1", {line(100, 0), line(200, -1)}, {}}}, {}, {""}},
+    {"NoWeightNoEvidence",
+     {peak(100, 500)},
+     {{"X-1", {line(100, 0), line(200, -1)}, {}}},
+     {},
+     {""}},
     {"NearerLineOfTwo", {peak(186.2, 3000)}, {uranium, radium}, {"Ra-226"}, {"Ra-226"}},
     {"AllLinesOfOne",
      {peak(143.8, 2000), peak(163.4, 930), peak(185.7, 10440), peak(205.3, 915)},
@@ -107,7 +111,9 @@ const std::vector<Case> cases = {
      {"X-2", "X-1", "X-2"}},
     {"AnnihilationAndEscapeProveNothing",
      {peak(511.0, 900), peak(1592.5, 700), peak(2103.5, 900), peak(2614.5, 9000)},
-     {{"X-1", {line(511, 1)}, {}}, {"X-2", {line(1592.6, 1)}, {}}, {"X-3", {line(2103.6, 1)}, {}},
+     {{"X-1", {line(511, 1)}, {}},
+      {"X-2", {line(1592.6, 1)}, {}},
+      {"X-3", {line(2103.6, 1)}, {}},
       {"Tl-208", {line(2614.51, 1)}, {}}},
      {"Tl-208"},
      {"", "", "", "Tl-208"}},
@@ -129,22 +135,22 @@ INSTANTIATE_TEST_SUITE_P(Cases, Identify, testing::ValuesIn(cases),
                          [](const auto& instance) { return instance.param.name; });
 
 TEST(Identify, KnowsPeaksThatAreNoGammaLine) {
-    const std::vector<MeasuredPeak> peaks = {peak(511.0, 900), peak(1173.2, 1e5),
-                                             peak(1332.5, 1e5), peak(1592.5, 700),
-                                             peak(2103.5, 900), peak(2505.7, 2000),
-                                             peak(2614.5, 9000)};
+    const std::vector<MeasuredPeak> peaks = {
+        peak(511.0, 900),  peak(1173.2, 1e5),  peak(1332.5, 1e5), peak(1592.5, 700),
+        peak(2103.5, 900), peak(2505.7, 2000), peak(2614.5, 9000)};
     const std::vector<Nuclide> nuclides = {{"Co-60", {line(1173.23, 1), line(1332.49, 1)}, {}}};
     using enum PeakOrigin;
-    EXPECT_THAT(identify(peaks, nuclides, rules).origins,
-                testing::ElementsAre(annihilation, line, line, doubleEscape, singleEscape, sum,
-                                     line));
+    EXPECT_THAT(
+        identify(peaks, nuclides, rules).origins,
+        testing::ElementsAre(annihilation, line, line, doubleEscape, singleEscape, sum, line));
 }
 
 TEST(Identify, MeasuresActivitiesWithTheirUncertainties) {
     const std::vector<MeasuredPeak> peaks = {{100, 0.05, 1000, 30}, {200, 0.05, 2100, 40}};
     ExpectedLine uncertain = line(200, 2);
     uncertain.weightUncertainty = 0.05;
-    const Findings findings = identify(peaks, std::vector<Nuclide>{{"X-1", {line(100, 1), uncertain}, {}}}, rules);
+    const Findings findings =
+        identify(peaks, std::vector<Nuclide>{{"X-1", {line(100, 1), uncertain}, {}}}, rules);
     // Weighted mean of 1000 +- 30 and 1050 +- hypot(20, 0.05 x 1012).
     EXPECT_NEAR(findings.nuclides[0].activity, 1012.0, 2.0);
     EXPECT_NEAR(findings.nuclides[0].uncertainty, 26.3, 0.3);

@@ -158,8 +158,8 @@ struct Doublet {
 };
 
 TEST(PeakSearch, PartsDoublets) {
-    std::vector<Doublet> doublets = {{1e3, 333, 1.25},   {1e3, 333, -1.25}, {1e3, 333, 1.5},
-                                     {1e3, 333, 2.0},    {1e5, 1e4, 1.0},   {1e5, 1e4, -1.0},
+    std::vector<Doublet> doublets = {{1e3, 333, 1.25}, {1e3, 333, -1.25}, {1e3, 333, 1.5},
+                                     {1e3, 333, 2.0},  {1e5, 1e4, 1.0},   {1e5, 1e4, -1.0},
                                      {1e5, 1e4, 1.5}};
     for (const double distance : {0.85, 1.0, 1.05, 1.1, 1.2, 1.5}) {
         doublets.push_back({1e4, 1e4, distance});

@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""Measures the engine on real spectra and prints docs/engine-results.md.
+
+    engine_results.py > docs/engine-results.md
+
+PYORV3_SPECTRA names the folder of the spectra, PYTHONPATH the folder with the product.
+"""
+
+import sys
+import tempfile
+from pathlib import Path
+
+PROJECT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(PROJECT / "tests/python/on_embedded"))
+
+import real_spectra  # noqa: E402
+
+HEAD = """# The engine on real spectra
+
+Spectra of germanium detectors that laboratories have published, searched at 5 sigma and compared
+with an independent analysis of each. A peak is the same where it lies within 0.75 of its width;
+*certain* are those whose likelihood gain in that analysis is 6 sigma and more. What is found beyond
+the list is *explained* by a table of background, X-ray, sum, escape and source lines, or false. This
+page is made by
+
+```sh
+PYORV3_SPECTRA=FOLDER PYTHONPATH=build/linux/product benchmarks/engine_results.py > docs/engine-results.md
+```
+
+| spectrum | certain | found | peaks | explained | false |
+|---|---|---|---|---|---|"""
+
+
+def row(*cells):
+    print("| " + " | ".join(str(cell) for cell in cells) + " |")
+
+
+def heading(text, *columns):
+    print(f"\n{text}\n")
+    row(*columns)
+    row(*("---" for _ in columns))
+
+
+def show(name, comparison, results):
+    print(f"\n## {name}\n\n{comparison.case['what']}, from {comparison.case['origin']}.")
+    heading(
+        "Peaks in both analyses:",
+        *("energy, keV", "area", "area there", "significance", "significance there", "chi-square"),
+    )
+    for number, place in sorted(comparison.pairs):
+        listed, peak = comparison.case["peaks"][number], comparison.found[place]
+        row(
+            f"{peak.energy:.2f}",
+            f"{peak.area:.0f} ± {peak.area_uncertainty:.0f}",
+            f"{listed['area']:.0f} ± {listed['uncertainty']:.0f}",
+            f"{peak.significance:.1f}",
+            f"{listed['significance']:.1f}",
+            f"{peak.chi_square:.2f}",
+        )
+    if comparison.missing:
+        heading("Certain, and missing:", "energy, keV", "area", "significance")
+        for peak in comparison.missing:
+            row(f"{peak['energy']:.2f}", f"{peak['area']:.0f}", f"{peak['significance']:.1f}")
+    if comparison.explained:
+        heading("Beyond the list:", "energy, keV", "area", "significance", "what it is")
+        for peak, why in comparison.explained:
+            area = f"{peak.area:.0f} ± {peak.area_uncertainty:.0f}"
+            row(f"{peak.energy:.2f}", area, f"{peak.significance:.1f}", why or "**false**")
+    areas = list(comparison.areas())
+    if areas:
+        heading("Areas that were measured in another way:", "what", "area", "there", "of allowed")
+        for what, area, other, part in areas:
+            row(what, f"{area:.0f}", other, f"{part:+.2f}")
+    found = ", ".join(f"{one.name} ({one.confidence:.2f})" for one in results.nuclides)
+    print(f"\nIdentified, with confidence: {found or 'none'}.")
+
+
+def main():
+    analyses = {}
+    with tempfile.TemporaryDirectory() as folder:
+        for name in real_spectra.cases():
+            case, results = real_spectra.analysed(name, f"{folder}/{name}.qar")
+            analyses[name] = (real_spectra.Comparison(name, case, results.peaks), results)
+    print(HEAD)
+    totals = [0, 0, 0, 0, 0]
+    for name, (comparison, _) in analyses.items():
+        numbers = (
+            comparison.certain,
+            comparison.certain - len(comparison.missing),
+            len(comparison.found),
+            len(comparison.explained) - len(comparison.false),
+            len(comparison.false),
+        )
+        totals = [total + number for total, number in zip(totals, numbers)]
+        row(name, *numbers)
+    row("all", *totals)
+    for name, (comparison, results) in analyses.items():
+        show(name, comparison, results)
+
+
+if __name__ == "__main__":
+    main()
