@@ -118,7 +118,8 @@ DictionaryExtension::DictionaryExtension(std::string_view json) {
             .description = texts_.emplace_back(descriptionIn(item)),
         };
         if (parameter.isText()) {
-            parameter.textLength = static_cast<std::uint16_t>(numberIn(item, "length", longestText));
+            parameter.textLength =
+                static_cast<std::uint16_t>(numberIn(item, "length", longestText));
             require(parameter.textLength > 0);
         }
         parameters_.push_back(parameter);

@@ -36,6 +36,7 @@ class DictionaryExtension {
     explicit DictionaryExtension(std::string_view json);
     DictionaryExtension(DictionaryExtension&&) = default;
     DictionaryExtension(const DictionaryExtension&) = delete;  // whose parameters would show ours
+    DictionaryExtension& operator=(DictionaryExtension&&) = delete;
     DictionaryExtension& operator=(const DictionaryExtension&) = delete;
     ~DictionaryExtension() = default;
 

@@ -260,8 +260,7 @@ const ParameterDescription* findParameter(std::string_view name) {
     if (found != placesByName.end() && !nameLess(name, nameAt(*found))) {
         return &table.at(*found);
     }
-    return findIn(DictionaryExtension::ofProcess().parameters(), name,
-                  &ParameterDescription::name);
+    return findIn(DictionaryExtension::ofProcess().parameters(), name, &ParameterDescription::name);
 }
 
 const ParameterDescription* findParameterByShortName(std::string_view shortName) {
@@ -273,8 +272,8 @@ const ParameterDescription* findParameterByShortName(std::string_view shortName)
 
 bool isFormattedClass(std::uint16_t classCode) {
     const auto hasClass = [classCode](const auto& parameters) {
-        const auto first = std::ranges::lower_bound(parameters, classCode, {},
-                                                    &ParameterDescription::classCode);
+        const auto first =
+            std::ranges::lower_bound(parameters, classCode, {}, &ParameterDescription::classCode);
         return first != parameters.end() && first->classCode() == classCode;
     };
     return hasClass(table) || hasClass(DictionaryExtension::ofProcess().parameters());

@@ -24,7 +24,7 @@ from typing import (
     Tuple,
 )
 
-from . import extras, workers
+from . import extras
 from .analyse_file import COLUMNS, Options, Outcome, Row, failure_text, outcome
 from .files import Path, write_text
 from .formats import FormatError
@@ -229,6 +229,8 @@ def _outcomes(
         for path in paths:
             yield path, outcome(path, options)
     else:
+        from . import workers  # not every Python has processes
+
         with workers.Pool(min(jobs, len(paths)), options) as pool:
             yield from completed(paths, pool.submit)
 

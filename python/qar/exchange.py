@@ -7,11 +7,13 @@ Between the two worlds what one cannot carry is told, never dropped in silence: 
 could lose something returns it as notes, a line for each.
 """
 
+import contextlib
 import os
 from datetime import datetime, timedelta, timezone
 from typing import Dict, Iterator, List, Set, Tuple
 
 from . import dictionary, formats
+from .errors import NotFoundError
 from .files import Path, new_file
 from .formats import FormatError, Measurement
 from .formats.measurement import checked
@@ -57,23 +59,33 @@ def store(measurement: Measurement, path: Path, replace: bool = False) -> List[s
 
 def _write(measurement: Measurement, source: DataSource, notes: List[str]) -> None:
     source.set_spectrum(measurement.counts)
-    source["QAR_Q_TOTALCOUNT"] = sum(measurement.counts)
+    with _known(notes):
+        source["QAR_Q_TOTALCOUNT"] = sum(measurement.counts)
     for field, name in _TEXTS.items():
-        text = _fitting(getattr(measurement, field), field, name, notes)
-        if text:
-            source[name] = text
-    for field, name in _TIMES.items():
-        if getattr(measurement, field) is not None:
-            source[name] = getattr(measurement, field)
-    for field, name in _CALIBRATIONS.items():
-        source.set_column(name, getattr(measurement, field))
+        if getattr(measurement, field):
+            with _known(notes):
+                source[name] = _fitting(getattr(measurement, field), field, name, notes)
+    for field, name in (*_TIMES.items(), *_CALIBRATIONS.items()):
+        if getattr(measurement, field) not in (None, ()):
+            with _known(notes):
+                source.update({name: getattr(measurement, field)})
     start = measurement.start
     if start is not None and not FIRST_DATE <= start <= LAST_DATE:
         notes.append(f"left out: the start, {start.date()}, which no QAR file can hold")
     elif start is not None:
         if start.microsecond % 1000:
             notes.append("the start is kept to the millisecond")
-        source[_START] = start
+        with _known(notes):
+            source[_START] = start
+
+
+@contextlib.contextmanager
+def _known(notes: List[str]) -> Iterator[None]:
+    """Notes a parameter that the dictionary in use has not, that of another suite for instance."""
+    try:
+        yield
+    except NotFoundError as error:
+        notes.append(f"left out: {error.argument}, {error.text}")
 
 
 def _fitting(text: str, field: str, name: str, notes: List[str]) -> str:
