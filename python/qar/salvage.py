@@ -40,13 +40,14 @@ def salvage(path: Path, destination: Path, replace: bool = False) -> Salvage:
     with open_source(path) as source, new_file(destination, replace) as temporary:
         with open_source(temporary, "x") as copy:
             for number in range(1, HIGHEST_CLASS + 1):
-                _class(source, copy, number, copied, lost)
+                copy_class(source, copy, number, copied, lost)
     return Salvage(copied, lost)
 
 
-def _class(
+def copy_class(
     source: DataSource, copy: DataSource, number: int, copied: Dict[str, int], lost: List[str]
 ) -> None:
+    """Copies what can be read of one class; adds to what was copied and lost."""
     name = dictionary.class_name(number)
     status, records = pyORV3.count(source.handle, number, 0)
     if status != 0:
@@ -56,7 +57,7 @@ def _class(
     if records == 0:
         return
     try:
-        _copy_class(source, copy, number)
+        _copy_whole(source, copy, number)
         copied[name] = len(source.spectrum()) if number == SPECTRUM_CLASS else records
     except QarError as error:
         saved = _records(source, copy, number, records)
@@ -65,7 +66,7 @@ def _class(
             copied[name] = saved
 
 
-def _copy_class(source: DataSource, copy: DataSource, number: int) -> None:
+def _copy_whole(source: DataSource, copy: DataSource, number: int) -> None:
     try:
         source.copy_to(copy, number)
     except QarError:  # a library that wants the class to be there

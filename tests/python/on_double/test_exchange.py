@@ -7,7 +7,7 @@ import tempfile
 import double
 import qar
 from double import FAILURE, FOR_EVER
-from qar import command_line, dictionary_extension, dump, exchange, formats
+from qar import command_line, dictionary_extension, dump, exchange, formats, salvage
 
 HANDLE = 7
 NO_VALUE, NO_ENTRY = 0x8110, 0x810D
@@ -50,6 +50,24 @@ class Exchange(double.TestCase):
         self.assertIn("FLOAT", failure)
         extension = dictionary_extension.extension(document, 0xFF)
         self.assertIn("LONG", extension.left_out)  # a name that the embedded library cannot have
+
+    def test_salvage_goes_on_by_records_where_a_class_cannot_be_copied(self):
+        double.answer("SOrvCreateDSC2", context=HANDLE)
+        double.answer("SOrvCreateDSC2", context=HANDLE + 1)
+        double.answer("SOrvClassCount", 0x8118, when={"classCode": 8})  # damaged
+        double.answer("SOrvClassCount", when={"classCode": 7}, count=3)
+        double.answer("SOrvClassCopy", FAILURE, when={"classCode": 7}, times=FOR_EVER)
+        double.answer("SOrvCopyRecord", FAILURE, when={"sourceRecord": 2})
+        copied, lost = {}, []
+        with qar.open("damaged.qar") as source, qar.open("new.qar", "x") as copy:
+            for number in (7, 8, 9):
+                salvage.copy_class(source, copy, number, copied, lost)
+        self.assertEqual(copied, {"class 0x0007": 2})
+        self.assertRegex("\n".join(lost), "^class 0x0007: 1 of 3 records: .*\nclass 0x0008: ")
+        places = [
+            (c["sourceRecord"], c["destinationRecord"]) for c in double.arguments("SOrvCopyRecord")
+        ]
+        self.assertEqual(places, [(1, 1), (2, 2), (3, 2)])
 
     def test_formats_work_without_the_library(self):
         measurement = formats.Measurement(
