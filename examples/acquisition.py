@@ -11,6 +11,7 @@ import random
 import sys
 import time
 from datetime import datetime, timezone
+from typing import List, Tuple
 
 import qar
 import simulation
@@ -22,12 +23,12 @@ DEAD_TIME = 0.06  # part of the real time
 class Detector:
     """Stands in for the electronics: gives what has come since it was asked last."""
 
-    def __init__(self, seed):
+    def __init__(self, seed: int) -> None:
         self.generator = random.Random(seed)
         self.weights = simulation.expected_counts()
         self.asked = time.monotonic()
 
-    def read(self):
+    def read(self) -> Tuple[List[int], float]:
         """The channels that were hit, counted from 0, and the real time in seconds."""
         now = time.monotonic()
         passed, self.asked = now - self.asked, now
@@ -36,7 +37,7 @@ class Detector:
         return self.generator.choices(channels, self.weights, k=events), passed
 
 
-def begin(source):
+def begin(source: qar.DataSource) -> None:
     source.set_spectrum([0] * simulation.CHANNELS)
     source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
     source["QAR_C_MEASNAME"] = "Mixed nuclide source"
@@ -44,7 +45,7 @@ def begin(source):
     source["QAR_B_ACQACTIVE"] = True
 
 
-def save(source, contents, real_time):
+def save(source: qar.DataSource, contents: List[int], real_time: float) -> None:
     source.set_spectrum(contents)
     source["QAR_D_REALTIME"] = real_time
     source["QAR_D_LIVETIME"] = real_time * (1 - DEAD_TIME)
@@ -52,7 +53,9 @@ def save(source, contents, real_time):
     source.flush()  # from here on it is on the disk
 
 
-def acquire(source, seconds, between_saves, seed=417):
+def acquire(
+    source: qar.DataSource, seconds: float, between_saves: float, seed: int = 417
+) -> None:
     detector = Detector(seed)
     contents, real_time = [0] * simulation.CHANNELS, 0.0
     while real_time < seconds:
@@ -68,7 +71,7 @@ def acquire(source, seconds, between_saves, seed=417):
     print()
 
 
-def main(path, seconds="10", between_saves="1"):
+def main(path: str, seconds: str = "10", between_saves: str = "1") -> None:
     with qar.open(path, "x") as source:
         begin(source)
         try:
@@ -82,4 +85,6 @@ def main(path, seconds="10", between_saves="1"):
 
 
 if __name__ == "__main__":
-    sys.exit(main(*sys.argv[1:]) if 2 <= len(sys.argv) <= 4 else __doc__)
+    if not 2 <= len(sys.argv) <= 4:
+        sys.exit(__doc__)
+    main(*sys.argv[1:])

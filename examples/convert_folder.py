@@ -9,11 +9,12 @@ file that fails stops nobody; what was lost on the way is told.
 
 import os
 import sys
+from typing import Iterator, List, Tuple
 
 from qar import QarError, exchange, formats
 
 
-def convert(path, destination):
+def convert(path: str, destination: str) -> Iterator[Tuple[str, List[str]]]:
     """One QAR file for each spectrum in the file; gives their names and what is to be told."""
     measurements = formats.read(path)
     stem = os.path.splitext(os.path.basename(path))[0]
@@ -25,7 +26,7 @@ def convert(path, destination):
             yield name, [*measurement.notes, *exchange.store(measurement, name)]
 
 
-def main(folder, destination):
+def main(folder: str, destination: str) -> int:
     os.makedirs(destination, exist_ok=True)
     failures = 0
     for file_name in sorted(os.listdir(folder)):

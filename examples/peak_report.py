@@ -19,7 +19,7 @@ LEAST_SIGNIFICANCE = 4.0  # sigma
 TOLERANCE = 1.0  # keV
 
 
-def main(path, library, folder):
+def main(path: str, library: str, folder: str) -> None:
     os.makedirs(folder, exist_ok=True)
     stem = os.path.join(folder, os.path.splitext(os.path.basename(path))[0])
     measurement = exchange.read_any(path)[0]
@@ -38,4 +38,6 @@ def main(path, library, folder):
 
 
 if __name__ == "__main__":
-    sys.exit(main(*sys.argv[1:]) if len(sys.argv) == 4 else __doc__)
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
+    main(*sys.argv[1:])

@@ -11,8 +11,8 @@ import sys
 import textwrap
 from typing import Any
 
-import plot
 import qar
+from qar import picture, plot, terminal
 
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
 
@@ -40,14 +40,15 @@ def main(path: str) -> None:
             print("It has no spectrum.")
             return
         channels = source.spectrum()
-    if not calibration.energy:
-        calibration = qar.Calibration(energy=(0, 1))
-    unit = "keV" if calibration.energy != (0, 1) else "channels"
+    axis = picture.axis_of(calibration)
     print()
-    print("\n".join(plot.terminal_plot(channels, calibration.energy_at, unit)))
-    picture = os.path.splitext(path)[0] + ".png"
-    if plot.save_picture(channels, calibration.energy_at, unit, title, picture):
-        print(f"{picture}: the same as a picture")
+    print("\n".join(terminal.plot(channels, axis)))
+    drawing = os.path.splitext(path)[0] + ".png"
+    try:
+        plot.save(drawing, channels, (), axis, title)
+        print(f"{drawing}: the same as a picture")
+    except ImportError as error:
+        print(error)
 
 
 if __name__ == "__main__":

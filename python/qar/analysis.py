@@ -14,6 +14,7 @@ if TYPE_CHECKING:
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"  # of the embedded library
 NAN = float("nan")
+_ORIGINS = {1: "annihilation", 2: "single escape", 3: "double escape", 4: "sum"}
 
 
 class GammaLine(NamedTuple):
@@ -54,6 +55,11 @@ class Peak(NamedTuple):
     right: Optional[int] = None  # last channel of its region
     chi_square: Optional[float] = None  # reduced, of the fit
     origin: Optional[int] = None  # 0 gamma line, 1 annihilation, 2 and 3 escapes, 4 sum
+
+    @property
+    def label(self) -> str:
+        """The nuclide, else what the peak is known as; empty for a line that nothing explains."""
+        return self.nuclide or _ORIGINS.get(self.origin or 0, "")
 
 
 class IdentifiedNuclide(NamedTuple):

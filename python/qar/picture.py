@@ -14,7 +14,6 @@ LOWEST_COUNT = 0.5  # where an axis of logarithmic counts begins
 _REACH = 2.0  # FWHM to either side of a peak whose region is not known
 _POINTS_PER_CHANNEL = 4
 _MOST_POINTS = 2000
-_SHIFTS = (0.0, 0.5, -0.5, 1.0, -1.0, 1.5, -1.5, 2.0, -2.0)
 
 
 class Axis(NamedTuple):
@@ -43,8 +42,28 @@ class Curve(NamedTuple):
     counts: List[float]
 
 
-def fitted_curves(
+def residuals(
     counts: Sequence[int], peaks: Sequence[Peak], calibration: Calibration
+) -> List[Curve]:
+    """What the counts are more than the fitted curves, in standard deviations of the counts.
+
+    The curves are those of `fitted_curves`: a tail or a step that the engine fitted shows here.
+    """
+    found = []
+    for channels, heights in fitted_curves(counts, peaks, calibration, points_per_channel=1):
+        deviations = [
+            (counts[int(channel) - 1] - height) / math.sqrt(max(height, 1.0))
+            for channel, height in zip(channels, heights)
+        ]
+        found.append(Curve(channels, deviations))
+    return found
+
+
+def fitted_curves(
+    counts: Sequence[int],
+    peaks: Sequence[Peak],
+    calibration: Calibration,
+    points_per_channel: int = _POINTS_PER_CHANNEL,
 ) -> List[Curve]:
     """The Gaussians of the peaks on a straight line between the ends of their region.
 
@@ -65,7 +84,9 @@ def fitted_curves(
             regions[-1] = (first, max(last, right), members + [(peak, width)])
         else:
             regions.append((left, right, [(peak, width)]))
-    return [_curve(counts, *region) for region in regions if region[1] > region[0]]
+    return [
+        _curve(counts, *region, points_per_channel) for region in regions if region[1] > region[0]
+    ]
 
 
 def _left_end(shape: Tuple[Peak, float]) -> float:
@@ -80,10 +101,14 @@ def _region(peak: Peak, width: float, channels: int) -> Tuple[int, int]:
 
 
 def _curve(
-    counts: Sequence[int], left: int, right: int, members: Sequence[Tuple[Peak, float]]
+    counts: Sequence[int],
+    left: int,
+    right: int,
+    members: Sequence[Tuple[Peak, float]],
+    points_per_channel: int,
 ) -> Curve:
     low, high = _mean_around(counts, left), _mean_around(counts, right)
-    step = max(1 / _POINTS_PER_CHANNEL, (right - left) / _MOST_POINTS)
+    step = max(1 / points_per_channel, float((right - left) // _MOST_POINTS))
     channels = [left + i * step for i in range(int((right - left) / step) + 1)]
     heights = []
     for channel in channels:
@@ -116,35 +141,40 @@ def labels(
 ) -> List[Label]:
     """The labels of the most significant peaks, from left to right, `spacing` apart at least.
 
-    A label is moved from its peak by twice `spacing` at most, never past another and never over an
-    end of the axis; one that finds no room is left out.
+    They are moved from their peaks as little as that needs, and never over an end of the axis.
     """
     low, high = axis.position(1) + spacing / 2, axis.position(len(counts)) - spacing / 2
+    most = min(most, int((high - low) / spacing) + 1) if high > low else 0
     ranked = sorted(peaks, key=lambda peak: -(peak.significance or 0))
-    placed: List[Label] = []
-    for peak in ranked:
-        if len(placed) == most or not 1 <= peak.centroid <= len(counts):
-            continue
-        position = axis.position(peak.centroid)
-        for shift in _SHIFTS:
-            shifted = position + shift * spacing
-            apart = (_apart(position, shifted, other) for other in placed)
-            if low <= shifted <= high and all(distance >= spacing for distance in apart):
-                place = round(peak.centroid) - 1
-                top = max(counts[max(0, place - 2) : place + 3])
-                placed.append(Label(_text(peak), position, shifted, float(top)))
-                break
-    return sorted(placed, key=lambda label: label.shifted)
+    shown = [peak for peak in ranked if 1 <= peak.centroid <= len(counts)][:most]
+    shown.sort(key=lambda peak: axis.position(peak.centroid))
+    positions = [axis.position(peak.centroid) for peak in shown]
+    placed = []
+    for peak, position, shifted in zip(shown, positions, _spread(positions, spacing, low, high)):
+        place = round(peak.centroid) - 1
+        top = max(counts[max(0, place - 2) : place + 3])
+        placed.append(Label(_text(peak), position, shifted, float(top)))
+    return placed
 
 
-def _apart(position: float, shifted: float, other: Label) -> float:
-    """How far a label would be from another, negative where they change sides."""
-    side = 1 if position >= other.position else -1
-    return (shifted - other.shifted) * side
+def _spread(places: Sequence[float], spacing: float, low: float, high: float) -> List[float]:
+    """The rising places moved apart with the least sum of squares: less the spacing before each,
+    neighbours that would fall are pooled to their mean, as in isotonic regression.
+    """
+    pools: List[Tuple[float, int]] = []  # sum and number
+    for index, place in enumerate(places):
+        total, number = place - index * spacing, 1
+        while pools and pools[-1][0] / pools[-1][1] >= total / number:
+            total, number = total + pools[-1][0], number + pools[-1][1]
+            pools.pop()
+        pools.append((total, number))
+    levels = [total / number for total, number in pools for _ in range(number)]
+    highest = high - (len(levels) - 1) * spacing
+    return [min(max(level, low), highest) + i * spacing for i, level in enumerate(levels)]
 
 
 def _text(peak: Peak) -> str:
-    return f"{peak.nuclide} {peak.energy:.1f}" if peak.nuclide else f"{peak.energy:.1f}"
+    return f"{peak.label} {peak.energy:.1f}".strip()
 
 
 def ticks(low: float, high: float, most: int) -> List[float]:

@@ -21,10 +21,12 @@ def figure_class() -> Any:
 def save(path: str, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, title: str) -> None:
     """Draws logarithmic counts over the axis with fits and labels and saves the picture.
 
+    Below them stands by how many standard deviations the counts differ from the fits.
+
     ImportError: matplotlib is missing. OSError: the file cannot be written.
     """
     figure = figure_class()(figsize=_INCHES)
-    axes = figure.add_axes([0.075, 0.11, 0.905, 0.81])
+    axes = figure.add_axes([0.075, 0.27, 0.905, 0.65])
     positions = [axis.position(channel) for channel in range(1, len(counts) + 1)]
     shown = [max(count, picture.LOWEST_COUNT) for count in counts]
     axes.step(positions, shown, where="mid", linewidth=0.7, color=SPECTRUM_COLOUR, label="counts")
@@ -40,10 +42,20 @@ def save(path: str, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, ti
     # The labels stand above the highest peak: a third of the decades is theirs.
     room = (top / picture.LOWEST_COUNT) ** 0.45 if has_labels else 2.0
     axes.set(yscale="log", xlim=(low, high), ylim=(picture.LOWEST_COUNT, top * room))
-    axes.set(xlabel=axis.label, ylabel="counts per channel")
+    axes.set(ylabel="counts per channel")
+    axes.tick_params(labelbottom=False)
+    _draw_residuals(figure.add_axes([0.075, 0.1, 0.905, 0.16], sharex=axes), counts, peaks, axis)
     axes.set_title(_plain(textwrap.shorten(title, _TITLE_WIDTH)), loc="left", fontsize=11)
     axes.legend(loc="lower left", frameon=False, ncol=2, bbox_to_anchor=(0.7, 1.0))
     figure.savefig(path, dpi=_DOTS_PER_INCH, format="png")
+
+
+def _draw_residuals(axes: Any, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis) -> None:
+    for curve in picture.residuals(counts, peaks, axis.calibration):
+        places = [axis.position(channel) for channel in curve.channels]
+        axes.step(places, curve.counts, where="mid", linewidth=0.7, color=FIT_COLOUR)
+    axes.axhline(0, linewidth=0.5, color="0.4")
+    axes.set(xlabel=axis.label, ylabel="residual / σ", ylim=(-6, 6), yticks=(-3, 0, 3))
 
 
 def _draw_labels(

@@ -57,6 +57,13 @@ def _region(peak: Peak) -> str:
     return "-" if peak.left is None or peak.right is None else f"{peak.left} to {peak.right}"
 
 
+BADLY_DESCRIBED = 1.5  # reduced chi-square beyond which a fit does not describe its region
+
+
+def _is_badly_described(peak: Peak) -> bool:
+    return peak.chi_square is not None and peak.chi_square > BADLY_DESCRIBED
+
+
 PEAKS = (
     Column("energy", "keV", lambda p: with_uncertainty(p.energy, energy_uncertainty(p))),
     Column("FWHM", "keV", lambda p: with_uncertainty(p.fwhm, width_uncertainty(p))),
@@ -66,8 +73,12 @@ PEAKS = (
     ),
     Column("significance", "sigma", lambda p: number(p.significance, 4)),
     Column("region", "channels", _region),
-    Column("chi square", "reduced", lambda p: number(p.chi_square, 3)),
-    Column("nuclide", "", lambda p: str(p.nuclide or "-")),
+    Column(
+        "chi square",
+        "reduced",
+        lambda p: number(p.chi_square, 3) + (" !" if _is_badly_described(p) else ""),
+    ),
+    Column("assigned", "", lambda p: p.label or "-"),
 )
 
 _STATES = {0: "not reviewed", 1: "accepted", 2: "rejected"}
@@ -101,7 +112,14 @@ def lines(columns: Sequence[Column], records: Sequence[Any]) -> List[str]:
 
 
 def results(analysis: Analysis) -> List[str]:
-    """Peaks and nuclides for a terminal."""
+    """Peaks, nuclides, and the detection limits of those that were not found, for a terminal."""
     peaks, nuclides = analysis.peaks, analysis.nuclides
     found = [f"{len(peaks)} peaks", *(lines(PEAKS, peaks) if peaks else [])]
-    return found + [f"{len(nuclides)} nuclides", *(lines(NUCLIDES, nuclides) if nuclides else [])]
+    if any(map(_is_badly_described, peaks)):
+        found.append("!: the fit does not describe its region, uncertainties are enlarged")
+    found += [f"{len(nuclides)} nuclides", *(lines(NUCLIDES, nuclides) if nuclides else [])]
+    if analysis.not_found:
+        found.append("not found, with their detection limits in Bq:")
+        limits = [f"{n.name:<9}{number(n.detection_limit, 3):>9}" for n in analysis.not_found]
+        found += ["  ".join(limits[start : start + 4]) for start in range(0, len(limits), 4)]
+    return found

@@ -72,7 +72,7 @@ class Types(support.TestCase):
         (self.folder / "uses.py").write_text(RIGHT + WRONG, encoding="utf-8")
         checked = ("qar", "pyORV3-stubs", "examples", "uses.py")
         output = mypy.api.run(
-            ["--strict", "--no-incremental", "--config-file", str(support.PROJECT / "pyproject.toml")]
+            ["--strict", "--cache-dir", os.devnull, "--config-file", str(support.PROJECT / "pyproject.toml")]
             + [str(self.folder / name) for name in checked]
         )[0]
         self.assertRegex(output, r"Found \d+ error")
