@@ -20,12 +20,16 @@ PROJECT = Path(__file__).resolve().parent.parent.parent
 NAME = "pyORV3"
 EXTRAS = {"analysis": ("matplotlib", "numpy", "pandas"), "batch": ("dask", "distributed", "tqdm")}
 TOOLS = ("cmake", "ninja", "g++")
-PACKAGES = "g++ cmake ninja-build python3-dev libsqlite3-dev"
 
 
 def version():
     project = (PROJECT / "CMakeLists.txt").read_text(encoding="utf-8")
     return re.search(r"project\(pyORV3 VERSION ([0-9.]+)", project).group(1)
+
+
+def needed_packages():
+    scripts = (PROJECT / "scripts" / "common.sh").read_text(encoding="utf-8")
+    return re.search(r"^build_packages=\((.*)\)", scripts, re.MULTILINE).group(1)
 
 
 def metadata():
@@ -109,7 +113,10 @@ def run(*command):
         list(map(str, command)), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8"
     )
     if result.returncode != 0:
-        raise SystemExit(f"{result.stdout}\n{' '.join(map(str, command))}: failed")
+        raise SystemExit(
+            f"{result.stdout}\n{' '.join(map(str, command))}: failed. Needed are these packages of"
+            f" Debian or their counterparts: {needed_packages()}"
+        )
 
 
 def compile_into(build):
@@ -117,7 +124,7 @@ def compile_into(build):
     if missing:
         raise SystemExit(
             f"{NAME} is compiled when it is installed from its sources; missing:"
-            f" {', '.join(missing)}. On Debian and Ubuntu: sudo apt-get install {PACKAGES}"
+            f" {', '.join(missing)}. On Debian and Ubuntu: sudo apt-get install {needed_packages()}"
         )
     headers = Path(sysconfig.get_paths()["include"], "Python.h")
     python = sys.executable if headers.exists() else "/usr/bin/python3"
