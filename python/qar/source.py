@@ -11,6 +11,7 @@ from .analysis import Analysis, Nuclide
 from .calibration import Calibration
 from .dictionary import Key, Parameter
 from .errors import QarError, check, refuse
+from .extras import required
 from .handle import INPUT, OpenSource
 from .known_lines import LineCalibration
 from .options import AccessMode, EnergySearch, NameSearch, ResultLevel
@@ -164,6 +165,14 @@ class DataSource(OpenSource):
             for record in range(1, self.record_count(class_key) + 1)
         ]
 
+    def table(self, class_key: Key) -> Any:
+        """As `records`, as a pandas table with the record numbers as its index. ImportError:
+        pandas is missing.
+        """
+        rows = self.records(class_key)
+        frame = required("pandas", "pandas", "analysis").DataFrame
+        return frame(rows, index=range(1, len(rows) + 1))
+
     def append(self, items: Mapping[str, Any]) -> int:
         """Adds a record with these values, all of one class (lists go to the entries).
 
@@ -248,7 +257,7 @@ class DataSource(OpenSource):
 
     def spectrum_array(self) -> Any:
         """As `spectrum`, as a numpy array of 32-bit integers. ImportError: numpy is missing."""
-        return numpy().array(self.spectrum(), dtype="int32")
+        return required("numpy", "numpy", "analysis").array(self.spectrum(), dtype="int32")
 
     def set_spectrum(self, channels: Iterable[Any]) -> None:
         """Makes the spectrum as long as the channels, 1 to 32,768, and writes them.
@@ -342,17 +351,6 @@ class DataSource(OpenSource):
 
     def _repr_html_(self) -> str:
         return html.of_source(self)
-
-
-def numpy() -> Any:
-    """numpy; where it is missing an ImportError that says how to install it."""
-    try:
-        import numpy as found
-    except ImportError:
-        raise ImportError(
-            "numpy is not installed; install it with: pip install pyORV3[analysis]"
-        ) from None
-    return found
 
 
 def _place(place: Place) -> Tuple[Key, int, int]:

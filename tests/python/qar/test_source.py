@@ -142,6 +142,12 @@ class Spectra(TestCase):
         self.source["QAR_S_ADCBITS"] = numpy.int16(12)
         self.source["QAR_B_PILEUPREJ"] = numpy.bool_(True)
         self.source["QAR_F_AMPGAIN"] = numpy.float32(0.1)
+        self.source.append({"QAR_D_PEAKENERGY": 661.7})
+        try:
+            table = self.source.table("QAR_CLS_PEAK")
+            self.assertEqual(table["QAR_D_PEAKENERGY"][1], 661.7)
+        except ImportError as error:
+            self.assertIn("pandas is not installed", str(error))
         for bad in (numpy.zeros((2, 2)), numpy.array([1, 2**40]), numpy.array(["a"])):
             with self.assertRaises(qar.BadArgumentError):
                 self.source.set_spectrum(bad)
