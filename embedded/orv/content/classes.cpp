@@ -84,7 +84,7 @@ void deleteOne(Content& content, std::uint16_t classCode, std::size_t record, st
         content.change<RecordBlock>(
             classCode, [record, entry](RecordBlock& block) { block.erase(record, entry); });
     } else if (entry == 0) {
-        content.remove(classCode);
+        content.remove({classCode});
     } else {
         throw Failure(codes::noSuchEntry);
     }
@@ -95,9 +95,10 @@ void deleteLevel(Content& content, std::int32_t level) {
         throw Failure(codes::unknownItem);
     }
     if (level == 1) {
-        content.remove(QAR_CLS_PEAK);
+        content.remove({QAR_CLS_PEAK, QAR_CLS_RESULT});
+    } else {
+        content.remove({QAR_CLS_RESULT});
     }
-    content.remove(QAR_CLS_RESULT);
 }
 
 const Block& requireBlock(const Content& content, std::uint16_t classCode) {

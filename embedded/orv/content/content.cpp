@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <ranges>
 #include <utility>
 
@@ -170,17 +171,16 @@ void Content::noteChange(std::uint16_t classCode, Slot& slot) noexcept {
 }
 
 void Content::put(std::uint16_t classCode, Block block) {
-    if (auto* records = std::get_if<RecordBlock>(&block)) {
-        records->noteAll();
-    }
     slots_.insert_or_assign(classCode, Slot{std::move(block), true});
-    removed_.erase(classCode);
     forgetCollected(classCode);
 }
 
-void Content::remove(std::uint16_t classCode) {
-    if (slots_.contains(classCode)) {
-        removed_.insert(classCode);
+void Content::remove(std::initializer_list<std::uint16_t> classes) {
+    auto removed = removed_;
+    std::ranges::copy_if(classes, std::inserter(removed, removed.end()),
+                         [this](std::uint16_t classCode) { return slots_.contains(classCode); });
+    removed_.swap(removed);
+    for (const std::uint16_t classCode : classes) {
         slots_.erase(classCode);
         forgetCollected(classCode);
     }

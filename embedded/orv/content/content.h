@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <set>
@@ -72,6 +73,7 @@ class Content {
     };
     [[nodiscard]] bool isChanged() const;
     [[nodiscard]] std::vector<ChangedBlock> changedBlocks() const;
+    // Those that were removed; they may have a block anew.
     [[nodiscard]] const std::set<std::uint16_t>& removedClasses() const { return removed_; }
     // Everything has been saved: nothing is changed, and the refilling of blocks ends.
     void changesSaved() noexcept;
@@ -91,7 +93,8 @@ class Content {
 
     // Puts the block into the place of the class's block.
     void put(std::uint16_t classCode, Block block);
-    void remove(std::uint16_t classCode);
+    // Removes the blocks of all these classes, or none when it throws.
+    void remove(std::initializer_list<std::uint16_t> classes);
     // Calls change with the class's block, or with a new one that is kept when change returns.
     // Throws as find<Kind>, and what change throws.
     template <typename Kind, typename Change>

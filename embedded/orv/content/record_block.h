@@ -67,7 +67,6 @@ class RecordBlock {
     void putRecord(std::size_t record, Record content);
 
     [[nodiscard]] const RecordChanges& changes() const { return changes_; }
-    void noteAll() noexcept { changes_.noteFrom(1); }
     void changesSaved() noexcept { changes_.clear(); }
 
   private:

@@ -100,7 +100,7 @@ void Database::check(int result) const {
         case SQLITE_ERROR:  // the tables are not those that the statements know
         case SQLITE_CONSTRAINT:
         case SQLITE_TOOBIG:
-            throw Failure(codes::damaged);
+            throw Failure(readingFailed() ? codes::storageFailed : codes::damaged);
         case SQLITE_READONLY:
         case SQLITE_PERM:
             throw Failure(codes::accessDenied);
@@ -167,14 +167,21 @@ std::int64_t Database::fileSize() {
     return size;
 }
 
-void Database::requireReadable() {
+bool Database::readingFailed() const {
     sqlite3_file& file = this->file();
-    std::array<char, 65536> bytes{};
-    const std::int64_t size = fileSize();
-    for (std::int64_t place = 0; place < size; place += bytes.size()) {
-        const auto length = std::min<std::int64_t>(size - place, bytes.size());
-        check(file.pMethods->xRead(&file, bytes.data(), static_cast<int>(length), place));
+    int error = 0;
+    if (file.pMethods->xFileControl(&file, SQLITE_FCNTL_LAST_ERRNO, &error) == SQLITE_OK &&
+        error != 0) {
+        return true;
     }
+    std::array<char, 65536> bytes{};
+    sqlite3_int64 size = 0;
+    int result = file.pMethods->xFileSize(&file, &size);
+    for (sqlite3_int64 place = 0; result == SQLITE_OK && place < size; place += bytes.size()) {
+        const auto length = std::min<sqlite3_int64>(size - place, bytes.size());
+        result = file.pMethods->xRead(&file, bytes.data(), static_cast<int>(length), place);
+    }
+    return result != SQLITE_OK;
 }
 
 std::uint32_t Database::dataVersion() {
@@ -249,20 +256,42 @@ std::string_view Execution::text(int column) const {
     return {text.data(), text.size()};
 }
 
-Transaction::Transaction(Database& database, Statement& begin, Statement& commit)
-    : database_(database), commit_(commit) {
-    run(begin);
-}
+// ---- Transactions ----------------------------------------------------------------------------
 
-Transaction::~Transaction() {
-    if (open_) {
-        // Some failures have ended the transaction already, so that this one has nothing to undo.
-        sqlite3_exec(database_.handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+Transactions::Transactions(Database& database)
+    : database_(database),
+      firstLook_(database, "PRAGMA user_version"),
+      begin_(database, "BEGIN IMMEDIATE"),
+      commit_(database, "COMMIT"),
+      rollback_(database, "ROLLBACK") {}
+
+void Transactions::endWhatIsLeft() {
+    if (sqlite3_get_autocommit(database_.handle()) == 0) {
+        run(rollback_);
     }
 }
 
-void Transaction::commit() {
-    run(commit_);
+Transactions::Reading::Reading(Transactions& transactions)
+    : firstLook_((transactions.endWhatIsLeft(), transactions.firstLook_)) {
+    firstLook_.step();
+}
+
+Transactions::Writing::Writing(Transactions& transactions) : transactions_(transactions) {
+    transactions_.endWhatIsLeft();
+    transactions_.rollback_.prepared();  // there may be no memory for it later
+    run(transactions_.begin_);
+}
+
+Transactions::Writing::~Writing() {
+    if (open_) {
+        // Some failures have ended the transaction already, so that this one has nothing to undo.
+        sqlite3_step(transactions_.rollback_.prepared());
+        sqlite3_reset(transactions_.rollback_.prepared());
+    }
+}
+
+void Transactions::Writing::commit() {
+    run(transactions_.commit_);
     open_ = false;
 }
 

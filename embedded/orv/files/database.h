@@ -31,8 +31,8 @@ class Database {
     // the file would release the locks that any connection of this process has on it.
     void readStart(std::span<unsigned char> start);
     [[nodiscard]] std::int64_t fileSize();
-    // Throws Failure(storageFailed) where a byte of the file cannot be read.
-    void requireReadable();
+    // Whether the system has failed to read the file: SQLite calls damaged what is then missing.
+    [[nodiscard]] bool readingFailed() const;
 
     // A number that changes whenever anything is committed to the file, through this connection or
     // another one; known to the moment at which the present transaction began to read.
@@ -64,12 +64,13 @@ class Statement {
     // sql lives as long as the object.
     Statement(Database& database, const char* sql) : database_(database), sql_(sql) {}
 
+    sqlite3_stmt* prepared();
+    [[nodiscard]] Database& database() const { return database_; }
+
   private:
-    friend class Execution;
     struct Finaliser {
         void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
     };
-    sqlite3_stmt* prepared();
 
     Database& database_;
     const char* sql_;
@@ -82,7 +83,7 @@ class Execution {
     // arguments: numbers, bytes that live as long as the object, and nullptr for NULL.
     template <typename... Arguments>
     explicit Execution(Statement& statement, const Arguments&... arguments)
-        : database_(statement.database_), handle_(statement.prepared()) {
+        : database_(statement.database()), handle_(statement.prepared()) {
         int parameter = 0;
         (bind(++parameter, arguments), ...);
     }
@@ -116,34 +117,47 @@ void run(Statement& statement, const Arguments&... arguments) {
     Execution(statement, arguments...).step();
 }
 
-// A transaction that only reads: what is read while it lives is of one saved state. SQLite ends a
-// transaction that was not begun expressly when the last of its statements ends.
-class Reading {
+// The transactions of one connection, one at a time.
+class Transactions {
   public:
-    // first: a statement that gives a row.
-    explicit Reading(Statement& first) : first_(first) { first_.step(); }
+    explicit Transactions(Database& database);
+
+    // A transaction that only reads: what is read while it lives is of one saved state. SQLite ends
+    // a transaction that was not begun expressly when the last of its statements ends.
+    class Reading {
+      public:
+        explicit Reading(Transactions& transactions);
+
+      private:
+        Execution firstLook_;
+    };
+
+    // A transaction that writes, which is undone unless it is committed.
+    class Writing {
+      public:
+        explicit Writing(Transactions& transactions);
+        ~Writing();
+        Writing(const Writing&) = delete;
+        Writing& operator=(const Writing&) = delete;
+        Writing(Writing&&) = delete;
+        Writing& operator=(Writing&&) = delete;
+
+        void commit();
+
+      private:
+        Transactions& transactions_;
+        bool open_ = true;
+    };
 
   private:
-    Execution first_;
-};
+    // Undoes a transaction whose undoing failed before, for lack of memory.
+    void endWhatIsLeft();
 
-// A transaction that writes, which is undone unless it is committed.
-class Transaction {
-  public:
-    // begin, commit: the statements that begin and end it.
-    Transaction(Database& database, Statement& begin, Statement& commit);
-    ~Transaction();
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-    Transaction(Transaction&&) = delete;
-    Transaction& operator=(Transaction&&) = delete;
-
-    void commit();
-
-  private:
     Database& database_;
-    Statement& commit_;
-    bool open_ = true;
+    Statement firstLook_;  // at what stands in every file, before its schema is read
+    Statement begin_;
+    Statement commit_;
+    Statement rollback_;
 };
 
 }  // namespace embedded

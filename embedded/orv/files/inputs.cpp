@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <string_view>
 
 #include "embedded/orv/content/failure.h"
+#include "embedded/orv/files/file_descriptor.h"
 #include "embedded/orv/files/file_name.h"
 #include "embedded/orv/files/open_files.h"
 
@@ -24,6 +24,16 @@ std::string inputFolder() {
     return folder == nullptr ? std::string() : nameInUtf8(folder);
 }
 
+// Null after the last one.
+const dirent* nextIn(DIR* folder) {
+    errno = 0;
+    const dirent* place = readdir(folder);
+    if (place == nullptr && errno != 0) {
+        throwSystemFailure(errno);
+    }
+    return place;
+}
+
 }  // namespace
 
 std::vector<std::string> inputNames() {
@@ -35,12 +45,12 @@ std::vector<std::string> inputNames() {
     const auto close = [](DIR* directory) { closedir(directory); };
     const std::unique_ptr<DIR, decltype(close)> opened(opendir(folder.c_str()));
     if (opened == nullptr) {
-        if (errno == ENOMEM) {
-            throw std::bad_alloc();
+        if (errno == ENOENT || errno == ENOTDIR || errno == EACCES) {
+            return names;
         }
-        return names;
+        throwSystemFailure(errno);
     }
-    while (const dirent* place = readdir(opened.get())) {
+    while (const dirent* place = nextIn(opened.get())) {
         const std::string_view file = place->d_name;
         // What is not UTF-8 could not be opened by the name that is listed.
         if (file.size() > extension.size() && file.ends_with(extension) && isUtf8(file) &&

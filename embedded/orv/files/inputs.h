@@ -8,8 +8,8 @@
 namespace embedded {
 
 // The names, sorted: the files *.qar in the folder that the environment variable ORV_INPUTS names
-// at the time of the call, without their extension. None when the variable is not set or the
-// folder cannot be read.
+// at the time of the call, without their extension. None when the variable is not set or there is
+// no such folder that may be read. Throws Failure: storageFailed, tooManyOpen.
 std::vector<std::string> inputNames();
 
 // The file of the input with this name, which need not exist.

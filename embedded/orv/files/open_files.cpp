@@ -44,8 +44,16 @@ bool isDataSource(const std::string& name) {
         identityOf(name);  // opening what is no regular file may wait or do worse
         Database database(name);
         return isDataSource(database);
-    } catch (const Failure&) {
-        return false;
+    } catch (const Failure& failure) {
+        switch (failure.code()) {
+            case codes::fileNotFound:
+            case codes::notADataSource:
+            case codes::accessDenied:
+            case codes::nameRefused:
+                return false;
+            default:
+                throw;
+        }
     }
 }
 

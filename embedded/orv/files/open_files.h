@@ -54,7 +54,8 @@ class OpenFiles {
 // The one of this process. Throws std::bad_alloc when it is made.
 OpenFiles& openFiles();
 
-// Whether the name stands for a data source, damaged or not.
+// Whether the name stands for a data source, damaged or not, that may be read. Throws
+// Failure(storageFailed) where that cannot be said, and tooManyOpen.
 bool isDataSource(const std::string& name);
 
 }  // namespace embedded

@@ -12,12 +12,7 @@ Storage* lastLeft = nullptr;
 }  // namespace
 
 Storage::Storage(const std::string& path)
-    : database_(path),
-      firstLook_(database_, "PRAGMA user_version"),
-      beginWriting_(database_, "BEGIN IMMEDIATE"),
-      commit_(database_, "COMMIT"),
-      reader_(database_),
-      writer_(database_) {
+    : database_(path), transactions_(database_), reader_(database_), writer_(database_) {
     if (!isDataSource(database_)) {
         throw Failure(codes::notADataSource);
     }
@@ -34,7 +29,7 @@ void Storage::prepareSaving() {
 }
 
 void Storage::load(Content& content, const NeededClasses& needed) {
-    const Reading reading(firstLook_);
+    const Transactions::Reading reading(transactions_);
     const std::uint32_t version = database_.dataVersion();
     if (version_ != version) {
         requireSoundSchema(database_);
@@ -53,7 +48,7 @@ void Storage::load(Content& content, const NeededClasses& needed) {
 }
 
 void Storage::save(const Content& content) {
-    Transaction transaction(database_, beginWriting_, commit_);
+    Transactions::Writing transaction(transactions_);
     const bool isOwnState = version_ == database_.dataVersion();
     if (isOwnState) {
         writer_.writeChanges(content);
@@ -73,12 +68,10 @@ bool Storage::passesQuickCheck() {
 }
 
 void Storage::check() {
-    const Reading reading(firstLook_);
+    const Transactions::Reading reading(transactions_);
     requireSoundSchema(database_);
     if (!passesQuickCheck()) {
-        // SQLite reports what could not be read in the same way as what is wrong.
-        database_.requireReadable();
-        throw Failure(passesQuickCheck() ? codes::storageFailed : codes::damaged);
+        throw Failure(database_.readingFailed() ? codes::storageFailed : codes::damaged);
     }
     reader_.readAll();
     database_.releaseMemory();
@@ -92,7 +85,15 @@ void Storage::leaveToParent(std::unique_ptr<Storage> storage) noexcept {
 }
 
 void Storage::compact() {
-    database_.execute("VACUUM");
+    try {
+        database_.execute("VACUUM");
+    } catch (const Failure& failure) {
+        if (failure.code() == codes::damaged) {
+            check();  // so it is, unless what failed was the reading
+            throw Failure(codes::storageFailed);
+        }
+        throw;
+    }
     version_.reset();
 }
 

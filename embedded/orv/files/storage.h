@@ -49,9 +49,7 @@ class Storage {
     bool passesQuickCheck();
 
     Database database_;
-    Statement firstLook_;  // at what stands in every file, before its schema is read
-    Statement beginWriting_;
-    Statement commit_;
+    Transactions transactions_;
     BlockReader reader_;
     BlockWriter writer_;
     // Of the saved state that the content was loaded from; nothing when that is not known.

@@ -1,6 +1,8 @@
 // Files that another program changed.
 #include <sqlite3.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "tests/support/data_source.h"
@@ -42,14 +44,17 @@ TEST_P(BrokenFile, IsRefusedAsDamaged) {
 
 INSTANTIATE_TEST_SUITE_P(
     Damage, BrokenFile,
-    testing::Values("PRAGMA user_version = 2", "DROP TABLE value",
-                    "ALTER TABLE value RENAME COLUMN bytes TO octets",
-                    "ALTER TABLE block ADD COLUMN size AS (length(content))",
-                    "ALTER TABLE value RENAME TO held; CREATE VIEW value AS SELECT * FROM held",
-                    "CREATE UNIQUE INDEX single ON value(bytes)",
-                    "CREATE INDEX computed ON value(length(bytes))",
-                    "CREATE INDEX partial ON value(bytes) WHERE length(bytes) > 1",
-                    "UPDATE block SET class = 0x3000 WHERE class = 0x2004"));
+    testing::Values(
+        "PRAGMA user_version = 2", "DROP TABLE value",
+        "ALTER TABLE value RENAME COLUMN bytes TO octets",
+        "ALTER TABLE block ADD COLUMN size AS (length(content))",
+        "DROP TABLE value; CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER,"
+        " bytes BLOBNOT NULL, PRIMARY KEY(code, record, entry)) WITHOUT ROWID",
+        "ALTER TABLE value RENAME TO held; CREATE VIEW value AS SELECT * FROM held",
+        "CREATE UNIQUE INDEX single ON value(bytes)",
+        "CREATE INDEX computed ON value(length(bytes))",
+        "CREATE INDEX partial ON value(bytes) WHERE length(bytes) > 1",
+        "UPDATE block SET class = 0x3000 WHERE class = 0x2004"));
 
 TEST_F(DamageTest, AFileThatIsCutOffIsRefused) {
     const auto size = std::filesystem::file_size(file());
@@ -111,7 +116,9 @@ TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
     }
 }
 
-TEST_F(DamageTest, RowsOfNoBlockAreFoundByVerifying) {
+TEST_F(DamageTest, VerifyingFindsWhatNoClassShows) {
+    const std::string sound = file("sound.qar");
+    std::filesystem::copy_file(file(), sound);
     for (const char* sql :
          {"DELETE FROM block WHERE class = 0x2004", "INSERT INTO place VALUES(0x2005, 1, 0)",
           "INSERT INTO value VALUES(-1, 1, 0, x'00')"}) {
@@ -120,7 +127,17 @@ TEST_F(DamageTest, RowsOfNoBlockAreFoundByVerifying) {
         EXPECT_EQ(4096U, source.getSpectrum().size());
         EXPECT_EQ(codes::damaged, SOrvReVerify(source.context())) << sql;
         EXPECT_EQ(codes::damaged, SOrvControlDSC(source.context(), 3, 0)) << sql;
+        std::filesystem::copy_file(sound, file(),
+                                   std::filesystem::copy_options::overwrite_existing);
     }
+    // The count of unused pages, in the header.
+    std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary).seekp(39).put(5);
+    EXPECT_EQ(codes::damaged, SOrvReVerify(DataSource::opened(file(), reading).context()));
+}
+
+TEST_F(DamageTest, WhiteSpaceInTheTablesIsNotDamage) {
+    change("DROP TABLE block; CREATE TABLE block (\tclass  INTEGER\nPRIMARY KEY ,content\rBLOB )");
+    EXPECT_EQ(0, DataSource::opened(file(), reading).recordCount(QAR_CLS_SPECTRUM));
 }
 
 TEST_F(DamageTest, ValuesThatTheDictionaryDoesNotKnowAreKept) {
