@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <numeric>
 
-#include "embedded/engines/background_noise.h"
 #include "embedded/engines/engine.h"
+#include "embedded/engines/spectrum.h"
 #include "embedded/pqar/parameter_codes.h"
 
 namespace embedded::engines {

@@ -2,15 +2,13 @@
 //
 // All are fitted together in the widest region; the least significant is dropped and the rest
 // fitted again until each that is left reaches the limit. Where the model then does not describe
-// the region, the data choose what it lacks: a width of its own for a lone peak, the tail, a curved
-// continuum or another peak, whichever raises the likelihood most beyond what it costs in unknowns.
-// Only after that the region is narrowed. What reads as peaks but is the rounded shoulder of a step
-// in the continuum, such as a Compton edge, is told apart in the widest region.
+// the region, it is improved (fit_improvement.h). Only after that the region is narrowed. What
+// reads as peaks but is the rounded shoulder of a step in the continuum, such as a Compton edge, is
+// told apart in the widest region.
 #ifndef PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 #define PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 
 #include <optional>
-#include <span>
 #include <vector>
 
 #include "embedded/engines/peak_fit.h"
@@ -22,10 +20,6 @@ struct ChannelRange {
     double lowest;
     double highest;
 };
-
-// What is expected at the channels, which are clamped to the spectrum; channels where no peak is
-// looked for are left out.
-std::vector<ExpectedPeak> expectedAt(const Spectrum& spectrum, std::span<const double> channels);
 
 // A first look, with Gaussians on a straight continuum in the widest region.
 std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,

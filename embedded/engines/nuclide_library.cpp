@@ -148,7 +148,7 @@ double NuclideLibrary::detectionLimitAt(double energy) const {
     for (auto number = static_cast<std::size_t>(low); number <= static_cast<std::size_t>(high);
          ++number) {
         background += std::max(0.0, spectrum_.contents[number - 1]);
-        background += spectrum_.excess.empty() ? 0.0 : spectrum_.excess[number - 1];
+        background += spectrum_.excessAt(number - 1);
     }
     return detectionLimit(background, significanceLimit_, confidenceQuantile_);
 }

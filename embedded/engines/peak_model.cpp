@@ -25,7 +25,6 @@ constexpr Range ownWidthRange = {0.7, 2.5};
 constexpr Range tailFractionRange = {0.0, 0.5};
 constexpr Range tailLengthRange = {0.5, 4.0};
 constexpr double narrowestEdge = 0.25;  // channels
-constexpr double firstTailLength = 1.5;
 
 constexpr double outOfSight = 8.0;  // in standard deviations: less than 1e-15 of a peak lies beyond
 
@@ -116,7 +115,7 @@ Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
     values[slope] = 0.5 * (high - low) / static_cast<double>(averaged);
     values[widthFactor] = 1.0;
     values[ownWidth] = 1.0;
-    values[tailLength] = firstTailLength;
+    values[tailLength] = usualTailLength;
     values[edgeWidth] = 1.0;
 
     for (std::size_t peak = 0; peak < expected_.size(); ++peak) {

@@ -32,6 +32,17 @@ struct ExpectedPeak {
     double width;  // calibrated FWHM in channels
 };
 
+// What the data may ask for beyond Gaussians of the calibrated width on a straight continuum.
+struct Shape {
+    bool curved = false;
+    bool tailed = false;
+    std::optional<std::size_t> widePeak;  // the number of the one with a width of its own
+    std::optional<ExpectedPeak> edge;     // a step in the continuum, about as rounded as this peak
+};
+
+// In sigma: where a fit of a tail begins.
+inline constexpr double usualTailLength = 1.5;
+
 class PeakModel {
   public:
     // Positions of the unknowns in their vector; of peak number k (from 0): area(k), channel(k).

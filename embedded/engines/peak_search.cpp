@@ -123,8 +123,7 @@ bool canBePeak(const Spectrum& spectrum, double channel, double limit) {
 std::vector<Candidate> candidatesOf(const Spectrum& spectrum, const SearchSettings& settings) {
     std::vector<double> variances(spectrum.contents.size());
     for (std::size_t index = 0; index < variances.size(); ++index) {
-        const double excess = spectrum.excess.empty() ? 0.0 : spectrum.excess[index];
-        variances[index] = std::max(spectrum.contents[index], 0.0) + excess;
+        variances[index] = std::max(spectrum.contents[index], 0.0) + spectrum.excessAt(index);
     }
     std::vector<double> widths(spectrum.widths.begin(), spectrum.widths.end());
     if (settings.smoothing > 0.0) {

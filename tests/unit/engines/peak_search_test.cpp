@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "embedded/engines/background_noise.h"
+#include "embedded/engines/spectrum.h"
 #include "tests/unit/engines/simulated_spectrum.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "embedded/engines/background_noise.h"
+#include "embedded/engines/spectrum.h"
 
 #include <algorithm>
 #include <cstddef>

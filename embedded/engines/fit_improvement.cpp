@@ -1,0 +1,239 @@
+#include "embedded/engines/fit_improvement.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "embedded/engines/peak_evidence.h"
+#include "embedded/engines/second_difference.h"
+
+namespace embedded::engines {
+
+namespace {
+
+// A fit with more unknowns must gain this in -2 ln(likelihood), for each a little over three
+// standard deviations; another peak must gain the square of the limit.
+constexpr double gainForOne = 12.0;
+constexpr double gainForTail = 16.0;
+
+// Tails hold some tenths of a peak: in a fainter one they are not seen, and a continuum passes for
+// one.
+constexpr double strongEnoughForTail = 25.0;
+
+// Chi-square up to which nothing is missed, in its standard deviations: less than what is accepted,
+// for a peak of 8 sigma raises it by little more than that in a wide region.
+constexpr double wellDescribed = 1.5;
+
+// Of the limit, what the second difference of the residuals must have where a peak is tried; in
+// widths, how far each half is moved where a peak is parted.
+constexpr double missingPart = 0.5;
+constexpr double partedDistance = 0.45;
+
+constexpr int mostImprovements = 8;
+
+// A peak may have a width of its own where no other is nearer than this, in widths.
+constexpr double aloneDistance = 2.5;
+
+using Group = std::vector<ExpectedPeak>;
+
+// The group with its peaks where the fit has them.
+Group fittedGroup(const Spectrum& spectrum, const RegionFit& fit) {
+    std::vector<double> channels;
+    std::ranges::transform(fit.peaks, std::back_inserter(channels), &FittedPeak::channel);
+    return expectedAt(spectrum, channels);
+}
+
+std::optional<double> missingPeak(const Spectrum& spectrum, const RegionFit& fit, double limit) {
+    const Region& region = fit.region;
+    std::vector<double> residuals(region.count);
+    std::vector<double> variances(region.count);
+    for (std::size_t offset = 0; offset < region.count; ++offset) {
+        const std::size_t index = region.first + offset;
+        residuals[offset] = spectrum.contents[index] - fit.model[offset];
+        variances[offset] = std::max(fit.model[offset], 0.0) + spectrum.excessAt(index);
+    }
+    const auto widths = spectrum.widths.subspan(region.first, region.count);
+    const auto candidates = findCandidates(residuals, variances, widths, limit);
+    const auto best = std::ranges::max_element(candidates, {}, &Candidate::significance);
+    return best == candidates.end()
+               ? std::nullopt
+               : std::optional(best->channel + static_cast<double>(region.first));
+}
+
+std::size_t strongestPeak(const RegionFit& fit) {
+    return static_cast<std::size_t>(std::ranges::max_element(fit.peaks, {}, &FittedPeak::area) -
+                                    fit.peaks.begin());
+}
+
+bool isAlone(const RegionFit& fit, std::size_t number) {
+    const FittedPeak& peak = fit.peaks[number];
+    return std::ranges::none_of(fit.peaks, [&peak](const FittedPeak& other) {
+        const double distance = std::abs(other.channel - peak.channel);
+        return distance > 0.0 && distance < aloneDistance * peak.width;
+    });
+}
+
+struct Improvement {
+    RegionFit fit;
+    double merit;  // gain in -2 ln(likelihood) beyond what its unknowns cost
+};
+
+// Something a shape may have beyond Gaussians of one width on a straight line.
+struct Extension {
+    double cost;  // what it must gain in -2 ln(likelihood)
+    bool (*isIn)(const Shape& shape);
+    void (*put)(Shape& shape, std::size_t strongest);
+    void (*take)(Shape& shape);
+};
+
+constexpr Extension tail = {gainForTail, [](const Shape& shape) { return shape.tailed; },
+                            [](Shape& shape, std::size_t) { shape.tailed = true; },
+                            [](Shape& shape) { shape.tailed = false; }};
+constexpr Extension ownWidth = {
+    gainForOne, [](const Shape& shape) { return shape.widePeak.has_value(); },
+    [](Shape& shape, std::size_t strongest) { shape.widePeak = strongest; },
+    [](Shape& shape) { shape.widePeak.reset(); }};
+constexpr Extension curvature = {gainForOne, [](const Shape& shape) { return shape.curved; },
+                                 [](Shape& shape, std::size_t) { shape.curved = true; },
+                                 [](Shape& shape) { shape.curved = false; }};
+
+// Tries what a fit may lack.
+class Improver {
+  public:
+    Improver(const Spectrum& spectrum, double limit, bool morePeaks)
+        : spectrum_(spectrum), limit_(limit), morePeaks_(morePeaks) {}
+
+    RegionFit improve(RegionFit fit);
+
+  private:
+    void tryShape(const RegionFit& fit, const Extension& extension);
+    void tryMissingPeak(const RegionFit& fit, Group group);
+    void tryParting(const RegionFit& fit, Group group);
+    void tryAll(const RegionFit& fit);
+    void tryFit(const RegionFit& fit, const Group& group, const Shape& shape, double cost,
+                const RegionFit* start);
+    RegionFit simplified(RegionFit fit) const;
+    std::optional<RegionFit> best(const RegionFit& fit);
+
+    const Spectrum& spectrum_;
+    double limit_;
+    bool morePeaks_;
+    std::vector<Improvement> found_;
+};
+
+void Improver::tryFit(const RegionFit& fit, const Group& group, const Shape& shape, double cost,
+                      const RegionFit* start) {
+    auto tried = fitRegion(spectrum_, fit.region, group, shape, start);
+    if (tried && fit.unlikelihood - tried->unlikelihood > cost) {
+        const double merit = fit.unlikelihood - tried->unlikelihood - cost;
+        found_.push_back({std::move(*tried), merit});
+    }
+}
+
+void Improver::tryShape(const RegionFit& fit, const Extension& extension) {
+    if (!extension.isIn(fit.shape)) {
+        Shape shape = fit.shape;
+        extension.put(shape, strongestPeak(fit));
+        tryFit(fit, fit.expected, shape, extension.cost, &fit);
+    }
+}
+
+// Another peak where the residuals have their most significant second difference.
+void Improver::tryMissingPeak(const RegionFit& fit, Group group) {
+    if (const auto channel = missingPeak(spectrum_, fit, missingPart * limit_)) {
+        const auto added = expectedAt(spectrum_, std::span(&*channel, 1));
+        group.insert(group.end(), added.begin(), added.end());
+        tryFit(fit, group, fit.shape, limit_ * limit_, &fit);
+    }
+}
+
+// Two peaks in the place of the strongest.
+void Improver::tryParting(const RegionFit& fit, Group group) {
+    ExpectedPeak& one = group[strongestPeak(fit)];
+    ExpectedPeak other = one;
+    one.channel -= partedDistance * one.width;
+    other.channel += partedDistance * other.width;
+    group.push_back(other);
+    Shape shape = fit.shape;
+    shape.widePeak.reset();
+    tryFit(fit, group, shape, limit_ * limit_, nullptr);
+}
+
+void Improver::tryAll(const RegionFit& fit) {
+    const bool isSingle = isAlone(fit, strongestPeak(fit));
+    tryShape(fit, curvature);
+    if (isSingle) {
+        tryShape(fit, ownWidth);
+    }
+    const Group group = fittedGroup(spectrum_, fit);
+    if (morePeaks_ && group.size() == fit.peaks.size()) {
+        tryMissingPeak(fit, group);
+        if (isSingle) {
+            tryParting(fit, group);
+        }
+    }
+}
+
+// Takes back what is no longer needed once something else was found.
+RegionFit Improver::simplified(RegionFit fit) const {
+    for (const Extension* extension : {&tail, &ownWidth, &curvature}) {
+        if (extension->isIn(fit.shape)) {
+            Shape shape = fit.shape;
+            extension->take(shape);
+            auto tried = fitRegion(spectrum_, fit.region, fit.expected, shape, &fit);
+            if (tried && tried->unlikelihood - fit.unlikelihood < extension->cost) {
+                fit = std::move(*tried);
+            }
+        }
+    }
+    return fit;
+}
+
+// The one with the greatest merit; another peak must still be significant once all is simplified.
+std::optional<RegionFit> Improver::best(const RegionFit& fit) {
+    std::ranges::sort(found_, std::ranges::greater(), &Improvement::merit);
+    for (Improvement& improvement : found_) {
+        RegionFit& tried = improvement.fit;
+        if (tried.peaks.size() > fit.peaks.size()) {
+            tried = simplified(std::move(tried));
+            weighFaintPeaks(spectrum_, tried, limit_);
+            if (tried.peaks.back().significance < limit_ || superfluous(tried, keptPart * limit_)) {
+                continue;
+            }
+        }
+        return std::move(tried);
+    }
+    return std::nullopt;
+}
+
+// A tail is tried also where the region is described without, for it hides in step and width.
+RegionFit Improver::improve(RegionFit fit) {
+    for (int number = 0; number < mostImprovements; ++number) {
+        found_.clear();
+        if (fit.peaks[strongestPeak(fit)].significance >= strongEnoughForTail) {
+            tryShape(fit, tail);
+        }
+        const double deviation = std::sqrt(2.0 * fit.degreesOfFreedom);
+        if (fit.chiSquare > fit.degreesOfFreedom + wellDescribed * deviation) {
+            tryAll(fit);
+        }
+        auto better = best(fit);
+        if (!better) {
+            break;
+        }
+        fit = std::move(*better);
+    }
+    return fit;
+}
+
+}  // namespace
+
+RegionFit improved(const Spectrum& spectrum, RegionFit fit, double limit, bool morePeaks) {
+    return Improver(spectrum, limit, morePeaks).improve(std::move(fit));
+}
+
+}  // namespace embedded::engines

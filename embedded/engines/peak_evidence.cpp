@@ -1,0 +1,239 @@
+#include "embedded/engines/peak_evidence.h"
+
+#include <Eigen/Cholesky>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+#include <vector>
+
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/likelihood_fit.h"
+
+namespace embedded::engines {
+
+namespace {
+
+// In widths: how near two fitted peaks are one.
+constexpr double resolvedDistance = 0.6;
+
+// A peak broader than the detector makes it has a shape of its own, and what lies on its flanks,
+// nearer than this in its widths, may be part of it.
+constexpr double flankOfWidePeak = 1.25;
+
+// A peak whose area is less than this in its uncertainties is one half of something broader.
+constexpr double leastCertainty = 2.0;
+
+// An edge on a straight continuum.
+struct FoundEdge {
+    ExpectedPeak place;
+    Eigen::Vector3d heights;  // level and slope of the continuum, height of the edge
+    double chiSquare;
+};
+
+// A fit without some of the peaks; the others may move from where they are into their place.
+// edge: instead of them.
+RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
+                     std::span<const std::size_t> peaks, const std::optional<FoundEdge>& edge) {
+    RegionFit result{fit.region, fit.expected, fit.shape, fit.values, {}, 0.0, 0.0, 0.0, {}};
+    for (std::size_t number = 0; number < result.expected.size(); ++number) {
+        result.expected[number].channel = fit.peaks[number].channel;
+    }
+    PeakModel model(result.region, result.expected, result.shape.widePeak);
+    model.estimate(spectrum.contents);  // decides where the step is
+    if (edge) {
+        result.shape.edge = edge->place;
+    }
+    LikelihoodFit without(spectrum, model, result.shape);
+    for (const std::size_t peak : peaks) {
+        // From a level continuum the fit comes down more surely than from one far below.
+        result.values[PeakModel::level] +=
+            result.values[PeakModel::area(peak)] / static_cast<double>(fit.region.count);
+        result.values[PeakModel::area(peak)] = 0.0;
+        without.fix(PeakModel::area(peak));
+        without.fix(PeakModel::channel(peak));
+        if (edge && model.strongest() == peak) {
+            // Two steps near each other could make a peak.
+            without.fix(PeakModel::step);
+            result.values[PeakModel::step] = 0.0;
+        }
+    }
+    if (edge) {
+        placeEdge(edge->place, result.values);
+        result.values[PeakModel::level] = edge->heights[0];
+        result.values[PeakModel::slope] = edge->heights[1];
+        result.values[PeakModel::edgeHeight] = edge->heights[2];
+    }
+    without.converge(result.values);
+    result.values = without.values();
+    result.unlikelihood = without.unlikelihood();
+    result.chiSquare = without.chiSquare();
+    result.degreesOfFreedom = static_cast<double>(fit.region.count + 1) - without.freeUnknowns();
+    return result;
+}
+
+// The scan for an edge: places on each side of a peak and their distance, and how rounded, in its
+// widths.
+constexpr int scanSteps = 8;
+constexpr double scanStep = 0.25;
+constexpr std::array scanWidths = {0.25, 1.0, 3.0};
+
+// What peaks must gain above the best edge; what they gain so clearly in the scan, the other peaks
+// left as they are, that no fit is needed, unless an edge is most of what there is.
+constexpr double requiredGain = 9.0;
+constexpr double screeningGain = 40.0;
+constexpr double mostOfAll = 0.15;
+
+class EdgeScan {
+  public:
+    EdgeScan(const Spectrum& spectrum, const RegionFit& fit, std::span<const std::size_t> peaks);
+
+    // The place in reach of the peak that leaves the least chi-square; nothing where that is much.
+    std::optional<FoundEdge> best(const FittedPeak& peak) const;
+
+  private:
+    FoundEdge at(const ExpectedPeak& place) const;
+
+    const RegionFit& fit_;
+    Eigen::VectorXd remainder_;  // what the other peaks leave of the contents
+    Eigen::VectorXd weights_;
+};
+
+EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
+                   std::span<const std::size_t> peaks)
+    : fit_(fit) {
+    PeakModel model(fit.region, fit.expected, fit.shape.widePeak);
+    model.estimate(spectrum.contents);
+    Eigen::VectorXd others = fit.values;
+    others[PeakModel::level] = others[PeakModel::slope] = 0.0;
+    for (const std::size_t peak : peaks) {
+        others[PeakModel::area(peak)] = 0.0;
+        if (model.strongest() == peak) {
+            others[PeakModel::step] = 0.0;
+        }
+    }
+    model.evaluate(others, remainder_, nullptr);
+    weights_.resize(remainder_.size());
+    for (Eigen::Index row = 0; row < remainder_.size(); ++row) {
+        const std::size_t index = fit.region.first + static_cast<std::size_t>(row);
+        remainder_[row] = spectrum.contents[index] - remainder_[row];
+        weights_[row] =
+            1.0 / std::max(smallestVarianceOfChiSquare,
+                           fit.model[static_cast<std::size_t>(row)] + spectrum.excessAt(index));
+    }
+}
+
+// The best level, slope and height for an edge at the place; one far below is none.
+FoundEdge EdgeScan::at(const ExpectedPeak& place) const {
+    Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
+    Eigen::Vector3d right = Eigen::Vector3d::Zero();
+    double squares = 0.0;
+    const double half = 0.5 * static_cast<double>(remainder_.size() - 1);
+    const double perSigma = fwhmPerSigma / (std::numbers::sqrt2 * place.width);
+    for (Eigen::Index row = 0; row < remainder_.size(); ++row) {
+        const double channel =
+            static_cast<double>(fit_.region.first) + static_cast<double>(row) + 1.0;
+        const Eigen::Vector3d terms(1.0, (static_cast<double>(row) - half) / half,
+                                    0.5 * std::erfc((channel - place.channel) * perSigma));
+        matrix += weights_[row] * terms * terms.transpose();
+        right += weights_[row] * remainder_[row] * terms;
+        squares += weights_[row] * remainder_[row] * remainder_[row];
+    }
+    if (matrix(2, 2) == 0.0) {
+        matrix(2, 2) = 1.0;
+    }
+    const Eigen::LDLT<Eigen::Matrix3d> factors(matrix);
+    const Eigen::Vector3d heights = factors.solve(right);
+    return {place, heights, squares - right.dot(heights)};
+}
+
+std::optional<FoundEdge> EdgeScan::best(const FittedPeak& peak) const {
+    const ExpectedPeak nowhere{peak.channel - 1e6 * peak.width, peak.width};
+    double least = std::max(fit_.chiSquare + screeningGain, mostOfAll * at(nowhere).chiSquare);
+    std::optional<FoundEdge> found;
+    for (const double width : scanWidths) {
+        for (int step = -scanSteps; step <= scanSteps; ++step) {
+            const FoundEdge tried =
+                at({peak.channel + step * scanStep * peak.width, width * peak.width});
+            if (tried.chiSquare < least) {
+                least = tried.chiSquare;
+                found = tried;
+            }
+        }
+    }
+    return found;
+}
+
+}  // namespace
+
+double likelihoodSignificance(const Spectrum& spectrum, const RegionFit& fit, std::size_t peak) {
+    if (fit.peaks[peak].area <= 0.0) {
+        return 0.0;
+    }
+    const RegionFit without = fitWithout(spectrum, fit, std::span(&peak, 1), std::nullopt);
+    const double gain = without.unlikelihood - fit.unlikelihood;
+    return std::sqrt(std::max(0.0, gain)) / enlargementOf(fit);
+}
+
+std::optional<ExpectedPeak> edgeInstead(const Spectrum& spectrum, const RegionFit& fit,
+                                        std::span<const std::size_t> peaks) {
+    const auto edge = EdgeScan(spectrum, fit, peaks).best(fit.peaks[peaks.front()]);
+    if (!edge) {
+        return std::nullopt;
+    }
+    const RegionFit edged = fitWithout(spectrum, fit, peaks, edge);
+    if (edged.unlikelihood > fit.unlikelihood + requiredGain ||
+        (describesRegion(fit) && !describesRegion(edged))) {
+        return std::nullopt;
+    }
+    return ExpectedPeak{edged.values[PeakModel::edgeChannel], edged.values[PeakModel::edgeWidth]};
+}
+
+// A peak many times its uncertainty gains more than the limit too: the likelihood with it falls
+// faster towards no area than the parabola of the uncertainty.
+constexpr double clearlySignificant = 1.5;
+
+void weighFaintPeaks(const Spectrum& spectrum, RegionFit& fit, double limit) {
+    for (std::size_t number = 0; number < fit.peaks.size(); ++number) {
+        FittedPeak& peak = fit.peaks[number];
+        if (peak.significance < clearlySignificant * limit) {
+            peak.significance = likelihoodSignificance(spectrum, fit, number);
+        }
+    }
+}
+
+// Whether the stronger of two peaks stands for both.
+bool isUnresolved(const RegionFit& fit, std::size_t fainter, std::size_t stronger) {
+    const FittedPeak& peak = fit.peaks[stronger];
+    const double distance = std::abs(fit.peaks[fainter].channel - peak.channel);
+    return distance <
+           peak.width * (fit.shape.widePeak == stronger ? flankOfWidePeak : resolvedDistance);
+}
+
+bool isCertain(const FittedPeak& peak) {
+    return peak.area >= leastCertainty * peak.areaUncertainty;
+}
+
+// The peak that the fit shows to be none: too faint, or not to be told from a stronger neighbour.
+std::optional<std::size_t> superfluous(const RegionFit& fit, double limit) {
+    const auto significanceOf = [&fit](std::size_t number) {
+        return isCertain(fit.peaks[number]) ? fit.peaks[number].significance : 0.0;
+    };
+    std::vector<std::size_t> order(fit.peaks.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::ranges::sort(order, {}, significanceOf);
+    if (significanceOf(order.front()) < limit) {
+        return order.front();
+    }
+    for (std::size_t fainter = 0; fainter < order.size(); ++fainter) {
+        for (std::size_t stronger = fainter + 1; stronger < order.size(); ++stronger) {
+            if (isUnresolved(fit, order[fainter], order[stronger])) {
+                return order[fainter];
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace embedded::engines

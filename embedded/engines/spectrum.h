@@ -1,0 +1,33 @@
+// A spectrum as the search sees it, and how its contents scatter.
+#ifndef PYORV3_EMBEDDED_ENGINES_SPECTRUM_H
+#define PYORV3_EMBEDDED_ENGINES_SPECTRUM_H
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace embedded::engines {
+
+// All of all channels, channel 1 first; not owned.
+struct Spectrum {
+    std::span<const double> contents;
+    std::span<const double> widths;  // calibrated FWHM in channels; 0 where no peak is looked for
+    // Variance of a content beyond that of counting, as the subtraction of a background leaves it;
+    // empty where the contents are counts.
+    std::span<const double> excess = {};
+
+    double excessAt(std::size_t index) const { return excess.empty() ? 0.0 : excess[index]; }
+};
+
+// The variance of each content beyond that of a count, for a spectrum from which a background was
+// subtracted: some contents are negative then, and all scatter by more than the roots of their
+// values. What was subtracted is not known, but the second differences of neighbouring channels
+// show the scatter, for a smooth continuum drops out of them: 1/6 of the square of
+// content[i - 1] - 2 content[i] + content[i + 1], its median over about a hundred channels (peaks
+// fill less than half of them) divided by that of chi-square with one degree of freedom, less the
+// median content. Empty where no content is negative: then all are counts.
+std::vector<double> excessVariance(std::span<const double> contents);
+
+}  // namespace embedded::engines
+
+#endif
