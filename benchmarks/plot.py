@@ -1,10 +1,12 @@
 """Draws how saving one value and opening for one value grow with the size of the file."""
 
+import math
+
 import matplotlib
 
 matplotlib.use("Agg")
 
-from matplotlib import pyplot  # noqa: E402
+from matplotlib import pyplot, ticker  # noqa: E402
 
 COLOURS = {"pyORV3": "#1b6ca8", "sqlite3": "#d1495b", "h5py": "#7a7a7a"}
 PANELS = [("save one value", "Save one changed value"), ("open", "Open, read one value, close")]
@@ -18,6 +20,12 @@ def points(rows, beginning):
             series.setdefault("pyORV3", {})[row.size] = row.own
             series.setdefault(row.other, {})[row.size] = row.its
     return {name: sorted(sizes.items()) for name, sizes in series.items()}
+
+
+def whole_decades(axis):
+    """So that every plot has labels at both ends."""
+    low, high = axis.get_ylim()
+    axis.set_ylim(10 ** math.floor(math.log10(low)), 10 ** math.ceil(math.log10(high)))
 
 
 def draw(rows, path):
@@ -35,6 +43,9 @@ def draw(rows, path):
         axis.set_title(title, fontsize=11)
         axis.set_xlabel("size of the file / KiB")
         axis.grid(True, which="major", alpha=0.3)
+        for scale in (axis.xaxis, axis.yaxis):
+            scale.set_major_formatter(ticker.StrMethodFormatter("{x:,.0f}"))
+    whole_decades(axes[0])
     axes[0].set_ylabel("time / µs")
     axes[0].legend(frameon=False)
     figure.tight_layout()
