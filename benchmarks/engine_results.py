@@ -42,7 +42,7 @@ def heading(text, *columns):
 
 
 def show(name, comparison, results):
-    print(f"\n## {name}\n\n{comparison.case['what']}, from {comparison.case['origin']}.")
+    print(f"\n## {name}\n\n{comparison.case['what']}.")
     heading(
         "Peaks in both analyses:",
         *("energy, keV", "area", "area there", "significance", "significance there", "chi-square"),
