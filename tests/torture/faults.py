@@ -216,7 +216,7 @@ def judged(folder, reference, final, step, fault):
 
 
 def main():
-    wanted, random = torture.arguments([0, 1], __doc__)
+    wanted, random = torture.arguments([0, 1])
     os.environ["TORTURE_VARIABLE"] = "value"
     counts = []
     with torture.folder() as folder:

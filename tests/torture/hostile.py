@@ -54,57 +54,40 @@ def write_sound_file(path, records):
 
 # ---- Damage ----------------------------------------------------------------------------------------
 
-def damaged_bytes(content, random):
-    area = random.choice((100, 4096, len(content)))
-    for _ in range(random.choice((1, 1, 3, 20))):
-        content[random.randrange(min(area, len(content)))] = random.choice(
-            (0, 1, 2, 127, 128, 255, random.randrange(256)))
+NUMBERS = ("0", "-1", "1", "2", "65535", "65536", "536870912", "536936464", "4294967295", "NULL",
+           "9223372036854775807", "-9223372036854775808", "1.5", "'text'", "8196", "8197", "16389")
+VALUES = ("x''", "zeroblob(8)", "x'0102'", "NULL", "'text'", "7", "zeroblob(300)", "zeroblob(262140)",
+          "zeroblob(3000000)", "randomblob(1001)")
 
 
-def damaged_pages(content, random):
+def damage(content, kind, random):
+    """Changes the bytes of a file in place."""
     pages = len(content) // 4096
     first, second = (random.randrange(pages) * 4096 for _ in range(2))
-    content[first:first + 4096] = random.choice((
-        bytes(4096), b"\xff" * 4096, content[second:second + 4096],
-        bytes(random.randrange(256) for _ in range(4096))))
-
-
-def cut(content, random):
-    kind = random.randrange(4)
-    if kind == 0:
-        del content[random.randrange(len(content)):]
-    elif kind == 1:
-        del content[random.randrange(len(content) // 4096) * 4096:]
+    if kind == "bytes":
+        area = min(random.choice((100, 4096, len(content))), len(content))
+        for _ in range(random.choice((1, 1, 3, 20))):
+            content[random.randrange(area)] = random.choice((0, 1, 127, 128, 255, random.randrange(256)))
+    elif kind == "pages":
+        content[first:first + 4096] = random.choice((
+            bytes(4096), b"\xff" * 4096, content[second:second + 4096], random.getrandbits(8 * 4096).to_bytes(4096, "little")))
+    elif random.random() < 0.5:
+        del content[random.choice((random.randrange(len(content)), first)):]
     else:
-        content += bytes(random.choice((1, 512, 4096, 100000))) if kind == 2 else b"tail" * 1024
-
-
-def numbers(random):
-    return random.choice(("0", "-1", "1", "2", "65535", "65536", "536870912", "536936464", "4294967295",
-                          "9223372036854775807", "-9223372036854775808", "NULL", "1.5", "'text'",
-                          "0x2004", "0x2005", "0x4005", "x'00'"))
-
-
-def values(random):
-    return random.choice(("x''", "zeroblob(8)", "x'0102'", "NULL", "'text'", "7", "zeroblob(300)",
-                          "zeroblob(262140)", "zeroblob(3000000)", "randomblob(1001)"))
+        content += random.choice((b"\0", bytes(512), bytes(4096), bytes(100000), b"tail" * 1024))
 
 
 def changed_rows(random):
-    table, *columns = random.choice((("block", "class"), ("place", "class", "record", "entry"),
-                                     ("value", "code", "record", "entry")))
-    blob = {"block": "content", "value": "bytes"}.get(table)
-    kind = random.randrange(4)
-    where = " WHERE rowid %% %d = 0" % random.choice((1, 2, 3)) if table == "block" else \
-        " WHERE record %s %s" % (random.choice("<>="), random.randrange(4))
-    if kind == 0:
-        return "DELETE FROM %s%s" % (table, where)
-    if kind == 1:
-        return "UPDATE OR IGNORE %s SET %s = %s%s" % (table, random.choice(columns), numbers(random), where)
-    if kind == 2 and blob:
-        return "UPDATE OR IGNORE %s SET %s = %s%s" % (table, blob, values(random), where)
-    row = [numbers(random) for _ in columns] + ([values(random)] if blob else [])
-    return "INSERT OR REPLACE INTO %s VALUES(%s)" % (table, ", ".join(row))
+    table, blob, *columns = random.choice((
+        ("block", "content", "class"), ("place", None, "class", "record", "entry"),
+        ("value", "bytes", "code", "record", "entry")))
+    where = " WHERE %s %s %s" % (random.choice(columns), random.choice("<>="), random.choice(NUMBERS[:4]))
+    row = [random.choice(NUMBERS) for _ in columns] + [random.choice(VALUES)] * bool(blob)
+    return random.choice((
+        "DELETE FROM %s%s" % (table, where),
+        "UPDATE OR IGNORE %s SET %s = %s%s" % (table, random.choice(columns), row[0], where),
+        "UPDATE OR IGNORE %s SET %s = %s%s" % (table, blob or columns[0], row[-1], where),
+        "INSERT OR REPLACE INTO %s VALUES(%s)" % (table, ", ".join(row))))
 
 
 # Changes of the schema that a curious user or another version might make; REPLACED stands for a
@@ -146,25 +129,21 @@ def run_sql(path, script):
 def make_mutant(path, random):
     """Changes the file; returns the kind of the change and what it was."""
     kind = random.choice(("bytes", "bytes", "bytes", "pages", "cut", "rows", "rows", "schema", "journal"))
+    script = ""
     if kind == "rows":
         script = ";".join(changed_rows(random) for _ in range(random.choice((1, 1, 2, 5))))
-        run_sql(path, script)
-        return kind, script
-    if kind == "schema":
+    elif kind == "schema":
         script = random.choice(SCHEMA_CHANGES)
-        run_sql(path, script)
-        return kind, script
-    if kind == "journal":
-        with open(path + "-journal", "wb") as journal:
-            journal.write(random.choice((b"", b"\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", b"x")) +
-                          bytes(random.randrange(256) for _ in range(random.choice((0, 20, 5000)))))
-        return kind, ""
-    with open(path, "rb") as file:
-        content = bytearray(file.read())
-    {"bytes": damaged_bytes, "pages": damaged_pages, "cut": cut}[kind](content, random)
-    with open(path, "wb") as file:
-        file.write(content)
-    return kind, ""
+    elif kind == "journal":
+        start = random.choice((b"", b"\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", b"x"))
+        rest = random.getrandbits(8 * 5000).to_bytes(5000, "little")
+        pathlib.Path(path + "-journal").write_bytes(start + rest[:random.choice((0, 20, 5000))])
+    else:
+        content = bytearray(pathlib.Path(path).read_bytes())
+        damage(content, kind, random)
+        pathlib.Path(path).write_bytes(content)
+    run_sql(path, script) if script else None
+    return kind, script
 
 
 # ---- Hostile schemas -------------------------------------------------------------------------------
@@ -173,7 +152,7 @@ def make_mutant(path, random):
 SLOW = "instr(hex(zeroblob(400000)), hex(zeroblob(200000)) || '1')"
 LARGE = "length(hex(zeroblob(300000000))) > 0"
 DOUBLED = ", ".join("g%d AS (g%d || g%d)" % (n, n - 1, n - 1) for n in range(1, 30))
-ENDLESS = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i, i, i, i FROM n"
+ENDLESS = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT "
 BLOCK, PLACE, VALUE = "class INTEGER PRIMARY KEY, content BLOB", \
     "class INTEGER, record INTEGER, entry INTEGER, %sPRIMARY KEY(class, record, entry)", \
     "code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL, %sPRIMARY KEY(code, record, entry)"
@@ -211,13 +190,13 @@ HOSTILE_SCHEMAS = {
         % SLOW.replace("'", "''"),
     "trigger before insertion": "CREATE TRIGGER t BEFORE INSERT ON value BEGIN DELETE FROM block; END",
     "trigger after deletion": "CREATE TRIGGER t AFTER DELETE ON value BEGIN INSERT INTO place "
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i, i, i FROM n; END",
+        + ENDLESS + "i, i, i FROM n; END",
     "view in the place of block": "DROP TABLE block; CREATE VIEW block(class, content) AS "
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT i, NULL FROM n",
+        + ENDLESS + "i, NULL FROM n",
     "view in the place of value": "DROP TABLE value; "
-        "CREATE VIEW value(code, record, entry, bytes) AS " + ENDLESS,
+        "CREATE VIEW value(code, record, entry, bytes) AS " + ENDLESS + "i, i, i, i FROM n",
     "view in the place of place": "DROP TABLE place; CREATE VIEW place(class, record, entry) AS "
-        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT 8196, i, 0 FROM n",
+        + ENDLESS + "8196, i, 0 FROM n",
     "virtual table in the place of block": "DROP TABLE block; CREATE VIRTUAL TABLE block USING "
         "fts5(class, content)",
     "virtual table beside ours": "CREATE VIRTUAL TABLE search USING fts5(a)",
@@ -426,7 +405,7 @@ def judged(path, codes, scratch, kind):
 
 
 def main():
-    mutants, random = torture.arguments([300, 1], __doc__)
+    mutants, random = torture.arguments([300, 1])
     codes, failures = known_codes(), 0
     with torture.folder() as folder:
         sound = [os.path.join(folder, "sound%d.qar" % records) for records in (2, 40)]

@@ -25,6 +25,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string>
 
 // NOLINTBEGIN: the functions of the C library have its names and its manners
 
@@ -58,11 +59,8 @@ long firstFailing = 0;
 long lastFailing = 0;
 
 bool fails(Kind kind) {
-    if (!counting) {
-        return false;
-    }
-    const long number = ++calls[kind];
-    if (kind != armedKind || number < firstFailing || number > lastFailing) {
+    const long number = counting ? ++calls[kind] : 0;
+    if (number == 0 || kind != armedKind || number < firstFailing || number > lastFailing) {
         return false;
     }
     ++failed;
@@ -91,106 +89,88 @@ __attribute__((constructor)) void startRecord() {
     }
 }
 
-// Keeps what the call has left in errno.
-void record(const char* line, const void* data = nullptr, size_t size = 0) {
+bool isRecorded(const char* path) {
+    const size_t length = logDescriptor < 0 ? 0 : strlen(folder);
+    return length > 0 && strncmp(path, folder, length) == 0 &&
+           (path[length] == '/' || path[length] == '\0');
+}
+
+// Writes the line and the data behind it. Keeps what the call has left in errno.
+void record(const char* line, const void* data = nullptr, long size = 0) {
     const int error = errno;
     const iovec parts[2] = {{const_cast<char*>(line), strlen(line)},
-                            {const_cast<void*>(data), size}};
+                            {const_cast<void*>(data), static_cast<size_t>(size)}};
     if (syscall(SYS_writev, logDescriptor, parts, 2) < 0) {
         abort();
     }
     errno = error;
 }
 
-template <typename... Arguments>
-void recordLine(const char* format, Arguments... arguments) {
-    char line[2 * PATH_MAX + 100];
-    snprintf(line, sizeof line, format, arguments...);
-    record(line);
-}
-
-bool isInFolder(const char* path) {
-    const size_t length = strlen(folder);
-    return strncmp(path, folder, length) == 0 && (path[length] == '/' || path[length] == '\0');
-}
-
-// The path of a descriptor where it is of the folder and the record is being kept; else false.
-bool isRecorded(int descriptor, char (&path)[PATH_MAX]) {
-    if (logDescriptor < 0) {
-        return false;
+// Where the call succeeded and the path is of the folder: VERB PATH, with a further path before it.
+int recordPath(int result, const char* verb, const char* path, const char* before = "") {
+    if (result == 0 && isRecorded(path)) {
+        char line[2 * PATH_MAX + 100];
+        snprintf(line, sizeof line, "%s %s%s%s\n", verb, before, *before ? " " : "", path);
+        record(line);
     }
+    return result;
+}
+
+// The same for a descriptor: VERB INODE REST, or VERBfolder PATH for a folder. REST is the path
+// where it is null.
+void recordFile(bool succeeded, int file, const char* verb, const char* rest,
+                const void* data = nullptr, long size = 0) {
     char link[40];
-    snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+    char path[PATH_MAX];
+    char line[PATH_MAX + 100];
+    struct stat status {};
+    if (!succeeded || logDescriptor < 0) {
+        return;
+    }
+    const int error = errno;
+    snprintf(link, sizeof link, "/proc/self/fd/%d", file);
     const long length = syscall(SYS_readlink, link, path, sizeof path - 1);
     path[length < 0 ? 0 : length] = '\0';
-    return isInFolder(path);
-}
-
-unsigned long inodeOf(int descriptor) {
-    struct stat status {};
-    return syscall(SYS_newfstatat, descriptor, "", &status, AT_EMPTY_PATH) == 0 ? status.st_ino : 0;
-}
-
-void recordOpening(int descriptor, int flags) {
-    char path[PATH_MAX];
-    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-    if (descriptor >= 0 && creates && isRecorded(descriptor, path)) {
-        recordLine("create %lu %s\n", inodeOf(descriptor), path);
-    }
-}
-
-void recordWriting(int descriptor, const void* data, ssize_t size, off_t offset) {
-    char path[PATH_MAX];
-    if (size > 0 && isRecorded(descriptor, path)) {
-        char line[100];
-        snprintf(line, sizeof line, "write %lu %ld %ld\n", inodeOf(descriptor), offset, size);
-        record(line, data, static_cast<size_t>(size));
-    }
-}
-
-int recordSync(int descriptor, int result) {
-    char path[PATH_MAX];
-    if (result == 0 && isRecorded(descriptor, path)) {
-        struct stat status {};
-        syscall(SYS_newfstatat, descriptor, "", &status, AT_EMPTY_PATH);
+    if (isRecorded(path) && syscall(SYS_newfstatat, file, "", &status, AT_EMPTY_PATH) == 0) {
         if (S_ISDIR(status.st_mode)) {
-            recordLine("syncfolder %s\n", path);
+            snprintf(line, sizeof line, "%sfolder %s\n", verb, path);
         } else {
-            recordLine("sync %lu\n", status.st_ino);
+            snprintf(line, sizeof line, "%s %lu %s\n", verb, status.st_ino, rest ? rest : path);
         }
+        record(line, data, size);
     }
+    errno = error;
+}
+
+int recordOpening(int file, int flags) {
+    const bool creates = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    recordFile(file >= 0 && creates, file, "create", nullptr);
+    return file;
+}
+
+ssize_t recordWriting(int file, const void* data, ssize_t size, off_t offset) {
+    char rest[60];
+    snprintf(rest, sizeof rest, "%ld %ld", offset, size);
+    recordFile(size > 0, file, "write", rest, data, size);
+    return size;
+}
+
+int recordSync(int result, int file) {
+    recordFile(result == 0, file, "sync", "");
     return result;
 }
 
-int recordTruncation(int descriptor, off_t length, int result) {
-    char path[PATH_MAX];
-    if (result == 0 && isRecorded(descriptor, path)) {
-        recordLine("truncate %lu %ld\n", inodeOf(descriptor), length);
-    }
+int recordTruncation(int result, int file, off_t length) {
+    recordFile(result == 0, file, "truncate", std::to_string(length).c_str());
     return result;
 }
 
-int recordNaming(const char* path, int result) {
+int recordNaming(int result, const char* path) {
     struct stat status {};
-    if (result == 0 && logDescriptor >= 0 && isInFolder(path) &&
-        syscall(SYS_newfstatat, AT_FDCWD, path, &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        recordLine("name %lu %s\n", status.st_ino, path);
-    }
-    return result;
-}
-
-int recordRenaming(const char* from, const char* into, int result) {
-    if (result == 0 && logDescriptor >= 0 && isInFolder(into)) {
-        recordLine("rename %s %s\n", from, into);
-    }
-    return result;
-}
-
-int recordUnlinking(const char* path, int result) {
-    if (result == 0 && logDescriptor >= 0 && isInFolder(path)) {
-        recordLine("unlink %s\n", path);
-    }
-    return result;
+    char inode[30];
+    syscall(SYS_newfstatat, AT_FDCWD, path, &status, AT_SYMLINK_NOFOLLOW);
+    snprintf(inode, sizeof inode, "%lu", status.st_ino);
+    return recordPath(result, "name", path, inode);
 }
 
 }  // namespace
@@ -199,24 +179,38 @@ int recordUnlinking(const char* path, int result) {
 #define NEXT(function) \
     static const auto next = reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
 
-// A function that can fail and otherwise does what it always does.
+// A function that can fail and otherwise does what it always does; `result` is what it gives.
+#define RECORDED(kind, type, failure, function, parameters, arguments, exceptions, given) \
+    type function parameters exceptions {                                                \
+        NEXT(function);                                                                  \
+        const auto result = fails(kind) ? failure : next arguments;                      \
+        return given;                                                                    \
+    }
 #define WRAPPED(kind, type, failure, function, parameters, arguments, exceptions) \
-    type function parameters exceptions {                                        \
-        NEXT(function);                                                           \
-        return fails(kind) ? failure : next arguments;                            \
-    }
+    RECORDED(kind, type, failure, function, parameters, arguments, exceptions, result)
 
-#define OPENING(function, parameters, arguments)                                        \
-    int function parameters {                                                           \
-        NEXT(function);                                                                 \
-        va_list more;                                                                   \
-        va_start(more, flags);                                                          \
-        const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(more, mode_t) : 0; \
-        va_end(more);                                                                   \
-        const int opened = fails(Open) ? -1 : next arguments;                           \
-        recordOpening(opened, flags);                                                   \
-        return opened;                                                                  \
+// A function with one more argument that may be missing, of which the callee knows whether it is.
+#define VARIADIC(function, parameters, last, type, arguments, failing, given) \
+    int function parameters {                                                 \
+        NEXT(function);                                                       \
+        va_list more;                                                         \
+        va_start(more, last);                                                 \
+        const auto argument = va_arg(more, type);                             \
+        va_end(more);                                                         \
+        const int result = failing ? -1 : next arguments;                     \
+        return given;                                                         \
     }
+#define OPENING(function, parameters, arguments)                            \
+    VARIADIC(function, parameters, flags, mode_t, arguments, fails(Open),   \
+             recordOpening(result, flags))
+#define LOCKING(function)                                                                       \
+    VARIADIC(function, (int file, int command, ...), command, void*, (file, command, argument), \
+             isLocking(command) && fails(Lock), result)
+
+static bool isLocking(int command) {
+    return command == F_SETLK || command == F_OFD_SETLK || command == F_GETLK ||
+           command == F_OFD_GETLK;
+}
 
 extern "C" {
 
@@ -249,12 +243,10 @@ long tortureLiveBytes() {
 }
 
 void tortureMark(const char* text) {
-    if (logDescriptor >= 0) {
-        recordLine("mark %s\n", text);
-    }
+    char line[200];
+    snprintf(line, sizeof line, "mark %s\n", text);
+    record(line);
 }
-
-// ---- Memory ----------------------------------------------------------------------------------
 
 void* malloc(size_t size) {
     return fails(Allocation) ? nullptr : counted(__libc_malloc(size));
@@ -265,14 +257,9 @@ void* calloc(size_t number, size_t size) {
 }
 
 void* realloc(void* memory, size_t size) {
-    if (fails(Allocation)) {
-        return nullptr;
-    }
     const auto before = static_cast<long>(malloc_usable_size(memory));
-    void* moved = __libc_realloc(memory, size);
-    if (moved != nullptr || size == 0) {
-        liveBytes -= before;
-    }
+    void* moved = fails(Allocation) ? nullptr : __libc_realloc(memory, size);
+    liveBytes -= moved != nullptr ? before : 0;
     return counted(moved);
 }
 
@@ -290,122 +277,53 @@ void free(void* memory) {
     __libc_free(memory);
 }
 
-// ---- Files -----------------------------------------------------------------------------------
-
-OPENING(open, (const char* path, int flags, ...), (path, flags, mode))
-OPENING(open64, (const char* path, int flags, ...), (path, flags, mode))
-OPENING(openat, (int at, const char* path, int flags, ...), (at, path, flags, mode))
-OPENING(openat64, (int at, const char* path, int flags, ...), (at, path, flags, mode))
-WRAPPED(Open, DIR*, nullptr, opendir, (const char* path), (path), )
-
-WRAPPED(Read, ssize_t, -1, read, (int file, void* data, size_t size), (file, data, size), )
-WRAPPED(Read, ssize_t, -1, pread, (int file, void* data, size_t size, off_t offset),
-        (file, data, size, offset), )
-WRAPPED(Read, ssize_t, -1, pread64, (int file, void* data, size_t size, off64_t offset),
-        (file, data, size, offset), )
-WRAPPED(Read, dirent*, nullptr, readdir, (DIR * directory), (directory), )
-WRAPPED(Read, dirent64*, nullptr, readdir64, (DIR * directory), (directory), )
-
-ssize_t write(int file, const void* data, size_t size) {
-    NEXT(write);
-    const ssize_t written = fails(Write) ? -1 : next(file, data, size);
-    recordWriting(file, data, written, lseek(file, 0, SEEK_CUR) - written);
-    return written;
-}
-
-ssize_t pwrite(int file, const void* data, size_t size, off_t offset) {
-    NEXT(pwrite);
-    const ssize_t written = fails(Write) ? -1 : next(file, data, size, offset);
-    recordWriting(file, data, written, offset);
-    return written;
-}
-
-ssize_t pwrite64(int file, const void* data, size_t size, off64_t offset) {
-    return pwrite(file, data, size, offset);
-}
-
-int ftruncate(int file, off_t length) noexcept {
-    NEXT(ftruncate);
-    return recordTruncation(file, length, fails(Write) ? -1 : next(file, length));
-}
-
-int ftruncate64(int file, off64_t length) noexcept {
-    return ftruncate(file, length);
-}
-
-int fsync(int file) {
-    NEXT(fsync);
-    return recordSync(file, fails(Sync) ? -1 : next(file));
-}
-
-int fdatasync(int file) {
-    NEXT(fdatasync);
-    return recordSync(file, fails(Sync) ? -1 : next(file));
-}
-
-int unlink(const char* path) noexcept {
-    NEXT(unlink);
-    return recordUnlinking(path, fails(Unlink) ? -1 : next(path));
-}
-
-int rename(const char* from, const char* into) noexcept {
-    NEXT(rename);
-    return recordRenaming(from, into, fails(Rename) ? -1 : next(from, into));
-}
-
-int renameat2(int at, const char* from, int atInto, const char* into, unsigned flags) noexcept {
-    NEXT(renameat2);
-    return recordRenaming(from, into, fails(Rename) ? -1 : next(at, from, atInto, into, flags));
-}
-
-int link(const char* from, const char* into) noexcept {
-    NEXT(link);
-    return recordNaming(into, fails(Link) ? -1 : next(from, into));
-}
-
-int linkat(int at, const char* from, int atInto, const char* into, int flags) noexcept {
-    NEXT(linkat);
-    return recordNaming(into, fails(Link) ? -1 : next(at, from, atInto, into, flags));
-}
-
+// clang-format off
 using Status = struct stat;
 using Status64 = struct stat64;
+OPENING(open, (const char* path, int flags, ...), (path, flags, argument))
+OPENING(open64, (const char* path, int flags, ...), (path, flags, argument))
+OPENING(openat, (int at, const char* path, int flags, ...), (at, path, flags, argument))
+OPENING(openat64, (int at, const char* path, int flags, ...), (at, path, flags, argument))
+LOCKING(fcntl)
+LOCKING(fcntl64)
+WRAPPED(Open, DIR*, nullptr, opendir, (const char* path), (path), )
+WRAPPED(Read, ssize_t, -1, read, (int file, void* data, size_t size), (file, data, size), )
+WRAPPED(Read, ssize_t, -1, pread, (int file, void* data, size_t size, off_t at), (file, data, size, at), )
+WRAPPED(Read, ssize_t, -1, pread64, (int file, void* data, size_t size, off64_t at), (file, data, size, at), )
+WRAPPED(Read, dirent*, nullptr, readdir, (DIR * directory), (directory), )
+WRAPPED(Read, dirent64*, nullptr, readdir64, (DIR * directory), (directory), )
 WRAPPED(Inquiry, int, -1, stat, (const char* path, Status* status), (path, status), noexcept)
 WRAPPED(Inquiry, int, -1, stat64, (const char* path, Status64* status), (path, status), noexcept)
 WRAPPED(Inquiry, int, -1, lstat, (const char* path, Status* status), (path, status), noexcept)
 WRAPPED(Inquiry, int, -1, fstat, (int file, Status* status), (file, status), noexcept)
 WRAPPED(Inquiry, int, -1, fstat64, (int file, Status64* status), (file, status), noexcept)
 WRAPPED(Inquiry, int, -1, access, (const char* path, int mode), (path, mode), noexcept)
-
+RECORDED(Write, ssize_t, -1, write, (int file, const void* data, size_t size), (file, data, size), ,
+         recordWriting(file, data, result, lseek(file, 0, SEEK_CUR) - result))
+RECORDED(Write, ssize_t, -1, pwrite, (int file, const void* data, size_t size, off_t at), (file, data, size, at), ,
+         recordWriting(file, data, result, at))
+RECORDED(Write, ssize_t, -1, pwrite64, (int file, const void* data, size_t size, off64_t at), (file, data, size, at), ,
+         recordWriting(file, data, result, at))
+RECORDED(Write, int, -1, ftruncate, (int file, off_t length), (file, length), noexcept, recordTruncation(result, file, length))
+RECORDED(Write, int, -1, ftruncate64, (int file, off64_t length), (file, length), noexcept, recordTruncation(result, file, length))
+RECORDED(Sync, int, -1, fsync, (int file), (file), , recordSync(result, file))
+RECORDED(Sync, int, -1, fdatasync, (int file), (file), , recordSync(result, file))
+RECORDED(Unlink, int, -1, unlink, (const char* path), (path), noexcept, recordPath(result, "unlink", path))
+RECORDED(Rename, int, -1, rename, (const char* from, const char* into), (from, into), noexcept,
+         recordPath(result, "rename", into, from))
+RECORDED(Rename, int, -1, renameat2, (int at, const char* from, int atInto, const char* into, unsigned flags),
+         (at, from, atInto, into, flags), noexcept, recordPath(result, "rename", into, from))
+RECORDED(Link, int, -1, link, (const char* from, const char* into), (from, into), noexcept, recordNaming(result, into))
+RECORDED(Link, int, -1, linkat, (int at, const char* from, int atInto, const char* into, int flags),
+         (at, from, atInto, into, flags), noexcept, recordNaming(result, into))
 // A program that waits for what cannot come does so in no time.
-int usleep(useconds_t time) {
-    NEXT(usleep);
-    return counting ? 0 : next(time);
-}
-
-int nanosleep(const timespec* time, timespec* rest) {
-    NEXT(nanosleep);
-    return counting ? 0 : next(time, rest);
-}
-
-int clock_nanosleep(clockid_t clock, int flags, const timespec* time, timespec* rest) {
-    NEXT(clock_nanosleep);
-    return counting ? 0 : next(clock, flags, time, rest);
-}
-
-#define LOCKING(function)                                                               \
-    int function(int file, int command, ...) {                                          \
-        NEXT(function);                                                                 \
-        va_list more;                                                                   \
-        va_start(more, command);                                                        \
-        void* argument = va_arg(more, void*);                                           \
-        va_end(more);                                                                   \
-        const bool locks = command == F_SETLK || command == F_OFD_SETLK ||              \
-                           command == F_GETLK || command == F_OFD_GETLK;                \
-        return locks && fails(Lock) ? -1 : next(file, command, argument);               \
-    }
-LOCKING(fcntl)
-LOCKING(fcntl64)
+using Time = struct timespec;
+#define WAITING(function, parameters, arguments) \
+    int function parameters { NEXT(function); return counting ? 0 : next arguments; }
+WAITING(usleep, (useconds_t time), (time))
+WAITING(nanosleep, (const Time* time, Time* rest), (time, rest))
+WAITING(clock_nanosleep, (clockid_t clock, int flags, const Time* time, Time* rest), (clock, flags, time, rest))
+// clang-format on
 }
 
 // NOLINTEND
