@@ -64,6 +64,11 @@ inline constexpr std::array<ValueType, 12> valueTypes{{
     return static_cast<std::uint16_t>((code >> 16) != 0 ? code >> 16 : code);
 }
 
+// The same of a script's class argument.
+[[nodiscard]] constexpr std::uint16_t classCodeOf(std::int32_t classArgument) noexcept {
+    return classCodeOf(static_cast<std::uint32_t>(classArgument));
+}
+
 }  // namespace Tarsel::Datasources::QAR
 
 #endif

@@ -28,7 +28,8 @@
 namespace platform {
 
 // The end of a thread on its way through the stack. A catch (...) that may meet it has a clause
-// before it that hands it on: catch (platform::ThreadEnd&) { throw; }
+// before it that hands it on: catch (platform::ThreadEnd&) { throw; }. The object that it refers to
+// may have no address, so a function with such a clause is [[gnu::no_sanitize("undefined")]].
 #if defined(_WIN32)
 class ThreadEnd {};  // threads end without unwinding
 #else

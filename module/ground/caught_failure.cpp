@@ -17,7 +17,7 @@ Status reportNumber(std::string_view context, Status status) {
 
 }  // namespace
 
-Status reportCaught(std::string_view context) {
+[[gnu::no_sanitize("undefined")]] Status reportCaught(std::string_view context) {
     try {
         throw;
     } catch (const std::string& text) {
