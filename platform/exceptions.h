@@ -28,13 +28,16 @@
 namespace platform {
 
 // The end of a thread on its way through the stack. A catch (...) that may meet it has a clause
-// before it that hands it on: catch (platform::ThreadEnd&) { throw; }. The object that it refers to
-// may have no address, so a function with such a clause is [[gnu::no_sanitize("undefined")]].
+// before it that hands it on: catch (platform::ThreadEnd&) { throw; }
 #if defined(_WIN32)
 class ThreadEnd {};  // threads end without unwinding
 #else
 using ThreadEnd = abi::__forced_unwind;
 #endif
+
+// Marks a function with such a clause: what the reference names may have no address, and a
+// sanitizer would take that for a fault.
+#define PYORV3_MEETS_THREAD_END __attribute__((no_sanitize("undefined")))
 
 // To be called after a library was loaded and before it is called. Costs a few look-ups; safe to
 // call from several threads.

@@ -32,7 +32,7 @@ struct Outcome {
 // types: a thrown long or unsigned int is an unknown exception. The end of the thread passes
 // through.
 template <typename Work>
-[[nodiscard, gnu::no_sanitize("undefined")]] Outcome guardedRegion(Work&& work) {
+[[nodiscard]] PYORV3_MEETS_THREAD_END Outcome guardedRegion(Work&& work) {
     constexpr const char* numberThrown = "A number was thrown";
     try {
         return work();

@@ -17,7 +17,7 @@ Status reportNumber(std::string_view context, Status status) {
 
 }  // namespace
 
-[[gnu::no_sanitize("undefined")]] Status reportCaught(std::string_view context) {
+PYORV3_MEETS_THREAD_END Status reportCaught(std::string_view context) {
     try {
         throw;
     } catch (const std::string& text) {
