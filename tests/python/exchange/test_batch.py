@@ -1,6 +1,7 @@
 """A folder at once: the same table however it is made, whatever fails or is killed meanwhile."""
 
 import glob
+import io
 import json
 import os
 import shutil
@@ -12,7 +13,7 @@ import unittest
 
 import qar.workers
 import support
-from qar import analyse_file, exchange, extras, formats
+from qar import analyse_file, batch, exchange, extras, formats
 
 FILES = 8
 
@@ -106,11 +107,30 @@ class Batch(support.TestCase):
         support.make_spectrum("template.qar")
         with qar.open("template.qar", "r+") as template:
             template["QAR_D_PEAKLIMIT"] = 100.0
+            template.set_calibration((0.0, 1.0))
         counts = exchange.load("in/0.qar").counts
         formats.write("bare.csv", formats.Measurement(counts))
         ran = support.run("analyse", "bare.csv", "--template", "template.qar", "--json")
         self.assertEqual((ran.code, '"peaks": []' in ran.out), (0, True), ran)
         self.assertEqual(support.run("analyse", "bare.csv").code, 2)
+        ran = support.run("analyse", "in/0.qar", "--template", "template.qar", "--into", "out")
+        self.assertEqual((ran.code, "0 peaks" in ran.out), (0, True), ran)
+        self.assertEqual(exchange.load("out/0.qar").energy, exchange.load("in/0.qar").energy)
+
+    def test_what_is_done_is_not_done_again_unless_the_file_has_changed(self):
+        options, path = analyse_file.Options(), str(self.folder / "in" / "0.qar")
+        rows = [["done"] * len(analyse_file.COLUMNS)]
+        for changed in (False, True):
+            journal = batch.Journal("t.csv", options)
+            journal.add(path, rows)
+            journal.close()
+            os.utime(path, ns=(5, 5 + changed))
+            if not changed:
+                journal = batch.Journal("t.csv", options)
+                journal.add(path, rows)
+                journal.close()
+            found = batch.run([path], options, "t.csv", stream=io.StringIO()).rows
+            self.assertEqual(found == rows, not changed)
 
     @unittest.skipUnless(extras.optional("distributed"), "Dask is not installed")
     def test_gives_the_same_table_on_a_cluster(self):

@@ -8,7 +8,7 @@ import unittest
 
 import qar
 import support
-from qar import nuclide_csv, plot
+from qar import nuclide_csv, picture, plot, tables
 
 COMMANDS = "show plot convert dump load calibrate analyse report check salvage status".split()
 
@@ -124,6 +124,23 @@ class CommandLine(support.TestCase):
         places = [float(x) for x in re.findall(r"translate\(([\d.]+) \d+\) rotate\(-90\)", page)]
         self.assertEqual(len(places), 2)
         self.assertTrue(all(b - a >= 13 for a, b in zip(places, places[1:])), places)
+
+    def test_labels_stand_apart_in_the_order_of_their_peaks(self):
+        axis = picture.axis_of(qar.Calibration((0.0, 1.0)))
+        places = [1, 2, 3, 20, 21, 22, 23, 24, 60, 61, 75, 98, 99]
+        peaks = [qar.Peak(energy=c, centroid=c, significance=c % 7) for c in places]
+        found = picture.labels([5] * 100, peaks, axis, 4, 50)
+        shifted = [label.shifted for label in found]
+        self.assertGreaterEqual(len(found), 8)
+        self.assertTrue(all(b - a >= 4 for a, b in zip(shifted, shifted[1:])), shifted)
+        self.assertEqual(sorted(found, key=lambda label: label.position), found)
+        self.assertTrue(3 <= shifted[0] and shifted[-1] <= 98, shifted)
+
+    def test_numbers_have_the_digits_that_they_are_worth(self):
+        cases = [(12.3456, 0.5555, "12.35 ± 0.56"), (57315.3, 254.2, "57315 ± 254"),
+                 (5.0, None, "5"), (float("nan"), 1.0, "-"), (1.5, float("inf"), "1.5")]  # fmt: skip
+        for value, uncertainty, text in cases:
+            self.assertEqual(tables.with_uncertainty(value, uncertainty), text)
 
     def test_markup_in_texts_stays_text(self):
         support.make_spectrum("b.qar", title="<script>alert(1)</script>")

@@ -7,14 +7,16 @@ import unittest
 import xml.etree.ElementTree
 from datetime import datetime, timezone
 
+import qar
 import support
-from qar import exchange, formats
+from qar import exchange, files, formats
 from qar.formats import calibrations, texts
 from support import FULL
 
 N42 = '<RadInstrumentData><RadMeasurement><Spectrum id="s">%s</Spectrum></RadMeasurement></RadInstrumentData>'
 COUNTED = '<ChannelData compressionCode="CountedZeroes">%s</ChannelData>'
 DATA = "$DATA:\n0 2\n1\n2\n3\n"
+MANY = "<Spectrum>" + COUNTED % "0 65000" + "</Spectrum>"
 DOCTYPE = '<!DOCTYPE r [<!ENTITY x "%s">]><RadInstrumentData>&x;</RadInstrumentData>'
 
 REFUSED = (  # file, content, what is said
@@ -29,6 +31,7 @@ REFUSED = (  # file, content, what is said
     ("a.n42", N42 % (COUNTED % "1 3.5"), '"3.5"'),
     ("a.n42", N42 % (COUNTED % ("9" * 100000)), "no number"),
     ("a.n42", N42 % ("<LiveTimeDuration>-PT1S</LiveTimeDuration>" + COUNTED % "1"), "no duration"),
+    ("a.n42", "<RadInstrumentData>" + 300 * MANY + "</RadInstrumentData>", "more spectra"),
     ("a.spe", "$DATA:\n0 3\n1\n2\n", "2 of 4 channels"),
     ("a.spe", "$DATA:\n0 69999\n" + "1\n" * 70000, "no spectrum"),
     ("a.spe", "$DATA:\n0 1\n1\n2\n3\n", "more than the 2"),
@@ -75,6 +78,19 @@ READ = (  # file, content, the fields that are not empty, what is told
         N42 % ("<LiveTimeDuration>P1DT2H3M4.5S</LiveTimeDuration><X:y>5</X:y>" + COUNTED % "1"),
         {"live_time": 93784.5},
         "left out: y",
+    ),
+    (
+        "a.n42",
+        N42 % ("<StartDateTime>2010-04-17T12:00:00.5+02:30</StartDateTime>" + COUNTED % "1"),
+        {"start": datetime(2010, 4, 17, 9, 30, 0, 500000, tzinfo=timezone.utc)},
+        None,
+    ),
+    ("a.spe", "$DATA:\n2 3\n5\n6\n", {"counts": (0, 0, 5, 6)}, "channels 0 to 1"),
+    (  # the date was changed by a program that does not know the remark
+        "a.spe",
+        "$SPEC_REM:\nSTART# 2020-01-01T00:00:00.5Z\n$DATE_MEA:\n04/26/2017 11:05:11\n" + DATA,
+        {"start": datetime(2017, 4, 26, 11, 5, 11, tzinfo=timezone.utc)},
+        "no time zone",
     ),
 )
 
@@ -156,6 +172,31 @@ class Formats(support.TestCase):
         with self.assertRaisesRegex(formats.FormatError, "40,000 channels"):
             exchange.store(FULL._replace(counts=(1,) * 40000), "b.qar")
         self.assertEqual(self.names(), ["a.qar"])
+
+    def test_tell_what_of_a_qar_file_they_leave_out(self):
+        exchange.store(FULL, "a.qar")
+        with qar.open("a.qar", "r+") as source:
+            source["QAR_T_ACQSTOP"] = "2010-04-17T17:43:59.329Z"  # start and real time
+            self.assertEqual(exchange.measurement_of(source).notes, ())
+            source["QAR_T_ACQSTOP"] = "2010-04-17T17:44:59.329Z"
+            source.update({"QAR_F_AMPGAIN": 2.0, "QAR_D_PEAKENERGY": 5.0})
+            source.append({"QAR_D_PEAKENERGY": 6.0})
+            notes = "; ".join(exchange.measurement_of(source).notes)
+        self.assertRegex(
+            notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$"
+        )
+
+    def test_give_each_spectrum_a_name_of_its_own(self):
+        named = [FULL._replace(name=name) for name in ("a/1", "A_1", "a_1", "../x")]
+        names = [name for _, name in exchange.output_names(named, "out.qar")]
+        self.assertEqual(len({name.lower() for name in names}), 4)
+        self.assertFalse(any("/" in name for name in names), names)
+
+    def test_a_failure_in_the_middle_leaves_no_file(self):
+        with self.assertRaises(KeyError), files.new_file("a.csv") as temporary:
+            self.write(os.path.basename(temporary), "half")
+            raise KeyError
+        self.assertEqual(self.names(), [])
 
     @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of spectra")
     def test_carry_real_spectra_through_every_format_and_back(self):
