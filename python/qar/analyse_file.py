@@ -4,11 +4,11 @@ import contextlib
 import os
 import shutil
 import tempfile
-from typing import Any, Iterator, List, NamedTuple, Optional, Tuple
+from typing import Any, Generator, List, NamedTuple, Optional, Tuple
 
 from . import exchange, picture, report
 from .analysis import Analysis, IdentifiedNuclide, Nuclide, Peak
-from .files import write_text
+from .files import new_file, write_text
 from .source import DataSource
 from .source import open as open_source
 
@@ -31,6 +31,7 @@ class Options(NamedTuple):
     template: str = ""  # a QAR file whose analysis sequence is taken over, empty: none
     into: str = ""  # the folder for the analysed files, empty: see `analyse`
     reports: str = ""  # the folder for reports, empty: none
+    replace: bool = False  # whether files in these folders may be replaced
 
 
 class Analysed(NamedTuple):
@@ -47,37 +48,52 @@ def analyse(path: str, options: Options) -> List[Analysed]:
     of other formats also need to be kept. QarError, FormatError, OSError: the file failed.
     """
     found: List[Analysed] = []
-    for name, qar_file in _prepared(path, options):
-        with open_source(qar_file, "r+") as source:
-            _set_up(source, options)
-            analysis = source.analyse(**dict(options.settings))
-            if options.reports:
-                stem = os.path.splitext(os.path.basename(qar_file))[0]
-                axis = picture.axis_of(source.calibration())
-                text = report.html_of(source, analysis, axis)
-                write_text(os.path.join(options.reports, stem + ".html"), text, replace=True)
-        found.append(Analysed(name, analysis))
+    with contextlib.closing(_prepared(path, options)) as prepared:
+        for spectrum, qar_file, name in prepared:
+            with open_source(qar_file, "r+") as source:
+                _set_up(source, options)
+                analysis = source.analyse(**dict(options.settings))
+                if options.reports:
+                    _report(source, analysis, name, options)
+            found.append(Analysed(spectrum, analysis))
     return found
 
 
-def _prepared(path: str, options: Options) -> Iterator[Tuple[str, str]]:
-    """Each spectrum of the file with the QAR file to be analysed."""
+class _Prepared(NamedTuple):
+    """A spectrum that is ready to be analysed."""
+
+    spectrum: str  # its name among several
+    qar_file: str
+    name: str  # of the QAR file when it is done
+
+
+def _prepared(path: str, options: Options) -> Generator[_Prepared, None, None]:
+    """Each spectrum of the file; what was made for it gets its name when it has been analysed."""
     is_qar = exchange.is_qar_file(path)
     if is_qar and not options.into:
-        yield "", path
+        yield _Prepared("", path, os.path.basename(path))
         return
     with contextlib.ExitStack() as stack:
         folder = options.into or stack.enter_context(tempfile.TemporaryDirectory())
         name = os.path.splitext(os.path.basename(path))[0] + exchange.QAR_SUFFIX
         target = os.path.join(folder, name)
         if is_qar:
-            shutil.copyfile(path, target)
-            yield "", target
+            with new_file(target, options.replace) as temporary:
+                shutil.copyfile(path, temporary)
+                yield _Prepared("", temporary, name)
             return
         measurements = exchange.read_any(path)
         for measurement, target in exchange.output_names(measurements, target):
-            exchange.store(measurement, target, replace=True)
-            yield measurement.name if len(measurements) > 1 else "", target
+            with new_file(target, options.replace) as temporary:
+                exchange.store(measurement, temporary)
+                spectrum = measurement.name if len(measurements) > 1 else ""
+                yield _Prepared(spectrum, temporary, os.path.basename(target))
+
+
+def _report(source: DataSource, analysis: Analysis, name: str, options: Options) -> None:
+    text = report.html_of(source, analysis, picture.axis_of(source.calibration()), name)
+    path = os.path.join(options.reports, os.path.splitext(name)[0] + ".html")
+    write_text(path, text, options.replace)
 
 
 def _set_up(source: DataSource, options: Options) -> None:

@@ -66,12 +66,15 @@ class Journal:
         """FormatError: the journal there is of a run with other settings."""
         self.path = table + _JOURNAL_SUFFIX if table else ""
         self.done: Dict[str, List[Row]] = {}
+        self.goes_on = False  # whether there was one
         self._file: Any = None
         if not self.path:
             return
-        digest = hashlib.sha256(repr(options).encode("utf-8", "replace")).hexdigest()
+        settings = repr(options._replace(replace=False))
+        digest = hashlib.sha256(settings.encode("utf-8", "replace")).hexdigest()
         if os.path.exists(self.path):
             self._read(digest)
+            self.goes_on = True
         # What a kill left of a last line is overwritten, so that the next one begins anew.
         lines = [json.dumps({_JOURNAL_KEY: digest})]
         lines += [self._line(path, rows) for path, rows in self.done.items()]
@@ -180,6 +183,8 @@ def run(
     paths = [os.path.abspath(path) for path in paths]
     _refuse_same_names(paths, options)
     journal = Journal(table, options)
+    # What stands in the folders by now was made by the run that was interrupted.
+    options = options._replace(replace=options.replace or journal.goes_on)
     todo = [path for path in paths if path not in journal.done]
     progress = Progress(len(paths), len(paths) - len(todo), stream)
     failures: Dict[str, str] = {}

@@ -125,7 +125,8 @@ def _counts(source: DataSource) -> Tuple[int, ...]:
 
 def _shown(source: DataSource) -> Iterator[str]:
     counts, results = _counts(source), source.results()
-    yield f"{os.path.basename(source.path)}: {len(counts):,} channels, {sum(counts):,} counts"
+    size = tables.counted(len(counts), "channel")
+    yield f"{os.path.basename(source.path)}: {size}, {sum(counts):,} counts"
     for name, number in dictionary.classes().items():
         records = source.record_count(number)
         if records != 1 or number == dump.SPECTRUM_CLASS:
@@ -135,7 +136,7 @@ def _shown(source: DataSource) -> Iterator[str]:
             yield f"  {parameter.name:<18} {text:<34} {parameter.description}"
     library = source.record_count("QAR_CLS_NUCLIDE")
     if library:
-        yield f"{library} nuclides in the library"
+        yield f"{tables.counted(library, 'nuclide')} in the library"
     if results.peaks or results.nuclides:
         yield from tables.results(results)
     if counts:
@@ -298,6 +299,7 @@ def analyse_files(arguments: Arguments) -> int:
         template=os.path.abspath(arguments.template) if arguments.template else "",
         into=os.path.abspath(arguments.into) if arguments.into else "",
         reports=os.path.abspath(arguments.report) if arguments.report else "",
+        replace=arguments.force,
     )
     for folder in (options.into, options.reports):
         if folder:

@@ -42,12 +42,12 @@ _UNCERTAINTIES = (
 )
 
 
-def html_of(source: DataSource, analysis: Analysis, axis: Axis) -> str:
+def html_of(source: DataSource, analysis: Analysis, axis: Axis, name: str = "") -> str:
     """The report of an open data source.
 
-    NotFoundError: the source has no spectrum.
+    name: of the file, where it is to have another one. NotFoundError: the source has no spectrum.
     """
-    name = os.path.basename(source.path)
+    name = name or os.path.basename(source.path)
     title = source.get("QAR_C_REPORTTITLE") or source.get("QAR_C_MEASNAME") or name
     counts = source.spectrum()
     parts = [
@@ -58,8 +58,8 @@ def html_of(source: DataSource, analysis: Analysis, axis: Axis) -> str:
         f"<h1>{_text(title)}</h1><p>{_text(name)}: {len(counts):,} channels,"
         f" {sum(counts):,} counts</p>",
         *svg(counts, analysis, axis),
-        *_results("Peaks", tables.PEAKS, analysis.peaks),
-        *_results("Nuclides", tables.NUCLIDES, analysis.nuclides),
+        *_results("peak", tables.PEAKS, analysis.peaks),
+        *_results("nuclide", tables.NUCLIDES, analysis.nuclides),
         f'<p class="note">{escape(_UNCERTAINTIES)}</p>',
         *_parameters(source, "Measurement", _CLASSES),
         *_parameters(source, "Calibrations", _CALIBRATION),
@@ -74,8 +74,8 @@ def _text(text: str) -> str:
     return escape("".join(c if c.isprintable() else " " for c in text))
 
 
-def _results(title: str, columns: Sequence[Column], records: Sequence[Any]) -> Iterator[str]:
-    yield f"<h2>{len(records)} {title.lower()}</h2>" if records else f"<h2>No {title.lower()}</h2>"
+def _results(thing: str, columns: Sequence[Column], records: Sequence[Any]) -> Iterator[str]:
+    yield f"<h2>{tables.counted(len(records), thing)}</h2>"
     if records:
         yield "<table><tr>"
         for column in columns:

@@ -26,6 +26,11 @@ def number(value: Optional[float], digits: int = 6) -> str:
     return f"{value:.{digits}g}" if value is not None and value == value else "-"
 
 
+def counted(count: int, thing: str) -> str:
+    """So many things: 1 peak, 2 peaks."""
+    return f"{count:,} {thing}" if count == 1 else f"{count:,} {thing}s"
+
+
 def with_uncertainty(value: Optional[float], uncertainty: Optional[float]) -> str:
     """The value and its uncertainty with two digits of the latter: 12.34 ± 0.56."""
     if value is None or value != value:
@@ -114,10 +119,10 @@ def lines(columns: Sequence[Column], records: Sequence[Any]) -> List[str]:
 def results(analysis: Analysis) -> List[str]:
     """Peaks, nuclides, and the detection limits of those that were not found, for a terminal."""
     peaks, nuclides = analysis.peaks, analysis.nuclides
-    found = [f"{len(peaks)} peaks", *(lines(PEAKS, peaks) if peaks else [])]
+    found = [counted(len(peaks), "peak"), *(lines(PEAKS, peaks) if peaks else [])]
     if any(map(_is_badly_described, peaks)):
         found.append("!: the fit does not describe its region, uncertainties are enlarged")
-    found += [f"{len(nuclides)} nuclides", *(lines(NUCLIDES, nuclides) if nuclides else [])]
+    found += [counted(len(nuclides), "nuclide"), *(lines(NUCLIDES, nuclides) if nuclides else [])]
     if analysis.not_found:
         found.append("not found, with their detection limits in Bq:")
         limits = [f"{n.name:<9}{number(n.detection_limit, 3):>9}" for n in analysis.not_found]
