@@ -15,10 +15,9 @@ namespace embedded::engines {
 
 namespace {
 
-// A fit with more unknowns must gain this in -2 ln(likelihood), for each a little over three
-// standard deviations; another peak must gain the square of the limit.
-constexpr double gainForOne = 12.0;
-constexpr double gainForTail = 16.0;
+// What more unknowns must gain in -2 ln(likelihood), three standard deviations; another peak must
+// gain the square of the limit.
+constexpr double requiredGain = 9.0;
 
 // Tails hold some tenths of a peak: in a fainter one they are not seen, and a continuum passes for
 // one.
@@ -84,20 +83,19 @@ struct Improvement {
 
 // Something a shape may have beyond Gaussians of one width on a straight line.
 struct Extension {
-    double cost;  // what it must gain in -2 ln(likelihood)
     bool (*isIn)(const Shape& shape);
     void (*put)(Shape& shape, std::size_t strongest);
     void (*take)(Shape& shape);
 };
 
-constexpr Extension tail = {gainForTail, [](const Shape& shape) { return shape.tailed; },
+constexpr Extension tail = {[](const Shape& shape) { return shape.tailed; },
                             [](Shape& shape, std::size_t) { shape.tailed = true; },
                             [](Shape& shape) { shape.tailed = false; }};
 constexpr Extension ownWidth = {
-    gainForOne, [](const Shape& shape) { return shape.widePeak.has_value(); },
+    [](const Shape& shape) { return shape.widePeak.has_value(); },
     [](Shape& shape, std::size_t strongest) { shape.widePeak = strongest; },
     [](Shape& shape) { shape.widePeak.reset(); }};
-constexpr Extension curvature = {gainForOne, [](const Shape& shape) { return shape.curved; },
+constexpr Extension curvature = {[](const Shape& shape) { return shape.curved; },
                                  [](Shape& shape, std::size_t) { shape.curved = true; },
                                  [](Shape& shape) { shape.curved = false; }};
 
@@ -138,7 +136,7 @@ void Improver::tryShape(const RegionFit& fit, const Extension& extension) {
     if (!extension.isIn(fit.shape)) {
         Shape shape = fit.shape;
         extension.put(shape, strongestPeak(fit));
-        tryFit(fit, fit.expected, shape, extension.cost, &fit);
+        tryFit(fit, fit.expected, shape, requiredGain, &fit);
     }
 }
 
@@ -185,7 +183,7 @@ RegionFit Improver::simplified(RegionFit fit) const {
             Shape shape = fit.shape;
             extension->take(shape);
             auto tried = fitRegion(spectrum_, fit.region, fit.expected, shape, &fit);
-            if (tried && tried->unlikelihood - fit.unlikelihood < extension->cost) {
+            if (tried && tried->unlikelihood - fit.unlikelihood < requiredGain) {
                 fit = std::move(*tried);
             }
         }

@@ -42,7 +42,9 @@ double unlikelihoodOf(const Observation& observation, const Eigen::VectorXd& val
 }  // namespace
 
 LikelihoodFit::LikelihoodFit(const Spectrum& spectrum, const PeakModel& model, const Shape& shape)
-    : spectrum_(spectrum), model_(model), fixed_(model.unknowns(), false) {
+    : spectrum_(spectrum),
+      model_(model),
+      fixed_(static_cast<std::size_t>(model.unknowns()), false) {
     fixed_[PeakModel::curvature] = !shape.curved;
     fixed_[PeakModel::edgeHeight] = !shape.edge;
     fixed_[PeakModel::edgeChannel] = !shape.edge;

@@ -92,7 +92,7 @@ RegionFit widened(const Spectrum& spectrum, RegionFit fit, ChannelRange range) {
         wide.width = std::max(wide.width, fit.peaks[*fit.shape.widePeak].width);
         const Region region = regionOf(spectrum, group, widestReach, range);
         auto tried = fitRegion(spectrum, region, fit.expected, fit.shape, &fit);
-        if (tried && describesRegion(*tried) >= describesRegion(fit)) {
+        if (tried && (describesRegion(*tried) || !describesRegion(fit))) {
             fit = std::move(*tried);
         }
     }
