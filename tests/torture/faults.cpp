@@ -59,10 +59,8 @@ Outcome of(OrvStatus status) {
 Outcome of(OrvResult result, OrvContext context) {
     std::uint32_t code = 0;
     std::uint32_t unused = 0;
-    if (result != 0 && OrvErrorQuery(context, &code, &unused, &unused) != 0) {
-        code = static_cast<std::uint16_t>(result);
-    }
-    return {code, {}};
+    const bool known = result != 0 && OrvErrorQuery(context, &code, &unused, &unused) == 0;
+    return {known && code != 0 ? code : static_cast<std::uint16_t>(result), {}};
 }
 
 template <typename Output>
