@@ -184,11 +184,12 @@ constexpr int stepCount = static_cast<int>(std::size(steps));
 
 // ---- What a source holds, as text ---------------------------------------------------------------
 
-constexpr std::uint32_t observedCodes[] = {
-    QAR_D_LIVETIME,  QAR_D_REALTIME,   QAR_C_COMMENT,    QAR_L_CHANNELS,
-    QAR_C_NUCLNAME, QAR_D_LINEENERGY, QAR_D_PEAKENERGY, QAR_C_RESNUCLIDE};
-constexpr std::uint16_t observedClasses[] = {QAR_CLS_MEASUREMENT, QAR_CLS_NUCLIDE, QAR_CLS_SPECTRUM,
-                                             QAR_CLS_PEAK,        QAR_CLS_RESULT,  unformattedClass};
+constexpr std::uint32_t observedCodes[] = {QAR_D_LIVETIME,   QAR_D_REALTIME,  QAR_C_COMMENT,
+                                           QAR_L_CHANNELS,   QAR_C_NUCLNAME,  QAR_D_LINEENERGY,
+                                           QAR_D_PEAKENERGY, QAR_C_RESNUCLIDE};
+constexpr std::uint16_t observedClasses[] = {QAR_CLS_MEASUREMENT, QAR_CLS_NUCLIDE,
+                                             QAR_CLS_SPECTRUM,    QAR_CLS_PEAK,
+                                             QAR_CLS_RESULT,      unformattedClass};
 
 template <typename Bytes>
 std::string_view viewOf(const Bytes& bytes) {
@@ -265,7 +266,8 @@ std::ptrdiff_t descriptorCount() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-// ---- A run without a fault, and runs with one -----------------------------------------------------
+// ---- A run without a fault, and runs with one
+// -----------------------------------------------------
 
 struct Reference {
     Outcome outcomes[stepCount];

@@ -79,8 +79,8 @@ void convertParameter(std::uint32_t code, std::string_view bytes) {
         ByteStream again;
         static_cast<void>(parameter.serialize(object.get(), again));
     }
-    pyORV3::PythonReference text(PyUnicode_DecodeUTF8(
-        bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogatepass"));
+    pyORV3::PythonReference text(
+        PyUnicode_DecodeUTF8(bytes.data(), static_cast<Py_ssize_t>(bytes.size()), "surrogatepass"));
     if (text) {
         ByteStream written;
         static_cast<void>(parameter.serialize(text.get(), written));
@@ -90,11 +90,11 @@ void convertParameter(std::uint32_t code, std::string_view bytes) {
 
 void readRegistry(std::string_view content) {
     for (const std::string_view header :
-         {std::string_view(), std::string_view("REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\k]\r\n"),
+         {std::string_view(),
+          std::string_view("REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\k]\r\n"),
           std::string_view("Windows Registry Editor Version 5.00\r\n\r\n"
                            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\k]\r\n")}) {
-        const auto file =
-            platform::RegistryFile::parse(std::string(header) + std::string(content));
+        const auto file = platform::RegistryFile::parse(std::string(header) + std::string(content));
         require(header.empty() || (file && file->find("software\\K") != nullptr));
     }
 }
@@ -108,9 +108,9 @@ extern "C" int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     // Of each layout of a value one parameter; the types of the table and one beyond.
-    constexpr std::array<std::uint32_t, 10> codes = {
-        0x20000001, 0x20000004, 0x20000006, 0x20000007, 0x20000011,
-        0x20000012, 0x20000016, 0x20000017, 0x20000018, 0x2001000D};
+    constexpr std::array<std::uint32_t, 10> codes = {0x20000001, 0x20000004, 0x20000006, 0x20000007,
+                                                     0x20000011, 0x20000012, 0x20000016, 0x20000017,
+                                                     0x20000018, 0x2001000D};
     if (size == 0) {
         return 0;
     }

@@ -15,10 +15,12 @@ int main(int argumentCount, char** arguments) {
     LLVMFuzzerInitialize(&argumentCount, &arguments);
     int inputs = 0;
     for (int argument = 1; argument < argumentCount; ++argument) {
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(arguments[argument])) {
+        for (const auto& entry :
+             std::filesystem::recursive_directory_iterator(arguments[argument])) {
             std::ifstream file(entry.path(), std::ios::binary);
             const std::string input{std::istreambuf_iterator<char>(file), {}};
-            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()),
+                                   input.size());
             ++inputs;
         }
     }

@@ -181,10 +181,10 @@ int recordNaming(int result, const char* path) {
 
 // A function that can fail and otherwise does what it always does; `result` is what it gives.
 #define RECORDED(kind, type, failure, function, parameters, arguments, exceptions, given) \
-    type function parameters exceptions {                                                \
-        NEXT(function);                                                                  \
-        const auto result = fails(kind) ? failure : next arguments;                      \
-        return given;                                                                    \
+    type function parameters exceptions {                                                 \
+        NEXT(function);                                                                   \
+        const auto result = fails(kind) ? failure : next arguments;                       \
+        return given;                                                                     \
     }
 #define WRAPPED(kind, type, failure, function, parameters, arguments, exceptions) \
     RECORDED(kind, type, failure, function, parameters, arguments, exceptions, result)
@@ -200,8 +200,8 @@ int recordNaming(int result, const char* path) {
         const int result = failing ? -1 : next arguments;                     \
         return given;                                                         \
     }
-#define OPENING(function, parameters, arguments)                            \
-    VARIADIC(function, parameters, flags, mode_t, arguments, fails(Open),   \
+#define OPENING(function, parameters, arguments)                          \
+    VARIADIC(function, parameters, flags, mode_t, arguments, fails(Open), \
              recordOpening(result, flags))
 #define LOCKING(function)                                                                       \
     VARIADIC(function, (int file, int command, ...), command, void*, (file, command, argument), \
