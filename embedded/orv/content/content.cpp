@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
-#include <ranges>
 #include <utility>
 
 #include "embedded/pqar/parameter_codes.h"
@@ -68,23 +67,27 @@ Content::Content(const std::vector<std::uint16_t>& classes) {
 
 bool Content::isMissing(std::uint16_t classCode) const {
     const auto found = slots_.find(classCode);
-    return found != slots_.end() && !found->second.block;
+    if (found != slots_.end()) {
+        return !found->second.block;
+    }
+    return classCode != 0 && !new_ && !absent_.contains(classCode) && !removed_.contains(classCode);
 }
 
 bool Content::isMissing(const NeededClasses& needed) const {
+    const auto isNotLoaded = [](const auto& slot) { return !slot.second.block; };
     const auto missing = [this](std::uint16_t classCode) { return isMissing(classCode); };
-    return needed.all ? std::ranges::any_of(std::views::keys(slots_), missing)
+    return needed.all ? std::ranges::any_of(slots_, isNotLoaded)
                       : std::ranges::any_of(needed.classes, missing);
 }
 
 std::vector<std::uint16_t> Content::missing(const NeededClasses& needed) const {
-    std::vector<std::uint16_t> missing;
-    for (const auto& [classCode, slot] : slots_) {
-        if (!slot.block && (needed.all || std::ranges::count(needed.classes, classCode) > 0)) {
-            missing.push_back(classCode);
-        }
+    std::vector<std::uint16_t> classes(needed.classes.begin(), needed.classes.end());
+    if (needed.all) {
+        std::ranges::transform(slots_, std::back_inserter(classes),
+                               [](const auto& slot) { return slot.first; });
     }
-    return missing;
+    std::erase_if(classes, [this](std::uint16_t classCode) { return !isMissing(classCode); });
+    return classes;
 }
 
 void Content::setLoaded(std::uint16_t classCode, Block block) {
@@ -126,6 +129,7 @@ void Content::changesSaved() noexcept {
             }
         }
     }
+    absent_.merge(removed_);  // allocates nothing
     removed_.clear();
 }
 
@@ -197,6 +201,8 @@ Blocks Content::copyOfBlocks() const {
 void Content::replaceBlocks(Blocks blocks) {
     Content replaced;
     replaced.removed_ = removed_;
+    replaced.absent_ = absent_;
+    replaced.new_ = new_;
     for (const auto& [classCode, slot] : slots_) {
         replaced.removed_.insert(classCode);
     }

@@ -58,13 +58,17 @@ class Content {
 
     // ---- For the file that loads and saves it ----
 
-    // Whether the source has a class, or one of several, whose block is not in memory.
+    // Whether a class, or one of several, has a block that is not in memory, or has none of which
+    // nobody has seen that nothing else is stored of it either.
     [[nodiscard]] bool isMissing(std::uint16_t classCode) const;
     [[nodiscard]] bool isMissing(const NeededClasses& needed) const;
     // The needed classes that are missing.
     [[nodiscard]] std::vector<std::uint16_t> missing(const NeededClasses& needed) const;
     // The block of a missing class as it was saved.
     void setLoaded(std::uint16_t classCode, Block block);
+    // Of a missing class without a block nothing is stored; or of every one without.
+    void setAbsent(std::uint16_t classCode) { absent_.insert(classCode); }
+    void setNew() { new_ = true; }
 
     struct ChangedBlock {
         std::uint16_t classCode;
@@ -144,6 +148,8 @@ class Content {
 
     std::map<std::uint16_t, Slot> slots_;
     std::set<std::uint16_t> removed_;
+    std::set<std::uint16_t> absent_;
+    bool new_ = false;
     mutable std::optional<std::vector<NuclideLine>> nuclideLines_;
 };
 

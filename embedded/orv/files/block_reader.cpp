@@ -134,6 +134,14 @@ void BlockReader::readValues(std::uint16_t classCode, std::vector<Record>& recor
     }
 }
 
+void BlockReader::requireNothingOf(std::uint16_t classCode) {
+    const std::int64_t first = std::int64_t{classCode} << 16U;
+    if (Execution(places_, std::int64_t{classCode}).step() ||
+        Execution(values_, first, first + 0xFFFF).step()) {
+        refuse();
+    }
+}
+
 void BlockReader::readAll() {
     placesRead_ = 0;
     valuesRead_ = 0;

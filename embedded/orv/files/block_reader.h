@@ -22,6 +22,9 @@ class BlockReader {
     // The block of one of them.
     Block read(std::uint16_t classCode);
 
+    // Refuses rows of a class that has no block.
+    void requireNothingOf(std::uint16_t classCode);
+
     // Every block, and that no row belongs to none of them. Keeps nothing in memory.
     void readAll();
 

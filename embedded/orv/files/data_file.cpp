@@ -115,6 +115,7 @@ void DataFile::startWriting() {
 void DataFile::startWriting(std::unique_ptr<WriteAccess> access) {
     const std::lock_guard guard(mutex_);
     storage().prepareSaving();
+    content_.setNew();
     access_ = std::move(access);
 }
 

@@ -58,7 +58,7 @@ class DataFile {
 
     // Gets the access for writing unless it is there. Throws Failure as WriteAccess.
     void startWriting();
-    // Uses the access that there is.
+    // Uses the access to a file that is new and holds nothing.
     void startWriting(std::unique_ptr<WriteAccess> access);
     // Releases it. Everything has been saved.
     void endWriting();

@@ -99,8 +99,9 @@ void Database::check(int result) const {
         case SQLITE_NOTADB:
         case SQLITE_ERROR:  // the tables are not those that the statements know
         case SQLITE_CONSTRAINT:
-        case SQLITE_TOOBIG:
             throw Failure(readingFailed() ? codes::storageFailed : codes::damaged);
+        case SQLITE_TOOBIG:
+            throw Failure(codes::damaged);
         case SQLITE_READONLY:
         case SQLITE_PERM:
             throw Failure(codes::accessDenied);

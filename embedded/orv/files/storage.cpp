@@ -40,7 +40,12 @@ void Storage::load(Content& content, const NeededClasses& needed) {
     }
     const auto missing = content.missing(needed);
     for (const std::uint16_t classCode : missing) {
-        content.setLoaded(classCode, reader_.read(classCode));
+        if (content.has(classCode)) {
+            content.setLoaded(classCode, reader_.read(classCode));
+        } else {
+            reader_.requireNothingOf(classCode);
+            content.setAbsent(classCode);
+        }
     }
     if (!missing.empty()) {
         database_.releaseMemory();  // what was read is in memory now, and not twice

@@ -106,6 +106,14 @@ INSTANTIATE_TEST_SUITE_P(
                     "INSERT INTO place VALUES(0x2004, 3, 0)",
                     "INSERT INTO place VALUES(0x2004, 1, 3)", "DELETE FROM place"));
 
+TEST_F(DamageTest, AClassOfWhichOnlyRowsAreLeftIsRefusedAndNotMadeAnew) {
+    change("DELETE FROM block WHERE class = 0x2004");
+    const auto source = DataSource::opened(file(), writing);
+    EXPECT_EQ(0, source.recordCount(QAR_CLS_PEAK));
+    EXPECT_EQ(codes::damaged, source.put(QAR_C_NUCLNAME, "Co-60"));
+    EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 1.0));
+}
+
 TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
     for (const char* content : {"x'010203'", "zeroblob(4 * 65536)"}) {
         change(std::string("UPDATE block SET content = ") + content + " WHERE class = 0x2005");

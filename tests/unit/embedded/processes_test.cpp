@@ -64,7 +64,7 @@ TEST_F(ProcessesTest, AllClassesShowOneSavedState) {
     EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
     runElsewhere(
         [this] { return DataSource::opened(file(), writing).put(QAR_D_LINEENERGY, 661.657) == 0; });
-    EXPECT_EQ(0, reader.recordCount(QAR_CLS_NUCLIDE)) << "a class that the state has not";
+    EXPECT_EQ(1, reader.recordCount(QAR_CLS_NUCLIDE)) << "a class that its first state had not";
     saveElsewhere(2.0, 2);
     std::int32_t channel = 0;
     EXPECT_EQ(0U, SOrvGetSpectrum(reader.context(), 1, 1, 0, &channel));
