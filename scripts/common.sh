@@ -55,7 +55,8 @@ install_packages() {
         for package in "${CXX:-g++}" cmake ninja python3; do
             command -v "$package" >/dev/null || missing+=("$package")
         done
-        [ ${#missing[@]} -eq 0 ] || fail "Not found: ${missing[*]}. Needed are the counterparts of these Debian packages: $*"
+        [ ${#missing[@]} -eq 0 ] || fail "Not found: ${missing[*]}.
+Needed are the counterparts of these packages of Debian: $*"
         return
     fi
     for package in "$@"; do

@@ -58,8 +58,9 @@ class Calibrations(support.TestCase):
         generator = random.Random(5)
         for fwhm in (2.5, 6.0, 20.0, 60.0):
             sigma, peaks = fwhm / 2.3548, ((701.3, 60000), (2500.7, 20000), (3500.2, 9000))
+            curves = [(at, area / sigma / math.sqrt(2 * math.pi)) for at, area in peaks]
             mean = [
-                20 + sum(area * math.exp(-(((c - at) / sigma) ** 2) / 2) / sigma / 2.5066 for at, area in peaks)
+                20 + sum(top * math.exp(-(((c - at) / sigma) ** 2) / 2) for at, top in curves)
                 for c in range(1, 4097)
             ]
             counts = [simulation.poisson(m, generator) for m in mean]

@@ -74,6 +74,12 @@ class Pages(support.TestCase):
                 runner = self.folder / "runner.py"
                 self.run_program(sys.executable, "-B", runner, blocks, folder=place, PATH=self.path)
 
+    def test_link_to_what_is_there(self):
+        for page in PAGES:
+            path = support.PROJECT / page
+            for link in re.findall(r"\]\(([^)#:]+)\)", path.read_text(encoding="utf-8")):
+                self.assertTrue((path.parent / link).exists(), f"{page}: {link}")
+
     def test_describe_each_function(self):
         page = (support.PROJECT / "docs/functions.md").read_text(encoding="utf-8")
         headings = " ".join(re.findall(r"^### (.*)", page, re.MULTILINE))
