@@ -72,8 +72,12 @@ def data_source_calls(path, handle):
 
 
 def parameter_calls(handle):
-    place, values = (1, 1), [("long", sources.CHANNEL_COUNT, CHANNELS), ("double", LIVE_TIME, 3600.5)]
-    for kind, code, value in [*values, ("text", MEASUREMENT_NAME, TEXT)]:
+    place = 1, 1
+    for kind, code, value in [
+        ("long", sources.CHANNEL_COUNT, CHANNELS),
+        ("double", LIVE_TIME, 3600.5),
+        ("text", MEASUREMENT_NAME, TEXT),
+    ]:
         yield Call("setParameter", (handle, code, value, *place), kind, f"set_{kind}")
         yield Call("getParameter", (handle, code, *place), kind, f"get_{kind}")
     yield Call("getParameterMetaData", (handle, LIVE_TIME, ""))
