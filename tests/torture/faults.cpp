@@ -325,14 +325,36 @@ Reference referenceRun(std::vector<Fault>* counts) {
     return reference;
 }
 
-// Reports and counts what is wrong in a run with a fault.
-class Verdict {
+// In a process of its own: the scenario with a fault, and what was wrong with it.
+class FaultyRun {
   public:
-    explicit Verdict(const Fault& fault) : fault_(fault) {}
-    ~Verdict() { std::fflush(stdout); }
-    Verdict(const Verdict&) = delete;
-    Verdict& operator=(const Verdict&) = delete;
+    FaultyRun(const Reference& reference, const Fault& fault)
+        : reference_(reference), fault_(fault) {}
 
+    // True when all was well.
+    bool run() {
+        const std::ptrdiff_t descriptors = descriptorCount();
+        const long memory = tortureLiveBytes();
+        {
+            World world{.folder = folder_.name()};
+            for (int step = 0; step < stepCount; ++step) {
+                if (step == fault_.step) {
+                    runStepWithFault(world);
+                } else {
+                    const Outcome outcome = steps[step].call(world);
+                    require(outcome == reference_.outcomes[step], steps[step].name, outcome.code);
+                }
+            }
+            requireSnapshot(world, stepCount, "the last content is wrong", 0);
+            deleteContexts(world);
+            require(namesIn(world.folder, true) == "first.qar second.qar ", "files are left");
+        }
+        require(descriptorCount() == descriptors, "a descriptor is leaked");
+        require(tortureLiveBytes() == memory, "memory is leaked");
+        return !failed_;
+    }
+
+  private:
     void require(bool condition, const char* what, std::uint32_t code = 0) {
         if (!condition) {
             std::printf("FAILED %s: %s %ld%s: %s (0x%X)\n", steps[fault_.step].name,
@@ -341,81 +363,51 @@ class Verdict {
             failed_ = true;
         }
     }
-    [[nodiscard]] bool failed() const { return failed_; }
 
-  private:
-    Fault fault_;
+    // step: after how many steps the content is to be that of the run without a fault.
+    void requireSnapshot(const World& world, int step, const char* what, std::uint32_t code) {
+        require(snapshot(world) == reference_.snapshots[step], what, code);
+    }
+
+    void runStepWithFault(World& world) {
+        const int step = fault_.step;
+        const Outcome& expected = reference_.outcomes[step];
+        tortureArm(fault_.kind, fault_.nth, fault_.times);
+        Outcome outcome = steps[step].call(world);
+        const bool fired = tortureDisarm() > 0;
+        if (steps[step].deletes) {
+            return;  // what could not be saved now is saved by a later step
+        }
+        if (outcome != expected) {
+            require(fired && outcome.code != 0, "success with a wrong result", outcome.code);
+            require(std::ranges::count(blamingCodes, outcome.code) == 0,
+                    "a failing system is called something else", outcome.code);
+            requireSnapshot(world, step, "a failed call has changed something", outcome.code);
+            outcome = steps[step].call(world);
+            require(outcome == expected, "the retry does not work", outcome.code);
+        }
+        if (fired) {
+            requireSnapshot(world, step + 1, "the content is wrong", outcome.code);
+        }
+    }
+
+    static constexpr std::array blamingCodes = {codes::damaged, codes::openedWithRemark,
+                                                codes::internalFailure};
+
+    const Reference& reference_;
+    const Fault fault_;
+    const Folder folder_;
     bool failed_ = false;
 };
 
-void requireSnapshot(Verdict& verdict, const World& world, const std::string& expected,
-                     const char* what, std::uint32_t code) {
-    const std::string found = snapshot(world);
-    verdict.require(found == expected, what, code);
-    if (found != expected && std::getenv("TORTURE_VERBOSE") != nullptr) {
-        std::printf("expected:\n%s\nfound:\n%s\n", expected.c_str(), found.c_str());
-    }
-}
-
-void runStepWithFault(Verdict& verdict, World& world, const Reference& reference,
-                      const Fault& fault) {
-    const int step = fault.step;
-    tortureArm(fault.kind, fault.nth, fault.times);
-    Outcome outcome = steps[step].call(world);
-    const bool fired = tortureDisarm() > 0;
-    if (steps[step].deletes) {
-        return;  // what could not be saved now is saved by a later step
-    }
-    if (outcome != reference.outcomes[step]) {
-        verdict.require(fired && outcome.code != 0, "success with a wrong result", outcome.code);
-        verdict.require(outcome.code != codes::damaged && outcome.code != codes::openedWithRemark &&
-                            outcome.code != codes::internalFailure,
-                        "a failing system is called something else", outcome.code);
-        requireSnapshot(verdict, world, reference.snapshots[step],
-                        "a failed call has changed something", outcome.code);
-        outcome = steps[step].call(world);
-        verdict.require(outcome == reference.outcomes[step], "the retry does not work",
-                        outcome.code);
-    }
-    if (fired) {
-        requireSnapshot(verdict, world, reference.snapshots[step + 1], "the content is wrong",
-                        outcome.code);
-    }
-}
-
-// In a process of its own; true when all is well.
-bool runWithFault(const Reference& reference, const Fault& fault) {
-    Verdict verdict(fault);
-    const Folder folder;
-    const std::ptrdiff_t descriptors = descriptorCount();
-    const long memory = tortureLiveBytes();
-    {
-        World world{.folder = folder.name()};
-        for (int step = 0; step < stepCount; ++step) {
-            if (step == fault.step) {
-                runStepWithFault(verdict, world, reference, fault);
-            } else {
-                const Outcome outcome = steps[step].call(world);
-                verdict.require(outcome == reference.outcomes[step], steps[step].name,
-                                outcome.code);
-            }
-        }
-        requireSnapshot(verdict, world, reference.snapshots[stepCount], "the last content is wrong",
-                        0);
-        deleteContexts(world);
-        verdict.require(namesIn(world.folder, true) == "first.qar second.qar ", "files are left");
-    }
-    verdict.require(descriptorCount() == descriptors, "a descriptor is leaked");
-    verdict.require(tortureLiveBytes() == memory, "memory is leaked");
-    return !verdict.failed();
-}
-
-// The child's end is the judgement; -1: it has not ended within a minute or by a signal.
+// A signal, too, is a failure; after a minute there is one.
 bool judged(const Reference& reference, const Fault& fault) {
     const pid_t child = fork();
     if (child == 0) {
         alarm(60);
-        _exit(runWithFault(reference, fault) ? 0 : 1);
+        const bool well = FaultyRun(reference, fault).run();
+        std::fflush(stdout);
+        _exit(well ? 0 : 1);
     }
     int status = 0;
     waitpid(child, &status, 0);

@@ -187,10 +187,8 @@ class Run:
         self.models = {name: Model() for name in self.NAMES}
         self.saved = {name: [(-1, Model().content())] for name in self.NAMES}
         if folder:
-            for name, file, mode in (("first", "first", CREATE), ("second", "second", CREATE),
-                                     ("reader", "first", READ)):
-                path = os.path.join(folder, file + ".qar")
-                self.handles[name] = ok(pyORV3.open(path, mode, 1, ""), "opening")
+            for name in self.NAMES:
+                self.open(name, CREATE)
 
     def call(self, name, function, *arguments):
         """Calls the function; a source's name among the arguments stands for the source."""
@@ -219,10 +217,19 @@ class Run:
         self.report("saved %s %d" % (name, self.number))
 
     def reopen(self, name):
+        """Closes all handles of the source, so that the file itself is read next."""
         self.save(name, lambda handle: pyORV3.close(handle, 0))
         if self.folder:
-            path = os.path.join(self.folder, name + ".qar")
-            self.handles[name] = ok(pyORV3.open(path, WRITE, 1, ""), "opening")
+            if name == "first":
+                ok(pyORV3.close(self.handles["reader"], 0), "closing")
+            self.open(name, WRITE)
+            self.check()
+
+    def open(self, name, mode):
+        path = os.path.join(self.folder, name + ".qar")
+        self.handles[name] = ok(pyORV3.open(path, mode, 1, ""), "opening")
+        if name == "first":
+            self.handles["reader"] = ok(pyORV3.open(path, READ, 1, ""), "opening")
 
     def check(self):
         for name, handle in self.handles.items():
@@ -236,9 +243,9 @@ class Run:
                                  random.choice((0, 0, 1, 2, 3)))
         code, size = random.choice(sum(PARAMETERS[number], [])), random.randrange(1, 700)
         block, choice = random.choice((number, SPECTRUM)), random.random()
-        if choice < 0.32:
+        if choice < 0.31:
             self.call(name, "setParameter", code, self.value_of(code), record, entry)
-        elif choice < 0.95:
+        elif choice < 0.93:
             self.call(name, *random.choice([("getParameter", code, record, entry)] * 10 + [
                 ("count", number, record), ("count", SPECTRUM, 0), ("getSpectrum", 0, 0),
                 ("findNuclideByName", random.choice("abcx"), 0),
@@ -249,12 +256,12 @@ class Run:
                 ("createBlock", block, size), ("copyTo", other, random.choice((0, number))),
                 ("moveRecordsTo", other, number, record, random.randrange(LARGEST)),
                 ("setSpectrum", tuple(random.randrange(-9, 2**31) for _ in range(size)), 0, 0)]))
-        elif choice < 0.98 or choice > 0.985 and not self.reopens:
+        elif choice < 0.95 or choice < 0.98 and not self.reopens:
             self.save(name, pyORV3.flush)
-        elif choice < 0.985:
-            self.save(name, lambda handle: pyORV3.control(handle, 2, 0))
-        elif choice < 0.99:
+        elif choice < 0.98:
             self.reopen(name)
+        elif choice < 0.99:
+            self.save(name, lambda handle: pyORV3.control(handle, 2, 0))
         else:
             self.check()
         self.number += 1
