@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "embedded/pqar/dictionary_extension.h"
-#include "embedded/pqar/dictionary_status.h"
 #include "embedded/pqar/parameter_table.h"
 #include "module/interface/orv.h"
 

@@ -13,6 +13,14 @@
 
 namespace embedded {
 
+// The statuses of the dictionary's entry points. Bit 0 set means success.
+inline constexpr std::uint32_t dictionarySuccess = 0x00000001;
+inline constexpr std::uint32_t dictionaryUnknownParameter = 0x00008180;  // no such code or name
+inline constexpr std::uint32_t dictionaryNameTooLong = 0x00008182;       // name over 55 characters
+inline constexpr std::uint32_t dictionaryNullPointer = 0x00008184;       // an argument is null
+inline constexpr std::uint32_t dictionaryExtensionUnusable =
+    0x00008186;  // not in the table, and the extension that the environment names is of no use
+
 // The layout of a value's bytes; numbers are little-endian. The numbers are the format's.
 enum class DataType : std::uint16_t {
     Byte = 2,

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/content/unformatted_block.h"
+#include "embedded/orv/content/plain_blocks.h"
 
 namespace embedded {
 namespace {

@@ -1,4 +1,5 @@
-// A data source context: what a handle of the interface stands for.
+// A data source context: what a handle of the interface stands for; and the contexts of the process
+// by their handles.
 #ifndef PYORV3_EMBEDDED_ORV_INTERFACE_CONTEXT_H
 #define PYORV3_EMBEDDED_ORV_INTERFACE_CONTEXT_H
 
@@ -7,13 +8,16 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <type_traits>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "embedded/orv/content/failure.h"
 #include "embedded/orv/files/data_file.h"
+#include "module/interface/orv.h"
 
 namespace embedded {
 
@@ -95,6 +99,26 @@ class Context {
     std::vector<std::string> inputs_;
     std::size_t inputsGiven_ = 0;
 };
+
+// Any thread may call any function. Handles are positive and ascend, and no handle is given twice:
+// one that was kept after its context went names nothing.
+class Contexts {
+  public:
+    // Throws Failure(noHandleLeft) after 2,147,483,647 contexts.
+    OrvContext create();
+    // The context; it lives as long as the result, also when it is removed meanwhile.
+    // Throws Failure(unknownContext).
+    std::shared_ptr<Context> find(OrvContext handle) const;
+    std::shared_ptr<Context> remove(OrvContext handle);
+
+  private:
+    mutable std::shared_mutex mutex_;
+    OrvContext last_ = 0;
+    std::unordered_map<OrvContext, std::shared_ptr<Context>> contexts_;
+};
+
+// The ones of this process.
+Contexts& contexts();
 
 }  // namespace embedded
 

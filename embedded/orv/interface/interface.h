@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "embedded/orv/files/fork_gate.h"
-#include "embedded/orv/interface/contexts.h"
+#include "embedded/orv/interface/context.h"
 #include "module/interface/orv.h"
 
 namespace embedded {

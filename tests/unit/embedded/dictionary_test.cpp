@@ -7,7 +7,6 @@
 #include <memory>
 #include <string>
 
-#include "embedded/pqar/dictionary_status.h"
 #include "embedded/pqar/parameter_codes.h"
 #include "embedded/pqar/parameter_table.h"
 #include "module/interface/orv.h"
