@@ -251,9 +251,11 @@ def check_files(arguments: Arguments) -> int:
     if arguments.json:
         print_json([{"file": path, "failure": text or None} for path, text in found.items()])
     else:
-        print("\n".join(f"{path}: sound" for path, text in found.items() if not text))
         for path, text in found.items():
-            tell(path, [text] if text else [])
+            if text:
+                tell(path, [text])
+            else:
+                print(f"{path}: sound")
     return PARTLY if any(found.values()) else DONE
 
 

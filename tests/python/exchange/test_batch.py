@@ -103,12 +103,16 @@ class Batch(support.TestCase):
         self.assertEqual((self.folder / "in" / "0.qar").read_bytes(), before)
         self.assertEqual(sorted(os.listdir("out")), ["0.html", "0.qar", "1.html", "1.qar"])
         ran = support.run("analyse", "in/0.qar", "in/1.n42", "--into", "out")
-        self.assertEqual((ran.code, [line[-12:] for line in ran.err[-2:]]), (1, [" File exists"] * 2))
+        self.assertEqual(
+            (ran.code, [line[-12:] for line in ran.err[-2:]]), (1, [" File exists"] * 2)
+        )
         self.assertEqual(sorted(os.listdir("out")), ["0.html", "0.qar", "1.html", "1.qar"])
         page = (self.folder / "out" / "0.html").read_text(encoding="utf-8")
         self.assertIn("0.qar: 1,024 channels", page)
         for options, code in ((("--force",), 0), ((), 2)):
-            self.assertEqual(support.run("analyse", "in/1.n42", "--into", "out", *options).code, code)
+            self.assertEqual(
+                support.run("analyse", "in/1.n42", "--into", "out", *options).code, code
+            )
 
     def test_a_template_gives_settings_and_missing_calibrations(self):
         support.make_spectrum("template.qar")

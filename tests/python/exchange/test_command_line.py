@@ -1,8 +1,11 @@
 """The commands as a user gives them: exit codes, output, one line for what went wrong."""
 
+import contextlib
 import json
 import os
 import re
+import shutil
+import sqlite3
 import struct
 import unittest
 
@@ -164,6 +167,17 @@ class CommandLine(support.TestCase):
         with qar.open("a.qar") as first, qar.open("b.qar") as second:
             self.assertEqual(first.spectrum(), second.spectrum())
             self.assertEqual(first.calibration(), second.calibration())
+        shutil.copy("a.qar", "holed.qar")
+        with contextlib.closing(sqlite3.connect("holed.qar")) as database:
+            database.execute("DELETE FROM place WHERE class = 0x2002 AND entry = 1")
+            database.commit()
+        self.assertEqual(support.run("check", "holed.qar")[:2], (1, ""))
+        ran = support.run("salvage", "holed.qar", "saved.qar")
+        self.assertEqual((ran.code, len(ran.err)), (1, 1), ran)
+        self.assertIn("lost: QAR_CLS_CALIBRATION", ran.err[0])
+        self.run_well("check", "saved.qar")
+        with qar.open("a.qar") as first, qar.open("saved.qar") as second:
+            self.assertEqual(first.spectrum(), second.spectrum())
         data = bytearray((self.folder / "a.qar").read_bytes())
         self.write("c.qar", bytes(data[: len(data) // 2]))
         ran = support.run("check", "a.qar", "c.qar", "none.qar")
