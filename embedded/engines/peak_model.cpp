@@ -76,6 +76,12 @@ Distribution distribution(double place) {
     return {normalDistribution(place), normalDensity(place), 0.0, 0.0};
 }
 
+// Distance below the edge in standard deviations of the peak that would be as rounded.
+double edgeArgument(const Eigen::VectorXd& values, std::size_t index) {
+    return (values[PeakModel::edgeChannel] - channelOf(index)) * fwhmPerSigma /
+           values[PeakModel::edgeWidth];
+}
+
 }  // namespace
 
 PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected,
@@ -149,10 +155,6 @@ double PeakModel::offset(std::size_t index) const {
 double PeakModel::stepArgument(const Eigen::VectorXd& values, std::size_t index) const {
     const double sigma = width(values, strongest_) / fwhmPerSigma;
     return (values[channel(strongest_)] - channelOf(index)) / sigma;
-}
-
-double PeakModel::edgeArgument(const Eigen::VectorXd& values, std::size_t index) const {
-    return (values[edgeChannel] - channelOf(index)) * fwhmPerSigma / values[edgeWidth];
 }
 
 double PeakModel::continuum(const Eigen::VectorXd& values, std::size_t index) const {

@@ -94,7 +94,6 @@ class PeakModel {
   private:
     double offset(std::size_t index) const;
     double stepArgument(const Eigen::VectorXd& values, std::size_t index) const;
-    double edgeArgument(const Eigen::VectorXd& values, std::size_t index) const;
     void addContinuum(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
                       Eigen::MatrixXd* derivatives) const;
     void addStep(const Eigen::VectorXd& values, Eigen::VectorXd& contents,

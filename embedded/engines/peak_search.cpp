@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <limits>
+#include <numeric>
 #include <optional>
 
 #include "embedded/engines/multiplet.h"
@@ -88,12 +89,12 @@ std::vector<FittedPeak> fitAll(const std::vector<Group>& groups, const FitGroup&
 }
 
 double countsBetween(const Spectrum& spectrum, double low, double high) {
-    const auto last = static_cast<double>(spectrum.contents.size());
-    double sum = 0.0;
-    for (double number = std::max(1.0, std::ceil(low)); number <= std::min(last, high); ++number) {
-        sum += spectrum.contents[static_cast<std::size_t>(number) - 1];
-    }
-    return sum;
+    const auto end = static_cast<double>(spectrum.contents.size());
+    const auto first = static_cast<std::ptrdiff_t>(std::clamp(std::ceil(low), 1.0, end)) - 1;
+    const auto last = static_cast<std::ptrdiff_t>(std::clamp(std::floor(high), 0.0, end));
+    return first < last ? std::accumulate(spectrum.contents.begin() + first,
+                                          spectrum.contents.begin() + last, 0.0)
+                        : 0.0;
 }
 
 // Whether the few counts around a candidate can make a peak at all: the gain in -2 ln(likelihood)
