@@ -195,6 +195,10 @@ bool Database::isWritable() const {
     return sqlite3_db_readonly(handle_.get(), "main") == 0;
 }
 
+void Database::keepFewPages() {
+    execute("PRAGMA cache_size = -128");  // KiB
+}
+
 void Database::releaseMemory() {
     sqlite3_db_release_memory(handle_.get());
 }

@@ -39,6 +39,8 @@ class Database {
     [[nodiscard]] std::uint32_t dataVersion();
     [[nodiscard]] bool isWritable() const;
 
+    // Keeps few pages from now on, as what is read through once from end to end needs.
+    void keepFewPages();
     // Lets memory go that only makes reading the same again quicker.
     void releaseMemory();
 

@@ -39,6 +39,10 @@ void Storage::load(Content& content, const NeededClasses& needed) {
         }
     }
     const auto missing = content.missing(needed);
+    constexpr std::int64_t large = 1 << 20;  // bytes, beside which the pages kept count for little
+    if (!missing.empty() && database_.fileSize() > large) {
+        database_.keepFewPages();
+    }
     for (const std::uint16_t classCode : missing) {
         if (content.has(classCode)) {
             content.setLoaded(classCode, reader_.read(classCode));
