@@ -66,24 +66,6 @@ void dropPeak(Group& group, Shape& shape, std::size_t number) {
     }
 }
 
-// start: a fit of the whole group to begin with.
-std::optional<RegionFit> fitPruning(const Spectrum& spectrum, Group group, Region region,
-                                    Shape shape, double limit, const RegionFit* start) {
-    while (!group.empty()) {
-        auto fit = fitRegion(spectrum, region, group, shape, start);
-        if (fit) {
-            weighFaintPeaks(spectrum, *fit, limit);
-        }
-        const auto dropped = fit ? superfluous(*fit, limit) : lowestPeak(spectrum, group);
-        if (!dropped) {
-            return fit;
-        }
-        dropPeak(group, shape, *dropped);
-        start = nullptr;
-    }
-    return std::nullopt;
-}
-
 // The fit in as many of its own widths as others get, where a peak is broader than calibrated.
 RegionFit widened(const Spectrum& spectrum, RegionFit fit, ChannelRange range) {
     if (fit.shape.widePeak) {
@@ -157,7 +139,19 @@ RegionFit withoutShoulders(const Spectrum& spectrum, RegionFit fit, double limit
 std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
                                      ChannelRange range, double limit) {
     const Region region = widestRegion(spectrum, expected, range);
-    return fitPruning(spectrum, std::move(expected), region, {}, limit, nullptr);
+    Shape shape;
+    while (!expected.empty()) {
+        auto fit = fitRegion(spectrum, region, expected, shape);
+        if (fit) {
+            weighFaintPeaks(spectrum, *fit, limit);
+        }
+        const auto dropped = fit ? superfluous(*fit, limit) : lowestPeak(spectrum, expected);
+        if (!dropped) {
+            return fit;
+        }
+        dropPeak(expected, shape, *dropped);
+    }
+    return std::nullopt;
 }
 
 std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
