@@ -20,6 +20,7 @@ import pyORV3
 from . import dictionary
 from .dictionary import Parameter
 from .errors import NotFoundError, QarError, check
+from .exchange import write_date
 from .files import Path, new_file
 from .formats import FormatError
 from .formats.measurement import reading
@@ -305,7 +306,10 @@ class _Loading(NamedTuple):
                 self.failures[f"{name}: the dictionary has no such parameter"] += 1
                 continue
             try:
-                self.source[parameter.code, record, entry] = _read(parameter, value)
+                if parameter.type_name == "Date" and isinstance(value, str):
+                    write_date(self.source, parameter.code, record, entry, value)
+                else:
+                    self.source[parameter.code, record, entry] = _read(parameter, value)
             except QarError as error:
                 self.failures[f"{name}: {error.text}"] += 1
 

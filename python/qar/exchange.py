@@ -9,10 +9,12 @@ could lose something returns it as notes, a line for each.
 
 import contextlib
 import os
-from datetime import datetime, timedelta, timezone
+import re
+from datetime import timedelta, timezone
 from typing import Dict, Iterator, List, Set, Tuple
 
 from . import dictionary, formats
+from .dictionary import Key
 from .errors import NotFoundError
 from .files import Path, new_file
 from .formats import FormatError, Measurement
@@ -73,10 +75,22 @@ def _write(measurement: Measurement, source: DataSource, notes: List[str]) -> No
     if start is not None and not FIRST_DATE <= start <= LAST_DATE:
         notes.append(f"left out: the start, {start.date()}, which no QAR file can hold")
     elif start is not None:
+        start = start.astimezone(timezone.utc)
         if start.microsecond % 1000:
             notes.append("the start is kept to the millisecond")
         with _known(notes):
-            source[_START] = start
+            write_date(source, _START, 1, 1, start.isoformat(timespec="milliseconds")[:23] + "Z")
+
+
+def write_date(source: DataSource, key: Key, record: int, entry: int, text: str) -> None:
+    """Writes a date so that its text comes back as it is.
+
+    A date is stored as a floating-point number that may lie just below the millisecond, and what
+    is below a millisecond is cut off when it is read. Such a one is written five microseconds later.
+    """
+    source[key, record, entry] = text
+    if re.search(r"\.\d{3}Z$", text) and source[key, record, entry] != text:
+        source[key, record, entry] = text[:-1] + "005Z"
 
 
 @contextlib.contextmanager

@@ -28,7 +28,7 @@ FAILURES = (  # arguments, what the one line says
     ("convert a.qar none/b.spe", "no such folder"),
     ("calibrate a.qar --line 5", "CHANNEL=ENERGY"),
     ("calibrate a.qar --line 100=300 --line 440=661.7", "no peak"),
-    ("analyse a.qar -l a.qar", "first line"),
+    ("analyse a.qar -l two.n42", "first line"),
     ("analyse a.qar --set QAR_D_PEAKLIMIT=much", "no value of a double"),
     ("analyse a.qar --set QAR_D_NOSUCH=1", "QAR_D_NOSUCH"),
     ("analyse a.qar --jobs 0", "from 1 to"),

@@ -64,6 +64,9 @@ UNUSABLE = (  # what makes an extension one that is not used: a change of its fi
     {"description": "d" * 256},
 )
 
+# A quarter of all milliseconds lie above the floating-point number that a file has of them.
+DATES = "QAR_T_ACQSTOP QAR_T_CALDATE QAR_T_SAMPLETIME QAR_T_ENERGYTIME QAR_T_ANALYSED".split()
+
 NO_DOCUMENTS = (
     b"[" * 100000,
     b'{"qar_measurement": 1, "spectrum": [' + b"1" * 100 + b"]}",
@@ -99,6 +102,8 @@ def make_everything(path):
                 "QAR_T_ACQSTART": "2026-03-02T08:15:00.123Z",
             }
         )
+        for number, name in enumerate(DATES):
+            source[name] = f"2026-11-25T03:44:{number + 50}.{862 - number}600Z"
         source.insert("QAR_CLS_NUCLIDE", 1)  # a record without a value
         source["QAR_D_HALFLIFE", 2] = 1e-300
         source["QAR_D_LINEENERGY", 2, 1] = 661.657
@@ -129,7 +134,8 @@ class Dump(support.TestCase):
         self.assertEqual(document["not_reached"], [])
         text = (self.folder / "a.json").read_text(encoding="utf-8")
         self.assertIn("[5, 0, -7, 2147483647]", text)
-        (measurement, nuclides) = document["classes"]
+        classes = {content["class"]: content for content in document["classes"]}
+        measurement, nuclides = classes[0x2000], classes[0x2004]
         self.assertEqual(measurement["records"][0]["values"]["QAR_D_LIVETIME"], "NaN")
         self.assertNotIn("QAR_C_MEASNAME", measurement["records"][0]["values"])
         lines = [{"QAR_D_LINEENERGY": 661.657}, {}, {"QAR_B_LINEKEY": False}]
