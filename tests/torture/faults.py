@@ -194,7 +194,7 @@ def judged(folder, reference, final, step, fault):
     """In a process of its own; True when all is well, else what is wrong has been printed."""
     child = os.fork()
     if child == 0:
-        signal.alarm(60)
+        signal.alarm(300)
         name = steps(folder)[step][0]
         what = "%s: %s %d%s" % (name, shim.tortureKind(fault[0]).decode(), fault[1],
                                 "" if fault[2] == 1 else " on")

@@ -386,7 +386,7 @@ def judged(path, codes, scratch, kind):
     reports, write_end = os.pipe()
     child = os.fork()
     if child == 0:
-        signal.alarm(60)
+        signal.alarm(300)
         at_start = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
         try:
             try_file(path, codes, scratch, kind)

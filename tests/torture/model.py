@@ -184,6 +184,7 @@ class Run:
     def __init__(self, seed, folder=None, reopens=True, report=lambda text: None):
         self.random, self.folder, self.reopens = random.Random(seed), folder, reopens
         self.report, self.number, self.handles = report, 0, {}
+        self.saving = self.random.choice((0.03, 0.3))  # the share of steps that save
         self.models = {name: Model() for name in self.NAMES}
         self.saved = {name: [(-1, Model().content())] for name in self.NAMES}
         if folder:
@@ -239,31 +240,32 @@ class Run:
 
     def step(self):
         random, name, other = self.random, self.random.choice(("first",) + self.NAMES), self.random.choice(self.NAMES)
-        number, record, entry = (random.choice(list(PARAMETERS)), random.randrange(LARGEST),
-                                 random.choice((0, 0, 1, 2, 3)))
+        number, entry = random.choice(list(PARAMETERS) + [torture.NUCLIDES] * 2), random.choice((0, 0, 1, 2, 3))
+        record = random.randrange(min(len(self.models[name].records(number)) + 2, LARGEST))
         code, size = random.choice(sum(PARAMETERS[number], [])), random.randrange(1, 700)
         block, choice = random.choice((number, SPECTRUM)), random.random()
-        if choice < 0.31:
+        if random.random() < self.saving:
+            if choice < 0.5 and self.reopens:
+                self.reopen(name)
+            elif choice < 0.9:
+                self.save(name, pyORV3.flush)
+            else:
+                self.save(name, lambda handle: pyORV3.control(handle, 2, 0))
+        elif choice < 0.01:
+            self.check()
+        elif choice < 0.32:
             self.call(name, "setParameter", code, self.value_of(code), record, entry)
-        elif choice < 0.93:
-            self.call(name, *random.choice([("getParameter", code, record, entry)] * 10 + [
+        else:
+            self.call(name, *random.choice([("getParameter", code, record, entry)] * 5 + [
                 ("count", number, record), ("count", SPECTRUM, 0), ("getSpectrum", 0, 0),
                 ("findNuclideByName", random.choice("abcx"), 0),
                 ("findNuclideByEnergy", float(random.randrange(2000)), 300.0, 0),
-                ("insert", number, record, entry), ("insert", number, record, 0),
-                ("delete", number, record, entry), ("delete", number, record, 0),
                 ("deleteBlock", block), ("deleteLevel", random.choice((1, 2))),
                 ("createBlock", block, size), ("copyTo", other, random.choice((0, number))),
-                ("moveRecordsTo", other, number, record, random.randrange(LARGEST)),
-                ("setSpectrum", tuple(random.randrange(-9, 2**31) for _ in range(size)), 0, 0)]))
-        elif choice < 0.95 or choice < 0.98 and not self.reopens:
-            self.save(name, pyORV3.flush)
-        elif choice < 0.98:
-            self.reopen(name)
-        elif choice < 0.99:
-            self.save(name, lambda handle: pyORV3.control(handle, 2, 0))
-        else:
-            self.check()
+                ("setSpectrum", tuple(random.randrange(-9, 2**31) for _ in range(size)), 0, 0)] + [
+                ("insert", number, record, entry), ("insert", number, record, 0),
+                ("delete", number, record, entry), ("delete", number, record, 0),
+                ("moveRecordsTo", other, number, record, random.randrange(1, 4))] * 2))
         self.number += 1
 
     def close(self):
