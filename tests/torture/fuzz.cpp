@@ -103,6 +103,7 @@ void readRegistry(std::string_view content) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
     Py_InitializeEx(0);
+    require(Parameter().load(0x20000001) == pyORV3::success);  // else there is nothing to convert
     return 0;
 }
 
