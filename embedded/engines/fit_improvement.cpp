@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "embedded/engines/peak_evidence.h"
-#include "embedded/engines/second_difference.h"
+#include "embedded/engines/spectrum.h"
 
 namespace embedded::engines {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "embedded/engines/calibration.h"
-#include "embedded/engines/likelihood_fit.h"
+#include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
 

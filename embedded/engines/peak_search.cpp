@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "embedded/engines/multiplet.h"
-#include "embedded/engines/second_difference.h"
+#include "embedded/engines/spectrum.h"
 
 namespace embedded::engines {
 

@@ -1,5 +1,5 @@
 // The peaks of a whole spectrum: second differences propose candidates, generously
-// (second_difference.h); fits of neighbouring ones decide (multiplet.h).
+// (spectrum.h); fits of neighbouring ones decide (multiplet.h).
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_SEARCH_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_SEARCH_H
 

@@ -1,7 +1,10 @@
 #include "embedded/engines/spectrum.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+
+#include "embedded/engines/calibration.h"
 
 namespace embedded::engines {
 
@@ -48,6 +51,108 @@ std::vector<double> excessVariance(std::span<const double> contents) {
                   excess.begin() + static_cast<std::ptrdiff_t>(end), value);
     }
     return excess;
+}
+
+namespace {
+
+// Smoothing by 1.4 times the peak's own width: the wider it is (up to sqrt(5) times), the fainter
+// the peaks it shows; the narrower, the closer the neighbours it separates.
+constexpr double smoothingPerSigma = 1.4;
+constexpr double reachPerSmoothing = 4.0;
+
+// The coefficients serve for widths that differ by no more than this part.
+constexpr double sameWidth = 0.01;
+
+double coefficient(double distance, double smoothing) {
+    const double ratio = distance / smoothing;
+    return (1.0 - ratio * ratio) * std::exp(-0.5 * ratio * ratio);
+}
+
+// The coefficients for one width.
+class Filter {
+  public:
+    explicit Filter(double width)
+        : width_(width),
+          reach_(static_cast<std::size_t>(
+              std::ceil(reachPerSmoothing * smoothingPerSigma * width / fwhmPerSigma))),
+          coefficients_(2 * reach_ + 1) {
+        const double smoothing = smoothingPerSigma * width / fwhmPerSigma;
+        for (std::size_t place = 0; place < coefficients_.size(); ++place) {
+            const double distance = static_cast<double>(place) - static_cast<double>(reach_);
+            coefficients_[place] = coefficient(distance, smoothing);
+        }
+    }
+
+    bool serves(double width) const { return std::abs(width - width_) <= sameWidth * width_; }
+
+    double significanceAt(std::span<const double> contents, std::span<const double> variances,
+                          std::size_t centre) const {
+        const std::size_t first = centre > reach_ ? centre - reach_ : 0;
+        const std::size_t end = std::min(contents.size(), centre + reach_ + 1);
+        const double* const coefficients = &coefficients_[first + reach_ - centre];
+
+        // Cut off at the ends of the spectrum the coefficients no longer sum up to zero.
+        double sum = 0.0;
+        for (std::size_t place = 0; place < end - first; ++place) {
+            sum += coefficients[place];
+        }
+        const double mean = sum / static_cast<double>(end - first);
+
+        double difference = 0.0;
+        double variance = 0.0;
+        double squares = 0.0;
+        double total = 0.0;
+        for (std::size_t place = 0; place < end - first; ++place) {
+            const double weight = coefficients[place] - mean;
+            difference += weight * contents[first + place];
+            variance += weight * weight * variances[first + place];
+            squares += weight * weight;
+            total += variances[first + place];
+        }
+        // Of a few counts most are the peak's, and without it each channel would have the mean.
+        variance = std::min(variance, squares * total / static_cast<double>(end - first));
+        return variance > 0.0 ? difference / std::sqrt(variance) : 0.0;
+    }
+
+  private:
+    double width_;
+    std::size_t reach_;
+    std::vector<double> coefficients_;
+};
+
+// Offset of the top of the parabola through three equidistant points, the middle one the highest.
+double topOffset(double left, double middle, double right) {
+    const double curvature = left - 2.0 * middle + right;
+    return curvature < 0.0 ? 0.5 * (left - right) / curvature : 0.0;
+}
+
+}  // namespace
+
+std::vector<Candidate> findCandidates(std::span<const double> contents,
+                                      std::span<const double> variances,
+                                      std::span<const double> widths, double limit) {
+    std::vector<double> significance(contents.size(), 0.0);
+    Filter filter(1.0);
+    for (std::size_t index = 0; index < contents.size(); ++index) {
+        if (widths[index] > 0.0) {
+            if (!filter.serves(widths[index])) {
+                filter = Filter(widths[index]);
+            }
+            significance[index] = filter.significanceAt(contents, variances, index);
+        }
+    }
+
+    std::vector<Candidate> candidates;
+    for (std::size_t index = 1; index + 1 < contents.size(); ++index) {
+        const double left = significance[index - 1];
+        const double middle = significance[index];
+        const double right = significance[index + 1];
+        if (widths[index] > 0.0 && middle >= limit && middle > left && middle >= right) {
+            const double channel = static_cast<double>(index + 1) + topOffset(left, middle, right);
+            candidates.push_back({channel, middle});
+        }
+    }
+    return candidates;
 }
 
 }  // namespace embedded::engines
