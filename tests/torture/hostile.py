@@ -58,7 +58,7 @@ def write_sound_file(path, records):
 NUMBERS = ("0", "-1", "1", "2", "65535", "65536", "536870912", "536936464", "4294967295", "NULL",
            "9223372036854775807", "-9223372036854775808", "1.5", "'text'", "8196", "8197", "16389")
 VALUES = ("x''", "zeroblob(8)", "x'0102'", "NULL", "'text'", "7", "zeroblob(300)", "zeroblob(262140)",
-          "zeroblob(3000000)", "randomblob(1001)")
+          "zeroblob(300000)", "randomblob(1001)")
 
 
 def damage(content, kind, random):
