@@ -15,6 +15,7 @@ TEST(Status, TakesTheFirstRuleThatApplies) {
     for (const auto& [status, mapped, normalized] : {
              Case{0, 0, 0},
              {0xECE99D7D, 0xECE99D7D, 0xEBE89D7D},
+             {0xFCE91234, 0xFCE91234, 0xFCE91234},
              {0xE0610007, 0xE0610007, 0xE0610007},
              {0x00610000, 0x00610000, 0x00610000},
              {0x00270010, 0xEBE80010, 0xEBE80010},
