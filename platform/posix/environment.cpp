@@ -1,5 +1,7 @@
 #include "platform/posix/environment.h"
 
+#include <pthread.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -11,9 +13,15 @@
 
 namespace {
 
-// getenv hands out a pointer that setenv may free.
+// getenv hands out a pointer that setenv may free. Held around a fork, so that the new process does
+// not find it locked by a thread that it has not.
 std::mutex& environmentMutex() {
-    static std::mutex mutex;
+    static std::mutex& mutex = []() -> std::mutex& {
+        static std::mutex made;
+        pthread_atfork([] { environmentMutex().lock(); }, [] { environmentMutex().unlock(); },
+                       [] { environmentMutex().unlock(); });
+        return made;
+    }();
     return mutex;
 }
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -125,9 +126,13 @@ bool loaderSearchesAbsoluteFolders() {
                        [](const Dl_serpath& folder) { return folder.dls_name[0] == '/'; });
 }
 
-Opened openInSystemFolders(const std::string& file) {
+bool loaderIsSafe() {
     static const bool safe = loaderSearchesAbsoluteFolders();
-    return safe ? open(file) : Opened{};
+    return safe;
+}
+
+Opened openInSystemFolders(const std::string& file) {
+    return loaderIsSafe() ? open(file) : Opened{};
 }
 
 Opened find(const std::string& file, std::string_view libraryPath) {
@@ -280,6 +285,18 @@ Libraries& libraries() {
     }();
     return all;
 }
+
+// Made while this code is loaded, before a thread could be in the middle of it: a process forked
+// then would wait for ever for the thread that it has not.
+[[maybe_unused]] const bool madeAtLoading = []() noexcept {
+    try {
+        libraries();
+        ownFolder();
+        return loaderIsSafe();
+    } catch (const std::exception&) {  // made at the first use then
+        return false;
+    }
+}();
 
 }  // namespace
 

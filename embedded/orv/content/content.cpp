@@ -198,7 +198,7 @@ Blocks Content::copyOfBlocks() const {
     return blocks;
 }
 
-void Content::replaceBlocks(Blocks blocks) {
+void Content::replaceBlocks(Blocks&& blocks) {
     Content replaced;
     replaced.removed_ = removed_;
     replaced.absent_ = absent_;

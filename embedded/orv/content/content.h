@@ -115,7 +115,7 @@ class Content {
 
     // All blocks, which must be loaded; and others in their place.
     [[nodiscard]] Blocks copyOfBlocks() const;
-    void replaceBlocks(Blocks blocks);
+    void replaceBlocks(Blocks&& blocks);
 
     // All gamma lines of the nuclide records in their order; collected once after each change.
     [[nodiscard]] const std::vector<NuclideLine>& nuclideLines() const;

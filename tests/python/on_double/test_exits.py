@@ -72,7 +72,7 @@ def fail():
 threads = [threading.Thread(target=fail) for _ in range(2)]
 for thread in threads:
     thread.start()
-child = os.fork() if hasattr(os, "fork") else None
+child = os.fork() if CAN_FORK else None
 if child == 0:
     fail()
     os._exit(0)
@@ -129,11 +129,14 @@ class Exits(unittest.TestCase):
     def test_failures_are_reported_in_whole_lines(self):
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "trace")
-            self.assertEqual(output_of(TRACE, PYORV3_TRACE=path), ["0"])
+            # The thread sanitizer's own lock around dlopen is not released in a forked process.
+            can_fork = hasattr(os, "fork") and "libtsan" not in os.environ.get("LD_PRELOAD", "")
+            script = "CAN_FORK = %s" % can_fork + TRACE
+            self.assertEqual(output_of(script, PYORV3_TRACE=path), ["0"])
             with open(path, newline="") as file:
                 lines = file.readlines()
         reports = [LINE.fullmatch(line).groups() for line in lines]
-        threads = 3 if hasattr(os, "fork") else 2
+        threads = 3 if can_fork else 2
         counted = collections.Counter((context, code) for context, _, code in reports)
         expected = {
             ("flush", "0xECE99D7D"): 200 * threads,
