@@ -141,13 +141,13 @@ def _state(path: str) -> List[int]:
 
 
 class Progress:
-    """A bar of tqdm where that is installed, else a line for each file, on standard error."""
+    """On a terminal a bar of tqdm where that is installed, else a line for each file."""
 
     def __init__(self, total: int, done: int, stream: TextIO) -> None:
         self._total, self._done, self._stream = total, done, stream
         self._bar: Any = None
         tqdm = extras.optional("tqdm")
-        if tqdm is not None:
+        if tqdm is not None and stream.isatty():
             self._bar = tqdm.tqdm(total=total, initial=done, unit="file", file=stream)
 
     def step(self, path: str) -> None:
