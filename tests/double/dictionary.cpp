@@ -5,7 +5,7 @@
 #include <string_view>
 #include <type_traits>
 
-#include "tests/double/reply.h"
+#include "tests/double/recorder.h"
 
 namespace {
 
@@ -42,6 +42,7 @@ constexpr std::array<Parameter, 14> parameters{{
 constexpr std::int64_t success = 1;  // bit 0 of a status says so
 constexpr std::int64_t unknownParameter = 0x00278002;
 constexpr std::size_t textAreaSize = 256;
+const recording::Presence presence("pqar");
 
 }  // namespace
 
@@ -56,14 +57,14 @@ ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_getpinfo(uint32_t code, uint32
     const auto* const known = std::ranges::find(parameters, code, &Parameter::code);
     const bool isKnown = known != parameters.end();
     const Parameter parameter = isKnown ? *known : Parameter{};
-    return static_cast<uint32_t>(reply(
-        __func__,
-        {IN(code), IN(one), IN(zero), area("name", name, textAreaSize, std::string(parameter.name)),
-         area("description", description, textAreaSize, std::string(parameter.description)),
-         OUT(output6), OUT(output7), output("length", length, parameter.length),
-         output("type", type, parameter.type), output("size", size, parameter.size), OUT(output11),
-         OUT(output12)},
-        isKnown ? success : unknownParameter));
+    return static_cast<uint32_t>(
+        reply(__func__,
+              {IN(code), IN(one), IN(zero), area("name", name, textAreaSize, parameter.name),
+               area("description", description, textAreaSize, parameter.description), OUT(output6),
+               OUT(output7), output("length", length, parameter.length),
+               output("type", type, parameter.type), output("size", size, parameter.size),
+               OUT(output11), OUT(output12)},
+              isKnown ? success : unknownParameter));
 }
 
 ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_pname2code(const char* name, uint32_t* code,

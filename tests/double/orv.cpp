@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tests/double/reply.h"
+#include "tests/double/recorder.h"
 
 namespace {
 
@@ -10,7 +10,6 @@ using recording::area;
 using recording::Argument;
 using recording::input;
 using recording::output;
-using recording::Recorder;
 
 // A fixed field without the zero bytes at its end, so that a zero-filled field is an empty text in
 // the log; a null value for the field of a null record.
@@ -42,10 +41,22 @@ Argument searchKey(std::int32_t kind, const void* key) {
     area("identity", node->identity, sizeof node->identity), \
         area("refusal", node->refusal, sizeof node->refusal), output("count", count, 1)
 
-// Where no answer is scripted a new context has the next number.
-Argument newContext(OrvContext* context) {
-    return output("context", context, recording::nextContext);
-}
+// Lists that several functions have. Where no answer is scripted a new context has the next number.
+#define CONTEXT_CREATION                                                                \
+    (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option), \
+        identity(node), refusal(node), IN(access), IN(option),                          \
+        output("context", context, recording::Recorder::instance().nextContext())
+#define OPENING                                                                      \
+    (OrvContext context, const char* name, uint16_t sourceType, uint32_t accessMode, \
+     uint32_t option, const char* auxiliary),                                        \
+        IN(context), IN(name), IN(sourceType), IN(accessMode), IN(option), IN(auxiliary)
+#define FILE_CREATION                                                               \
+    (OrvContext context, const char* fileName, uint16_t sourceType, uint16_t first, \
+     uint16_t second, uint16_t third),                                              \
+        IN(context), IN(fileName), IN(sourceType), IN(first), IN(second), IN(third)
+#define CLASS_COPY                                                                                \
+    (OrvContext source, OrvContext destination, uint16_t classCode), IN(source), IN(destination), \
+        IN(classCode)
 
 constexpr std::int64_t noMoreInputs = 0x00500003;
 
@@ -53,15 +64,9 @@ constexpr std::int64_t noMoreInputs = 0x00500003;
 
 // ---- Contexts, nodes and inputs ----
 
-FUNCTION(OrvStatus, SOrvCreateDSC,
-         (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option),
-         identity(node), refusal(node), IN(access), IN(option), newContext(context))
-FUNCTION(OrvStatus, SOrvCreateDSC2,
-         (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option),
-         identity(node), refusal(node), IN(access), IN(option), newContext(context))
-FUNCTION(OrvResult, OrvCreateDSC2,
-         (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option),
-         identity(node), refusal(node), IN(access), IN(option), newContext(context))
+FUNCTION(OrvStatus, SOrvCreateDSC, CONTEXT_CREATION)
+FUNCTION(OrvStatus, SOrvCreateDSC2, CONTEXT_CREATION)
+FUNCTION(OrvResult, OrvCreateDSC2, CONTEXT_CREATION)
 FUNCTION(OrvStatus, SOrvEnumNodes,
          (OrvContext context, OrvNodeRecord* node, uint32_t* count, uint32_t selector), IN(context),
          identity(node), refusal(node), input("count", *count), IN(selector), NODE_OUTPUTS)
@@ -90,24 +95,10 @@ OrvStatus ORV_CALL SOrvNextInput(OrvContext context, char* name) {
 
 // ---- Sources ----
 
-FUNCTION(OrvStatus, SOrvOpenDataSource,
-         (OrvContext context, const char* sourceName, uint16_t sourceType, uint32_t accessMode,
-          uint32_t option, const char* auxiliary),
-         IN(context), input("name", sourceName), IN(sourceType), IN(accessMode), IN(option),
-         IN(auxiliary))
-FUNCTION(OrvResult, OrvDataSourceOpening,
-         (OrvContext context, const char* fileName, uint16_t sourceType, uint32_t accessMode,
-          uint32_t option, const char* auxiliary),
-         IN(context), input("name", fileName), IN(sourceType), IN(accessMode), IN(option),
-         IN(auxiliary))
-FUNCTION(OrvStatus, SOrvCreateFile,
-         (OrvContext context, const char* fileName, uint16_t sourceType, uint16_t first,
-          uint16_t second, uint16_t third),
-         IN(context), IN(fileName), IN(sourceType), IN(first), IN(second), IN(third))
-FUNCTION(OrvResult, OrvFileCreation,
-         (OrvContext context, const char* fileName, uint16_t sourceType, uint16_t first,
-          uint16_t second, uint16_t third),
-         IN(context), IN(fileName), IN(sourceType), IN(first), IN(second), IN(third))
+FUNCTION(OrvStatus, SOrvOpenDataSource, OPENING)
+FUNCTION(OrvResult, OrvDataSourceOpening, OPENING)
+FUNCTION(OrvStatus, SOrvCreateFile, FILE_CREATION)
+FUNCTION(OrvResult, OrvFileCreation, FILE_CREATION)
 FUNCTION(OrvStatus, SOrvCloseDataSource, (OrvContext context), IN(context))
 FUNCTION(OrvResult, OrvDataSourceClosing, (OrvContext context), IN(context))
 FUNCTION(OrvStatus, SOrvFlush, (OrvContext context), IN(context))
@@ -150,8 +141,7 @@ FUNCTION(OrvStatus, SOrvGetSpectrum,
          (OrvContext context, uint16_t firstChannel, uint16_t channelCount, uint32_t option,
           int32_t* channels),
          IN(context), IN(firstChannel), IN(channelCount), IN(option),
-         area("channels", channels, channelCount * sizeof *channels,
-              Recorder::instance().channels(firstChannel, channelCount)))
+         area("channels", channels, channelCount * sizeof *channels))
 FUNCTION(OrvStatus, SOrvPutSpectrum,
          (OrvContext context, uint16_t firstChannel, uint16_t channelCount,
           const int32_t* channels),
@@ -177,10 +167,8 @@ FUNCTION(OrvStatus, SOrvDeleteOne,
          (OrvContext context, uint16_t classCode, uint16_t record, uint16_t entry), IN(context),
          IN(classCode), IN(record), IN(entry))
 FUNCTION(OrvStatus, SOrvDeleteLevel, (OrvContext context, int32_t level), IN(context), IN(level))
-FUNCTION(OrvStatus, SOrvClassCopy, (OrvContext source, OrvContext destination, uint16_t classCode),
-         IN(source), IN(destination), IN(classCode))
-FUNCTION(OrvResult, OrvClassCopy, (OrvContext source, OrvContext destination, uint16_t classCode),
-         IN(source), IN(destination), IN(classCode))
+FUNCTION(OrvStatus, SOrvClassCopy, CLASS_COPY)
+FUNCTION(OrvResult, OrvClassCopy, CLASS_COPY)
 FUNCTION(OrvStatus, SOrvSaveAs, (OrvContext source, OrvContext destination), IN(source),
          IN(destination))
 FUNCTION(OrvResult, OrvDataSourceDuplication, (OrvContext source, OrvContext destination),

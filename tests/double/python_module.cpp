@@ -3,7 +3,7 @@
 //     answer(function, result, thrown, times, when, outputs)   when and outputs: dicts
 //     calls() -> [(function, {argument: value}), ...]
 //     unused_answers() -> [function, ...]
-//     set_channels(bytes)                                      32-bit words
+//     is_mapped(library) -> bool
 //
 // Values are ints, bytes, or None for a null pointer. tests/python/double.py makes it comfortable.
 #include <Python.h>
@@ -101,9 +101,8 @@ PyObject* method(PyObject* /*module*/, PyObject* arguments) {
     }
 }
 
-template <void (Recorder::*function)()>
-PyObject* act(PyObject* /*arguments*/) {
-    (Recorder::instance().*function)();
+PyObject* reset(PyObject* /*arguments*/) {
+    Recorder::instance().reset();
     Py_RETURN_NONE;
 }
 
@@ -146,23 +145,16 @@ PyObject* unusedAnswers(PyObject* /*arguments*/) {
     });
 }
 
-PyObject* setChannels(PyObject* words) {
-    Recorder::instance().setChannels(toBytes(words));
-    Py_RETURN_NONE;
-}
-
-PyObject* isMapped(PyObject* fileName) {
-    const Reference name = owned(PyUnicode_AsUTF8String(fileName));
-    return PyBool_FromLong(recording::isMapped(toBytes(name.get()).c_str()) ? 1 : 0);
+PyObject* isMapped(PyObject* library) {
+    const Reference name = owned(PyUnicode_AsUTF8String(library));
+    return PyBool_FromLong(recording::isMapped(toBytes(name.get())) ? 1 : 0);
 }
 
 PyMethodDef methods[] = {
-    {"reset", method<act<&Recorder::reset>>, METH_NOARGS, nullptr},
+    {"reset", method<reset>, METH_NOARGS, nullptr},
     {"answer", method<answer>, METH_VARARGS, nullptr},
     {"calls", method<calls>, METH_NOARGS, nullptr},
     {"unused_answers", method<unusedAnswers>, METH_NOARGS, nullptr},
-    {"set_channels", method<setChannels>, METH_O, nullptr},
-    {"release_engine", method<act<&Recorder::releaseEngine>>, METH_NOARGS, nullptr},
     {"is_mapped", method<isMapped>, METH_O, nullptr},
     {nullptr, nullptr, 0, nullptr},
 };

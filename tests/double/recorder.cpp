@@ -1,8 +1,7 @@
 #include "tests/double/recorder.h"
 
 #include <algorithm>
-#include <new>
-#include <stdexcept>
+#include <cstring>
 
 namespace recording {
 namespace {
@@ -13,26 +12,19 @@ bool fits(const Answer& answer, const Call& call) {
     });
 }
 
-template <typename Integer>
-void raiseInteger(std::int64_t value) {
-    throw static_cast<Integer>(value);
+void write(const char* function, const Argument& output, const Value& value) {
+    const auto* const number = std::get_if<std::int64_t>(&value);
+    const std::size_t width = output.kind == Argument::Kind::number ? output.size : 4;
+    const std::string bytes = number != nullptr
+                                  ? std::string(reinterpret_cast<const char*>(number), width)
+                                  : std::get<std::string>(value);
+    if (bytes.size() > output.size) {
+        throw std::length_error(std::string(function) + ": too many bytes for " + output.name);
+    }
+    std::memcpy(output.destination, bytes.data(), bytes.size());
 }
 
-struct Unexpected {};
-
 }  // namespace
-
-const std::map<std::string, void (*)(std::int64_t)> raisers{
-    {"short", raiseInteger<short>},
-    {"int", raiseInteger<int>},
-    {"long", raiseInteger<long>},
-    {"unsigned int", raiseInteger<unsigned int>},
-    {"unsigned long", raiseInteger<unsigned long>},
-    {"bad_alloc", [](std::int64_t) { throw std::bad_alloc(); }},
-    {"runtime_error", [](std::int64_t) { throw std::runtime_error("scripted"); }},
-    {"text", [](std::int64_t) { throw "scripted"; }},
-    {"struct", [](std::int64_t) { throw Unexpected(); }},
-};
 
 Recorder& Recorder::instance() {
     static Recorder recorder;
@@ -41,9 +33,7 @@ Recorder& Recorder::instance() {
 
 void Recorder::reset() {
     const std::scoped_lock lock(mutex_);
-    engineReleased_ = false;
     nextContext_ = firstContext;
-    channels_.clear();
     calls_.clear();
     answers_.clear();
 }
@@ -75,31 +65,49 @@ std::vector<std::string> Recorder::unusedAnswers() const {
     return functions;
 }
 
-std::optional<Answer> Recorder::record(Call call) {
+bool Recorder::findAnswer(const Call& call, Answer& answer) {
     const std::scoped_lock lock(mutex_);
-    calls_.push_back(std::move(call));
-    std::deque<Answer>& answers = answers_[calls_.back().function];
-    const auto found = std::ranges::find_if(
-        answers, [this](const Answer& answer) { return fits(answer, calls_.back()); });
+    calls_.push_back(call);
+    std::deque<Answer>& answers = answers_[call.function];
+    const auto found =
+        std::ranges::find_if(answers, [&call](const Answer& each) { return fits(each, call); });
     if (found == answers.end()) {
-        return std::nullopt;
+        return false;
     }
-    Answer answer = *found;
+    answer = *found;
     if (found->times != forEver && --found->times == 0) {
         answers.erase(found);
     }
+    return true;
+}
+
+Answer Recorder::take(const char* function, const Arguments& arguments, std::int64_t result) {
+    Call call{function, {}};
+    for (const Argument& argument : arguments) {
+        if (argument.kind == Argument::Kind::input) {
+            call.arguments.emplace_back(argument.name, argument.value);
+        }
+    }
+    Answer answer{.result = result};
+    const bool isScripted = findAnswer(call, answer);
+    Values outputs = answer.outputs;
+    for (const Argument& argument : arguments) {
+        const auto named = std::ranges::find(outputs, argument.name, &Values::value_type::first);
+        const bool isNamed = named != outputs.end();
+        if (argument.kind == Argument::Kind::input || (isScripted && !isNamed)) {
+            continue;
+        }
+        if (argument.destination != nullptr) {
+            write(function, argument, isNamed ? named->second : argument.value);
+        }
+        if (isNamed) {
+            outputs.erase(named);
+        }
+    }
+    if (!outputs.empty()) {
+        throw std::invalid_argument(std::string(function) + " has no output " + outputs[0].first);
+    }
     return answer;
-}
-
-void Recorder::setChannels(std::string words) {
-    const std::scoped_lock lock(mutex_);
-    channels_ = std::move(words);
-}
-
-std::string Recorder::channels(std::uint16_t firstChannel, std::uint16_t count) const {
-    const std::scoped_lock lock(mutex_);
-    const std::size_t begin = (firstChannel - std::size_t{1}) * sizeof(std::int32_t);
-    return begin < channels_.size() ? channels_.substr(begin, count * sizeof(std::int32_t)) : "";
 }
 
 OrvContext Recorder::nextContext() {
@@ -107,15 +115,14 @@ OrvContext Recorder::nextContext() {
     return nextContext_++;
 }
 
-void Recorder::releaseEngine() {
-    const std::scoped_lock lock(mutex_);
-    engineReleased_ = true;
-    released_.notify_all();
+std::int64_t reply(const char* function, const Arguments& arguments, std::int64_t result) {
+    return Recorder::instance().take(function, arguments, result).end();
 }
 
-bool Recorder::waitForRelease(std::chrono::milliseconds patience) {
-    std::unique_lock lock(mutex_);
-    return released_.wait_for(lock, patience, [this] { return engineReleased_; });
+std::atomic<bool>& isMapped(std::string_view library) {
+    static std::atomic<bool> dictionary;
+    static std::atomic<bool> engine;
+    return library == "pqar" ? dictionary : engine;
 }
 
 }  // namespace recording

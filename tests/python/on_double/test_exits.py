@@ -13,11 +13,11 @@ import threading, time, orv_double, pyORV3
 taken = threading.Lock()
 taken.acquire()
 class Last:  # goes when the interpreter is ending already, and lets the engine come back then
-    def __del__(self, release=orv_double.release_engine, wait=taken.acquire):
-        release()
+    def __del__(self, call=pyORV3.flush, wait=taken.acquire):
+        call(5)
         wait(True, 0.2)
 last = Last()
-passed = ("double_engine", "waitForRelease", 1, 2)
+passed = ("double_engine", "waitForAnotherCall", 1, 2)
 threading.Thread(target=pyORV3.executeNativeEngine, args=passed, daemon=True).start()
 while not orv_double.calls():
     time.sleep(0.001)
@@ -26,7 +26,8 @@ while not orv_double.calls():
 SPECTRUM = """
 import builtins, sys
 import orv_double, pyORV3
-orv_double.set_channels(b"\\1\\0\\0\\0\\xfe\\xff\\xff\\xff")
+content = {"channels": b"\\1\\0\\0\\0\\xfe\\xff\\xff\\xff"}
+orv_double.answer("SOrvGetSpectrum", 0, "", -1, {}, content)
 def read(get=pyORV3.getSpectrum, answer=orv_double.answer, write=sys.stdout.write):
     answer("SOrvGetParam", 0, "", 1, {}, {"buffer": 2})
     write("%s\\n" % (get(5, 0, 0),))

@@ -3,6 +3,7 @@
 import os
 
 import double
+import orv_double
 import pyORV3
 
 OTHER = 0x12340001  # a code that the double's dictionary does not know
@@ -37,7 +38,7 @@ class FromTheDictionary(double.TestCase):
                 self.assertEqual(get(code), (0, metadata))
                 self.assertEqual(get(OTHER, metadata[0]), (0, metadata))
                 self.assertEqual(double.calls(), [asked, named, asked])
-                self.assertFalse(double.is_mapped("pqar"))
+                self.assertFalse(orv_double.is_mapped("pqar"))
 
     # What the dictionary says of OTHER; name, description and type name of the script.
     TEXTS = [
@@ -49,7 +50,7 @@ class FromTheDictionary(double.TestCase):
             {"name": b"N" * 256, "description": b"D" * 256, "type": 9},
             ("N" * 55, "D" * 255, "longlong"),
         ),
-        ({"name": "\u00e4".encode() * 28, "type": 35}, ("\u00e4" * 27, "", "Date")),
+        ({"name": b"NN" + "\u20ac".encode() * 18, "type": 35}, ("NN" + "\u20ac" * 17, "", "Date")),
         ({"name": b"N", "description": b"D", "type": 5}, ("N", "D", "")),
         ({"name": b"N", "description": b"D", "type": 0x10008}, ("N", "D", "")),
     ]
@@ -78,7 +79,7 @@ class FromTheDictionary(double.TestCase):
         with self.case("name of a code that is unknown"):
             double.answer("pqar_util_pname2code", 1, code=OTHER)
             self.assertEqual(get(0, "NO_SUCH_NAME"), REFUSED)
-        self.assertFalse(double.is_mapped("pqar"))
+        self.assertFalse(orv_double.is_mapped("pqar"))
 
 
 class FromTheEnvironment(double.TestCase):

@@ -4,6 +4,7 @@ import math
 import struct
 
 import double
+import orv_double
 import pyORV3
 from double import BAD_ARGUMENTS, FAILED, FAILURE, NoNumber
 
@@ -167,6 +168,6 @@ class Dictionary(double.TestCase):
 
     def test_is_released_after_each_use(self):
         pyORV3.getParameter(5, LONG, 1, 1)
-        self.assertFalse(double.is_mapped("pqar"))
+        self.assertFalse(orv_double.is_mapped("pqar"))
         pyORV3.setParameter(5, OTHER, 1, 1, 1)
-        self.assertFalse(double.is_mapped("pqar"))
+        self.assertFalse(orv_double.is_mapped("pqar"))

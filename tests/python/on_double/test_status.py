@@ -1,6 +1,7 @@
 """How library codes and thrown values become the status that a script sees."""
 
 import double
+import orv_double
 import pyORV3
 from double import signed
 
@@ -12,6 +13,7 @@ class StatusMapping(double.TestCase):
         0x00008000: 0xEBE88000, 0x00009FFF: 0xEBE89FFF, 0x00007FFF: 0xE0007FFF,
         0x0000A000: 0xE000A000, 0x00418000: 0xEBE88000, 0x00400000: 0xE0400199,
         0xFFFFFFFF: 0xE0400199, 0x00300022: 0xE0300022, 0x18000001: 0xF8000001, 126: 0xE000007E,
+        0xFCE91234: 0xFCE91234, 0x00610000: 0x00610000, 0x00000061: 0xE0000061,
     }
 
     def test_library_codes(self):
@@ -43,6 +45,7 @@ class ThrownValues(double.TestCase):
         ("SOrvFirstInput", lambda: pyORV3.enumerateDefinitions(), ""),
         ("pqar_util_getpinfo", lambda: pyORV3.getParameterMetaData(5, 0x00070008, ""), 0),
         ("pqar_util_pname2code", lambda: pyORV3.getParameterMetaData(5, 0, "LONG"), 0),
+        ("OrvClassCopy", lambda: pyORV3.copyAnalysisSequenceTo(5, 6), None),
     ]
 
     def test_become_statuses(self):
@@ -51,5 +54,5 @@ class ThrownValues(double.TestCase):
                 with self.case(kind, thrown, function):
                     double.answer(function, thrown, throw=kind)
                     self.assertEqual(call(), status if value is None else (status, value))
-                    self.assertFalse(double.is_mapped("pqar"))
-                    self.assertFalse(double.is_mapped("double_engine"))
+                    self.assertFalse(orv_double.is_mapped("pqar"))
+                    self.assertFalse(orv_double.is_mapped("double_engine"))
