@@ -58,14 +58,15 @@ here = Last()
 """
 
 REGISTRY = """
-import pyORV3
-print(pyORV3.open("name", 1, 1, ""))
+import os, pyORV3
+pyORV3.%s
+os.system("echo $ORV_LOADED")
 print(ascii(pyORV3.getParameterMetaData(0, 0, "ORV_TEST")))
 print("CP1252" in open("/proc/self/maps").read())
 """
 
 TRACE = """
-import os, threading, pyORV3
+import os, threading, orv_double, pyORV3
 def fail():
     for _ in range(200):
         pyORV3.flush("x")
@@ -82,6 +83,10 @@ for thread in threads:
 if child:
     os.waitpid(child, 0)
 pyORV3.getParameter(5, 0x12340001, 1, 1)
+described = {"type": 8, "size": 4, "name": b"QAR_NAME"}
+orv_double.answer("OrvParameterDescriptionQuery", 0, "", -1, {"codeLow": 0x2D}, described)
+orv_double.answer("OrvParameterRead", 5, "", 1, {}, {})
+pyORV3.copyAnalysisSequenceTo(5, 6)
 print(pyORV3.flush(5))
 """
 LINE = re.compile(
@@ -122,10 +127,12 @@ class Exits(unittest.TestCase):
             with open(path, "wb") as file:
                 text = "\ufeffWindows Registry Editor Version 5.00\n"
                 text += "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarsel\\Orsova Environment]\n"
-                file.write((text + '"ORV_TEST"="\u00dcbung \u20ac"\n').encode("utf-16-le"))
-            lines = output_of(REGISTRY, ORSOVA_REGISTRY=path, OSVENV="")
-        metadata = (0, ("ORV_TEST", "\u00dcbung \u20ac", 0, 0, "str"))
-        self.assertEqual(lines, ["(0, 1002)", ascii(metadata), "False"])
+                text += '"ORV_TEST"="\u00dcbung \u20ac"\n"ORV_LOADED"="loaded"\n'
+                file.write(text.encode("utf-16-le"))
+            metadata = (0, ("ORV_TEST", "\u00dcbung \u20ac", 0, 0, "str"))
+            for call in ('open("name", 1, 1, "")', "copyAnalysisSequenceTo(5, 6)"):
+                lines = output_of(REGISTRY % call, ORSOVA_REGISTRY=path, OSVENV="")
+                self.assertEqual(lines, ["loaded", ascii(metadata), "False"])
 
     def test_failures_are_reported_in_whole_lines(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -138,6 +145,8 @@ class Exits(unittest.TestCase):
                 lines = file.readlines()
         reports = [LINE.fullmatch(line).groups() for line in lines]
         threads = 3 if can_fork else 2
+        message = "File: (unknown). Failed to get parameter: QAR_NAME Record: 1 Entry: 0"
+        self.assertEqual(reports.pop(), ("FileAccess::getParameter", message, "0x00000065"))
         counted = collections.Counter((context, code) for context, _, code in reports)
         expected = {
             ("flush", "0xECE99D7D"): 200 * threads,

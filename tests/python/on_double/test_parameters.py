@@ -1,6 +1,7 @@
 """Single parameters: what is asked of the dictionary and the library, and the conversions."""
 
 import math
+import os
 import struct
 
 import double
@@ -51,6 +52,7 @@ class Values(double.TestCase):
         (BYTE, 300, b"\x2c"), (FLAG, -1, b"\xff"), (WORD, 0x12345, b"\x45\x23"),
         (QUANTITY, -3, struct.pack("<d", -3)),
         (TEXT, "a\u65e5b", b"a?b\0"),  # the code page lacks the character
+        (TEXT, "\U0001f600x", (b"??x" if os.name == "nt" else b"?x") + b"\0"),
         (TEXT, "peak\0rest", b"peak\0"), (TEXT, Word("peak"), b"peak\0"),
         (LONG_TEXT, "x" * 5000, b"x" * 5000 + b"\0"),
         (DATE, "2024-01-24T22:02:12.5+01:00", date(5212846932.5)),
@@ -72,6 +74,19 @@ class Values(double.TestCase):
                 described = ("pqar_util_getpinfo", code, 1, 0)
                 written = ("SOrvPutParam", 5, code, 2, 3, content)
                 self.check("setParameter", (5, code, value, 2, 3), 0, [described, written])
+
+    def test_every_byte_of_a_text_has_its_character(self):
+        for byte in range(1, 256):
+            content = bytes([byte])
+            try:
+                character = content.decode("cp1252")
+            except UnicodeDecodeError:  # the code page leaves it undefined
+                character = chr(byte)
+            with self.case(byte):
+                double.answer("SOrvGetParam", buffer=content)
+                self.assertEqual(pyORV3.getParameter(5, TEXT, 1, 1), (0, character))
+                self.assertEqual(pyORV3.setParameter(5, TEXT, character, 1, 1), 0)
+                self.assertEqual(double.arguments("SOrvPutParam")[0]["value"], content + b"\0")
 
     NO_INTEGERS = ["5", 1.5, None, NoNumber()]
     REFUSED = {

@@ -75,6 +75,7 @@ TEST_F(Registry, ExportsOfEveryKindAreRead) {
         {suite5 + "\"A\"=\"M\xC3\xBCller \xCE\xB3\"\r\n", text("A", "M\xFCller ?")},
         {"\xEF\xBB\xBF" + suite5 + "\"\xC2\xB5\"=\"x\"", text("\xB5", "x")},
         {version4 + section + "\"A\"=\"\xC3\xBC\"\r\n", text("A", "\xC3\xBC")},
+        {suite5 + "\"A\"=\"\xC1\x81\"", text("A", "\xC1\x81")},  // too long to be UTF-8
         {suite5 + R"("A\\\"b"="C:\\Suite\\bin\\" ; folder)", text("A\\\"b", R"(C:\Suite\bin\)")},
         {suite5 + R"("A"="C:\Suite")", text("A", "C:\\Suite")},
         {suite5 + R"(@="default")", text("", "default")},
