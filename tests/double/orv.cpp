@@ -82,16 +82,11 @@ FUNCTION(OrvStatus, SOrvQueryDSC, (OrvContext context, int32_t item, void* buffe
          IN(item), field("buffer", buffer, ORV_STATE_BUFFER_SIZE),
          area("buffer", buffer, ORV_STATE_BUFFER_SIZE))
 
-OrvStatus ORV_CALL SOrvFirstInput(OrvContext context, uint32_t option, char* name) {
-    return static_cast<OrvStatus>(recording::reply(
-        __func__, {IN(context), IN(option), area("name", name, ORV_INPUT_NAME_SIZE)},
-        noMoreInputs));
-}
-
-OrvStatus ORV_CALL SOrvNextInput(OrvContext context, char* name) {
-    return static_cast<OrvStatus>(recording::reply(
-        __func__, {IN(context), area("name", name, ORV_INPUT_NAME_SIZE)}, noMoreInputs));
-}
+FUNCTION_OR(OrvStatus, SOrvFirstInput, noMoreInputs,
+            (OrvContext context, uint32_t option, char* name), IN(context), IN(option),
+            area("name", name, ORV_INPUT_NAME_SIZE))
+FUNCTION_OR(OrvStatus, SOrvNextInput, noMoreInputs, (OrvContext context, char* name), IN(context),
+            area("name", name, ORV_INPUT_NAME_SIZE))
 
 // ---- Sources ----
 

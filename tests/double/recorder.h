@@ -7,6 +7,8 @@
 //     count),
 //              IN(context), IN(classCode), OUT(count))
 //
+// FUNCTION_OR names the result of a call without a scripted answer, which else is 0.
+//
 // The one Recorder of the process lives in the data-access library; any thread may use it.
 #ifndef PYORV3_TESTS_DOUBLE_RECORDER_H
 #define PYORV3_TESTS_DOUBLE_RECORDER_H
@@ -29,10 +31,10 @@
 
 #define IN(argument) recording::input(#argument, argument)
 #define OUT(argument) recording::output(#argument, argument)
-#define FUNCTION(Result, name, ...) FUNCTION_OF(Result, name, __VA_ARGS__)
-#define FUNCTION_OF(Result, name, parameters, ...)                             \
-    Result ORV_CALL name parameters {                                          \
-        return static_cast<Result>(recording::reply(#name, {__VA_ARGS__}, 0)); \
+#define FUNCTION(Result, name, ...) FUNCTION_OR(Result, name, 0, __VA_ARGS__)
+#define FUNCTION_OR(Result, name, otherwise, parameters, ...)                          \
+    Result ORV_CALL name parameters {                                                  \
+        return static_cast<Result>(recording::reply(#name, {__VA_ARGS__}, otherwise)); \
     }
 
 namespace recording {

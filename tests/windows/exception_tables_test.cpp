@@ -25,9 +25,9 @@ constexpr Case cases[] = {
 TEST(ExceptionTables, WhatAnEngineThrowsIsCaughtEachTimeItIsLoaded) {
     for (int round = 0; round < 3; ++round) {
         for (const auto& [thrown, kind, value, status] : cases) {
-            EXPECT_EQ(runGuarded(kind, value), status) << thrown;
+            EXPECT_EQ(status, runGuarded(kind, value)) << thrown;
         }
-        EXPECT_EQ(GetModuleHandleA("throwing_engine.dll"), nullptr);
+        EXPECT_EQ(nullptr, GetModuleHandleA("throwing_engine.dll"));
     }
 }
 
@@ -39,11 +39,11 @@ TEST(ExceptionTables, AModuleThatIsLoadedAfterTheSharedRuntimeCatchesToo) {
     ASSERT_TRUE(engine && late);
     const auto throwHere = late.find<std::uint32_t (*)(std::int32_t)>("throwInLateModule");
     const auto run = late.find<std::uint32_t (*)(std::int32_t, std::int32_t)>("runInLateModule");
-    EXPECT_EQ(throwHere(-7), 0xFFFFFFF9);
+    EXPECT_EQ(0xFFFFFFF9, throwHere(-7));
     for (const auto& [thrown, kind, value, status] : cases) {
-        EXPECT_EQ(run(kind, value), status) << thrown;
+        EXPECT_EQ(status, run(kind, value)) << thrown;
     }
-    EXPECT_EQ(throwHere(-7), 0xFFFFFFF9);
+    EXPECT_EQ(0xFFFFFFF9, throwHere(-7));
 }
 
 }  // namespace

@@ -162,23 +162,19 @@ class Classes(double.TestCase):
                 self.assertEqual(len(written()), status == 0)
 
     def test_the_mandatory_parameter_ends_the_copy_where_it_cannot_be_written(self):
-        # What makes the writing fail, the status, and whether the library is asked to write.
-        failures = [
-            (lambda: double.answer("OrvParameterWrite", 5), 0xE0000065, True),
-            (lambda: describe(DESTINATION, MANDATORY, size=0), 0xEBE8801A, False),
-            (lambda: describe(DESTINATION, MANDATORY, 8, 3), 0xE0070057, False),
-            (
-                lambda: double.answer(
-                    "OrvParameterDescriptionQuery", -5, when={"context": DESTINATION, "codeLow": 0x28}
-                ),
-                0xE000FFFB,
-                False,
-            ),
-        ]
-        for number, (fail, status, is_asked) in enumerate(failures):
-            with self.case(number):
+        # What the library answers, the status, and whether it is asked to write.
+        query = "OrvParameterDescriptionQuery"
+        for function, result, outputs, status, is_asked in [
+            ("OrvParameterWrite", 5, {}, 0xE0000065, True),
+            (query, -5, {}, 0xE000FFFB, False),
+            (query, 0, {"type": 14}, 0xEBE8801A, False),
+            (query, 0, {"type": 8, "size": 3}, 0xE0070057, False),
+        ]:
+            with self.case(function, result, outputs):
                 hold(SOURCE, MANDATORY, b"a")
-                fail()
+                when = {"context": DESTINATION}
+                when.update({"codeLow": MANDATORY & 0xFFFF} if function == query else {})
+                double.answer(function, result, when=when, **outputs)
                 self.assertEqual(copy(), signed(status))
                 self.assertEqual(written(), [(MANDATORY, b"a")] * is_asked)
                 self.assertEqual(calls("OrvCreateBlock"), [])

@@ -5,14 +5,12 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/platform.h"
 #include "tests/support/process_fixture.h"
 
 namespace {
 
-std::optional<std::string> variable(const std::string& name) {
-    const char* value = getenv(name.c_str());
-    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-}
+using platform::environmentVariable;
 
 class SuiteEnvironment : public ProcessFixture {
   protected:
@@ -56,9 +54,9 @@ TEST_F(SuiteEnvironment, VariablesComeFromTheRegistryUnlessTheyHaveAValue) {
         }
         useRegistry(line + "\n\"PYORV3_Z\"=\"last\"\n");
         pyORV3::loadSuiteEnvironment();
-        EXPECT_EQ(variable("PYORV3_A"), expected) << line.substr(0, 400);
-        EXPECT_EQ(variable("PYORV3_Z"), "last");
-        EXPECT_EQ(variable("OSVENV"), "1");
+        EXPECT_EQ(expected, environmentVariable("PYORV3_A")) << line.substr(0, 400);
+        EXPECT_EQ("last", environmentVariable("PYORV3_Z"));
+        EXPECT_EQ("1", environmentVariable("OSVENV"));
     }
 }
 
@@ -75,26 +73,26 @@ TEST_F(SuiteEnvironment, ManyVariablesAndLongNamesAreAllRead) {
     useRegistry(values);
     pyORV3::loadSuiteEnvironment();
     for (const auto& name : names) {
-        EXPECT_EQ(variable(name), "of " + name);
+        EXPECT_EQ("of " + name, environmentVariable(name.c_str()));
     }
 }
 
 TEST_F(SuiteEnvironment, ItIsLoadedOnceAndTriedAgainWhileTheKeyIsMissing) {
     pyORV3::loadSuiteEnvironment();
-    EXPECT_EQ(variable("OSVENV"), std::nullopt);
+    EXPECT_EQ(std::nullopt, environmentVariable("OSVENV"));
 
     setenv("OSVENV", "", 1);
     useRegistry("\"PYORV3_A\"=\"first\"\n");
     pyORV3::loadSuiteEnvironment();
-    EXPECT_EQ(variable("PYORV3_A"), "first");
-    EXPECT_EQ(variable("OSVENV"), "1");
+    EXPECT_EQ("first", environmentVariable("PYORV3_A"));
+    EXPECT_EQ("1", environmentVariable("OSVENV"));
 
     for (const char* marker : {"1", "inherited"}) {
         setenv("OSVENV", marker, 1);
         useRegistry("\"PYORV3_B\"=\"second\"\n");
         pyORV3::loadSuiteEnvironment();
-        EXPECT_EQ(variable("PYORV3_B"), std::nullopt);
-        EXPECT_EQ(variable("OSVENV"), marker);
+        EXPECT_EQ(std::nullopt, environmentVariable("PYORV3_B"));
+        EXPECT_EQ(marker, environmentVariable("OSVENV"));
     }
 }
 

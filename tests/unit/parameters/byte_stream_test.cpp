@@ -28,10 +28,10 @@ TEST(ByteStream, GrowKeepsTheFrontAndZeroesTheRestAndAllocateZeroesAll) {
     EXPECT_THAT(bytesOf(stream), ElementsAre('a', 'b', 0, 0));
     for (const std::uint32_t size : {4U, 1U, 5U, 0U}) {
         std::memset(stream.data(), 0xFF, stream.size());
-        EXPECT_EQ(stream.allocate(size), size);
+        EXPECT_EQ(size, stream.allocate(size));
         EXPECT_THAT(bytesOf(stream), AllOf(SizeIs(size), Each(0)));
     }
-    EXPECT_EQ(stream.data(), nullptr);
+    EXPECT_EQ(nullptr, stream.data());
 }
 
 }  // namespace

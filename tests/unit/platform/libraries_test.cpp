@@ -18,7 +18,7 @@ int answerOf(const std::string& name) {
     SetLastError(ERROR_SUCCESS);
     HMODULE library = LoadLibraryA(name.c_str());
     if (library == nullptr) {
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_MOD_NOT_FOUND});
+        EXPECT_EQ(DWORD{ERROR_MOD_NOT_FOUND}, GetLastError());
         return 0;
     }
     const auto entry = reinterpret_cast<void (*)()>(GetProcAddress(library, "probeAnswer"));
@@ -56,7 +56,7 @@ TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
     };
     for (const auto& [searchPath, name, answer] : cases) {
         setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
-        EXPECT_EQ(answerOf(name), answer) << searchPath << " " << name.substr(0, 200);
+        EXPECT_EQ(answer, answerOf(name)) << searchPath << " " << name.substr(0, 200);
     }
 }
 
@@ -83,7 +83,7 @@ TEST_F(Libraries, AreFoundByTheSearchOfTodayAlsoWhereAnotherOneIsHeldInMemory) {
     for (const auto& [searchPath, answer] :
          {std::pair(first, 1), {first, 1}, {second, 2}, {first, 1}, {second + ":" + first, 2}}) {
         setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
-        EXPECT_EQ(answerOf("platform_probe.dll"), answer) << searchPath;
+        EXPECT_EQ(answer, answerOf("platform_probe.dll")) << searchPath;
     }
     dlclose(held);
     EXPECT_FALSE(isMapped(second + "/platform_probe.so"));
@@ -91,12 +91,12 @@ TEST_F(Libraries, AreFoundByTheSearchOfTodayAlsoWhereAnotherOneIsHeldInMemory) {
 
 TEST_F(Libraries, GiveOnlyEntryPointsOfTheirOwn) {
     HMODULE library = LoadLibraryA((first + "/platform_probe.dll").c_str());
-    ASSERT_NE(library, nullptr);
-    EXPECT_NE(GetProcAddress(library, "probeAnswer"), nullptr);
+    ASSERT_NE(nullptr, library);
+    EXPECT_NE(nullptr, GetProcAddress(library, "probeAnswer"));
     for (const char* name : {"neededAnswer", "malloc", "missing", ""}) {
         SetLastError(ERROR_SUCCESS);
-        EXPECT_EQ(GetProcAddress(library, name), nullptr) << name;
-        EXPECT_EQ(GetLastError(), DWORD{ERROR_PROC_NOT_FOUND}) << name;
+        EXPECT_EQ(nullptr, GetProcAddress(library, name)) << name;
+        EXPECT_EQ(DWORD{ERROR_PROC_NOT_FOUND}, GetLastError()) << name;
     }
     EXPECT_TRUE(FreeLibrary(library));
     EXPECT_FALSE(FreeLibrary(nullptr));

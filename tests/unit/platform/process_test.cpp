@@ -14,8 +14,8 @@ TEST_F(Process, LastErrorBelongsToItsThread) {
     SetLastError(5);
     DWORD other = 1;
     std::thread([&other] { other = GetLastError(); }).join();
-    EXPECT_EQ(other, DWORD{ERROR_SUCCESS});
-    EXPECT_EQ(GetLastError(), DWORD{5});
+    EXPECT_EQ(DWORD{ERROR_SUCCESS}, other);
+    EXPECT_EQ(DWORD{5}, GetLastError());
 }
 
 TEST_F(Process, PathsBecomeAbsoluteByTheirText) {
@@ -34,7 +34,7 @@ TEST_F(Process, PathsBecomeAbsoluteByTheirText) {
     };
     for (const auto& [path, expected] : cases) {
         const std::unique_ptr<char, void (*)(void*)> result(_fullpath(nullptr, path, 0), std::free);
-        EXPECT_EQ(std::string(result.get()), expected);
+        EXPECT_EQ(expected, std::string(result.get()));
     }
 }
 

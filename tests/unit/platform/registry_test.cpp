@@ -60,7 +60,7 @@ class Registry : public ProcessFixture {
             if (status == ERROR_NO_MORE_ITEMS) {
                 break;
             }
-            EXPECT_EQ(status, ERROR_SUCCESS);
+            EXPECT_EQ(ERROR_SUCCESS, status);
             values[name.substr(0, nameSize)] = {type, data.substr(0, dataSize)};
         }
         return RegCloseKey(key);
@@ -96,8 +96,8 @@ TEST_F(Registry, ExportsOfEveryKindAreRead) {
     for (const auto& [content, expected] : cases) {
         use(content);
         Values values;
-        EXPECT_EQ(read(values), ERROR_SUCCESS) << content;
-        EXPECT_EQ(values, expected) << content;
+        EXPECT_EQ(ERROR_SUCCESS, read(values)) << content;
+        EXPECT_EQ(expected, values) << content;
     }
 }
 
@@ -111,17 +111,17 @@ TEST_F(Registry, MalformedLinesAreLeftOut) {
         content.append(line).append("\n").append(section).append(R"("B"="2")");
         use(content);
         Values values;
-        EXPECT_EQ(read(values), ERROR_SUCCESS) << line;
-        EXPECT_EQ(values, text("B", "2")) << line;
+        EXPECT_EQ(ERROR_SUCCESS, read(values)) << line;
+        EXPECT_EQ(text("B", "2"), values) << line;
     }
 }
 
 TEST_F(Registry, FilesWithoutTheKeyAndFilesThatAreNoExportDiffer) {
     Values values;
     setenv("ORSOVA_REGISTRY", (folder() / "missing.reg").c_str(), 1);
-    EXPECT_EQ(read(values), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, read(values));
     setenv("ORSOVA_REGISTRY", folder().c_str(), 1);
-    EXPECT_EQ(read(values), ERROR_BADDB);
+    EXPECT_EQ(ERROR_BADDB, read(values));
     const std::vector<std::pair<std::string, LSTATUS>> cases = {
         {version5, ERROR_FILE_NOT_FOUND},
         {version5 + R"([HKEY_CURRENT_USER\SOFTWARE\Tarsel\Orsova Environment])",
@@ -132,7 +132,7 @@ TEST_F(Registry, FilesWithoutTheKeyAndFilesThatAreNoExportDiffer) {
     };
     for (const auto& [content, status] : cases) {
         use(content);
-        EXPECT_EQ(read(values), status) << content.substr(0, 100);
+        EXPECT_EQ(status, read(values)) << content.substr(0, 100);
     }
 }
 
