@@ -74,31 +74,21 @@ class OneCall(double.TestCase):
 
 
 class CreateBlock(double.TestCase):
-    # Class arguments by the class code; sizes by the rounded size of a spectrum.
-    CLASSES = {
-        0x2000: [0x20000007], 0x2005: [0x2005, 0x2005FFFF], 1: [0x00010000],
-        0xFFFF: [signed(0xFFFF0003), 0xFFFF],
-    }
-    SIZES = {
-        256: [-5, 0, 256], 512: [257, 300], 1024: [1024], 2048: [1025], 4096: [4096], 8192: [8191],
-        16384: [16384], 32768: [16385, 100000],
-    }
+    # Class argument and size, and what the library gets: sizes of spectra are rounded.
+    BLOCKS = [
+        (0x20000007, 257, 0x2000, 257), (0x00010000, -5, 1, -5), (0xFFFF, 3, 0xFFFF, 3),
+        (signed(0xFFFF0003), 0, 0xFFFF, 0), (0x2005FFFF, -5, 0x2005, 256),
+        *((0x2005, size, 0x2005, rounded) for size, rounded in [
+            (0, 256), (256, 256), (257, 512), (1024, 1024), (1025, 2048), (8191, 8192),
+            (16384, 16384), (16385, 32768), (100000, 32768),
+        ]),
+    ]
 
-    def test_class_is_the_high_half_where_there_is_one(self):
-        for code, class_arguments in self.CLASSES.items():
-            for argument in class_arguments:
-                with self.case(hex(argument)):
-                    call = ("OrvCreateBlock", 5, code, 256, 0)
-                    self.check("createBlock", (5, argument, 256), 0, [call])
-
-    def test_spectrum_sizes_are_rounded(self):
-        for rounded, sizes in self.SIZES.items():
-            for size in sizes:
-                with self.case(size):
-                    pyORV3.createBlock(5, 0x2005, size)
-                    pyORV3.createBlock(5, 0x2000, size)
-                    received = [values["size"] for values in double.arguments("OrvCreateBlock")]
-                    self.assertEqual(received, [rounded, size])
+    def test_class_is_the_high_half_where_there_is_one_and_spectra_have_round_sizes(self):
+        for argument, size, code, rounded in self.BLOCKS:
+            with self.case(hex(argument), size):
+                call = ("OrvCreateBlock", 5, code, rounded, 0)
+                self.check("createBlock", (5, argument, size), 0, [call])
 
     # Result of the library; of its error query and the code there (None: not asked); the status.
     FAILURES = [

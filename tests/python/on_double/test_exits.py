@@ -121,7 +121,7 @@ class Exits(unittest.TestCase):
         self.assertEqual(set(output_of(SPECTRUM)), {"(0, (1, -2))"})
 
     @unittest.skipIf(os.name == "nt", "Windows has a registry of its own")
-    def test_registry_needs_no_modules_of_the_system(self):
+    def test_registry_is_read_first_and_without_modules_of_the_system(self):
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "registry.reg")
             with open(path, "wb") as file:

@@ -96,6 +96,10 @@ class Order(double.TestCase):
             for call in double.arguments("OrvParameterWrite")
         }
         self.assertEqual(places, {(DESTINATION, 1, 0, 4)})
+        # Of the contexts for diagnostics and for the referenced file none is left.
+        self.assertEqual(calls("OrvCreateDSC2"), [UNBOUND, BOUND] * 2)
+        deleted = [call[1] for call in calls("OrvContextDeletion")]
+        self.assertEqual(deleted, [1001, 1002, 1003, referenced])
         name = os.fsencode(os.path.abspath("x"))
         expected = [
             ("OrvClassCopy", SOURCE, DESTINATION, 0x2010),

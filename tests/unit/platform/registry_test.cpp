@@ -105,7 +105,7 @@ TEST_F(Registry, MalformedLinesAreLeftOut) {
     std::istringstream lines(
         R"(A="x"|"A|"A"|"A"=|"A"="x|"A"="x" y|; "A"="x"\|="x"|[|]|"A"=- x|"A"=dword:|)"
         R"("A"=dword:123456789|"A"=hex:0g|"A"=hex:1,,2|"A"=hex:123|"A"=hex(:1)|)"
-        R"("A"=hex(100000000):1|"A"=hex(1):3d,d8,41,00|"A"=hex(1):41)");
+        R"("A"=hex(100000000):1|"A"=hex(1):00,d8,41,00|"A"=hex(1):00,dc,00,dc|"A"=hex(1):41)");
     for (std::string line; std::getline(lines, line, '|');) {
         std::string content = suite5;
         content.append(line).append("\n").append(section).append(R"("B"="2")");
