@@ -21,7 +21,7 @@ DOCTYPE = '<!DOCTYPE r [<!ENTITY x "%s">]><RadInstrumentData>&x;</RadInstrumentD
 
 REFUSED = (  # file, content, what is said
     ("a.n42", DOCTYPE % "xxx", "document type"),
-    ("a.n42", DOCTYPE % "&x;&x;", "document type"),
+    ("a.n42", '<!DOCTYPE r SYSTEM "http://a"><RadInstrumentData/>', "document type"),
     ("a.n42", "<RadInstrumentData><a>", "not well-formed"),
     ("a.n42", "<RadInstrumentData>" + "<a>" * 70, "more elements"),
     ("a.n42", "<html/>", "no file of spectra"),
@@ -39,6 +39,7 @@ REFUSED = (  # file, content, what is said
     ("a.spe", "$SPEC_ID:\nx\n", "no $DATA"),
     ("a.spe", DATA + "$MCA_CAL:\n2\n1e308 1e308\n$SHAPE_CAL:\n2\n1e308 1e308\n", "out of range"),
     ("a.csv", "1,2,3\n", "3 columns"),
+    ("a.csv", "5\n1,6\n", "number of columns changes"),
     ("a.csv", "0,1\n2,1\n1,1\n", "does not rise"),
     ("a.csv", "0,1\n1,1e400\n", "line 2"),
     ("a.csv", "0,2147483648\n", "more than a channel"),
@@ -49,50 +50,35 @@ REFUSED = (  # file, content, what is said
     ("a.csv", "", "empty"),
 )
 
+OLD_N42 = (
+    "<N42InstrumentData><Remark>outer</Remark><Measurement><Spectrum><Remark>inner</Remark>"
+    '<Calibration Type="Energy" EnergyUnits="MeV"><Equation><Coefficients>1 0.5</Coefficients></Equation>'
+    "</Calibration><ChannelData>1 2</ChannelData></Spectrum></Measurement></N42InstrumentData>"
+)
+NOON = datetime(2017, 4, 26, 11, 5, 11, tzinfo=timezone.utc)
+DATED = "$DATE_MEA:\n04/26/2017 11:05:11\n"
+
 READ = (  # file, content, the fields that are not empty, what is told
     ("a.csv", "1,5\n2,6\n", {"counts": (5, 6)}, "count from 1"),
     ("a.txt", "2 5\r\n3 6\r\n", {"counts": (0, 0, 5, 6)}, "channels 0 to 1"),
-    (
-        "a.csv",
-        "energy;counts\n-5e-20;1,0\n0,2201;2\n0,4402;3\n",
-        {"counts": (1, 2, 3), "energy": (-0.2201, 0.2201)},
-        None,
-    ),
+    ("a.csv", "energy;counts\n-5e-20;1,0\n0,2201;2\n0,4402;3\n",
+        {"counts": (1, 2, 3), "energy": (-0.2201, 0.2201)}, ""),
     ("a.csv", "5\n6\n", {"counts": (5, 6)}, "no energy"),
-    ("a.spe", DATA + "$MCA_CAL:\n2\n0.5 0.25 MeV\n", {"energy": (250.0, 250.0)}, None),
-    (
-        "a.spe",
-        DATA + "$ENER_FIT:\n0 0.5\n$MCA_CAL:\n3\n1 0.5 0 keV\n",
-        {"energy": (0.5, 0.5, 0.0)},
-        "differs from $MCA_CAL by 1 keV",
-    ),
-    (
-        "a.spe",
-        DATA + "$DATE_MEA:\n04/26/2017 11:05:11\n$ROI:\n1\n3 4\n",
-        {"start": datetime(2017, 4, 26, 11, 5, 11, tzinfo=timezone.utc)},
-        "left out: $ROI",
-    ),
-    ("a.n42", N42 % (COUNTED % "0 2 7.0"), {"counts": (0, 0, 7), "name": "s"}, "no start"),
-    (
-        "a.n42",
-        N42 % ("<LiveTimeDuration>P1DT2H3M4.5S</LiveTimeDuration><X:y>5</X:y>" + COUNTED % "1"),
-        {"live_time": 93784.5},
-        "left out: y",
-    ),
-    (
-        "a.n42",
-        N42 % ("<StartDateTime>2010-04-17T12:00:00.5+02:30</StartDateTime>" + COUNTED % "1"),
-        {"start": datetime(2010, 4, 17, 9, 30, 0, 500000, tzinfo=timezone.utc)},
-        None,
-    ),
+    ("a.csv", "0.5,5\n", {"counts": (5,)}, "follow no polynomial"),
+    ("a.spe", DATA + "$MCA_CAL:\n2\n0.5 0.25 MeV\n", {"energy": (250.0, 250.0)}, ""),
+    ("a.spe", DATA + "$ENER_FIT:\n0 0.5\n$MCA_CAL:\n3\n1 0.5 0 keV\n",
+        {"energy": (0.5, 0.5, 0.0)}, "differs from $MCA_CAL by 1 keV"),
+    ("a.spe", DATA + DATED + "$ROI:\n1\n3 4\n", {"start": NOON}, "left out: $ROI"),
     ("a.spe", "$DATA:\n2 3\n5\n6\n", {"counts": (0, 0, 5, 6)}, "channels 0 to 1"),
-    (  # the date was changed by a program that does not know the remark
-        "a.spe",
-        "$SPEC_REM:\nSTART# 2020-01-01T00:00:00.5Z\n$DATE_MEA:\n04/26/2017 11:05:11\n" + DATA,
-        {"start": datetime(2017, 4, 26, 11, 5, 11, tzinfo=timezone.utc)},
-        "no time zone",
-    ),
-)
+    # The date was changed by a program that does not know the remark.
+    ("a.spe", "$SPEC_REM:\nSTART# 2020-01-01T00:00:00.5Z\n" + DATED + DATA, {"start": NOON}, "no time zone"),
+    ("a.n42", (N42 % (COUNTED % "0 2 7.0")).encode("utf-16"), {"counts": (0, 0, 7), "name": "s"}, "no start"),
+    ("a.n42", N42 % ("<LiveTimeDuration>P1DT2H3M4.5S</LiveTimeDuration><X:y>5</X:y>" + COUNTED % "1"),
+        {"live_time": 93784.5}, "left out: y"),
+    ("a.n42", N42 % ("<StartDateTime>2017-04-26T13:35:11+02:30</StartDateTime>" + COUNTED % "1"),
+        {"start": NOON}, ""),
+    ("a.n42", OLD_N42, {"energy": (500.0, 500.0), "remarks": "outer\ninner"}, ""),
+)  # fmt: skip
 
 
 class Formats(support.TestCase):
@@ -110,7 +96,7 @@ class Formats(support.TestCase):
             with self.subTest(content=content[:80]):
                 (found,) = formats.read(self.write(name, content))
                 self.assertEqual({field: getattr(found, field) for field in fields}, fields)
-                self.assertTrue(said is None or said in "; ".join(found.notes), found.notes)
+                self.assertIn(said, "; ".join(found.notes))
 
     def test_give_back_every_field(self):
         for format in formats.FORMATS.values():
@@ -127,9 +113,7 @@ class Formats(support.TestCase):
 
     def test_shift_the_origin_without_a_rounding_error(self):
         generator = random.Random(7)
-        self.assertEqual(
-            calibrations.counted_from_one(list(map(texts.exact, ("1", "2", "3")))), (2.0, -4.0, 3.0)
-        )
+        self.assertEqual(calibrations.counted_from_one((1, 2, 3)), (2.0, -4.0, 3.0))
         for _ in range(200):
             size = generator.randrange(1, 6)
             stored = tuple(generator.uniform(-1, 1) * 10.0 ** -(3 * k) for k in range(size))
@@ -146,31 +130,28 @@ class Formats(support.TestCase):
         root = xml.etree.ElementTree.parse("a.n42").getroot()
         space = "{http://physics.nist.gov/N42/2011/N42}"
         names = [element.tag.replace(space, "") for element in root]
-        self.assertEqual(
-            names,
+        wanted = (
             "RadInstrumentDataCreatorName RadInstrumentInformation RadDetectorInformation"
-            " EnergyCalibration FWHMCalibration RadMeasurement".split(),
+            " EnergyCalibration FWHMCalibration RadMeasurement"
         )
+        self.assertEqual(" ".join(names), wanted)
         self.assertEqual(set(root.attrib), {"n42DocUUID", "n42DocDateTime"})
         spectrum = root.find(f"{space}RadMeasurement/{space}Spectrum")
         ids = {element.get("id") for element in root}
         self.assertLessEqual({v for k, v in spectrum.items() if k.endswith("Reference")}, ids)
         order = [element.tag.replace(space, "") for element in spectrum]
-        self.assertEqual(
-            sorted(set(order), key=order.index), ["Remark", "LiveTimeDuration", "ChannelData"]
-        )
+        self.assertEqual(order, ["Remark"] * 3 + ["LiveTimeDuration", "ChannelData"])
         self.assertEqual(spectrum[-1].text.split(), "0 2 5 7 0 1 2147483647 0 2 1".split())
 
     def test_tell_what_a_qar_file_cannot_take(self):
-        notes = exchange.store(
-            FULL._replace(title="π" * 80, start=FULL.start.replace(year=2050)), "a.qar"
-        )
-        self.assertRegex(
-            "; ".join(notes), "title.*become.*title is cut off at 64.*left out: the start"
-        )
+        late = FULL._replace(title="π" * 80, start=FULL.start.replace(year=2050))
+        notes = "; ".join(exchange.store(late, "a.qar"))
+        self.assertRegex(notes, "title.*become.*title is cut off at 64.*left out: the start")
         self.assertEqual(exchange.load("a.qar").title, "?" * 64)
-        with self.assertRaisesRegex(formats.FormatError, "40,000 channels"):
-            exchange.store(FULL._replace(counts=(1,) * 40000), "b.qar")
+        cases = (((1,) * 40000, "40,000 channels"), ((2**31,), "has 2147483648"), ((), "no channels"))
+        for counts, said in cases:
+            with self.assertRaisesRegex(formats.FormatError, said):
+                exchange.store(FULL._replace(counts=counts), "b.qar")
         self.assertEqual(self.names(), ["a.qar"])
 
     def test_tell_what_of_a_qar_file_they_leave_out(self):
@@ -182,9 +163,7 @@ class Formats(support.TestCase):
             source.update({"QAR_F_AMPGAIN": 2.0, "QAR_D_PEAKENERGY": 5.0})
             source.append({"QAR_D_PEAKENERGY": 6.0})
             notes = "; ".join(exchange.measurement_of(source).notes)
-        self.assertRegex(
-            notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$"
-        )
+        self.assertRegex(notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$")
 
     def test_give_each_spectrum_a_name_of_its_own(self):
         named = [FULL._replace(name=name) for name in ("a/1", "A_1", "a_1", "../x")]
@@ -192,30 +171,27 @@ class Formats(support.TestCase):
         self.assertEqual(len({name.lower() for name in names}), 4)
         self.assertFalse(any("/" in name for name in names), names)
 
-    def test_a_failure_in_the_middle_leaves_no_file(self):
-        with self.assertRaises(KeyError), files.new_file("a.csv") as temporary:
-            self.write(os.path.basename(temporary), "half")
-            raise KeyError
-        self.assertEqual(self.names(), [])
+    def test_a_failure_in_the_middle_leaves_no_file_and_what_came_meanwhile(self):
+        for failure, meanwhile in ((KeyError, []), (FileExistsError, ["a.csv"])):
+            with self.assertRaises(failure), files.new_file("a.csv") as temporary:
+                self.write(os.path.basename(temporary), "half")
+                for name in meanwhile:
+                    self.write(name, "of another")
+                if not meanwhile:
+                    raise failure
+            self.assertEqual(self.names(), meanwhile)
+        self.assertEqual(self.read("a.csv"), "of another")
 
     @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of spectra")
     def test_carry_real_spectra_through_every_format_and_back(self):
-        files = glob.glob(os.path.join(support.SPECTRA, "*.[nst][4px][2et]"))
-        self.assertEqual(len(files), 9)
-        for number, path in enumerate(sorted(files)):
-            for measurement in formats.read(path)[:1]:
-                name = str(number)
-                exchange.store(measurement, name + ".qar")
-                first = exchange.load(name + ".qar")
-                self.assertEqual(first.counts, measurement.counts)
-                self.assertEqual(first[1:-2], measurement[1:-2])
-                for format in formats.FORMATS.values():
-                    formats.write(name + format.suffix, first)
-                    (found,) = formats.read(name + format.suffix)
-                    exchange.store(found, f"{name}-{format.name}.qar")
-                    back = exchange.load(f"{name}-{format.name}.qar")
-                    self.assertEqual(back[:-2], first[:-2], (path, format.name))
-
-
-if __name__ == "__main__":
-    unittest.main()
+        spectra = glob.glob(os.path.join(support.SPECTRA, "*.[nst][4px][2et]"))
+        self.assertEqual(len(spectra), 9)
+        for path in sorted(spectra):
+            measurement = formats.read(path)[0]
+            exchange.store(measurement, "a.qar", replace=True)
+            first = exchange.load("a.qar")
+            self.assertEqual(first[:-2], measurement[:-2])
+            for format in formats.FORMATS.values():
+                formats.write("b" + format.suffix, first, replace=True)
+                (back,) = formats.read("b" + format.suffix)
+                self.assertEqual(back[:-2], first[:-2], (path, format.name))

@@ -2,10 +2,10 @@
 
 import json
 import math
-import os
 import pathlib
 import random
 import sys
+import unittest
 
 import qar
 import support
@@ -32,7 +32,7 @@ class Calibrations(support.TestCase):
         self.assertAlmostEqual(calibration.efficiency_at(100), efficiency)
         refused = [
             (qar.Calibration().energy_at, 5), (qar.Calibration((5.0, -1.0)).channel_at, 3),
-            (qar.Calibration((5.0,)).channel_at, 3), (qar.Calibration((), (-1.0,)).fwhm_at, 3),
+            (qar.Calibration((5.0,)).channel_at, 3), (qar.Calibration((), (0.0,)).fwhm_at, 3),
         ]  # fmt: skip
         for function, argument in refused:
             with self.assertRaises(ValueError):
@@ -43,9 +43,7 @@ class Calibrations(support.TestCase):
         for channel in (1, 17, 16384):
             energy = polynomial(self.CURVED, channel)
             self.assertAlmostEqual(polynomial(zero, channel - 1), energy, places=9)
-        for back, coefficient in zip(counted_from_one(zero), self.CURVED):
-            self.assertAlmostEqual(back, coefficient, delta=1e-15 * max(1, abs(coefficient)))
-        self.assertEqual(counted_from_zero((0.5, 0.25)), (0.75, 0.25))
+        self.assertEqual(counted_from_one((1, 2, 3)), (2.0, -4.0, 3.0))
         self.assertEqual((counted_from_zero(()), counted_from_zero((3.0,))), ((), (3.0,)))
 
     def test_are_fitted_exactly_where_the_points_lie_on_a_curve(self):
@@ -65,7 +63,7 @@ class Calibrations(support.TestCase):
             ]
             counts = [simulation.poisson(m, generator) for m in mean]
             lines = {0.5 * at + 3: at + 5 for at, _ in peaks}
-            with self.subTest(fwhm=fwhm), qar.open(self.folder / f"{fwhm}.qar", "x") as source:
+            with self.subTest(fwhm=fwhm), qar.open(f"{fwhm}.qar", "x") as source:
                 source.set_spectrum(counts)
                 found = source.calibrate(lines)
                 for point, (at, _) in zip(found.points, peaks):
@@ -74,15 +72,13 @@ class Calibrations(support.TestCase):
                 self.assertEqual(source.calibration()[:2], found.calibration[:2])
                 self.assertTrue(source["QAR_T_ENERGYTIME"])
 
+    @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of spectra")
     def test_of_real_spectra_come_from_their_strong_peaks(self):
-        folder = os.environ.get("PYORV3_SPECTRA")
-        if not folder:
-            self.skipTest("PYORV3_SPECTRA is not set")
-        spectra = json.loads(pathlib.Path(folder, "spectra.json").read_text(encoding="utf-8"))
+        folder = pathlib.Path(support.SPECTRA)
+        spectra = json.loads((folder / "spectra.json").read_text(encoding="utf-8"))
         for name in ("eu152-point.txt", "bi207-1cm.txt"):
             strong = [p for p in spectra[name]["peaks"] if p["significance"] > 150 and p["in_group_of"] == 1]
-            text = pathlib.Path(folder, name).read_text(encoding="utf-8")
-            counts = [int(float(line.split()[1])) for line in text.splitlines() if line.strip()]
+            counts = qar.exchange.read_any(folder / name)[0].counts
             found = qar.known_lines.calibrate(counts, {p["energy"]: p["channel"] + 4 for p in strong})
             widths = qar.Calibration((), tuple(spectra[name]["shape"]))
             for peak, point in zip(strong, found.points):
@@ -93,27 +89,25 @@ class Calibrations(support.TestCase):
 
 class Analysis(support.TestCase):
     def test_gives_peaks_and_nuclides_as_records(self):
-        with qar.open(self.folder / "mixed.qar", "x") as source:
+        with qar.open("mixed.qar", "x") as source:
             source.set_spectrum(simulation.measure(417))
             source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
             source.set_nuclide_library(nuclide_analysis.library())
-            self.assertEqual(source.nuclide_library(), nuclide_analysis.library())
             results = source.analyse(QAR_D_PEAKLIMIT=5.0, QAR_D_MATCHTOL=0.6, QAR_D_MINCONF=0.8)
             self.assertEqual(source["QAR_D_PEAKLIMIT"], 5.0)
-        with qar.open(self.folder / "mixed.qar") as source:
+        with qar.open("mixed.qar", "r+") as source:
             self.assertEqual(source.results(), results)
             self.assertEqual({n.name for n in results.nuclides}, set(simulation.ACTIVITIES))
             strongest = max(results.peaks, key=lambda peak: peak.area)
             self.assertLess(abs(strongest.energy - 59.541), 0.1)
             self.assertEqual(strongest.nuclide, "Am-241")
             self.assertLess(abs(source.calibration().energy_at(strongest.centroid) - 59.541), 0.1)
-        with qar.open(self.folder / "mixed.qar", "r+") as source:
             source.delete_results()
             self.assertEqual(source.results(), qar.Analysis((), ()))
 
     def test_library_keeps_all_that_is_known_of_a_nuclide(self):
         lines = (qar.GammaLine(63.29, 0.037, 0.02, 0.004, True), qar.GammaLine(92.5))
         nuclides = [qar.Nuclide("Th-234", 2.08e6, lines, 3e2, "U-238", False), qar.Nuclide("X")]
-        with qar.open(self.folder / "library.qar", "x") as source:
+        with qar.open("library.qar", "x") as source:
             source.set_nuclide_library(nuclides)
             self.assertEqual(repr(source.nuclide_library()), repr(nuclides))

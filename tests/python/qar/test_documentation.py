@@ -1,4 +1,4 @@
-"""Every code block of the pages for users runs, page by page, in order, in a folder of its own."""
+"""What users read and start from runs: each code block of the pages, in order, and the examples."""
 
 import json
 import os
@@ -6,7 +6,10 @@ import re
 import sys
 
 import pyORV3
+import qar
 import support
+from qar import formats
+from support import FULL
 
 PAGES = [
     "README.md", "docs/functions.md", "docs/qar.md", "docs/command-line.md", "docs/formats.md", "docs/writing-an-engine.md",
@@ -48,31 +51,22 @@ class Pages(support.TestCase):
                 self.assertTrue((support.PROJECT / script.group()).exists(), (page, line))
         return "\n".join(line for line in lines if not RUN_ELSEWHERE.match(line)) + "\n"
 
-    def setUp(self):
-        super().setUp()
-        os.symlink(str(support.PROJECT / "examples"), str(self.folder / "examples"))
-        programs = self.folder / "programs"
-        programs.mkdir()
+    def test_run_as_they_stand(self):
+        os.mkdir("programs")
         command = f'#!/bin/sh\nexec "{sys.executable}" -B '
         for name, words in (("python3", '"$@"\n'), ("qar", '-m qar "$@"\n')):
-            (programs / name).write_text(command + words)
-            (programs / name).chmod(0o755)
-        self.path = f"{programs}{os.pathsep}{os.environ['PATH']}"
-        table = self.run_program(sys.executable, "-B", "examples/simulation.py")
-        (self.folder / "spectrum.csv").write_text(table, encoding="utf-8")
-        (self.folder / "runner.py").write_text(RUNNER, encoding="utf-8")
-
-    def test_run_as_they_stand(self):
+            os.chmod(self.write(f"programs/{name}", command + words), 0o755)
+        path = f"{self.folder / 'programs'}{os.pathsep}{os.environ['PATH']}"
+        self.write("spectrum.csv", self.python(support.PROJECT / "examples" / "simulation.py"))
+        self.write("runner.py", RUNNER)
         for page in PAGES:
             with self.subTest(page):
                 place = self.folder / page.replace("/", "-")
                 place.mkdir()
-                for name in ("examples", "spectrum.csv"):
-                    os.symlink(str(self.folder / name), str(place / name))
-                blocks = place / "blocks.json"
-                blocks.write_text(json.dumps(self.blocks(page)), encoding="utf-8")
-                runner = self.folder / "runner.py"
-                self.run_program(sys.executable, "-B", runner, blocks, folder=place, PATH=self.path)
+                for shared in (support.PROJECT / "examples", self.folder / "spectrum.csv"):
+                    os.symlink(str(shared), str(place / shared.name))
+                blocks = self.write("blocks.json", json.dumps(self.blocks(page)))
+                self.python("../runner.py", f"../{blocks}", folder=place, PATH=path)
 
     def test_link_to_what_is_there(self):
         for page in PAGES:
@@ -86,3 +80,31 @@ class Pages(support.TestCase):
         described = re.findall(r"(\w+)\(", headings)
         wanted = [name for name in vars(pyORV3) if not name.startswith("__")]
         self.assertEqual(sorted(described), sorted(wanted))
+
+
+class Examples(support.TestCase):
+    def example(self, name, *arguments):
+        return self.python(support.PROJECT / "examples" / name, *arguments)
+
+    def test_a_folder_is_converted_and_again_when_more_have_come(self):
+        os.mkdir("in")
+        formats.write("in/a.spe", FULL)
+        self.assertIn("a.spe -> a.qar", self.example("convert_folder.py", "in", "out"))
+        formats.write("in/b.n42", FULL)
+        again = self.example("convert_folder.py", "in", "out")
+        self.assertRegex(again, "a.qar\n    is there already\nb.n42 -> b.qar")
+        self.assertEqual(qar.exchange.load("out/b.qar").counts, FULL.counts)
+
+    def test_an_acquisition_saves_what_it_shows(self):
+        output = self.example("acquisition.py", "a.qar", "0.3", "0.1")
+        self.assertRegex(output, r"\.{10} .* counts(.|\n)*#{30} .* counts")
+        with qar.open("a.qar") as source:
+            self.assertEqual(sum(source.spectrum()), source["QAR_Q_TOTALCOUNT"])
+            self.assertGreaterEqual(source["QAR_D_REALTIME"], 0.3)
+            self.assertIs(source["QAR_B_ACQACTIVE"], False)
+
+    def test_a_report_is_made_of_a_spectrum_of_any_format(self):
+        formats.write("a.n42", qar.exchange.load(support.make_spectrum("a.qar")))
+        output = self.example("peak_report.py", "a.n42", self.write("l.csv", support.LIBRARY), "out")
+        self.assertRegex(output, r"2 peaks(.|\n)*Cs-137")
+        self.assertLessEqual({"a.html", "a.qar"}, set(os.listdir("out")))

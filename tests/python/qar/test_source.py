@@ -4,7 +4,6 @@ import array
 import datetime
 import logging
 import math
-import os
 import pickle
 
 import qar
@@ -20,12 +19,11 @@ class TestCase(support.TestCase):
         super().setUp()
         self.path = self.folder / "sample.qar"
         self.source = qar.open(self.path, "x")
-        self.addCleanup(self.source.close)
+        self.addCleanup(lambda: self.source.close())
 
     def reopened(self, mode="r"):
         self.source.close()
         self.source = qar.open(self.path, mode)
-        self.addCleanup(self.source.close)
         return self.source
 
 
@@ -97,7 +95,7 @@ class Values(TestCase):
     def test_and_classes_are_copied_to_another_source(self):
         self.source["QAR_C_OPERATOR"] = "first"
         self.source.append({"QAR_C_NUCLNAME": "K-40"})
-        with qar.open(self.folder / "copy.qar", "x") as copy:
+        with qar.open("copy.qar", "x") as copy:
             self.source.copy_to(copy)
             self.source.copy_record_to(copy, "QAR_CLS_NUCLIDE", 1, 2)
             names = [row["QAR_C_NUCLNAME"] for row in copy.records("QAR_CLS_NUCLIDE")]
@@ -106,8 +104,8 @@ class Values(TestCase):
 
 class Spectra(TestCase):
     KEPT = [
-        [1], (0, -5, 2**31 - 1, -(2**31)), range(32768), [1.0, 2, True], array.array("H", [7, 8]),
-        iter([1, 2]),
+        lambda: [1], lambda: (0, -5, 2**31 - 1, -(2**31)), lambda: range(32768), lambda: [1.0, 2, True],
+        lambda: array.array("H", [7, 8]), lambda: iter([1, 2]),
     ]  # fmt: skip
     REFUSED = [
         [], [0] * 32769, [1, 2**31], [-(2**31) - 1], [1, 2.5], [math.nan], [1, "2"], "12", b"12",
@@ -116,10 +114,8 @@ class Spectra(TestCase):
 
     def test_are_taken_from_any_sequence_of_whole_numbers(self):
         for channels in self.KEPT:
-            wanted = tuple(map(int, channels)) if not hasattr(channels, "__next__") else (1, 2)
-            with self.subTest(type=type(channels)):
-                self.source.set_spectrum(channels)
-                self.assertEqual(self.reopened("r+").spectrum(), wanted)
+            self.source.set_spectrum(channels())
+            self.assertEqual(self.reopened("r+").spectrum(), tuple(channels()))
 
     def test_of_anything_else_are_refused_and_the_old_one_stays(self):
         self.source.set_spectrum([5, 6])
@@ -155,18 +151,17 @@ class Spectra(TestCase):
 
 class Failures(TestCase):
     def test_are_exceptions_of_families_that_say_what_was_tried(self):
-        (self.folder / "text.qar").write_text("no data source")
-        damaged = self.folder / "damaged.qar"
+        self.write("text.qar", "no data source")
         self.source.set_spectrum(range(4096))
-        content = bytearray(self.reopened().path and self.path.read_bytes())
-        content[4096:] = b"\xff" * (len(content) - 4096)
-        damaged.write_bytes(bytes(content))
+        self.reopened()
+        content = self.path.read_bytes()
+        self.write("damaged.qar", content[:4096] + b"\xff" * (len(content) - 4096))
         cases = [
-            (qar.NotFoundError, "no.qar", lambda: qar.open(self.folder / "no.qar")),
+            (qar.NotFoundError, "no.qar", lambda: qar.open("no.qar")),
             (qar.ExistsError, "sample.qar", lambda: qar.open(self.path, "x")),
-            (qar.BadArgumentError, "text.qar", lambda: qar.open(self.folder / "text.qar")),
+            (qar.BadArgumentError, "text.qar", lambda: qar.open("text.qar")),
             (qar.BadArgumentError, "'w'", lambda: qar.open(self.path, "w")),
-            (qar.DamagedError, "damaged.qar", lambda: qar.open(damaged)),
+            (qar.DamagedError, "damaged.qar", lambda: qar.open("damaged.qar")),
             (qar.NotFoundError, "QAR_D_NONE", lambda: self.source["QAR_D_NONE"]),
             (qar.NotFoundError, "no such parameter", lambda: self.source["PATH"]),
             (qar.NotFoundError, "QAR_C_OPERATOR", lambda: self.source["QAR_C_OPERATOR"]),
@@ -176,6 +171,7 @@ class Failures(TestCase):
             (qar.EngineError, "no_engine", lambda: self.source.analyse(engine="no_engine")),
             (qar.EngineError, "calibration", lambda: self.source.analyse()),
             (qar.BadArgumentError, "sample.qar", lambda: self.source.calibrate({661.7: 100})),
+            (qar.BadArgumentError, "closed", lambda: [self.source.close() for _ in "12"] + [self.source.state]),
         ]  # fmt: skip
         for family, text, call in cases:
             with self.subTest(text):
@@ -190,13 +186,7 @@ class Failures(TestCase):
     def test_of_another_process_that_writes_are_said(self):
         script = "import qar, sys\ntry: qar.open(sys.argv[1], 'r+')\nexcept qar.InUseError: print('in use')"
         self.source.flush()
-        self.assertEqual(self.run_script(script, self.path), "in use\n")
-
-    def test_of_a_closed_source_do_not_reach_the_library(self):
-        self.source.close()
-        self.source.close()
-        with self.assertRaisesRegex(qar.BadArgumentError, "closed"):
-            self.source.spectrum()
+        self.assertEqual(self.python("-c", script, self.path), "in use\n")
 
 
 class Objects(TestCase):
@@ -226,7 +216,7 @@ class Objects(TestCase):
         with self.assertLogs("qar", logging.DEBUG) as logs:
             self.reopened().close()
             with self.assertRaises(qar.NotFoundError):
-                qar.open(os.path.join(str(self.folder), "none.qar"))
+                qar.open("none.qar")
         text = "\n".join(logs.output)
         for wanted in ("INFO:qar:opened", "INFO:qar:closed", "DEBUG:qar:opening"):
             self.assertIn(wanted, text)

@@ -1,20 +1,24 @@
-"""What the tests of the exchange share: measurements, a folder for each test, the command line."""
+"""What the tests of the package share: a folder for each test, programs, the command line, spectra."""
 
 import contextlib
 import io
 import os
 import pathlib
+import subprocess
+import sys
 import tempfile
 import unittest
 from collections import namedtuple
 from datetime import datetime, timezone
 
+import pyORV3
 import qar
 from qar import command_line
 from qar.formats import Measurement
 
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+PRODUCT = pathlib.Path(pyORV3.__file__).resolve().parent
 SPECTRA = os.environ.get("PYORV3_SPECTRA")
-PROJECT = pathlib.Path(__file__).resolve().parents[3]
 
 FULL = Measurement(
     counts=(0, 0, 5, 7, 0, 2147483647, 0, 0, 1),
@@ -29,6 +33,13 @@ FULL = Measurement(
     shape=(1.221, 0.001793),
 )
 """What every format can hold, but for the shape in channels."""
+
+LIBRARY = """\
+nuclide, half_life, energy, photons, key
+# a line for each gamma line
+Cs-137, 30.05 y, 661.657, 0.8499, 1
+Co-60, 5.2711 y, 1173.228, 0.9985
+"""
 
 Ran = namedtuple("Ran", "code out err")
 
@@ -59,6 +70,9 @@ class TestCase(unittest.TestCase):
         (self.folder / name).write_bytes(data)
         return name
 
+    def read(self, name):
+        return (self.folder / name).read_text(encoding="utf-8")
+
     def names(self):
         return sorted(path.name for path in self.folder.iterdir())
 
@@ -67,6 +81,24 @@ class TestCase(unittest.TestCase):
         ran = run(*arguments)
         self.assertEqual((ran.code, ran.err), (0, []), arguments)
         return ran.out
+
+    def run_program(self, *command, code=0, folder=None, **environment):
+        """What a program printed that had to end with this code, its errors included."""
+        result = subprocess.run(
+            list(map(str, command)),
+            cwd=str(folder or self.folder),
+            env={**os.environ, "PYTHONIOENCODING": "utf-8", **environment},
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            encoding="utf-8",
+            timeout=250,
+        )
+        self.assertEqual(result.returncode, code, result.stdout)
+        return result.stdout
+
+    def python(self, *arguments, **options):
+        """The same of this Python."""
+        return self.run_program(sys.executable, "-B", *arguments, **options)
 
 
 def make_spectrum(path, peak_height=2000, title="sample"):
@@ -78,13 +110,5 @@ def make_spectrum(path, peak_height=2000, title="sample"):
     with qar.open(path, "x") as source:
         source.set_spectrum(counts)
         source.set_calibration((3.4961, 1.49582), (9.0, 0.02))
-        source.update({"QAR_C_MEASNAME": title, "QAR_D_LIVETIME": 100.0})
+        source.update({"QAR_C_MEASNAME": title, "QAR_D_LIVETIME": 100.0, "QAR_F_DEADTIME": float("inf")})
     return path
-
-
-LIBRARY = """\
-nuclide, half_life, energy, photons, key
-# a line for each gamma line
-Cs-137, 30.05 y, 661.657, 0.8499, 1
-Co-60, 5.2711 y, 1173.228, 0.9985
-"""
