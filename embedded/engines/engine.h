@@ -23,8 +23,9 @@ inline constexpr unsigned optionLimitShift = 8;
 namespace status {
 inline constexpr std::uint32_t success = 0;
 // The step is done and its results are written, but no peak was looked for in some of the channels
-// that the settings name, because the shape calibration gives them no usable width.
-inline constexpr std::uint32_t rangePartlySearched = 0x60610001;
+// that the settings name, because the shape calibration gives them no usable width. It has a number
+// of its own and the bits of a failure, for a script sees every code of an engine as 0xE061xxxx.
+inline constexpr std::uint32_t rangePartlySearched = 0xE061000E;
 inline constexpr std::uint32_t badOption = 0xE0610001;          // option word not as above
 inline constexpr std::uint32_t dataSourceRefused = 0xE0610002;  // no context has the handle
 inline constexpr std::uint32_t spectrumUnreadable =

@@ -7,7 +7,7 @@ from typing import TYPE_CHECKING, Any, Dict, Iterable, List, NamedTuple, Optiona
 import pyORV3
 
 from .errors import check, logger
-from .status import RANGE_PARTLY_SEARCHED, describe
+from .status import RANGE_PARTLY_SEARCHED, describe, unsigned
 
 if TYPE_CHECKING:
     from .source import DataSource
@@ -136,7 +136,7 @@ def run_engine(
     """
     logger.info("running %s.%s on %s", engine, entry_point, source.path)
     answer = pyORV3.executeNativeEngine(engine, entry_point, source.handle, options)
-    if answer == RANGE_PARTLY_SEARCHED:
+    if engine == ENGINE and unsigned(answer) == RANGE_PARTLY_SEARCHED:
         warnings.warn(f"{source.path}: {describe(answer).text}", stacklevel=2)
     else:
         check(answer, f"running {engine}.{entry_point} on", source.path)

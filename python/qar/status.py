@@ -46,7 +46,7 @@ class Status(NamedTuple):
         return f"0x{self.code:08X} ({self.signed}), {self.name}, {self.family}: {self.text}"
 
 
-RANGE_PARTLY_SEARCHED = 0x60610001
+RANGE_PARTLY_SEARCHED = 0xE061000E
 
 SUCCESS = Status(0, "success", "", "success")
 
@@ -183,13 +183,6 @@ TABLE = (
     ),
     # The engine's
     Status(
-        RANGE_PARTLY_SEARCHED,
-        "rangePartlySearched",
-        ENGINE,
-        "peak_search: done, but the shape calibration has no usable width in a part of the channels,"
-        " where no peak was looked for",
-    ),
-    Status(
         0xE0610001, "badOption", BAD_ARGUMENT, "peak_search: the option word has unknown bits"
     ),
     Status(0xE0610002, "dataSourceRefused", ENGINE, "peak_search: no source has the handle"),
@@ -238,6 +231,13 @@ TABLE = (
     ),
     Status(0xE061000C, "engineOutOfMemory", ENGINE, "peak_search: out of memory"),
     Status(0xE061000D, "engineInternalFailure", ENGINE, "peak_search: no other code fits"),
+    Status(
+        RANGE_PARTLY_SEARCHED,
+        "rangePartlySearched",
+        ENGINE,
+        "peak_search: done, but the shape calibration has no usable width in a part of the channels,"
+        " where no peak was looked for",
+    ),
     # The system's
     Status(0xE000007E, "engineMissing", ENGINE, "no such engine library, or one that it needs"),
     Status(0xE000007F, "entryPointMissing", ENGINE, "the engine library has no such entry point"),

@@ -105,6 +105,13 @@ class Analysis(support.TestCase):
             source.delete_results()
             self.assertEqual(source.results(), qar.Analysis((), ()))
 
+    def test_warns_where_peaks_could_not_be_looked_for(self):
+        with qar.open("narrow.qar", "x") as source:
+            source.set_spectrum([5] * 500 + [50, 200, 400, 200, 50] + [5] * 500)
+            source.set_calibration((0.0, 1.0), (-1.0, 0.01))  # no width below 100 keV
+            with self.assertWarnsRegex(UserWarning, "no usable width"):
+                self.assertEqual(len(source.analyse().peaks), 1)
+
     def test_library_keeps_all_that_is_known_of_a_nuclide(self):
         lines = (qar.GammaLine(63.29, 0.037, 0.02, 0.004, True), qar.GammaLine(92.5))
         nuclides = [qar.Nuclide("Th-234", 2.08e6, lines, 3e2, "U-238", False), qar.Nuclide("X")]
