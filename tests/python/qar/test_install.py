@@ -32,12 +32,9 @@ class Wheel(support.TestCase):
             if "__pycache__" not in path.parts or "qar" in path.parts
         }
 
+    # Nothing of the build tree may help.
+    @unittest.mock.patch.dict(os.environ, LD_LIBRARY_PATH="", PYTHONPATH="")
     def test_is_installed_works_and_goes_without_a_trace(self):
-        patch = unittest.mock.patch.dict(os.environ)
-        patch.start()
-        self.addCleanup(patch.stop)
-        for name in ("LD_LIBRARY_PATH", "PYTHONPATH"):  # nothing of the build tree may help
-            os.environ.pop(name, None)
         backend = support.PROJECT / "python" / "packaging" / "wheel_backend.py"
         wheel = self.python(backend, "wheel", support.PRODUCT.parent, self.folder).strip()
         version = re.search(
