@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <numeric>
 #include <random>
 #include <set>
 #include <sstream>
@@ -85,21 +86,9 @@ OrvStatus put(OrvContext context, std::uint32_t code, const Value& value, int re
     return SOrvPutParam(context, code, record, entry, &value, sizeof value);
 }
 
-template <std::size_t context>
-Outcome createContext(World& world) {
-    return of(SOrvCreateDSC2(nullptr, &world.contexts[context], 0, 0));
-}
-
-template <std::size_t context>
-Outcome flush(World& world) {
-    return of(SOrvFlush(world.contexts[context]));
-}
-
 std::array<std::int32_t, 256> channelsFrom(std::int32_t first) {
     std::array<std::int32_t, 256> channels{};
-    for (auto& channel : channels) {
-        channel = first++;
-    }
+    std::iota(channels.begin(), channels.end(), first);
     return channels;
 }
 
@@ -111,7 +100,7 @@ const Step steps[] = {
     {"SOrvEnumNodes", [](World& w) { std::uint32_t n = 1; return of(SOrvEnumNodes(w.contexts[0], &w.node, &n, ORV_NODE_SELECTOR)); }},
     {"OrvNodeEnumeration", [](World& w) { std::uint16_t n = 1; return of(OrvNodeEnumeration(w.contexts[0], &w.node, &n, ORV_NODE_SELECTOR), w.contexts[0]); }},
     {"OrvCreateDSC2", [](World& w) { return of(OrvCreateDSC2(&w.node, &w.contexts[1], 0, 0), w.contexts[0]); }},
-    {"SOrvCreateDSC2", createContext<2>},
+    {"SOrvCreateDSC2", [](World& w) { return of(SOrvCreateDSC2(nullptr, &w.contexts[2], 0, 0)); }},
     {"SOrvCreateFile", [](World& w) { return of(SOrvCreateFile(w.contexts[0], w.first.c_str(), 1, 65535, 1, 32768)); }},
     {"OrvFileCreation", [](World& w) { return of(OrvFileCreation(w.contexts[1], w.second.c_str(), 1, 65535, 1, 32768), w.contexts[1]); }},
     {"SOrvPutParam double", [](World& w) { return of(put(w.contexts[0], QAR_D_LIVETIME, 1.5)); }},
@@ -126,10 +115,10 @@ const Step steps[] = {
     {"SOrvPutParam nuclide 2", [](World& w) { return of(put(w.contexts[0], QAR_C_NUCLNAME, "Co-60", 2)); }},
     {"OrvCreateBlock to fill", [](World& w) { return of(OrvCreateBlock(w.contexts[0], unformattedClass, 600, 0), w.contexts[0]); }},
     {"OrvWriteUFBlock", [](World& w) { static const auto data = channelsFrom(3); return of(OrvWriteUFBlock(w.contexts[0], unformattedClass, data.data(), 1000, 0), w.contexts[0]); }},
-    {"SOrvFlush", flush<0>},
+    {"SOrvFlush", [](World& w) { return of(SOrvFlush(w.contexts[0])); }},
     {"OrvCreateBlock to refill", [](World& w) { return of(OrvCreateBlock(w.contexts[0], unformattedClass, 600, -1), w.contexts[0]); }},
     {"OrvWriteUFBlock refilling", [](World& w) { static const auto data = channelsFrom(7); return of(OrvWriteUFBlock(w.contexts[0], unformattedClass, data.data(), 512, 0), w.contexts[0]); }},
-    {"SOrvFlush refilling", flush<0>},
+    {"SOrvFlush refilling", [](World& w) { return of(SOrvFlush(w.contexts[0])); }},
     {"OrvWriteUFBlock more", [](World& w) { static const auto data = channelsFrom(9); return of(OrvWriteUFBlock(w.contexts[0], unformattedClass, data.data(), 100, 0), w.contexts[0]); }},
     {"SOrvInsertOne record", [](World& w) { return of(SOrvInsertOne(w.contexts[0], QAR_CLS_NUCLIDE, 1, 0)); }},
     {"SOrvInsertOne entry", [](World& w) { return of(SOrvInsertOne(w.contexts[0], QAR_CLS_NUCLIDE, 2, 1)); }},
@@ -160,12 +149,12 @@ const Step steps[] = {
     {"SOrvClassCopy", [](World& w) { return of(SOrvClassCopy(w.contexts[0], w.contexts[1], QAR_CLS_NUCLIDE)); }},
     {"OrvClassCopy", [](World& w) { const auto side = OrvClassCopy(w.contexts[0], w.contexts[1], QAR_CLS_NUCLIDE); return of(side, w.contexts[side == 4 ? 1 : 0]); }},
     {"SOrvCopyRecord", [](World& w) { return of(SOrvCopyRecord(w.contexts[0], QAR_CLS_NUCLIDE, 1, w.contexts[1], 3, 0)); }},
-    {"SOrvFlush copied", flush<1>},
+    {"SOrvFlush copied", [](World& w) { return of(SOrvFlush(w.contexts[1])); }},
     {"OrvDataSourceDuplication", [](World& w) { return of(OrvDataSourceDuplication(w.contexts[0], w.contexts[1]), w.contexts[0]); }},
     {"SOrvSaveAs", [](World& w) { return of(SOrvSaveAs(w.contexts[0], w.contexts[1])); }},
     {"SOrvPutParam before levels", [](World& w) { return of(put(w.contexts[1], QAR_C_RESNUCLIDE, "Co-60")); }},
     {"SOrvDeleteLevel", [](World& w) { return of(SOrvDeleteLevel(w.contexts[1], 1)); }},
-    {"SOrvFlush before compaction", flush<1>},
+    {"SOrvFlush before compaction", [](World& w) { return of(SOrvFlush(w.contexts[1])); }},
     {"SOrvControlDSC compact", [](World& w) { return of(SOrvControlDSC(w.contexts[1], 2, 0)); }},
     {"OrvDataSourceOpening reading", [](World& w) { return of(OrvDataSourceOpening(w.contexts[2], w.second.c_str(), 1, 1, 0, nullptr), w.contexts[2]); }},
     {"SOrvPutParam unsaved", [](World& w) { return of(put(w.contexts[1], QAR_D_REALTIME, 77.0)); }},
@@ -175,9 +164,9 @@ const Step steps[] = {
     {"SOrvPutParam before deletion", [](World& w) { return of(put(w.contexts[1], QAR_D_REALTIME, 88.0)); }},
     {"OrvContextDeletion", [](World& w) { return of(OrvContextDeletion(w.contexts[2]), w.contexts[0]); }, true},
     {"SOrvDeleteDSC", [](World& w) { return of(SOrvDeleteDSC(w.contexts[1])); }, true},
-    {"SOrvCreateDSC2 again", createContext<3>},
+    {"SOrvCreateDSC2 again", [](World& w) { return of(SOrvCreateDSC2(nullptr, &w.contexts[3], 0, 0)); }},
     {"SOrvOpenDataSource last", [](World& w) { return of(SOrvOpenDataSource(w.contexts[3], w.second.c_str(), 1, 3, 0, nullptr)); }},
-    {"SOrvFlush last", flush<3>},
+    {"SOrvFlush last", [](World& w) { return of(SOrvFlush(w.contexts[3])); }},
 };
 // clang-format on
 constexpr int stepCount = static_cast<int>(std::size(steps));
@@ -196,15 +185,6 @@ std::string_view viewOf(const Bytes& bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), sizeof bytes};
 }
 
-void writeValues(std::ostream& text, OrvContext context, std::uint32_t code, std::uint16_t record,
-                 std::uint16_t entries) {
-    for (std::uint16_t entry = 0; entry <= entries; ++entry) {
-        std::array<char, 256> value{};
-        text << ' ' << SOrvGetParam(context, code, record, entry, value.data(), value.size()) << '='
-             << viewOf(value);
-    }
-}
-
 void writeRecords(std::ostream& text, OrvContext context, std::uint16_t classCode) {
     std::uint16_t records = 0;
     text << "\nclass " << SOrvClassCount(context, classCode, &records) << ':' << records;
@@ -213,8 +193,12 @@ void writeRecords(std::ostream& text, OrvContext context, std::uint16_t classCod
         SOrvEntryCount(context, classCode, record, &entries);
         text << '/' << entries;
         for (const std::uint32_t code : observedCodes) {
-            if (code >> 16U == classCode) {
-                writeValues(text, context, code, record, entries);
+            for (int entry = 0; entry <= entries && classOf(code) == classCode; ++entry) {
+                std::array<char, 256> value{};
+                text << ' '
+                     << SOrvGetParam(context, code, record, static_cast<std::uint16_t>(entry),
+                                     value.data(), value.size())
+                     << '=' << viewOf(value);
             }
         }
     }
@@ -222,7 +206,7 @@ void writeRecords(std::ostream& text, OrvContext context, std::uint16_t classCod
 
 void writeContent(std::ostream& text, OrvContext context) {
     std::uint32_t state = 0;
-    text << SOrvQueryDataSource(context, 1, &state) << " state " << state;
+    text << '\n' << SOrvQueryDataSource(context, 1, &state) << " state " << state;
     for (const std::uint16_t classCode : observedClasses) {
         writeRecords(text, context, classCode);
     }
@@ -242,21 +226,17 @@ std::string namesIn(const std::string& folder, bool journals) {
     for (const auto& file : std::filesystem::directory_iterator(folder)) {
         const std::string name = file.path().filename().string();
         if (journals || !name.ends_with("-journal")) {
-            names.insert(name);
+            names.insert(name + " ");
         }
     }
-    std::string text;
-    for (const auto& name : names) {
-        text += name + " ";
-    }
-    return text;
+    return std::accumulate(names.begin(), names.end(), std::string());
 }
 
 std::string snapshot(const World& world) {
     std::ostringstream text;
     text << namesIn(world.folder, false);
     for (const OrvContext context : world.contexts) {
-        text << '\n' << (context != 0) << ' ';
+        text << (context != 0);
         writeContent(text, context);
     }
     return text.str();
@@ -266,8 +246,7 @@ std::ptrdiff_t descriptorCount() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-// ---- A run without a fault, and runs with one
-// -----------------------------------------------------
+// ---- A run without a fault, and runs with one ---------------------------------------------------
 
 struct Reference {
     Outcome outcomes[stepCount];
@@ -283,6 +262,11 @@ struct Fault {
 
 constexpr long once = 1;
 constexpr long forGood = LONG_MAX / 2;
+
+void tell(const Fault& fault, const char* what, std::uint32_t number) {
+    std::printf("FAILED %s: %s %ld%s: %s (0x%X)\n", steps[fault.step].name, tortureKind(fault.kind),
+                fault.nth, fault.times == once ? "" : " on", what, number);
+}
 
 class Folder {
   public:
@@ -345,7 +329,7 @@ class FaultyRun {
                     require(outcome == reference_.outcomes[step], steps[step].name, outcome.code);
                 }
             }
-            requireSnapshot(world, stepCount, "the last content is wrong", 0);
+            requireSnapshot(world, stepCount, "the last content is wrong");
             deleteContexts(world);
             require(namesIn(world.folder, true) == "first.qar second.qar ", "files are left");
         }
@@ -357,15 +341,13 @@ class FaultyRun {
   private:
     void require(bool condition, const char* what, std::uint32_t code = 0) {
         if (!condition) {
-            std::printf("FAILED %s: %s %ld%s: %s (0x%X)\n", steps[fault_.step].name,
-                        tortureKind(fault_.kind), fault_.nth, fault_.times == once ? "" : " on",
-                        what, code);
+            tell(fault_, what, code);
             failed_ = true;
         }
     }
 
     // step: after how many steps the content is to be that of the run without a fault.
-    void requireSnapshot(const World& world, int step, const char* what, std::uint32_t code) {
+    void requireSnapshot(const World& world, int step, const char* what, std::uint32_t code = 0) {
         require(snapshot(world) == reference_.snapshots[step], what, code);
     }
 
@@ -412,9 +394,7 @@ bool judged(const Reference& reference, const Fault& fault) {
     int status = 0;
     waitpid(child, &status, 0);
     if (WIFSIGNALED(status)) {
-        std::printf("FAILED %s: %s %ld%s: signal %d\n", steps[fault.step].name,
-                    tortureKind(fault.kind), fault.nth, fault.times == once ? "" : " on",
-                    WTERMSIG(status));
+        tell(fault, "a signal", static_cast<std::uint32_t>(WTERMSIG(status)));
     }
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }

@@ -12,7 +12,6 @@ memory, however often a method that reads fails in the same way.
 import ctypes
 import gc
 import os
-import signal
 import sys
 
 import pyORV3
@@ -190,30 +189,13 @@ def contents(folder):
     return result
 
 
-def judged(folder, reference, final, step, fault):
-    """In a process of its own; True when all is well, else what is wrong has been printed."""
-    child = os.fork()
-    if child == 0:
-        signal.alarm(300)
-        name = steps(folder)[step][0]
-        what = "%s: %s %d%s" % (name, shim.tortureKind(fault[0]).decode(), fault[1],
-                                "" if fault[2] == 1 else " on")
-        try:
-            before = descriptors()
-            run(folder, reference, step, fault)
-            if descriptors() != before:
-                raise Failed("a descriptor is leaked")
-            if contents(folder) != final:
-                raise Failed("the files hold something else")
-        except BaseException as failure:
-            print("FAILED %s: %r" % (what, failure), flush=True)
-            os._exit(1)
-        os._exit(0)
-    status = os.waitpid(child, 0)[1]
-    if os.WIFSIGNALED(status):
-        print("FAILED step %d %s, fault %r: signal %d"
-              % (step, steps(folder)[step][0], fault, os.WTERMSIG(status)), flush=True)
-    return status == 0
+def try_fault(folder, reference, final, step, fault):
+    before = descriptors()
+    run(folder, reference, step, fault)
+    if descriptors() != before:
+        raise Failed("a descriptor is leaked")
+    if contents(folder) != final:
+        raise Failed("the files hold something else")
 
 
 def main():
@@ -238,7 +220,12 @@ def main():
     failed = 0
     for step, fault in faults:
         with torture.folder() as folder:
-            failed += not judged(folder, reference, final, step, fault)
+            failure = torture.failure_of(lambda: try_fault(folder, reference, final, step, fault))
+        if failure:
+            failed += 1
+            kind, nth, times = fault
+            print("FAILED %s: %s %d%s: %s" % (steps(folder)[step][0], shim.tortureKind(kind).decode(), nth,
+                                              "" if times == 1 else " on", failure), flush=True)
     print("tried %d faults in the 27 methods\n%d are possible, %d failed" % (len(faults), possible, failed))
     return 1 if failed else 0
 

@@ -19,7 +19,6 @@ import resource
 import shutil
 import signal
 import sqlite3
-import struct
 import sys
 
 import pyORV3
@@ -27,7 +26,7 @@ import torture
 from torture import CREATE, READ, WRITE, Failed, ok, status_of
 
 SECONDS, MEGABYTES = 2, 500
-NOT_WRITTEN = 3  # the end of a process that could not write
+NOT_WRITTEN = Failed("not written")
 CLASSES = list(range(0x2000, 0x2008)) + [0x2010, 0x2FFF, 0x4005, 0x9999]
 
 
@@ -317,26 +316,17 @@ def copy_file(path, codes, scratch):
 @timed
 def change_file(path, change):
     status, handle = pyORV3.open(path, WRITE, 1, "")
-    return (status == 0 and change(handle) == 0 and pyORV3.flush(handle) == 0
-            and pyORV3.close(handle, 0) == 0)
+    if status or change(handle) or pyORV3.flush(handle) or pyORV3.close(handle, 0):
+        raise NOT_WRITTEN
 
 
 def write_file(path, change):
     """Whether the file was opened, changed, flushed and closed; in a process of its own, which
     takes with it what could not be saved."""
-    writer = os.fork()
-    if writer != 0:
-        status = os.waitpid(writer, 0)[1]
-        if os.WIFSIGNALED(status):
-            os.kill(os.getpid(), os.WTERMSIG(status))
-        if status not in (0, NOT_WRITTEN << 8):
-            raise Failed("a sanitizer's report while writing")
-        return status == 0
-    done = False
-    try:
-        done = change_file(path, change)
-    finally:
-        os._exit(0 if done else NOT_WRITTEN)
+    failure = torture.failure_of(lambda: change_file(path, change))
+    if failure not in (None, repr(NOT_WRITTEN)):
+        raise Failed("%s while writing" % failure)
+    return failure is None
 
 
 def set_value(handle):
@@ -386,63 +376,35 @@ def try_file(path, codes, scratch, kind):
         content = after
 
 
-def judged(path, codes, scratch, kind):
-    """None when all is well, in a process of its own; else what is not."""
-    reports, write_end = os.pipe()
-    child = os.fork()
-    if child == 0:
-        signal.alarm(300)
-        at_start = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-        try:
-            try_file(path, codes, scratch, kind)
-            grown = (resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - at_start) // 1024
-            if grown > MEGABYTES:
-                raise Failed("%d MB" % grown)
-        except BaseException as failure:
-            os.write(write_end, repr(failure).encode())
-        finally:
-            os._exit(0)
-    os.close(write_end)
-    _, status = os.waitpid(child, 0)
-    with open(reports) as report:
-        text = report.read()
-    if os.WIFSIGNALED(status):
-        ends = {signal.SIGPROF: "more than %d s" % SECONDS, signal.SIGALRM: "waits for ever"}
-        return ends.get(os.WTERMSIG(status), "signal %d" % os.WTERMSIG(status))
-    return text or (None if status == 0 else "a sanitizer's report")
+def try_within_memory(*arguments):
+    at_start = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+    try_file(*arguments)
+    grown = (resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - at_start) // 1024
+    if grown > MEGABYTES:
+        raise Failed("%d MB" % grown)
 
 
 def main():
     mutants, random = torture.arguments([300, 1])
     codes, failures = known_codes(), 0
-    with torture.folder() as folder:
-        sound = [os.path.join(folder, "sound%d.qar" % records) for records in (2, 40)]
-        for path, records in zip(sound, (2, 40)):
-            write_sound_file(path, records)
-        place = os.path.join(folder, "place")
-        scratch = os.path.join(folder, "scratch")
-
-        def attempt(make):
-            nonlocal failures
-            for name in (place, scratch):
-                os.mkdir(name)
-            path = os.path.join(place, "file.qar")
-            shutil.copy(sound[random.randrange(2)], path)
-            kind, what = make(path)
-            failure = judged(path, codes, scratch, kind)
-            if failure:
-                failures += 1
-                print("FAILED %s %s: %s" % (kind, what, failure), flush=True)
-                if os.environ.get("TORTURE_KEEP"):
-                    shutil.copytree(place, os.path.join(os.environ["TORTURE_KEEP"], str(failures)))
-            for name in (place, scratch):
-                shutil.rmtree(name)
-
-        for name, script in HOSTILE_SCHEMAS.items():
-            attempt(lambda path, name=name, script=script:
-                    ("hostile", name if run_sql(path, script) else name + " (partly made)"))
-        for number in range(mutants):
-            attempt(lambda path: make_mutant(path, random))
+    makers = [lambda path, name=name, script=script:
+              ("hostile", name if run_sql(path, script) else name + " (partly made)")
+              for name, script in HOSTILE_SCHEMAS.items()]
+    makers += [lambda path: make_mutant(path, random)] * mutants
+    with torture.folder() as sound:
+        for records in (2, 40):
+            write_sound_file(os.path.join(sound, "%d.qar" % records), records)
+        for make in makers:
+            with torture.folder() as folder, torture.folder() as scratch:
+                path = os.path.join(folder, "file.qar")
+                shutil.copy(os.path.join(sound, random.choice(("2.qar", "40.qar"))), path)
+                kind, what = make(path)
+                failure = torture.failure_of(lambda: try_within_memory(path, codes, scratch, kind))
+                if failure:
+                    failures += 1
+                    print("FAILED %s %s: %s" % (kind, what, failure), flush=True)
+                    if os.environ.get("TORTURE_KEEP"):
+                        shutil.copytree(folder, os.path.join(os.environ["TORTURE_KEEP"], str(failures)))
     print("tried %d hostile schemas\ntried %d mutants\n%d failed" % (len(HOSTILE_SCHEMAS), mutants, failures))
     return 1 if failures else 0
 

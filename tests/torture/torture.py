@@ -5,6 +5,7 @@ import ctypes
 import os
 import random
 import shutil
+import signal
 import sys
 import tempfile
 
@@ -77,6 +78,28 @@ def folder():
         yield os.path.realpath(path)
     finally:
         shutil.rmtree(path)
+
+
+def failure_of(work):
+    """What is wrong with the work, which a process of its own does: the failure that it raises, the
+    signal that ends it (SIGALRM: it waits for ever), or the end that a sanitizer makes; or None."""
+    reports, write_end = os.pipe()
+    child = os.fork()
+    if child == 0:
+        signal.alarm(300)
+        try:
+            work()
+        except BaseException as failure:
+            os.write(write_end, repr(failure).encode())
+        finally:
+            os._exit(0)
+    os.close(write_end)
+    status = os.waitpid(child, 0)[1]
+    with open(reports) as report:
+        text = report.read()
+    if os.WIFSIGNALED(status):
+        return signal.Signals(os.WTERMSIG(status)).name
+    return text or (None if status == 0 else "a sanitizer's report")
 
 
 def arguments(defaults):
