@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -116,8 +117,10 @@ class DataSource {
     [[nodiscard]] OrvStatus close() const { return SOrvCloseDataSource(context_); }
     [[nodiscard]] std::uint32_t lastFailure() const {
         std::uint32_t code = 0;
-        std::uint32_t unused = 0;
-        EXPECT_EQ(0, OrvErrorQuery(context_, &code, &unused, &unused));
+        std::uint32_t second = 1;
+        std::uint32_t third = 1;
+        EXPECT_EQ(0, OrvErrorQuery(context_, &code, &second, &third));
+        EXPECT_EQ(0U, second + third);
         return code;
     }
     // The code of the failure behind a result; 0 where there is none.
@@ -143,11 +146,15 @@ class DataSource {
     }
     // The value; the status of a reading that fails is reported as the test's failure.
     template <typename Number>
-    [[nodiscard]] Number get(std::uint32_t code, std::uint16_t record = 1) const {
+    [[nodiscard]] Number get(std::uint32_t code, std::uint16_t record = 1,
+                             std::uint16_t entry = 0) const {
         Number value{};
-        EXPECT_EQ(0U, SOrvGetParam(context_, code, record, 0, &value, sizeof value))
+        EXPECT_EQ(0U, SOrvGetParam(context_, code, record, entry, &value, sizeof value))
             << std::hex << code;
         return value;
+    }
+    [[nodiscard]] std::string text(std::uint32_t code, std::uint16_t record = 1) const {
+        return get<std::array<char, 256>>(code, record).data();
     }
     [[nodiscard]] OrvStatus putSpectrum(const std::vector<std::int32_t>& channels) const {
         return SOrvPutSpectrum(context_, 1, static_cast<std::uint16_t>(channels.size()),

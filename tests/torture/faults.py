@@ -24,10 +24,6 @@ FAILURES_ON = 40  # calls that fail "on and on"; few enough for the interpreter 
 CONTENT = tuple(range(1000))
 
 
-def handle_of(world, name):
-    return world.get(name, (0, 0))[1]
-
-
 # The scenario: the method, its arguments (a name of the world stands for a handle), whether it only
 # reads, and the name under which what `open` gives is kept.
 def steps(folder):
@@ -85,24 +81,9 @@ def steps(folder):
     ]
 
 
-def call(world, step):
-    """The status and the result of a step; MemoryError is a result like others."""
-    method, arguments, _, kept = step
-    given = tuple(world.get(item, item) if isinstance(item, str) else item for item in arguments)
-    answer = getattr(pyORV3, method)(*given)
-    return keep(world, step, answer)
-
-
-def keep(world, step, answer):
-    if step[3] is not None and answer is not None:
-        world[step[3]] = answer[1]
-        return status_of(answer), None  # handles differ from run to run
-    return answer
-
-
-def call_with_fault(world, step, kind, nth, times):
+def call(world, step, kind=-1, nth=1, times=0):
     """The answer of the step, or None for MemoryError, and whether something failed."""
-    method, arguments, _, _ = step
+    method, arguments, _, kept = step
     given = tuple(world.get(item, item) if isinstance(item, str) else item for item in arguments)
     function, answer, arm, disarm = getattr(pyORV3, method), None, shim.tortureArm, shim.tortureDisarm
     try:
@@ -116,7 +97,10 @@ def call_with_fault(world, step, kind, nth, times):
             break
         except MemoryError:
             pass
-    return keep(world, step, answer), fired > 0
+    if kept is not None and answer is not None:
+        world[kept] = answer[1]
+        answer = status_of(answer), None  # handles differ from run to run
+    return answer, fired > 0
 
 
 def succeeded(answer):
@@ -130,7 +114,7 @@ def descriptors():
 
 def live_bytes_after(world, step, fault):
     for _ in range(8):
-        call_with_fault(world, step, *fault)
+        call(world, step, *fault)
     gc.collect()  # which empties the interpreter's stores of objects to use again
     sys._clear_type_cache()  # which keeps the names of attributes that were looked up
     return shim.tortureLiveBytes()
@@ -152,11 +136,11 @@ def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
     os.environ["ORV_INPUTS"] = folder
     for index, step in enumerate(steps(folder)):
         if counts is not None:
-            answer, _ = call_with_fault(world, step, -1, 1, 0)
+            answer, _ = call(world, step)
             kinds = range(100)
             counts += [(index, kind, shim.tortureCalls(kind)) for kind in kinds[:KINDS]]
         elif index == fault_step:
-            answer, fired = call_with_fault(world, step, *fault)
+            answer, fired = call(world, step, *fault)
             if step[0] == "enumerateDefinitions" and fired and succeeded(answer):
                 answer = reference[index]  # a failure ends its list and is not reported
             if answer != reference[index] and (not fired or succeeded(answer)):
@@ -164,11 +148,11 @@ def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
             if answer != reference[index]:
                 if step[3] in world and step[0] == "open":
                     pyORV3.close(world[step[3]], 0)
-                answer = call(world, step)
+                answer, _ = call(world, step)
             if step[2]:
                 require_no_leak(world, step, fault)
         else:
-            answer = call(world, step)
+            answer, _ = call(world, step)
         if reference is not None and answer != reference[index]:
             raise Failed("%s step %d, %s, gives %.100r, not %.100r" % (
                 "the repeated" if index == fault_step else "the later", index, step[0], answer,

@@ -6,12 +6,11 @@ which says for each how it is calibrated and what another analysis found. Channe
 
 import json
 import os
-import re
 import sys
-from xml.etree import ElementTree
 
 import embedded
 import qar
+from qar import formats
 
 sys.path.insert(0, str(embedded.EXAMPLES))
 
@@ -123,32 +122,10 @@ def cases():
         return json.load(file)
 
 
-def _counted_zeroes(numbers):
-    contents, numbers = [], iter(numbers)
-    for number in numbers:
-        contents.extend([0] * next(numbers) if number == 0 else [number])
-    return contents
-
-
-def _read_n42(path, detector):
-    for spectrum in ElementTree.parse(path).getroot().iter():
-        if spectrum.tag.endswith("}Spectrum") and spectrum.get("Detector") == detector:
-            data = next(item for item in spectrum if item.tag.endswith("}ChannelData"))
-            return _counted_zeroes(int(number) for number in data.text.split())
-    raise ValueError(f"{path}: no detector {detector}")
-
-
 def contents(name, case):
     """The contents of all channels, channel 1 first."""
-    path = os.path.join(FOLDER, name)
-    if name.endswith(".n42"):
-        return _read_n42(path, case["detector"])
-    with open(path, encoding="latin-1") as file:
-        text = file.read()
-    if name.endswith(".spe"):
-        data = re.search(r"\$DATA:\s+(\d+)\s+(\d+)\s+([\d\s]+)", text)
-        return [int(number) for number in data.group(3).split()][: int(data.group(2)) + 1]
-    return [int(line.split()[1]) for line in text.splitlines() if line.strip()]
+    spectra = formats.read(os.path.join(FOLDER, name))
+    return next(one.counts for one in spectra if one.detector == case.get("detector", one.detector))
 
 
 def fwhm(case, energy):

@@ -78,25 +78,6 @@ class Parameters(embedded.TestCase):
         self.assertEqual(self.column(handle, "QAR_D_LINEENERGY", record=1), [1460.82])
         self.assertEqual(self.column(handle, "QAR_C_OPERATOR"), ["Ö" * 32])
 
-    def test_a_source_opened_for_reading_cannot_be_written(self):
-        self.set(self.create(), "QAR_L_CHANNELS", 256)
-        handle = self.open(embedded.READ)
-        for answer in [
-            pyORV3.setParameter(handle, code_of("QAR_L_CHANNELS"), 512, 1, 1),
-            pyORV3.setSpectrum(handle, (1,), 0, 0),
-            pyORV3.insert(handle, embedded.NUCLIDES, 1, 0),
-            pyORV3.createBlock(handle, embedded.NUCLIDES, 0),
-            pyORV3.deleteLevel(handle, 1),
-        ]:
-            self.fails(embedded.READ_ONLY, answer)
-        self.assertEqual(self.get(handle, "QAR_L_CHANNELS"), 256)
-
-    def test_name_and_code_give_the_same_description(self):
-        by_name = self.ok(pyORV3.getParameterMetaData(0, 0, "qar_l_channels"))
-        self.assertEqual(by_name, self.ok(pyORV3.getParameterMetaData(7, 0x20000007, "")))
-        described = ("QAR_L_CHANNELS", "Number of channels of the spectrum")
-        self.assertEqual(by_name, (*described, 0x20000007, 0x2000, "long"))
-
 
 class Spectrum(embedded.TestCase):
     def test_all_sizes_survive(self):

@@ -30,13 +30,6 @@ class BlocksTest : public DataSourceTest {
     std::uint32_t chunks_ = 1;
 };
 
-TEST_F(BlocksTest, CreatingASpectrumAgainKeepsItsContent) {
-    ASSERT_EQ(0U, source_.putSpectrum({1, 2, 3, 4}));
-    ASSERT_EQ(0U, createBlock(QAR_CLS_SPECTRUM, 2));
-    ASSERT_EQ(0U, createBlock(QAR_CLS_SPECTRUM, 6));
-    EXPECT_THAT(source_.getSpectrum(), ElementsAre(1, 2, 3, 4, 0, 0));
-}
-
 TEST_F(BlocksTest, TheChannelCountLimitsTheSpectrum) {
     const std::array<std::int32_t, 2> contents = {7, 8};
     const auto put = [&](std::uint16_t first, std::uint16_t count) {

@@ -27,25 +27,24 @@ class DamageTest : public DataSourceTest {
         const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> database(opened, sqlite3_close);
         EXPECT_EQ(SQLITE_OK, sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr)) << sql;
     }
+    // Does the work on the file after each of the changes alone.
+    void afterEach(const std::vector<std::string>& changes, const std::function<void()>& work) {
+        std::filesystem::copy_file(file(), file("sound"));
+        for (const std::string& sql : changes) {
+            SCOPED_TRACE(sql);
+            change(sql);
+            work();
+            std::filesystem::copy_file(file("sound"), file(),
+                                       std::filesystem::copy_options::overwrite_existing);
+        }
+    }
 };
 
-// What is seen at the opening: the schema, the classes and the length.
-class BrokenFile : public DamageTest, public testing::WithParamInterface<const char*> {};
-
-TEST_P(BrokenFile, IsRefusedAsDamaged) {
-    change(GetParam());
-    const DataSource source;
-    EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
-    EXPECT_EQ(0x200U, source.openingState());
-    EXPECT_EQ(-1, OrvDataSourceOpening(source.context(), file().c_str(), 1, 0x81, 0, nullptr));
-    // What was refused is released: a sound file opens on the same context.
-    EXPECT_EQ(0U, source.create(file("sound.qar")));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Damage, BrokenFile,
-    testing::Values(
-        "PRAGMA user_version = 2", "DROP TABLE value",
+// What is seen at the opening: the schema and the classes.
+TEST_F(DamageTest, ABrokenFileIsRefusedAtTheOpening) {
+    const std::vector<std::string> changes = {
+        "PRAGMA user_version = 2",
+        "DROP TABLE value",
         "ALTER TABLE value RENAME COLUMN bytes TO octets",
         "ALTER TABLE block ADD COLUMN size AS (length(content))",
         "DROP TABLE value; CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER,"
@@ -54,57 +53,52 @@ INSTANTIATE_TEST_SUITE_P(
         "CREATE UNIQUE INDEX single ON value(bytes)",
         "CREATE INDEX computed ON value(length(bytes))",
         "CREATE INDEX partial ON value(bytes) WHERE length(bytes) > 1",
-        "UPDATE block SET class = 0x3000 WHERE class = 0x2004"));
-
-TEST_F(DamageTest, AFileThatIsCutOffIsRefused) {
-    const auto size = std::filesystem::file_size(file());
-    for (const std::uintmax_t missing : {1U, 2000U, 4095U, 4096U}) {
-        std::filesystem::resize_file(file(), size - missing);
-        EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), reading)) << missing;
-        std::filesystem::resize_file(file(), size);
-    }
+        "UPDATE block SET class = 0x3000 WHERE class = 0x2004"};
+    afterEach(changes, [this] {
+        const DataSource source;
+        EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
+        EXPECT_EQ(0x200U, source.openingState());
+        EXPECT_EQ(-1, OrvDataSourceOpening(source.context(), file().c_str(), 1, 0x81, 0, nullptr));
+        // What was refused is released: a sound file opens on the same context.
+        EXPECT_EQ(0U, source.open(file("sound"), writing));
+    });
 }
 
 // What is seen when the class is read for the first time.
-class BrokenClass : public DamageTest, public testing::WithParamInterface<const char*> {
-  protected:
-    [[nodiscard]] static OrvStatus readNuclides(const DataSource& source) {
-        std::uint16_t count = 0;
-        return SOrvClassCount(source.context(), QAR_CLS_NUCLIDE, &count);
-    }
-};
-
-TEST_P(BrokenClass, IsRefusedAloneAndMakesTheSourceReadOnly) {
-    change(GetParam());
-    const auto source = DataSource::opened(file(), writing);
-    ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
-    EXPECT_EQ(codes::damaged, readNuclides(source));
-    EXPECT_EQ(codes::damaged, readNuclides(source));
-    EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 2.0));
-    EXPECT_EQ(0x7U, source.sourceState());
-    EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
+TEST_F(DamageTest, ABrokenClassIsRefusedAloneAndMakesTheSourceReadOnly) {
+    const std::vector<std::string> changes = {
+        "UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
+        "UPDATE value SET bytes = zeroblob(300) WHERE code = 0x20040001",
+        "UPDATE value SET bytes = x'430043' WHERE code = 0x20040001",
+        "UPDATE value SET entry = 1 WHERE code = 0x20040001",
+        "UPDATE value SET entry = 2 WHERE code = 0x20040010",
+        "UPDATE value SET record = 65536 WHERE code = 0x20040010",
+        "UPDATE value SET record = 'one' WHERE code = 0x20040010",
+        "INSERT INTO value VALUES(0x2004FFFF, 1, 0, zeroblob(65536))",
+        "INSERT INTO place VALUES(0x2004, 3, 0)",
+        "INSERT INTO place VALUES(0x2004, 1, 3)",
+        "DELETE FROM place"};
     const auto copy = DataSource::created(file("copy.qar"));
-    ASSERT_EQ(0U, copy.putSpectrum({1}));
-    EXPECT_EQ(0U, SOrvClassCopy(source.context(), copy.context(), QAR_CLS_SPECTRUM));
-    EXPECT_EQ(4096U, copy.getSpectrum().size());
-    EXPECT_EQ(codes::damaged, SOrvSaveAs(source.context(), copy.context()));
-    // What was written before is saved.
-    EXPECT_EQ(0U, source.close());
-    EXPECT_EQ(1.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
+    afterEach(changes, [&] {
+        const auto source = DataSource::opened(file(), writing);
+        ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
+        for (int reading = 0; reading < 2; ++reading) {
+            EXPECT_EQ(-1, source.recordCount(QAR_CLS_NUCLIDE));
+            EXPECT_EQ(codes::damaged, source.lastFailure());
+        }
+        EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 2.0));
+        EXPECT_EQ(0x7U, source.sourceState());
+        EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
+        ASSERT_EQ(0U, copy.putSpectrum({1}));
+        EXPECT_EQ(0U, SOrvClassCopy(source.context(), copy.context(), QAR_CLS_SPECTRUM));
+        EXPECT_EQ(4096U, copy.getSpectrum().size());
+        EXPECT_EQ(codes::damaged, SOrvSaveAs(source.context(), copy.context()));
+        // What was written before is saved.
+        EXPECT_EQ(0U, source.close());
+        EXPECT_EQ(1.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
+        ASSERT_EQ(0U, SOrvDeleteOne(copy.context(), QAR_CLS_SPECTRUM, 1, 0));
+    });
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Damage, BrokenClass,
-    testing::Values("UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
-                    "UPDATE value SET bytes = zeroblob(300) WHERE code = 0x20040001",
-                    "UPDATE value SET bytes = x'430043' WHERE code = 0x20040001",
-                    "UPDATE value SET entry = 1 WHERE code = 0x20040001",
-                    "UPDATE value SET entry = 2 WHERE code = 0x20040010",
-                    "UPDATE value SET record = 65536 WHERE code = 0x20040010",
-                    "UPDATE value SET record = 'one' WHERE code = 0x20040010",
-                    "INSERT INTO value VALUES(0x2004FFFF, 1, 0, zeroblob(65536))",
-                    "INSERT INTO place VALUES(0x2004, 3, 0)",
-                    "INSERT INTO place VALUES(0x2004, 1, 3)", "DELETE FROM place"));
 
 TEST_F(DamageTest, AClassOfWhichOnlyRowsAreLeftIsRefusedAndNotMadeAnew) {
     change("DELETE FROM block WHERE class = 0x2004");
@@ -115,29 +109,25 @@ TEST_F(DamageTest, AClassOfWhichOnlyRowsAreLeftIsRefusedAndNotMadeAnew) {
 }
 
 TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
-    for (const char* content : {"x'010203'", "zeroblob(4 * 65536)"}) {
-        change(std::string("UPDATE block SET content = ") + content + " WHERE class = 0x2005");
-        const auto source = DataSource::opened(file(), reading);
-        EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
-        EXPECT_EQ(-1, source.recordCount(QAR_CLS_SPECTRUM));
-        EXPECT_EQ(codes::damaged, source.lastFailure());
-    }
+    afterEach({"UPDATE block SET content = x'010203' WHERE class = 0x2005",
+               "UPDATE block SET content = zeroblob(4 * 65536) WHERE class = 0x2005"},
+              [this] {
+                  const auto source = DataSource::opened(file(), reading);
+                  EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
+                  EXPECT_EQ(-1, source.recordCount(QAR_CLS_SPECTRUM));
+                  EXPECT_EQ(codes::damaged, source.lastFailure());
+              });
 }
 
 TEST_F(DamageTest, VerifyingFindsWhatNoClassShows) {
-    const std::string sound = file("sound.qar");
-    std::filesystem::copy_file(file(), sound);
-    for (const char* sql :
-         {"DELETE FROM block WHERE class = 0x2004", "INSERT INTO place VALUES(0x2005, 1, 0)",
-          "INSERT INTO value VALUES(-1, 1, 0, x'00')"}) {
-        change(sql);
-        const auto source = DataSource::opened(file(), reading);
-        EXPECT_EQ(4096U, source.getSpectrum().size());
-        EXPECT_EQ(codes::damaged, SOrvReVerify(source.context())) << sql;
-        EXPECT_EQ(codes::damaged, SOrvControlDSC(source.context(), 3, 0)) << sql;
-        std::filesystem::copy_file(sound, file(),
-                                   std::filesystem::copy_options::overwrite_existing);
-    }
+    afterEach({"DELETE FROM block WHERE class = 0x2004", "INSERT INTO place VALUES(0x2005, 1, 0)",
+               "INSERT INTO value VALUES(-1, 1, 0, x'00')"},
+              [this] {
+                  const auto source = DataSource::opened(file(), reading);
+                  EXPECT_EQ(4096U, source.getSpectrum().size());
+                  EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
+                  EXPECT_EQ(codes::damaged, SOrvControlDSC(source.context(), 3, 0));
+              });
     // The count of unused pages, in the header.
     std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary).seekp(39).put(5);
     EXPECT_EQ(codes::damaged, SOrvReVerify(DataSource::opened(file(), reading).context()));

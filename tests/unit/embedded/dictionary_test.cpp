@@ -45,7 +45,9 @@ TEST_F(DictionaryTest, DescribesEveryParameterByCodeAndName) {
         EXPECT_EQ(parameter.code, code_) << name_.data();
     }
     // A number of 4 bytes, a text of 16 characters, and a double with one value for each entry.
-    describe(QAR_L_CHANNELS);
+    EXPECT_EQ(dictionarySuccess, codeOf("qar_l_channels"));
+    describe(code_);
+    EXPECT_STREQ("Number of channels of the spectrum", text_.data());
     EXPECT_THAT(outputs_, ElementsAre(0x2000U, 0U, 0U, 8U, 4U, 0U, 0U));
     describe(QAR_C_NUCLNAME);
     EXPECT_THAT(outputs_, ElementsAre(0x2004U, 0U, 16U, 14U, 17U, 0U, 0U));

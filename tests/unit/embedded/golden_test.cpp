@@ -21,18 +21,6 @@ class GoldenFileTest : public DataSourceTest {
         std::filesystem::copy_file(std::filesystem::path(GOLDEN_FILES) / name, file(name));
         return DataSource::opened(file(name), writing);
     }
-    static std::string text(const DataSource& source, std::uint32_t code,
-                            std::uint16_t record = 1) {
-        std::array<char, 256> buffer{};
-        EXPECT_EQ(0U, SOrvGetParam(source.context(), code, record, 1, buffer.data(), 256));
-        return buffer.data();
-    }
-    static double number(const DataSource& source, std::uint32_t code, std::uint16_t record,
-                         std::uint16_t entry) {
-        double value = 0;
-        EXPECT_EQ(0U, SOrvGetParam(source.context(), code, record, entry, &value, sizeof value));
-        return value;
-    }
     // Closed and opened again, as it is on the disk.
     [[nodiscard]] DataSource reopened(const DataSource& source, const std::string& name) const {
         EXPECT_EQ(0U, SOrvReVerify(source.context()));
@@ -48,12 +36,12 @@ TEST_F(GoldenFileTest, AMeasurementIsReadAndChanged) {
     std::vector<std::int32_t> channels(512);
     std::iota(channels.begin(), channels.end(), 0);
     EXPECT_EQ(channels, source.getSpectrum());
-    EXPECT_EQ("J. M\xFCller", text(source, QAR_C_OPERATOR));
+    EXPECT_EQ("J. M\xFCller", source.text(QAR_C_OPERATOR));
     EXPECT_EQ(3600.0, source.get<double>(QAR_D_LIVETIME));
     EXPECT_EQ(130816, source.get<std::int64_t>(QAR_Q_TOTALCOUNT));
     EXPECT_EQ(1.5F, source.get<float>(QAR_F_DEADTIME));
     EXPECT_EQ(9, source.get<std::int16_t>(QAR_S_ADCBITS));
-    EXPECT_EQ(0.4985, number(source, QAR_D_ENERGYCAL, 1, 2));
+    EXPECT_EQ(0.4985, source.get<double>(QAR_D_ENERGYCAL, 1, 2));
     EXPECT_EQ(1460.822, source.get<double>(QAR_D_PEAKENERGY, 2));
     channels[0] = 7;
     ASSERT_EQ(0U, source.putSpectrum(channels));
@@ -63,12 +51,12 @@ TEST_F(GoldenFileTest, AMeasurementIsReadAndChanged) {
     EXPECT_EQ(channels, again.getSpectrum());
     EXPECT_EQ(3601.0, again.get<double>(QAR_D_LIVETIME));
     EXPECT_EQ(1460.822, again.get<double>(QAR_D_PEAKENERGY, 3));
-    EXPECT_EQ("J. M\xFCller", text(again, QAR_C_OPERATOR));
+    EXPECT_EQ("J. M\xFCller", again.text(QAR_C_OPERATOR));
 }
 
 TEST_F(GoldenFileTest, ANuclideLibraryIsSearchedAndChanged) {
     const auto source = copyOf("nuclides.qar");
-    EXPECT_EQ("Ba-133m", text(source, QAR_C_NUCLNAME, 4));
+    EXPECT_EQ("Ba-133m", source.text(QAR_C_NUCLNAME, 4));
     ASSERT_EQ(0U, SOrvDeleteOne(source.context(), QAR_CLS_NUCLIDE, 1, 0));
     ASSERT_EQ(0U, SOrvDeleteOne(source.context(), QAR_CLS_NUCLIDE, 2, 1));
     const auto again = reopened(source, "nuclides.qar");
@@ -84,7 +72,7 @@ TEST_F(GoldenFileTest, ANuclideLibraryIsSearchedAndChanged) {
 
 TEST_F(GoldenFileTest, AnAnalysisSequenceIsReadAndChanged) {
     const auto source = copyOf("sequence.qar");
-    EXPECT_EQ("Environmental, long", text(source, QAR_C_ANSEQUENCE));
+    EXPECT_EQ("Environmental, long", source.text(QAR_C_ANSEQUENCE));
     EXPECT_EQ(5, source.get<std::int16_t>(QAR_S_ANSTEP, 2));
     ASSERT_EQ(0, OrvWriteUFBlock(source.context(), QAR_CLS_VORLAGEOM, "end", 3, 0));
     const auto again = reopened(source, "sequence.qar");

@@ -41,8 +41,9 @@ TEST_F(StorageTest, ChangesAreSeenThroughEveryContextAndEveryNameOfTheFile) {
     ASSERT_EQ(0U, writer.put(QAR_D_LIVETIME, 100.0));
     EXPECT_EQ(100.0, reader.get<double>(QAR_D_LIVETIME));
     EXPECT_EQ(codes::readOnly, reader.put(QAR_D_LIVETIME, 1.0));
+    EXPECT_EQ(0U, SOrvControlDSC(reader.context(), 3, 0));
     EXPECT_EQ(0x7U, reader.sourceState());
-    ASSERT_EQ(0U, SOrvFlush(reader.context()));
+    EXPECT_EQ(0U, SOrvControlDSC(reader.context(), 1, 0));
     EXPECT_EQ(0x1U, writer.sourceState());
 }
 
@@ -256,6 +257,7 @@ TEST_F(StorageTest, CompactingMakesTheFileSmallerAndKeepsItsContent) {
     const auto before = std::filesystem::file_size(path_);
     ASSERT_EQ(0U, SOrvDeleteOne(source.context(), QAR_CLS_SPECTRUM, 1, 0));
     EXPECT_EQ(0U, SOrvControlDSC(source.context(), 2, 0));
+    EXPECT_EQ(0x1U, source.sourceState());
     EXPECT_LT(std::filesystem::file_size(path_), before / 2);
     EXPECT_EQ(0U, source.close());
     EXPECT_EQ(7.0, DataSource::opened(path_, reading).get<double>(QAR_D_LIVETIME));

@@ -48,7 +48,7 @@ TEST_P(Identify, FindsWhatIsThereAndNothingElse) {
             }
         }
         EXPECT_THAT(found, testing::UnorderedElementsAreArray(GetParam().found));
-        EXPECT_EQ(findings.assigned, GetParam().assigned);
+        EXPECT_EQ(GetParam().assigned, findings.assigned);
         std::ranges::reverse(nuclides);
         for (Nuclide& nuclide : nuclides) {
             if (nuclide.parent) {
@@ -152,8 +152,8 @@ TEST(Identify, MeasuresActivitiesWithTheirUncertainties) {
     const Findings findings =
         identify(peaks, std::vector<Nuclide>{{"X-1", {line(100, 1), uncertain}, {}}}, rules);
     // Weighted mean of 1000 +- 30 and 1050 +- hypot(20, 0.05 x 1012).
-    EXPECT_NEAR(findings.nuclides[0].activity, 1012.0, 2.0);
-    EXPECT_NEAR(findings.nuclides[0].uncertainty, 26.3, 0.3);
+    EXPECT_NEAR(1012.0, findings.nuclides[0].activity, 2.0);
+    EXPECT_NEAR(26.3, findings.nuclides[0].uncertainty, 0.3);
 }
 
 // A calibration that is 0.5 keV and more off, and an assumed efficiency that falls far too fast.

@@ -1,0 +1,19 @@
+"""Records, spectra and copies beside a plain model of them; `scripts/torture model` does it for longer."""
+
+import pathlib
+import random
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "torture"))
+
+import model  # noqa: E402
+import torture  # noqa: E402
+
+
+class Model(unittest.TestCase):
+    def test_random_work_gives_what_the_model_gives_also_after_reopening(self):
+        for _ in range(6):
+            seed = random.randrange(1 << 30)
+            with self.subTest(seed=seed), torture.folder() as folder:
+                model.run_one(seed, folder, 500)
