@@ -132,6 +132,7 @@ TEST_F(BlocksTest, AnUnformattedBlockHasABound) {
 TEST_F(BlocksTest, BlocksThatCannotBeMadeAreRefused) {
     EXPECT_EQ(codes::sizeRefused, createBlock(QAR_CLS_SPECTRUM, -1));
     EXPECT_EQ(codes::sizeRefused, createBlock(QAR_CLS_SPECTRUM, 65536));
+    EXPECT_EQ(0U, createBlock(QAR_CLS_SPECTRUM, 65535));
     EXPECT_EQ(codes::sizeRefused, createBlock(QAR_CLS_ANALCNTL, -1));
     EXPECT_EQ(codes::sizeRefused, createBlock(QAR_CLS_VORLAGEOM, 0x7FFFFFFF));
     EXPECT_EQ(codes::unknownItem, createBlock(QAR_CLS_SPECTRUM, 256, -1));

@@ -63,6 +63,18 @@ TEST_F(SourcesTest, OnlySourcesOpenedForWritingAreWritten) {
     }
 }
 
+TEST_F(SourcesTest, EachListOfInputsBeginsAnew) {
+    const auto source = DataSource::created(file("only.qar"));
+    setenv("ORV_INPUTS", file("").c_str(), 1);
+    for (int list = 0; list < 2; ++list) {
+        std::array<char, ORV_INPUT_NAME_SIZE> name{};
+        EXPECT_EQ(0U, SOrvFirstInput(source.context(), 0, name.data()));
+        EXPECT_STREQ("only", name.data());
+        EXPECT_EQ(codes::endOfList, SOrvNextInput(source.context(), name.data()));
+    }
+    unsetenv("ORV_INPUTS");
+}
+
 TEST_F(SourcesTest, AFailedClassCopyNamesItsSide) {
     const auto source = DataSource::created(file("source.qar"));
     const auto empty = DataSource::created(file("empty.qar"));

@@ -22,8 +22,12 @@ void inThreads(const std::function<void(int)>& work) {
 }
 
 TEST_F(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
-    const auto shared = DataSource::created(file());
-    ASSERT_EQ(0, OrvCreateBlock(shared.context(), QAR_CLS_SPECTRUM, 256, 0));
+    {
+        const auto source = DataSource::created(file());
+        ASSERT_EQ(0, OrvCreateBlock(source.context(), QAR_CLS_SPECTRUM, 256, 0));
+        ASSERT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.5));
+    }
+    const auto shared = DataSource::opened(file(), writing);  // of which nothing is loaded yet
     inThreads([&](int number) {
         const auto own = DataSource::opened(file(), writing);
         const DataSource& used = number % 2 == 0 ? own : shared;
@@ -34,6 +38,9 @@ TEST_F(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
             EXPECT_EQ(0U, SOrvInsertOne(used.context(), QAR_CLS_PEAK, 1, 0));
             if (round % 10 == 0) {
                 EXPECT_EQ(0U, SOrvFlush(used.context()));
+                const auto reader = DataSource::opened(file(), reading);
+                EXPECT_EQ(661.5, reader.get<double>(QAR_D_LINEENERGY));
+                EXPECT_EQ(0U, SOrvReVerify(reader.context()));
             }
         }
     });
@@ -59,35 +66,6 @@ TEST_F(ThreadsTest, FilesCanBeOpenedAndCopiedBothWaysAtOnce) {
     });
     for (int number = 0; number < threadCount; ++number) {
         EXPECT_EQ(1, DataSource::opened(path(number), reading).recordCount(QAR_CLS_NUCLIDE));
-    }
-}
-
-TEST_F(ThreadsTest, ASourceIsLoadedWhileOthersReadAndWriteIt) {
-    const std::vector<std::int32_t> channels(4096, 7);
-    {
-        const auto source = DataSource::created(file());
-        ASSERT_EQ(0U, source.putSpectrum(channels));
-        for (int record = 1; record <= 50; ++record) {
-            ASSERT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.5, record));
-        }
-        ASSERT_EQ(0U, source.put(QAR_L_PEAKLEFT, std::int32_t{1}));
-    }
-    for (int round = 0; round < 10; ++round) {
-        const auto source = DataSource::opened(file(), writing);
-        inThreads([&](int number) {
-            if (number == 0) {  // as an engine does
-                EXPECT_EQ(channels, source.getSpectrum());
-                EXPECT_EQ(0U, SOrvInsertOne(source.context(), QAR_CLS_PEAK, 1, 0));
-            } else if (number == 1) {
-                const auto other = DataSource::opened(file(), reading);
-                EXPECT_EQ(661.5, other.get<double>(QAR_D_LINEENERGY, 50));
-                EXPECT_EQ(0U, SOrvReVerify(other.context()));
-            } else {
-                EXPECT_EQ(50, source.recordCount(QAR_CLS_NUCLIDE));
-                EXPECT_EQ(0U, SOrvFlush(source.context()));
-            }
-        });
-        EXPECT_EQ(round + 2, source.recordCount(QAR_CLS_PEAK));
     }
 }
 
