@@ -119,7 +119,7 @@ void requireOurTables(Database& database) {
     for (Execution row(schema); row.step();) {
         const std::string_view sql = statementOf(row.text(1));
         if (row.text(0) == "table" && !sql.empty()) {
-            if (withoutSpareSpace(row.text(3)) != withoutSpareSpace(sql)) {
+            if (row.text(3) != sql && withoutSpareSpace(row.text(3)) != withoutSpareSpace(sql)) {
                 throw Failure(codes::damaged);
             }
             ++found;
@@ -134,9 +134,7 @@ void requireOurTables(Database& database) {
     }
 }
 
-}  // namespace
-
-std::vector<char> emptyDataSource() {
+std::vector<char> makeEmptyDataSource() {
     Database database(":memory:");
     for (const auto& [name, sql] : tables) {
         database.execute(std::string(sql).c_str());
@@ -153,6 +151,15 @@ std::vector<char> emptyDataSource() {
         throw std::bad_alloc();
     }
     return {image.get(), image.get() + size};
+}
+
+}  // namespace
+
+const std::vector<char>& emptyDataSource() {
+    // Never destroyed: threads may still be at work while the process ends.
+    static const auto& image =
+        *std::make_unique<const std::vector<char>>(makeEmptyDataSource()).release();
+    return image;
 }
 
 bool isDataSource(Database& database) {

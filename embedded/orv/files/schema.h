@@ -14,8 +14,8 @@ inline constexpr std::uint32_t applicationId = 0x51415233;
 // The database's user version.
 inline constexpr std::uint32_t schemaVersion = 1;
 
-// The file of a data source that holds nothing.
-std::vector<char> emptyDataSource();
+// The file of a data source that holds nothing; made when it is first asked for.
+const std::vector<char>& emptyDataSource();
 
 // Whether the file begins as a data source does, damaged or not.
 bool isDataSource(Database& database);
