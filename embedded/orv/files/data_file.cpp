@@ -4,8 +4,8 @@
 
 namespace embedded {
 
-DataFile::DataFile(std::string path, FileIdentity identity)
-    : path_(std::move(path)), identity_(identity), storage_(std::make_unique<Storage>(path_)) {
+DataFile::DataFile(const std::string& name, FileIdentity identity)
+    : storage_(std::make_unique<Storage>(name)), path_(storage_->path()), identity_(identity) {
     loadFromFile(noClass);
 }
 

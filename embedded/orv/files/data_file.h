@@ -25,10 +25,11 @@ namespace embedded {
 // Functions throw Failure as storage.h says, and fileMoved when another file or none has the name.
 class DataFile {
   public:
-    // An existing file, by its absolute path. Throws Failure also: notADataSource, damaged.
-    DataFile(std::string path, FileIdentity identity);
+    // An existing file. Throws Failure also: notADataSource, damaged.
+    DataFile(const std::string& name, FileIdentity identity);
 
     [[nodiscard]] const FileIdentity& identity() const { return identity_; }
+    // Absolute.
     [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] bool isOfThisProcess() const { return !inherited_; }
     [[nodiscard]] bool isWrittenElsewhere() const;
@@ -88,10 +89,10 @@ class DataFile {
     Storage& storage();
     void saveChanges();
 
-    const std::string path_;
-    const FileIdentity identity_;
     mutable std::mutex mutex_;
     std::unique_ptr<Storage> storage_;  // null: left to the parent process
+    const std::string path_;
+    const FileIdentity identity_;
     std::unique_ptr<WriteAccess> access_;
     Content content_;
     bool damaged_ = false;

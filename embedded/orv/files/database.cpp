@@ -54,10 +54,10 @@ constexpr std::array<std::array<int, 2>, 4> settings = {{
 
 }  // namespace
 
-Database::Database(const std::string& path) {
+Database::Database(const std::string& name) {
     sqlite3* opened = nullptr;
     // The caller sees to it that one thread at a time uses a connection.
-    const int result = sqlite3_open_v2(path.c_str(), &opened,
+    const int result = sqlite3_open_v2(name.c_str(), &opened,
                                        SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE, nullptr);
     handle_.reset(opened);
     check(result);
@@ -142,6 +142,10 @@ void Database::failToOpen() const {
 }
 
 // ---- The file --------------------------------------------------------------------------------
+
+std::string Database::path() const {
+    return sqlite3_db_filename(handle_.get(), "main");
+}
 
 sqlite3_file& Database::file() const {
     sqlite3_file* file = nullptr;

@@ -21,7 +21,11 @@ class Database {
   public:
     // An existing file, writable where the system lets it be. Nothing that its schema holds is
     // run. Reading may write all the same: it brings a file in order whose writer was killed.
-    explicit Database(const std::string& path);
+    // name: begins with / or ./, as SQLite gives other names meanings of its own; or is ":memory:".
+    explicit Database(const std::string& name);
+
+    // The file's absolute path.
+    [[nodiscard]] std::string path() const;
 
     // One statement or several, without results.
     void execute(const char* sql);

@@ -26,6 +26,11 @@ class SaveAtExit {
     OpenFiles& files_;
 };
 
+// The name as SQLite takes it for that of a file, whatever it is.
+std::string plainName(const std::string& name) {
+    return name.starts_with('/') ? name : "./" + name;
+}
+
 }  // namespace
 
 OpenFiles& openFiles() {
@@ -42,7 +47,7 @@ OpenFiles& openFiles() {
 bool isDataSource(const std::string& name) {
     try {
         identityOf(name);  // opening what is no regular file may wait or do worse
-        Database database(name);
+        Database database(plainName(name));
         return isDataSource(database);
     } catch (const Failure& failure) {
         switch (failure.code()) {
@@ -70,12 +75,11 @@ OpenFiles::Entry* OpenFiles::find(const FileIdentity& identity) {
 }
 
 std::shared_ptr<DataFile> OpenFiles::open(const std::string& name, bool writing) {
-    std::string path = absolutePath(name);
     const std::lock_guard guard(mutex_);
-    const FileIdentity identity = identityOf(path);
+    const FileIdentity identity = identityOf(name);
     Entry* entry = find(identity);
     if (entry == nullptr) {
-        auto file = std::make_shared<DataFile>(std::move(path), identity);
+        auto file = std::make_shared<DataFile>(plainName(name), identity);
         if (writing) {
             file->startWriting();
         }

@@ -51,16 +51,20 @@ std::string withoutSpareSpace(std::string_view sql) {
 
 // ---- The header of the file ------------------------------------------------------------------
 
-using Header = std::array<unsigned char, 100>;
+constexpr std::size_t headerSize = 100;
 
-Header headerOf(Database& database) {
-    Header header{};
-    database.readStart(header);
-    return header;
+// The start of the file, which is its first page where pages have the usual size: the header, then
+// the table of the schema.
+using FirstPage = std::array<unsigned char, 4096>;
+
+FirstPage firstPageOf(Database& database) {
+    FirstPage page{};
+    database.readStart(page);
+    return page;
 }
 
 // The number in successive bytes, the most significant first.
-std::uint32_t numberAt(const Header& header, std::size_t place, std::size_t width) {
+std::uint32_t numberAt(const FirstPage& header, std::size_t place, std::size_t width) {
     std::uint32_t number = 0;
     for (std::size_t byte = place; byte < place + width; ++byte) {
         number = number << 8U | header.at(byte);
@@ -68,14 +72,14 @@ std::uint32_t numberAt(const Header& header, std::size_t place, std::size_t widt
     return number;
 }
 
-bool isOfDataSource(const Header& header) {
+bool isOfDataSource(const FirstPage& header) {
     constexpr std::string_view magic{"SQLite format 3\0", 16};
     return std::memcmp(header.data(), magic.data(), magic.size()) == 0 &&
            numberAt(header, 68, 4) == applicationId;
 }
 
 // SQLite itself reads what is missing of the last page as zeros.
-void requireWholeFile(Database& database, const Header& header) {
+void requireWholeFile(Database& database, const FirstPage& header) {
     constexpr unsigned char writeAheadLog = 2;  // pages may stand in the log alone
     if (header[18] == writeAheadLog) {
         return;
@@ -86,6 +90,18 @@ void requireWholeFile(Database& database, const Header& header) {
     if (pagesAreCounted && database.fileSize() < pageSize * numberAt(header, 28, 4)) {
         throw Failure(codes::damaged);
     }
+}
+
+// Whether the schema stands in the file byte by byte as this library makes it, so that nothing has
+// been changed in it or added. The header's numbers that any save or VACUUM changes count for
+// nothing. Never of a file whose pages have another size or may stand in a log.
+bool hasSchemaAsMade(const FirstPage& page) {
+    const std::vector<char>& made = emptyDataSource();
+    const auto isSame = [&](std::size_t begin, std::size_t end) {
+        return std::memcmp(&page[begin], &made[begin], end - begin) == 0;
+    };
+    return made.size() >= page.size() && isSame(16, 24) && isSame(44, 92) &&
+           isSame(headerSize, page.size());
 }
 
 // ---- The tables ------------------------------------------------------------------------------
@@ -163,16 +179,18 @@ const std::vector<char>& emptyDataSource() {
 }
 
 bool isDataSource(Database& database) {
-    return isOfDataSource(headerOf(database));
+    return isOfDataSource(firstPageOf(database));
 }
 
 void requireSoundSchema(Database& database) {
-    const Header header = headerOf(database);
-    if (!isOfDataSource(header) || numberAt(header, 60, 4) != schemaVersion) {
+    const FirstPage page = firstPageOf(database);
+    if (!isOfDataSource(page) || numberAt(page, 60, 4) != schemaVersion) {
         throw Failure(codes::damaged);
     }
-    requireWholeFile(database, header);
-    requireOurTables(database);
+    requireWholeFile(database, page);
+    if (!hasSchemaAsMade(page)) {
+        requireOurTables(database);
+    }
 }
 
 }  // namespace embedded

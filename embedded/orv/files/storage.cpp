@@ -11,8 +11,8 @@ Storage* lastLeft = nullptr;
 
 }  // namespace
 
-Storage::Storage(const std::string& path)
-    : database_(path), transactions_(database_), reader_(database_), writer_(database_) {
+Storage::Storage(const std::string& name)
+    : database_(name), transactions_(database_), reader_(database_), writer_(database_) {
     if (!isDataSource(database_)) {
         throw Failure(codes::notADataSource);
     }

@@ -19,7 +19,10 @@ namespace embedded {
 class Storage {
   public:
     // Throws Failure also: notADataSource.
-    explicit Storage(const std::string& path);
+    explicit Storage(const std::string& name);
+
+    // The file's absolute path, by which SQLite names the journal.
+    [[nodiscard]] std::string path() const { return database_.path(); }
 
     // Makes the connection fit for save: what was saved is on the disk, and so are the names of
     // files that a power cut must not bring back. Throws Failure(accessDenied).
