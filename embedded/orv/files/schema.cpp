@@ -1,5 +1,6 @@
 #include "embedded/orv/files/schema.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -52,6 +53,7 @@ std::string withoutSpareSpace(std::string_view sql) {
 // ---- The header of the file ------------------------------------------------------------------
 
 constexpr std::size_t headerSize = 100;
+constexpr unsigned char writeAheadLog = 2;  // at byte 18: pages may stand in the log alone
 
 // The start of the file, which is its first page where pages have the usual size: the header, then
 // the table of the schema.
@@ -80,7 +82,6 @@ bool isOfDataSource(const FirstPage& header) {
 
 // SQLite itself reads what is missing of the last page as zeros.
 void requireWholeFile(Database& database, const FirstPage& header) {
-    constexpr unsigned char writeAheadLog = 2;  // pages may stand in the log alone
     if (header[18] == writeAheadLog) {
         return;
     }
@@ -180,6 +181,17 @@ const std::vector<char>& emptyDataSource() {
 
 bool isDataSource(Database& database) {
     return isOfDataSource(firstPageOf(database));
+}
+
+std::optional<HeaderState> headerState(Database& database) {
+    std::array<unsigned char, 40> header{};
+    database.readStart(header);
+    if (header[18] == writeAheadLog) {
+        return std::nullopt;
+    }
+    HeaderState state{};
+    std::copy(header.end() - state.size(), header.end(), state.begin());
+    return state;
 }
 
 void requireSoundSchema(Database& database) {

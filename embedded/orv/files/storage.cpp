@@ -1,10 +1,17 @@
 #include "embedded/orv/files/storage.h"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/files/schema.h"
+#include "embedded/pqar/parameter_codes.h"
 
 namespace embedded {
 namespace {
+
+// What most files are opened for.
+constexpr std::array<std::uint16_t, 2> classesAhead = {QAR_CLS_MEASUREMENT, QAR_CLS_SPECTRUM};
 
 // The last connection that was left to a parent process; the others hang on it.
 Storage* lastLeft = nullptr;
@@ -28,7 +35,45 @@ void Storage::prepareSaving() {
         "PRAGMA synchronous = EXTRA; PRAGMA temp_store = MEMORY; PRAGMA cache_spill = OFF");
 }
 
+bool Storage::loadReadAhead(Content& content, const NeededClasses& needed) {
+    const auto missing = content.missing(needed);
+    const auto isAhead = [this](std::uint16_t code) { return ahead_->blocks.contains(code); };
+    if (!ahead_ || missing.empty() || !std::ranges::all_of(missing, isAhead) ||
+        headerState(database_) != ahead_->state) {
+        return false;
+    }
+    for (const std::uint16_t classCode : missing) {
+        if (const auto block = ahead_->blocks.extract(classCode)) {
+            content.setLoaded(classCode, std::move(block.mapped()));
+        }
+    }
+    return true;
+}
+
+// Of a file so small that this costs less than another transaction.
+void Storage::readAhead(const Content& content) {
+    constexpr std::int64_t small = 1 << 16;  // bytes
+    ahead_.reset();
+    try {
+        const auto state = headerState(database_);
+        if (state && database_.fileSize() <= small) {
+            Blocks blocks;
+            for (const std::uint16_t classCode : classesAhead) {
+                if (content.has(classCode)) {
+                    blocks.emplace(classCode, reader_.read(classCode));
+                }
+            }
+            ahead_ = ReadAhead{*state, std::move(blocks)};
+        }
+    } catch (const std::exception&) {  // the call that needs the class will meet it again
+        return;
+    }
+}
+
 void Storage::load(Content& content, const NeededClasses& needed) {
+    if (loadReadAhead(content, needed)) {
+        return;
+    }
     const Transactions::Reading reading(transactions_);
     const std::uint32_t version = database_.dataVersion();
     if (version_ != version) {
@@ -36,6 +81,7 @@ void Storage::load(Content& content, const NeededClasses& needed) {
         if (!content.isChanged()) {
             content = Content(reader_.classes());
             version_ = version;
+            readAhead(content);
         }
     }
     const auto missing = content.missing(needed);

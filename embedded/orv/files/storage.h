@@ -11,6 +11,7 @@
 #include "embedded/orv/files/block_reader.h"
 #include "embedded/orv/files/block_writer.h"
 #include "embedded/orv/files/database.h"
+#include "embedded/orv/files/schema.h"
 
 namespace embedded {
 
@@ -49,6 +50,15 @@ class Storage {
     static void leaveToParent(std::unique_ptr<Storage> storage) noexcept;
 
   private:
+    // Blocks that no call has needed yet, and the state of the file that they are of.
+    struct ReadAhead {
+        HeaderState state;
+        Blocks blocks;
+    };
+
+    // Loads what is needed out of what was read ahead; false where the file must be looked at.
+    bool loadReadAhead(Content& content, const NeededClasses& needed);
+    void readAhead(const Content& content);
     bool passesQuickCheck();
 
     Database database_;
@@ -57,6 +67,7 @@ class Storage {
     BlockWriter writer_;
     // Of the saved state that the content was loaded from; nothing when that is not known.
     std::optional<std::uint32_t> version_;
+    std::optional<ReadAhead> ahead_;
     Storage* leftBefore_ = nullptr;
 };
 
