@@ -215,10 +215,12 @@ TEST_F(StorageTest, WhatAnotherProgramChangesBesideAWriterDoesNotBreakTheFile) {
 }
 
 TEST_F(StorageTest, AFileInWriteAheadModeIsReadWrittenAndRefreshed) {
-    { ASSERT_EQ(0U, DataSource::created(path_).putSpectrum({1, 2, 3})); }
-    const auto other = program("PRAGMA journal_mode = WAL; DELETE FROM place");
+    { ASSERT_EQ(0U, DataSource::created(path_).put(QAR_L_CHANNELS, 2)); }
+    const auto other = program(
+        "PRAGMA journal_mode = WAL; INSERT INTO block VALUES(0x2005, x'010000000200000003000000')");
     const auto reader = DataSource::opened(path_, reading);
-    EXPECT_EQ(3U, reader.getSpectrum().size());
+    execute(other, "UPDATE block SET content = x'05000000'");
+    EXPECT_THAT(reader.getSpectrum(), testing::ElementsAre(5, 0));
     execute(other, "UPDATE block SET content = x'0900000008000000'");
     const auto writer = DataSource::opened(path_, writing);
     EXPECT_THAT(reader.getSpectrum(), testing::ElementsAre(9, 8));
