@@ -57,14 +57,14 @@ ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_getpinfo(uint32_t code, uint32
     const auto* const known = std::ranges::find(parameters, code, &Parameter::code);
     const bool isKnown = known != parameters.end();
     const Parameter parameter = isKnown ? *known : Parameter{};
-    return static_cast<uint32_t>(
-        reply(__func__,
-              {IN(code), IN(one), IN(zero), area("name", name, textAreaSize, parameter.name),
-               area("description", description, textAreaSize, parameter.description), OUT(output6),
-               OUT(output7), output("length", length, parameter.length),
-               output("type", type, parameter.type), output("size", size, parameter.size),
-               OUT(output11), OUT(output12)},
-              isKnown ? success : unknownParameter));
+    return static_cast<uint32_t>(reply(
+        __func__,
+        {INPUT(code), INPUT(one), INPUT(zero), area("name", name, textAreaSize, parameter.name),
+         area("description", description, textAreaSize, parameter.description), OUTPUT(output6),
+         OUTPUT(output7), output("length", length, parameter.length),
+         output("type", type, parameter.type), output("size", size, parameter.size),
+         OUTPUT(output11), OUTPUT(output12)},
+        isKnown ? success : unknownParameter));
 }
 
 ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_pname2code(const char* name, uint32_t* code,
@@ -74,7 +74,7 @@ ORV_EXPORT uint32_t ORV_DICTIONARY_CALL pqar_util_pname2code(const char* name, u
     const bool isKnown = known != parameters.end();
     return static_cast<uint32_t>(reply(
         __func__,
-        {IN(name), output("code", code, isKnown ? known->code : 0), area("area", unread, 260)},
+        {INPUT(name), output("code", code, isKnown ? known->code : 0), area("area", unread, 260)},
         isKnown ? success : unknownParameter));
 }
 }

@@ -22,7 +22,7 @@ ORV_EXPORT uint32_t ORV_ENGINE_CALL run(int32_t first, int32_t second, int32_t t
                                         int32_t fourth) {
     return static_cast<uint32_t>(
         Recorder::instance()
-            .take(__func__, {IN(first), IN(second), IN(third), IN(fourth)}, 0)
+            .take(__func__, {INPUT(first), INPUT(second), INPUT(third), INPUT(fourth)}, 0)
             .end());
 }
 
@@ -30,7 +30,7 @@ ORV_EXPORT uint32_t ORV_ENGINE_CALL run(int32_t first, int32_t second, int32_t t
 ORV_EXPORT uint32_t ORV_ENGINE_CALL waitForAnotherCall(int32_t first, int32_t second, int32_t third,
                                                        int32_t fourth) {
     const auto result =
-        recording::reply(__func__, {IN(first), IN(second), IN(third), IN(fourth)}, 0);
+        recording::reply(__func__, {INPUT(first), INPUT(second), INPUT(third), INPUT(fourth)}, 0);
     for (int waited = 0; waited < patience; ++waited) {
         if (Recorder::instance().calls().back().function != __func__) {
             return static_cast<uint32_t>(result);

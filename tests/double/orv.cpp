@@ -44,19 +44,21 @@ Argument searchKey(std::int32_t kind, const void* key) {
 // Lists that several functions have. Where no answer is scripted a new context has the next number.
 #define CONTEXT_CREATION                                                                \
     (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option), \
-        identity(node), refusal(node), IN(access), IN(option),                          \
+        identity(node), refusal(node), INPUT(access), INPUT(option),                    \
         output("context", context, recording::Recorder::instance().nextContext())
-#define OPENING                                                                      \
-    (OrvContext context, const char* name, uint16_t sourceType, uint32_t accessMode, \
-     uint32_t option, const char* auxiliary),                                        \
-        IN(context), IN(name), IN(sourceType), IN(accessMode), IN(option), IN(auxiliary)
-#define FILE_CREATION                                                               \
-    (OrvContext context, const char* fileName, uint16_t sourceType, uint16_t first, \
-     uint16_t second, uint16_t third),                                              \
-        IN(context), IN(fileName), IN(sourceType), IN(first), IN(second), IN(third)
-#define CLASS_COPY                                                                                \
-    (OrvContext source, OrvContext destination, uint16_t classCode), IN(source), IN(destination), \
-        IN(classCode)
+#define OPENING                                                                           \
+    (OrvContext context, const char* name, uint16_t sourceType, uint32_t accessMode,      \
+     uint32_t option, const char* auxiliary),                                             \
+        INPUT(context), INPUT(name), INPUT(sourceType), INPUT(accessMode), INPUT(option), \
+        INPUT(auxiliary)
+#define FILE_CREATION                                                                    \
+    (OrvContext context, const char* fileName, uint16_t sourceType, uint16_t first,      \
+     uint16_t second, uint16_t third),                                                   \
+        INPUT(context), INPUT(fileName), INPUT(sourceType), INPUT(first), INPUT(second), \
+        INPUT(third)
+#define CLASS_COPY                                                                  \
+    (OrvContext source, OrvContext destination, uint16_t classCode), INPUT(source), \
+        INPUT(destination), INPUT(classCode)
 
 constexpr std::int64_t noMoreInputs = 0x00500003;
 
@@ -68,25 +70,27 @@ FUNCTION(OrvStatus, SOrvCreateDSC, CONTEXT_CREATION)
 FUNCTION(OrvStatus, SOrvCreateDSC2, CONTEXT_CREATION)
 FUNCTION(OrvResult, OrvCreateDSC2, CONTEXT_CREATION)
 FUNCTION(OrvStatus, SOrvEnumNodes,
-         (OrvContext context, OrvNodeRecord* node, uint32_t* count, uint32_t selector), IN(context),
-         identity(node), refusal(node), input("count", *count), IN(selector), NODE_OUTPUTS)
+         (OrvContext context, OrvNodeRecord* node, uint32_t* count, uint32_t selector),
+         INPUT(context), identity(node), refusal(node), input("count", *count), INPUT(selector),
+         NODE_OUTPUTS)
 FUNCTION(OrvResult, OrvNodeEnumeration,
-         (OrvContext context, OrvNodeRecord* node, uint16_t* count, uint16_t selector), IN(context),
-         identity(node), refusal(node), input("count", *count), IN(selector), NODE_OUTPUTS)
-FUNCTION(OrvStatus, SOrvDeleteDSC, (OrvContext context), IN(context))
-FUNCTION(OrvResult, OrvContextDeletion, (OrvContext context), IN(context))
+         (OrvContext context, OrvNodeRecord* node, uint16_t* count, uint16_t selector),
+         INPUT(context), identity(node), refusal(node), input("count", *count), INPUT(selector),
+         NODE_OUTPUTS)
+FUNCTION(OrvStatus, SOrvDeleteDSC, (OrvContext context), INPUT(context))
+FUNCTION(OrvResult, OrvContextDeletion, (OrvContext context), INPUT(context))
 FUNCTION(OrvResult, OrvErrorQuery,
-         (OrvContext context, uint32_t* code, uint32_t* second, uint32_t* third), IN(context),
-         OUT(code), OUT(second), OUT(third))
-FUNCTION(OrvStatus, SOrvQueryDSC, (OrvContext context, int32_t item, void* buffer), IN(context),
-         IN(item), field("buffer", buffer, ORV_STATE_BUFFER_SIZE),
+         (OrvContext context, uint32_t* code, uint32_t* second, uint32_t* third), INPUT(context),
+         OUTPUT(code), OUTPUT(second), OUTPUT(third))
+FUNCTION(OrvStatus, SOrvQueryDSC, (OrvContext context, int32_t item, void* buffer), INPUT(context),
+         INPUT(item), field("buffer", buffer, ORV_STATE_BUFFER_SIZE),
          area("buffer", buffer, ORV_STATE_BUFFER_SIZE))
 
 FUNCTION_OR(OrvStatus, SOrvFirstInput, noMoreInputs,
-            (OrvContext context, uint32_t option, char* name), IN(context), IN(option),
+            (OrvContext context, uint32_t option, char* name), INPUT(context), INPUT(option),
             area("name", name, ORV_INPUT_NAME_SIZE))
-FUNCTION_OR(OrvStatus, SOrvNextInput, noMoreInputs, (OrvContext context, char* name), IN(context),
-            area("name", name, ORV_INPUT_NAME_SIZE))
+FUNCTION_OR(OrvStatus, SOrvNextInput, noMoreInputs, (OrvContext context, char* name),
+            INPUT(context), area("name", name, ORV_INPUT_NAME_SIZE))
 
 // ---- Sources ----
 
@@ -94,40 +98,40 @@ FUNCTION(OrvStatus, SOrvOpenDataSource, OPENING)
 FUNCTION(OrvResult, OrvDataSourceOpening, OPENING)
 FUNCTION(OrvStatus, SOrvCreateFile, FILE_CREATION)
 FUNCTION(OrvResult, OrvFileCreation, FILE_CREATION)
-FUNCTION(OrvStatus, SOrvCloseDataSource, (OrvContext context), IN(context))
-FUNCTION(OrvResult, OrvDataSourceClosing, (OrvContext context), IN(context))
-FUNCTION(OrvStatus, SOrvFlush, (OrvContext context), IN(context))
-FUNCTION(OrvResult, OrvDataSourceFlush, (OrvContext context), IN(context))
+FUNCTION(OrvStatus, SOrvCloseDataSource, (OrvContext context), INPUT(context))
+FUNCTION(OrvResult, OrvDataSourceClosing, (OrvContext context), INPUT(context))
+FUNCTION(OrvStatus, SOrvFlush, (OrvContext context), INPUT(context))
+FUNCTION(OrvResult, OrvDataSourceFlush, (OrvContext context), INPUT(context))
 FUNCTION(OrvStatus, SOrvQueryDataSource, (OrvContext context, int32_t item, uint32_t* word),
-         IN(context), IN(item), input("word", *word), OUT(word))
+         INPUT(context), INPUT(item), input("word", *word), OUTPUT(word))
 FUNCTION(OrvStatus, SOrvControlDSC, (OrvContext context, int32_t first, int32_t second),
-         IN(context), IN(first), IN(second))
-FUNCTION(OrvStatus, SOrvReVerify, (OrvContext context), IN(context))
+         INPUT(context), INPUT(first), INPUT(second))
+FUNCTION(OrvStatus, SOrvReVerify, (OrvContext context), INPUT(context))
 
 // ---- Parameters and spectra ----
 
 FUNCTION(OrvStatus, SOrvGetParam,
          (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, void* buffer,
           uint32_t bufferSize),
-         IN(context), IN(code), IN(record), IN(entry), IN(bufferSize),
+         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), INPUT(bufferSize),
          area("buffer", buffer, bufferSize))
 FUNCTION(OrvResult, OrvParameterRead,
          (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, void* buffer,
           uint16_t bufferSize),
-         IN(context), IN(code), IN(record), IN(entry), IN(bufferSize),
+         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), INPUT(bufferSize),
          area("buffer", buffer, bufferSize))
 FUNCTION(OrvStatus, SOrvPutParam,
          (OrvContext context, uint32_t code, int32_t record, int32_t entry, const void* value,
           uint32_t valueSize),
-         IN(context), IN(code), IN(record), IN(entry), input("value", value, valueSize))
+         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), input("value", value, valueSize))
 FUNCTION(OrvResult, OrvParameterWrite,
          (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, const void* value,
           uint16_t valueSize),
-         IN(context), IN(code), IN(record), IN(entry), input("value", value, valueSize))
+         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), input("value", value, valueSize))
 FUNCTION(OrvResult, OrvParameterDescriptionQuery,
          (OrvContext context, const OrvParameterDescriptionKey* key,
           OrvParameterDescription* description),
-         IN(context), input("name", key->name, sizeof key->name), input("codeLow", key->codeLow),
+         INPUT(context), input("name", key->name, sizeof key->name), input("codeLow", key->codeLow),
          input("codeHigh", key->codeHigh), output("type", &description->type),
          output("size", &description->size),
          area("name", description->name, sizeof description->name),
@@ -135,54 +139,56 @@ FUNCTION(OrvResult, OrvParameterDescriptionQuery,
 FUNCTION(OrvStatus, SOrvGetSpectrum,
          (OrvContext context, uint16_t firstChannel, uint16_t channelCount, uint32_t option,
           int32_t* channels),
-         IN(context), IN(firstChannel), IN(channelCount), IN(option),
+         INPUT(context), INPUT(firstChannel), INPUT(channelCount), INPUT(option),
          area("channels", channels, channelCount * sizeof *channels))
 FUNCTION(OrvStatus, SOrvPutSpectrum,
          (OrvContext context, uint16_t firstChannel, uint16_t channelCount,
           const int32_t* channels),
-         IN(context), IN(firstChannel), IN(channelCount),
+         INPUT(context), INPUT(firstChannel), INPUT(channelCount),
          input("channels", channels, channelCount * sizeof *channels))
 
 // ---- Classes, records and entries ----
 
 FUNCTION(OrvResult, OrvCreateBlock,
-         (OrvContext context, uint16_t classCode, int32_t size, int32_t option), IN(context),
-         IN(classCode), IN(size), IN(option))
+         (OrvContext context, uint16_t classCode, int32_t size, int32_t option), INPUT(context),
+         INPUT(classCode), INPUT(size), INPUT(option))
 FUNCTION(OrvStatus, SOrvClassCount, (OrvContext context, uint16_t classCode, uint16_t* count),
-         IN(context), IN(classCode), OUT(count))
+         INPUT(context), INPUT(classCode), OUTPUT(count))
 FUNCTION(OrvResult, OrvRecordCount, (OrvContext context, uint16_t classCode, uint16_t* count),
-         IN(context), IN(classCode), OUT(count))
+         INPUT(context), INPUT(classCode), OUTPUT(count))
 FUNCTION(OrvStatus, SOrvEntryCount,
-         (OrvContext context, int32_t classArgument, uint16_t record, uint16_t* count), IN(context),
-         IN(classArgument), IN(record), OUT(count))
+         (OrvContext context, int32_t classArgument, uint16_t record, uint16_t* count),
+         INPUT(context), INPUT(classArgument), INPUT(record), OUTPUT(count))
 FUNCTION(OrvStatus, SOrvInsertOne,
-         (OrvContext context, uint16_t classCode, int16_t record, int16_t entry), IN(context),
-         IN(classCode), IN(record), IN(entry))
+         (OrvContext context, uint16_t classCode, int16_t record, int16_t entry), INPUT(context),
+         INPUT(classCode), INPUT(record), INPUT(entry))
 FUNCTION(OrvStatus, SOrvDeleteOne,
-         (OrvContext context, uint16_t classCode, uint16_t record, uint16_t entry), IN(context),
-         IN(classCode), IN(record), IN(entry))
-FUNCTION(OrvStatus, SOrvDeleteLevel, (OrvContext context, int32_t level), IN(context), IN(level))
+         (OrvContext context, uint16_t classCode, uint16_t record, uint16_t entry), INPUT(context),
+         INPUT(classCode), INPUT(record), INPUT(entry))
+FUNCTION(OrvStatus, SOrvDeleteLevel, (OrvContext context, int32_t level), INPUT(context),
+         INPUT(level))
 FUNCTION(OrvStatus, SOrvClassCopy, CLASS_COPY)
 FUNCTION(OrvResult, OrvClassCopy, CLASS_COPY)
-FUNCTION(OrvStatus, SOrvSaveAs, (OrvContext source, OrvContext destination), IN(source),
-         IN(destination))
+FUNCTION(OrvStatus, SOrvSaveAs, (OrvContext source, OrvContext destination), INPUT(source),
+         INPUT(destination))
 FUNCTION(OrvResult, OrvDataSourceDuplication, (OrvContext source, OrvContext destination),
-         IN(source), IN(destination))
+         INPUT(source), INPUT(destination))
 FUNCTION(OrvStatus, SOrvCopyRecord,
          (OrvContext source, uint16_t classCode, uint16_t sourceRecord, OrvContext destination,
           uint16_t destinationRecord, uint32_t option),
-         IN(source), IN(classCode), IN(sourceRecord), IN(destination), IN(destinationRecord),
-         IN(option))
+         INPUT(source), INPUT(classCode), INPUT(sourceRecord), INPUT(destination),
+         INPUT(destinationRecord), INPUT(option))
 FUNCTION(OrvStatus, SOrvFindRecord,
          (OrvContext context, int32_t kind, const void* key, int32_t option, uint16_t* record,
           uint32_t* word),
-         IN(context), IN(kind), searchKey(kind, key), IN(option), OUT(record), OUT(word))
+         INPUT(context), INPUT(kind), searchKey(kind, key), INPUT(option), OUTPUT(record),
+         OUTPUT(word))
 FUNCTION(OrvResult, OrvReadUFBlock,
          (OrvContext context, uint16_t classCode, uint32_t offset, void* buffer, uint32_t length,
           uint32_t option, uint32_t* count),
-         IN(context), IN(classCode), IN(offset), IN(length), IN(option), input("count", *count),
-         area("buffer", buffer, length), output("count", count, 1))
+         INPUT(context), INPUT(classCode), INPUT(offset), INPUT(length), INPUT(option),
+         input("count", *count), area("buffer", buffer, length), output("count", count, 1))
 FUNCTION(OrvResult, OrvWriteUFBlock,
          (OrvContext context, uint16_t classCode, const void* buffer, uint32_t length,
           uint32_t option),
-         IN(context), IN(classCode), input("buffer", buffer, length), IN(option))
+         INPUT(context), INPUT(classCode), input("buffer", buffer, length), INPUT(option))

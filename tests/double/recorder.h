@@ -3,9 +3,9 @@
 // Every function of the double's data-access library, dictionary and engine is one list of its
 // named arguments. It logs its name and its inputs and answers as the test scripted it:
 //
-//     FUNCTION(OrvStatus, SOrvClassCount, (OrvContext context, uint16_t classCode, uint16_t*
-//     count),
-//              IN(context), IN(classCode), OUT(count))
+//     FUNCTION(OrvStatus, SOrvClassCount,
+//              (OrvContext context, uint16_t classCode, uint16_t* count),
+//              INPUT(context), INPUT(classCode), OUTPUT(count))
 //
 // FUNCTION_OR names the result of a call without a scripted answer, which else is 0.
 //
@@ -29,8 +29,8 @@
 
 #include "module/interface/orv.h"
 
-#define IN(argument) recording::input(#argument, argument)
-#define OUT(argument) recording::output(#argument, argument)
+#define INPUT(argument) recording::input(#argument, argument)
+#define OUTPUT(argument) recording::output(#argument, argument)
 #define FUNCTION(Result, name, ...) FUNCTION_OR(Result, name, 0, __VA_ARGS__)
 #define FUNCTION_OR(Result, name, otherwise, parameters, ...)                          \
     Result ORV_CALL name parameters {                                                  \
