@@ -97,7 +97,9 @@ class Dump(support.TestCase):
             self.assertRegex(dump.dump(source)["not_reached"][0], "VORLAGEOM")
         values = {"QAR_L_CHANNELS": 2**40, "QAR_C_NOSUCH": 1, "QAR_T_ACQSTART": "2040-01-01T00:00:00Z"}
         classes = [{"class": 0x2000, "records": [{"values": values}]}]
-        self.write("a.json", json.dumps({"qar_measurement": 1, "classes": classes, "spectrum": [1] * 40000}))
+        parameters = {"QAR_C_NOSUCH": {"code": qar.constants.QAR_D_LIVETIME, "type": "str"}}
+        document = {"classes": classes, "spectrum": [1] * 40000, "parameters": parameters}
+        self.write("a.json", json.dumps({"qar_measurement": 1, **document}))
         ran = support.run("load", "a.json", "b.qar")
         self.assertEqual((ran.code, len(ran.err)), (1, 4), ran.err)
         with qar.open("b.qar") as source:

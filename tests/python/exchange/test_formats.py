@@ -55,6 +55,11 @@ OLD_N42 = (
     '<Calibration Type="Energy" EnergyUnits="MeV"><Equation><Coefficients>1 0.5</Coefficients></Equation>'
     "</Calibration><ChannelData>1 2</ChannelData></Spectrum></Measurement></N42InstrumentData>"
 )
+BOUNDARIES = (
+    '<RadInstrumentData><EnergyCalibration id="e"><EnergyBoundaryValues>0 0.5 1 1.5</EnergyBoundaryValues>'
+    '</EnergyCalibration><Spectrum energyCalibrationReference="e"><ChannelData>1 2 3</ChannelData></Spectrum>'
+    "</RadInstrumentData>"
+)
 NOON = datetime(2017, 4, 26, 11, 5, 11, tzinfo=timezone.utc)
 DATED = "$DATE_MEA:\n04/26/2017 11:05:11\n"
 
@@ -77,6 +82,7 @@ READ = (  # file, content, the fields that are not empty, what is told
         {"live_time": 93784.5}, "left out: y"),
     ("a.n42", N42 % ("<StartDateTime>2017-04-26T13:35:11+02:30</StartDateTime>" + COUNTED % "1"),
         {"start": NOON}, ""),
+    ("a.n42", BOUNDARIES, {"energy": (-0.25, 0.5)}, ""),
     ("a.n42", OLD_N42, {"energy": (500.0, 500.0), "remarks": "outer\ninner"}, ""),
 )  # fmt: skip
 
