@@ -31,7 +31,8 @@ class Storage {
 
     // Brings the content to the saved state: when anything was saved since the content was loaded,
     // it is given up, unless it has unsaved changes, and has the file's classes instead, none of
-    // them loaded. Then loads the needed classes. All that is loaded is of one saved state.
+    // them loaded. Then loads the needed classes. All that is loaded is of one saved state. Where
+    // the needed classes were read ahead, the file's header alone is looked at.
     void load(Content& content, const NeededClasses& needed);
 
     // Writes what was changed in one transaction that is on the disk when the call returns: a
