@@ -163,6 +163,8 @@ ORV_EXPORT std::atomic<bool>& isMapped(std::string_view library);
 struct Presence {
     explicit Presence(const char* library) : mark(isMapped(library)) { mark = true; }
     ~Presence() { mark = false; }
+    Presence(const Presence&) = delete;
+    Presence& operator=(const Presence&) = delete;
     std::atomic<bool>& mark;
 };
 
