@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace recording {
 namespace {
@@ -27,7 +28,8 @@ void write(const char* function, const Argument& output, const Value& value) {
 }  // namespace
 
 Recorder& Recorder::instance() {
-    static Recorder recorder;
+    // Never destroyed: an engine may still be at work in a thread while the process ends.
+    static auto& recorder = *std::make_unique<Recorder>().release();
     return recorder;
 }
 
