@@ -19,23 +19,24 @@ constexpr std::uint32_t largestCount = std::numeric_limits<std::uint32_t>::max()
     throw Failure(codes::damaged);
 }
 
-SpectrumBlock spectrumOf(std::span<const char> bytes) {
+SpectrumBlock spectrumOf(const StoredBytes& stored) {
     constexpr std::size_t width = sizeof(std::int32_t);
-    if (bytes.size() % width != 0 || bytes.size() / width > SpectrumBlock::capacity) {
+    if (stored.size() % width != 0 || stored.size() / width > SpectrumBlock::capacity) {
         refuse();
     }
-    std::vector<std::int32_t> contents(bytes.size() / width);
-    if (!bytes.empty()) {
-        std::memcpy(contents.data(), bytes.data(), bytes.size());
-    }
+    std::vector<std::int32_t> contents(stored.size() / width);
+    const auto bytes = std::as_writable_bytes(std::span(contents));
+    stored.read({reinterpret_cast<char*>(bytes.data()), bytes.size()});
     return SpectrumBlock(std::move(contents));
 }
 
-UnformattedBlock unformattedOf(std::span<const char> bytes) {
-    if (bytes.size() > UnformattedBlock::capacity) {
+UnformattedBlock unformattedOf(const StoredBytes& stored) {
+    if (stored.size() > UnformattedBlock::capacity) {
         refuse();
     }
-    return UnformattedBlock({bytes.begin(), bytes.end()});
+    std::vector<char> bytes(stored.size());
+    stored.read(bytes);
+    return UnformattedBlock(std::move(bytes));
 }
 
 // Values of codes that the dictionary does not know are kept: a later dictionary may know them.
@@ -61,8 +62,8 @@ void requireFittingValue(std::uint32_t code, std::size_t entry, std::span<const 
 }  // namespace
 
 BlockReader::BlockReader(Database& database)
-    : classes_(database, "SELECT class FROM block"),
-      content_(database, "SELECT content FROM block WHERE class = ?"),
+    : database_(database),
+      classes_(database, "SELECT class FROM block"),
       places_(database,
               "SELECT record, entry FROM place WHERE class = ? ORDER BY class, record, entry"),
       values_(database, "SELECT code, record, entry, bytes FROM value WHERE code BETWEEN ? AND ?"),
@@ -93,13 +94,9 @@ Block BlockReader::read(std::uint16_t classCode) {
     return RecordBlock(std::move(records));
 }
 
-Block BlockReader::readContent(std::uint16_t classCode, BlockKind kind) {
-    Execution row(content_, std::int64_t{classCode});
-    if (!row.step()) {
-        refuse();
-    }
-    const auto bytes = row.bytes(0);
-    return kind == BlockKind::Spectrum ? Block(spectrumOf(bytes)) : Block(unformattedOf(bytes));
+Block BlockReader::readContent(std::uint16_t classCode, BlockKind kind) const {
+    const StoredBytes stored(database_, "block", "content", classCode);
+    return kind == BlockKind::Spectrum ? Block(spectrumOf(stored)) : Block(unformattedOf(stored));
 }
 
 std::vector<Record> BlockReader::readPlaces(std::uint16_t classCode) {

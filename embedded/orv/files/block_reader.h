@@ -29,12 +29,12 @@ class BlockReader {
     void readAll();
 
   private:
-    Block readContent(std::uint16_t classCode, BlockKind kind);
+    [[nodiscard]] Block readContent(std::uint16_t classCode, BlockKind kind) const;
     std::vector<Record> readPlaces(std::uint16_t classCode);
     void readValues(std::uint16_t classCode, std::vector<Record>& records);
 
+    Database& database_;
     Statement classes_;
-    Statement content_;
     Statement places_;
     Statement values_;
     Statement placeCount_;

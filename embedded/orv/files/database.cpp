@@ -265,6 +265,23 @@ std::string_view Execution::text(int column) const {
     return {text.data(), text.size()};
 }
 
+StoredBytes::StoredBytes(Database& database, const char* table, const char* column,
+                         std::int64_t row)
+    : database_(database) {
+    sqlite3_blob* opened = nullptr;
+    database.check(sqlite3_blob_open(database.handle(), "main", table, column, row, 0, &opened));
+    handle_.reset(opened);
+}
+
+std::size_t StoredBytes::size() const {
+    return static_cast<std::size_t>(sqlite3_blob_bytes(handle_.get()));
+}
+
+void StoredBytes::read(std::span<char> bytes) const {
+    database_.check(
+        sqlite3_blob_read(handle_.get(), bytes.data(), static_cast<int>(bytes.size()), 0));
+}
+
 // ---- Transactions ----------------------------------------------------------------------------
 
 Transactions::Transactions(Database& database)

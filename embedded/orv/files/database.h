@@ -123,6 +123,25 @@ void run(Statement& statement, const Arguments&... arguments) {
     Execution(statement, arguments...).step();
 }
 
+// The bytes in a column of one row, read from their pages without a statement and without a copy.
+class StoredBytes {
+  public:
+    // Throws Failure(damaged) also where there is no such row, or NULL or a number in it.
+    StoredBytes(Database& database, const char* table, const char* column, std::int64_t row);
+
+    [[nodiscard]] std::size_t size() const;
+    // bytes: as many as size says.
+    void read(std::span<char> bytes) const;
+
+  private:
+    struct Closer {
+        void operator()(sqlite3_blob* handle) const { sqlite3_blob_close(handle); }
+    };
+
+    Database& database_;
+    std::unique_ptr<sqlite3_blob, Closer> handle_;
+};
+
 // The transactions of one connection, one at a time.
 class Transactions {
   public:
