@@ -110,7 +110,8 @@ TEST_F(DamageTest, AClassOfWhichOnlyRowsAreLeftIsRefusedAndNotMadeAnew) {
 
 TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
     afterEach({"UPDATE block SET content = x'010203' WHERE class = 0x2005",
-               "UPDATE block SET content = zeroblob(4 * 65536) WHERE class = 0x2005"},
+               "UPDATE block SET content = zeroblob(4 * 65536) WHERE class = 0x2005",
+               "UPDATE block SET content = NULL WHERE class = 0x2005"},
               [this] {
                   const auto source = DataSource::opened(file(), reading);
                   EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
