@@ -1,4 +1,4 @@
-"""Records, spectra and copies beside a plain model of them; `scripts/torture model` does it for longer."""
+"""Records, spectra and copies beside a plain model; `scripts/torture model` does it for longer."""
 
 import pathlib
 import random

@@ -23,6 +23,7 @@ class Inputs(embedded.TestCase):
             self.ok(pyORV3.flush(handle))
         (inputs / "text.qar").write_text("no data source")
         self.create("inputs/other.dat")
+        self.create("inputs/.qar")
         self.create("outside.qar")
         registry = self.folder / "inputs.reg"
         registry.write_text(

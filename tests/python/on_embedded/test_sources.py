@@ -17,6 +17,7 @@ class Files(embedded.TestCase):
         self.ok(pyORV3.close(handle, 0))
         whole = (self.folder / "whole.qar").read_bytes()
         (self.folder / "folder.qar").mkdir()
+        os.mkfifo(self.path("fifo.qar"))
         foreign = whole[:68] + b"else" + whole[72:]  # another application's database
         damaged = [whole[:end] for end in (100, -4096, -4095, -2000, -1)]
         no_sources = [b"", b"SQLite format 3", b"no measurement\n" * 500, foreign]
@@ -25,7 +26,7 @@ class Files(embedded.TestCase):
             (self.folder / name).write_bytes(content)
         for status, names in {
             embedded.DAMAGED: list(contents)[: len(damaged)],
-            embedded.NO_DATA_SOURCE: [*list(contents)[len(damaged) :], "folder.qar"],
+            embedded.NO_DATA_SOURCE: [*list(contents)[len(damaged) :], "folder.qar", "fifo.qar"],
             embedded.FILE_NOT_FOUND: ["missing.qar", "whole.qar/inside"],
             embedded.NAME_REFUSED: ["x" * 5000],
         }.items():

@@ -85,7 +85,8 @@ TEST_F(BlocksTest, ABlockCanBeRefilledFromItself) {
     for (const auto& [written, size] : std::map<std::string, std::uint32_t>{{"", 1024}, {"c", 1}}) {
         ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
         ASSERT_EQ(written.empty() ? codes::sizeRefused : 0, write(written));
-        ASSERT_EQ(0U, SOrvFlush(source_.context()));
+        ASSERT_EQ(0U, source_.close());
+        ASSERT_EQ(0U, source_.open(file(), writing));
         EXPECT_EQ(0U, read(size, chunk)) << written;
         EXPECT_EQ(codes::sizeRefused, read(size + 1, chunk)) << written;
     }
@@ -125,6 +126,7 @@ TEST_F(BlocksTest, AnUnformattedBlockHasABound) {
         ASSERT_EQ(0U, write(chunk));
     }
     EXPECT_EQ(codes::sizeRefused, write("y"));
+    EXPECT_EQ(0U, SOrvFlush(source_.context()));
     EXPECT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_VORLAGEOM, 1, 0));
     EXPECT_EQ(codes::noBlock, read(0, chunk));
 }

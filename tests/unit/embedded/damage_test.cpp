@@ -68,7 +68,7 @@ TEST_F(DamageTest, ABrokenFileIsRefusedAtTheOpening) {
 TEST_F(DamageTest, ABrokenClassIsRefusedAloneAndMakesTheSourceReadOnly) {
     const std::vector<std::string> changes = {
         "UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
-        "UPDATE value SET bytes = zeroblob(300) WHERE code = 0x20040001",
+        "UPDATE value SET bytes = printf('%17s', 'no room') WHERE code = 0x20040001",
         "UPDATE value SET bytes = x'430043' WHERE code = 0x20040001",
         "UPDATE value SET entry = 1 WHERE code = 0x20040001",
         "UPDATE value SET entry = 2 WHERE code = 0x20040010",
@@ -106,6 +106,9 @@ TEST_F(DamageTest, AClassOfWhichOnlyRowsAreLeftIsRefusedAndNotMadeAnew) {
     EXPECT_EQ(0, source.recordCount(QAR_CLS_PEAK));
     EXPECT_EQ(codes::damaged, source.put(QAR_C_NUCLNAME, "Co-60"));
     EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 1.0));
+    change("INSERT INTO block VALUES(0x2004, NULL)");
+    EXPECT_EQ(0U, SOrvReVerify(source.context()));
+    EXPECT_EQ(0U, source.put(QAR_C_NUCLNAME, "Co-60"));
 }
 
 TEST_F(DamageTest, ABrokenSpectrumIsRefused) {

@@ -1,4 +1,5 @@
 // The file on the disk: its names, its size, and what happens where it cannot be written.
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
@@ -134,6 +135,17 @@ TEST_F(StorageTest, WhatIsOpenForWritingIsSavedWithoutAFreeDescriptor) {
     EXPECT_EQ(2.0, DataSource::opened(file("5"), reading).get<double>(QAR_D_LIVETIME));
 }
 
+TEST_F(StorageTest, ProgramsThatAreStartedMeanwhileInheritNoDescriptor) {
+    const auto source = DataSource::created(path_);
+    ASSERT_EQ(0U, SOrvFlush(DataSource::opened(path_, reading).context()));
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        if (std::filesystem::read_symlink(entry.path(), error) == path_) {
+            EXPECT_NE(0, fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC);
+        }
+    }
+}
+
 TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
     const std::string utf8 = file(
         "\xC3\x9C"
@@ -152,6 +164,7 @@ TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
              {"\xC0\xAF", "\xC3\x80\xC2\xAF"},
              {"\xED\xA0\x80", "\xC3\xAD\xC2\xA0\xE2\x82\xAC"},
              {"\xF4\x90\x80\x80", "\xC3\xB4\xC2\x90\xE2\x82\xAC\xE2\x82\xAC"},
+             {"\x91x\x92", "\xE2\x80\x98x\xE2\x80\x99"},
              {"x\xC3", "x\xC3\x83"}}) {
         EXPECT_EQ(0U, DataSource::created(file(name)).close());
         EXPECT_TRUE(std::filesystem::exists(file(stored))) << stored;
