@@ -244,7 +244,7 @@ class ReferencedFile(double.TestCase):
                 if expected is None:
                     self.assertEqual(double.arguments("OrvDataSourceOpening"), [])
                 else:
-                    self.assertEqual(made[: len(expected)], expected)
+                    self.assertEqual(made, expected)
                 self.assertEqual(len(calls("OrvClassCopy")), 2)
                 self.assertEqual(calls("OrvDataSourceClosing"), [])
 
