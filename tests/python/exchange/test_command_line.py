@@ -12,7 +12,7 @@ import sys
 
 import qar
 import support
-from qar import nuclide_csv, picture, plot, tables, terminal
+from qar import nuclide_csv, picture, plot, report, tables, terminal
 
 COMMANDS = "show plot convert dump load calibrate analyse report check salvage status".split()
 
@@ -130,6 +130,8 @@ class CommandLine(support.TestCase):
         peaks = [qar.Peak(centroid=c, fwhm=4, area=80, left=c - 9, right=c + 9) for c in (50, 30, 40)]
         (curve,) = picture.fitted_curves([5] * 100, peaks, axis.calibration)
         self.assertEqual((curve.channels[0], curve.channels[-1], round(max(curve.counts))), (21, 59, 24))
+        self.assertEqual(picture.ticks(0, 10, 5), [0, 2, 4, 6, 8, 10])
+        self.assertIn("</svg>", report.svg([5], qar.Analysis((), ()), axis))  # one channel has no width
         *_, marks, _ = terminal.plot([1] * 1000, picture.axis_of(qar.Calibration()))
         self.assertEqual(marks[-1], "+")  # that of channel 1000
 
