@@ -1,6 +1,7 @@
 """Ways to do the same work, timed in turns, and the rows of the table that come of it."""
 
 import gc
+import random
 import statistics
 import time
 from typing import Callable, NamedTuple, Optional
@@ -93,16 +94,17 @@ def time_turn(way, loops):
 def interleaved_times(ways, seconds):
     """The seconds of each way in each round: for each way a list over the rounds.
 
-    In a round every way has one turn; who begins changes from round to round.
+    In a round every way has one turn, in an order drawn anew: what a way leaves behind, of memory
+    and caches, would else fall to the same other way each time.
     """
+    orders = random.Random(0)
     loops = [max(1, round(SECONDS_PER_TURN / max(time_turn(way, 2), 1e-7))) for way in ways]
     times = [[] for _ in ways]
     end = time.perf_counter() + seconds
     for turn in range(MOST_ROUNDS):
         if turn >= LEAST_ROUNDS and time.perf_counter() > end:
             break
-        for place in range(len(ways)):
-            number = (turn + place) % len(ways)
+        for number in orders.sample(range(len(ways)), len(ways)):
             times[number].append(time_turn(ways[number], loops[number]))
     return times
 
