@@ -33,5 +33,5 @@ foreach(file IN LISTS files)
         WORKING_DIRECTORY "${folder}")
     run_under_wine(windows_python.${name})
     set_tests_properties(windows_python.${name} PROPERTIES
-        ENVIRONMENT "PYTHONPATH=${unpacked_wheel}\\;${python_tests}" TIMEOUT 300)
+        ENVIRONMENT "PYTHONPATH=${unpacked_wheel}\\;${python_tests}")
 endforeach()
