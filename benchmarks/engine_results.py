@@ -11,7 +11,7 @@ import tempfile
 from pathlib import Path
 
 PROJECT = Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(PROJECT / "tests/python/on_embedded"))
+sys.path[:0] = str(PROJECT / "tests/python"), str(PROJECT / "tests/python/on_embedded")
 
 import real_spectra  # noqa: E402
 

@@ -1,13 +1,7 @@
-"""What the tests on the embedded library share: its codes, a folder for each test, data sources."""
-
-import os
-import pathlib
-import subprocess
-import sys
-import tempfile
-import unittest
+"""What the tests on the embedded library share: its codes and data sources."""
 
 import pyORV3
+import support
 
 READ, WRITE, CREATE = 0x1, 0x2, 0x400
 NUCLIDES, SPECTRUM = 0x2004, 0x2005
@@ -19,7 +13,7 @@ UNKNOWN_CLASS, NO_SUCH_RECORD, NO_SUCH_ENTRY = 0xEBE8810B, 0xEBE8810C, 0xEBE8810
 SIZE_REFUSED, NOT_SET, UNKNOWN_ITEM, NOT_FOUND = 0xEBE8810E, 0xEBE88110, 0xEBE88112, 0xEBE88115
 KEY_REFUSED = 0xEBE88116
 
-EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples"
+EXAMPLES = support.PROJECT / "examples"
 
 
 def code_of(name):
@@ -31,29 +25,8 @@ def status_of(answer):
     return (answer[0] if isinstance(answer, tuple) else answer) & 0xFFFFFFFF
 
 
-def child(script, *arguments, **environment):
-    """A Python process that runs the script, which finds this folder's modules."""
-    path = os.pathsep.join([os.path.dirname(__file__), os.path.dirname(pyORV3.__file__)])
-    command = [sys.executable, "-c", script, *map(str, arguments)]
-    variables = {**os.environ, "PYTHONPATH": path, **environment}
-    return subprocess.Popen(command, env=variables, stdout=subprocess.PIPE, universal_newlines=True)
-
-
-def output_of(process):
-    """What a process printed, when it ended well."""
-    text, _ = process.communicate(timeout=60)
-    if process.returncode != 0:
-        raise AssertionError(f"the child process ended with {process.returncode}")
-    return text.strip()
-
-
-class TestCase(unittest.TestCase):
+class TestCase(support.TestCase):
     """A test in a folder of its own; what it leaves open is closed before the folder goes."""
-
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
 
     def path(self, name="measurement.qar"):
         return str(self.folder / name)

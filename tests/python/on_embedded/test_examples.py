@@ -1,24 +1,14 @@
 """The examples run as a user runs them: each in a process of its own, one after another."""
 
-import os
-import subprocess
-import sys
-
 import embedded
 
 
 class Examples(embedded.TestCase):
     def shows(self, name, argument, *texts):
-        command = [sys.executable, "-B", str(embedded.EXAMPLES / name), argument]
-        environment = {**os.environ, "PYTHONIOENCODING": "utf-8"}
-        pipe = subprocess.PIPE
-        result = subprocess.run(
-            command, env=environment, stdout=pipe, stderr=pipe, encoding="utf-8", timeout=120
-        )
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
-        self.assertLessEqual(max(map(len, result.stdout.splitlines())), 110)
+        output = self.python(embedded.EXAMPLES / name, argument)
+        self.assertLessEqual(max(map(len, output.splitlines())), 110)
         for text in texts:
-            self.assertIn(text, result.stdout)
+            self.assertIn(text, output)
 
     def test_a_measurement_is_recorded_shown_and_analysed(self):
         path = self.path("mixed.qar")

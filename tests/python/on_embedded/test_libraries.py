@@ -37,8 +37,8 @@ class Libraries(embedded.TestCase):
                     (self.folder / name).write_bytes(content)
             with self.subTest(content=content and content[:10]):
                 # The folder alone is searched, and no other place that has a dictionary.
-                process = embedded.child(
-                    SCRIPT, PYTHONPATH=str(self.folder), LD_LIBRARY_PATH="", OSVENV="1"
+                output = self.python(
+                    "-c", SCRIPT, PYTHONPATH=str(self.folder), LD_LIBRARY_PATH="", OSVENV="1"
                 )
                 expected = [status, (UNKNOWN, 0), UNKNOWN, (REFUSED, 0), (REFUSED, 0), False]
-                self.assertEqual(embedded.output_of(process), " ".join(map(str, expected)))
+                self.assertEqual(output.strip(), " ".join(map(str, expected)))

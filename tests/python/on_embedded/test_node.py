@@ -39,6 +39,5 @@ class Inputs(embedded.TestCase):
             *((name, f"{embedded.NAME_REFUSED} 0", from_registry) for name in refused),
         ]:
             with self.subTest(name=name):
-                process = embedded.child(self.SCRIPT, name, code_of("QAR_C_COMMENT"), **environment)
-                lines = embedded.output_of(process).splitlines()
-                self.assertEqual(lines, [f"0 det 1,det 2,{long_name}", opened])
+                output = self.python("-c", self.SCRIPT, name, code_of("QAR_C_COMMENT"), **environment)
+                self.assertEqual(output.splitlines(), [f"0 det 1,det 2,{long_name}", opened])

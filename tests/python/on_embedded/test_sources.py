@@ -4,6 +4,8 @@ import itertools
 import os
 import random
 import signal
+import subprocess
+import sys
 
 import embedded
 import pyORV3
@@ -76,8 +78,8 @@ class Processes(embedded.TestCase):
         turn_code = code_of("QAR_L_LOWERDISC")
         generator = random.Random()
         for _ in range(6):
-            process = embedded.child(WRITE_AND_FLUSH, self.path(), turn_code)
-            with process:
+            command = [sys.executable, "-c", WRITE_AND_FLUSH, self.path(), str(turn_code)]
+            with subprocess.Popen(command, stdout=subprocess.PIPE) as process:
                 for _ in range(generator.randint(1, 20)):
                     flushed = int(process.stdout.readline())
                 sum(range(generator.randint(0, 200000)))  # so that each kill hits another moment
@@ -99,7 +101,7 @@ class Processes(embedded.TestCase):
             handle = pyORV3.open(sys.argv[1], 3, 1, "")[1]
             assert pyORV3.setParameter(handle, int(sys.argv[2]), "new", 1, 1) == 0
         """
-        embedded.output_of(embedded.child(script, self.path(), code_of("QAR_C_COMMENT")))
+        self.python("-c", script, self.path(), code_of("QAR_C_COMMENT"))
         self.assertEqual(self.get(handle, "QAR_C_COMMENT"), "old")
         self.ok(pyORV3.reverify(handle))
         self.assertEqual(self.get(handle, "QAR_C_COMMENT"), "new")
