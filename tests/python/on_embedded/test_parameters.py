@@ -60,7 +60,7 @@ class Parameters(embedded.TestCase):
             (operator, "Ö" * 33, 1, 1, embedded.SIZE_REFUSED),
             (operator, "Ö", 3, 1, embedded.NO_SUCH_RECORD),
             (code_of("QAR_D_LIVETIME"), 1.0, 1, 2, embedded.NO_SUCH_ENTRY),
-            *((energy, 1.0, n, 1, embedded.NO_SUCH_RECORD) for n in (0, 3, 65535, 65537, -1)),
+            *((energy, 1.0, n, 1, embedded.NO_SUCH_RECORD) for n in (0, 3, 65537, -1, -65535)),
             *((energy, 1.0, 1, n, embedded.NO_SUCH_ENTRY) for n in (3, 65535, 65537, -1)),
         ]:
             with self.subTest(code=hex(code), record=record, entry=entry):

@@ -44,7 +44,7 @@ class EngineTest : public DataSourceTest {
         ASSERT_EQ(0U, source_.putSpectrum({contents.begin(), contents.end()}));
         putNuclide(1, "Cs-137", {{661.66, 0.851}});
         putNuclide(2, "Co-60", {{1173.23, 0.9985}, {1332.49, 0.9998}});
-        putNuclide(3, "Na-22", {{1274.54, 0.9994}, {661.2, 0.01}});
+        putNuclide(3, "Na-22 16 letters", {{1274.54, 0.9994}, {661.2, 0.01}});
     }
 
     std::uint32_t run(std::int32_t options) const { return run(source_.context(), options); }
@@ -147,6 +147,7 @@ TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
     }
     ASSERT_EQ(status::success, run(50 << engines::optionLimitShift));  // 5.0 in place of the file's
     EXPECT_THAT(identified(), testing::ElementsAre("Co-60"));
+    EXPECT_EQ(status::success, run(10 << engines::optionLimitShift));  // the smallest
 }
 
 TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
@@ -169,7 +170,8 @@ TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
          [](auto& source) { return SOrvDeleteOne(source.context(), QAR_CLS_CALIBRATION, 1, 0); }},
         {status::noShapeCalibration, 0, put(QAR_D_ENERGYCAL, 0.0, 1)},
         {status::spectrumEmpty, 0,
-         [](auto& source) { return source.putSpectrum(std::vector<std::int32_t>(4096)); }}};
+         [](auto& source) { return source.putSpectrum(std::vector<std::int32_t>(4096)); }},
+        {status::spectrumUnreadable, 0, put(QAR_L_CHANNELS, 0)}};
     const auto reader = DataSource::opened(file(), reading);
     EXPECT_EQ(status::resultsNotWritable, run(reader.context(), 0));
     for (const Failure& failure : failures) {
@@ -195,7 +197,7 @@ TEST_F(EngineTest, GivesActivitiesAndDetectionLimits) {
     EXPECT_NEAR(activity, source_.get<double>(QAR_D_ACTIVITY, 2), 1e-3 * activity);
     EXPECT_NEAR(uncertainty / 8.51, source_.get<double>(QAR_D_ACTIVITYUNC, 2), 0.1);
     // Not found: its record says so and below which activity; line 1 decides.
-    ASSERT_EQ("Na-22", source_.text(QAR_C_RESNUCLIDE, 3));
+    ASSERT_EQ("Na-22 16 letters", source_.text(QAR_C_RESNUCLIDE, 3));
     EXPECT_LT(source_.get<double>(QAR_D_RESCONF, 3), 0.1);
     std::array<double, 1> unset{};
     EXPECT_NE(0U, SOrvGetParam(source_.context(), QAR_D_ACTIVITY, 3, 1, unset.data(), 8));

@@ -190,33 +190,61 @@ TEST(PeakSearch, FindsFaintPeaksInFewCounts) {
     EXPECT_GE(found, 182);  // fewer than once in a hundred times where 95 of 100 are found
 }
 
-// 200 counts a channel less twice as much background with half its weight.
+// Ten peaks of 1,500 counts on 200 counts a channel.
+SimulatedSpectrum tenPeaks() {
+    SimulatedSpectrum spectrum(200.0, 0.0);
+    for (int peak = 1; peak <= 10; ++peak) {
+        spectrum.addPeak(350.3 * peak, 1500.0);
+    }
+    return spectrum;
+}
+
+// Adds how their areas come out of a spectrum, which is so many times what was counted; returns how
+// many other peaks it shows.
+std::size_t addPulls(const embedded::engines::Spectrum& spectrum, double factor, Pulls& pulls) {
+    auto found = findPeaks(spectrum, {limit});
+    for (int peak = 1; peak <= 10; ++peak) {
+        for (const FittedPeak& one : take(found, 350.3 * peak, 4.0)) {
+            pulls.add((one.area - factor * 1500.0) / one.areaUncertainty);
+        }
+    }
+    return found.size();
+}
+
+// Twice as much background is subtracted with half its weight.
 TEST(PeakSearch, GivesHonestUncertaintiesWhereABackgroundWasSubtracted) {
     auto random = simulated::repeatableRandom(9);
+    const SimulatedSpectrum gross = tenPeaks();
+    const SimulatedSpectrum background(400.0, 0.0);
     Pulls pulls;
     for (int number = 0; number < 20; ++number) {
-        SimulatedSpectrum gross(200.0, 0.0);
-        const SimulatedSpectrum background(400.0, 0.0);
-        for (int peak = 1; peak <= 10; ++peak) {
-            gross.addPeak(350.3 * peak, 1500.0);
-        }
         std::vector<double> contents = gross.draw(random);
         const std::vector<double> subtracted = background.draw(random);
         for (std::size_t index = 0; index < contents.size(); ++index) {
             contents[index] -= std::round(0.5 * subtracted[index]);
         }
         const auto excess = embedded::engines::excessVariance(contents);
-        auto found = findPeaks({contents, gross.widths(), excess}, {limit});
-        for (int peak = 1; peak <= 10; ++peak) {
-            for (const FittedPeak& one : take(found, 350.3 * peak, 4.0)) {
-                pulls.add((one.area - 1500.0) / one.areaUncertainty);
-            }
-        }
-        EXPECT_LE(found.size(), 1U);
+        EXPECT_LE(addPulls({contents, gross.widths(), excess}, 1.0, pulls), 1U);
     }
     EXPECT_GT(pulls.count, 195);
     EXPECT_NEAR(0.0, pulls.mean(), 0.25);
     EXPECT_NEAR(1.0, pulls.deviation(), 0.15);
+}
+
+// Nine times what was counted scatters thrice as much as its contents say.
+TEST(PeakSearch, GivesHonestUncertaintiesWhereContentsWereMultiplied) {
+    auto random = simulated::repeatableRandom(10);
+    const SimulatedSpectrum spectrum = tenPeaks();
+    Pulls pulls;
+    std::size_t others = 0;
+    for (int number = 0; number < 4; ++number) {
+        std::vector<double> contents = spectrum.draw(random);
+        std::ranges::for_each(contents, [](double& content) { content *= 9.0; });
+        others += addPulls({contents, spectrum.widths()}, 9.0, pulls);
+    }
+    EXPECT_EQ(40, pulls.count);
+    EXPECT_NEAR(1.0, pulls.deviation(), 0.4);
+    EXPECT_LE(others, 3U);
 }
 
 TEST(PeakSearch, SeesNoPeakInEdgesOrContinuum) {
