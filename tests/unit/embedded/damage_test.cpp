@@ -53,7 +53,8 @@ TEST_F(DamageTest, ABrokenFileIsRefusedAtTheOpening) {
         "CREATE UNIQUE INDEX single ON value(bytes)",
         "CREATE INDEX computed ON value(length(bytes))",
         "CREATE INDEX partial ON value(bytes) WHERE length(bytes) > 1",
-        "UPDATE block SET class = 0x3000 WHERE class = 0x2004"};
+        "UPDATE block SET class = 0x3000 WHERE class = 0x2004",
+        "UPDATE block SET class = class - 0x100000000 WHERE class = 0x2004"};
     afterEach(changes, [this] {
         const DataSource source;
         EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));

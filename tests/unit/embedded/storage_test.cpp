@@ -136,8 +136,8 @@ TEST_F(StorageTest, WhatIsOpenForWritingIsSavedWithoutAFreeDescriptor) {
 }
 
 TEST_F(StorageTest, ProgramsThatAreStartedMeanwhileInheritNoDescriptor) {
-    const auto source = DataSource::created(path_);
-    ASSERT_EQ(0U, SOrvFlush(DataSource::opened(path_, reading).context()));
+    ASSERT_EQ(0U, DataSource::created(path_).close());
+    const auto source = DataSource::opened(path_, writing);
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code error;
         if (std::filesystem::read_symlink(entry.path(), error) == path_) {
