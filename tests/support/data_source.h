@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -46,6 +48,20 @@ class DataSourceTest : public testing::Test {
     }
     [[nodiscard]] std::ptrdiff_t fileCount() const {
         return std::distance(std::filesystem::directory_iterator(folder_), {});
+    }
+
+    // Another program that has the file open and has run the statements.
+    using Program = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
+    Program program(const std::string& sql) const {
+        sqlite3* opened = nullptr;
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(file().c_str(), &opened));
+        Program other(opened, sqlite3_close);
+        execute(other, sql);
+        return other;
+    }
+    static void execute(const Program& program, const std::string& sql) {
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(program.get(), sql.c_str(), nullptr, nullptr, nullptr))
+            << sql;
     }
 
   private:

@@ -1,9 +1,6 @@
 // Files that another program changed.
-#include <sqlite3.h>
-
 #include <filesystem>
 #include <fstream>
-#include <memory>
 
 #include "tests/support/data_source.h"
 
@@ -21,12 +18,7 @@ class DamageTest : public DataSourceTest {
         EXPECT_EQ(0U, source.putSpectrum(std::vector<std::int32_t>(4096, 1)));
     }
     // Changes the file as another program would.
-    void change(const std::string& sql) const {
-        sqlite3* opened = nullptr;
-        EXPECT_EQ(SQLITE_OK, sqlite3_open(file().c_str(), &opened));
-        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> database(opened, sqlite3_close);
-        EXPECT_EQ(SQLITE_OK, sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr)) << sql;
-    }
+    void change(const std::string& sql) const { program(sql); }
     // Does the work on the file after each of the changes alone.
     void afterEach(const std::vector<std::string>& changes, const std::function<void()>& work) {
         std::filesystem::copy_file(file(), file("sound"));

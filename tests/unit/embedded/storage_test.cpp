@@ -1,13 +1,45 @@
 // The file on the disk: its names, its size, and what happens where it cannot be written.
 #include <fcntl.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <map>
-#include <memory>
 
 #include "tests/support/data_source.h"
+
+namespace {
+
+// What the file system offers, which on network shares is less.
+bool filesWithoutName = true;
+bool renamingWithoutReplacing = true;
+
+}  // namespace
+
+// In the place of the system's, for the whole process.
+extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {
+    va_list rest;
+    va_start(rest, flags);
+    const bool isWithoutName = (flags & O_TMPFILE) == O_TMPFILE;
+    const mode_t mode = isWithoutName || (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    if (isWithoutName && !filesWithoutName) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+extern "C" [[gnu::visibility("default")]] int renameat2(int oldFolder, const char* oldName,
+                                                        int newFolder, const char* newName,
+                                                        unsigned int flags) noexcept {
+    if (!renamingWithoutReplacing && flags != 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_renameat2, oldFolder, oldName, newFolder, newName, flags));
+}
 
 namespace testing_support {
 namespace {
@@ -16,20 +48,6 @@ using namespace embedded;
 
 class StorageTest : public DataSourceTest {
   protected:
-    // Another program that has the file open.
-    using Program = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
-    [[nodiscard]] Program program(const std::string& sql) const {
-        sqlite3* opened = nullptr;
-        EXPECT_EQ(SQLITE_OK, sqlite3_open(path_.c_str(), &opened));
-        Program other(opened, sqlite3_close);
-        execute(other, sql);
-        return other;
-    }
-    static void execute(const Program& program, const std::string& sql) {
-        EXPECT_EQ(SQLITE_OK, sqlite3_exec(program.get(), sql.c_str(), nullptr, nullptr, nullptr))
-            << sql;
-    }
-
     std::string path_ = file();
     std::vector<std::int32_t> spectrum_ = std::vector<std::int32_t>(32768, 7);
 };
@@ -72,6 +90,20 @@ TEST_F(StorageTest, ACreationThatFailsLeavesNoFile) {
     EXPECT_EQ(codes::fileNotFound, source.create(file("missing/measurement.qar")));
     EXPECT_EQ(0, fileCount());
     EXPECT_EQ(0U, source.create(path_));
+}
+
+TEST_F(StorageTest, OnNetworkSharesFilesAreMadeAsSafely) {
+    filesWithoutName = false;
+    for (const bool renaming : {true, false}) {
+        renamingWithoutReplacing = renaming;
+        const std::string path = file(renaming ? "renamed.qar" : "linked.qar");
+        EXPECT_EQ(0U, DataSource::created(path).put(QAR_D_LIVETIME, 1.0));
+        EXPECT_EQ(codes::fileExists, DataSource().create(path));
+        EXPECT_EQ(1.0, DataSource::opened(path, reading).get<double>(QAR_D_LIVETIME));
+        onFullDisk([&] { EXPECT_EQ(codes::storageFailed, DataSource().create(path_)); });
+    }
+    EXPECT_EQ(2, fileCount());
+    filesWithoutName = renamingWithoutReplacing = true;
 }
 
 TEST_F(StorageTest, WhatCouldNotBeSavedIsNotCreatedAndNotOpenedForWriting) {
@@ -147,18 +179,9 @@ TEST_F(StorageTest, ProgramsThatAreStartedMeanwhileInheritNoDescriptor) {
 }
 
 TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
-    const std::string utf8 = file(
-        "\xC3\x9C"
-        "bung \xE2\x82\xAC.qar");
-    {
-        ASSERT_EQ(0U, DataSource::created(file("\xDC"
-                                               "bung \x80.qar"))
-                          .put(QAR_D_LIVETIME, 1.0));
-    }
-    EXPECT_EQ(1.0, DataSource::opened(utf8, reading).get<double>(QAR_D_LIVETIME));
-    EXPECT_EQ(codes::fileExists, DataSource().create(utf8));
     // Whole sequences, overlong ones, surrogates and characters beyond the last are told apart.
     for (const auto& [name, stored] : std::map<std::string, std::string>{
+             {"\xDC. \x80", "\xC3\x9C. \xE2\x82\xAC"},
              {"\xE6\xB5\x8B", "\xE6\xB5\x8B"},
              {"\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80"},
              {"\xC0\xAF", "\xC3\x80\xC2\xAF"},
@@ -168,6 +191,7 @@ TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
              {"x\xC3", "x\xC3\x83"}}) {
         EXPECT_EQ(0U, DataSource::created(file(name)).close());
         EXPECT_TRUE(std::filesystem::exists(file(stored))) << stored;
+        EXPECT_EQ(codes::fileExists, DataSource().create(file(stored))) << stored;
     }
 }
 
