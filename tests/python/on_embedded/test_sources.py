@@ -105,11 +105,3 @@ class Processes(embedded.TestCase):
         self.assertEqual(self.get(handle, "QAR_C_COMMENT"), "old")
         self.ok(pyORV3.reverify(handle))
         self.assertEqual(self.get(handle, "QAR_C_COMMENT"), "new")
-
-
-class Stub(embedded.TestCase):
-    def test_lists_the_methods_in_their_order(self):
-        stub = os.path.join(os.path.dirname(pyORV3.__file__), "pyORV3-stubs", "__init__.pyi")
-        with open(stub, encoding="utf-8") as file:
-            listed = [line[4:].split("(")[0] for line in file if line.startswith("def ")]
-        self.assertEqual([name for name in vars(pyORV3) if not name.startswith("__")], listed)

@@ -74,12 +74,14 @@ class Pages(support.TestCase):
             for link in re.findall(r"\]\(([^)#:]+)\)", path.read_text(encoding="utf-8")):
                 self.assertTrue((path.parent / link).exists(), f"{page}: {link}")
 
-    def test_describe_each_function(self):
+    def test_and_stubs_describe_each_function(self):
         page = (support.PROJECT / "docs/functions.md").read_text(encoding="utf-8")
         headings = " ".join(re.findall(r"^### (.*)", page, re.MULTILINE))
         described = re.findall(r"(\w+)\(", headings)
         wanted = [name for name in vars(pyORV3) if not name.startswith("__")]
         self.assertEqual(sorted(described), sorted(wanted))
+        stubs = (support.PRODUCT / "pyORV3-stubs/__init__.pyi").read_text(encoding="utf-8")
+        self.assertEqual(re.findall(r"^def (\w+)", stubs, re.MULTILINE), wanted)
 
 
 class Examples(support.TestCase):

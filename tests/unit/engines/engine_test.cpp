@@ -6,6 +6,8 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <tuple>
+#include <utility>
 
 #include "tests/support/data_source.h"
 #include "tests/unit/engines/simulated_spectrum.h"
@@ -19,10 +21,7 @@ namespace status = embedded::engines::status;
 constexpr std::int32_t search = engines::optionSearchPeaks;
 constexpr std::int32_t identify = engines::optionIdentifyNuclides;
 
-struct Line {
-    double energy;
-    double yield;
-};
+using Line = std::pair<double, double>;  // energy and yield
 
 class EngineTest : public DataSourceTest {
   protected:
@@ -125,25 +124,22 @@ Preparation put(std::uint32_t code, Value value, int entry = 0) {
 }
 
 TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
-    struct Setting {
-        Preparation prepare;
-        std::vector<std::string> identified;
-    };
-    const std::vector<Setting> settings = {{put(QAR_L_FIRSTCHAN, 2000), {"Co-60"}},
-                                           {put(QAR_L_LASTCHAN, 2300), {}},
-                                           {put(QAR_D_MINCONF, 0.0), {}},
-                                           {put(QAR_L_LASTCHAN, 4096), {"Co-60"}},
-                                           {put(QAR_L_FIRSTCHAN, 1), {"Co-60", "Cs-137"}},
-                                           {put(QAR_D_MATCHTOL, 1e-6), {}},
-                                           {put(QAR_D_MATCHTOL, 0.5), {"Co-60", "Cs-137"}},
-                                           {put(QAR_D_MINCONF, 0.999), {"Co-60"}},
-                                           {put(QAR_D_MINCONF, 0.5), {"Co-60", "Cs-137"}},
-                                           {put(QAR_B_NUCLACTIVE, std::uint8_t{0}), {"Co-60"}},
-                                           {put(QAR_D_PEAKLIMIT, 100.0), {"Co-60"}}};
-    for (const Setting& setting : settings) {
-        ASSERT_EQ(0U, setting.prepare(source_));
+    const std::vector<std::pair<Preparation, std::vector<std::string>>> settings = {
+        {put(QAR_L_FIRSTCHAN, 2000), {"Co-60"}},
+        {put(QAR_L_LASTCHAN, 2300), {}},
+        {put(QAR_D_MINCONF, 0.0), {}},
+        {put(QAR_L_LASTCHAN, 4096), {"Co-60"}},
+        {put(QAR_L_FIRSTCHAN, 1), {"Co-60", "Cs-137"}},
+        {put(QAR_D_MATCHTOL, 1e-6), {}},
+        {put(QAR_D_MATCHTOL, 0.5), {"Co-60", "Cs-137"}},
+        {put(QAR_D_MINCONF, 0.999), {"Co-60"}},
+        {put(QAR_D_MINCONF, 0.5), {"Co-60", "Cs-137"}},
+        {put(QAR_B_NUCLACTIVE, std::uint8_t{0}), {"Co-60"}},
+        {put(QAR_D_PEAKLIMIT, 100.0), {"Co-60"}}};
+    for (const auto& setting : settings) {
+        ASSERT_EQ(0U, setting.first(source_));
         ASSERT_EQ(status::success, run(0));
-        EXPECT_EQ(setting.identified, identified()) << &setting - settings.data();
+        EXPECT_EQ(setting.second, identified()) << &setting - settings.data();
     }
     ASSERT_EQ(status::success, run(50 << engines::optionLimitShift));  // 5.0 in place of the file's
     EXPECT_THAT(identified(), testing::ElementsAre("Co-60"));
@@ -151,11 +147,7 @@ TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
 }
 
 TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
-    struct Failure {
-        std::uint32_t status;
-        std::int32_t options;
-        Preparation prepare;
-    };
+    using Failure = std::tuple<std::uint32_t, std::int32_t, Preparation>;
     const auto nothing = [](const DataSource&) { return 0U; };
     const std::vector<Failure> failures = {
         {status::badOption, 0x4, nothing},
@@ -174,9 +166,10 @@ TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
         {status::spectrumUnreadable, 0, put(QAR_L_CHANNELS, 0)}};
     const auto reader = DataSource::opened(file(), reading);
     EXPECT_EQ(status::resultsNotWritable, run(reader.context(), 0));
-    for (const Failure& failure : failures) {
-        ASSERT_EQ(0U, failure.prepare(source_));
-        EXPECT_EQ(failure.status, run(failure.options)) << &failure - failures.data();
+    for (const auto& failure : failures) {
+        const auto& [expected, options, prepare] = failure;
+        ASSERT_EQ(0U, prepare(source_));
+        EXPECT_EQ(expected, run(options)) << &failure - failures.data();
         EXPECT_LE(source_.recordCount(QAR_CLS_PEAK), 0);
     }
     EXPECT_EQ(status::spectrumUnreadable, run(DataSource::created(file("empty.qar")).context(), 0));
@@ -260,11 +253,7 @@ TEST_F(EngineTest, TellsWhereItCouldNotSearch) {
 // Two peaks at a distance of 0.9 widths and two at 3.2, which smoothing over 40 channels looks for
 // in the middle, where neither is.
 TEST_F(EngineTest, SmoothsAndPartsAsTheFileSays) {
-    struct Way {
-        std::uint8_t multiplets;
-        std::int16_t smoothing;
-        int peaks;
-    };
+    using Way = std::tuple<std::uint8_t, std::int16_t, int>;
     auto random = simulated::repeatableRandom(4);
     simulated::SimulatedSpectrum spectrum;
     for (const double channel : {1000.0, 1002.8, 1500.0, 1510.0}) {
