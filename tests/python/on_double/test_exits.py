@@ -130,7 +130,8 @@ class Exits(unittest.TestCase):
                 text += '"ORV_TEST"="\u00dcbung \u20ac"\n"ORV_LOADED"="loaded"\n'
                 file.write(text.encode("utf-16-le"))
             metadata = (0, ("ORV_TEST", "\u00dcbung \u20ac", 0, 0, "str"))
-            for call in ('open("name", 1, 1, "")', "copyAnalysisSequenceTo(5, 6)"):
+            metadata_call = 'getParameterMetaData(0, 0, "ORV_TEST")'
+            for call in ('open("name", 1, 1, "")', "copyAnalysisSequenceTo(5, 6)", metadata_call):
                 lines = output_of(REGISTRY % call, ORSOVA_REGISTRY=path, OSVENV="")
                 self.assertEqual(lines, ["loaded", ascii(metadata), "False"])
 
