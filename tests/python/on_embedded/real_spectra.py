@@ -17,7 +17,6 @@ sys.path.insert(0, str(embedded.EXAMPLES))
 
 import nuclide_analysis  # noqa: E402
 
-FOLDER = os.environ.get("PYORV3_SPECTRA", "")
 CERTAIN = 6.0  # sigma: what the engine must find at its limit of 5
 NEAR = 0.75  # widths: how far apart the same peak may lie in two analyses
 
@@ -29,13 +28,13 @@ UNLISTED = json.loads(TABLE.read_text(encoding="utf-8"))
 
 def cases():
     """The names of the spectra and what is known of each."""
-    with open(os.path.join(FOLDER, "spectra.json"), encoding="utf-8") as file:
+    with open(os.path.join(support.SPECTRA, "spectra.json"), encoding="utf-8") as file:
         return json.load(file)
 
 
 def contents(name, case):
     """The contents of all channels, channel 1 first."""
-    spectra = formats.read(os.path.join(FOLDER, name))
+    spectra = formats.read(os.path.join(support.SPECTRA, name))
     return next(one.counts for one in spectra if one.detector == case.get("detector", one.detector))
 
 

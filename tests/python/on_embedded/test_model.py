@@ -1,11 +1,12 @@
 """Records, spectra and copies beside a plain model; `scripts/torture model` does it for longer."""
 
-import pathlib
 import random
 import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "torture"))
+import support
+
+sys.path.insert(0, str(support.PROJECT / "tests" / "torture"))
 
 import model  # noqa: E402
 import torture  # noqa: E402

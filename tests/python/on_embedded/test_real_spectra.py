@@ -4,12 +4,13 @@ import unittest
 
 import embedded
 import real_spectra
+import support
 
 # Of the examples' library: what the two Eu-152 sources and the background about them have.
 IN_EU_152 = {"Eu-152", "Eu-154", "K-40", "Pb-212", "Pb-214", "Bi-214", "Tl-208", "Ac-228", "Bi-212"}
 
 
-@unittest.skipUnless(real_spectra.FOLDER, "PYORV3_SPECTRA names no folder of real spectra")
+@unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of real spectra")
 class RealSpectra(embedded.TestCase):
     def setUp(self):
         super().setUp()
@@ -39,5 +40,5 @@ class RealSpectra(embedded.TestCase):
             self.assertLessEqual(found, IN_EU_152, name)
 
 
-if not real_spectra.FOLDER:
+if not support.SPECTRA:
     print("PYORV3_SPECTRA is not set: the engine is not tried on real spectra")

@@ -43,6 +43,7 @@ class EngineTest : public DataSourceTest {
         ASSERT_EQ(0U, source_.putSpectrum({contents.begin(), contents.end()}));
         putNuclide(1, "Cs-137", {{661.66, 0.851}});
         putNuclide(2, "Co-60", {{1173.23, 0.9985}, {1332.49, 0.9998}});
+        // The longest name that there may be.
         putNuclide(3, "Na-22 16 letters", {{1274.54, 0.9994}, {661.2, 0.01}});
     }
 
