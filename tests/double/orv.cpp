@@ -36,12 +36,8 @@ Argument searchKey(std::int32_t kind, const void* key) {
                  isName ? std::strlen(static_cast<const char*>(key)) + 1 : 2 * sizeof(float));
 }
 
-// The outputs of a node enumeration.
-#define NODE_OUTPUTS                                         \
-    area("identity", node->identity, sizeof node->identity), \
-        area("refusal", node->refusal, sizeof node->refusal), output("count", count, 1)
-
-// Lists that several functions have. Where no answer is scripted a new context has the next number.
+// Lists that several functions have, some with integers of other widths. Where no answer is
+// scripted a new context has the next number.
 #define CONTEXT_CREATION                                                                \
     (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option), \
         identity(node), refusal(node), INPUT(access), INPUT(option),                    \
@@ -56,6 +52,20 @@ Argument searchKey(std::int32_t kind, const void* key) {
      uint16_t second, uint16_t third),                                                   \
         INPUT(context), INPUT(fileName), INPUT(sourceType), INPUT(first), INPUT(second), \
         INPUT(third)
+#define NODE_ENUMERATION(Word)                                                               \
+    (OrvContext context, OrvNodeRecord * node, Word * count, Word selector), INPUT(context), \
+        identity(node), refusal(node), input("count", *count), INPUT(selector),              \
+        area("identity", node->identity, sizeof node->identity),                             \
+        area("refusal", node->refusal, sizeof node->refusal), output("count", count, 1)
+#define READING(Size)                                                                  \
+    (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, void* buffer, \
+     Size bufferSize),                                                                 \
+        INPUT(context), INPUT(code), INPUT(record), INPUT(entry), INPUT(bufferSize),   \
+        area("buffer", buffer, bufferSize)
+#define WRITING(Place, Size)                                                          \
+    (OrvContext context, uint32_t code, Place record, Place entry, const void* value, \
+     Size valueSize),                                                                 \
+        INPUT(context), INPUT(code), INPUT(record), INPUT(entry), input("value", value, valueSize)
 #define CLASS_COPY                                                                  \
     (OrvContext source, OrvContext destination, uint16_t classCode), INPUT(source), \
         INPUT(destination), INPUT(classCode)
@@ -69,14 +79,8 @@ constexpr std::int64_t noMoreInputs = 0x00500003;
 FUNCTION(OrvStatus, SOrvCreateDSC, CONTEXT_CREATION)
 FUNCTION(OrvStatus, SOrvCreateDSC2, CONTEXT_CREATION)
 FUNCTION(OrvResult, OrvCreateDSC2, CONTEXT_CREATION)
-FUNCTION(OrvStatus, SOrvEnumNodes,
-         (OrvContext context, OrvNodeRecord* node, uint32_t* count, uint32_t selector),
-         INPUT(context), identity(node), refusal(node), input("count", *count), INPUT(selector),
-         NODE_OUTPUTS)
-FUNCTION(OrvResult, OrvNodeEnumeration,
-         (OrvContext context, OrvNodeRecord* node, uint16_t* count, uint16_t selector),
-         INPUT(context), identity(node), refusal(node), input("count", *count), INPUT(selector),
-         NODE_OUTPUTS)
+FUNCTION(OrvStatus, SOrvEnumNodes, NODE_ENUMERATION(uint32_t))
+FUNCTION(OrvResult, OrvNodeEnumeration, NODE_ENUMERATION(uint16_t))
 FUNCTION(OrvStatus, SOrvDeleteDSC, (OrvContext context), INPUT(context))
 FUNCTION(OrvResult, OrvContextDeletion, (OrvContext context), INPUT(context))
 FUNCTION(OrvResult, OrvErrorQuery,
@@ -110,24 +114,10 @@ FUNCTION(OrvStatus, SOrvReVerify, (OrvContext context), INPUT(context))
 
 // ---- Parameters and spectra ----
 
-FUNCTION(OrvStatus, SOrvGetParam,
-         (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, void* buffer,
-          uint32_t bufferSize),
-         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), INPUT(bufferSize),
-         area("buffer", buffer, bufferSize))
-FUNCTION(OrvResult, OrvParameterRead,
-         (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, void* buffer,
-          uint16_t bufferSize),
-         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), INPUT(bufferSize),
-         area("buffer", buffer, bufferSize))
-FUNCTION(OrvStatus, SOrvPutParam,
-         (OrvContext context, uint32_t code, int32_t record, int32_t entry, const void* value,
-          uint32_t valueSize),
-         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), input("value", value, valueSize))
-FUNCTION(OrvResult, OrvParameterWrite,
-         (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, const void* value,
-          uint16_t valueSize),
-         INPUT(context), INPUT(code), INPUT(record), INPUT(entry), input("value", value, valueSize))
+FUNCTION(OrvStatus, SOrvGetParam, READING(uint32_t))
+FUNCTION(OrvResult, OrvParameterRead, READING(uint16_t))
+FUNCTION(OrvStatus, SOrvPutParam, WRITING(int32_t, uint32_t))
+FUNCTION(OrvResult, OrvParameterWrite, WRITING(uint16_t, uint16_t))
 FUNCTION(OrvResult, OrvParameterDescriptionQuery,
          (OrvContext context, const OrvParameterDescriptionKey* key,
           OrvParameterDescription* description),

@@ -15,12 +15,3 @@ class Script(double.TestCase):
         self.assertEqual(unused_answers(), ["SOrvFlush"])
         numbers = [pyORV3.flush(handle) & 0xF for handle in (1, 42, 42, 1, 42)]
         self.assertEqual(numbers, [1, 1, 5, 8, 8])
-
-    def test_that_does_not_fit_its_function_is_refused(self):
-        with self.assertRaises(ValueError):
-            double.answer("SOrvFlush", throw="tantrum")
-        for outputs in ({"buffer": b"abcdef"}, {"count": 1}):
-            with self.case(outputs):
-                double.answer("SOrvGetParam", **outputs)
-                status = pyORV3.getParameter(5, 0x00070008, 1, 1)[0]
-                self.assertEqual(status, double.STANDARD_EXCEPTION)

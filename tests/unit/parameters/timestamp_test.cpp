@@ -66,10 +66,4 @@ TEST(CivilToSeconds, CarriesUnitsIntoTheNext) {
     }
 }
 
-TEST(Timestamp, SetNanosecondsCarries) {
-    Timestamp timestamp(5, 0);
-    timestamp.setNanoseconds(3'000'000'001);
-    EXPECT_EQ(Timestamp(8, 1), timestamp);
-}
-
 }  // namespace
