@@ -40,7 +40,7 @@ RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
     for (std::size_t number = 0; number < result.expected.size(); ++number) {
         result.expected[number].channel = fit.peaks[number].channel;
     }
-    PeakModel model(result.region, result.expected, result.shape.widePeak);
+    PeakModel model(result.region, result.expected, result.shape);
     model.estimate(spectrum.contents);  // decides where the step is
     if (edge) {
         result.shape.edge = edge->place;
@@ -103,7 +103,7 @@ class EdgeScan {
 EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
                    std::span<const std::size_t> peaks)
     : fit_(fit) {
-    PeakModel model(fit.region, fit.expected, fit.shape.widePeak);
+    PeakModel model(fit.region, fit.expected, fit.shape);
     model.estimate(spectrum.contents);
     Eigen::VectorXd others = fit.values;
     others[PeakModel::level] = others[PeakModel::slope] = 0.0;

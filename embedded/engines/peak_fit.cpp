@@ -258,7 +258,7 @@ double enlargementOf(const RegionFit& fit) {
 std::optional<RegionFit> fitRegion(const Spectrum& spectrum, Region region,
                                    std::vector<ExpectedPeak> expected, const Shape& shape,
                                    const RegionFit* start) {
-    PeakModel model(region, expected, shape.widePeak);
+    PeakModel model(region, expected, shape);
     LikelihoodFit fit(spectrum, model, shape);
     // The width's observation counts as one more channel.
     const double degrees = static_cast<double>(region.count + 1) - fit.freeUnknowns();

@@ -53,8 +53,7 @@ Distribution distribution(double place, double fraction, double length) {
     if (place > outOfSight) {
         return {1.0, 0.0, 0.0, 0.0};
     }
-    const double farthest = fraction > 0.0 ? outOfSight * std::max(1.0, 3.0 * length) : outOfSight;
-    if (place < -farthest) {
+    if (place < -outOfSight * std::max(1.0, 3.0 * length)) {
         return {0.0, 0.0, 0.0, 0.0};
     }
     const double density = normalDensity(place);
@@ -84,9 +83,8 @@ double edgeArgument(const Eigen::VectorXd& values, std::size_t index) {
 
 }  // namespace
 
-PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected,
-                     std::optional<std::size_t> widePeak)
-    : region_(region), expected_(std::move(expected)), widePeak_(widePeak) {
+PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected, const Shape& shape)
+    : region_(region), expected_(std::move(expected)), shape_(shape) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     lowest_.setConstant(unknowns(), -infinity);
     highest_.setConstant(unknowns(), infinity);
@@ -142,7 +140,7 @@ Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
 
 double PeakModel::width(const Eigen::VectorXd& values, std::size_t peak) const {
     return expected_[peak].width * values[widthFactor] *
-           (peak == widePeak_ ? values[ownWidth] : 1.0);
+           (peak == shape_.widePeak ? values[ownWidth] : 1.0);
 }
 
 // Position in the region: -1 at its first, 1 at its last channel.
@@ -193,7 +191,7 @@ void PeakModel::addStep(const Eigen::VectorXd& values, Eigen::VectorXd& contents
             matrix(row, step) = part.value;
             matrix(row, channel(strongest_)) += byPlace * perSigma;
             matrix(row, widthFactor) -= byWidth / values[widthFactor];
-            if (strongest_ == widePeak_) {
+            if (strongest_ == shape_.widePeak) {
                 matrix(row, ownWidth) -= byWidth / values[ownWidth];
             }
         }
@@ -226,9 +224,9 @@ void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::
     const auto placeOf = [&](std::size_t number) {
         return (channelOf(region_.first + number) - 0.5 - values[channel(peak)]) / sigma;
     };
-    // At T = 0 the derivative by T is wanted all the same where a tail is tried.
+    // A fit that comes to T = 0 finds its way back by the derivative.
     const auto below = [&](double place) {
-        return fraction > 0.0 ? distribution(place, fraction, length) : distribution(place);
+        return shape_.tailed ? distribution(place, fraction, length) : distribution(place);
     };
     double lowPlace = placeOf(0);
     Distribution low = below(lowPlace);
@@ -243,7 +241,7 @@ void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::
             matrix(row, channel(peak)) += height * (low.byPlace - high.byPlace) / sigma;
             const double byWidth = height * (lowPlace * low.byPlace - highPlace * high.byPlace);
             matrix(row, widthFactor) += byWidth / values[widthFactor];
-            if (peak == widePeak_) {
+            if (peak == shape_.widePeak) {
                 matrix(row, ownWidth) += byWidth / values[ownWidth];
             }
             matrix(row, tailFraction) += height * (high.byFraction - low.byFraction);

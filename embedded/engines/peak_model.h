@@ -65,9 +65,8 @@ class PeakModel {
     }
     static constexpr Eigen::Index channel(std::size_t peak) { return area(peak) + 1; }
 
-    // widePeak: the number of the peak that ownWidth belongs to.
-    PeakModel(Region region, std::vector<ExpectedPeak> expected,
-              std::optional<std::size_t> widePeak);
+    // shape: whether there is a tail, and which peak ownWidth belongs to.
+    PeakModel(Region region, std::vector<ExpectedPeak> expected, const Shape& shape);
 
     Eigen::Index unknowns() const { return area(expected_.size()); }
     const Region& region() const { return region_; }
@@ -105,7 +104,7 @@ class PeakModel {
 
     Region region_;
     std::vector<ExpectedPeak> expected_;
-    std::optional<std::size_t> widePeak_;
+    Shape shape_;
     Eigen::VectorXd lowest_;
     Eigen::VectorXd highest_;
     std::size_t strongest_ = 0;
