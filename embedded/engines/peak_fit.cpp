@@ -89,9 +89,11 @@ void LikelihoodFit::hold(Eigen::Index unknown) {
     right_[unknown] = 0.0;
 }
 
-// Whether an unknown is at the end of its range and would go on beyond it.
+// Whether an unknown is at the end of its range and would go on beyond it, or says nothing, as the
+// width and the tail of peaks that are left out.
 bool LikelihoodFit::isHeld(Eigen::Index unknown) const {
-    return (values_[unknown] <= model_.lowest()[unknown] && right_[unknown] < 0.0) ||
+    return matrix_(unknown, unknown) == 0.0 ||
+           (values_[unknown] <= model_.lowest()[unknown] && right_[unknown] < 0.0) ||
            (values_[unknown] >= model_.highest()[unknown] && right_[unknown] > 0.0);
 }
 
