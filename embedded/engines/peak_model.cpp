@@ -138,9 +138,12 @@ Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
     return values;
 }
 
+double PeakModel::broadening(const Eigen::VectorXd& values, std::size_t peak) const {
+    return peak == shape_.widePeak ? values[ownWidth] : 1.0;
+}
+
 double PeakModel::width(const Eigen::VectorXd& values, std::size_t peak) const {
-    return expected_[peak].width * values[widthFactor] *
-           (peak == shape_.widePeak ? values[ownWidth] : 1.0);
+    return expected_[peak].width * values[widthFactor] * broadening(values, peak);
 }
 
 // Position in the region: -1 at its first, 1 at its last channel.
@@ -220,7 +223,7 @@ void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::
     const double sigma = width(values, peak) / fwhmPerSigma;
     const double height = values[area(peak)];
     const double fraction = values[tailFraction];
-    const double length = values[tailLength];
+    const double length = values[tailLength] / broadening(values, peak);
     const auto placeOf = [&](std::size_t number) {
         return (channelOf(region_.first + number) - 0.5 - values[channel(peak)]) / sigma;
     };
@@ -241,11 +244,12 @@ void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::
             matrix(row, channel(peak)) += height * (low.byPlace - high.byPlace) / sigma;
             const double byWidth = height * (lowPlace * low.byPlace - highPlace * high.byPlace);
             matrix(row, widthFactor) += byWidth / values[widthFactor];
+            const double byLength = height * (high.byLength - low.byLength);
             if (peak == shape_.widePeak) {
-                matrix(row, ownWidth) += byWidth / values[ownWidth];
+                matrix(row, ownWidth) += (byWidth - byLength * length) / values[ownWidth];
             }
             matrix(row, tailFraction) += height * (high.byFraction - low.byFraction);
-            matrix(row, tailLength) += height * (high.byLength - low.byLength);
+            matrix(row, tailLength) += byLength / broadening(values, peak);
         }
         low = high;
         lowPlace = highPlace;

@@ -5,10 +5,11 @@
 // low side (L. C. Longoria et al., Nucl. Instr. Meth. A 299 (1990) 308). All peaks of a region
 // share T, the tail's decay length in units of their sigma, and one factor to their calibrated
 // widths; one of them may have a further factor of its own, as the annihilation peak needs for the
-// motion of the electrons. Under the peaks lie a parabola, which is a straight line where its
-// curvature is held at 0, and a step (1/2) height erfc((x - centroid) / (sqrt(2) sigma)) under the
-// strongest peak, as small-angle scattering makes it (G. W. Phillips and K. W. Marlow, Nucl. Instr.
-// Meth. 137 (1976) 525). Channels get the integrals over their width.
+// motion of the electrons, which leaves the detector's tail as long as it is. Under the peaks lie a
+// parabola, which is a straight line where its curvature is held at 0, and a step
+// (1/2) height erfc((x - centroid) / (sqrt(2) sigma)) under the strongest peak, as small-angle
+// scattering makes it (G. W. Phillips and K. W. Marlow, Nucl. Instr. Meth. 137 (1976) 525).
+// Channels get the integrals over their width.
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 
@@ -57,7 +58,7 @@ class PeakModel {
         widthFactor,   // of all peaks
         ownWidth,      // further factor of the wide peak
         tailFraction,  // T
-        tailLength,    // in sigma
+        tailLength,    // in sigma without the further factor
         firstPeak
     };
     static constexpr Eigen::Index area(std::size_t peak) {
@@ -92,6 +93,7 @@ class PeakModel {
 
   private:
     double offset(std::size_t index) const;
+    double broadening(const Eigen::VectorXd& values, std::size_t peak) const;
     double stepArgument(const Eigen::VectorXd& values, std::size_t index) const;
     void addContinuum(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
                       Eigen::MatrixXd* derivatives) const;

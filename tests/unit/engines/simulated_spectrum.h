@@ -51,14 +51,15 @@ class SimulatedSpectrum {
     }
 
     // broadening: of the calibrated width; tail: the part that trails off to lower channels, by
-    // 1.5 sigma on the average.
+    // 1.5 calibrated sigma on the average.
     void addPeak(double channel, double area, double broadening = 1.0, double tail = 0.0) {
         const double sigma = broadening * width(channel) / fwhmPerSigma;
+        const double length = 1.5 / broadening;
         const auto below = [&](double place) {
             const double z = (place - channel) / sigma;
             const double trailing = z > 8.0 ? 0.0
-                                            : std::exp(z / 1.5 + 0.5 / (1.5 * 1.5)) *
-                                                  normalDistribution(-z - 1.0 / 1.5);
+                                            : std::exp((z + 0.5 / length) / length) *
+                                                  normalDistribution(-z - 1.0 / length);
             return normalDistribution(z) + tail * trailing;
         };
         for (std::size_t index = 0; index < channelCount; ++index) {
