@@ -88,12 +88,13 @@ class CommandLine(support.TestCase):
         self.assertEqual(found, [(5, 2), (6, 2), (6, 2)])
         ran = support.run("convert", "--to", "csv", "--into", "empty", "none.spe", "two.n42")
         self.assertEqual((ran.code, sorted(os.listdir("empty"))), (1, ["two-A.csv", "two-B.csv"]))
+        self.assertIn("8 counts", support.run("show", "two.n42", "--spectrum", "B").out)
         again = support.run("convert", "two.n42", "y.csv", "--spectrum", "A", "--force")
         self.assertEqual(again.code, 0)
 
     def test_calibrates_analyses_and_shows(self):
         text = self.run_well("calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228")
-        self.assertRegex(text, r"energy: 3\.496\d+ 1\.4958")
+        self.assertRegex(text, r"energy: 3\.496\d+ 1\.4958(.|\n)*1173\.228 +782\.000 ± 0\.017 +4\.675 ")
         command = ["analyse", "a.qar", "-l", self.write("library.csv", support.LIBRARY)]
         text = self.run_well(*command, "--set", "qar_d_peaklimit=5", "--limit", "6", "--tolerance", "2")
         self.assertRegex(text, r"2 peaks(.|\n)*661\.\d+ ± 0\.0\d+ .*Cs-137(.|\n)*2 nuclides")
@@ -114,6 +115,11 @@ class CommandLine(support.TestCase):
         self.assertNotRegex(page, r"(src|href)=|url\(|@import|https?:|<script")
         for part in ("counts per channel", "energy / keV", "Cs-137 66", "QAR_D_PEAKLIMIT", " ± "):
             self.assertIn(part, page)
+        outline = re.search(r'stroke-width="1" d="M([^"]+)"', page)[1].split()
+        points = [tuple(map(float, point.split(","))) for point in outline]
+        (left, ground), (x, y), (right, _) = points[0], min(points, key=lambda p: p[1]), points[-1]
+        self.assertAlmostEqual((x - left) / (right - left), 439 / 1023, delta=1e-3)
+        self.assertGreater(ground - y, 100)
         first, second = map(float, re.findall(r"translate\(([\d.]+) \d+\) rotate\(-90\)", page))
         self.assertGreaterEqual(second - first, 13)
 
@@ -130,6 +136,8 @@ class CommandLine(support.TestCase):
         peaks = [qar.Peak(centroid=c, fwhm=4, area=80, left=c - 9, right=c + 9) for c in (50, 30, 40)]
         (curve,) = picture.fitted_curves([5] * 100, peaks, axis.calibration)
         self.assertEqual((curve.channels[0], curve.channels[-1], round(max(curve.counts))), (21, 59, 24))
+        (curve,) = picture.residuals([5] * 44 + [500] + [5] * 55, peaks, axis.calibration)
+        self.assertEqual(max(zip(curve.counts, curve.channels))[1], 45)
         self.assertEqual(picture.ticks(0, 10, 5), [0, 2, 4, 6, 8, 10])
         self.assertIn("</svg>", report.svg([5], qar.Analysis((), ()), axis))  # one channel has no width
         *_, marks, _ = terminal.plot([1] * 1000, picture.axis_of(qar.Calibration()))
@@ -174,12 +182,12 @@ class CommandLine(support.TestCase):
         self.assertEqual([bool(entry["failure"]) for entry in failures], [False, True])
 
     def test_nuclide_libraries(self):
-        lines = "Co-60,,1332.492,0.9998\nBi-214,19.9 min,609.3,0.455\n"
+        lines = "Co-60,,1332.492,0.9998,False\nBi-214,19.9 min,609.3,0.455\n"
         nuclides = nuclide_csv.read(self.write("l.csv", support.LIBRARY + lines))
         self.assertEqual([len(nuclide.lines) for nuclide in nuclides], [1, 2, 1])
         self.assertAlmostEqual(nuclides[0].half_life / 9.4829e8, 1, places=4)
         self.assertEqual(nuclides[2].half_life, 19.9 * 60)
-        self.assertEqual([nuclides[0].lines[0].key, nuclides[1].lines[0].key], [True, None])
+        self.assertEqual([line.key for n in nuclides for line in n.lines], [True, None, False, None])
         written = self.write("m.csv", nuclide_csv.text_of(nuclides))
         self.assertEqual(nuclide_csv.read(written), nuclides)
         for content, said in WRONG_LIBRARIES:

@@ -53,6 +53,8 @@ NO_DOCUMENTS = (
     b'{"qar_measurement": 1, "spectrum": [' + b"1" * 100 + b"]}",
     b'{"qar_measurement": 2}',
     b'{"qar_measurement": 1, "spectrum": [1.5]}',
+    b'{"qar_measurement": 1, "classes": {}}',
+    b'{"qar_measurement": 1, "parameters": {"A": []}}',
     b'{"qar_measurement": 1, "classes": [{"class": 65536, "records": []}]}',
     b'{"qar_measurement": 1, "classes": [{"class": 8192, "records": [{"entries": [1]}]}]}',
     b"\xff\xfe",
