@@ -38,7 +38,3 @@ class RealSpectra(embedded.TestCase):
             found = {nuclide.name for nuclide in self.results[name].nuclides}
             self.assertLessEqual({"Eu-152", "Eu-154"}, found, name)
             self.assertLessEqual(found, IN_EU_152, name)
-
-
-if not support.SPECTRA:
-    print("PYORV3_SPECTRA is not set: the engine is not tried on real spectra")
