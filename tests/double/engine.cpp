@@ -9,7 +9,7 @@ namespace {
 
 using recording::Recorder;
 
-#define NUMBERS \
+#define FOUR_INPUTS \
     { INPUT(first), INPUT(second), INPUT(third), INPUT(fourth) }
 
 constexpr int patience = 10000;  // milliseconds
@@ -23,13 +23,13 @@ extern "C" {
 // Returns or throws what the script says; what is thrown lies in the engine.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL run(int32_t first, int32_t second, int32_t third,
                                         int32_t fourth) {
-    return static_cast<uint32_t>(Recorder::instance().take(__func__, NUMBERS, 0).end());
+    return static_cast<uint32_t>(Recorder::instance().take(__func__, FOUR_INPUTS, 0).end());
 }
 
 // Blocks until another thread calls a function of the double; fails when nobody does.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL waitForAnotherCall(int32_t first, int32_t second, int32_t third,
                                                        int32_t fourth) {
-    const auto result = recording::reply(__func__, NUMBERS, 0);
+    const auto result = recording::reply(__func__, FOUR_INPUTS, 0);
     for (int waited = 0; waited < patience; ++waited) {
         if (Recorder::instance().calls().back().function != __func__) {
             return static_cast<uint32_t>(result);

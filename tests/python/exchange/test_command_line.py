@@ -89,8 +89,7 @@ class CommandLine(support.TestCase):
         ran = support.run("convert", "--to", "csv", "--into", "empty", "none.spe", "two.n42")
         self.assertEqual((ran.code, sorted(os.listdir("empty"))), (1, ["two-A.csv", "two-B.csv"]))
         self.assertIn("8 counts", support.run("show", "two.n42", "--spectrum", "B").out)
-        again = support.run("convert", "two.n42", "y.csv", "--spectrum", "A", "--force")
-        self.assertEqual(again.code, 0)
+        self.assertEqual(support.run("convert", "two.n42", "y.csv", "--spectrum", "A", "--force").code, 0)
 
     def test_calibrates_analyses_and_shows(self):
         text = self.run_well("calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228")

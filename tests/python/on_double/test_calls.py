@@ -128,3 +128,13 @@ class DeleteBlock(double.TestCase):
                 deletions = [("SOrvDeleteOne", 5, 0x2000, record, 0) for record in asked]
                 counted = ("OrvRecordCount", 5, 0x2000)
                 self.check("deleteBlock", (5, 0x20000007), signed(status), [counted] + deletions)
+
+
+class Script(double.TestCase):
+    def test_that_is_not_followed_or_does_not_fit_is_told(self):
+        self.assertRaises(ValueError, double.answer, "SOrvFlush", throw="tantrum")
+        for outputs in ({"buffer": b"abcdef"}, {"count": 1}):
+            double.answer("SOrvGetParam", **outputs)
+            self.assertEqual(double.orv_double.unused_answers(), ["SOrvGetParam"])
+            status = pyORV3.getParameter(5, 0x00070008, 1, 1)[0]
+            self.assertEqual(status, double.STANDARD_EXCEPTION)

@@ -55,9 +55,7 @@ def calls(*functions):
 
 def written():
     """What was written, without the zero bytes behind texts: parameter and value."""
-    return [
-        (call["code"], call["value"].rstrip(b"\0")) for call in double.arguments("OrvParameterWrite")
-    ]
+    return [(one["code"], one["value"].rstrip(b"\0")) for one in double.arguments("OrvParameterWrite")]
 
 
 class Order(double.TestCase):
@@ -226,10 +224,7 @@ class ReferencedFile(double.TestCase):
         (("OrvNodeEnumeration", 9, {}, {}), [UNBOUND, NODE, NO_UNBOUND]),
         (("OrvNodeEnumeration", 0, {}, {"refusal": b"no licence"}), [UNBOUND, NODE, NO_UNBOUND]),
         (("OrvCreateDSC2", -2, {"identity": b""}, {}), CONTEXT),
-        (
-            ("OrvCreateDSC2", 5, {"identity": b""}, {"context": 1005}),
-            CONTEXT + [("OrvContextDeletion", 1005)],
-        ),
+        (("OrvCreateDSC2", 5, {"identity": b""}, {"context": 1005}), CONTEXT + [("OrvContextDeletion", 1005)]),
     ]
 
     def test_is_left_alone_where_it_is_not_wanted_or_does_not_open(self):
