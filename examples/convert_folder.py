@@ -11,7 +11,8 @@ import os
 import sys
 from typing import Iterator, List, Tuple
 
-from qar import QarError, exchange, formats
+from qar import QarError, formats
+from qar.transfer import conversion
 
 
 def convert(path: str, destination: str) -> Iterator[Tuple[str, List[str]]]:
@@ -19,11 +20,11 @@ def convert(path: str, destination: str) -> Iterator[Tuple[str, List[str]]]:
     measurements = formats.read(path)
     stem = os.path.splitext(os.path.basename(path))[0]
     target = os.path.join(destination, stem + ".qar")
-    for measurement, name in exchange.output_names(measurements, target):
+    for measurement, name in conversion.output_names(measurements, target):
         if os.path.exists(name):
             yield name, ["is there already"]
         else:
-            yield name, [*measurement.notes, *exchange.store(measurement, name)]
+            yield name, [*measurement.notes, *conversion.store(measurement, name)]
 
 
 def main(folder: str, destination: str) -> int:

@@ -12,7 +12,7 @@ from typing import Any, Dict, List
 
 import qar
 from nuclides import LIBRARY
-from qar import picture, plot, tables
+from qar.display import layout, plot, tables
 
 TOLERANCE = 0.6  # keV
 SETTINGS: Dict[str, Any] = {
@@ -38,7 +38,7 @@ def main(path: str) -> None:
         results = source.analyse(**SETTINGS)
         print("\n".join(tables.results(results)))
         show_missing(source, "Fe-60")
-        axis = picture.axis_of(source.calibration())
+        axis = layout.axis_of(source.calibration())
         title = source.get("QAR_C_MEASNAME", default="")
         try:
             drawing = os.path.splitext(path)[0] + "-peaks.png"

@@ -12,8 +12,10 @@ import os
 import sys
 
 import qar
-from qar import exchange, nuclide_csv, picture, plot, report, tables
-from qar.files import write_text
+from qar.analysis import nuclide_library
+from qar.display import layout, plot, report, tables
+from qar.transfer import conversion
+from qar.atomic_files import write_text
 
 LEAST_SIGNIFICANCE = 4.0  # sigma
 TOLERANCE = 1.0  # keV
@@ -22,14 +24,14 @@ TOLERANCE = 1.0  # keV
 def main(path: str, library: str, folder: str) -> None:
     os.makedirs(folder, exist_ok=True)
     stem = os.path.join(folder, os.path.splitext(os.path.basename(path))[0])
-    measurement = exchange.read_any(path)[0]
-    for note in exchange.store(measurement, stem + ".qar", replace=True):
+    measurement = conversion.read_any(path)[0]
+    for note in conversion.store(measurement, stem + ".qar", replace=True):
         print(note)
     with qar.open(stem + ".qar", "r+") as source:
-        source.set_nuclide_library(nuclide_csv.read(library))
+        source.set_nuclide_library(nuclide_library.read(library))
         found = source.analyse(QAR_D_PEAKLIMIT=LEAST_SIGNIFICANCE, QAR_D_MATCHTOL=TOLERANCE)
         print("\n".join(tables.results(found)))
-        axis = picture.axis_of(source.calibration())
+        axis = layout.axis_of(source.calibration())
         write_text(stem + ".html", report.html_of(source, found, axis), replace=True)
         try:
             plot.save(stem + ".png", source.spectrum(), found.peaks, axis, measurement.title)

@@ -12,7 +12,7 @@ import textwrap
 from typing import Any
 
 import qar
-from qar import picture, plot, terminal
+from qar.display import layout, plot, terminal
 
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
 
@@ -40,7 +40,7 @@ def main(path: str) -> None:
             print("It has no spectrum.")
             return
         channels = source.spectrum()
-    axis = picture.axis_of(calibration)
+    axis = layout.axis_of(calibration)
     print()
     print("\n".join(terminal.plot(channels, axis)))
     drawing = os.path.splitext(path)[0] + ".png"

@@ -9,7 +9,7 @@ import random
 from typing import List, Tuple
 
 from nuclides import LIBRARY
-from qar.calibration import polynomial
+from qar.analysis.calibration import polynomial
 
 CHANNELS = 4096
 LIVE_TIME = 3600.0  # s

@@ -11,17 +11,13 @@ logged by the logger "qar". All works through the 27 functions of pyORV3, over t
 library as over the suite's own.
 """
 
-from . import calibration, constants, dictionary, status
-from .analysis import (
-    Analysis,
-    GammaLine,
-    IdentifiedNuclide,
-    Nuclide,
-    Peak,
-    include_folder,
-    library_folder,
-)
-from .calibration import Calibration
+from . import constants, dictionary, status
+from .analysis import calibration
+from .analysis.calibration import Calibration
+from .analysis.known_lines import CalibrationPoint, LineCalibration
+from .analysis.results import Analysis, GammaLine, IdentifiedNuclide, Nuclide, Peak
+from .engine_paths import include_folder, library_folder
+from .enums import AccessMode, ControlCommand, EnergySearch, NameSearch, ResultLevel, SourceState
 from .errors import (
     BadArgumentError,
     DamagedError,
@@ -35,15 +31,6 @@ from .errors import (
     SystemFailureError,
 )
 from .handle import inputs
-from .known_lines import CalibrationPoint, LineCalibration
-from .options import (
-    AccessMode,
-    ControlCommand,
-    EnergySearch,
-    NameSearch,
-    ResultLevel,
-    SourceState,
-)
 from .source import DataSource, open, open_input
 from .values import datetime_of
 

@@ -6,7 +6,7 @@ from typing import List, TypeVar, Union
 import pyORV3
 
 from .errors import QarError, check, logger, refuse
-from .options import AccessMode, ControlCommand, SourceState
+from .enums import AccessMode, ControlCommand, SourceState
 
 MODES = {
     "r": AccessMode.READ,

@@ -6,15 +6,17 @@ from typing import Any, Dict, Iterable, Iterator, List, Mapping, Optional, Tuple
 
 import pyORV3
 
-from . import analysis, dictionary, html, known_lines, values
-from .analysis import Analysis, Nuclide
-from .calibration import Calibration
+from .analysis import known_lines, results
+from . import dictionary, values
+from .display import notebook
+from .analysis.results import Analysis, Nuclide
+from .analysis.calibration import Calibration
 from .dictionary import Key, Parameter
 from .errors import QarError, check, refuse
-from .extras import required
+from .optional_imports import required
 from .handle import INPUT, OpenSource
-from .known_lines import LineCalibration
-from .options import AccessMode, EnergySearch, NameSearch, ResultLevel
+from .analysis.known_lines import LineCalibration
+from .enums import AccessMode, EnergySearch, NameSearch, ResultLevel
 from .status import BAD_ARGUMENTS, NO_VALUE, unsigned
 
 CALIBRATIONS = {
@@ -312,16 +314,16 @@ class DataSource(OpenSource):
 
     def nuclide_library(self) -> List[Nuclide]:
         """The nuclides that an identification works with."""
-        return analysis.nuclide_library(self)
+        return results.nuclide_library(self)
 
     def set_nuclide_library(self, nuclides: Iterable[Nuclide]) -> None:
         """Replaces the nuclides that an identification works with."""
-        analysis.write_nuclide_library(self, nuclides)
+        results.write_nuclide_library(self, nuclides)
 
     def analyse(
         self,
-        engine: str = analysis.ENGINE,
-        entry_point: str = analysis.ENTRY_POINT,
+        engine: str = results.ENGINE,
+        entry_point: str = results.ENTRY_POINT,
         options: int = 0,
         **settings: Any,
     ) -> Analysis:
@@ -332,12 +334,12 @@ class DataSource(OpenSource):
         missing; its text says why, a calibration that is not there for instance.
         """
         self.update(settings)
-        analysis.run_engine(self, engine, entry_point, options)
+        results.run_engine(self, engine, entry_point, options)
         return self.results()
 
     def results(self) -> Analysis:
         """The peaks and nuclides of the last analysis."""
-        return analysis.results(self)
+        return results.results(self)
 
     # ---- In a console and in a notebook --------------------------------------------------------
 
@@ -350,7 +352,7 @@ class DataSource(OpenSource):
         return f"<qar.DataSource {self.path!r}, {size}{access}>"
 
     def _repr_html_(self) -> str:
-        return html.of_source(self)
+        return notebook.of_source(self)
 
 
 def _place(place: Place) -> Tuple[Key, int, int]:

@@ -13,7 +13,7 @@ from datetime import datetime, timezone
 
 import pyORV3
 import qar
-from qar import command_line
+from qar.cli import main
 from qar.formats import Measurement
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -49,7 +49,7 @@ def run(*arguments):
     out, err = io.StringIO(), io.StringIO()
     with contextlib.redirect_stdout(out), contextlib.redirect_stderr(err):
         try:
-            code = command_line.main(list(map(str, arguments)))
+            code = main.main(list(map(str, arguments)))
         except SystemExit as end:
             code = end.code
     return Ran(code, out.getvalue(), err.getvalue().splitlines())

@@ -1,15 +1,15 @@
 """Spectra in the formats of the field: IAEA .spe, N42 and columns of text.
 
 `read` gives the measurements in a file, `write` makes a file of one. They know nothing of QAR
-files; `qar.exchange` carries a measurement into one and out of it.
+files; `qar.transfer.conversion` carries a measurement into one and out of it.
 """
 
 import os
 import re
 from typing import Callable, List, NamedTuple, Optional, Tuple
 
-from ..files import Path, write_text
-from . import columns, n42, n42_writer, spe, texts
+from ..atomic_files import Path, write_text
+from . import columns, n42, n42_writer, parsing, spe
 from .measurement import FormatError, Measurement, checked, reading
 
 __all__ = ["FORMATS", "Format", "FormatError", "Measurement", "identify", "read", "write"]
@@ -66,7 +66,7 @@ def read(path: Path, format: Optional[str] = None) -> List[Measurement]:
     one line, OSError where the file cannot be read.
     """
     with reading(path):
-        data = texts.read_file(os.fspath(path))
+        data = parsing.read_file(os.fspath(path))
         chosen = FORMATS[format] if format is not None else identify(data)
         return chosen.read(data)
 

@@ -9,7 +9,7 @@ import math
 from fractions import Fraction
 from typing import List, NamedTuple, Optional, Sequence, Tuple
 
-from ..calibration import shifted, solve
+from ..analysis.calibration import shifted, solve
 from .measurement import FormatError
 
 MOST_COEFFICIENTS = 20

@@ -11,8 +11,8 @@ from datetime import datetime
 from fractions import Fraction
 from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
-from . import calibrations, texts
-from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
+from . import calibrations, parsing
+from .measurement import FormatError, MOST_CHANNELS, Measurement, checked
 
 _LONGEST_LINE = 4096
 _MOST_LINES_BEFORE = 1000
@@ -21,7 +21,7 @@ _TOLERANCE = Fraction(1, 10**12)  # of the largest energy: what a small one may 
 
 
 def _polynomial(text: str) -> List[Fraction]:
-    return texts.exact_list(text, calibrations.MOST_COEFFICIENTS)
+    return parsing.exact_list(text, calibrations.MOST_COEFFICIENTS)
 
 
 def _energy(text: str) -> Tuple[float, ...]:
@@ -47,9 +47,9 @@ _READERS: Dict[str, Callable[[str], Any]] = {
     "detector": str,
     "instrument": str,
     "remark": str,
-    "start": texts.read_date,
-    "live time / s": texts.seconds,
-    "real time / s": texts.seconds,
+    "start": parsing.read_date,
+    "live time / s": parsing.seconds,
+    "real time / s": parsing.seconds,
     _ENERGY: _energy,
     _SHAPE: _shape,
     "about": str,
@@ -105,7 +105,7 @@ def _table(data: bytes) -> _Table:
     headings, fields, unknown = "", {}, 0  # type: str, Dict[str, List[str]], int
     first: List[str] = []
     counts: List[int] = []
-    for number, line in enumerate(texts.lines_of(data), start=1):
+    for number, line in enumerate(parsing.lines_of(data), start=1):
         if len(line) > _LONGEST_LINE or number > _MOST_LINES_BEFORE + 2 * MOST_CHANNELS:
             raise FormatError(f"line {number}: too many or too long lines for a spectrum")
         line = line.strip()
@@ -142,7 +142,7 @@ def _fields(line: str) -> List[str]:
 
 def _is_number(text: str) -> bool:
     try:
-        texts.exact(text)
+        parsing.exact(text)
     except FormatError:
         return False
     return True
@@ -158,15 +158,15 @@ def _with_row(
     if len(counts) == MOST_CHANNELS:
         raise FormatError(f"more than {MOST_CHANNELS:,} channels")
     if len(row) == 2:
-        texts.exact(row[0])
+        parsing.exact(row[0])
         first.append(row[0])
-    counts.append(texts.count(row[-1]))
+    counts.append(parsing.count(row[-1]))
     return first, counts
 
 
 def _are_channels(table: _Table, notes: List[str]) -> bool:
     """Whether the first column counts channels; one that does not must rise."""
-    numbers = [texts.exact(text) for text in table.first]
+    numbers = [parsing.exact(text) for text in table.first]
     steps = {later - earlier for earlier, later in zip(numbers, numbers[1:])}
     if steps and min(steps) <= 0:
         raise FormatError("the first column does not rise from row to row")
@@ -189,7 +189,7 @@ def _origin(table: _Table) -> int:
 
 def _energy_of_column(column: Sequence[str], notes: List[str]) -> Tuple[float, ...]:
     """The energy calibration that gives the energies of the channels as they are printed."""
-    energies = [texts.exact(text) for text in column]
+    energies = [parsing.exact(text) for text in column]
     least = max(abs(energy) for energy in energies) * _TOLERANCE
     points = calibrations.Points(
         [Fraction(channel) for channel in range(len(column))],
@@ -238,10 +238,10 @@ def _write(measurement: Measurement, separator: str) -> Tuple[str, List[str]]:
 
 def _named_values(measurement: Measurement) -> List[Tuple[str, str]]:
     def seconds(value: Optional[float]) -> str:
-        return "" if value is None else texts.decimal_text(value)
+        return "" if value is None else parsing.decimal_text(value)
 
     def date(value: Optional[datetime]) -> str:
-        return "" if value is None else texts.date_text(value)
+        return "" if value is None else parsing.date_text(value)
 
     return [
         ("title", measurement.title),
@@ -260,5 +260,5 @@ def _plain(text: str, what: str, notes: List[str]) -> str:
     """The text on one line."""
     plain = "".join(c if c.isprintable() else " " for c in text).strip()
     if plain != text:
-        notes.append(f"the {what} is changed to {texts.shown(plain)}")
+        notes.append(f"the {what} is changed to {parsing.shown(plain)}")
     return plain

@@ -9,7 +9,7 @@ from datetime import datetime
 from fractions import Fraction
 from typing import Callable, Dict, List, NamedTuple, Optional, Sequence, Set, Tuple
 
-from . import calibrations, texts
+from . import calibrations, parsing
 from .measurement import FormatError, Measurement, checked
 from .xml_tree import Element, parse
 
@@ -74,7 +74,7 @@ def read(data: bytes) -> List[Measurement]:
         try:
             measurements.append(_measurement(element, spectrum, name))
         except FormatError as error:
-            raise FormatError(f"spectrum {texts.shown(name)}: {error}") from None
+            raise FormatError(f"spectrum {parsing.shown(name)}: {error}") from None
         channels += len(measurements[-1].counts)
         if len(measurements) > _MOST_SPECTRA or channels > _MOST_CHANNELS_IN_ALL:
             raise FormatError("more spectra than are read from one file")
@@ -110,8 +110,8 @@ def _measurement(element: Element, spectrum: _Spectrum, name: str) -> Measuremen
     attributes = spectrum.counts.attributes
     compression = attributes.get("Compression", attributes.get("compressionCode", "None"))
     if compression.lower() not in ("none", "countedzeroes"):
-        raise FormatError(f"the compression {texts.shown(compression)} is not known")
-    counts = texts.counts_of(spectrum.counts.text, compression.lower() == "countedzeroes")
+        raise FormatError(f"the compression {parsing.shown(compression)} is not known")
+    counts = parsing.counts_of(spectrum.counts.text, compression.lower() == "countedzeroes")
     title, remarks = _remarks(element)
     energy = spectrum.energy(len(counts), notes)
     shape = spectrum.shape(energy, len(counts), notes) if energy else ()
@@ -139,14 +139,14 @@ def _duration(text: str, what: str, notes: List[str]) -> Optional[float]:
     if not text:
         notes.append(f"no {what}")
         return None
-    return texts.read_duration(text)
+    return parsing.read_duration(text)
 
 
 def _date(text: str, notes: List[str]) -> Optional[datetime]:
     if not text:
         notes.append("no start")
         return None
-    return texts.read_date(text)
+    return parsing.read_date(text)
 
 
 def _remarks(element: Element) -> Tuple[str, str]:
@@ -221,7 +221,7 @@ def _coefficients_2006(
         if equation is None or model != "Polynomial" or unit not in units:
             notes.append(f"left out: the {kind} calibration, {model} in {unit}")
             return []
-        numbers = texts.exact_list(equation.text_of("Coefficients"), calibrations.MOST_COEFFICIENTS)
+        numbers = parsing.exact_list(equation.text_of("Coefficients"), calibrations.MOST_COEFFICIENTS)
         return [number * units[unit] for number in numbers]
     return []
 
@@ -275,13 +275,13 @@ def _energy_2011(
 ) -> Tuple[float, ...]:
     if calibration is None:
         return ()
-    deviations = texts.exact_list(calibration.text_of("EnergyDeviationValues"), 1000)
+    deviations = parsing.exact_list(calibration.text_of("EnergyDeviationValues"), 1000)
     if any(deviations):
         notes.append("left out: the deviations from the energy calibration")
     boundaries = calibration.text_of("EnergyBoundaryValues")
     if boundaries:
         return _energy_of_boundaries(boundaries, channels, notes)
-    numbers = texts.exact_list(
+    numbers = parsing.exact_list(
         calibration.text_of("CoefficientValues"), calibrations.MOST_COEFFICIENTS
     )
     while len(numbers) > 2 and numbers[-1] == 0:  # the schema asks for three
@@ -291,7 +291,7 @@ def _energy_2011(
 
 def _energy_of_boundaries(text: str, channels: int, notes: List[str]) -> Tuple[float, ...]:
     """The polynomial through the middles of the channels."""
-    edges = texts.exact_list(text, channels + 1)
+    edges = parsing.exact_list(text, channels + 1)
     if len(edges) != channels + 1:
         notes.append("left out: the energy calibration, whose boundaries are not one for each edge")
         return ()
@@ -315,7 +315,7 @@ def _shape_2011(calibration: Optional[Element], notes: List[str]) -> Tuple[float
     energies = calibration.text_of("EnergyValues").split()[:1000]
     widths = calibration.text_of("FWHMValues").split()[:1000]
     for number in energies + widths:
-        texts.exact(number)
+        parsing.exact(number)
     shape = calibrations.shape_from_table(energies, widths)
     if not shape.coefficients:
         notes.append("left out: the FWHM calibration, which is no table of widths")

@@ -6,8 +6,8 @@ import uuid
 from datetime import datetime, timezone
 from typing import List, Sequence, Tuple
 
-from ..calibration import polynomial
-from . import calibrations, texts
+from ..analysis.calibration import polynomial
+from . import calibrations, parsing
 from .measurement import Measurement
 from .n42 import DETECTOR, TITLE
 
@@ -25,7 +25,7 @@ def write(measurement: Measurement) -> Tuple[str, List[str]]:
     lines = [
         '<?xml version="1.0" encoding="utf-8"?>',
         f'<RadInstrumentData xmlns="{NAMESPACE}" n42DocUUID="{uuid.uuid4()}"'
-        f' n42DocDateTime="{texts.date_text(now.replace(microsecond=0))}">',
+        f' n42DocDateTime="{parsing.date_text(now.replace(microsecond=0))}">',
         "<RadInstrumentDataCreatorName>qar</RadInstrumentDataCreatorName>",
         *_instrument(measurement, notes),
         *_detector(measurement, notes),
@@ -47,7 +47,7 @@ def _text(text: str, what: str, notes: List[str]) -> str:
     """The text for the inside of an element."""
     plain = _NOT_IN_XML.sub("?", text).strip()
     if plain != text:
-        notes.append(f"the {what} is changed to {texts.shown(plain)}")
+        notes.append(f"the {what} is changed to {parsing.shown(plain)}")
     return html.escape(plain, quote=False)
 
 
@@ -118,9 +118,9 @@ def _measurement(measurement: Measurement, references: str, notes: List[str]) ->
         "  <MeasurementClassCode>Foreground</MeasurementClassCode>",
     ]
     if measurement.start is not None:
-        lines.append(f"  <StartDateTime>{texts.date_text(measurement.start)}</StartDateTime>")
+        lines.append(f"  <StartDateTime>{parsing.date_text(measurement.start)}</StartDateTime>")
     if measurement.real_time is not None:
-        duration = texts.duration_text(measurement.real_time)
+        duration = parsing.duration_text(measurement.real_time)
         lines.append(f"  <RealTimeDuration>{duration}</RealTimeDuration>")
     if measurement.start is None or measurement.real_time is None:
         notes.append("the format wants start and real time; one is not known and left out")
@@ -131,7 +131,7 @@ def _measurement(measurement: Measurement, references: str, notes: List[str]) ->
     remarks += [line for line in measurement.remarks.split("\n") if line]
     lines += [f"    <Remark>{_text(remark, 'remark', notes)}</Remark>" for remark in remarks]
     if measurement.live_time is not None:
-        duration = texts.duration_text(measurement.live_time)
+        duration = parsing.duration_text(measurement.live_time)
         lines.append(f"    <LiveTimeDuration>{duration}</LiveTimeDuration>")
     lines.append('    <ChannelData compressionCode="CountedZeroes">')
     lines += _rows(_zeroes_counted(measurement.counts))

@@ -12,8 +12,8 @@ from datetime import datetime, timezone
 from fractions import Fraction
 from typing import Dict, List, NamedTuple, Optional, Sequence, Tuple
 
-from . import calibrations, texts
-from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
+from . import calibrations, parsing
+from .measurement import FormatError, MOST_CHANNELS, Measurement, checked
 
 _DETECTOR, _INSTRUMENT, _START = "DETDESC#", "INSTRUMENT#", "START#"
 _CARRIED = {
@@ -59,7 +59,7 @@ def _blocks(data: bytes) -> Dict[str, List[str]]:
     """The lines of each block, without those that are empty."""
     blocks: Dict[str, List[str]] = {}
     current: List[str] = []
-    for number, line in enumerate(texts.lines_of(data), start=1):
+    for number, line in enumerate(parsing.lines_of(data), start=1):
         if number > _MOST_LINES or len(line) > _LONGEST_LINE:
             raise FormatError(f"line {number}: too many or too long lines for a spectrum")
         line = line.strip()
@@ -89,12 +89,12 @@ def _counts(lines: Sequence[str], notes: List[str]) -> List[int]:
     limits = lines[0].split() if lines else []
     if len(limits) != 2:
         raise FormatError("$DATA: does not begin with its first and last channel")
-    first, last = map(texts.count, limits)
+    first, last = map(parsing.count, limits)
     if not first <= last < MOST_CHANNELS:
         raise FormatError(f"$DATA: channels {first} to {last} are no spectrum")
     counts = [0] * first
     for line in lines[1:]:
-        counts.extend(texts.counts_of(line))
+        counts.extend(parsing.counts_of(line))
         if len(counts) > last + 1:
             raise FormatError(f"$DATA: more than the {last - first + 1} channels that it announces")
     if len(counts) <= last:
@@ -111,7 +111,7 @@ def _times(lines: Sequence[str], notes: List[str]) -> Tuple[Optional[float], Opt
     if len(fields) != 2:
         notes.append("no live and real time ($MEAS_TIM)")
         return None, None
-    return texts.seconds(fields[0]), texts.seconds(fields[1])
+    return parsing.seconds(fields[0]), parsing.seconds(fields[1])
 
 
 def _start(lines: Sequence[str], remark: str, notes: List[str]) -> Optional[datetime]:
@@ -123,12 +123,12 @@ def _start(lines: Sequence[str], remark: str, notes: List[str]) -> Optional[date
             month, day, year, hour, minute, second = map(int, match.groups())
             date = datetime(year, month, day, hour, minute, second, tzinfo=timezone.utc)
         else:
-            date = texts.read_date(text)
+            date = parsing.read_date(text)
     except ValueError:
-        notes.append(f"the start {texts.shown(text)} is no date" if text else "no start")
+        notes.append(f"the start {parsing.shown(text)} is no date" if text else "no start")
         return None
     try:
-        whole = texts.read_date(remark)
+        whole = parsing.read_date(remark)
     except FormatError:
         whole = None
     if whole is not None and whole.replace(microsecond=0) == date:
@@ -171,7 +171,7 @@ def _coefficients(name: str, lines: Sequence[str]) -> List[Fraction]:
     """keV as a polynomial; the lines give the number of coefficients, them, and the unit."""
     fields = " ".join(lines[: 1 if name == "ENER_FIT" else 2]).split()
     if name != "ENER_FIT" and fields:
-        number = min(texts.count(fields[0]), calibrations.MOST_COEFFICIENTS)
+        number = min(parsing.count(fields[0]), calibrations.MOST_COEFFICIENTS)
         fields = fields[1:]
     else:
         number = 2
@@ -179,8 +179,8 @@ def _coefficients(name: str, lines: Sequence[str]) -> List[Fraction]:
         raise FormatError(f"{len(fields)} of {number} coefficients")
     units = [field.lower() for field in fields[number:]] or ["kev"]
     if units[0] not in ("kev", "mev"):
-        raise FormatError(f"the unit {texts.shown(units[0])} is not known")
-    return [texts.exact(field) * (1000 if units[0] == "mev" else 1) for field in fields[:number]]
+        raise FormatError(f"the unit {parsing.shown(units[0])} is not known")
+    return [parsing.exact(field) * (1000 if units[0] == "mev" else 1) for field in fields[:number]]
 
 
 def _shape(
@@ -218,7 +218,7 @@ def write(measurement: Measurement) -> Tuple[str, List[str]]:
         remarks.insert(0, f"{_DETECTOR} {_plain(measurement.detector, 'detector', notes)}")
     start = measurement.start
     if start is not None:
-        remarks.append(f"{_START} {texts.date_text(start)}")
+        remarks.append(f"{_START} {parsing.date_text(start)}")
         notes.append("the format has no time zone: the start is written in UTC")
     if remarks:
         lines += ["$SPEC_REM:", *remarks]
@@ -226,7 +226,7 @@ def write(measurement: Measurement) -> Tuple[str, List[str]]:
         lines += ["$DATE_MEA:", start.astimezone(timezone.utc).strftime("%m/%d/%Y %H:%M:%S")]
     if measurement.live_time is not None and measurement.real_time is not None:
         times = (measurement.live_time, measurement.real_time)
-        lines += ["$MEAS_TIM:", " ".join(map(texts.decimal_text, times))]
+        lines += ["$MEAS_TIM:", " ".join(map(parsing.decimal_text, times))]
     elif measurement.live_time is not None or measurement.real_time is not None:
         notes.append("left out: one of live and real time is not known and the other goes with it")
     lines += ["$DATA:", f"0 {len(measurement.counts) - 1}"]
@@ -241,7 +241,7 @@ def _plain(text: str, what: str, notes: List[str]) -> str:
     plain = "".join(c if c.isprintable() else "?" for c in plain)
     plain = plain.replace("$", "S", 1) if plain.startswith("$") else plain
     if plain != text:
-        notes.append(f"the {what} is changed to {texts.shown(plain)}")
+        notes.append(f"the {what} is changed to {parsing.shown(plain)}")
     return plain
 
 

@@ -13,10 +13,12 @@ import sys
 import time
 import unittest
 
-import qar.workers
+import qar.cli.workers
 import support
-from qar import analyse_file, batch, exchange, extras, formats
-from qar.analyse_file import COLUMNS, Options
+from qar import optional_imports, formats
+from qar.cli import file_analysis, batch
+from qar.transfer import conversion
+from qar.cli.file_analysis import COLUMNS, Options
 
 FILES = 8
 
@@ -49,7 +51,7 @@ class Batch(support.TestCase):
         for number in range(FILES):
             path = support.make_spectrum(f"in/{number}.qar", 500 * (number + 1))
             if number % 2:  # half of them in another format
-                formats.write(f"in/{number}.n42", exchange.load(path))
+                formats.write(f"in/{number}.n42", conversion.load(path))
                 os.remove(path)
         shutil.copy("in/4.qar", "in/damaged.qar")
         os.truncate("in/damaged.qar", 5000)
@@ -79,7 +81,7 @@ class Batch(support.TestCase):
         rows = list(csv.DictReader(io.StringIO(table)))
         files = sorted(glob.glob(str(self.folder / "in" / "[0-9]*")))
         self.assertEqual([row["file"] for row in rows], [file for file in files for _ in range(4)])
-        (first,) = analyse_file.analyse("in/0.qar", Options())
+        (first,) = file_analysis.analyse("in/0.qar", Options())
         self.assertEqual([row["net area"] for row in rows[:2]], [repr(p.area) for p in first.analysis.peaks])
         self.assertEqual(self.analyse("b.csv", "--jobs", "2"), table)
         self.assertEqual([name for name in self.names() if "partial" in name or name[0] == "."], [])
@@ -101,7 +103,7 @@ class Batch(support.TestCase):
         self.assertFalse(os.path.exists("b.csv.partial"))
 
     def test_a_worker_that_dies_costs_its_file_and_one_that_prints_nothing(self):
-        with qar.workers.Pool(1, Options(template=Noise())) as pool:
+        with qar.cli.workers.Pool(1, Options(template=Noise())) as pool:
             self.assertEqual(pool.submit("in/0.qar").result().failure, "")
             os.kill(pool._workers[0]._process.pid, signal.SIGKILL)
             self.assertIn("died (signal 9)", pool.submit("in/2.qar").result().failure)
@@ -126,13 +128,13 @@ class Batch(support.TestCase):
         with qar.open("template.qar", "r+") as template:
             template["QAR_D_PEAKLIMIT"] = 100.0
             template.set_calibration((0.0, 1.0))
-        formats.write("bare.csv", formats.Measurement(exchange.load("in/0.qar").counts))
+        formats.write("bare.csv", formats.Measurement(conversion.load("in/0.qar").counts))
         ran = support.run("analyse", "bare.csv", "--template", "template.qar", "--json")
         self.assertEqual((ran.code, '"peaks": []' in ran.out), (0, True), ran)
         self.assertEqual(support.run("analyse", "bare.csv").code, 2)
         ran = support.run("analyse", "in/0.qar", "--template", "template.qar", "--into", "out")
         self.assertEqual((ran.code, "0 peaks" in ran.out), (0, True), ran)
-        self.assertEqual(exchange.load("out/0.qar").energy, exchange.load("in/0.qar").energy)
+        self.assertEqual(conversion.load("out/0.qar").energy, conversion.load("in/0.qar").energy)
 
     def test_what_is_done_is_not_done_again_unless_the_file_has_changed(self):
         path = str(self.folder / "in" / "0.qar")
@@ -146,7 +148,7 @@ class Batch(support.TestCase):
             found = batch.run([path], Options(), "t.csv", stream=io.StringIO()).rows
             self.assertEqual(found == rows, not changed)
 
-    @unittest.skipUnless(extras.optional("distributed"), "Dask is not installed")
+    @unittest.skipUnless(optional_imports.optional("distributed"), "Dask is not installed")
     def test_gives_the_same_table_on_a_cluster(self):
         table = self.analyse("a.csv")
         with self.assertRaisesRegex(OSError, "no Dask scheduler"):

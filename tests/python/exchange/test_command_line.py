@@ -12,7 +12,8 @@ import sys
 
 import qar
 import support
-from qar import nuclide_csv, picture, plot, report, tables, terminal
+from qar.analysis import nuclide_library
+from qar.display import layout, plot, report, tables, terminal
 
 COMMANDS = "show plot convert dump load calibrate analyse report check salvage status".split()
 
@@ -84,7 +85,7 @@ class CommandLine(support.TestCase):
     def test_several_spectra_give_a_file_each_or_the_named_one(self):
         self.assertEqual(support.run("convert", "two.n42", "x.qar").code, 0)
         self.assertEqual(support.run("convert", "two.n42", "y.csv", "--spectrum", "B").out, "y.csv\n")
-        found = [qar.exchange.read_any(name)[0].counts for name in ("x-A.qar", "x-B.qar", "y.csv")]
+        found = [qar.transfer.conversion.read_any(name)[0].counts for name in ("x-A.qar", "x-B.qar", "y.csv")]
         self.assertEqual(found, [(5, 2), (6, 2), (6, 2)])
         ran = support.run("convert", "--to", "csv", "--into", "empty", "none.spe", "two.n42")
         self.assertEqual((ran.code, sorted(os.listdir("empty"))), (1, ["two-A.csv", "two-B.csv"]))
@@ -123,23 +124,23 @@ class CommandLine(support.TestCase):
         self.assertGreaterEqual(second - first, 13)
 
     def test_pictures_keep_labels_apart_overlapping_peaks_together_and_ticks_inside(self):
-        axis = picture.axis_of(qar.Calibration((0.0, 1.0)))
+        axis = layout.axis_of(qar.Calibration((0.0, 1.0)))
         places = [1, 2, 3, 20, 21, 22, 23, 24, 60, 61, 75, 98, 99]
         peaks = [qar.Peak(energy=c, centroid=c, significance=c % 7) for c in places]
-        found = picture.labels([5] * 100, peaks, axis, 4, 50)
+        found = layout.labels([5] * 100, peaks, axis, 4, 50)
         shifted = [label.shifted for label in found]
         self.assertGreaterEqual(len(found), 8)
         self.assertTrue(all(b - a >= 4 for a, b in zip(shifted, shifted[1:])), shifted)
         self.assertEqual(sorted(found, key=lambda label: label.position), found)
         self.assertTrue(3 <= shifted[0] and shifted[-1] <= 98, shifted)
         peaks = [qar.Peak(centroid=c, fwhm=4, area=80, left=c - 9, right=c + 9) for c in (50, 30, 40)]
-        (curve,) = picture.fitted_curves([5] * 100, peaks, axis.calibration)
+        (curve,) = layout.fitted_curves([5] * 100, peaks, axis.calibration)
         self.assertEqual((curve.channels[0], curve.channels[-1], round(max(curve.counts))), (21, 59, 24))
-        (curve,) = picture.residuals([5] * 44 + [500] + [5] * 55, peaks, axis.calibration)
+        (curve,) = layout.residuals([5] * 44 + [500] + [5] * 55, peaks, axis.calibration)
         self.assertEqual(max(zip(curve.counts, curve.channels))[1], 45)
-        self.assertEqual(picture.ticks(0, 10, 5), [0, 2, 4, 6, 8, 10])
+        self.assertEqual(layout.ticks(0, 10, 5), [0, 2, 4, 6, 8, 10])
         self.assertIn("</svg>", report.svg([5], qar.Analysis((), ()), axis))  # one channel has no width
-        *_, marks, _ = terminal.plot([1] * 1000, picture.axis_of(qar.Calibration()))
+        *_, marks, _ = terminal.plot([1] * 1000, layout.axis_of(qar.Calibration()))
         self.assertEqual(marks[-1], "+")  # that of channel 1000
 
     def test_numbers_have_the_digits_that_they_are_worth(self):
@@ -182,13 +183,13 @@ class CommandLine(support.TestCase):
 
     def test_nuclide_libraries(self):
         lines = "Co-60,,1332.492,0.9998,False\nBi-214,19.9 min,609.3,0.455\n"
-        nuclides = nuclide_csv.read(self.write("l.csv", support.LIBRARY + lines))
+        nuclides = nuclide_library.read(self.write("l.csv", support.LIBRARY + lines))
         self.assertEqual([len(nuclide.lines) for nuclide in nuclides], [1, 2, 1])
         self.assertAlmostEqual(nuclides[0].half_life / 9.4829e8, 1, places=4)
         self.assertEqual(nuclides[2].half_life, 19.9 * 60)
         self.assertEqual([line.key for n in nuclides for line in n.lines], [True, None, False, None])
-        written = self.write("m.csv", nuclide_csv.text_of(nuclides))
-        self.assertEqual(nuclide_csv.read(written), nuclides)
+        written = self.write("m.csv", nuclide_library.text_of(nuclides))
+        self.assertEqual(nuclide_library.read(written), nuclides)
         for content, said in WRONG_LIBRARIES:
             ran = support.run("analyse", "a.qar", "-l", self.write("w.csv", content))
             self.assertEqual((ran.code, len(ran.err)), (2, 1), ran.err)

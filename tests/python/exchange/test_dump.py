@@ -4,7 +4,8 @@ import json
 
 import qar
 import support
-from qar import dump, formats
+from qar import formats
+from qar.transfer import dump
 
 HUMIDITY = {
     "code": 0x20500001, "name": "QAR_D_HUMIDITY", "type": "double", "scope": "record", "description": "d",

@@ -9,8 +9,9 @@ from datetime import datetime, timezone
 
 import qar
 import support
-from qar import exchange, files, formats
-from qar.formats import calibrations, texts
+from qar import atomic_files, formats
+from qar.transfer import conversion
+from qar.formats import calibrations, parsing
 from support import FULL
 
 N42 = '<RadInstrumentData><RadMeasurement><Spectrum id="s">%s</Spectrum></RadMeasurement></RadInstrumentData>'
@@ -123,10 +124,10 @@ class Formats(support.TestCase):
             size = generator.randrange(1, 6)
             stored = tuple(generator.uniform(-1, 1) * 10.0 ** -(3 * k) for k in range(size))
             written = calibrations.counted_from_zero(stored)
-            read = calibrations.counted_from_one([texts.exact(text) for text in written])
+            read = calibrations.counted_from_one([parsing.exact(text) for text in written])
             self.assertEqual(read, stored, written)
             decimals = [f"{generator.uniform(0.1, 1):.7g}e-{3 * k}" for k in range(size)]
-            shifted = calibrations.counted_from_one([texts.exact(text) for text in decimals])
+            shifted = calibrations.counted_from_one([parsing.exact(text) for text in decimals])
             again = calibrations.counted_from_zero(shifted)
             self.assertEqual(list(map(float, again)), list(map(float, decimals)))
 
@@ -150,35 +151,35 @@ class Formats(support.TestCase):
 
     def test_tell_what_a_qar_file_cannot_take(self):
         late = FULL._replace(title="π" * 80, start=FULL.start.replace(year=2050))
-        notes = "; ".join(exchange.store(late, "a.qar"))
+        notes = "; ".join(conversion.store(late, "a.qar"))
         self.assertRegex(notes, "title.*become.*title is cut off at 64.*left out: the start")
-        self.assertEqual(exchange.load("a.qar").title, "?" * 64)
+        self.assertEqual(conversion.load("a.qar").title, "?" * 64)
         cases = (((1,) * 40000, "40,000 channels"), ((2**31,), "has 2147483648"), ((), "no channels"))
         for counts, said in cases:
             with self.assertRaisesRegex(formats.FormatError, said):
-                exchange.store(FULL._replace(counts=counts), "b.qar")
+                conversion.store(FULL._replace(counts=counts), "b.qar")
         self.assertEqual(self.names(), ["a.qar"])
 
     def test_tell_what_of_a_qar_file_they_leave_out(self):
-        exchange.store(FULL, "a.qar")
+        conversion.store(FULL, "a.qar")
         with qar.open("a.qar", "r+") as source:
             source["QAR_T_ACQSTOP"] = "2010-04-17T17:43:59.329Z"  # start and real time
-            self.assertEqual(exchange.measurement_of(source).notes, ())
+            self.assertEqual(conversion.measurement_of(source).notes, ())
             source["QAR_T_ACQSTOP"] = "2010-04-17T17:44:59.329Z"
             source.update({"QAR_F_AMPGAIN": 2.0, "QAR_D_PEAKENERGY": 5.0})
             source.append({"QAR_D_PEAKENERGY": 6.0})
-            notes = "; ".join(exchange.measurement_of(source).notes)
+            notes = "; ".join(conversion.measurement_of(source).notes)
         self.assertRegex(notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$")
 
     def test_give_each_spectrum_a_name_of_its_own(self):
         named = [FULL._replace(name=name) for name in ("a/1", "A_1", "a_1", "../x")]
-        names = [name for _, name in exchange.output_names(named, "out.qar")]
+        names = [name for _, name in conversion.output_names(named, "out.qar")]
         self.assertEqual(len({name.lower() for name in names}), 4)
         self.assertFalse(any("/" in name for name in names), names)
 
     def test_a_failure_in_the_middle_leaves_no_file_and_what_came_meanwhile(self):
         for failure, meanwhile in ((KeyError, []), (FileExistsError, ["a.csv"])):
-            with self.assertRaises(failure), files.new_file("a.csv") as temporary:
+            with self.assertRaises(failure), atomic_files.new_file("a.csv") as temporary:
                 self.write(os.path.basename(temporary), "half")
                 for name in meanwhile:
                     self.write(name, "of another")
@@ -193,8 +194,8 @@ class Formats(support.TestCase):
         self.assertEqual(len(spectra), 9)
         for path in sorted(spectra):
             measurement = formats.read(path)[0]
-            exchange.store(measurement, "a.qar", replace=True)
-            first = exchange.load("a.qar")
+            conversion.store(measurement, "a.qar", replace=True)
+            first = conversion.load("a.qar")
             self.assertEqual(first[:-2], measurement[:-2])
             for format in formats.FORMATS.values():
                 formats.write("b" + format.suffix, first, replace=True)

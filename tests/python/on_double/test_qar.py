@@ -7,7 +7,9 @@ import tempfile
 import double
 import qar
 from double import FAILURE, FOR_EVER
-from qar import command_line, dictionary_extension, dump, exchange, formats, salvage
+from qar import formats
+from qar.cli import main
+from qar.transfer import dictionary_extension, dump, conversion, salvage
 
 HANDLE = 7
 NO_VALUE, NO_ENTRY, DAMAGED = 0x8110, 0x810D, 0x8118
@@ -122,10 +124,10 @@ class Exchange(TestCase):
             for name in ("spe", "csv", "text"):
                 path = os.path.join(folder, "a" + formats.FORMATS[name].suffix)
                 formats.write(path, measurement, name)
-                (found,) = exchange.read_any(path)
+                (found,) = conversion.read_any(path)
                 self.assertEqual(found[:-1], measurement[:-1])
             self.assertEqual(len(os.listdir(folder)), 3)
-        self.assertEqual(command_line.main(["status", "0"]), 0)
+        self.assertEqual(main.main(["status", "0"]), 0)
         if os.name == "nt":
             late = {"ctypes", "multiprocessing", "numpy", "socket", "sqlite3", "subprocess", "zlib"}
             self.assertEqual(late & set(sys.modules), set())

@@ -9,7 +9,7 @@ import unittest
 
 import qar
 import support
-from qar.calibration import counted_from_one, counted_from_zero, fit_polynomial, polynomial
+from qar.analysis.calibration import counted_from_one, counted_from_zero, fit_polynomial, polynomial
 
 sys.path.insert(0, str(support.PROJECT / "examples"))
 
@@ -76,8 +76,8 @@ class Calibrations(support.TestCase):
         spectra = json.loads((folder / "spectra.json").read_text(encoding="utf-8"))
         for name in ("eu152-point.txt", "bi207-1cm.txt"):
             strong = [p for p in spectra[name]["peaks"] if p["significance"] > 150 and p["in_group_of"] == 1]
-            counts = qar.exchange.read_any(folder / name)[0].counts
-            found = qar.known_lines.calibrate(counts, {p["energy"]: p["channel"] + 4 for p in strong})
+            counts = qar.transfer.conversion.read_any(folder / name)[0].counts
+            found = qar.analysis.known_lines.calibrate(counts, {p["energy"]: p["channel"] + 4 for p in strong})
             widths = qar.Calibration((), tuple(spectra[name]["shape"]))
             for peak, point in zip(strong, found.points):
                 with self.subTest(name, energy=peak["energy"]):

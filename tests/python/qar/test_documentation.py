@@ -95,7 +95,7 @@ class Examples(support.TestCase):
         formats.write("in/b.n42", FULL)
         again = self.example("convert_folder.py", "in", "out")
         self.assertRegex(again, "a.qar\n    is there already\nb.n42 -> b.qar")
-        self.assertEqual(qar.exchange.load("out/b.qar").counts, FULL.counts)
+        self.assertEqual(qar.transfer.conversion.load("out/b.qar").counts, FULL.counts)
 
     def test_an_acquisition_saves_what_it_shows(self):
         output = self.example("acquisition.py", "a.qar", "0.3", "0.1")
@@ -106,7 +106,7 @@ class Examples(support.TestCase):
             self.assertIs(source["QAR_B_ACQACTIVE"], False)
 
     def test_a_report_is_made_of_a_spectrum_of_any_format(self):
-        formats.write("a.n42", qar.exchange.load(support.make_spectrum("a.qar")))
+        formats.write("a.n42", qar.transfer.conversion.load(support.make_spectrum("a.qar")))
         output = self.example("peak_report.py", "a.n42", self.write("l.csv", support.LIBRARY), "out")
         self.assertRegex(output, r"2 peaks(.|\n)*Cs-137")
         self.assertLessEqual({"a.html", "a.qar"}, set(os.listdir("out")))

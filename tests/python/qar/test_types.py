@@ -6,9 +6,9 @@ import shutil
 import unittest
 
 import support
-from qar import extras
+from qar import optional_imports
 
-mypy = extras.optional("mypy.api")
+mypy = optional_imports.optional("mypy.api")
 
 RIGHT = '''\
 import pathlib

@@ -15,10 +15,10 @@ import csv
 import os
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
 
-from .analysis import GammaLine, Nuclide
-from .files import Path
-from .formats import FormatError, texts
-from .formats.measurement import reading
+from .results import GammaLine, Nuclide
+from ..atomic_files import Path
+from ..formats import FormatError, parsing
+from ..formats.measurement import reading
 
 MOST_LINES = 200000
 
@@ -37,7 +37,7 @@ Row = Dict[str, str]
 def read(path: Path) -> List[Nuclide]:
     """The nuclides in a CSV file, in its order. FormatError says which line is wrong and why."""
     with reading(path):
-        return _nuclides(texts.read_file(os.fspath(path)))
+        return _nuclides(parsing.read_file(os.fspath(path)))
 
 
 def _nuclides(data: bytes) -> List[Nuclide]:
@@ -61,7 +61,7 @@ def _nuclides(data: bytes) -> List[Nuclide]:
 def _rows(data: bytes) -> Iterator[Tuple[int, Row]]:
     """Each row with the number of its line."""
     columns: List[str] = []
-    for number, line in enumerate(texts.lines_of(data), start=1):
+    for number, line in enumerate(parsing.lines_of(data), start=1):
         if number > MOST_LINES:
             raise FormatError(f"more than {MOST_LINES:,} lines")
         if not line.strip() or line.lstrip().startswith("#"):
@@ -87,7 +87,7 @@ def _check_columns(columns: List[str]) -> None:
     for column in columns:
         if column not in _COLUMNS:
             known = ", ".join(_COLUMNS)
-            raise FormatError(f"the column {texts.shown(column)} is not one of {known}")
+            raise FormatError(f"the column {parsing.shown(column)} is not one of {known}")
 
 
 def _nuclide(row: Row) -> Nuclide:
@@ -106,16 +106,16 @@ def _line(row: Row) -> GammaLine:
     fields: Dict[str, Any] = {"energy": _positive(row["energy"]), "photons": photons}
     for name in ("energy_uncertainty", "photons_uncertainty"):
         if row[name]:
-            fields[name] = texts.seconds(row[name])
+            fields[name] = parsing.seconds(row[name])
     if row["key"]:
         fields["key"] = _flag(row["key"])
     return GammaLine(**fields)
 
 
 def _positive(text: str) -> float:
-    value = float(texts.exact(text))
+    value = float(parsing.exact(text))
     if not value > 0:
-        raise FormatError(f"{texts.shown(text)} is not above 0")
+        raise FormatError(f"{parsing.shown(text)} is not above 0")
     return value
 
 
@@ -130,7 +130,7 @@ def _time(text: str) -> float:
 
 def _flag(text: str) -> bool:
     if text.lower() not in _FLAGS:
-        raise FormatError(f"{texts.shown(text)} is neither yes nor no")
+        raise FormatError(f"{parsing.shown(text)} is neither yes nor no")
     return _FLAGS[text.lower()]
 
 

@@ -3,9 +3,10 @@
 import textwrap
 from typing import Any, Sequence
 
-from . import extras, picture
-from .analysis import Peak
-from .picture import FIT_COLOUR, SPECTRUM_COLOUR, Axis
+from .. import optional_imports
+from . import layout
+from ..analysis.results import Peak
+from .layout import Axis, FIT_COLOUR, SPECTRUM_COLOUR
 
 _INCHES, _DOTS_PER_INCH = (11.0, 5.5), 130
 _LABEL_SPACING = 0.0145  # of the width of the axis
@@ -15,7 +16,7 @@ _TITLE_WIDTH = 80  # characters; the legend is beside it
 
 def figure_class() -> Any:
     """matplotlib's Figure; where it is missing an ImportError that says how to install it."""
-    return extras.required("matplotlib.figure", "matplotlib", "analysis").Figure
+    return optional_imports.required("matplotlib.figure", "matplotlib", "analysis").Figure
 
 
 def save(path: str, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, title: str) -> None:
@@ -28,20 +29,20 @@ def save(path: str, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, ti
     figure = figure_class()(figsize=_INCHES)
     axes = figure.add_axes([0.075, 0.27, 0.905, 0.65])
     positions = [axis.position(channel) for channel in range(1, len(counts) + 1)]
-    shown = [max(count, picture.LOWEST_COUNT) for count in counts]
+    shown = [max(count, layout.LOWEST_COUNT) for count in counts]
     axes.step(positions, shown, where="mid", linewidth=0.7, color=SPECTRUM_COLOUR, label="counts")
-    curves = picture.fitted_curves(counts, peaks, axis.calibration)
+    curves = layout.fitted_curves(counts, peaks, axis.calibration)
     for number, curve in enumerate(curves):
         places = [axis.position(channel) for channel in curve.channels]
-        heights = [max(height, picture.LOWEST_COUNT) for height in curve.counts]
+        heights = [max(height, layout.LOWEST_COUNT) for height in curve.counts]
         label = "fitted peaks" if number == 0 else None
         axes.plot(places, heights, "--", linewidth=1.3, color=FIT_COLOUR, label=label)
     low, high = min(positions[0], positions[-1]), max(positions[0], positions[-1])
     has_labels = _draw_labels(axes, counts, peaks, axis, high - low)
     top = max(max(shown), 10.0)
     # The labels stand above the highest peak: a third of the decades is theirs.
-    room = (top / picture.LOWEST_COUNT) ** 0.45 if has_labels else 2.0
-    axes.set(yscale="log", xlim=(low, high), ylim=(picture.LOWEST_COUNT, top * room))
+    room = (top / layout.LOWEST_COUNT) ** 0.45 if has_labels else 2.0
+    axes.set(yscale="log", xlim=(low, high), ylim=(layout.LOWEST_COUNT, top * room))
     axes.set(ylabel="counts per channel")
     axes.tick_params(labelbottom=False)
     _draw_residuals(figure.add_axes([0.075, 0.1, 0.905, 0.16], sharex=axes), counts, peaks, axis)
@@ -51,7 +52,7 @@ def save(path: str, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, ti
 
 
 def _draw_residuals(axes: Any, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis) -> None:
-    for curve in picture.residuals(counts, peaks, axis.calibration):
+    for curve in layout.residuals(counts, peaks, axis.calibration):
         places = [axis.position(channel) for channel in curve.channels]
         axes.step(places, curve.counts, where="mid", linewidth=0.7, color=FIT_COLOUR)
     axes.axhline(0, linewidth=0.5, color="0.4")
@@ -61,11 +62,11 @@ def _draw_residuals(axes: Any, counts: Sequence[int], peaks: Sequence[Peak], axi
 def _draw_labels(
     axes: Any, counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, width: float
 ) -> bool:
-    found = picture.labels(counts, peaks, axis, _LABEL_SPACING * width, _MOST_LABELS)
+    found = layout.labels(counts, peaks, axis, _LABEL_SPACING * width, _MOST_LABELS)
     for label in found:
         axes.annotate(
             _plain(label.text),
-            xy=(label.position, max(label.height, picture.LOWEST_COUNT) * 1.15),
+            xy=(label.position, max(label.height, layout.LOWEST_COUNT) * 1.15),
             xytext=(label.shifted, 0.985),
             textcoords=("data", "axes fraction"),
             rotation=90,

@@ -1,7 +1,7 @@
 """What the commands of the command line do, each with its parsed arguments.
 
 A command returns its exit code: DONE, or PARTLY where something was found or failed on the way.
-What ends a command is raised; `qar.command_line` makes a line and the exit code FAILED of it.
+What ends a command is raised; `qar.cli.main` makes a line and the exit code FAILED of it.
 """
 
 import argparse
@@ -12,27 +12,17 @@ import sys
 import tempfile
 from typing import Any, Dict, Iterator, List, Sequence, Tuple
 
-from . import (
-    batch,
-    dictionary,
-    dictionary_extension,
-    dump,
-    exchange,
-    nuclide_csv,
-    picture,
-    plot,
-    report,
-    salvage,
-    status,
-    tables,
-    terminal,
-)
-from .analyse_file import COLUMNS, Options, analyse, failure_text
-from .errors import QarError
-from .files import new_file, refuse_taken, write_text
-from .formats import FORMATS, FormatError, Measurement
-from .source import DataSource
-from .source import open as open_source
+from . import batch
+from .. import dictionary, status
+from ..transfer import conversion, dictionary_extension, dump, salvage
+from ..analysis import nuclide_library
+from ..display import layout, plot, report, tables, terminal
+from .file_analysis import COLUMNS, Options, analyse, failure_text
+from ..errors import QarError
+from ..atomic_files import new_file, refuse_taken, write_text
+from ..formats import FORMATS, FormatError, Measurement
+from ..source import DataSource
+from ..source import open as open_source
 
 DONE, PARTLY, FAILED = 0, 1, 2
 
@@ -65,21 +55,21 @@ def opened(path: str, format: str, spectrum: str) -> Iterator[DataSource]:
     """The data source in a file of any format; one of another format is made into a QAR file that
     goes again, with what was lost told.
     """
-    if format == "qar" or (not format and exchange.is_qar_file(path)):
+    if format == "qar" or (not format and conversion.is_qar_file(path)):
         with open_source(path) as source:
             yield source
         return
-    measurement = _one(exchange.read_any(path, format), spectrum, path)
-    name = os.path.splitext(os.path.basename(path))[0] + exchange.QAR_SUFFIX
+    measurement = _one(conversion.read_any(path, format), spectrum, path)
+    name = os.path.splitext(os.path.basename(path))[0] + conversion.QAR_SUFFIX
     with tempfile.TemporaryDirectory() as folder:
         target = os.path.join(folder, name)
-        tell(path, [*measurement.notes, *exchange.store(measurement, target)])
+        tell(path, [*measurement.notes, *conversion.store(measurement, target)])
         with open_source(target) as source:
             yield source
 
 
 def _one(measurements: List[Measurement], spectrum: str, path: str) -> Measurement:
-    found = exchange.chosen(measurements, spectrum, path)
+    found = conversion.chosen(measurements, spectrum, path)
     if len(found) > 1:
         names = ", ".join(measurement.name for measurement in found[:20])
         raise FormatError(f"{path} has {len(found)} spectra, say which with --spectrum: {names}")
@@ -140,7 +130,7 @@ def _shown(source: DataSource) -> Iterator[str]:
     if results.peaks or results.nuclides:
         yield from tables.results(results)
     if counts:
-        yield from terminal.plot(counts, picture.axis_of(source.calibration()))
+        yield from terminal.plot(counts, layout.axis_of(source.calibration()))
 
 
 def draw(arguments: Arguments) -> int:
@@ -148,7 +138,7 @@ def draw(arguments: Arguments) -> int:
     plot.figure_class()  # without it nothing need be read
     with opened(arguments.file, arguments.from_format, arguments.spectrum) as source:
         counts, peaks = source.spectrum(), source.results().peaks
-        axis = picture.axis_of(source.calibration())
+        axis = layout.axis_of(source.calibration())
         title = source.get("QAR_C_MEASNAME") or os.path.basename(arguments.file)
         with new_file(target, arguments.force) as temporary:
             plot.save(temporary, counts, peaks, axis, title)
@@ -159,7 +149,7 @@ def draw(arguments: Arguments) -> int:
 def make_report(arguments: Arguments) -> int:
     target = arguments.output or _beside(arguments.file, ".html")
     with opened(arguments.file, arguments.from_format, arguments.spectrum) as source:
-        axis = picture.axis_of(source.calibration())
+        axis = layout.axis_of(source.calibration())
         text = report.html_of(source, source.results(), axis)
         write_text(target, text, arguments.force)
     print(target)
@@ -198,16 +188,16 @@ def convert(arguments: Arguments) -> int:
 
 def _converted_name(path: str, arguments: Arguments) -> str:
     to = arguments.to or "qar"
-    suffix = exchange.QAR_SUFFIX if to == "qar" else FORMATS[to].suffix
+    suffix = conversion.QAR_SUFFIX if to == "qar" else FORMATS[to].suffix
     name = _beside(path, suffix)
     return os.path.join(arguments.into, os.path.basename(name)) if arguments.into else name
 
 
 def _convert_one(path: str, target: str, arguments: Arguments) -> None:
-    measurements = exchange.read_any(path, arguments.from_format)
-    measurements = exchange.chosen(measurements, arguments.spectrum, path)
-    for measurement, name in exchange.output_names(measurements, target):
-        notes = exchange.write_any(measurement, name, arguments.to or "", arguments.force)
+    measurements = conversion.read_any(path, arguments.from_format)
+    measurements = conversion.chosen(measurements, arguments.spectrum, path)
+    for measurement, name in conversion.output_names(measurements, target):
+        notes = conversion.write_any(measurement, name, arguments.to or "", arguments.force)
         tell(name, [*measurement.notes, *notes])
         print(name)
 
@@ -296,7 +286,7 @@ def calibrate(arguments: Arguments) -> int:
 
 def analyse_files(arguments: Arguments) -> int:
     options = Options(
-        library=tuple(nuclide_csv.read(arguments.library)) if arguments.library else (),
+        library=tuple(nuclide_library.read(arguments.library)) if arguments.library else (),
         settings=_settings(arguments),
         template=os.path.abspath(arguments.template) if arguments.template else "",
         into=os.path.abspath(arguments.into) if arguments.into else "",

@@ -4,7 +4,7 @@ import math
 import sys
 from typing import Iterator, List, Sequence, Tuple
 
-from .picture import Axis, ticks
+from .layout import Axis, ticks
 
 _BLOCKS = " ▁▂▃▄▅▆▇█"
 _PLAIN_BLOCKS = "    #####"

@@ -1,7 +1,7 @@
 """A whole measurement as JSON, through the functions of pyORV3 alone.
 
-    document = qar.dump.dump(source)        # in one world
-    qar.dump.load(document, "copy.qar")     # in the other
+    document = qar.transfer.dump.dump(source)        # in one world
+    qar.transfer.dump.load(document, "copy.qar")     # in the other
 
 The document holds every value of every parameter that the dictionary knows, by class, record and
 entry, the spectrum, and a list of what could not be reached. A value that is missing is not in
@@ -17,19 +17,19 @@ from typing import Any, Counter, Dict, Iterator, List, NamedTuple, Optional, Tup
 
 import pyORV3
 
-from . import dictionary
-from .dictionary import Parameter
-from .errors import NotFoundError, QarError, check
-from .exchange import write_date
-from .files import Path, new_file
-from .formats import FormatError
-from .formats.measurement import reading
-from .formats.texts import read_file
-from .source import DataSource
-from .source import open as open_source
-from .status import NO_VALUE, unsigned
-from .status import describe as describe_status
-from .values import MOST_CHANNELS
+from .. import dictionary
+from ..dictionary import Parameter
+from ..errors import NotFoundError, QarError, check
+from .conversion import write_date
+from ..atomic_files import Path, new_file
+from ..formats import FormatError
+from ..formats.measurement import reading
+from ..formats.parsing import read_file
+from ..source import DataSource
+from ..source import open as open_source
+from ..status import NO_VALUE, unsigned
+from ..status import describe as describe_status
+from ..values import MOST_CHANNELS
 
 Document = Dict[str, Any]
 

@@ -5,10 +5,10 @@ import os
 from html import escape
 from typing import Any, Iterator, List, Sequence, Tuple
 
-from . import picture, tables
-from .analysis import Analysis
-from .picture import FIT_COLOUR, SPECTRUM_COLOUR, Axis
-from .source import DataSource
+from . import layout, tables
+from ..analysis.results import Analysis
+from .layout import Axis, FIT_COLOUR, SPECTRUM_COLOUR
+from ..source import DataSource
 from .tables import Column
 
 _WIDTH, _HEIGHT = 1120, 470
@@ -126,7 +126,7 @@ class _Plot:
         self.low, self.high = axis.position(1), axis.position(len(counts))
         if not self.high > self.low:
             self.low, self.high = 1.0, max(2.0, float(len(counts)))
-        self.bottom = math.log10(picture.LOWEST_COUNT)
+        self.bottom = math.log10(layout.LOWEST_COUNT)
         self.top = max(1.0, math.log10(max(*counts, 1)) + 0.1)
         self.ceiling = _TOP + (_LABEL_ROOM if has_labels else 0)
 
@@ -135,7 +135,7 @@ class _Plot:
         return _LEFT + share * (_WIDTH - _LEFT - _RIGHT)
 
     def y(self, count: float) -> float:
-        height = math.log10(max(count, picture.LOWEST_COUNT))
+        height = math.log10(max(count, layout.LOWEST_COUNT))
         share = (height - self.bottom) / (self.top - self.bottom)
         return _HEIGHT - _BOTTOM - share * (_HEIGHT - _BOTTOM - self.ceiling)
 
@@ -151,7 +151,7 @@ def svg(counts: Sequence[int], analysis: Analysis, axis: Axis) -> Iterator[str]:
     yield from _frame(plot, axis)
     points = _outline(counts, axis, plot)
     yield f'<path fill="none" stroke="{SPECTRUM_COLOUR}" stroke-width="1" d="M{points}"/>'
-    for curve in picture.fitted_curves(counts, analysis.peaks, axis.calibration):
+    for curve in layout.fitted_curves(counts, analysis.peaks, axis.calibration):
         places = (plot.x(axis.position(channel)) for channel in curve.channels)
         heights = map(plot.y, curve.counts)
         path = " ".join(f"{x:.1f},{y:.1f}" for x, y in zip(places, heights))
@@ -183,7 +183,7 @@ def _outline(counts: Sequence[int], axis: Axis, plot: _Plot) -> str:
 
 def _frame(plot: _Plot, axis: Axis) -> Iterator[str]:
     right, base = _WIDTH - _RIGHT, _HEIGHT - _BOTTOM
-    for tick in picture.ticks(plot.low, plot.high, 12):
+    for tick in layout.ticks(plot.low, plot.high, 12):
         x = plot.x(tick)
         yield f'<path stroke="#555" d="M{x:.1f},{base} v5"/>'
         yield f'<text x="{x:.1f}" y="{base + 19}" text-anchor="middle">{tick:g}</text>'
@@ -203,7 +203,7 @@ def _frame(plot: _Plot, axis: Axis) -> Iterator[str]:
 
 def _labels(counts: Sequence[int], analysis: Analysis, axis: Axis, plot: _Plot) -> Iterator[str]:
     spacing = _LABEL_SPACING * plot.per_pixel
-    for label in picture.labels(counts, analysis.peaks, axis, spacing, _MOST_LABELS):
+    for label in layout.labels(counts, analysis.peaks, axis, spacing, _MOST_LABELS):
         x = plot.x(label.shifted)
         foot = plot.ceiling - 6
         yield (

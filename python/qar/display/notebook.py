@@ -5,7 +5,7 @@ from html import escape
 from typing import TYPE_CHECKING, Any, Iterator, Sequence
 
 if TYPE_CHECKING:
-    from .source import DataSource
+    from ..source import DataSource
 
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
 WIDTH, HEIGHT = 640, 120

@@ -3,7 +3,7 @@
 import math
 from typing import Any, Callable, List, NamedTuple, Optional, Sequence
 
-from .analysis import Analysis, IdentifiedNuclide, Peak
+from ..analysis.results import Analysis, IdentifiedNuclide, Peak
 
 SIGMAS_PER_FWHM = 1 / (2 * math.sqrt(2 * math.log(2)))
 

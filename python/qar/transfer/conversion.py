@@ -1,7 +1,7 @@
 """Measurements into QAR files and out of them.
 
     for measurement in qar.formats.read("portal.n42"):
-        qar.exchange.store(measurement, measurement.name + ".qar")
+        qar.transfer.conversion.store(measurement, measurement.name + ".qar")
 
 Between the two worlds what one cannot carry is told, never dropped in silence: each function that
 could lose something returns it as notes, a line for each.
@@ -13,15 +13,15 @@ import re
 from datetime import timedelta, timezone
 from typing import Dict, Iterator, List, Set, Tuple
 
-from . import dictionary, formats
-from .dictionary import Key
-from .errors import NotFoundError
-from .files import Path, new_file
-from .formats import FormatError, Measurement
-from .formats.measurement import checked
-from .source import DataSource
-from .source import open as open_source
-from .values import CODE_PAGE, FIRST_DATE, LAST_DATE, MOST_CHANNELS, datetime_of
+from .. import dictionary, formats
+from ..dictionary import Key
+from ..errors import NotFoundError
+from ..atomic_files import Path, new_file
+from ..formats import FormatError, Measurement
+from ..formats.measurement import checked
+from ..source import DataSource
+from ..source import open as open_source
+from ..values import CODE_PAGE, FIRST_DATE, LAST_DATE, MOST_CHANNELS, datetime_of
 
 QAR_SUFFIX = ".qar"
 

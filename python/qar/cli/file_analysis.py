@@ -6,11 +6,12 @@ import shutil
 import tempfile
 from typing import Any, Generator, List, NamedTuple, Optional, Tuple
 
-from . import exchange, picture, report
-from .analysis import Analysis, IdentifiedNuclide, Nuclide, Peak
-from .files import new_file, write_text
-from .source import DataSource
-from .source import open as open_source
+from ..transfer import conversion
+from ..display import layout, report
+from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
+from ..atomic_files import new_file, write_text
+from ..source import DataSource
+from ..source import open as open_source
 
 Row = List[str]
 
@@ -69,29 +70,29 @@ class _Prepared(NamedTuple):
 
 def _prepared(path: str, options: Options) -> Generator[_Prepared, None, None]:
     """Each spectrum of the file; what was made for it gets its name when it has been analysed."""
-    is_qar = exchange.is_qar_file(path)
+    is_qar = conversion.is_qar_file(path)
     if is_qar and not options.into:
         yield _Prepared("", path, os.path.basename(path))
         return
     with contextlib.ExitStack() as stack:
         folder = options.into or stack.enter_context(tempfile.TemporaryDirectory())
-        name = os.path.splitext(os.path.basename(path))[0] + exchange.QAR_SUFFIX
+        name = os.path.splitext(os.path.basename(path))[0] + conversion.QAR_SUFFIX
         target = os.path.join(folder, name)
         if is_qar:
             with new_file(target, options.replace) as temporary:
                 shutil.copyfile(path, temporary)
                 yield _Prepared("", temporary, name)
             return
-        measurements = exchange.read_any(path)
-        for measurement, target in exchange.output_names(measurements, target):
+        measurements = conversion.read_any(path)
+        for measurement, target in conversion.output_names(measurements, target):
             with new_file(target, options.replace) as temporary:
-                exchange.store(measurement, temporary)
+                conversion.store(measurement, temporary)
                 spectrum = measurement.name if len(measurements) > 1 else ""
                 yield _Prepared(spectrum, temporary, os.path.basename(target))
 
 
 def _report(source: DataSource, analysis: Analysis, name: str, options: Options) -> None:
-    text = report.html_of(source, analysis, picture.axis_of(source.calibration()), name)
+    text = report.html_of(source, analysis, layout.axis_of(source.calibration()), name)
     path = os.path.join(options.reports, os.path.splitext(name)[0] + ".html")
     write_text(path, text, options.replace)
 

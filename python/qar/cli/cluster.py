@@ -3,8 +3,8 @@
 import concurrent.futures
 from typing import Any, Iterator, Sequence, Tuple
 
-from . import extras
-from .analyse_file import Options, Outcome, outcome
+from .. import optional_imports
+from .file_analysis import Options, Outcome, outcome
 
 CONNECTION_SECONDS = 10
 
@@ -32,7 +32,7 @@ def outcomes(paths: Sequence[str], options: Options, address: str) -> Iterator[T
 
 
 def _connected(address: str) -> Any:
-    distributed = extras.required("distributed", "Dask (Debian: python3-distributed)", "batch")
+    distributed = optional_imports.required("distributed", "Dask (Debian: python3-distributed)", "batch")
     try:
         return distributed.Client(address, timeout=CONNECTION_SECONDS, set_as_default=False)
     except (OSError, ValueError) as error:

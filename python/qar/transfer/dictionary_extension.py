@@ -13,8 +13,8 @@ import json
 import re
 from typing import Any, Dict, List, NamedTuple, Set
 
-from . import constants, dictionary
-from .dictionary import Parameter
+from .. import constants, dictionary
+from ..dictionary import Parameter
 
 VARIABLE = "ORV_DICTIONARY"
 """The environment variable that names an extension."""
@@ -38,7 +38,7 @@ def extension(
 ) -> Extension:
     """The parameters of the dictionary in use that the embedded one has not.
 
-    document: of `qar.dump.dump`, or empty. Looked at are the classes of the file format and those
+    document: of `qar.transfer.dump.dump`, or empty. Looked at are the classes of the file format and those
     of the document, up to the number within each.
     """
     classes = set(dictionary.classes().values())

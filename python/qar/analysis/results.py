@@ -1,16 +1,15 @@
 """The analysis of a spectrum: a nuclide library in, an engine, its results as plain records out."""
 
-import os
 import warnings
 from typing import TYPE_CHECKING, Any, Dict, Iterable, List, NamedTuple, Optional, Tuple, Type, TypeVar
 
 import pyORV3
 
-from .errors import check, logger
-from .status import RANGE_PARTLY_SEARCHED, describe, unsigned
+from ..errors import check, logger
+from ..status import RANGE_PARTLY_SEARCHED, describe, unsigned
 
 if TYPE_CHECKING:
-    from .source import DataSource
+    from ..source import DataSource
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"  # of the embedded library
 NAN = float("nan")
@@ -140,18 +139,6 @@ def run_engine(
         warnings.warn(f"{source.path}: {describe(answer).text}", stacklevel=2)
     else:
         check(answer, f"running {engine}.{entry_point} on", source.path)
-
-
-def include_folder() -> str:
-    """The folder of orv.h, the C header that an engine includes."""
-    return os.path.join(os.path.dirname(os.path.abspath(__file__)), "include")
-
-
-def library_folder() -> str:
-    """The folder of the embedded library, which an engine links elsewhere than on Windows."""
-    beside = os.path.dirname(os.path.abspath(pyORV3.__file__))
-    installed = os.path.join(beside, "pyORV3.libs")
-    return installed if os.path.isdir(installed) else beside
 
 
 def results(source: "DataSource") -> Analysis:

@@ -24,10 +24,10 @@ from typing import (
     Tuple,
 )
 
-from . import extras
-from .analyse_file import COLUMNS, Options, Outcome, Row, failure_text, outcome
-from .files import Path, write_text
-from .formats import FormatError
+from .. import optional_imports
+from .file_analysis import COLUMNS, Options, Outcome, Row, failure_text, outcome
+from ..atomic_files import Path, write_text
+from ..formats import FormatError
 
 FOLDER_SUFFIXES = (".qar", ".spe", ".n42")
 """Which files of a folder are analysed; others only where they are named."""
@@ -146,7 +146,7 @@ class Progress:
     def __init__(self, total: int, done: int, stream: TextIO) -> None:
         self._total, self._done, self._stream = total, done, stream
         self._bar: Any = None
-        tqdm = extras.optional("tqdm")
+        tqdm = optional_imports.optional("tqdm")
         if tqdm is not None and stream.isatty():
             self._bar = tqdm.tqdm(total=total, initial=done, unit="file", file=stream)
 
@@ -234,7 +234,7 @@ def _outcomes(
         for path in paths:
             yield path, outcome(path, options)
     else:
-        from . import workers  # not every Python has processes
+        from . import workers
 
         with workers.Pool(min(jobs, len(paths)), options) as pool:
             yield from completed(paths, pool.submit)

@@ -15,7 +15,7 @@ from typing import Any, List
 
 import pyORV3
 
-from .analyse_file import Options, Outcome, outcome
+from .file_analysis import Options, Outcome, outcome
 
 
 class Pool:
@@ -58,11 +58,11 @@ class _Worker:
     """One process and the pipes to it."""
 
     def __init__(self, options: Options) -> None:
-        package = os.path.dirname(os.path.abspath(__file__))
+        package = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
         folders = [os.path.dirname(package), os.path.dirname(os.path.abspath(pyORV3.__file__))]
         path = os.pathsep.join(folders + [os.environ.get("PYTHONPATH", "")]).rstrip(os.pathsep)
         self._process = subprocess.Popen(
-            [sys.executable, "-m", "qar.workers"],
+            [sys.executable, "-m", "qar.cli.workers"],
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             env={**os.environ, "PYTHONPATH": path},

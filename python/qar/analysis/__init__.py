@@ -1,0 +1,1 @@
+"""Analysis of a source: its results, nuclide libraries and calibrations."""

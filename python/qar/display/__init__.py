@@ -1,0 +1,1 @@
+"""Presentation of spectra and results: tables, plots, reports and notebook views."""

@@ -1,0 +1,1 @@
+"""Copies between files: conversion, dumps, salvage and dictionary extensions."""
