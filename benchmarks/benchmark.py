@@ -67,9 +67,7 @@ def shown(value, unit):
 
 def line(cells):
     """A row of a Markdown table, in columns that an eye can follow."""
-    padded = (
-        f"{cell:{side}{width}}" for (_, side, width), cell in zip(COLUMNS, cells)
-    )
+    padded = (f"{cell:{side}{width}}" for (_, side, width), cell in zip(COLUMNS, cells))
     return "| " + " | ".join(padded) + " |"
 
 

@@ -8,9 +8,8 @@ import os
 import struct
 from typing import Callable, NamedTuple, Optional
 
-import pyORV3
-
 import native
+import pyORV3
 import sources
 from harness import Case, Way
 from sources import LIVE_TIME, MEASUREMENT_NAME, NUCLIDES, PEAKS, ok

@@ -10,11 +10,9 @@ import subprocess
 import sys
 import time
 
-import pyORV3
-
 import files
+import pyORV3
 import sources
-
 
 CHANNELS = sources.random_channels(4096)
 

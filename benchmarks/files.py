@@ -6,18 +6,8 @@ import itertools
 import os
 
 import pyORV3
-
 from harness import Case, Way
-from sources import (
-    LINE_ENERGY,
-    LIVE_TIME,
-    READ,
-    QarStore,
-    SqliteStore,
-    ok,
-    random_channels,
-    stores,
-)
+from sources import LINE_ENERGY, LIVE_TIME, READ, QarStore, SqliteStore, ok, random_channels, stores
 
 MEBIBYTE = 1 << 20
 RECORDS = 10, 300, 20000
@@ -130,9 +120,7 @@ def read_measurement(kind, path):
 
 
 def opening_case(name, read, sources, limit=None, **content):
-    runs = {
-        kind: functools.partial(read, kind, sources.make(kind, **content)) for kind in stores()
-    }
+    runs = {kind: functools.partial(read, kind, sources.make(kind, **content)) for kind in stores()}
     return case_of(name, runs, limit, same_result=True)
 
 

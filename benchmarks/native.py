@@ -6,7 +6,6 @@ the types and sizes of its parameters beforehand, keeps its output variables and
 in one call.
 """
 
-import _ctypes
 import array
 import ctypes
 import importlib.util
@@ -15,6 +14,8 @@ import re
 import struct
 import tempfile
 import types
+
+import _ctypes
 
 try:
     import cffi

@@ -7,10 +7,9 @@ import re
 import statistics
 import threading
 
-import pyORV3
-
 import children
 import files
+import pyORV3
 from harness import Case, Row, Way, ratio_row
 from sources import CHANNEL_COUNT, LIVE_TIME, PEAKS, QarStore, SqliteStore, code_of, ok, stores
 

@@ -53,9 +53,7 @@ def save(source: qar.DataSource, contents: List[int], real_time: float) -> None:
     source.flush()  # from here on it is on the disk
 
 
-def acquire(
-    source: qar.DataSource, seconds: float, between_saves: float, seed: int = 417
-) -> None:
+def acquire(source: qar.DataSource, seconds: float, between_saves: float, seed: int = 417) -> None:
     detector = Detector(seed)
     contents, real_time = [0] * simulation.CHANNELS, 0.0
     while real_time < seconds:

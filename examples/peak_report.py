@@ -13,9 +13,9 @@ import sys
 
 import qar
 from qar.analysis import nuclide_library
+from qar.atomic_files import write_text
 from qar.display import layout, plot, report, tables
 from qar.transfer import conversion
-from qar.atomic_files import write_text
 
 LEAST_SIGNIFICANCE = 4.0  # sigma
 TOLERANCE = 1.0  # keV

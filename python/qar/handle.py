@@ -5,8 +5,8 @@ from typing import List, TypeVar, Union
 
 import pyORV3
 
-from .errors import QarError, check, logger, refuse
 from .enums import AccessMode, ControlCommand, SourceState
+from .errors import QarError, check, logger, refuse
 
 MODES = {
     "r": AccessMode.READ,
@@ -86,4 +86,6 @@ class OpenSource:
 
     @property
     def state(self) -> SourceState:
-        return SourceState(check(pyORV3.getStatus(self.handle), "asking for the state of", self.path))
+        return SourceState(
+            check(pyORV3.getStatus(self.handle), "asking for the state of", self.path)
+        )

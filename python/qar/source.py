@@ -6,17 +6,17 @@ from typing import Any, Dict, Iterable, Iterator, List, Mapping, Optional, Tuple
 
 import pyORV3
 
-from .analysis import known_lines, results
 from . import dictionary, values
-from .display import notebook
-from .analysis.results import Analysis, Nuclide
+from .analysis import known_lines, results
 from .analysis.calibration import Calibration
-from .dictionary import Key, Parameter
-from .errors import QarError, check, refuse
-from .optional_imports import required
-from .handle import INPUT, OpenSource
 from .analysis.known_lines import LineCalibration
+from .analysis.results import Analysis, Nuclide
+from .dictionary import Key, Parameter
+from .display import notebook
 from .enums import AccessMode, EnergySearch, NameSearch, ResultLevel
+from .errors import QarError, check, refuse
+from .handle import INPUT, OpenSource
+from .optional_imports import required
 from .status import BAD_ARGUMENTS, NO_VALUE, unsigned
 
 CALIBRATIONS = {
@@ -124,7 +124,9 @@ class DataSource(OpenSource):
         if dictionary.describe(key).per_entry is False:
             return 1
         answer = pyORV3.count(self.handle, dictionary.class_of(key), record)
-        return 0 if unsigned(answer[0]) in NO_VALUE else int(check(answer, "counting entries of", key))
+        return (
+            0 if unsigned(answer[0]) in NO_VALUE else int(check(answer, "counting entries of", key))
+        )
 
     def set_column(self, key: Key, column: Iterable[Any], record: int = 1) -> None:
         """Writes the entries of a record from the first on.
@@ -146,7 +148,9 @@ class DataSource(OpenSource):
         for parameter in dictionary.parameters_of(class_key):
             value = self.get(parameter.code, record)
             if value is not None:
-                yield parameter, self.column(parameter.code, record) if parameter.per_entry else value
+                yield parameter, self.column(
+                    parameter.code, record
+                ) if parameter.per_entry else value
 
     # ---- Records -------------------------------------------------------------------------------
 
@@ -348,7 +352,9 @@ class DataSource(OpenSource):
             return f"<qar.DataSource {self.path!r}, closed>"
         channels = self.get("QAR_L_CHANNELS")
         size = "no spectrum" if channels is None else f"{channels:,} channels"
-        access = "" if self.mode & AccessMode.WRITE or self.mode & AccessMode.CREATE else ", read only"
+        access = (
+            "" if self.mode & AccessMode.WRITE or self.mode & AccessMode.CREATE else ", read only"
+        )
         return f"<qar.DataSource {self.path!r}, {size}{access}>"
 
     def _repr_html_(self) -> str:

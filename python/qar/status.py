@@ -74,9 +74,7 @@ TABLE = (
     ),
     Status(0xECE99E48, "contextNotCreated", LIBRARY, "the library gave no context"),
     Status(0xECE99E49, "nodeRefused", LIBRARY, "the node cannot be used"),
-    Status(
-        0xECE99EA2, "openRefused", BAD_ARGUMENT, "opening refused: the name is no data source"
-    ),
+    Status(0xECE99EA2, "openRefused", BAD_ARGUMENT, "opening refused: the name is no data source"),
     Status(
         0xECE99EA3,
         "openRefusedByState",
@@ -95,9 +93,7 @@ TABLE = (
     Status(0xEBE88104, "readOnly", READ_ONLY, "the source was not opened for writing"),
     Status(0xEBE88105, "inUse", IN_USE, "another process writes the source"),
     Status(0xEBE88106, "fileNotFound", NOT_FOUND, "no file or input has this name"),
-    Status(
-        0xEBE88107, "fileExists", EXISTS, "a file of this name exists; it is never overwritten"
-    ),
+    Status(0xEBE88107, "fileExists", EXISTS, "a file of this name exists; it is never overwritten"),
     Status(
         0xEBE88108,
         "nameRefused",
@@ -161,10 +157,7 @@ TABLE = (
     ),
     Status(0xEBE88118, "damaged", DAMAGED, "the file's content does not hold together"),
     Status(
-        0xEBE88119,
-        "fileMoved",
-        SYSTEM,
-        "the file was moved, replaced or deleted while it was open",
+        0xEBE88119, "fileMoved", SYSTEM, "the file was moved, replaced or deleted while it was open"
     ),
     Status(0xEBE8811A, "noHandleLeft", SYSTEM, "no further context can be made"),
     Status(0xEBE8811B, "nodeRefusesContexts", LIBRARY, "the node record refuses contexts"),
@@ -182,9 +175,7 @@ TABLE = (
         "a path with a drive letter, which this system has not",
     ),
     # The engine's
-    Status(
-        0xE0610001, "badOption", BAD_ARGUMENT, "peak_search: the option word has unknown bits"
-    ),
+    Status(0xE0610001, "badOption", BAD_ARGUMENT, "peak_search: the option word has unknown bits"),
     Status(0xE0610002, "dataSourceRefused", ENGINE, "peak_search: no source has the handle"),
     Status(
         0xE0610003,

@@ -110,5 +110,7 @@ def make_spectrum(path, peak_height=2000, title="sample"):
     with qar.open(path, "x") as source:
         source.set_spectrum(counts)
         source.set_calibration((3.4961, 1.49582), (9.0, 0.02))
-        source.update({"QAR_C_MEASNAME": title, "QAR_D_LIVETIME": 100.0, "QAR_F_DEADTIME": float("inf")})
+        source.update(
+            {"QAR_C_MEASNAME": title, "QAR_D_LIVETIME": 100.0, "QAR_F_DEADTIME": float("inf")}
+        )
     return path

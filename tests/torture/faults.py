@@ -85,7 +85,12 @@ def call(world, step, kind=-1, nth=1, times=0):
     """The answer of the step, or None for MemoryError, and whether something failed."""
     method, arguments, _, kept = step
     given = tuple(world.get(item, item) if isinstance(item, str) else item for item in arguments)
-    function, answer, arm, disarm = getattr(pyORV3, method), None, shim.tortureArm, shim.tortureDisarm
+    function, answer, arm, disarm = (
+        getattr(pyORV3, method),
+        None,
+        shim.tortureArm,
+        shim.tortureDisarm,
+    )
     try:
         arm(kind, nth, times)
         answer = function(*given)
@@ -154,9 +159,16 @@ def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
         else:
             answer, _ = call(world, step)
         if reference is not None and answer != reference[index]:
-            raise Failed("%s step %d, %s, gives %.100r, not %.100r" % (
-                "the repeated" if index == fault_step else "the later", index, step[0], answer,
-                reference[index]))
+            raise Failed(
+                "%s step %d, %s, gives %.100r, not %.100r"
+                % (
+                    "the repeated" if index == fault_step else "the later",
+                    index,
+                    step[0],
+                    answer,
+                    reference[index],
+                )
+            )
         answers.append(answer)
     return answers
 
@@ -196,11 +208,15 @@ def main():
     for index, answer in enumerate(reference):
         if not succeeded(answer):
             raise Failed("step %d without a fault gives %r" % (index, answer))
-    faults = [(step, (kind, nth, times)) for step, kind, calls in counts
-              for nth in range(1, calls + 1) for times in (1, FAILURES_ON)]
+    faults = [
+        (step, (kind, nth, times))
+        for step, kind, calls in counts
+        for nth in range(1, calls + 1)
+        for times in (1, FAILURES_ON)
+    ]
     possible = len(faults)
     random.shuffle(faults)
-    del faults[wanted or possible:]
+    del faults[wanted or possible :]
     failed = 0
     for step, fault in faults:
         with torture.folder() as folder:
@@ -208,9 +224,21 @@ def main():
         if failure:
             failed += 1
             kind, nth, times = fault
-            print("FAILED %s: %s %d%s: %s" % (steps(folder)[step][0], shim.tortureKind(kind).decode(), nth,
-                                              "" if times == 1 else " on", failure), flush=True)
-    print("tried %d faults in the 27 methods\n%d are possible, %d failed" % (len(faults), possible, failed))
+            print(
+                "FAILED %s: %s %d%s: %s"
+                % (
+                    steps(folder)[step][0],
+                    shim.tortureKind(kind).decode(),
+                    nth,
+                    "" if times == 1 else " on",
+                    failure,
+                ),
+                flush=True,
+            )
+    print(
+        "tried %d faults in the 27 methods\n%d are possible, %d failed"
+        % (len(faults), possible, failed)
+    )
     return 1 if failed else 0
 
 

@@ -32,14 +32,17 @@ CLASSES = list(range(0x2000, 0x2008)) + [0x2010, 0x2FFF, 0x4005, 0x9999]
 
 # ---- Sound files -----------------------------------------------------------------------------------
 
+
 def write_sound_file(path, records):
     with torture.opened(path, CREATE) as handle:
+
         def put(code, value, record=1, entry=0):
             ok(pyORV3.setParameter(handle, code, value, record, entry), "setParameter")
+
         put(torture.LIVE_TIME, 100.0)
         put(torture.COMMENT, "sound " * 30)
         ok(pyORV3.createBlock(handle, torture.SPECTRUM, 1024), "createBlock")
-        peak = [int(2000 * 2.0 ** -((channel - 661) / 3.0) ** 2) + 20 for channel in range(1024)]
+        peak = [int(2000 * 2.0 ** -(((channel - 661) / 3.0) ** 2)) + 20 for channel in range(1024)]
         ok(pyORV3.setSpectrum(handle, tuple(peak), 0, 0), "setSpectrum")
         for entry, coefficient in enumerate((0.0, 1.0), start=1):
             put(0x20020001, coefficient, 1, entry)
@@ -54,10 +57,37 @@ def write_sound_file(path, records):
 
 # ---- Damage ----------------------------------------------------------------------------------------
 
-NUMBERS = ("0", "-1", "1", "2", "65535", "65536", "536870912", "536936464", "4294967295", "NULL",
-           "9223372036854775807", "-9223372036854775808", "1.5", "'text'", "8196", "8197", "16389")
-VALUES = ("x''", "zeroblob(8)", "x'0102'", "NULL", "'text'", "7", "zeroblob(300)", "zeroblob(262140)",
-          "zeroblob(300000)", "randomblob(1001)")
+NUMBERS = (
+    "0",
+    "-1",
+    "1",
+    "2",
+    "65535",
+    "65536",
+    "536870912",
+    "536936464",
+    "4294967295",
+    "NULL",
+    "9223372036854775807",
+    "-9223372036854775808",
+    "1.5",
+    "'text'",
+    "8196",
+    "8197",
+    "16389",
+)
+VALUES = (
+    "x''",
+    "zeroblob(8)",
+    "x'0102'",
+    "NULL",
+    "'text'",
+    "7",
+    "zeroblob(300)",
+    "zeroblob(262140)",
+    "zeroblob(300000)",
+    "randomblob(1001)",
+)
 
 
 def damage(content, kind, random):
@@ -67,39 +97,68 @@ def damage(content, kind, random):
     if kind == "bytes":
         area = min(random.choice((100, 4096, len(content))), len(content))
         for _ in range(random.choice((1, 1, 3, 20))):
-            content[random.randrange(area)] = random.choice((0, 1, 127, 128, 255, random.randrange(256)))
+            content[random.randrange(area)] = random.choice(
+                (0, 1, 127, 128, 255, random.randrange(256))
+            )
     elif kind == "pages":
-        content[first:first + 4096] = random.choice((
-            bytes(4096), b"\xff" * 4096, content[second:second + 4096], random.getrandbits(8 * 4096).to_bytes(4096, "little")))
+        content[first : first + 4096] = random.choice(
+            (
+                bytes(4096),
+                b"\xff" * 4096,
+                content[second : second + 4096],
+                random.getrandbits(8 * 4096).to_bytes(4096, "little"),
+            )
+        )
     elif random.random() < 0.5:
-        del content[random.choice((random.randrange(len(content)), first)):]
+        del content[random.choice((random.randrange(len(content)), first)) :]
     else:
         content += random.choice((b"\0", bytes(512), bytes(4096), bytes(100000), b"tail" * 1024))
 
 
 def changed_rows(random):
-    table, blob, *columns = random.choice((
-        ("block", "content", "class"), ("place", None, "class", "record", "entry"),
-        ("value", "bytes", "code", "record", "entry")))
-    where = " WHERE %s %s %s" % (random.choice(columns), random.choice("<>="), random.choice(NUMBERS[:4]))
+    table, blob, *columns = random.choice(
+        (
+            ("block", "content", "class"),
+            ("place", None, "class", "record", "entry"),
+            ("value", "bytes", "code", "record", "entry"),
+        )
+    )
+    where = " WHERE %s %s %s" % (
+        random.choice(columns),
+        random.choice("<>="),
+        random.choice(NUMBERS[:4]),
+    )
     row = [random.choice(NUMBERS) for _ in columns] + [random.choice(VALUES)] * bool(blob)
-    return random.choice((
-        "DELETE FROM %s%s" % (table, where),
-        "UPDATE OR IGNORE %s SET %s = %s%s" % (table, random.choice(columns), row[0], where),
-        "UPDATE OR IGNORE %s SET %s = %s%s" % (table, blob or columns[0], row[-1], where),
-        "INSERT OR REPLACE INTO %s VALUES(%s)" % (table, ", ".join(row))))
+    return random.choice(
+        (
+            "DELETE FROM %s%s" % (table, where),
+            "UPDATE OR IGNORE %s SET %s = %s%s" % (table, random.choice(columns), row[0], where),
+            "UPDATE OR IGNORE %s SET %s = %s%s" % (table, blob or columns[0], row[-1], where),
+            "INSERT OR REPLACE INTO %s VALUES(%s)" % (table, ", ".join(row)),
+        )
+    )
 
 
 # Changes of the schema that a curious user or another version might make; REPLACED stands for a
 # definition that is written into the schema in the place of a table's own.
 SCHEMA_CHANGES = (
-    "DROP TABLE value", "DROP TABLE block", "ALTER TABLE place RENAME TO places",
-    "ALTER TABLE value ADD COLUMN more", "ALTER TABLE block RENAME COLUMN content TO contents",
-    "CREATE INDEX by_record ON value(record)", "CREATE TABLE notes(text); INSERT INTO notes VALUES('x')",
-    "CREATE UNIQUE INDEX once ON value(record, entry, code)", "ANALYZE", "VACUUM",
-    "PRAGMA user_version = 2", "PRAGMA user_version = -1", "PRAGMA application_id = 1",
-    "PRAGMA page_size = 512; VACUUM", "PRAGMA page_size = 65536; VACUUM",
-    "PRAGMA auto_vacuum = FULL; VACUUM", "PRAGMA journal_mode = WAL",
+    "DROP TABLE value",
+    "DROP TABLE block",
+    "ALTER TABLE place RENAME TO places",
+    "ALTER TABLE value ADD COLUMN more",
+    "ALTER TABLE block RENAME COLUMN content TO contents",
+    "CREATE INDEX by_record ON value(record)",
+    "CREATE TABLE notes(text); INSERT INTO notes VALUES('x')",
+    "CREATE UNIQUE INDEX once ON value(record, entry, code)",
+    "ANALYZE",
+    "VACUUM",
+    "PRAGMA user_version = 2",
+    "PRAGMA user_version = -1",
+    "PRAGMA application_id = 1",
+    "PRAGMA page_size = 512; VACUUM",
+    "PRAGMA page_size = 65536; VACUUM",
+    "PRAGMA auto_vacuum = FULL; VACUUM",
+    "PRAGMA journal_mode = WAL",
     "DROP TABLE block; CREATE TABLE block(class, content)",
     "DELETE FROM sqlite_schema WHERE name = 'place'",
     "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema WHERE name = 'block') "
@@ -128,7 +187,9 @@ def run_sql(path, script):
 
 def make_mutant(path, random):
     """Changes the file; returns the kind of the change and what it was."""
-    kind = random.choice(("bytes", "bytes", "bytes", "pages", "cut", "rows", "rows", "schema", "journal"))
+    kind = random.choice(
+        ("bytes", "bytes", "bytes", "pages", "cut", "rows", "rows", "schema", "journal")
+    )
     script = ""
     if kind == "rows":
         script = ";".join(changed_rows(random) for _ in range(random.choice((1, 1, 2, 5))))
@@ -137,7 +198,7 @@ def make_mutant(path, random):
     elif kind == "journal":
         start = random.choice((b"", b"\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", b"x"))
         rest = random.getrandbits(8 * 5000).to_bytes(5000, "little")
-        pathlib.Path(path + "-journal").write_bytes(start + rest[:random.choice((0, 20, 5000))])
+        pathlib.Path(path + "-journal").write_bytes(start + rest[: random.choice((0, 20, 5000))])
     else:
         content = bytearray(pathlib.Path(path).read_bytes())
         damage(content, kind, random)
@@ -153,69 +214,88 @@ SLOW = "instr(hex(zeroblob(400000)), hex(zeroblob(200000)) || '1')"
 LARGE = "length(hex(zeroblob(300000000))) > 0"
 DOUBLED = ", ".join("g%d AS (g%d || g%d)" % (n, n - 1, n - 1) for n in range(1, 30))
 ENDLESS = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT "
-BLOCK, PLACE, VALUE = "class INTEGER PRIMARY KEY, content BLOB", \
-    "class INTEGER, record INTEGER, entry INTEGER, %sPRIMARY KEY(class, record, entry)", \
-    "code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL, %sPRIMARY KEY(code, record, entry)"
+BLOCK, PLACE, VALUE = (
+    "class INTEGER PRIMARY KEY, content BLOB",
+    "class INTEGER, record INTEGER, entry INTEGER, %sPRIMARY KEY(class, record, entry)",
+    "code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL, %sPRIMARY KEY(code, record, entry)",
+)
 
 
 def redefined(table, definition, more=""):
     """The table's definition replaced in the schema, its rows left as they are."""
     without = "" if table == "block" else " WITHOUT ROWID"
     text = "CREATE TABLE %s(%s)%s" % (table, definition, more or without)
-    return "UPDATE sqlite_schema SET sql = '%s' WHERE name = '%s'" % (text.replace("'", "''"), table)
+    return "UPDATE sqlite_schema SET sql = '%s' WHERE name = '%s'" % (
+        text.replace("'", "''"),
+        table,
+    )
 
 
 HOSTILE_SCHEMAS = {
     "CHECK that takes all time, block": redefined("block", BLOCK + ", CHECK(NOT %s)" % SLOW),
     "CHECK that takes all time, value": redefined("value", VALUE % ("CHECK(NOT %s), " % SLOW)),
     "CHECK that takes all memory": redefined("block", BLOCK + ", CHECK(%s)" % LARGE),
-    "CHECK with a comment before it": redefined("block", BLOCK + " /* content BLOB */, CHECK(NOT %s)" % SLOW),
+    "CHECK with a comment before it": redefined(
+        "block", BLOCK + " /* content BLOB */, CHECK(NOT %s)" % SLOW
+    ),
     "generated column, time": redefined("block", BLOCK + ", g AS (%s)" % SLOW),
     "generated column, not null": redefined("block", BLOCK + ", g NOT NULL AS (%s)" % SLOW),
     "generated column, memory": redefined("place", PLACE % ("g NOT NULL AS (%s), " % LARGE)),
     "generated columns that double": redefined(
-        "block", BLOCK + ", g0 AS ('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa'), " + DOUBLED +
-        ", g NOT NULL AS (g29)"),
+        "block",
+        BLOCK
+        + ", g0 AS ('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa'), "
+        + DOUBLED
+        + ", g NOT NULL AS (g29)",
+    ),
     "stored generated column": "DROP TABLE block; CREATE TABLE block(%s, "
-                               "g AS (length(content)) STORED)" % BLOCK,
+    "g AS (length(content)) STORED)" % BLOCK,
     "generated column in the place of ours": redefined(
-        "block", "class INTEGER PRIMARY KEY, content AS (zeroblob(300000000))"),
+        "block", "class INTEGER PRIMARY KEY, content AS (zeroblob(300000000))"
+    ),
     "default that takes all memory": redefined(
-        "value", (VALUE % "").replace("NOT NULL", "NOT NULL DEFAULT (zeroblob(900000000))")),
+        "value", (VALUE % "").replace("NOT NULL", "NOT NULL DEFAULT (zeroblob(900000000))")
+    ),
     "index on an expression": "CREATE INDEX slow ON block(length(content)); "
-        "UPDATE sqlite_schema SET sql = 'CREATE INDEX slow ON block(%s)' WHERE name = 'slow'"
-        % SLOW.replace("'", "''"),
+    "UPDATE sqlite_schema SET sql = 'CREATE INDEX slow ON block(%s)' WHERE name = 'slow'"
+    % SLOW.replace("'", "''"),
     "partial index": "CREATE INDEX slow ON value(record) WHERE record > 0; UPDATE sqlite_schema "
-        "SET sql = 'CREATE INDEX slow ON value(record) WHERE %s' WHERE name = 'slow'"
-        % SLOW.replace("'", "''"),
+    "SET sql = 'CREATE INDEX slow ON value(record) WHERE %s' WHERE name = 'slow'"
+    % SLOW.replace("'", "''"),
     "trigger before insertion": "CREATE TRIGGER t BEFORE INSERT ON value BEGIN DELETE FROM block; END",
     "trigger after deletion": "CREATE TRIGGER t AFTER DELETE ON value BEGIN INSERT INTO place "
-        + ENDLESS + "i, i, i FROM n; END",
+    + ENDLESS
+    + "i, i, i FROM n; END",
     "view in the place of block": "DROP TABLE block; CREATE VIEW block(class, content) AS "
-        + ENDLESS + "i, NULL FROM n",
+    + ENDLESS
+    + "i, NULL FROM n",
     "view in the place of value": "DROP TABLE value; "
-        "CREATE VIEW value(code, record, entry, bytes) AS " + ENDLESS + "i, i, i, i FROM n",
+    "CREATE VIEW value(code, record, entry, bytes) AS " + ENDLESS + "i, i, i, i FROM n",
     "view in the place of place": "DROP TABLE place; CREATE VIEW place(class, record, entry) AS "
-        + ENDLESS + "8196, i, 0 FROM n",
+    + ENDLESS
+    + "8196, i, 0 FROM n",
     "virtual table in the place of block": "DROP TABLE block; CREATE VIRTUAL TABLE block USING "
-        "fts5(class, content)",
+    "fts5(class, content)",
     "virtual table beside ours": "CREATE VIRTUAL TABLE search USING fts5(a)",
     "virtual table of unknown module": "INSERT INTO sqlite_schema VALUES('table', 'v', 'v', 0, "
-        "'CREATE VIRTUAL TABLE v USING nothing(x)')",
+    "'CREATE VIRTUAL TABLE v USING nothing(x)')",
     "statistics that lie": "ANALYZE; UPDATE sqlite_stat1 SET stat = '1 0 -1 99999999999999999999 x'",
     "statistics of many rows": "ANALYZE; INSERT INTO sqlite_stat1 WITH RECURSIVE n(i) AS "
-        "(SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) SELECT 'value', 'value', '1 1' FROM n",
-    "unknown collation": redefined("value", (VALUE % "").replace("entry INTEGER", "entry INTEGER COLLATE x")),
-    "foreign key": redefined("place", PLACE % "" + ", FOREIGN KEY(class) REFERENCES block(class) "
-                             "ON DELETE CASCADE"),
+    "(SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) SELECT 'value', 'value', '1 1' FROM n",
+    "unknown collation": redefined(
+        "value", (VALUE % "").replace("entry INTEGER", "entry INTEGER COLLATE x")
+    ),
+    "foreign key": redefined(
+        "place", PLACE % "" + ", FOREIGN KEY(class) REFERENCES block(class) " "ON DELETE CASCADE"
+    ),
     "many columns": redefined("block", BLOCK + "".join(", c%d" % n for n in range(1900))),
     "two thousand tables": "".join("CREATE TABLE t%d(a);" % n for n in range(2000)),
     "deep expression": redefined("block", BLOCK + ", CHECK(" + "(" * 900 + "1" + ")" * 900 + ")"),
     "long definition": redefined("block", BLOCK + ", CHECK('%s' <> '')" % ("x" * 900000)),
     "tables on one page": "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema "
-        "WHERE name = 'place') WHERE name = 'value'",
+    "WHERE name = 'place') WHERE name = 'value'",
     "a record number of every size": "INSERT OR IGNORE INTO place WITH RECURSIVE n(i) AS (SELECT 1 UNION "
-        "ALL SELECT i + 1 FROM n WHERE i < 70000) SELECT 8196, i, 0 FROM n",
+    "ALL SELECT i + 1 FROM n WHERE i < 70000) SELECT 8196, i, 0 FROM n",
     "huge block": "INSERT OR REPLACE INTO block VALUES(16389, zeroblob(100000000))",
     "huge spectrum": "INSERT OR REPLACE INTO block VALUES(8197, zeroblob(100000000))",
     "huge value": "INSERT OR REPLACE INTO value VALUES(0x20000011, 1, 0, zeroblob(30000000))",
@@ -230,12 +310,16 @@ HOSTILE_SCHEMAS = {
 
 # ---- What is done with each file -------------------------------------------------------------------
 
+
 def known_codes():
     """All codes of the dictionary, by class."""
     codes = {}
     for number in CLASSES:
-        codes[number] = [number << 16 | low for low in range(1, 0x120)
-                         if pyORV3.getParameterMetaData(0, number << 16 | low, "")[0] == 0]
+        codes[number] = [
+            number << 16 | low
+            for low in range(1, 0x120)
+            if pyORV3.getParameterMetaData(0, number << 16 | low, "")[0] == 0
+        ]
     return codes
 
 
@@ -248,35 +332,46 @@ def read_everything(handle, codes):
         for record in range(0, min(records, 200) + 2):
             entries = pyORV3.count(handle, number, record)[1] if record else 0
             answers.append(entries)
-            for code in codes[number][:1 if status else None]:  # a damaged class is read each time
-                answers += [pyORV3.getParameter(handle, code, record, entry)
-                            for entry in range(0, min(entries, 20) + 2)]
+            for code in codes[number][: 1 if status else None]:  # a damaged class is read each time
+                answers += [
+                    pyORV3.getParameter(handle, code, record, entry)
+                    for entry in range(0, min(entries, 20) + 2)
+                ]
     content["others"] = [
-        pyORV3.getSpectrum(handle, 0, 0), pyORV3.findNuclideByName(handle, "cs", 0),
-        pyORV3.findNuclideByEnergy(handle, 661.6, 2.0, 0)]
+        pyORV3.getSpectrum(handle, 0, 0),
+        pyORV3.findNuclideByName(handle, "cs", 0),
+        pyORV3.findNuclideByEnergy(handle, 661.6, 2.0, 0),
+    ]
     return {number: repr(answers) for number, answers in content.items()}
 
 
 def is_changed_elsewhere(before, after):
     """Whether more than what set_value sets is different: it may make the class's first record."""
     differ = {number for number in before if before[number] != after[number]}
-    read = [set(re.findall(r"\(0, [^)]*\)", content[torture.MEASUREMENT])) for content in (before, after)]
+    read = [
+        set(re.findall(r"\(0, [^)]*\)", content[torture.MEASUREMENT]))
+        for content in (before, after)
+    ]
     return differ - {torture.MEASUREMENT} or (read[0] ^ read[1]) - {"(0, 0)", "(0, 1)", "(0, 4711)"}
 
 
 def hash_of(folder):
-    return {file.name: hashlib.sha256(file.read_bytes()).digest()
-            for file in pathlib.Path(folder).iterdir()}
+    return {
+        file.name: hashlib.sha256(file.read_bytes()).digest()
+        for file in pathlib.Path(folder).iterdir()
+    }
 
 
 def timed(function):
     """The function, which ends the process when it takes too long."""
+
     def limited(*arguments):
         signal.setitimer(signal.ITIMER_PROF, SECONDS)
         try:
             return function(*arguments)
         finally:
             signal.setitimer(signal.ITIMER_PROF, 0)
+
     return limited
 
 
@@ -387,9 +482,13 @@ def try_within_memory(*arguments):
 def main():
     mutants, random = torture.arguments([300, 1])
     codes, failures = known_codes(), 0
-    makers = [lambda path, name=name, script=script:
-              ("hostile", name if run_sql(path, script) else name + " (partly made)")
-              for name, script in HOSTILE_SCHEMAS.items()]
+    makers = [
+        lambda path, name=name, script=script: (
+            "hostile",
+            name if run_sql(path, script) else name + " (partly made)",
+        )
+        for name, script in HOSTILE_SCHEMAS.items()
+    ]
     makers += [lambda path: make_mutant(path, random)] * mutants
     with torture.folder() as sound:
         for records in (2, 40):
@@ -404,8 +503,13 @@ def main():
                     failures += 1
                     print("FAILED %s %s: %s" % (kind, what, failure), flush=True)
                     if os.environ.get("TORTURE_KEEP"):
-                        shutil.copytree(folder, os.path.join(os.environ["TORTURE_KEEP"], str(failures)))
-    print("tried %d hostile schemas\ntried %d mutants\n%d failed" % (len(HOSTILE_SCHEMAS), mutants, failures))
+                        shutil.copytree(
+                            folder, os.path.join(os.environ["TORTURE_KEEP"], str(failures))
+                        )
+    print(
+        "tried %d hostile schemas\ntried %d mutants\n%d failed"
+        % (len(HOSTILE_SCHEMAS), mutants, failures)
+    )
     return 1 if failures else 0
 
 

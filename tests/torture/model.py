@@ -17,8 +17,23 @@ import time
 
 import pyORV3
 import torture
-from torture import (CREATE, IN_USE, NO_BLOCK, NO_ENTRY, NO_RECORD, NOT_FOUND, NOT_SET, PARAMETERS,
-                     READ, SPECTRUM, WRITE, Failed, content_of, ok, status_of)
+from torture import (
+    CREATE,
+    IN_USE,
+    NO_BLOCK,
+    NO_ENTRY,
+    NO_RECORD,
+    NOT_FOUND,
+    NOT_SET,
+    PARAMETERS,
+    READ,
+    SPECTRUM,
+    WRITE,
+    Failed,
+    content_of,
+    ok,
+    status_of,
+)
 
 TEXTS = {torture.COMMENT: 250, torture.NUCLIDE_NAME: 15, torture.RESULT_NAME: 15}
 LARGEST = 12  # records of a class that the operations aim at
@@ -42,10 +57,14 @@ class Model:
 
     def content(self):
         """As torture.content_of gives it of a source."""
-        content = {number: [[values.get(code) for code in codes] +
-                            [[entry.get(code) for code in entry_codes] for entry in entries]
-                            for values, entries in self.records(number)]
-                   for number, (codes, entry_codes) in PARAMETERS.items()}
+        content = {
+            number: [
+                [values.get(code) for code in codes]
+                + [[entry.get(code) for code in entry_codes] for entry in entries]
+                for values, entries in self.records(number)
+            ]
+            for number, (codes, entry_codes) in PARAMETERS.items()
+        }
         content[SPECTRUM] = self.spectrum
         return repr(content)
 
@@ -137,7 +156,11 @@ class Model:
 
     def setSpectrum(self, channels, *_):
         stored = self.spectrum or []
-        size = rounded(len(channels)) if self.spectrum is None else min(rounded(len(channels)), len(stored))
+        size = (
+            rounded(len(channels))
+            if self.spectrum is None
+            else min(rounded(len(channels)), len(stored))
+        )
         self.spectrum = (list(channels) + [0] * size)[:size] + stored[size:]
         return 0
 
@@ -150,9 +173,12 @@ class Model:
         return NOT_FOUND, 0
 
     def findNuclideByEnergy(self, energy, tolerance, _):
-        lines = [(abs(entry[torture.LINE_ENERGY] - energy), record)
-                 for record, (_, entries) in enumerate(self.records(torture.NUCLIDES), start=1)
-                 for entry in entries if torture.LINE_ENERGY in entry]
+        lines = [
+            (abs(entry[torture.LINE_ENERGY] - energy), record)
+            for record, (_, entries) in enumerate(self.records(torture.NUCLIDES), start=1)
+            for entry in entries
+            if torture.LINE_ENERGY in entry
+        ]
         distance, record = min(lines, key=lambda line: line[0], default=(tolerance + 1, 0))
         return (0, record) if distance <= tolerance else (NOT_FOUND, 0)
 
@@ -167,11 +193,13 @@ class Model:
         return 0
 
     def moveRecordsTo(self, target, number, record, into):
-        if not (1 <= record <= len(self.records(number))
-                and 1 <= into <= len(target.records(number)) + 1):
+        if not (
+            1 <= record <= len(self.records(number))
+            and 1 <= into <= len(target.records(number)) + 1
+        ):
             return NO_RECORD
         moved = copy.deepcopy(self.records(number)[record - 1])
-        target.classes.setdefault(number, [])[into - 1:into] = [moved]
+        target.classes.setdefault(number, [])[into - 1 : into] = [moved]
         return 0
 
 
@@ -194,15 +222,22 @@ class Run:
     def call(self, name, function, *arguments):
         """Calls the function; a source's name among the arguments stands for the source."""
         expected = getattr(self.models[name], function)(
-            *[self.models.get(item, item) if item in self.NAMES else item for item in arguments])
+            *[self.models.get(item, item) if item in self.NAMES else item for item in arguments]
+        )
         if self.folder:
             reads = isinstance(expected, tuple) and name == "first" and self.number % 2
-            answer = getattr(pyORV3, function)(self.handles["reader" if reads else name], *[
-                self.handles[item] if item in self.NAMES else item for item in arguments])
-            found = (status_of(answer), answer[1]) if isinstance(answer, tuple) else status_of(answer)
+            answer = getattr(pyORV3, function)(
+                self.handles["reader" if reads else name],
+                *[self.handles[item] if item in self.NAMES else item for item in arguments]
+            )
+            found = (
+                (status_of(answer), answer[1]) if isinstance(answer, tuple) else status_of(answer)
+            )
             if found != expected:
-                raise Failed("step %d, %s%.60r gives %.200r, expected %.200r"
-                             % (self.number, function, arguments, found, expected))
+                raise Failed(
+                    "step %d, %s%.60r gives %.200r, expected %.200r"
+                    % (self.number, function, arguments, found, expected)
+                )
 
     def value_of(self, code):
         if code in TEXTS:
@@ -234,13 +269,24 @@ class Run:
 
     def check(self):
         for name, handle in self.handles.items():
-            expected, found = self.models["first" if name == "reader" else name].content(), content_of(handle)
+            expected, found = self.models[
+                "first" if name == "reader" else name
+            ].content(), content_of(handle)
             if found != expected:
-                raise Failed("step %d, %s holds %.600s, expected %.600s" % (self.number, name, found, expected))
+                raise Failed(
+                    "step %d, %s holds %.600s, expected %.600s"
+                    % (self.number, name, found, expected)
+                )
 
     def step(self):
-        random, name, other = self.random, self.random.choice(("first",) + self.NAMES), self.random.choice(self.NAMES)
-        number, entry = random.choice(list(PARAMETERS) + [torture.NUCLIDES] * 2), random.choice((0, 0, 1, 2, 3))
+        random, name, other = (
+            self.random,
+            self.random.choice(("first",) + self.NAMES),
+            self.random.choice(self.NAMES),
+        )
+        number, entry = random.choice(list(PARAMETERS) + [torture.NUCLIDES] * 2), random.choice(
+            (0, 0, 1, 2, 3)
+        )
         record = random.randrange(min(len(self.models[name].records(number)) + 2, LARGEST))
         code, size = random.choice(sum(PARAMETERS[number], [])), random.randrange(1, 700)
         block, choice = random.choice((number, SPECTRUM)), random.random()
@@ -256,16 +302,37 @@ class Run:
         elif choice < 0.32:
             self.call(name, "setParameter", code, self.value_of(code), record, entry)
         else:
-            self.call(name, *random.choice([("getParameter", code, record, entry)] * 5 + [
-                ("count", number, record), ("count", SPECTRUM, 0), ("getSpectrum", 0, 0),
-                ("findNuclideByName", random.choice("abcx"), 0),
-                ("findNuclideByEnergy", float(random.randrange(2000)), 300.0, 0),
-                ("deleteBlock", block), ("deleteLevel", random.choice((1, 2))),
-                ("createBlock", block, size), ("copyTo", other, random.choice((0, number))),
-                ("setSpectrum", tuple(random.randrange(-9, 2**31) for _ in range(size)), 0, 0)] + [
-                ("insert", number, record, entry), ("insert", number, record, 0),
-                ("delete", number, record, entry), ("delete", number, record, 0),
-                ("moveRecordsTo", other, number, record, random.randrange(1, 4))] * 2))
+            self.call(
+                name,
+                *random.choice(
+                    [("getParameter", code, record, entry)] * 5
+                    + [
+                        ("count", number, record),
+                        ("count", SPECTRUM, 0),
+                        ("getSpectrum", 0, 0),
+                        ("findNuclideByName", random.choice("abcx"), 0),
+                        ("findNuclideByEnergy", float(random.randrange(2000)), 300.0, 0),
+                        ("deleteBlock", block),
+                        ("deleteLevel", random.choice((1, 2))),
+                        ("createBlock", block, size),
+                        ("copyTo", other, random.choice((0, number))),
+                        (
+                            "setSpectrum",
+                            tuple(random.randrange(-9, 2**31) for _ in range(size)),
+                            0,
+                            0,
+                        ),
+                    ]
+                    + [
+                        ("insert", number, record, entry),
+                        ("insert", number, record, 0),
+                        ("delete", number, record, entry),
+                        ("delete", number, record, 0),
+                        ("moveRecordsTo", other, number, record, random.randrange(1, 4)),
+                    ]
+                    * 2
+                )
+            )
         self.number += 1
 
     def close(self):
@@ -280,6 +347,7 @@ class Run:
 
 # ---- Killed processes ------------------------------------------------------------------------------
 
+
 class Worker:
     """A forked process that works until it is killed, with what it has reported so far."""
 
@@ -288,7 +356,9 @@ class Worker:
         self.process = os.fork()
         if self.process == 0:
             try:
-                run = Run(seed, folder, reopens, lambda text: os.write(write_end, (text + "\n").encode()))
+                run = Run(
+                    seed, folder, reopens, lambda text: os.write(write_end, (text + "\n").encode())
+                )
                 run.report("begun - 0")
                 for _ in range(STEPS_TO_DIE_IN):
                     run.step()
@@ -308,12 +378,15 @@ class Worker:
         except BlockingIOError:
             pass
         if "failed" in self.text:
-            raise Failed("the process to be killed: " + self.text[self.text.index("failed"):])
+            raise Failed("the process to be killed: " + self.text[self.text.index("failed") :])
 
     def last(self, kind, name):
         """The step of the last report of this kind on a source; -1 without one."""
-        steps = [int(line.split()[2]) for line in self.text.split("\n")[:-1]
-                 if line.startswith("%s %s " % (kind, name))]
+        steps = [
+            int(line.split()[2])
+            for line in self.text.split("\n")[:-1]
+            if line.startswith("%s %s " % (kind, name))
+        ]
         return steps[-1] if steps else -1
 
     def kill(self):
@@ -345,16 +418,26 @@ def kill_one(seed, folder, random):
         while time.monotonic() < end and random.random() < 0.8:
             worker.read()
             name = random.choice(Run.NAMES)
-            check_saved(paths[name], plan.saved[name], worker.last("saved", name), STEPS_TO_DIE_IN,
-                        "the second process")
+            check_saved(
+                paths[name],
+                plan.saved[name],
+                worker.last("saved", name),
+                STEPS_TO_DIE_IN,
+                "the second process",
+            )
             if not reopens and status_of(pyORV3.open(paths[name], WRITE, 1, "")) != IN_USE:
                 raise Failed("a second writer is let in")
         time.sleep(max(0, end - time.monotonic()))
     finally:
         worker.kill()
     for name, path in paths.items():
-        check_saved(path, plan.saved[name], worker.last("saved", name), worker.last("saving", name),
-                    "the next process")
+        check_saved(
+            path,
+            plan.saved[name],
+            worker.last("saved", name),
+            worker.last("saving", name),
+            "the next process",
+        )
         with torture.opened(path, WRITE) as handle:
             ok(pyORV3.setParameter(handle, torture.LIVE_TIME, 1.0, 1, 0), "writing after a kill")
     if len(os.listdir(folder)) != len(paths):

@@ -25,10 +25,14 @@ ROUNDS = 14
 
 # ---- The run that is recorded ---------------------------------------------------------------------
 
+
 def write_state(handle, number):
     """Content of several classes that follows from one number."""
     ok(pyORV3.setParameter(handle, torture.LIVE_TIME, float(number), 1, 0), "setParameter")
-    ok(pyORV3.setParameter(handle, torture.COMMENT, "state %d " % number * 12, 1, 0), "setParameter")
+    ok(
+        pyORV3.setParameter(handle, torture.COMMENT, "state %d " % number * 12, 1, 0),
+        "setParameter",
+    )
     ok(pyORV3.setSpectrum(handle, tuple(range(number, number + 256)), 0, 0), "setSpectrum")
     for record in range(1, number % 5 + 3):
         ok(pyORV3.setParameter(handle, torture.NUCLIDE_NAME, "N-%d" % number, record, 0))
@@ -43,7 +47,8 @@ def state_of(handle):
     expected = {
         torture.MEASUREMENT: [[float(number), "state %d " % number * 12]],
         torture.NUCLIDES: [["N-%d" % number, [100.0 * number]]] * (number % 5 + 2),
-        torture.PEAKS: [], torture.RESULTS: [],
+        torture.PEAKS: [],
+        torture.RESULTS: [],
         torture.SPECTRUM: list(range(number, number + 256)),
     }
     if number == 0:  # created, and nothing saved yet
@@ -76,6 +81,7 @@ def record_run(folder, mark):
 
 # ---- What a drive may hold -------------------------------------------------------------------------
 
+
 class File:
     """A file's content: that on the drive, and what was done since its last sync."""
 
@@ -85,7 +91,7 @@ class File:
 
     def write(self, offset, data):
         for start in range(0, len(data), SECTOR):
-            self.pending.append((offset + start, data[start:start + SECTOR]))
+            self.pending.append((offset + start, data[start : start + SECTOR]))
 
     def content(self, kept):
         content = bytearray(self.synced)
@@ -143,8 +149,11 @@ class Drive:
         names = dict(self.synced_names)
         for change in filter(names_kept, self.pending):
             names.update(change)
-        return {os.path.basename(name): file.content(data_kept)
-                for name, file in names.items() if file is not None}
+        return {
+            os.path.basename(name): file.content(data_kept)
+            for name, file in names.items()
+            if file is not None
+        }
 
 
 def changes_of(log):
@@ -167,9 +176,16 @@ def cut_states(log, random):
             (saved if kind == "saved" else under_way)[name] = int(state)
         else:
             drive.apply(line, data)
-        for names, contents in ((nothing, nothing), (nothing, everything), (everything, nothing),
-                                (everything, everything), (part, part), (part, part),
-                                (everything, part), (part, nothing)):
+        for names, contents in (
+            (nothing, nothing),
+            (nothing, everything),
+            (everything, nothing),
+            (everything, everything),
+            (part, part),
+            (part, part),
+            (everything, part),
+            (part, nothing),
+        ):
             files = drive.folder(names, contents)
             state = (number if line.startswith("mark") else 0, tuple(sorted(files.items())))
             if hash(state) not in seen:
@@ -178,6 +194,7 @@ def cut_states(log, random):
 
 
 # ---- After the cut ---------------------------------------------------------------------------------
+
 
 def check_file(path, last_saved, under_way):
     for mode in (READ, WRITE):
@@ -213,8 +230,11 @@ def main():
     with torture.folder() as folder:
         log, run, cut = (os.path.join(folder, name) for name in ("log", "run", "cut"))
         os.mkdir(run)
-        subprocess.run([sys.executable, "-B", __file__, "--record", run], check=True,
-                       env=dict(os.environ, TORTURE_LOG=log, TORTURE_FOLDER=run))
+        subprocess.run(
+            [sys.executable, "-B", __file__, "--record", run],
+            check=True,
+            env=dict(os.environ, TORTURE_LOG=log, TORTURE_FOLDER=run),
+        )
         states = list(cut_states(log, random))
         possible = len(states)
         for moment, *state in random.sample(states, min(wanted, possible) or possible):
@@ -225,8 +245,10 @@ def main():
                 failed += 1
                 print("FAILED at %s: %s" % (moment, failure))
             shutil.rmtree(cut)
-    print("tried %d power cuts\n%d are possible, %d failed" % (
-        min(wanted, possible) or possible, possible, failed))
+    print(
+        "tried %d power cuts\n%d are possible, %d failed"
+        % (min(wanted, possible) or possible, possible, failed)
+    )
     return 1 if failed else 0
 
 

@@ -17,7 +17,13 @@ LIVE_TIME, COMMENT = 0x20000011, 0x2000001C
 NUCLIDE_NAME, LINE_ENERGY, LINE_YIELD = 0x20040001, 0x20040010, 0x20040011
 PEAK_ENERGY, RESULT_NAME = 0x20060001, 0x20070001
 IN_USE, NOT_SET, NO_RECORD, NO_ENTRY, NO_BLOCK, NOT_FOUND = (
-    0xEBE88105, 0xEBE88110, 0xEBE8810C, 0xEBE8810D, 0xEBE88102, 0xEBE88115)
+    0xEBE88105,
+    0xEBE88110,
+    0xEBE8810C,
+    0xEBE8810D,
+    0xEBE88102,
+    0xEBE88115,
+)
 
 # The parameters that the tests write, by class: those of a record, those of its entries.
 PARAMETERS = {
@@ -54,6 +60,7 @@ def opened(path, mode=READ):
 
 def content_of(handle):
     """All that the tests write, as text; None stands for a value that is not set."""
+
     def value(code, record, entry):
         status, found = pyORV3.getParameter(handle, code, record, entry)
         return ok((status, found), "getParameter") if status_of(status) != NOT_SET else None
@@ -61,10 +68,13 @@ def content_of(handle):
     content = {}
     for number, (codes, entry_codes) in PARAMETERS.items():
         content[number] = [
-            [value(code, record, 0) for code in codes] +
-            [[value(code, record, entry) for code in entry_codes]
-             for entry in range(1, ok(pyORV3.count(handle, number, record)) + 1)]
-            for record in range(1, ok(pyORV3.count(handle, number, 0)) + 1)]
+            [value(code, record, 0) for code in codes]
+            + [
+                [value(code, record, entry) for code in entry_codes]
+                for entry in range(1, ok(pyORV3.count(handle, number, record)) + 1)
+            ]
+            for record in range(1, ok(pyORV3.count(handle, number, 0)) + 1)
+        ]
     status, channels = pyORV3.getSpectrum(handle, 0, 0)
     content[SPECTRUM] = list(channels) if status == 0 else None
     return repr(content)
@@ -73,7 +83,9 @@ def content_of(handle):
 @contextlib.contextmanager
 def folder():
     """A folder that goes in the end; in memory where the system has that."""
-    path = tempfile.mkdtemp(prefix="torture-", dir="/dev/shm" if os.path.isdir("/dev/shm") else None)
+    path = tempfile.mkdtemp(
+        prefix="torture-", dir="/dev/shm" if os.path.isdir("/dev/shm") else None
+    )
     try:
         yield os.path.realpath(path)
     finally:
@@ -106,7 +118,7 @@ def arguments(defaults):
     """The numbers of the command line in the place of the defaults, the last of them, the seed, as
     a generator of random numbers."""
     numbers = [int(given) for given in sys.argv[1:]]
-    numbers += defaults[len(numbers):]
+    numbers += defaults[len(numbers) :]
     print("seed %d" % numbers[-1], flush=True)
     return numbers[:-1] + [random.Random(numbers[-1])]
 

@@ -15,10 +15,10 @@ import csv
 import os
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
 
-from .results import GammaLine, Nuclide
 from ..atomic_files import Path
 from ..formats import FormatError, parsing
 from ..formats.measurement import reading
+from .results import GammaLine, Nuclide
 
 MOST_LINES = 200000
 

@@ -1,7 +1,18 @@
 """The analysis of a spectrum: a nuclide library in, an engine, its results as plain records out."""
 
 import warnings
-from typing import TYPE_CHECKING, Any, Dict, Iterable, List, NamedTuple, Optional, Tuple, Type, TypeVar
+from typing import (
+    TYPE_CHECKING,
+    Any,
+    Dict,
+    Iterable,
+    List,
+    NamedTuple,
+    Optional,
+    Tuple,
+    Type,
+    TypeVar,
+)
 
 import pyORV3
 

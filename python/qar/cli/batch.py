@@ -25,9 +25,9 @@ from typing import (
 )
 
 from .. import optional_imports
-from .file_analysis import COLUMNS, Options, Outcome, Row, failure_text, outcome
 from ..atomic_files import Path, write_text
 from ..formats import FormatError
+from .file_analysis import COLUMNS, Options, Outcome, Row, failure_text, outcome
 
 FOLDER_SUFFIXES = (".qar", ".spe", ".n42")
 """Which files of a folder are analysed; others only where they are named."""

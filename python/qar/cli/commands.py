@@ -12,17 +12,17 @@ import sys
 import tempfile
 from typing import Any, Dict, Iterator, List, Sequence, Tuple
 
-from . import batch
 from .. import dictionary, status
-from ..transfer import conversion, dictionary_extension, dump, salvage
 from ..analysis import nuclide_library
-from ..display import layout, plot, report, tables, terminal
-from .file_analysis import COLUMNS, Options, analyse, failure_text
-from ..errors import QarError
 from ..atomic_files import new_file, refuse_taken, write_text
+from ..display import layout, plot, report, tables, terminal
+from ..errors import QarError
 from ..formats import FORMATS, FormatError, Measurement
 from ..source import DataSource
 from ..source import open as open_source
+from ..transfer import conversion, dictionary_extension, dump, salvage
+from . import batch
+from .file_analysis import COLUMNS, Options, analyse, failure_text
 
 DONE, PARTLY, FAILED = 0, 1, 2
 

@@ -6,12 +6,12 @@ import shutil
 import tempfile
 from typing import Any, Generator, List, NamedTuple, Optional, Tuple
 
-from ..transfer import conversion
-from ..display import layout, report
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
 from ..atomic_files import new_file, write_text
+from ..display import layout, report
 from ..source import DataSource
 from ..source import open as open_source
+from ..transfer import conversion
 
 Row = List[str]
 

@@ -10,12 +10,12 @@ import os
 import sys
 from typing import Any, Callable, Dict, List, NoReturn, Optional, Tuple
 
-from . import commands
 from .. import dictionary
-from .file_analysis import failure_text
-from .commands import FAILED
 from ..errors import QarError
 from ..formats import FORMATS, FormatError
+from . import commands
+from .commands import FAILED
+from .file_analysis import failure_text
 
 _INTERRUPTED = 130
 _EPILOG = (

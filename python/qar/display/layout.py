@@ -3,8 +3,8 @@
 import math
 from typing import List, NamedTuple, Sequence, Tuple
 
-from ..analysis.results import Peak
 from ..analysis.calibration import Calibration
+from ..analysis.results import Peak
 from .tables import SIGMAS_PER_FWHM, is_known
 
 # Blue and vermilion, which everybody tells apart; the curves differ in width as well.

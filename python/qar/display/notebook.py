@@ -32,7 +32,8 @@ def _points(channels: Sequence[int]) -> str:
     """The largest content in each column of pixels, with a logarithmic scale."""
     edges = [len(channels) * column // WIDTH for column in range(WIDTH + 1)]
     heights = [
-        math.log10(max(1, *channels[low : max(high, low + 1)])) for low, high in zip(edges, edges[1:])
+        math.log10(max(1, *channels[low : max(high, low + 1)]))
+        for low, high in zip(edges, edges[1:])
     ]
     top = max(max(heights), 1)
     return " ".join(

@@ -4,9 +4,9 @@ import textwrap
 from typing import Any, Sequence
 
 from .. import optional_imports
-from . import layout
 from ..analysis.results import Peak
-from .layout import Axis, FIT_COLOUR, SPECTRUM_COLOUR
+from . import layout
+from .layout import FIT_COLOUR, SPECTRUM_COLOUR, Axis
 
 _INCHES, _DOTS_PER_INCH = (11.0, 5.5), 130
 _LABEL_SPACING = 0.0145  # of the width of the axis

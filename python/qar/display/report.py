@@ -5,10 +5,10 @@ import os
 from html import escape
 from typing import Any, Iterator, List, Sequence, Tuple
 
-from . import layout, tables
 from ..analysis.results import Analysis
-from .layout import Axis, FIT_COLOUR, SPECTRUM_COLOUR
 from ..source import DataSource
+from . import layout, tables
+from .layout import FIT_COLOUR, SPECTRUM_COLOUR, Axis
 from .tables import Column
 
 _WIDTH, _HEIGHT = 1120, 470

@@ -12,7 +12,7 @@ from fractions import Fraction
 from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import calibrations, parsing
-from .measurement import FormatError, MOST_CHANNELS, Measurement, checked
+from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
 
 _LONGEST_LINE = 4096
 _MOST_LINES_BEFORE = 1000

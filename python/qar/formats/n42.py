@@ -221,7 +221,9 @@ def _coefficients_2006(
         if equation is None or model != "Polynomial" or unit not in units:
             notes.append(f"left out: the {kind} calibration, {model} in {unit}")
             return []
-        numbers = parsing.exact_list(equation.text_of("Coefficients"), calibrations.MOST_COEFFICIENTS)
+        numbers = parsing.exact_list(
+            equation.text_of("Coefficients"), calibrations.MOST_COEFFICIENTS
+        )
         return [number * units[unit] for number in numbers]
     return []
 
@@ -299,9 +301,7 @@ def _energy_of_boundaries(text: str, channels: int, notes: List[str]) -> Tuple[f
     half = calibrations.printed_tolerance(min(text.split()[:64], key=len))
     least = max(abs(edges[0]), abs(edges[-1]), Fraction(1)) / 10**9
     points = calibrations.Points(
-        [Fraction(channel) for channel in range(channels)],
-        middles,
-        [min(half, least)] * channels,
+        [Fraction(channel) for channel in range(channels)], middles, [min(half, least)] * channels
     )
     fit = calibrations.polynomial_through(points, range(1, 5))
     if not fit.exact:

@@ -8,7 +8,7 @@ from decimal import Decimal
 from fractions import Fraction
 from typing import Iterator, List, Optional
 
-from .measurement import FormatError, MOST_CHANNELS, MOST_COUNTS
+from .measurement import MOST_CHANNELS, MOST_COUNTS, FormatError
 
 MOST_BYTES = 64 << 20
 """Larger files are not read."""

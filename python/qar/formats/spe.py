@@ -13,7 +13,7 @@ from fractions import Fraction
 from typing import Dict, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import calibrations, parsing
-from .measurement import FormatError, MOST_CHANNELS, Measurement, checked
+from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
 
 _DETECTOR, _INSTRUMENT, _START = "DETDESC#", "INSTRUMENT#", "START#"
 _CARRIED = {

@@ -14,9 +14,9 @@ from datetime import timedelta, timezone
 from typing import Dict, Iterator, List, Set, Tuple
 
 from .. import dictionary, formats
+from ..atomic_files import Path, new_file
 from ..dictionary import Key
 from ..errors import NotFoundError
-from ..atomic_files import Path, new_file
 from ..formats import FormatError, Measurement
 from ..formats.measurement import checked
 from ..source import DataSource

@@ -18,18 +18,19 @@ from typing import Any, Counter, Dict, Iterator, List, NamedTuple, Optional, Tup
 import pyORV3
 
 from .. import dictionary
+from ..atomic_files import Path, new_file
 from ..dictionary import Parameter
 from ..errors import NotFoundError, QarError, check
-from .conversion import write_date
-from ..atomic_files import Path, new_file
 from ..formats import FormatError
 from ..formats.measurement import reading
 from ..formats.parsing import read_file
 from ..source import DataSource
 from ..source import open as open_source
-from ..status import NO_VALUE, unsigned
+from ..status import NO_VALUE
 from ..status import describe as describe_status
+from ..status import unsigned
 from ..values import MOST_CHANNELS
+from .conversion import write_date
 
 Document = Dict[str, Any]
 

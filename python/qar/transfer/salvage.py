@@ -5,13 +5,13 @@ from typing import Dict, List, NamedTuple
 import pyORV3
 
 from .. import dictionary
-from .dump import HIGHEST_CLASS, SPECTRUM_CLASS
-from ..errors import QarError, check, error_for
 from ..atomic_files import Path, new_file
+from ..errors import QarError, check, error_for
 from ..source import DataSource
 from ..source import open as open_source
 from ..status import DAMAGED
 from ..status import describe as describe_status
+from .dump import HIGHEST_CLASS, SPECTRUM_CLASS
 
 
 def verify(path: Path) -> None:

@@ -15,10 +15,10 @@ import unittest
 
 import qar.cli.workers
 import support
-from qar import optional_imports, formats
-from qar.cli import file_analysis, batch
-from qar.transfer import conversion
+from qar import formats, optional_imports
+from qar.cli import batch, file_analysis
 from qar.cli.file_analysis import COLUMNS, Options
+from qar.transfer import conversion
 
 FILES = 8
 
@@ -27,7 +27,9 @@ FILES = 8
 def started(*arguments):
     """A process of this Python that is killed in the end."""
     process = subprocess.Popen(
-        [sys.executable, "-B", "-m", *arguments], stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL
+        [sys.executable, "-B", "-m", *arguments],
+        stderr=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
     )
     try:
         yield
@@ -82,7 +84,9 @@ class Batch(support.TestCase):
         files = sorted(glob.glob(str(self.folder / "in" / "[0-9]*")))
         self.assertEqual([row["file"] for row in rows], [file for file in files for _ in range(4)])
         (first,) = file_analysis.analyse("in/0.qar", Options())
-        self.assertEqual([row["net area"] for row in rows[:2]], [repr(p.area) for p in first.analysis.peaks])
+        self.assertEqual(
+            [row["net area"] for row in rows[:2]], [repr(p.area) for p in first.analysis.peaks]
+        )
         self.assertEqual(self.analyse("b.csv", "--jobs", "2"), table)
         self.assertEqual([name for name in self.names() if "partial" in name or name[0] == "."], [])
         self.assertIn("File exists", self.analyse("a.csv", code=2))
@@ -115,11 +119,15 @@ class Batch(support.TestCase):
         self.assertEqual(support.run(*command, "-o", "a.csv", "--report", "out").code, 0)
         self.assertEqual((self.folder / "in" / "0.qar").read_bytes(), before)
         ran = support.run(*command)
-        self.assertEqual((ran.code, [line[-12:] for line in ran.err[-2:]]), (1, [" File exists"] * 2))
+        self.assertEqual(
+            (ran.code, [line[-12:] for line in ran.err[-2:]]), (1, [" File exists"] * 2)
+        )
         self.assertEqual(sorted(os.listdir("out")), ["0.html", "0.qar", "1.html", "1.qar"])
         self.assertIn("0.qar: 1,024 channels", self.read("out/0.html"))
         for options, code in ((("--force",), 0), ((), 2)):
-            self.assertEqual(support.run("analyse", "in/1.n42", "--into", "out", *options).code, code)
+            self.assertEqual(
+                support.run("analyse", "in/1.n42", "--into", "out", *options).code, code
+            )
         same = support.run("analyse", "in/0.qar", "x/0.n42", "--into", "out", "-o", "b.csv")
         self.assertEqual((same.code, "the same name" in same.err[0]), (2, True))
 

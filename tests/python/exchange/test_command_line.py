@@ -40,7 +40,9 @@ FAILURES = (  # arguments, what the one line says
     ("salvage none.qar b.qar", "no file or input"),
     ("status word", "no status"),
 )
-SPECTRUM = '<RadMeasurement><Spectrum id="%s"><ChannelData>%d 2</ChannelData></Spectrum></RadMeasurement>'
+SPECTRUM = (
+    '<RadMeasurement><Spectrum id="%s"><ChannelData>%d 2</ChannelData></Spectrum></RadMeasurement>'
+)
 TWO = "<RadInstrumentData>" + SPECTRUM % ("A", 5) + SPECTRUM % ("B", 6) + "</RadInstrumentData>"
 
 WRONG_LIBRARIES = (
@@ -84,26 +86,46 @@ class CommandLine(support.TestCase):
 
     def test_several_spectra_give_a_file_each_or_the_named_one(self):
         self.assertEqual(support.run("convert", "two.n42", "x.qar").code, 0)
-        self.assertEqual(support.run("convert", "two.n42", "y.csv", "--spectrum", "B").out, "y.csv\n")
-        found = [qar.transfer.conversion.read_any(name)[0].counts for name in ("x-A.qar", "x-B.qar", "y.csv")]
+        self.assertEqual(
+            support.run("convert", "two.n42", "y.csv", "--spectrum", "B").out, "y.csv\n"
+        )
+        found = [
+            qar.transfer.conversion.read_any(name)[0].counts
+            for name in ("x-A.qar", "x-B.qar", "y.csv")
+        ]
         self.assertEqual(found, [(5, 2), (6, 2), (6, 2)])
         ran = support.run("convert", "--to", "csv", "--into", "empty", "none.spe", "two.n42")
         self.assertEqual((ran.code, sorted(os.listdir("empty"))), (1, ["two-A.csv", "two-B.csv"]))
         self.assertIn("8 counts", support.run("show", "two.n42", "--spectrum", "B").out)
-        self.assertEqual(support.run("convert", "two.n42", "y.csv", "--spectrum", "A", "--force").code, 0)
+        self.assertEqual(
+            support.run("convert", "two.n42", "y.csv", "--spectrum", "A", "--force").code, 0
+        )
 
     def test_calibrates_analyses_and_shows(self):
-        text = self.run_well("calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228")
-        self.assertRegex(text, r"energy: 3\.496\d+ 1\.4958(.|\n)*1173\.228 +782\.000 ± 0\.017 +4\.675 ")
+        text = self.run_well(
+            "calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228"
+        )
+        self.assertRegex(
+            text, r"energy: 3\.496\d+ 1\.4958(.|\n)*1173\.228 +782\.000 ± 0\.017 +4\.675 "
+        )
         command = ["analyse", "a.qar", "-l", self.write("library.csv", support.LIBRARY)]
-        text = self.run_well(*command, "--set", "qar_d_peaklimit=5", "--limit", "6", "--tolerance", "2")
+        text = self.run_well(
+            *command, "--set", "qar_d_peaklimit=5", "--limit", "6", "--tolerance", "2"
+        )
         self.assertRegex(text, r"2 peaks(.|\n)*661\.\d+ ± 0\.0\d+ .*Cs-137(.|\n)*2 nuclides")
         shown = json.loads(self.run_well("show", "a.qar", "--json"))
         self.assertEqual([peak["nuclide"] for peak in shown["peaks"]], ["Cs-137", "Co-60"])
         values = [shown["parameters"][name] for name in ("QAR_D_PEAKLIMIT", "QAR_F_DEADTIME")]
         self.assertEqual((values, len(shown["counts"])), ([6.0, None], 1024))
         text = self.run_well("show", "a.qar")
-        for part in ("QAR_D_LIVETIME", "100 s", "2 nuclides in the library", "Co-60", "keV", "counts"):
+        for part in (
+            "QAR_D_LIVETIME",
+            "100 s",
+            "2 nuclides in the library",
+            "Co-60",
+            "keV",
+            "counts",
+        ):
             self.assertIn(part, text)
 
     def test_a_report_is_one_file_in_which_texts_stay_texts_and_labels_apart(self):
@@ -133,13 +155,19 @@ class CommandLine(support.TestCase):
         self.assertTrue(all(b - a >= 4 for a, b in zip(shifted, shifted[1:])), shifted)
         self.assertEqual(sorted(found, key=lambda label: label.position), found)
         self.assertTrue(3 <= shifted[0] and shifted[-1] <= 98, shifted)
-        peaks = [qar.Peak(centroid=c, fwhm=4, area=80, left=c - 9, right=c + 9) for c in (50, 30, 40)]
+        peaks = [
+            qar.Peak(centroid=c, fwhm=4, area=80, left=c - 9, right=c + 9) for c in (50, 30, 40)
+        ]
         (curve,) = layout.fitted_curves([5] * 100, peaks, axis.calibration)
-        self.assertEqual((curve.channels[0], curve.channels[-1], round(max(curve.counts))), (21, 59, 24))
+        self.assertEqual(
+            (curve.channels[0], curve.channels[-1], round(max(curve.counts))), (21, 59, 24)
+        )
         (curve,) = layout.residuals([5] * 44 + [500] + [5] * 55, peaks, axis.calibration)
         self.assertEqual(max(zip(curve.counts, curve.channels))[1], 45)
         self.assertEqual(layout.ticks(0, 10, 5), [0, 2, 4, 6, 8, 10])
-        self.assertIn("</svg>", report.svg([5], qar.Analysis((), ()), axis))  # one channel has no width
+        self.assertIn(
+            "</svg>", report.svg([5], qar.Analysis((), ()), axis)
+        )  # one channel has no width
         *_, marks, _ = terminal.plot([1] * 1000, layout.axis_of(qar.Calibration()))
         self.assertEqual(marks[-1], "+")  # that of channel 1000
 
@@ -187,7 +215,9 @@ class CommandLine(support.TestCase):
         self.assertEqual([len(nuclide.lines) for nuclide in nuclides], [1, 2, 1])
         self.assertAlmostEqual(nuclides[0].half_life / 9.4829e8, 1, places=4)
         self.assertEqual(nuclides[2].half_life, 19.9 * 60)
-        self.assertEqual([line.key for n in nuclides for line in n.lines], [True, None, False, None])
+        self.assertEqual(
+            [line.key for n in nuclides for line in n.lines], [True, None, False, None]
+        )
         written = self.write("m.csv", nuclide_library.text_of(nuclides))
         self.assertEqual(nuclide_library.read(written), nuclides)
         for content, said in WRONG_LIBRARIES:

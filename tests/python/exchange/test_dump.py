@@ -98,7 +98,11 @@ class Dump(support.TestCase):
             source["QAR_C_MEASNAME"] = "x"
             qar.errors.check(qar.source.pyORV3.createBlock(source.handle, 0x4005, 9), "making")
             self.assertRegex(dump.dump(source)["not_reached"][0], "VORLAGEOM")
-        values = {"QAR_L_CHANNELS": 2**40, "QAR_C_NOSUCH": 1, "QAR_T_ACQSTART": "2040-01-01T00:00:00Z"}
+        values = {
+            "QAR_L_CHANNELS": 2**40,
+            "QAR_C_NOSUCH": 1,
+            "QAR_T_ACQSTART": "2040-01-01T00:00:00Z",
+        }
         classes = [{"class": 0x2000, "records": [{"values": values}]}]
         parameters = {"QAR_C_NOSUCH": {"code": qar.constants.QAR_D_LIVETIME, "type": "str"}}
         document = {"classes": classes, "spectrum": [1] * 40000, "parameters": parameters}
@@ -121,7 +125,9 @@ class Dump(support.TestCase):
         command = ("-m", "qar", "dump", "suite.qar", "-o", "a.json", "--dictionary", "ours.json")
         self.assertEqual(self.python(*command, **theirs), "")
         made = {p["name"]: p for p in json.loads(self.read("ours.json"))["parameters"]}
-        self.assertEqual((made["QAR_L_STEPS"]["scope"], made["QAR_C_ROOM"]["length"]), ("entry", 255))
+        self.assertEqual(
+            (made["QAR_L_STEPS"]["scope"], made["QAR_C_ROOM"]["length"]), ("entry", 255)
+        )
         for command in (("load", "a.json", "b.qar"), ("dump", "b.qar", "-o", "b.json")):
             self.assertEqual(self.python("-m", "qar", *command, **ours), "")
         first, second = (json.loads(self.read(name))["classes"] for name in ("a.json", "b.json"))
@@ -130,10 +136,14 @@ class Dump(support.TestCase):
         self.assertEqual(first[2]["records"][0]["entries"], entries)
 
     def test_an_extension_with_any_fault_adds_nothing(self):
-        said = self.python("-c", TRY_EXTENSION, ORV_DICTIONARY=self.write("e.json", json.dumps(EXTENSION)))
+        said = self.python(
+            "-c", TRY_EXTENSION, ORV_DICTIONARY=self.write("e.json", json.dumps(EXTENSION))
+        )
         self.assertEqual(said.strip(), "QAR_D_HUMIDITY")
         others = EXTENSION["parameters"][1:]
-        faulty = [json.dumps({**EXTENSION, "parameters": [{**HUMIDITY, **c}, *others]}) for c in UNUSABLE]
+        faulty = [
+            json.dumps({**EXTENSION, "parameters": [{**HUMIDITY, **c}, *others]}) for c in UNUSABLE
+        ]
         for content in [*faulty, *NO_EXTENSIONS]:
             extension = {"ORV_DICTIONARY": self.write("e.json", content), "PYORV3_TRACE": "-"}
             output = self.python("-c", TRY_EXTENSION, code=1, **extension)

@@ -10,8 +10,8 @@ from datetime import datetime, timezone
 import qar
 import support
 from qar import atomic_files, formats
-from qar.transfer import conversion
 from qar.formats import calibrations, parsing
+from qar.transfer import conversion
 from support import FULL
 
 N42 = '<RadInstrumentData><RadMeasurement><Spectrum id="s">%s</Spectrum></RadMeasurement></RadInstrumentData>'
@@ -154,7 +154,11 @@ class Formats(support.TestCase):
         notes = "; ".join(conversion.store(late, "a.qar"))
         self.assertRegex(notes, "title.*become.*title is cut off at 64.*left out: the start")
         self.assertEqual(conversion.load("a.qar").title, "?" * 64)
-        cases = (((1,) * 40000, "40,000 channels"), ((2**31,), "has 2147483648"), ((), "no channels"))
+        cases = (
+            ((1,) * 40000, "40,000 channels"),
+            ((2**31,), "has 2147483648"),
+            ((), "no channels"),
+        )
         for counts, said in cases:
             with self.assertRaisesRegex(formats.FormatError, said):
                 conversion.store(FULL._replace(counts=counts), "b.qar")
@@ -169,7 +173,9 @@ class Formats(support.TestCase):
             source.update({"QAR_F_AMPGAIN": 2.0, "QAR_D_PEAKENERGY": 5.0})
             source.append({"QAR_D_PEAKENERGY": 6.0})
             notes = "; ".join(conversion.measurement_of(source).notes)
-        self.assertRegex(notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$")
+        self.assertRegex(
+            notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$"
+        )
 
     def test_give_each_spectrum_a_name_of_its_own(self):
         named = [FULL._replace(name=name) for name in ("a/1", "A_1", "a_1", "../x")]

@@ -6,7 +6,6 @@ import double
 import pyORV3
 from double import FAILED, FAILURE, signed
 
-
 ENERGIES = struct.pack("<ff", 1332.5, -0.1)
 
 
@@ -57,7 +56,9 @@ class OneCall(double.TestCase):
 
     # Result, word of the library, what the script sees.
     STATES = [
-        (0, 0x0001FFFF, (0, -1)), (0, 0xFFFF7FFF, (0, 32767)), (FAILURE, 0x00000003, (FAILED, 0)),
+        (0, 0x0001FFFF, (0, -1)),
+        (0, 0xFFFF7FFF, (0, 32767)),
+        (FAILURE, 0x00000003, (FAILED, 0)),
     ]
 
     def test_state_is_a_signed_16_bit_number(self):
@@ -76,12 +77,25 @@ class OneCall(double.TestCase):
 class CreateBlock(double.TestCase):
     # Class argument and size, and what the library gets: sizes of spectra are rounded.
     BLOCKS = [
-        (0x20000007, 257, 0x2000, 257), (0x00010000, -5, 1, -5), (0xFFFF, 3, 0xFFFF, 3),
-        (signed(0xFFFF0003), 0, 0xFFFF, 0), (0x2005FFFF, -5, 0x2005, 256),
-        *((0x2005, size, 0x2005, rounded) for size, rounded in [
-            (0, 256), (256, 256), (257, 512), (1024, 1024), (1025, 2048), (8191, 8192),
-            (16384, 16384), (16385, 32768), (100000, 32768),
-        ]),
+        (0x20000007, 257, 0x2000, 257),
+        (0x00010000, -5, 1, -5),
+        (0xFFFF, 3, 0xFFFF, 3),
+        (signed(0xFFFF0003), 0, 0xFFFF, 0),
+        (0x2005FFFF, -5, 0x2005, 256),
+        *(
+            (0x2005, size, 0x2005, rounded)
+            for size, rounded in [
+                (0, 256),
+                (256, 256),
+                (257, 512),
+                (1024, 1024),
+                (1025, 2048),
+                (8191, 8192),
+                (16384, 16384),
+                (16385, 32768),
+                (100000, 32768),
+            ]
+        ),
     ]
 
     def test_class_is_the_high_half_where_there_is_one_and_spectra_have_round_sizes(self):
@@ -92,9 +106,12 @@ class CreateBlock(double.TestCase):
 
     # Result of the library; of its error query and the code there (None: not asked); the status.
     FAILURES = [
-        (5, None, 0xE0000005), (-3, None, 0xE0400199),
-        (-1, (0, 0x500010), 0xE0400199), (-1, (0, 0x270010), 0xEBE80010),
-        (-1, (7, 0x270010), 0xE0000067), (-1, (-2, 0x270010), 0xE0400199),
+        (5, None, 0xE0000005),
+        (-3, None, 0xE0400199),
+        (-1, (0, 0x500010), 0xE0400199),
+        (-1, (0, 0x270010), 0xEBE80010),
+        (-1, (7, 0x270010), 0xE0000067),
+        (-1, (-2, 0x270010), 0xE0400199),
     ]
 
     def test_failure_is_resolved_by_the_error_query(self):

@@ -15,8 +15,13 @@ ENTRY_POINT_NOT_FOUND = signed(0xE000007F)
 class NativeEngine(double.TestCase):
     # What the entry point returns, and the status.
     RESULTS = {
-        0: 0, 0x00610005: 0xE0610005, 0xFF61FFFF: 0xE061FFFF, 0x00618001: 0xE0618001,
-        0x00500001: 0xE0400199, 0x00270010: 0xEBE80010, 5: 0xE0000005,
+        0: 0,
+        0x00610005: 0xE0610005,
+        0xFF61FFFF: 0xE061FFFF,
+        0x00618001: 0xE0618001,
+        0x00500001: 0xE0400199,
+        0x00270010: 0xEBE80010,
+        5: 0xE0000005,
     }
 
     def test_runs_with_the_two_values_and_is_released(self):

@@ -84,9 +84,12 @@ class Open(double.TestCase):
 
     # Result of the library's open, its state word (None: not asked for), status, released or not.
     RESULTS = [
-        (0x300022, None, 0xECE99EA2, True), (0x500001, 0x1FF, 0, False),
-        (0x500001, 0x200, 0xECE99EA3, True), (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
-        (0x500001, b"\0\0\0\0\0\2", 0, False), (0x500002, None, 0xE0400199, True),
+        (0x300022, None, 0xECE99EA2, True),
+        (0x500001, 0x1FF, 0, False),
+        (0x500001, 0x200, 0xECE99EA3, True),
+        (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
+        (0x500001, b"\0\0\0\0\0\2", 0, False),
+        (0x500002, None, 0xE0400199, True),
         (0x270010, None, 0xEBE80010, True),
     ]
 

@@ -20,8 +20,20 @@ class FromTheDictionary(double.TestCase):
         (0x00000023, ("BARE_DATE", "A date whose code has no class", 0x23, 0x23, "Date")),
     ]
     TYPES = {
-        2: "byte", 6: "byte", 3: "short", 7: "short", 8: "long", 9: "longlong", 10: "float",
-        14: "str", 24: "str", 27: "double", 192: "double", 35: "Date", 5: "", 0x10008: "",
+        2: "byte",
+        6: "byte",
+        3: "short",
+        7: "short",
+        8: "long",
+        9: "longlong",
+        10: "float",
+        14: "str",
+        24: "str",
+        27: "double",
+        192: "double",
+        35: "Date",
+        5: "",
+        0x10008: "",
     }
 
     def test_type_has_its_name(self):

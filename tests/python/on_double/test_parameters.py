@@ -36,18 +36,26 @@ class Word(str):
 class Values(double.TestCase):
     # Parameter, value, and the bytes that either becomes of the other.
     BOTH_WAYS = [
-        (BYTE, True, b"\1"), (SHORT, 65535, b"\xff\xff"), (WORD, 0x1234, b"\x34\x12"),
-        (LONG, -(2**31), b"\0\0\0\x80"), (LONGLONG, -2, b"\xfe" + b"\xff" * 7),
-        (FLOAT, 1.5, struct.pack("<f", 1.5)), (DOUBLE, 0.1, struct.pack("<d", 0.1)),
-        (QUANTITY, -1e300, struct.pack("<d", -1e300)), (TEXT, "", b"\0"),
-        (TEXT, "\u20ac \u00e9", b"\x80 \xe9\0"), (LONG_TEXT, "x" * 40, b"x" * 40 + b"\0"),
+        (BYTE, True, b"\1"),
+        (SHORT, 65535, b"\xff\xff"),
+        (WORD, 0x1234, b"\x34\x12"),
+        (LONG, -(2**31), b"\0\0\0\x80"),
+        (LONGLONG, -2, b"\xfe" + b"\xff" * 7),
+        (FLOAT, 1.5, struct.pack("<f", 1.5)),
+        (DOUBLE, 0.1, struct.pack("<d", 0.1)),
+        (QUANTITY, -1e300, struct.pack("<d", -1e300)),
+        (TEXT, "", b"\0"),
+        (TEXT, "\u20ac \u00e9", b"\x80 \xe9\0"),
+        (LONG_TEXT, "x" * 40, b"x" * 40 + b"\0"),
         (DATE, "2024-01-24T21:02:12.125Z", date(5212846932.125)),
         (BARE_DATE, "1970-01-01T00:00:01.000Z", date(3506716801)),
     ]
     READ = [
-        (FLAG, False, b"\0\1"), (LONG, -1, b"\xff" * 5),
+        (FLAG, False, b"\0\1"),
+        (LONG, -1, b"\xff" * 5),
         (FLOAT, struct.unpack("<f", struct.pack("<f", 0.1))[0], struct.pack("<f", 0.1)),
-        (TEXT, "peak", b"peak\0rest"), (DATE, "1970-01-01T00:00:00.000Z", b""),
+        (TEXT, "peak", b"peak\0rest"),
+        (DATE, "1970-01-01T00:00:00.000Z", b""),
         (DATE, "1970-01-01T00:00:00.000Z", date(math.nan)),
         (DATE, "1970-01-01T00:00:00.000Z", date(-math.inf)),
         (DATE, "1970-01-01T00:00:00.000Z", date(EPOCH - 0.1)),
@@ -55,11 +63,14 @@ class Values(double.TestCase):
         (DATE, "9999-12-31T23:59:59.000Z", date(EPOCH + 253402300800)),
     ]
     WRITTEN = [
-        (BYTE, 300, b"\x2c"), (FLAG, -1, b"\xff"), (WORD, 0x12345, b"\x45\x23"),
+        (BYTE, 300, b"\x2c"),
+        (FLAG, -1, b"\xff"),
+        (WORD, 0x12345, b"\x45\x23"),
         (QUANTITY, -3, struct.pack("<d", -3)),
         (TEXT, "a\u65e5b", b"a?b\0"),  # the code page lacks the character
         (TEXT, "\U0001f600x", (b"??x" if os.name == "nt" else b"?x") + b"\0"),
-        (TEXT, "peak\0rest", b"peak\0"), (TEXT, Word("peak"), b"peak\0"),
+        (TEXT, "peak\0rest", b"peak\0"),
+        (TEXT, Word("peak"), b"peak\0"),
         (LONG_TEXT, "x" * 5000, b"x" * 5000 + b"\0"),
     ]
 
@@ -124,13 +135,18 @@ class Values(double.TestCase):
 class DateTexts(double.TestCase):
     # A text, its seconds since 1970 and the parts of 100 ns.
     GOOD = [
-        ("2024-01-24T21:02:12.000Z", 1706130132, 0), ("2024-01-24T21:02", 1706130120, 0),
+        ("2024-01-24T21:02:12.000Z", 1706130132, 0),
+        ("2024-01-24T21:02", 1706130120, 0),
         ("2024-01-24T21:02:12.5Z", 1706130132, 5000000),
         ("2024-01-24T21:02:12.345", 1706130132, 3450003),  # in single precision
-        ("2024-01-24T21:02:12+01:00", 1706126532, 0), ("2024-01-24T21:02:12-0330", 1706142732, 0),
-        ("2024-01-24T21:02:12-00:30", 1706131932, 0), ("2024-01-24T21:02:12+05", 1706112132, 0),
-        (" 2024-1-24T 21: 2: 12", 1706130132, 0), ("2023-02-31T00:00Z", 1677801600, 0),
-        ("1970-01-01T00:00:00Z", 0, 0), ("2038-01-19T03:14:07Z", 2147483647, 0),
+        ("2024-01-24T21:02:12+01:00", 1706126532, 0),
+        ("2024-01-24T21:02:12-0330", 1706142732, 0),
+        ("2024-01-24T21:02:12-00:30", 1706131932, 0),
+        ("2024-01-24T21:02:12+05", 1706112132, 0),
+        (" 2024-1-24T 21: 2: 12", 1706130132, 0),
+        ("2023-02-31T00:00Z", 1677801600, 0),
+        ("1970-01-01T00:00:00Z", 0, 0),
+        ("2038-01-19T03:14:07Z", 2147483647, 0),
     ]
     BAD = (
         "|T|now|24.01.2024|2024-01-24|2024-01T21:02|2024-01-24T|2024-01-24T21|2024-13-01T00:00|"
@@ -181,10 +197,14 @@ class Calls(double.TestCase):
 class Dictionary(double.TestCase):
     # What the dictionary says, the buffer size, and the status.
     SIZES = [
-        ({"type": 8, "size": 0x10004}, 5, 0), ({"type": 8, "size": 3}, 4, 0),
-        ({"type": 8, "size": 2}, 3, BAD_ARGUMENTS), ({"type": 9, "size": 6}, 7, BAD_ARGUMENTS),
-        ({"type": 35, "size": 4}, 5, BAD_ARGUMENTS), ({"type": 14, "size": 99, "length": 7}, 9, 0),
-        ({"type": 24, "length": 0xFFFF}, 1, 0), ({"type": 27, "size": 65535}, 65536, 0),
+        ({"type": 8, "size": 0x10004}, 5, 0),
+        ({"type": 8, "size": 3}, 4, 0),
+        ({"type": 8, "size": 2}, 3, BAD_ARGUMENTS),
+        ({"type": 9, "size": 6}, 7, BAD_ARGUMENTS),
+        ({"type": 35, "size": 4}, 5, BAD_ARGUMENTS),
+        ({"type": 14, "size": 99, "length": 7}, 9, 0),
+        ({"type": 24, "length": 0xFFFF}, 1, 0),
+        ({"type": 27, "size": 65535}, 65536, 0),
         *(({"type": unknown, "size": 4}, 5, BAD_ARGUMENTS) for unknown in (0, 5, 0x10008)),
     ]
 
@@ -193,7 +213,9 @@ class Dictionary(double.TestCase):
             with self.case(description):
                 describe_other(**description)
                 self.assertEqual(pyORV3.getParameter(5, OTHER, 1, 1)[0], status)
-                self.assertEqual(double.calls_of_library(), [("SOrvGetParam", 5, OTHER, 1, 1, size)])
+                self.assertEqual(
+                    double.calls_of_library(), [("SOrvGetParam", 5, OTHER, 1, 1, size)]
+                )
         for unknown in (0, 5, 0x10008):
             with self.case(unknown):
                 describe_other(type=unknown, size=4)

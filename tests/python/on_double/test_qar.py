@@ -9,7 +9,7 @@ import qar
 from double import FAILURE, FOR_EVER
 from qar import formats
 from qar.cli import main
-from qar.transfer import dictionary_extension, dump, conversion, salvage
+from qar.transfer import conversion, dictionary_extension, dump, salvage
 
 HANDLE = 7
 NO_VALUE, NO_ENTRY, DAMAGED = 0x8110, 0x810D, 0x8118
@@ -39,7 +39,9 @@ class Package(TestCase):
                 self.assertEqual(source[name, 2, 3], value)
                 self.assertIsNone(qar.dictionary.describe(name).per_entry)
         described = qar.dictionary.describe("DATE")
-        self.assertEqual((described.code, described.type_name, described.unit), (0x70023, "Date", ""))
+        self.assertEqual(
+            (described.code, described.type_name, described.unit), (0x70023, "Date", "")
+        )
         self.assertEqual(qar.dictionary.parameters_of("TEXT")[0].name, "BYTE")
         self.assertEqual(qar.dictionary.class_of(qar.dictionary.signed(0x90000001)), 0x9000)
         with self.assertRaises(qar.NotFoundError):
@@ -86,7 +88,9 @@ class Exchange(TestCase):
             ("TEXT", 1, 1, b"peak\0"), ("TEXT", 2, 1, b"p\xe4k\0"), ("LONG", 2, 2, b"\x05\0\0\0"),
             ("DOUBLE", 2, 1, b"\0\0\0\0\0\0\xf0\x7f"),  # infinity
         )  # fmt: skip
-        codes = {name: qar.dictionary.describe(name).code for name in ("TEXT", "LONG", "DOUBLE", "FLOAT")}
+        codes = {
+            name: qar.dictionary.describe(name).code for name in ("TEXT", "LONG", "DOUBLE", "FLOAT")
+        }
         for name, record, entry, buffer in values:
             place = {"code": codes[name], "record": record, "entry": entry}
             double.answer("SOrvGetParam", when=place, buffer=buffer, times=FOR_EVER)

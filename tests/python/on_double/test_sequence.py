@@ -55,7 +55,9 @@ def calls(*functions):
 
 def written():
     """What was written, without the zero bytes behind texts: parameter and value."""
-    return [(one["code"], one["value"].rstrip(b"\0")) for one in double.arguments("OrvParameterWrite")]
+    return [
+        (one["code"], one["value"].rstrip(b"\0")) for one in double.arguments("OrvParameterWrite")
+    ]
 
 
 class Order(double.TestCase):
@@ -76,9 +78,13 @@ class Order(double.TestCase):
             hold(DESTINATION, code, b"own")
         referenced = 1004  # the diagnostics of the refused write take two contexts
         for context, code, text in [
-            (SOURCE, MANDATORY, b"a"), (SOURCE, OPTIONAL, b"b"), (SOURCE, SWITCH, b"Yes"),
-            (SOURCE, FILE_NAME, b"x"), (referenced, 0x200000B6, b"c"),
-            (referenced, 0x2010004C, b"d"), (SOURCE, FIRST, b"e"),
+            (SOURCE, MANDATORY, b"a"),
+            (SOURCE, OPTIONAL, b"b"),
+            (SOURCE, SWITCH, b"Yes"),
+            (SOURCE, FILE_NAME, b"x"),
+            (referenced, 0x200000B6, b"c"),
+            (referenced, 0x2010004C, b"d"),
+            (SOURCE, FIRST, b"e"),
         ]:
             hold(context, code, text)
         describe(DESTINATION, SECOND)
@@ -189,7 +195,9 @@ class Classes(double.TestCase):
 
     def chunks(self):
         """The numbers of the chunks written."""
-        return [int(call["buffer"][4:].rstrip(b"\0")) for call in double.arguments("OrvWriteUFBlock")]
+        return [
+            int(call["buffer"][4:].rstrip(b"\0")) for call in double.arguments("OrvWriteUFBlock")
+        ]
 
     def test_the_whole_chunks_of_the_geometry_block_are_transferred(self):
         for total, count in [(0, 0), (300, 0), (511, 0), (512, 1), (1000, 1), (1024, 2)]:
@@ -202,8 +210,10 @@ class Classes(double.TestCase):
 
     def test_a_failed_geometry_chunk_ends_it_and_the_copy_goes_on(self):
         for function, when, count in [
-            ("OrvReadUFBlock", {"offset": 1024}, 2), ("OrvWriteUFBlock", {}, 1),
-            ("OrvReadUFBlock", {"offset": 0}, 0), ("OrvCreateBlock", {"classCode": 0x4005}, 9),
+            ("OrvReadUFBlock", {"offset": 1024}, 2),
+            ("OrvWriteUFBlock", {}, 1),
+            ("OrvReadUFBlock", {"offset": 0}, 0),
+            ("OrvCreateBlock", {"classCode": 0x4005}, 9),
         ]:
             with self.case(function, when):
                 double.answer(function, -7, when=when)
@@ -224,7 +234,10 @@ class ReferencedFile(double.TestCase):
         (("OrvNodeEnumeration", 9, {}, {}), [UNBOUND, NODE, NO_UNBOUND]),
         (("OrvNodeEnumeration", 0, {}, {"refusal": b"no licence"}), [UNBOUND, NODE, NO_UNBOUND]),
         (("OrvCreateDSC2", -2, {"identity": b""}, {}), CONTEXT),
-        (("OrvCreateDSC2", 5, {"identity": b""}, {"context": 1005}), CONTEXT + [("OrvContextDeletion", 1005)]),
+        (
+            ("OrvCreateDSC2", 5, {"identity": b""}, {"context": 1005}),
+            CONTEXT + [("OrvContextDeletion", 1005)],
+        ),
     ]
 
     def test_is_left_alone_where_it_is_not_wanted_or_does_not_open(self):
@@ -261,20 +274,26 @@ class Layouts(double.TestCase):
         self.assertEqual(self.moved(kind, content, 14), [text.ljust(41, b"\0")])
         single = floating if abs(floating) < 3e38 else math.copysign(math.inf, floating)
         for other, unit, expected in [
-            (2, "<B", flag), (3, "<h", short), (8, "<i", number), (9, "<q", large),
-            (10, "<f", floating if math.isnan(floating) else single), (27, "<d", floating),
+            (2, "<B", flag),
+            (3, "<h", short),
+            (8, "<i", number),
+            (9, "<q", large),
+            (10, "<f", floating if math.isnan(floating) else single),
+            (27, "<d", floating),
         ]:
             self.assertEqual(self.moved(kind, content, other), [struct.pack(unit, expected)], other)
 
     LARGEST, LOWEST = 2**63 - 1, -(2**63)
     # Type and value; text, flag, numbers of 16, 32 and 64 bits, and floating-point number.
     NUMBERS = [
-        (1, 5, b"1", 1, 1, 1, 1, 1), (2, 0, b"0", 0, 0, 0, 0, 0),
+        (1, 5, b"1", 1, 1, 1, 1, 1),
+        (2, 0, b"0", 0, 0, 0, 0, 0),
         (3, 65535, b"65535", 1, -1, 65535, 65535, 65535),
         (8, 2**32 - 1, b"-1", 1, -1, -1, 4294967295, 4294967295),
         (9, -5000000000, b"-5e+09", 1, 3584, -705032704, -5000000000, -5000000000),
         (9, 123456789, b"1.23457e+08", 1, -13035, 123456789, 123456789, 123456789),
-        (10, -2.75, b"-2.75", 1, -2, -2, -2, -2.75), (10, 0, b"0", 0, 0, 0, 0, 0),
+        (10, -2.75, b"-2.75", 1, -2, -2, -2, -2.75),
+        (10, 0, b"0", 0, 0, 0, 0, 0),
         (10, 3.1415927410125732, b"3.14159", 1, 3, 3, 3, 3.1415927410125732),
         (27, 0.1, b"0.1", 1, 0, 0, 0, 0.1),
         (27, 2147483648, b"2.14748e+09", 1, 32767, 2147483647, 2147483648, 2147483648),
@@ -282,8 +301,16 @@ class Layouts(double.TestCase):
         (27, 2.0**63, b"9.22337e+18", 1, 32767, 2147483647, LARGEST, 2.0**63),
         (27, -9.3e18, b"-9.3e+18", 1, -32768, -2147483648, LOWEST, -9.3e18),
         (27, math.nan, b"nan", 1, 0, 0, 0, math.nan),
-        (35, 5212846932.5, b"2024-01-24T21:02:12.500Z", 1, 32767, 2147483647, 5212846932,
-         5212846932.5),
+        (
+            35,
+            5212846932.5,
+            b"2024-01-24T21:02:12.500Z",
+            1,
+            32767,
+            2147483647,
+            5212846932,
+            5212846932.5,
+        ),
     ]
 
     def test_numbers_change_their_type(self):
@@ -295,30 +322,44 @@ class Layouts(double.TestCase):
     # What texts are as a number of 64 bits, as a floating-point number and as a flag.
     TEXTS = [
         (0, 0, 0, [b"", b"+-8", b"- 8", b"0", b"0x10", b"inf", b"-nan", b"No", b"false", b" true"]),
-        (0, 0, 0, [b"0.01e-999", b"0." + ZEROS + b"1"]), (0, 0, 1, [b"Yes", b"true"]),
-        (0, 0.5, 0, [b".5"]), (0, -2.5, 0, [b"-.25e1x"]), (1, 1, 1, [b"1\xb2"]),
-        (1, math.inf, 1, [b"1e999"]), (-1, -math.inf, 1, [b"-1e+999"]), (2, 2, 1, [b"2e"]),
-        (3, 3.9, 1, [b"3.9"]), (-7, -7, 1, [b" \t\n-7"]), (8, 8, 1, [b"+8"]), (42, 42, 1, [b"42abc"]),
-        (LARGEST, 1e20, 1, [b"99999999999999999999"]), (LARGEST, 1, 1, [b"1" + ZEROS + b"e-400"]),
+        (0, 0, 0, [b"0.01e-999", b"0." + ZEROS + b"1"]),
+        (0, 0, 1, [b"Yes", b"true"]),
+        (0, 0.5, 0, [b".5"]),
+        (0, -2.5, 0, [b"-.25e1x"]),
+        (1, 1, 1, [b"1\xb2"]),
+        (1, math.inf, 1, [b"1e999"]),
+        (-1, -math.inf, 1, [b"-1e+999"]),
+        (2, 2, 1, [b"2e"]),
+        (3, 3.9, 1, [b"3.9"]),
+        (-7, -7, 1, [b" \t\n-7"]),
+        (8, 8, 1, [b"+8"]),
+        (42, 42, 1, [b"42abc"]),
+        (LARGEST, 1e20, 1, [b"99999999999999999999"]),
+        (LARGEST, 1, 1, [b"1" + ZEROS + b"e-400"]),
         (LARGEST, math.inf, 1, [b"1" + ZEROS * 2 + b"e-1"]),
         (LOWEST, -1e20, 1, [b"-99999999999999999999"]),
     ]
 
     def test_texts_are_read_as_far_as_they_are_numbers(self):
         for large, floating, flag, texts in self.TEXTS:
-            low = [struct.unpack(unit, struct.pack("<q", large)[: struct.calcsize(unit)])[0]
-                   for unit in ("<h", "<i")]
+            low = [
+                struct.unpack(unit, struct.pack("<q", large)[: struct.calcsize(unit)])[0]
+                for unit in ("<h", "<i")
+            ]
             for text in texts:
                 with self.subTest(text=text[:20]):
                     self.check_moves(14, text + b"\0", text[:40], flag, *low, large, floating)
 
     # Type and content of the source, type and size of the destination, and the bytes there.
     OTHERS = [
-        (14, b"\xe9t\xe9\0x", 14, 4, b"\xe9t\xe9\0\0"), (14, b"ABCD", 14, 4, b"ABCD\0"),
-        (14, b"ABC\0", 14, 2, b"AB\0"), (27, struct.pack("<d", 2.5), 35, 8, struct.pack("<d", 2.5)),
+        (14, b"\xe9t\xe9\0x", 14, 4, b"\xe9t\xe9\0\0"),
+        (14, b"ABCD", 14, 4, b"ABCD\0"),
+        (14, b"ABC\0", 14, 2, b"AB\0"),
+        (27, struct.pack("<d", 2.5), 35, 8, struct.pack("<d", 2.5)),
         (14, b"2024\0", 35, 8, struct.pack("<d", 3506716800)),
         (35, struct.pack("<d", 0), 35, 8, struct.pack("<d", 3506716800)),
-        (8, b"\1\0\0\0", 193, 4, bytes(4)), (8, b"\1\0\0\0", 8, 6, b"\1\0\0\0\0\0"),
+        (8, b"\1\0\0\0", 193, 4, bytes(4)),
+        (8, b"\1\0\0\0", 8, 6, b"\1\0\0\0\0\0"),
     ]
 
     def test_texts_dates_and_unknown_types_keep_to_their_places(self):

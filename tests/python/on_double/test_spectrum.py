@@ -17,7 +17,9 @@ def pieces(function):
 class GetSpectrum(double.TestCase):
     # The file's channel count and the transfers.
     PIECES = [
-        (0, [(1, 0)]), (1024, [(1, 1024)]), (2048, [(1, 2048)]),
+        (0, [(1, 0)]),
+        (1024, [(1, 1024)]),
+        (2048, [(1, 2048)]),
         (5000, [(1, 2048), (2049, 2048), (4097, 904)]),
         (65535, [(1 + 2048 * piece, 2048) for piece in range(31)] + [(63489, 2047)]),
     ]

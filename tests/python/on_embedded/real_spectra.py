@@ -8,10 +8,11 @@ import json
 import os
 import sys
 
-import embedded
 import qar
 import support
 from qar import formats
+
+import embedded
 
 sys.path.insert(0, str(embedded.EXAMPLES))
 
@@ -79,7 +80,9 @@ def match(listed, found, case):
 def reason(name, case, energy):
     """Why a peak that is in no list may be there; None for a false one."""
     for what in UNLISTED["in"].get(name, []) + UNLISTED["everywhere"]:
-        if any(abs(line - energy) <= NEAR * fwhm(case, energy) for line in UNLISTED["energies"][what]):
+        if any(
+            abs(line - energy) <= NEAR * fwhm(case, energy) for line in UNLISTED["energies"][what]
+        ):
             return what
     return None
 

@@ -3,8 +3,9 @@
 import concurrent.futures
 import sys
 
-import embedded
 import pyORV3
+
+import embedded
 
 sys.path.insert(0, str(embedded.EXAMPLES))
 

@@ -3,8 +3,9 @@
 import pathlib
 import shutil
 
-import embedded
 import pyORV3
+
+import embedded
 
 SCRIPT = """if True:
     import pathlib, pyORV3

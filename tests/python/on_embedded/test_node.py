@@ -1,7 +1,8 @@
 """The inputs of the node, which the suite's environment names."""
 
-import embedded
 import pyORV3
+
+import embedded
 from embedded import code_of
 
 
@@ -39,5 +40,7 @@ class Inputs(embedded.TestCase):
             *((name, f"{embedded.NAME_REFUSED} 0", from_registry) for name in refused),
         ]:
             with self.subTest(name=name):
-                output = self.python("-c", self.SCRIPT, name, code_of("QAR_C_COMMENT"), **environment)
+                output = self.python(
+                    "-c", self.SCRIPT, name, code_of("QAR_C_COMMENT"), **environment
+                )
                 self.assertEqual(output.splitlines(), [f"0 det 1,det 2,{long_name}", opened])

@@ -3,8 +3,9 @@
 import random
 import struct
 
-import embedded
 import pyORV3
+
+import embedded
 from embedded import code_of
 
 

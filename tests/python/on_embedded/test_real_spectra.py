@@ -2,9 +2,10 @@
 
 import unittest
 
-import embedded
 import real_spectra
 import support
+
+import embedded
 
 # Of the examples' library: what the two Eu-152 sources and the background about them have.
 IN_EU_152 = {"Eu-152", "Eu-154", "K-40", "Pb-212", "Pb-214", "Bi-214", "Tl-208", "Ac-228", "Bi-212"}

@@ -1,7 +1,8 @@
 """Records and entries in the nuclide library: how they are named and found."""
 
-import embedded
 import pyORV3
+
+import embedded
 from embedded import NUCLIDES, code_of
 
 LIBRARY = [
@@ -64,14 +65,23 @@ class Library(embedded.TestCase):
         self.set(self.source, "QAR_D_LINEENERGY", 99.5, 6, 2)
         by_name, by_energy = pyORV3.findNuclideByName, pyORV3.findNuclideByEnergy
         cases = [
-            (by_name, ("k-40", 1), 5), (by_name, ("Ba-133", 0), 3), (by_name, ("Ba", 0), 6),
-            (by_name, ("Ba", 2), 3), (by_name, ("Ba", after(3, 2)), 4),
-            (by_name, ("Ba-133", after(3, 0)), 4), (by_name, ("Ba-13", 1), 0),
-            (by_name, ("", 0), 0), (by_energy, (1332.5, 1.0, 0), 1),
-            (by_energy, (289.5, 50.0, 0), 3), (by_energy, (289.0, 50.0, 0), 4),
-            (by_energy, (289.0, 50.0, 1), 3), (by_energy, (661.657, 0.5, 0), 2),
-            (by_energy, (661.657, 0.5, after(2)), 6), (by_energy, (661.657, 0.5, after(6)), 0),
-            (by_energy, (99.0, 0.5, 0), 6), (by_energy, (99.0, 0.4375, 0), 0),
+            (by_name, ("k-40", 1), 5),
+            (by_name, ("Ba-133", 0), 3),
+            (by_name, ("Ba", 0), 6),
+            (by_name, ("Ba", 2), 3),
+            (by_name, ("Ba", after(3, 2)), 4),
+            (by_name, ("Ba-133", after(3, 0)), 4),
+            (by_name, ("Ba-13", 1), 0),
+            (by_name, ("", 0), 0),
+            (by_energy, (1332.5, 1.0, 0), 1),
+            (by_energy, (289.5, 50.0, 0), 3),
+            (by_energy, (289.0, 50.0, 0), 4),
+            (by_energy, (289.0, 50.0, 1), 3),
+            (by_energy, (661.657, 0.5, 0), 2),
+            (by_energy, (661.657, 0.5, after(2)), 6),
+            (by_energy, (661.657, 0.5, after(6)), 0),
+            (by_energy, (99.0, 0.5, 0), 6),
+            (by_energy, (99.0, 0.4375, 0), 0),
         ]
         for _ in ("before", "after reopening"):
             for find, key, record in cases:

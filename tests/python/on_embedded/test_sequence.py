@@ -4,25 +4,37 @@ import contextlib
 import sqlite3
 import struct
 
-import embedded
 import pyORV3
+
+import embedded
 from embedded import READ, code_of
 
 CHUNK, GEOMETRY = 512, 0x4005
 
 CALIBRATION = {"QAR_C_CALTITLE": "May", "QAR_C_CALGEOMETRY": "well"}
 SOURCE = {
-    "QAR_D_PEAKLIMIT": 4.5, "QAR_C_REPORTTITLE": "Other title", "QAR_B_REPORTPRINT": False,
-    "QAR_F_CALTEMPER": 21.5, "QAR_C_CALGEOMETRY": "beaker", "QAR_C_SEQUENCE": "routine",
+    "QAR_D_PEAKLIMIT": 4.5,
+    "QAR_C_REPORTTITLE": "Other title",
+    "QAR_B_REPORTPRINT": False,
+    "QAR_F_CALTEMPER": 21.5,
+    "QAR_C_CALGEOMETRY": "beaker",
+    "QAR_C_SEQUENCE": "routine",
     "QAR_B_USECALFILE": True,
 }
 OWN = {
-    "QAR_C_REPORTTITLE": "Own title", "QAR_B_REPORTPRINT": True, "QAR_D_REPORTLIMIT": 0.5,
-    "QAR_S_REPORTCOPIES": 3, "QAR_C_OPERATOR": "kept",
+    "QAR_C_REPORTTITLE": "Own title",
+    "QAR_B_REPORTPRINT": True,
+    "QAR_D_REPORTLIMIT": 0.5,
+    "QAR_S_REPORTCOPIES": 3,
+    "QAR_C_OPERATOR": "kept",
 }
 # The class of the referenced file replaces all of the calibration.
 EXPECTED = {
-    **OWN, **CALIBRATION, "QAR_D_PEAKLIMIT": 4.5, "QAR_C_SEQUENCE": "routine", "QAR_C_ANSEQUENCE": "routine",
+    **OWN,
+    **CALIBRATION,
+    "QAR_D_PEAKLIMIT": 4.5,
+    "QAR_C_SEQUENCE": "routine",
+    "QAR_C_ANSEQUENCE": "routine",
 }
 
 
@@ -49,15 +61,21 @@ class Sequence(embedded.TestCase):
         # How many bytes the geometry block says that it has: of the other it has fewer chunks.
         for total, missing in [(2 * CHUNK, 0), (5000, CHUNK)]:
             self.ok(pyORV3.close(source, 0))
-            chunks = self.geometry("source.qar", struct.pack("<I", total) + bytes(range(254)) * 4 + b"end.")
+            chunks = self.geometry(
+                "source.qar", struct.pack("<I", total) + bytes(range(254)) * 4 + b"end."
+            )
             source = self.open(READ, "source.qar")
             name = f"{total}.qar"
             copy = self.make(name, {**OWN, "QAR_D_PEAKLIMIT": 7.0})
             self.ok(pyORV3.copyAnalysisSequenceTo(source, copy))
             for reopened in (False, True):
                 copy = self.reopened(copy, name) if reopened else copy
-                self.assertEqual({parameter: self.get(copy, parameter) for parameter in EXPECTED}, EXPECTED)
+                self.assertEqual(
+                    {parameter: self.get(copy, parameter) for parameter in EXPECTED}, EXPECTED
+                )
                 self.assertEqual(self.column(copy, "QAR_C_ANENGINE", 1), ["search", "identify"])
-                self.fails(embedded.NOT_SET, pyORV3.getParameter(copy, code_of("QAR_F_CALTEMPER"), 1, 1))
+                self.fails(
+                    embedded.NOT_SET, pyORV3.getParameter(copy, code_of("QAR_F_CALTEMPER"), 1, 1)
+                )
             self.ok(pyORV3.close(copy, 0))
             self.assertEqual(self.geometry(name), chunks + bytes(missing))

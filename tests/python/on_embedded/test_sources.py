@@ -7,8 +7,9 @@ import signal
 import subprocess
 import sys
 
-import embedded
 import pyORV3
+
+import embedded
 from embedded import CREATE, READ, WRITE, code_of
 
 

@@ -75,9 +75,15 @@ class Calibrations(support.TestCase):
         folder = pathlib.Path(support.SPECTRA)
         spectra = json.loads((folder / "spectra.json").read_text(encoding="utf-8"))
         for name in ("eu152-point.txt", "bi207-1cm.txt"):
-            strong = [p for p in spectra[name]["peaks"] if p["significance"] > 150 and p["in_group_of"] == 1]
+            strong = [
+                p
+                for p in spectra[name]["peaks"]
+                if p["significance"] > 150 and p["in_group_of"] == 1
+            ]
             counts = qar.transfer.conversion.read_any(folder / name)[0].counts
-            found = qar.analysis.known_lines.calibrate(counts, {p["energy"]: p["channel"] + 4 for p in strong})
+            found = qar.analysis.known_lines.calibrate(
+                counts, {p["energy"]: p["channel"] + 4 for p in strong}
+            )
             widths = qar.Calibration((), tuple(spectra[name]["shape"]))
             for peak, point in zip(strong, found.points):
                 with self.subTest(name, energy=peak["energy"]):

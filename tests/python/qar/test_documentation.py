@@ -18,9 +18,11 @@ PAGES = [
 ]  # fmt: skip
 LANGUAGES = {"python", "sh", "cpp", "cmake", "text"}  # text is only shown
 # What installs and builds is run by .ci/run, for it needs root or minutes.
-RUN_ELSEWHERE = re.compile(r"(scripts/\w[\w-]*|sudo |pip |cmake --(preset|build --preset|install) )")
+RUN_ELSEWHERE = re.compile(
+    r"(scripts/\w[\w-]*|sudo |pip |cmake --(preset|build --preset|install) )"
+)
 
-RUNNER = '''
+RUNNER = """
 import json, subprocess, sys
 names = {"__name__": "__main__"}
 for language, text in json.load(open(sys.argv[1], encoding="utf-8")):
@@ -31,7 +33,7 @@ for language, text in json.load(open(sys.argv[1], encoding="utf-8")):
     else:
         name = text.split()[1].rstrip(":")  # the first line names the file
         open(name, "w", encoding="utf-8").write(text)
-'''
+"""
 
 
 class Pages(support.TestCase):
@@ -107,6 +109,8 @@ class Examples(support.TestCase):
 
     def test_a_report_is_made_of_a_spectrum_of_any_format(self):
         formats.write("a.n42", qar.transfer.conversion.load(support.make_spectrum("a.qar")))
-        output = self.example("peak_report.py", "a.n42", self.write("l.csv", support.LIBRARY), "out")
+        output = self.example(
+            "peak_report.py", "a.n42", self.write("l.csv", support.LIBRARY), "out"
+        )
         self.assertRegex(output, r"2 peaks(.|\n)*Cs-137")
         self.assertLessEqual({"a.html", "a.qar"}, set(os.listdir("out")))

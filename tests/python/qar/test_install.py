@@ -2,13 +2,12 @@
 
 import os
 import re
-import sys
 import unittest.mock
 import zipfile
 
 import support
 
-SCRIPT = '''
+SCRIPT = """
 import os, sys
 import pyORV3, qar
 with qar.open("first.qar", "x") as source:
@@ -20,7 +19,7 @@ print(os.path.exists(os.path.join(qar.include_folder(), "orv.h")))
 if sys.version_info >= (3, 8):
     import importlib.metadata
     assert importlib.metadata.version("pyORV3") == sys.argv[1]
-'''
+"""
 
 
 class Wheel(support.TestCase):
@@ -44,10 +43,18 @@ class Wheel(support.TestCase):
         with zipfile.ZipFile(wheel) as archive:
             names = archive.namelist()
             self.assertTrue(all(entry.external_attr >> 16 & 0o444 for entry in archive.infolist()))
-        top = {"pyORV3.abi3.so", "pyORV3-stubs", "pyORV3.libs", "qar", f"pyORV3-{version}.dist-info"}
+        top = {
+            "pyORV3.abi3.so",
+            "pyORV3-stubs",
+            "pyORV3.libs",
+            "qar",
+            f"pyORV3-{version}.dist-info",
+        }
         self.assertEqual({name.split("/")[0] for name in names}, top)
         libraries = {name for name in names if name.startswith("pyORV3.libs/")}
-        self.assertEqual(libraries, {f"pyORV3.libs/{n}.so" for n in ("libORV", "pqar", "peak_search")})
+        self.assertEqual(
+            libraries, {f"pyORV3.libs/{n}.so" for n in ("libORV", "pqar", "peak_search")}
+        )
 
         environment = self.folder / "environment"
         self.python("-m", "venv", environment)

@@ -30,10 +30,16 @@ class TestCase(support.TestCase):
 class Values(TestCase):
     # What is written and what comes back, where that is another thing.
     KEPT = [
-        ("QAR_B_PILEUPREJ", True), ("QAR_B_PILEUPREJ", 0, False), ("QAR_S_ADCBITS", 65535),
-        ("QAR_L_LOWERDISC", -(2**31)), ("QAR_Q_TOTALCOUNT", 2**63 - 1), ("QAR_F_AMPGAIN", 0.5),
-        ("QAR_D_LIVETIME", 3600, 3600.0), ("QAR_C_OPERATOR", "J. Müller €" + "x" * 21),
-        ("qar_c_comment", ""), (0x2000001C, "by its code"),
+        ("QAR_B_PILEUPREJ", True),
+        ("QAR_B_PILEUPREJ", 0, False),
+        ("QAR_S_ADCBITS", 65535),
+        ("QAR_L_LOWERDISC", -(2**31)),
+        ("QAR_Q_TOTALCOUNT", 2**63 - 1),
+        ("QAR_F_AMPGAIN", 0.5),
+        ("QAR_D_LIVETIME", 3600, 3600.0),
+        ("QAR_C_OPERATOR", "J. Müller €" + "x" * 21),
+        ("qar_c_comment", ""),
+        (0x2000001C, "by its code"),
         ("QAR_T_ACQSTART", NOON, "2026-03-02T12:00:00.250Z"),
         ("QAR_T_ACQSTART", NOON.astimezone(EAST), "2026-03-02T12:00:00.250Z"),
         ("QAR_T_ACQSTOP", "2026-03-02T14:00:00+02:00", "2026-03-02T12:00:00.000Z"),
@@ -89,7 +95,11 @@ class Values(TestCase):
         self.assertEqual(found["QAR_D_ENERGYCAL"], ("", [0.1, 0.5]))
         self.assertEqual(found["QAR_F_CALTEMPER"], ("°C", 20.5))
         known = [p.code for p in qar.constants.KNOWN_PARAMETERS]
-        asked = [p.code for c in sorted({k >> 16 for k in known}) for p in qar.dictionary.parameters_of(c)]
+        asked = [
+            p.code
+            for c in sorted({k >> 16 for k in known})
+            for p in qar.dictionary.parameters_of(c)
+        ]
         self.assertEqual(asked, known)
 
     def test_and_classes_are_copied_to_another_source(self):

@@ -22,8 +22,12 @@ class Tables(support.TestCase):
     def test_list_each_status_once_with_a_text(self):
         listed = [status.code for status in qar.status.TABLE]
         self.assertEqual(len(listed), len(set(listed)))
-        library = constants_in(r"constexpr std::uint32_t (\w+) =\s+0x(81[0-9A-F]{2});", "embedded/orv")
-        engine = constants_in(r"constexpr std::uint32_t (\w+) =\s+0x(E061[0-9A-F]{4});", "embedded/engines")
+        library = constants_in(
+            r"constexpr std::uint32_t (\w+) =\s+0x(81[0-9A-F]{2});", "embedded/orv"
+        )
+        engine = constants_in(
+            r"constexpr std::uint32_t (\w+) =\s+0x(E061[0-9A-F]{4});", "embedded/engines"
+        )
         module = constants_in(r"\n    (\w+) = 0x(E[0-9A-F]{7}),", "module/ground")
         self.assertGreater(min(len(library), len(engine), len(module)), 7)
         wanted = {0xEBE80000 | code for code in library} | set(engine) | set(module)
@@ -58,7 +62,10 @@ class Tables(support.TestCase):
             by_name = [(search.EXACT_THEN_BEGINNING, 2), (search.EXACT, 2), (search.BEGINNING, 1)]
             for option, record in by_name:
                 self.assertEqual(source.find_nuclide("CS-137", option), record)
-            for energy_option, record in ((qar.EnergySearch.NEAREST, 3), (qar.EnergySearch.FIRST, 1)):
+            for energy_option, record in (
+                (qar.EnergySearch.NEAREST, 3),
+                (qar.EnergySearch.FIRST, 1),
+            ):
                 self.assertEqual(source.find_nuclide_at(103, 5, energy_option), record)
             self.assertEqual(source.state, qar.SourceState.OPEN | qar.SourceState.CHANGED)
             for channels in (range(32768), [1]):

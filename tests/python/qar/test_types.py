@@ -10,7 +10,7 @@ from qar import optional_imports
 
 mypy = optional_imports.optional("mypy.api")
 
-RIGHT = '''\
+RIGHT = """\
 import pathlib
 import pyORV3
 import qar
@@ -24,8 +24,8 @@ source.set_spectrum(range(5))
 area: float = source.analyse(QAR_D_PEAKLIMIT=4.0).peaks[0].area
 energy: float = source.calibration().energy_at(5)
 text: str = qar.status.describe(status).text
-'''
-WRONG = '''\
+"""
+WRONG = """\
 pyORV3.open("sample.qar", 0x1, 1)
 pyORV3.open(pathlib.Path("sample.qar"), 0x1, 1, "")
 pyORV3.open(sourceName="sample.qar", accessMode=1, typeSelector=1, auxiliaryText="")
@@ -50,16 +50,26 @@ count: str = source.record_count("QAR_CLS_PEAK")
 source.set_nuclide_library([("Cs-137", 9.5e8)])
 qar.Nuclide("Cs-137", "30 a")
 qar.status.describe("-320234115")
-'''
+"""
 
 
 @unittest.skipUnless(mypy, "this Python has no mypy")
 class Types(support.TestCase):
     def test_refuse_each_wrong_use_and_nothing_else_in_the_package_and_the_examples(self):
-        for folder in (support.PRODUCT / "qar", support.PRODUCT / "pyORV3-stubs", support.PROJECT / "examples"):
+        for folder in (
+            support.PRODUCT / "qar",
+            support.PRODUCT / "pyORV3-stubs",
+            support.PROJECT / "examples",
+        ):
             shutil.copytree(str(folder), str(self.folder / folder.name))
         self.write("uses.py", RIGHT + WRONG)
-        options = ("--strict", "--cache-dir", os.devnull, "--config-file", support.PROJECT / "pyproject.toml")
+        options = (
+            "--strict",
+            "--cache-dir",
+            os.devnull,
+            "--config-file",
+            support.PROJECT / "pyproject.toml",
+        )
         checked = ("qar", "pyORV3-stubs", "examples", "uses.py")
         output = self.python("-m", "mypy", *options, *checked, code=1, MYPYPATH=str(self.folder))
         self.assertRegex(output, r"Found \d+ error")
