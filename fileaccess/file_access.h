@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "module/ground/status.h"
 #include "module/interface/orv.h"
+#include "module/status/status.h"
 #include "variant/variant.h"
 
 namespace Tarsel::Datasources::QAR {

@@ -3,14 +3,14 @@
 //
 // But for createContext every function that gives a status gives 0, the code that the error query
 // gives for a result of -1, or any other result sign-extended with 0x60 ORed in
-// (module/ground/status.h). None of the statuses is normalised.
+// (module/status/status.h). None of the statuses is normalised.
 #ifndef PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 #define PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 
 #include <cstdint>
 
-#include "module/ground/status.h"
 #include "module/interface/orv.h"
+#include "module/status/status.h"
 
 namespace Tarsel::Datasources::QAR {
 

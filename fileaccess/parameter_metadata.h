@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "module/ground/status.h"
 #include "module/interface/orv.h"
+#include "module/status/status.h"
 #include "parameters/byte_stream.h"
 #include "variant/variant.h"
 

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "fileaccess/file_access.h"
-#include "module/frame/call_frame.h"
+#include "module/binding/call_frame.h"
 #include "module/spectrum_methods.h"
 #include "parameters/byte_stream.h"
 #include "parameters/data_type.h"

@@ -3,8 +3,8 @@
 #include <array>
 #include <string>
 
-#include "module/frame/call_frame.h"
-#include "module/frame/text_conversion.h"
+#include "module/binding/call_frame.h"
+#include "module/binding/text_conversion.h"
 #include "module/handle_methods.h"
 #include "platform/dynamic_library.h"
 

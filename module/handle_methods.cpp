@@ -3,7 +3,7 @@
 #include <array>
 
 #include "environment/suite_environment.h"
-#include "module/frame/call_frame.h"
+#include "module/binding/call_frame.h"
 
 namespace pyORV3 {
 

@@ -7,8 +7,8 @@
 
 #include <cstdint>
 
-#include "module/frame/outcome.h"
-#include "module/frame/python_reference.h"
+#include "module/binding/outcome.h"
+#include "module/binding/python_reference.h"
 #include "module/interface/orv.h"
 
 namespace pyORV3 {

@@ -2,13 +2,13 @@
 #include <exception>
 
 #include "environment/suite_environment.h"
+#include "module/binding/call_frame.h"
 #include "module/block_methods.h"
 #include "module/engine_methods.h"
-#include "module/frame/call_frame.h"
-#include "module/ground/trace.h"
 #include "module/handle_methods.h"
 #include "module/interface/orv.h"
 #include "module/spectrum_methods.h"
+#include "module/status/trace.h"
 #include "parameters/parameter_methods.h"
 
 namespace pyORV3 {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "module/frame/argument_format.h"
+#include "module/binding/argument_format.h"
 #include "module/interface/orv.h"
 
 namespace pyORV3 {

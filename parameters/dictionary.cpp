@@ -1,7 +1,7 @@
 #include "parameters/dictionary.h"
 
-#include "module/ground/trace.h"
 #include "module/interface/orv.h"
+#include "module/status/trace.h"
 #include "platform/dynamic_library.h"
 
 namespace Tarsel::Datasources::QAR {

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-#include "module/ground/status.h"
+#include "module/status/status.h"
 
 namespace Tarsel::Datasources::QAR {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "module/frame/argument_format.h"
-#include "module/frame/text_conversion.h"
-#include "module/ground/trace.h"
+#include "module/binding/argument_format.h"
+#include "module/binding/text_conversion.h"
+#include "module/status/trace.h"
 #include "parameters/data_type.h"
 #include "parameters/dictionary.h"
 #include "parameters/timestamp.h"

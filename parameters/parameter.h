@@ -6,8 +6,8 @@
 #include <array>
 #include <cstdint>
 
-#include "module/frame/python_reference.h"
-#include "module/ground/status.h"
+#include "module/binding/python_reference.h"
+#include "module/status/status.h"
 #include "parameters/byte_stream.h"
 
 namespace Tarsel::Datasources::QAR {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "environment/suite_environment.h"
-#include "module/frame/text_conversion.h"
+#include "module/binding/text_conversion.h"
 #include "module/interface/orv.h"
 #include "parameters/data_type.h"
 #include "parameters/dictionary.h"

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "module/ground/caught_failure.h"
-#include "module/ground/trace.h"
+#include "module/status/caught_failure.h"
+#include "module/status/trace.h"
 #include "parameters/byte_stream.h"
 #include "parameters/data_type.h"
 #include "parameters/timestamp.h"

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "module/ground/status.h"
+#include "module/status/status.h"
 #include "parameters/byte_stream.h"
 #include "variant/variant.h"
 

@@ -12,8 +12,8 @@
 #include <system_error>
 #include <utility>
 
-#include "module/ground/status.h"
-#include "module/ground/trace.h"
+#include "module/status/status.h"
+#include "module/status/trace.h"
 #include "parameters/byte_stream.h"
 
 namespace com::tarsel::utility {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "module/frame/outcome.h"
+#include "module/binding/outcome.h"
 #include "module/interface/orv.h"
 #include "platform/dynamic_library.h"
 

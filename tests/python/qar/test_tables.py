@@ -28,7 +28,7 @@ class Tables(support.TestCase):
         engine = constants_in(
             r"constexpr std::uint32_t (\w+) =\s+0x(E061[0-9A-F]{4});", "embedded/engines"
         )
-        module = constants_in(r"\n    (\w+) = 0x(E[0-9A-F]{7}),", "module/ground")
+        module = constants_in(r"\n    (\w+) = 0x(E[0-9A-F]{7}),", "module/status")
         self.assertGreater(min(len(library), len(engine), len(module)), 7)
         wanted = {0xEBE80000 | code for code in library} | set(engine) | set(module)
         self.assertEqual({hex(code) for code in wanted - set(listed)}, set())

@@ -1,4 +1,4 @@
-#include "module/ground/caught_failure.h"
+#include "module/status/caught_failure.h"
 
 #include <gtest/gtest.h>
 

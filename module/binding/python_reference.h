@@ -1,7 +1,7 @@
 // The Python interface that the module builds on, the stable ABI of Python 3, and PythonReference:
 // one owned reference to a Python object.
-#ifndef PYORV3_MODULE_FRAME_PYTHON_REFERENCE_H
-#define PYORV3_MODULE_FRAME_PYTHON_REFERENCE_H
+#ifndef PYORV3_MODULE_BINDING_PYTHON_REFERENCE_H
+#define PYORV3_MODULE_BINDING_PYTHON_REFERENCE_H
 
 #include <Python.h>
 

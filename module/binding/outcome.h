@@ -1,13 +1,13 @@
 // Outcome: how a method ended, its status and the text of the step that failed; and the guarded
 // region, which makes one of what is thrown inside a method.
-#ifndef PYORV3_MODULE_FRAME_OUTCOME_H
-#define PYORV3_MODULE_FRAME_OUTCOME_H
+#ifndef PYORV3_MODULE_BINDING_OUTCOME_H
+#define PYORV3_MODULE_BINDING_OUTCOME_H
 
 #include <exception>
 #include <new>
 
-#include "module/ground/status.h"
-#include "module/ground/trace.h"
+#include "module/status/status.h"
+#include "module/status/trace.h"
 #include "platform/exceptions.h"
 
 namespace pyORV3 {

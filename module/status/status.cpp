@@ -1,4 +1,4 @@
-#include "module/ground/status.h"
+#include "module/status/status.h"
 
 namespace pyORV3 {
 

@@ -1,4 +1,4 @@
-#include "module/frame/text_conversion.h"
+#include "module/binding/text_conversion.h"
 
 #include <new>
 

@@ -3,8 +3,8 @@
 //
 // Layout: bits 31-29 failure bits, bit 28 reserved (carried through), bits 27-16 the facility (the
 // family of the code), bits 15-0 the number within the family.
-#ifndef PYORV3_MODULE_GROUND_STATUS_H
-#define PYORV3_MODULE_GROUND_STATUS_H
+#ifndef PYORV3_MODULE_STATUS_STATUS_H
+#define PYORV3_MODULE_STATUS_STATUS_H
 
 #include <cstdint>
 

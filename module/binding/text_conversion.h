@@ -1,10 +1,10 @@
 // Texts between Python and the 8-bit world of the suite.
-#ifndef PYORV3_MODULE_FRAME_TEXT_CONVERSION_H
-#define PYORV3_MODULE_FRAME_TEXT_CONVERSION_H
+#ifndef PYORV3_MODULE_BINDING_TEXT_CONVERSION_H
+#define PYORV3_MODULE_BINDING_TEXT_CONVERSION_H
 
 #include <string>
 
-#include "module/frame/python_reference.h"
+#include "module/binding/python_reference.h"
 
 namespace pyORV3 {
 

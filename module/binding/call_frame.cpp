@@ -1,6 +1,6 @@
-#include "module/frame/call_frame.h"
+#include "module/binding/call_frame.h"
 
-#include "module/ground/trace.h"
+#include "module/status/trace.h"
 
 namespace pyORV3 {
 

@@ -5,8 +5,8 @@
 // d a double-precision number, L a signed 64-bit integer, I the low 32 bits of an int of any size,
 // s a NUL-terminated UTF-8 text that stays owned by the argument object, O any object, borrowed.
 // Units in parentheses are the items of a tuple, which must have exactly as many.
-#ifndef PYORV3_MODULE_FRAME_ARGUMENT_FORMAT_H
-#define PYORV3_MODULE_FRAME_ARGUMENT_FORMAT_H
+#ifndef PYORV3_MODULE_BINDING_ARGUMENT_FORMAT_H
+#define PYORV3_MODULE_BINDING_ARGUMENT_FORMAT_H
 
 #include <algorithm>
 #include <array>
@@ -16,7 +16,7 @@
 #include <limits>
 #include <string_view>
 
-#include "module/frame/python_reference.h"
+#include "module/binding/python_reference.h"
 
 namespace pyORV3 {
 

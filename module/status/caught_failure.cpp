@@ -1,10 +1,10 @@
-#include "module/ground/caught_failure.h"
+#include "module/status/caught_failure.h"
 
 #include <exception>
 #include <new>
 #include <string>
 
-#include "module/ground/trace.h"
+#include "module/status/trace.h"
 #include "platform/exceptions.h"
 
 namespace pyORV3 {

@@ -1,15 +1,15 @@
 // The diagnostics sink of the module: the reasons of failures, for whoever hunts one.
 //
 // Reports are discarded unless a sink is in place. No result depends on it.
-#ifndef PYORV3_MODULE_GROUND_TRACE_H
-#define PYORV3_MODULE_GROUND_TRACE_H
+#ifndef PYORV3_MODULE_STATUS_TRACE_H
+#define PYORV3_MODULE_STATUS_TRACE_H
 
 #include <atomic>
 #include <concepts>
 #include <initializer_list>
 #include <string_view>
 
-#include "module/ground/status.h"
+#include "module/status/status.h"
 
 namespace pyORV3 {
 

@@ -1,4 +1,4 @@
-#include "module/ground/trace.h"
+#include "module/status/trace.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,10 @@
 // The catch table of the object layer: what a thrown value means as a status.
-#ifndef PYORV3_MODULE_GROUND_CAUGHT_FAILURE_H
-#define PYORV3_MODULE_GROUND_CAUGHT_FAILURE_H
+#ifndef PYORV3_MODULE_STATUS_CAUGHT_FAILURE_H
+#define PYORV3_MODULE_STATUS_CAUGHT_FAILURE_H
 
 #include <string_view>
 
-#include "module/ground/status.h"
+#include "module/status/status.h"
 
 namespace pyORV3 {
 

@@ -15,16 +15,16 @@
 // A method whose value cannot be made leaves its place empty and Python's error, that memory is
 // exhausted, pending: the frame then returns null, as where it cannot make the tuple. Otherwise no
 // Python error is pending when it returns.
-#ifndef PYORV3_MODULE_FRAME_CALL_FRAME_H
-#define PYORV3_MODULE_FRAME_CALL_FRAME_H
+#ifndef PYORV3_MODULE_BINDING_CALL_FRAME_H
+#define PYORV3_MODULE_BINDING_CALL_FRAME_H
 
 #include <cstdint>
 #include <tuple>
 #include <type_traits>
 
-#include "module/frame/argument_format.h"
-#include "module/frame/outcome.h"
-#include "module/frame/python_reference.h"
+#include "module/binding/argument_format.h"
+#include "module/binding/outcome.h"
+#include "module/binding/python_reference.h"
 
 namespace pyORV3 {
 
