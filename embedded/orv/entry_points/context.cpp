@@ -1,4 +1,4 @@
-#include "embedded/orv/interface/context.h"
+#include "embedded/orv/entry_points/context.h"
 
 #include <limits>
 #include <mutex>

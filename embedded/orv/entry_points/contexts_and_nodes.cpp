@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "embedded/orv/interface/interface.h"
+#include "embedded/orv/entry_points/guarded_call.h"
 
 using namespace embedded;
 

@@ -3,9 +3,9 @@
 #include <climits>
 #include <cstring>
 
+#include "embedded/orv/entry_points/guarded_call.h"
 #include "embedded/orv/files/file_name.h"
 #include "embedded/orv/files/inputs.h"
-#include "embedded/orv/interface/interface.h"
 
 using namespace embedded;
 

@@ -8,7 +8,7 @@
 #include "embedded/orv/content/classes.h"
 #include "embedded/orv/content/nuclide_search.h"
 #include "embedded/orv/content/parameters.h"
-#include "embedded/orv/interface/interface.h"
+#include "embedded/orv/entry_points/guarded_call.h"
 
 using namespace embedded;
 

@@ -1,7 +1,7 @@
 // A data source context: what a handle of the interface stands for; and the contexts of the process
 // by their handles.
-#ifndef PYORV3_EMBEDDED_ORV_INTERFACE_CONTEXT_H
-#define PYORV3_EMBEDDED_ORV_INTERFACE_CONTEXT_H
+#ifndef PYORV3_EMBEDDED_ORV_ENTRY_POINTS_CONTEXT_H
+#define PYORV3_EMBEDDED_ORV_ENTRY_POINTS_CONTEXT_H
 
 #include <cstddef>
 #include <cstdint>

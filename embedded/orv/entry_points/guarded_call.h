@@ -1,11 +1,11 @@
 // What the functions of the interface have in common.
-#ifndef PYORV3_EMBEDDED_ORV_INTERFACE_INTERFACE_H
-#define PYORV3_EMBEDDED_ORV_INTERFACE_INTERFACE_H
+#ifndef PYORV3_EMBEDDED_ORV_ENTRY_POINTS_GUARDED_CALL_H
+#define PYORV3_EMBEDDED_ORV_ENTRY_POINTS_GUARDED_CALL_H
 
 #include <utility>
 
+#include "embedded/orv/entry_points/context.h"
 #include "embedded/orv/files/fork_gate.h"
-#include "embedded/orv/interface/context.h"
 #include "module/interface/orv.h"
 
 namespace embedded {
