@@ -15,8 +15,9 @@
 #include <vector>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/content/plain_blocks.h"
 #include "embedded/orv/content/record_block.h"
+#include "embedded/orv/content/spectrum_block.h"
+#include "embedded/orv/content/unformatted_block.h"
 
 namespace embedded {
 

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/orv/content/plain_blocks.h"
+#include "embedded/orv/content/unformatted_block.h"
 
 namespace embedded {
 namespace {

@@ -1,4 +1,4 @@
-#include "embedded/orv/content/plain_blocks.h"
+#include "embedded/orv/content/spectrum_block.h"
 
 #include <algorithm>
 
@@ -9,12 +9,6 @@ namespace {
 
 void requireRange(std::size_t firstChannel, std::size_t count, std::size_t limit) {
     if (firstChannel == 0 || firstChannel > limit || count > limit - firstChannel + 1) {
-        throw Failure(codes::sizeRefused);
-    }
-}
-
-void requireChunk(std::size_t length) {
-    if (length == 0 || length > UnformattedBlock::longestChunk) {
         throw Failure(codes::sizeRefused);
     }
 }
@@ -43,40 +37,6 @@ void SpectrumBlock::get(std::size_t firstChannel, std::span<std::int32_t> conten
     const auto stop = std::copy_n(contents_.begin() + static_cast<std::ptrdiff_t>(start), stored,
                                   contents.begin());
     std::fill(stop, contents.end(), 0);
-}
-
-void UnformattedBlock::append(std::span<const char> chunk) {
-    requireChunk(chunk.size());
-    if (chunk.size() > capacity - position_) {
-        throw Failure(codes::sizeRefused);
-    }
-    bytes_.resize(std::max(bytes_.size(), position_ + chunk.size()));
-    std::copy(chunk.begin(), chunk.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(position_));
-    position_ += chunk.size();
-}
-
-void UnformattedBlock::beginRefilling() {
-    endRefilling();
-    position_ = 0;
-}
-
-void UnformattedBlock::endRefilling() noexcept {
-    if (position_ != 0) {
-        bytes_.resize(position_);  // never makes it longer
-    }
-    position_ = bytes_.size();
-}
-
-std::size_t UnformattedBlock::read(std::size_t offset, std::span<char> chunk) const {
-    requireChunk(chunk.size());
-    if (offset > bytes_.size()) {
-        throw Failure(codes::sizeRefused);
-    }
-    const std::size_t stored = std::min(chunk.size(), bytes_.size() - offset);
-    const auto stop =
-        std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), stored, chunk.begin());
-    std::fill(stop, chunk.end(), '\0');
-    return stored;
 }
 
 }  // namespace embedded
