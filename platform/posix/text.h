@@ -1,8 +1,5 @@
-// Texts: the ANSI code page of this system, which is Windows-1252, and conversions from and to wide
-// text. All are tables and rules of this layer, which need nothing of the system's.
-//
-// The five bytes that the code page leaves undefined (0x81, 0x8D, 0x8F, 0x90, 0x9D) stand for the
-// control characters of the same numbers, as on Windows, so that every byte has a character.
+// The ANSI code page of this system, which is Windows-1252, and conversions from and to wide
+// strings, independent of the locale and its modules.
 //
 // A wide character is a whole code point here and not a UTF-16 unit: what lies beyond 0xFFFF is
 // one character that the code page does not have, and so becomes one "?" where Windows writes two.

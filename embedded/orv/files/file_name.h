@@ -7,9 +7,6 @@
 
 namespace embedded {
 
-// Whether the bytes are UTF-8, as the names of files are.
-bool isUtf8(std::string_view text);
-
 // The name in UTF-8. Bytes that are not are taken for the code page Windows-1252, in which values
 // and settings are stored: so both ways of giving a name find the same file.
 std::string nameInUtf8(std::string_view name);

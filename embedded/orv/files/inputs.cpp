@@ -12,6 +12,7 @@
 #include "embedded/orv/files/file_descriptor.h"
 #include "embedded/orv/files/file_name.h"
 #include "embedded/orv/files/open_files.h"
+#include "text/unicode.h"
 
 namespace embedded {
 namespace {
@@ -53,7 +54,7 @@ std::vector<std::string> inputNames() {
     while (const dirent* place = nextIn(opened.get())) {
         const std::string_view file = place->d_name;
         // What is not UTF-8 could not be opened by the name that is listed.
-        if (file.size() > extension.size() && file.ends_with(extension) && isUtf8(file) &&
+        if (file.size() > extension.size() && file.ends_with(extension) && text::isUtf8(file) &&
             isDataSource(folder + "/" + std::string(file))) {
             names.emplace_back(file.substr(0, file.size() - extension.size()));
         }
