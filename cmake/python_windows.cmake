@@ -31,7 +31,6 @@ target_include_directories(python_stable_abi SYSTEM INTERFACE "${python_include}
 if(PYTHON_WINDOWS_LIB)
     target_link_libraries(python_stable_abi INTERFACE "${PYTHON_WINDOWS_LIB}")
 else()
-    include(cmake/import_library.cmake)
     add_import_library(python_import "${PROJECT_SOURCE_DIR}/cmake/windows/python3.def")
     target_link_libraries(python_stable_abi INTERFACE python_import)
 endif()
