@@ -12,9 +12,9 @@ import os
 import sys
 
 import qar
-from qar.analysis import nuclide_library
 from qar.atomic_files import write_text
 from qar.display import layout, plot, report, tables
+from qar.formats import nuclide_csv
 from qar.transfer import conversion
 
 LEAST_SIGNIFICANCE = 4.0  # sigma
@@ -28,7 +28,7 @@ def main(path: str, library: str, folder: str) -> None:
     for note in conversion.store(measurement, stem + ".qar", replace=True):
         print(note)
     with qar.open(stem + ".qar", "r+") as source:
-        source.set_nuclide_library(nuclide_library.read(library))
+        source.set_nuclide_library(nuclide_csv.read(library))
         found = source.analyse(QAR_D_PEAKLIMIT=LEAST_SIGNIFICANCE, QAR_D_MATCHTOL=TOLERANCE)
         print("\n".join(tables.results(found)))
         axis = layout.axis_of(source.calibration())

@@ -13,11 +13,10 @@ import tempfile
 from typing import Any, Dict, Iterator, List, Sequence, Tuple
 
 from .. import dictionary, status
-from ..analysis import nuclide_library
 from ..atomic_files import new_file, refuse_taken, write_text
 from ..display import layout, plot, report, tables, terminal
 from ..errors import QarError
-from ..formats import FORMATS, FormatError, Measurement
+from ..formats import FORMATS, FormatError, Measurement, nuclide_csv
 from ..source import DataSource
 from ..source import open as open_source
 from ..transfer import conversion, dictionary_extension, dump, salvage
@@ -286,7 +285,7 @@ def calibrate(arguments: Arguments) -> int:
 
 def analyse_files(arguments: Arguments) -> int:
     options = Options(
-        library=tuple(nuclide_library.read(arguments.library)) if arguments.library else (),
+        library=tuple(nuclide_csv.read(arguments.library)) if arguments.library else (),
         settings=_settings(arguments),
         template=os.path.abspath(arguments.template) if arguments.template else "",
         into=os.path.abspath(arguments.into) if arguments.into else "",

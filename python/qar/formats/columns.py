@@ -11,7 +11,7 @@ from datetime import datetime
 from fractions import Fraction
 from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
-from . import calibrations, parsing
+from . import calibration_conversion, parsing
 from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
 
 _LONGEST_LINE = 4096
@@ -21,11 +21,11 @@ _TOLERANCE = Fraction(1, 10**12)  # of the largest energy: what a small one may 
 
 
 def _polynomial(text: str) -> List[Fraction]:
-    return parsing.exact_list(text, calibrations.MOST_COEFFICIENTS)
+    return parsing.exact_list(text, calibration_conversion.MOST_COEFFICIENTS)
 
 
 def _energy(text: str) -> Tuple[float, ...]:
-    return calibrations.counted_from_one(_polynomial(text))
+    return calibration_conversion.counted_from_one(_polynomial(text))
 
 
 def _shape(text: str) -> Tuple[float, ...]:
@@ -191,21 +191,22 @@ def _energy_of_column(column: Sequence[str], notes: List[str]) -> Tuple[float, .
     """The energy calibration that gives the energies of the channels as they are printed."""
     energies = [parsing.exact(text) for text in column]
     least = max(abs(energy) for energy in energies) * _TOLERANCE
-    points = calibrations.Points(
+    points = calibration_conversion.Points(
         [Fraction(channel) for channel in range(len(column))],
         energies,
-        [max(calibrations.printed_tolerance(text), least) for text in column],
+        [max(calibration_conversion.printed_tolerance(text), least) for text in column],
     )
-    fit = calibrations.polynomial_through(points, range(1, 5))
+    fit = calibration_conversion.polynomial_through(points, range(1, 5))
     if not fit.exact:
         misses = (
-            abs(calibrations.evaluate(fit.coefficients, x) - y) for x, y in zip(points.x, points.y)
+            abs(calibration_conversion.evaluate(fit.coefficients, x) - y)
+            for x, y in zip(points.x, points.y)
         )
         notes.append(
             "the energies of the first column follow no polynomial; the calibration gives them"
             f" within {float(max(misses)):.2g} keV"
         )
-    return calibrations.counted_from_one(fit.coefficients)
+    return calibration_conversion.counted_from_one(fit.coefficients)
 
 
 # ---- Writing -----------------------------------------------------------------------------------
@@ -251,7 +252,7 @@ def _named_values(measurement: Measurement) -> List[Tuple[str, str]]:
         ("start", date(measurement.start)),
         ("live time / s", seconds(measurement.live_time)),
         ("real time / s", seconds(measurement.real_time)),
-        (_ENERGY, " ".join(calibrations.counted_from_zero(measurement.energy))),
+        (_ENERGY, " ".join(calibration_conversion.counted_from_zero(measurement.energy))),
         (_SHAPE, " ".join(repr(c) for c in measurement.shape)),
     ]
 

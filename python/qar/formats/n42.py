@@ -9,7 +9,7 @@ from datetime import datetime
 from fractions import Fraction
 from typing import Callable, Dict, List, NamedTuple, Optional, Sequence, Set, Tuple
 
-from . import calibrations, parsing
+from . import calibration_conversion, parsing
 from .measurement import FormatError, Measurement, checked
 from .xml_tree import Element, parse
 
@@ -222,7 +222,7 @@ def _coefficients_2006(
             notes.append(f"left out: the {kind} calibration, {model} in {unit}")
             return []
         numbers = parsing.exact_list(
-            equation.text_of("Coefficients"), calibrations.MOST_COEFFICIENTS
+            equation.text_of("Coefficients"), calibration_conversion.MOST_COEFFICIENTS
         )
         return [number * units[unit] for number in numbers]
     return []
@@ -230,7 +230,7 @@ def _coefficients_2006(
 
 def _energy_2006(found: Sequence[Element], notes: List[str]) -> Tuple[float, ...]:
     numbers = _coefficients_2006(found, "Energy", {"keV": 1, "MeV": 1000}, notes)
-    return calibrations.counted_from_one(numbers) if any(numbers[1:]) else ()
+    return calibration_conversion.counted_from_one(numbers) if any(numbers[1:]) else ()
 
 
 def _shape_2006(
@@ -239,7 +239,7 @@ def _shape_2006(
     widths = _coefficients_2006(found, "FWHM", {"Channels": 1}, notes)
     if not widths:
         return ()
-    shape = calibrations.shape_from_channel_widths(widths, energy, channels)
+    shape = calibration_conversion.shape_from_channel_widths(widths, energy, channels)
     if not shape.coefficients:
         notes.append("left out: the FWHM calibration, which gives widths that no peak has")
     elif shape.deviation > 1e-6:
@@ -284,11 +284,11 @@ def _energy_2011(
     if boundaries:
         return _energy_of_boundaries(boundaries, channels, notes)
     numbers = parsing.exact_list(
-        calibration.text_of("CoefficientValues"), calibrations.MOST_COEFFICIENTS
+        calibration.text_of("CoefficientValues"), calibration_conversion.MOST_COEFFICIENTS
     )
     while len(numbers) > 2 and numbers[-1] == 0:  # the schema asks for three
         numbers.pop()
-    return calibrations.counted_from_one(numbers) if any(numbers[1:]) else ()
+    return calibration_conversion.counted_from_one(numbers) if any(numbers[1:]) else ()
 
 
 def _energy_of_boundaries(text: str, channels: int, notes: List[str]) -> Tuple[float, ...]:
@@ -298,15 +298,15 @@ def _energy_of_boundaries(text: str, channels: int, notes: List[str]) -> Tuple[f
         notes.append("left out: the energy calibration, whose boundaries are not one for each edge")
         return ()
     middles = [(low + high) / 2 for low, high in zip(edges, edges[1:])]
-    half = calibrations.printed_tolerance(min(text.split()[:64], key=len))
+    half = calibration_conversion.printed_tolerance(min(text.split()[:64], key=len))
     least = max(abs(edges[0]), abs(edges[-1]), Fraction(1)) / 10**9
-    points = calibrations.Points(
+    points = calibration_conversion.Points(
         [Fraction(channel) for channel in range(channels)], middles, [min(half, least)] * channels
     )
-    fit = calibrations.polynomial_through(points, range(1, 5))
+    fit = calibration_conversion.polynomial_through(points, range(1, 5))
     if not fit.exact:
         notes.append("the energies follow the boundaries of the channels only nearly")
-    return calibrations.counted_from_one(fit.coefficients)
+    return calibration_conversion.counted_from_one(fit.coefficients)
 
 
 def _shape_2011(calibration: Optional[Element], notes: List[str]) -> Tuple[float, ...]:
@@ -316,7 +316,7 @@ def _shape_2011(calibration: Optional[Element], notes: List[str]) -> Tuple[float
     widths = calibration.text_of("FWHMValues").split()[:1000]
     for number in energies + widths:
         parsing.exact(number)
-    shape = calibrations.shape_from_table(energies, widths)
+    shape = calibration_conversion.shape_from_table(energies, widths)
     if not shape.coefficients:
         notes.append("left out: the FWHM calibration, which is no table of widths")
     elif shape.deviation > 1e-6:

@@ -7,7 +7,7 @@ from datetime import datetime, timezone
 from typing import List, Sequence, Tuple
 
 from ..analysis.calibration import polynomial
-from . import calibrations, parsing
+from . import calibration_conversion, parsing
 from .measurement import Measurement
 from .n42 import DETECTOR, TITLE
 
@@ -84,7 +84,7 @@ def _detector(measurement: Measurement, notes: List[str]) -> List[str]:
 
 
 def _energy(measurement: Measurement) -> List[str]:
-    coefficients = calibrations.counted_from_zero(measurement.energy)
+    coefficients = calibration_conversion.counted_from_zero(measurement.energy)
     coefficients += ["0"] * (3 - len(coefficients))  # the schema wants at least three
     return [
         f'<EnergyCalibration id="{_ENERGY}">',
@@ -100,7 +100,7 @@ def _width(measurement: Measurement, notes: List[str]) -> List[str]:
     highest = 2000.0
     if measurement.energy:
         highest = polynomial(measurement.energy, len(measurement.counts))
-    energies, widths = calibrations.width_table(measurement.shape, highest)
+    energies, widths = calibration_conversion.width_table(measurement.shape, highest)
     if not energies:
         notes.append("left out: the shape calibration, which gives no width at every energy")
         return []

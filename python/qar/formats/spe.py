@@ -12,7 +12,7 @@ from datetime import datetime, timezone
 from fractions import Fraction
 from typing import Dict, List, NamedTuple, Optional, Sequence, Tuple
 
-from . import calibrations, parsing
+from . import calibration_conversion, parsing
 from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
 
 _DETECTOR, _INSTRUMENT, _START = "DETDESC#", "INSTRUMENT#", "START#"
@@ -164,14 +164,14 @@ def _energy(blocks: Dict[str, List[str]], notes: List[str]) -> Tuple[float, ...]
                 f"${other.source} differs from ${taken.source} by {float(offset):.3g} keV at"
                 f" channel 0; ${taken.source} is taken"
             )
-    return calibrations.counted_from_one(taken.coefficients)
+    return calibration_conversion.counted_from_one(taken.coefficients)
 
 
 def _coefficients(name: str, lines: Sequence[str]) -> List[Fraction]:
     """keV as a polynomial; the lines give the number of coefficients, them, and the unit."""
     fields = " ".join(lines[: 1 if name == "ENER_FIT" else 2]).split()
     if name != "ENER_FIT" and fields:
-        number = min(parsing.count(fields[0]), calibrations.MOST_COEFFICIENTS)
+        number = min(parsing.count(fields[0]), calibration_conversion.MOST_COEFFICIENTS)
         fields = fields[1:]
     else:
         number = 2
@@ -196,7 +196,7 @@ def _shape(
     if not energy:
         notes.append("left out: $SHAPE_CAL, for want of an energy calibration")
         return ()
-    shape = calibrations.shape_from_channel_widths(widths, energy, channels)
+    shape = calibration_conversion.shape_from_channel_widths(widths, energy, channels)
     if not shape.coefficients:
         notes.append("left out: $SHAPE_CAL, which gives widths that no peak has")
     elif shape.deviation > 1e-6:
@@ -248,12 +248,12 @@ def _plain(text: str, what: str, notes: List[str]) -> str:
 def _calibration_lines(measurement: Measurement, notes: List[str]) -> List[str]:
     lines: List[str] = []
     if measurement.energy:
-        coefficients = calibrations.counted_from_zero(measurement.energy)
+        coefficients = calibration_conversion.counted_from_zero(measurement.energy)
         line = (coefficients + ["0", "0"])[:2]
         lines += ["$ENER_FIT:", " ".join(line)]
         lines += ["$MCA_CAL:", str(len(coefficients)), " ".join(coefficients) + " keV"]
     if measurement.shape:
-        widths = calibrations.channel_widths_from_shape(
+        widths = calibration_conversion.channel_widths_from_shape(
             measurement.shape, measurement.energy, len(measurement.counts)
         )
         if widths.coefficients:

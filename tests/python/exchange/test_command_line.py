@@ -12,8 +12,8 @@ import sys
 
 import qar
 import support
-from qar.analysis import nuclide_library
 from qar.display import layout, plot, report, tables, terminal
+from qar.formats import nuclide_csv
 
 COMMANDS = "show plot convert dump load calibrate analyse report check salvage status".split()
 
@@ -211,15 +211,15 @@ class CommandLine(support.TestCase):
 
     def test_nuclide_libraries(self):
         lines = "Co-60,,1332.492,0.9998,False\nBi-214,19.9 min,609.3,0.455\n"
-        nuclides = nuclide_library.read(self.write("l.csv", support.LIBRARY + lines))
+        nuclides = nuclide_csv.read(self.write("l.csv", support.LIBRARY + lines))
         self.assertEqual([len(nuclide.lines) for nuclide in nuclides], [1, 2, 1])
         self.assertAlmostEqual(nuclides[0].half_life / 9.4829e8, 1, places=4)
         self.assertEqual(nuclides[2].half_life, 19.9 * 60)
         self.assertEqual(
             [line.key for n in nuclides for line in n.lines], [True, None, False, None]
         )
-        written = self.write("m.csv", nuclide_library.text_of(nuclides))
-        self.assertEqual(nuclide_library.read(written), nuclides)
+        written = self.write("m.csv", nuclide_csv.text_of(nuclides))
+        self.assertEqual(nuclide_csv.read(written), nuclides)
         for content, said in WRONG_LIBRARIES:
             ran = support.run("analyse", "a.qar", "-l", self.write("w.csv", content))
             self.assertEqual((ran.code, len(ran.err)), (2, 1), ran.err)

@@ -10,7 +10,7 @@ from datetime import datetime, timezone
 import qar
 import support
 from qar import atomic_files, formats
-from qar.formats import calibrations, parsing
+from qar.formats import calibration_conversion, parsing
 from qar.transfer import conversion
 from support import FULL
 
@@ -123,12 +123,16 @@ class Formats(support.TestCase):
         for _ in range(200):
             size = generator.randrange(1, 6)
             stored = tuple(generator.uniform(-1, 1) * 10.0 ** -(3 * k) for k in range(size))
-            written = calibrations.counted_from_zero(stored)
-            read = calibrations.counted_from_one([parsing.exact(text) for text in written])
+            written = calibration_conversion.counted_from_zero(stored)
+            read = calibration_conversion.counted_from_one(
+                [parsing.exact(text) for text in written]
+            )
             self.assertEqual(read, stored, written)
             decimals = [f"{generator.uniform(0.1, 1):.7g}e-{3 * k}" for k in range(size)]
-            shifted = calibrations.counted_from_one([parsing.exact(text) for text in decimals])
-            again = calibrations.counted_from_zero(shifted)
+            shifted = calibration_conversion.counted_from_one(
+                [parsing.exact(text) for text in decimals]
+            )
+            again = calibration_conversion.counted_from_zero(shifted)
             self.assertEqual(list(map(float, again)), list(map(float, decimals)))
 
     def test_write_n42_in_the_order_of_the_schema(self):

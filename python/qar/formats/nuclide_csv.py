@@ -15,10 +15,10 @@ import csv
 import os
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
 
+from ..analysis.results import GammaLine, Nuclide
 from ..atomic_files import Path
-from ..formats import FormatError, parsing
-from ..formats.measurement import reading
-from .results import GammaLine, Nuclide
+from . import parsing
+from .measurement import FormatError, reading
 
 MOST_LINES = 200000
 
