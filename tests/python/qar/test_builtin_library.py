@@ -4,7 +4,7 @@ import csv
 import unittest
 
 import support
-from qar.analysis import builtin_library
+from qar.nuclides import builtin_library
 
 
 class TestData(unittest.TestCase):

@@ -1,6 +1,6 @@
 """The built-in nuclide library: evaluated decay data that the package contains.
 
-    from qar.analysis import builtin_library
+    from qar.nuclides import builtin_library
 
     library = builtin_library.load(groups=["natural", "medical"])
 
@@ -13,8 +13,8 @@ import os
 import re
 from typing import Collection, Dict, List, NamedTuple, Tuple
 
-from . import nuclide_library
-from .results import GammaLine, Nuclide
+from ..analysis.results import GammaLine, Nuclide
+from ..formats import nuclide_csv
 
 MIN_HALF_LIFE = 1800.0
 """Seconds. Nuclides without a parent that live shorter are left out by default."""
@@ -58,7 +58,7 @@ def entries() -> Tuple[Entry, ...]:
     classified = _groups()
     return tuple(
         Entry(nuclide, *classified[nuclide.name])
-        for nuclide in nuclide_library.read(os.path.join(_DATA, "nuclides.csv"))
+        for nuclide in nuclide_csv.read(os.path.join(_DATA, "nuclides.csv"))
     )
 
 
@@ -130,7 +130,7 @@ def _groups() -> Dict[str, Tuple[Tuple[str, ...], str]]:
 
 @functools.lru_cache(maxsize=None)
 def _x_rays() -> Dict[str, Tuple[GammaLine, ...]]:
-    nuclides = nuclide_library.read(os.path.join(_DATA, "xrays.csv"))
+    nuclides = nuclide_csv.read(os.path.join(_DATA, "xrays.csv"))
     return {nuclide.name: nuclide.lines for nuclide in nuclides}
 
 
