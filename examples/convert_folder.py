@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Makes QAR files of all spectra in a folder, whatever their format.
+"""Convert all spectra in a folder to QAR files, whatever their format.
 
     convert_folder.py FOLDER DESTINATION
 
-Files that are there already are left alone, so that it can be run again when more have come. A
-file that fails stops nobody; what was lost on the way is told.
+Existing files are not changed, so you can run it again when there are new spectra. A file that
+cannot be converted does not stop the others. Data that a QAR file cannot store are printed.
 """
 
 import os
@@ -12,19 +12,17 @@ import sys
 from typing import Iterator, List, Tuple
 
 from qar import QarError, formats
-from qar.transfer import conversion
 
 
 def convert(path: str, destination: str) -> Iterator[Tuple[str, List[str]]]:
-    """One QAR file for each spectrum in the file; gives their names and what is to be told."""
-    measurements = formats.read(path)
+    """Create a QAR file for each spectrum in a file; yield its name and the notes."""
     stem = os.path.splitext(os.path.basename(path))[0]
     target = os.path.join(destination, stem + ".qar")
-    for measurement, name in conversion.output_names(measurements, target):
+    for measurement, name in formats.file_names(formats.read(path), target):
         if os.path.exists(name):
-            yield name, ["is there already"]
+            yield name, ["exists already"]
         else:
-            yield name, [*measurement.notes, *conversion.store(measurement, name)]
+            yield name, [*measurement.notes, *formats.write(name, measurement)]
 
 
 def main(folder: str, destination: str) -> int:
@@ -32,7 +30,7 @@ def main(folder: str, destination: str) -> int:
     failures = 0
     for file_name in sorted(os.listdir(folder)):
         path = os.path.join(folder, file_name)
-        if formats.by_suffix(path) is None:
+        if os.path.splitext(file_name)[1].lower() not in formats.SUFFIXES:
             continue
         try:
             for name, notes in convert(path, destination):

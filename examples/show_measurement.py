@@ -1,39 +1,33 @@
 #!/usr/bin/env python3
-"""Shows a measurement: its parameters in a table, its spectrum in the terminal.
+"""Show a measurement: its parameters as a table, its spectrum as a plot in the terminal.
 
     show_measurement.py FILE
 
-Where matplotlib is installed the spectrum is also saved as a PNG file beside FILE.
+If matplotlib is installed, the spectrum is also saved as a PNG file beside FILE.
 """
 
 import os
 import sys
 import textwrap
-from typing import Any
 
 import qar
 from qar.display import layout, plot, terminal
+from qar.display.printable import printable, value_text
 
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
-
-
-def text_of(value: Any) -> str:
-    if isinstance(value, list):
-        return ", ".join(map(text_of, value))
-    return f"{value:,.6g}" if isinstance(value, float) else str(value)
 
 
 def show_parameters(source: qar.DataSource) -> None:
     for class_name in CLASSES:
         for parameter, value in source.parameters(class_name):
             description = textwrap.shorten(parameter.description, 44, placeholder=" …")
-            print(f"  {parameter.name:<18} {text_of(value):<30} {description}")
+            print(f"  {parameter.name:<18} {value_text(value):<30} {description}")
 
 
 def main(path: str) -> None:
     with qar.open(path) as source:
         title = source.get("QAR_C_MEASNAME", default="without a title")
-        print(f"{os.path.basename(path)}: {title}")
+        print(f"{os.path.basename(path)}: {printable(title)}")
         show_parameters(source)
         calibration = source.calibration()
         if "QAR_L_CHANNELS" not in source:
@@ -43,10 +37,10 @@ def main(path: str) -> None:
     axis = layout.axis_of(calibration)
     print()
     print("\n".join(terminal.plot(channels, axis)))
-    drawing = os.path.splitext(path)[0] + ".png"
+    picture = os.path.splitext(path)[0] + ".png"
     try:
-        plot.save(drawing, channels, (), axis, title)
-        print(f"{drawing}: the same as a picture")
+        plot.save(picture, channels, (), axis, title)
+        print(f"{picture}: the same plot as a picture")
     except ImportError as error:
         print(error)
 

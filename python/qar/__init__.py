@@ -5,10 +5,10 @@
     with qar.open("sample.qar") as source:
         print(source["QAR_C_MEASNAME"], source["QAR_D_LIVETIME"], sum(source.spectrum()))
 
-`open` gives a DataSource: parameters by name, records, the spectrum, calibrations, the analysis.
-A failure raises a QarError of a family; `qar.status.describe` says what a status means. Calls are
-logged by the logger "qar". All works through the 27 functions of pyORV3, over the embedded
-library as over the suite's own.
+`open` returns a DataSource: parameters by name, records, the spectrum, calibrations, the analysis.
+A failure raises a QarError; `qar.status.describe` explains a status. The logger "qar" logs calls.
+The package only uses the 27 functions of pyORV3, so it works on the embedded library and on the
+suite's own.
 """
 
 from . import constants, dictionary, status

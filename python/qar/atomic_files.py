@@ -1,30 +1,33 @@
-"""New files: each appears complete under its name, or not at all."""
+"""New files that appear complete under their name or not at all."""
 
 import contextlib
 import errno
 import os
 from typing import Iterator, Union
 
+from .unicode_links import is_unicode
+
 Path = Union[str, "os.PathLike[str]"]
 
-_LONGEST_STEM = 100
+_MAX_STEM = 100  # characters of a name that its temporary name contains
 
 
 @contextlib.contextmanager
 def new_file(path: Path, replace: bool = False) -> Iterator[str]:
-    """A name in the same folder for a file to be made: it gets the name `path` when all went
-    well and goes otherwise.
+    """Yield a temporary name in the folder of a new file.
 
-    FileExistsError: the name `path` is taken and is not to be replaced.
+    On success the file is renamed to `path`; on an exception it is deleted. Raises
+    FileExistsError if `path` exists and `replace` is false.
     """
     path = os.path.abspath(os.fspath(path))
     folder, name = os.path.split(path)
     if not os.path.isdir(folder):
         raise FileNotFoundError(errno.ENOENT, "there is no such folder", folder)
     if not os.access(folder, os.W_OK):
-        raise PermissionError(errno.EACCES, "the folder cannot be written to", folder)
+        raise PermissionError(errno.EACCES, "the folder is not writable", folder)
     refuse_taken(path, replace)
-    temporary = os.path.join(folder, f".{name[:_LONGEST_STEM]}.{os.getpid()}.part")
+    stem = name[:_MAX_STEM] if is_unicode(name) else "new"
+    temporary = os.path.join(folder, f".{stem}.{os.getpid()}.part")
     try:
         yield temporary
         refuse_taken(path, replace)
@@ -35,12 +38,12 @@ def new_file(path: Path, replace: bool = False) -> Iterator[str]:
 
 
 def refuse_taken(path: str, replace: bool) -> None:
-    """FileExistsError where the name is taken and is not to be replaced."""
+    """Raise FileExistsError if a path exists and must not be replaced."""
     if os.path.lexists(path) and not replace:
         raise FileExistsError(errno.EEXIST, os.strerror(errno.EEXIST), path)
 
 
 def write_text(path: Path, text: str, replace: bool = False) -> None:
-    """Makes a file of a text in UTF-8, with the line ends that the text has."""
+    """Create a file that contains a string in UTF-8, with its line ends unchanged."""
     with new_file(path, replace) as temporary, open(temporary, "xb") as file:
         file.write(text.encode("utf-8", "surrogateescape"))

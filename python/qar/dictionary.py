@@ -1,7 +1,7 @@
-"""The parameter dictionary in use: that of the suite where it is installed, else the embedded one.
+"""The parameter dictionary in use: the suite's if it is installed, otherwise the embedded one.
 
-It is asked at run time, so that parameters work by name which this package has never heard of.
-What was answered is kept for the life of the process (`forget` drops it).
+The dictionary is asked at run time, so parameters that this package does not list work by name as
+well. Its answers are kept until the process ends (`forget` drops them).
 """
 
 import functools
@@ -13,7 +13,11 @@ from . import constants
 from .errors import NotFoundError
 from .status import describe as describe_status
 
-HIGHEST_NUMBER = 0x3FF  # parameters of a class are looked for up to this number within it
+MAX_NUMBER = 0x3FF
+"""The default of the largest number within a class that `parameters_of` asks for."""
+
+HIGHEST_NUMBER = MAX_NUMBER
+MAX_CLASS = 0xFFFF
 
 _UNKNOWN_PARAMETER = 0xEBE8801A
 _KNOWN = {parameter.code: parameter for parameter in constants.KNOWN_PARAMETERS}
@@ -23,29 +27,29 @@ _CLASSES: Dict[str, int] = {
 
 
 class Parameter(NamedTuple):
-    """What the dictionary says of a parameter."""
+    """A parameter as the dictionary describes it."""
 
     name: str
     description: str
-    code: int  # the class number in the high, a number within the class in the low 16 bits
+    code: int  # high 16 bits: the class; low 16 bits: a number within the class
     class_number: int
     type_name: str  # byte, short, long, longlong, float, double, str or Date
 
-    # What the dictionary does not say is known of the parameters of the embedded library alone.
+    # The dictionary does not give the following; they are known for embedded parameters only.
 
     @property
     def length(self) -> int:
-        """Of a text: its most characters where this is known, else 0."""
+        """The maximum length of a string, or 0 if it is not known."""
         return self._known.length if self._known else 0
 
     @property
     def per_entry(self) -> Optional[bool]:
-        """Whether each entry of a record has a value, or each record one; None: not known."""
+        """True if each entry has a value, False if each record has one, None if not known."""
         return self._known.per_entry if self._known else None
 
     @property
     def unit(self) -> str:
-        """The unit of the value, such as "keV"; empty without one and where it is not known."""
+        """The unit, such as "keV"; empty if there is none or it is not known."""
         return self._known.unit if self._known else ""
 
     @property
@@ -56,18 +60,18 @@ class Parameter(NamedTuple):
 
 
 Key = Union[str, int]
-"""A parameter by its name or code. Where a class is meant: also the class number."""
+"""The name or code of a parameter. If a class is expected, also the name or number of a class."""
 
 
 @functools.lru_cache(maxsize=None)
 def describe(key: Key) -> Parameter:
-    """What the dictionary says of a parameter, by its name (in any case) or its code.
+    """Return the description of a parameter, given by its name (in any case) or its code.
 
-    Raises NotFoundError where the dictionary has no such parameter.
+    Raises NotFoundError if the dictionary does not have it.
     """
     name, code = (key, 0) if isinstance(key, str) else ("", signed(key))
     status, answer = pyORV3.getParameterMetaData(0, code, name)
-    # Code 0: no parameter, but a variable of the suite's environment has the name.
+    # Code 0: not a parameter, but a variable of the suite's environment has this name.
     if status != 0 or answer == 0 or answer[2] == 0 or not (name or code):
         raise NotFoundError(
             "parameter", _UNKNOWN_PARAMETER, key, describe_status(_UNKNOWN_PARAMETER).text
@@ -76,12 +80,12 @@ def describe(key: Key) -> Parameter:
 
 
 def code_of(key: Key) -> int:
-    """The code of a parameter; a number is taken as it is."""
+    """Return the code of a parameter; a number is returned unchanged."""
     return describe(key).code if isinstance(key, str) else key
 
 
 def class_of(key: Key) -> int:
-    """The number of a class: from itself, its name or a parameter of it."""
+    """Return the number of a class, given by its number, its name or a parameter of it."""
     if isinstance(key, str):
         number = _CLASSES.get(key.upper())
         return describe(key).class_number if number is None else number
@@ -89,38 +93,39 @@ def class_of(key: Key) -> int:
 
 
 @functools.lru_cache(maxsize=None)
-def parameters_of(class_key: Key, highest: int = HIGHEST_NUMBER) -> Tuple[Parameter, ...]:
-    """All parameters of a class that the dictionary knows, ascending by code.
+def parameters_of(class_key: Key, max_number: int = MAX_NUMBER) -> Tuple[Parameter, ...]:
+    """Return all parameters of a class that the dictionary has, in the order of their codes.
 
-    The dictionary answers single codes only, so every number up to `highest` is tried.
+    The dictionary only answers for single codes, so every number up to `max_number` is tried.
     """
     class_number = class_of(class_key)
-    found: List[Parameter] = []
-    for number in range(highest + 1):
+    parameters: List[Parameter] = []
+    for number in range(max_number + 1):
         try:
-            found.append(describe.__wrapped__(class_number << 16 | number))
+            parameters.append(describe.__wrapped__(class_number << 16 | number))
         except NotFoundError:
             continue
-    return tuple(found)
+    return tuple(parameters)
 
 
 def classes() -> Dict[str, int]:
-    """The classes of the file format: name and number."""
+    """Return the names and numbers of the classes of the file format."""
     return dict(_CLASSES)
 
 
 def class_name(number: int) -> str:
-    """The name of a class, or its number in hexadecimal."""
+    """Return the name of a class, or its number in hexadecimal."""
     names = {known: name for name, known in _CLASSES.items()}
     return names.get(number, f"class 0x{number:04X}")
 
 
 def forget() -> None:
-    """Drops what the dictionary answered, so that it is asked again."""
+    """Drop the dictionary's answers, so that it is asked again."""
     cached: Any
     for cached in (describe, parameters_of):
         cached.cache_clear()
 
 
 def signed(code: int) -> int:
+    """Return a 32-bit code as the signed integer that pyORV3 takes."""
     return code - (1 << 32) if code & 0x80000000 else code

@@ -1,19 +1,19 @@
-"""The words that calls take: how to open, what to search for, which command to give.
+"""Enumerations of the numbers that calls take: access modes, search options, commands.
 
-The values are those of the embedded library; the first three access modes and the states hold
-for the suite as well.
+The values are those of the embedded library; the first three access modes and the states are the
+same in the suite.
 """
 
 from enum import IntEnum, IntFlag
 
 
 class AccessMode(IntFlag):
-    """How a data source is opened. Writing includes reading; no bit reads."""
+    """How a data source is opened. Writing includes reading; 0 reads as well."""
 
     READ = 0x1
     WRITE = 0x2
     CREATE = 0x400
-    """Makes a new file and opens it for writing; a file that exists is refused."""
+    """Creates a file and opens it for writing; an existing file is refused."""
 
 
 class SourceState(IntFlag):
@@ -21,12 +21,12 @@ class SourceState(IntFlag):
 
     OPEN = 0x1
     CHANGED = 0x2
-    """Changed since it was saved."""
+    """Has changes that are not saved."""
     READ_ONLY = 0x4
 
 
 class NameSearch(IntEnum):
-    """How the name of a nuclide is searched for; case does not matter."""
+    """How a nuclide is found by its name; case does not matter."""
 
     EXACT_THEN_BEGINNING = 0
     EXACT = 1
@@ -34,14 +34,14 @@ class NameSearch(IntEnum):
 
 
 class EnergySearch(IntEnum):
-    """Which record with a gamma line within the tolerance is found."""
+    """Which of the records with a gamma line within the tolerance is found."""
 
     NEAREST = 0
     FIRST = 1
 
 
 class ControlCommand(IntEnum):
-    """Commands of `pyORV3.control`, as its first value; the second is 0."""
+    """Commands of `pyORV3.control`: its first value. The second value is 0."""
 
     FLUSH = 1
     COMPACT = 2
@@ -52,6 +52,6 @@ class ResultLevel(IntEnum):
     """Which results of an analysis are deleted."""
 
     PEAKS = 1
-    """The peaks and what was identified by them."""
+    """The peaks and the identified nuclides."""
     NUCLIDES = 2
-    """What was identified."""
+    """The identified nuclides."""

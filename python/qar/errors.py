@@ -1,6 +1,7 @@
-"""Failures as exceptions: one base, one class for each family of statuses.
+"""Failures as exceptions: one base class and one class for each family of statuses.
 
-`except qar.NotFoundError` catches what a script can go on from; `except qar.QarError` everything.
+`except qar.NotFoundError` catches a failure from which a script can often continue;
+`except qar.QarError` catches every failure.
 """
 
 import logging
@@ -12,10 +13,10 @@ logger = logging.getLogger("qar")
 
 
 class QarError(Exception):
-    """A call that failed.
+    """A failed call.
 
-    status: the code, unsigned (0xEBE88106). text: what it says. family: one of those of
-    qar.status. attempt: what was tried. argument: with what; None for nothing in particular.
+    status: the code, unsigned (0xEBE88106). text: its meaning. family: one of those of
+    qar.status. attempt: the operation that failed. argument: its main argument, or None.
     """
 
     def __init__(
@@ -27,29 +28,29 @@ class QarError(Exception):
         self.text = known.text if text is None else text
         self.attempt = attempt
         self.argument = argument
-        tried = attempt if argument is None else f"{attempt} {_shown(argument)}"
-        super().__init__(f"{tried}: {self.text} (status 0x{self.status:08X})")
+        where = attempt if argument is None else f"{attempt} {_quoted(argument)}"
+        super().__init__(f"{where}: {self.text} (status 0x{self.status:08X})")
 
     def __reduce__(self) -> Any:
         return type(self), (self.attempt, self.status, self.argument, self.text)
 
 
-def _shown(argument: Any) -> str:
-    """Codes as they are written everywhere, in hexadecimal."""
-    is_code = isinstance(argument, int) and argument > 0xFFF
+def _quoted(argument: Any) -> str:
+    """Return an argument for a message: a code in hexadecimal, anything else as its repr."""
+    is_code = isinstance(argument, int) and argument > 0xFFFF
     return f"0x{argument:X}" if is_code else repr(argument)
 
 
 class NotFoundError(QarError, LookupError):
-    """There is no such file, input, parameter, record, entry or value, or nothing was found."""
+    """A file, input, parameter, record, entry or value does not exist."""
 
 
 class ExistsError(QarError):
-    """A file of this name exists already; it is never overwritten."""
+    """A file of this name exists; files are never overwritten."""
 
 
 class ReadOnlyError(QarError):
-    """The data source was opened for reading only: open it with mode "r+"."""
+    """The data source was opened for reading only; open it with mode "r+"."""
 
 
 class InUseError(QarError):
@@ -57,23 +58,23 @@ class InUseError(QarError):
 
 
 class DamagedError(QarError):
-    """What the file holds does not hold together."""
+    """The content of the file is not consistent."""
 
 
 class BadArgumentError(QarError, ValueError):
-    """An argument or a value that cannot be used; most are found before the library is called."""
+    """An argument or value cannot be used; most are refused before the library is called."""
 
 
 class EngineError(QarError):
-    """An engine failed, or it or its entry point is missing."""
+    """An engine failed, or the engine or its entry point is missing."""
 
 
 class SystemFailureError(QarError):
-    """The system failed: memory, storage, access rights."""
+    """The operating system failed: memory, storage or access rights."""
 
 
 class LibraryError(QarError):
-    """The data-access library failed in another way."""
+    """The data-access library failed for another reason."""
 
 
 FAMILIES: Dict[str, Type[QarError]] = {
@@ -82,14 +83,14 @@ FAMILIES: Dict[str, Type[QarError]] = {
 
 
 def error_for(attempt: str, status: int, argument: Any = None) -> QarError:
-    """The exception of the family that a failed status belongs to."""
+    """Return the exception of the family that a status belongs to."""
     return FAMILIES[statuses.describe(status).family](attempt, status, argument)
 
 
 def check(answer: Any, attempt: str, argument: Any = None) -> Any:
-    """The result in what a function of pyORV3 returned, None where that is a status alone.
+    """Return the result of a function of pyORV3, or None if it returned a status only.
 
-    Raises the exception of a status that is not 0.
+    Raises the exception for a status that is not 0.
     """
     status, result = answer if isinstance(answer, tuple) else (answer, None)
     if status != 0:
@@ -100,5 +101,5 @@ def check(answer: Any, attempt: str, argument: Any = None) -> Any:
 
 
 def refuse(attempt: str, argument: Any, text: str) -> BadArgumentError:
-    """The exception for what is refused before the library is called; to be raised."""
+    """Return the exception for an argument that is refused before the library is called."""
     return BadArgumentError(attempt, statuses.BAD_ARGUMENTS, argument, text)

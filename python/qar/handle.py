@@ -1,24 +1,25 @@
-"""An open data source as a resource: opening, saving, closing, its state."""
+"""An open data source as a resource: opening, saving, closing and its state."""
 
 import os
-from typing import List, TypeVar, Union
+from typing import List, Optional, TypeVar, Union
 
 import pyORV3
 
 from .enums import AccessMode, ControlCommand, SourceState
 from .errors import QarError, check, logger, refuse
+from .unicode_links import UnicodeLink, is_unicode
 
 MODES = {
     "r": AccessMode.READ,
     "r+": AccessMode.READ | AccessMode.WRITE,
     "x": AccessMode.CREATE | AccessMode.READ | AccessMode.WRITE,
 }
-FILE, INPUT = 1, 0  # what the name of a source names
+FILE, INPUT = 1, 0  # what kind of source a name refers to
 Self = TypeVar("Self", bound="OpenSource")
 
 
 def inputs() -> List[str]:
-    """The names of the inputs of the suite's environment."""
+    """Return the names of the inputs of the suite's environment."""
     names: str = check(pyORV3.enumerateDefinitions(), "listing the inputs")
     return names.split(",") if names else []
 
@@ -35,18 +36,34 @@ class OpenSource:
         self.path = os.fspath(path)
         self._handle = 0
         if isinstance(mode, str) and mode not in MODES:
-            raise refuse("opening", self.path, f'mode {mode!r}; known are "r", "r+" and "x"')
+            raise refuse("opening", self.path, f'mode {mode!r}; expected "r", "r+" or "x"')
         self.mode = AccessMode(MODES[mode] if isinstance(mode, str) else mode)
         if not isinstance(self.path, str) or "\0" in self.path:
-            raise refuse("opening", self.path, "a name is a text without NUL")
-        answer = pyORV3.open(self.path, int(self.mode), type_selector, "")
+            raise refuse("opening", self.path, "a name is a string without NUL")
+        self._link: Optional[UnicodeLink] = None
+        self._open(type_selector)
+        logger.info("opened %s", self.path)
+
+    def _open(self, type_selector: int) -> None:
+        name, creates = self.path, bool(self.mode & AccessMode.CREATE)
+        if type_selector == FILE and not is_unicode(name):
+            if creates and not is_unicode(os.path.basename(name)):
+                raise refuse("creating", name, "the name is not UTF-8; rename a new file instead")
+            self._link = UnicodeLink(name)
+            name = self._link.name
+        answer = pyORV3.open(name, int(self.mode), type_selector, "")
         try:
             self._handle = check(answer, "opening", self.path)
         except QarError:
-            if self.mode & AccessMode.CREATE and answer[1]:
+            if creates and answer[1]:
                 pyORV3.close(answer[1], 0)  # a failed creation leaves its handle
+            self._remove_link()
             raise
-        logger.info("opened %s", self.path)
+
+    def _remove_link(self) -> None:
+        if self._link is not None:
+            self._link.remove()
+            self._link = None
 
     def __enter__(self: Self) -> Self:
         return self
@@ -56,7 +73,10 @@ class OpenSource:
 
     @property
     def handle(self) -> int:
-        """What the functions of pyORV3 take. BadArgumentError: the source is closed."""
+        """The handle for the functions of pyORV3.
+
+        Raises BadArgumentError if the source is closed.
+        """
         if self._handle == 0:
             raise refuse("using", self.path, "the data source is closed")
         return self._handle
@@ -66,26 +86,28 @@ class OpenSource:
         return self._handle == 0
 
     def close(self) -> None:
-        """Saves and closes; a second time does nothing. After a failure the source stays open."""
+        """Save and close the source; do nothing if it is closed already.
+
+        After a failure the source stays open.
+        """
         if self._handle:
             check(pyORV3.close(self._handle, 0), "closing", self.path)
             self._handle = 0
+            self._remove_link()
             logger.info("closed %s", self.path)
 
     def flush(self) -> None:
-        """Saves: what was written is on the disk afterwards, whatever happens to the process."""
+        """Save all changes to the disk, where they survive a crash or a power cut."""
         check(pyORV3.flush(self.handle), "saving", self.path)
 
     def compact(self) -> None:
-        """Saves and makes the file as small as possible."""
+        """Save all changes and make the file as small as possible."""
         check(pyORV3.control(self.handle, ControlCommand.COMPACT, 0), "compacting", self.path)
 
     def verify(self) -> None:
-        """Checks the file; DamagedError where it does not hold together."""
+        """Check the whole file. Raises DamagedError if it is not sound."""
         check(pyORV3.control(self.handle, ControlCommand.CHECK, 0), "checking", self.path)
 
     @property
     def state(self) -> SourceState:
-        return SourceState(
-            check(pyORV3.getStatus(self.handle), "asking for the state of", self.path)
-        )
+        return SourceState(check(pyORV3.getStatus(self.handle), "reading the state of", self.path))

@@ -1,23 +1,31 @@
-"""What is used where it is installed: imported when it is wanted, and not before."""
+"""Optional dependencies, imported on first use."""
 
 import importlib
+import os
+import sys
 from typing import Any
 
 
-def required(module: str, title: str, extra: str) -> Any:
-    """The module; where it is missing an ImportError that says how to install it.
-
-    extra: the extra of pyORV3 that has it.
-    """
-    found = optional(module)
-    if found is None:
-        raise ImportError(f"{title} is not installed; install it with: pip install pyORV3[{extra}]")
-    return found
+def required(module: str) -> Any:
+    """Return a module. Raises ImportError with a command that installs it on this machine."""
+    result = optional(module)
+    if result is None:
+        package = module.partition(".")[0]
+        raise ImportError(f"{package} is not installed; install it with: {_command(package)}")
+    return result
 
 
 def optional(module: str) -> Any:
-    """The module, None where it is missing."""
+    """Return a module, or None if it is not installed."""
     try:
         return importlib.import_module(module)
     except ImportError:
         return None
+
+
+def _command(package: str) -> str:
+    """Return a command that installs a package for the running interpreter."""
+    is_system_python = sys.executable.startswith("/usr/bin/")
+    if is_system_python and os.path.exists("/etc/debian_version"):
+        return f"sudo apt-get install python3-{package}"
+    return f'"{sys.executable}" -m pip install {package}'

@@ -1,1 +1,1 @@
-"""Analysis of a source: its results, nuclide libraries and calibrations."""
+"""Calibrations, known lines, nuclides and the results of an analysis."""

@@ -1,26 +1,14 @@
-"""The analysis of a spectrum: a nuclide library in, an engine, its results as plain records out."""
+"""The analysis of a spectrum: nuclide library, engine and results, as plain records."""
 
 import warnings
-from typing import (
-    TYPE_CHECKING,
-    Any,
-    Dict,
-    Iterable,
-    List,
-    NamedTuple,
-    Optional,
-    Tuple,
-    Type,
-    TypeVar,
-)
+from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Tuple, Type, TypeVar
 
 import pyORV3
 
 from ..errors import check, logger
+from ..records import RecordSource
 from ..status import RANGE_PARTLY_SEARCHED, describe, unsigned
-
-if TYPE_CHECKING:
-    from ..source import DataSource
+from ..values import is_known
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"  # of the embedded library
 NAN = float("nan")
@@ -28,30 +16,28 @@ _ORIGINS = {1: "annihilation", 2: "single escape", 3: "double escape", 4: "sum"}
 
 
 class GammaLine(NamedTuple):
-    """A gamma line of a nuclide in the library; uncertainties are one sigma. NaN or None: the
-    file does not say.
-    """
+    """A gamma line of a nuclide in the library. NaN or None: the file has no value."""
 
     energy: float = NAN  # keV
     photons: float = NAN  # per decay
-    energy_uncertainty: Optional[float] = None  # keV
-    photons_uncertainty: Optional[float] = None  # per decay
-    key: Optional[bool] = None  # whether the nuclide cannot be identified without the line
+    energy_uncertainty: Optional[float] = None  # one sigma, keV
+    photons_uncertainty: Optional[float] = None  # one sigma, per decay
+    key: Optional[bool] = None  # True if the nuclide is not identified without this line
 
 
 class Nuclide(NamedTuple):
-    """A nuclide of the library that the identification works with."""
+    """A nuclide of the library that an identification searches for."""
 
     name: str = ""
     half_life: float = NAN  # s
     lines: Tuple[GammaLine, ...] = ()
     half_life_uncertainty: Optional[float] = None  # one sigma, s
     parent: Optional[str] = None
-    active: Optional[bool] = None  # None as True: the identification looks for it
+    active: Optional[bool] = None  # False if the identification skips it
 
 
 class Peak(NamedTuple):
-    """A peak that an engine found. NaN, None or an empty text: the engine did not write it."""
+    """A peak that an engine found. NaN, None or an empty string: the engine wrote no value."""
 
     energy: float = NAN  # keV
     centroid: float = NAN  # channels, counted from 1
@@ -60,7 +46,7 @@ class Peak(NamedTuple):
     area_uncertainty: float = NAN  # one sigma, counts
     continuum: float = NAN  # counts under the peak
     significance: float = NAN  # sigma
-    nuclide: str = ""  # that it was assigned to; empty: none
+    nuclide: str = ""  # the assigned nuclide; empty: none
     left: Optional[int] = None  # first channel of its region, counted from 1
     right: Optional[int] = None  # last channel of its region
     chi_square: Optional[float] = None  # reduced, of the fit
@@ -68,15 +54,15 @@ class Peak(NamedTuple):
 
     @property
     def label(self) -> str:
-        """The nuclide, else what the peak is known as; empty for a line that nothing explains."""
+        """The nuclide, otherwise the origin of the peak; empty if neither is known."""
         return self.nuclide or _ORIGINS.get(self.origin or 0, "")
 
 
 class IdentifiedNuclide(NamedTuple):
-    """A nuclide that an engine identified, the most confident first. NaN or None: not written."""
+    """A nuclide that an engine identified. NaN or None: the engine wrote no value."""
 
     name: str = ""
-    lines: int = 0  # that match a peak
+    lines: int = 0  # number of lines that match a peak
     confidence: float = NAN  # 0 to 1
     energy: float = NAN  # of the strongest matching line, keV
     activity: Optional[float] = None  # Bq
@@ -86,14 +72,14 @@ class IdentifiedNuclide(NamedTuple):
 
 
 class Analysis(NamedTuple):
-    """The results of an analysis."""
+    """The results of an analysis; nuclides with the highest confidence come first."""
 
     peaks: Tuple[Peak, ...]
     nuclides: Tuple[IdentifiedNuclide, ...]
-    not_found: Tuple[IdentifiedNuclide, ...] = ()  # looked for; with their detection limits
+    not_found: Tuple[IdentifiedNuclide, ...] = ()  # nuclides with a detection limit only
 
 
-# Which parameter each field of a record stands in.
+# The parameter of each field of a record.
 _PEAK = {
     "energy": "QAR_D_PEAKENERGY",
     "centroid": "QAR_D_PEAKCENTR",
@@ -136,13 +122,12 @@ Record = TypeVar("Record", bound=NamedTuple)
 
 
 def run_engine(
-    source: "DataSource", engine: str = ENGINE, entry_point: str = ENTRY_POINT, options: int = 0
+    source: RecordSource, engine: str = ENGINE, entry_point: str = ENTRY_POINT, options: int = 0
 ) -> None:
-    """Runs an engine on an open source; EngineError where it fails or is missing.
+    """Run an engine on an open source. Raises EngineError if it fails or is missing.
 
-    A warning where peak_search did its work but could not look for peaks everywhere.
-
-    options: the engine's option word; see qar.constants for those of peak_search.
+    options: the engine's option word; qar.constants has the options of peak_search. Warns if
+    peak_search could not search all channels.
     """
     logger.info("running %s.%s on %s", engine, entry_point, source.path)
     answer = pyORV3.executeNativeEngine(engine, entry_point, source.handle, options)
@@ -152,44 +137,44 @@ def run_engine(
         check(answer, f"running {engine}.{entry_point} on", source.path)
 
 
-def results(source: "DataSource") -> Analysis:
-    """The peaks and nuclides that the file has."""
-    found: List[IdentifiedNuclide] = []
+def results(source: RecordSource) -> Analysis:
+    """Return the peaks and nuclides in a source."""
+    nuclides: List[IdentifiedNuclide] = []
     not_found: List[IdentifiedNuclide] = []
     for nuclide in _records(source, IdentifiedNuclide, _IDENTIFIED):
-        # Of what it did not find an engine knows a limit and no line.
-        is_missing = nuclide.detection_limit is not None and nuclide.energy != nuclide.energy
-        (not_found if is_missing else found).append(nuclide)
-    return Analysis(_records(source, Peak, _PEAK), tuple(found), tuple(not_found))
+        # An engine writes a detection limit but no energy for a nuclide that it did not find.
+        is_missing = nuclide.detection_limit is not None and not is_known(nuclide.energy)
+        (not_found if is_missing else nuclides).append(nuclide)
+    return Analysis(_records(source, Peak, _PEAK), tuple(nuclides), tuple(not_found))
 
 
 def _records(
-    source: "DataSource", kind: Type[Record], columns: Dict[str, str]
+    source: RecordSource, kind: Type[Record], columns: Dict[str, str]
 ) -> Tuple[Record, ...]:
     count = source.record_count(next(iter(columns.values())))
     return tuple(kind(**_fields(source, columns, record, 1)) for record in range(1, count + 1))
 
 
 def _fields(
-    source: "DataSource", columns: Dict[str, str], record: int, entry: int
+    source: RecordSource, columns: Dict[str, str], record: int, entry: int
 ) -> Dict[str, Any]:
-    """The fields whose parameters have a value."""
-    found = {field: source.get(name, record, entry) for field, name in columns.items()}
-    return {field: value for field, value in found.items() if value is not None}
+    """Return the fields whose parameters have a value."""
+    fields = {field: source.get(name, record, entry) for field, name in columns.items()}
+    return {field: value for field, value in fields.items() if value is not None}
 
 
-def nuclide_library(source: "DataSource") -> List[Nuclide]:
-    """The nuclide library of a file, which the identification works with."""
-    found = []
+def nuclide_library(source: RecordSource) -> List[Nuclide]:
+    """Return the nuclide library of a source."""
+    nuclides = []
     for record in range(1, source.record_count(_LIBRARY["name"]) + 1):
         entries = range(1, source.entry_count(_LINES["energy"], record) + 1)
         lines = tuple(GammaLine(**_fields(source, _LINES, record, entry)) for entry in entries)
-        found.append(Nuclide(lines=lines, **_fields(source, _LIBRARY, record, 1)))
-    return found
+        nuclides.append(Nuclide(lines=lines, **_fields(source, _LIBRARY, record, 1)))
+    return nuclides
 
 
-def write_nuclide_library(source: "DataSource", nuclides: Iterable[Nuclide]) -> None:
-    """Replaces the nuclide library of a file."""
+def write_nuclide_library(source: RecordSource, nuclides: Iterable[Nuclide]) -> None:
+    """Replace the nuclide library of a source."""
     source.clear(_LIBRARY["name"])
     for record, nuclide in enumerate(nuclides, start=1):
         _write(source, nuclide, _LIBRARY, record, 1)
@@ -198,9 +183,9 @@ def write_nuclide_library(source: "DataSource", nuclides: Iterable[Nuclide]) -> 
 
 
 def _write(
-    source: "DataSource", fields: NamedTuple, columns: Dict[str, str], record: int, entry: int
+    source: RecordSource, fields: NamedTuple, columns: Dict[str, str], record: int, entry: int
 ) -> None:
     for field, name in columns.items():
         value = getattr(fields, field)
-        if value is not None and value == value:  # not NaN
+        if is_known(value):
             source[name, record, entry] = value

@@ -32,9 +32,7 @@ def outcomes(paths: Sequence[str], options: Options, address: str) -> Iterator[T
 
 
 def _connected(address: str) -> Any:
-    distributed = optional_imports.required(
-        "distributed", "Dask (Debian: python3-distributed)", "batch"
-    )
+    distributed = optional_imports.required("distributed")
     try:
         return distributed.Client(address, timeout=CONNECTION_SECONDS, set_as_default=False)
     except (OSError, ValueError) as error:

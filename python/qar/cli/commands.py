@@ -15,6 +15,7 @@ from typing import Any, Dict, Iterator, List, Sequence, Tuple
 from .. import dictionary, status
 from ..atomic_files import new_file, refuse_taken, write_text
 from ..display import layout, plot, report, tables, terminal
+from ..display.printable import value_text
 from ..errors import QarError
 from ..formats import FORMATS, FormatError, Measurement, nuclide_csv
 from ..source import DataSource
@@ -121,7 +122,7 @@ def _shown(source: DataSource) -> Iterator[str]:
         if records != 1 or number == dump.SPECTRUM_CLASS:
             continue
         for parameter, value in source.parameters(number):
-            text = f"{report.value_text(value)} {parameter.unit}".rstrip()
+            text = f"{value_text(value)} {parameter.unit}".rstrip()
             yield f"  {parameter.name:<18} {text:<34} {parameter.description}"
     library = source.record_count("QAR_CLS_NUCLIDE")
     if library:
@@ -187,7 +188,7 @@ def convert(arguments: Arguments) -> int:
 
 def _converted_name(path: str, arguments: Arguments) -> str:
     to = arguments.to or "qar"
-    suffix = conversion.QAR_SUFFIX if to == "qar" else FORMATS[to].suffix
+    suffix = conversion.QAR_SUFFIX if to == "qar" else FORMATS[to].suffixes[0]
     name = _beside(path, suffix)
     return os.path.join(arguments.into, os.path.basename(name)) if arguments.into else name
 

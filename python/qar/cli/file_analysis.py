@@ -6,12 +6,14 @@ import shutil
 import tempfile
 from typing import Any, Generator, List, NamedTuple, Optional, Tuple
 
+from ..analysis import calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
 from ..atomic_files import new_file, write_text
 from ..display import layout, report
 from ..source import DataSource
 from ..source import open as open_source
 from ..transfer import conversion
+from ..values import is_known
 
 Row = List[str]
 
@@ -20,8 +22,6 @@ COLUMNS = (
     *("net area", "net area uncertainty", "continuum", "significance"),
     *("lines", "confidence", "activity / Bq", "activity uncertainty / Bq", "detection limit / Bq"),
 )
-
-_CALIBRATIONS = ("QAR_D_ENERGYCAL", "QAR_D_SHAPECAL", "QAR_D_EFFICCAL")
 
 
 class Options(NamedTuple):
@@ -101,7 +101,7 @@ def _set_up(source: DataSource, options: Options) -> None:
     if options.template:
         with open_source(options.template) as template:
             template.copy_analysis_sequence_to(source)
-            for name in _CALIBRATIONS:
+            for name in calibration.PARAMETERS.values():
                 if source.get(name) is None:
                     source.set_column(name, template.column(name))
     if options.library:
@@ -129,7 +129,7 @@ def _nuclide(nuclide: IdentifiedNuclide) -> Row:
 
 
 def _cell(value: Optional[float]) -> str:
-    return "" if value is None or value != value else repr(value)
+    return repr(value) if is_known(value) else ""
 
 
 class Outcome(NamedTuple):

@@ -22,7 +22,7 @@ _EPILOG = (
     "Exit codes: 0 done; 1 done, but something was found or failed on the way; 2 not done. What a"
     " person should know, and what went wrong, is on standard error, a line for each."
 )
-_FORMATS = ("qar", *FORMATS)
+_FORMATS = tuple(FORMATS)
 
 
 class _Parser(argparse.ArgumentParser):

@@ -1,1 +1,1 @@
-"""Presentation of spectra and results: tables, plots, reports and notebook views."""
+"""Tables, plots and reports of spectra and results."""

@@ -1,29 +1,29 @@
-"""What a picture of a spectrum shows, however it is drawn: curves of fitted peaks, labels, ticks."""
+"""The contents of a plot, independent of the drawing: fitted curves, labels and ticks."""
 
 import math
 from typing import List, NamedTuple, Sequence, Tuple
 
-from ..analysis.calibration import Calibration
+from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
 from ..analysis.results import Peak
-from .tables import SIGMAS_PER_FWHM, is_known
+from ..values import is_known
 
-# Blue and vermilion, which everybody tells apart; the curves differ in width as well.
+# Blue and vermilion also differ for colour-blind readers; the curves differ in width as well.
 SPECTRUM_COLOUR, FIT_COLOUR = "#0072b2", "#d55e00"
 
-LOWEST_COUNT = 0.5  # where an axis of logarithmic counts begins
-_REACH = 2.0  # FWHM to either side of a peak whose region is not known
+MIN_COUNT = 0.5  # the lower end of a logarithmic axis of counts
+_REACH = 2.0  # FWHM on either side of a peak whose region is not known
 _POINTS_PER_CHANNEL = 4
-_MOST_POINTS = 2000
+_MAX_POINTS = 2000
 
 
 class Axis(NamedTuple):
-    """Where channels stand: their energy, or without a calibration their number."""
+    """The horizontal axis: energies, or channel numbers if there is no energy calibration."""
 
     calibration: Calibration
     unit: str
 
     def position(self, channel: float) -> float:
-        """The place of a channel, counted from 1."""
+        """Return the position of a channel, counted from 1."""
         return self.calibration.energy_at(channel) if self.calibration.energy else channel
 
     @property
@@ -32,11 +32,12 @@ class Axis(NamedTuple):
 
 
 def axis_of(calibration: Calibration) -> Axis:
+    """Return the axis for the calibrations of a spectrum."""
     return Axis(calibration, "keV" if calibration.energy else "channels")
 
 
 class Curve(NamedTuple):
-    """A fitted region: channels, counted from 1, and counts in a channel."""
+    """A fitted region: channels, counted from 1, and counts per channel."""
 
     channels: List[float]
     counts: List[float]
@@ -45,18 +46,18 @@ class Curve(NamedTuple):
 def residuals(
     counts: Sequence[int], peaks: Sequence[Peak], calibration: Calibration
 ) -> List[Curve]:
-    """What the counts are more than the fitted curves, in standard deviations of the counts.
+    """Return the counts minus the fitted curves, in standard deviations of the counts.
 
-    The curves are those of `fitted_curves`: a tail or a step that the engine fitted shows here.
+    The curves are those of `fitted_curves`, without tails and steps that the engine fitted.
     """
-    found = []
+    curves = []
     for channels, heights in fitted_curves(counts, peaks, calibration, points_per_channel=1):
         deviations = [
             (counts[int(channel) - 1] - height) / math.sqrt(max(height, 1.0))
             for channel, height in zip(channels, heights)
         ]
-        found.append(Curve(channels, deviations))
-    return found
+        curves.append(Curve(channels, deviations))
+    return curves
 
 
 def fitted_curves(
@@ -65,9 +66,10 @@ def fitted_curves(
     calibration: Calibration,
     points_per_channel: int = _POINTS_PER_CHANNEL,
 ) -> List[Curve]:
-    """The Gaussians of the peaks on a straight line between the ends of their region.
+    """Return the Gaussians of the peaks on a straight line between the ends of their region.
 
-    Peaks whose regions overlap make one curve. Without an energy calibration there is none.
+    Peaks with overlapping regions share one curve. There are no curves without an energy
+    calibration.
     """
     shapes = []
     for peak in peaks:
@@ -108,13 +110,13 @@ def _curve(
     points_per_channel: int,
 ) -> Curve:
     low, high = _mean_around(counts, left), _mean_around(counts, right)
-    step = max(1 / points_per_channel, float((right - left) // _MOST_POINTS))
+    step = max(1 / points_per_channel, float((right - left) // _MAX_POINTS))
     channels = [left + i * step for i in range(int((right - left) / step) + 1)]
     heights = []
     for channel in channels:
         height = low + (high - low) * (channel - left) / (right - left)
         for peak, width in members:
-            sigma = width * SIGMAS_PER_FWHM
+            sigma = width / FWHM_PER_SIGMA
             bend = ((channel - peak.centroid) / sigma) ** 2 / 2
             if bend < 50:
                 height += peak.area / (sigma * math.sqrt(2 * math.pi)) * math.exp(-bend)
@@ -123,66 +125,70 @@ def _curve(
 
 
 def _mean_around(counts: Sequence[int], channel: int) -> float:
-    some = counts[max(0, channel - 2) : channel + 1]
-    return sum(some) / len(some) if some else 0.0
+    around = counts[max(0, channel - 2) : channel + 1]
+    return sum(around) / len(around) if around else 0.0
 
 
 class Label(NamedTuple):
-    """The text beside a peak: where it begins along the axis and how high the peak is."""
+    """The label of a peak: its text, its position along the axis and the height of the peak."""
 
     text: str
     position: float
-    shifted: float  # the position, moved so that the texts do not touch
+    shifted: float  # the position, moved so that labels do not touch
     height: float  # counts at the top of the peak
 
 
 def labels(
-    counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, spacing: float, most: int
+    counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, spacing: float, max_labels: int
 ) -> List[Label]:
-    """The labels of the most significant peaks, from left to right, `spacing` apart at least.
+    """Return the labels of the most significant peaks, from left to right.
 
-    They are moved from their peaks as little as that needs, and never over an end of the axis.
+    They are at least `spacing` apart, as close to their peaks as possible and within the axis.
     """
     low, high = axis.position(1) + spacing / 2, axis.position(len(counts)) - spacing / 2
-    most = min(most, int((high - low) / spacing) + 1) if high > low else 0
+    max_labels = min(max_labels, int((high - low) / spacing) + 1) if high > low else 0
     ranked = sorted(peaks, key=lambda peak: -(peak.significance or 0))
-    shown = [peak for peak in ranked if 1 <= peak.centroid <= len(counts)][:most]
+    shown = [peak for peak in ranked if 1 <= peak.centroid <= len(counts)][:max_labels]
     shown.sort(key=lambda peak: axis.position(peak.centroid))
     positions = [axis.position(peak.centroid) for peak in shown]
-    placed = []
+    labels = []
     for peak, position, shifted in zip(shown, positions, _spread(positions, spacing, low, high)):
-        place = round(peak.centroid) - 1
-        top = max(counts[max(0, place - 2) : place + 3])
-        placed.append(Label(_text(peak), position, shifted, float(top)))
-    return placed
+        index = round(peak.centroid) - 1
+        top = max(counts[max(0, index - 2) : index + 3])
+        labels.append(Label(_text(peak), position, shifted, float(top)))
+    return labels
 
 
-def _spread(places: Sequence[float], spacing: float, low: float, high: float) -> List[float]:
-    """The rising places moved apart with the least sum of squares: less the spacing before each,
-    neighbours that would fall are pooled to their mean, as in isotonic regression.
+def _spread(positions: Sequence[float], spacing: float, low: float, high: float) -> List[float]:
+    """Return rising positions moved apart with the least sum of squared shifts.
+
+    The spacing before each position is subtracted first; then neighbours that would fall are
+    pooled to their mean, as in isotonic regression.
     """
     pools: List[Tuple[float, int]] = []  # sum and number
-    for index, place in enumerate(places):
-        total, number = place - index * spacing, 1
+    for index, position in enumerate(positions):
+        total, number = position - index * spacing, 1
         while pools and pools[-1][0] / pools[-1][1] >= total / number:
             total, number = total + pools[-1][0], number + pools[-1][1]
             pools.pop()
         pools.append((total, number))
     levels = [total / number for total, number in pools for _ in range(number)]
-    highest = high - (len(levels) - 1) * spacing
-    return [min(max(level, low), highest) + i * spacing for i, level in enumerate(levels)]
+    max_level = high - (len(levels) - 1) * spacing
+    return [min(max(level, low), max_level) + i * spacing for i, level in enumerate(levels)]
 
 
 def _text(peak: Peak) -> str:
     return f"{peak.label} {peak.energy:.1f}".strip()
 
 
-def ticks(low: float, high: float, most: int) -> List[float]:
-    """Round numbers between low and high, at most so many: steps of 1, 2 or 5 times 10^n."""
+def ticks(low: float, high: float, max_ticks: int) -> List[float]:
+    """Return round numbers between low and high, in steps of 1, 2 or 5 times 10^n."""
     span = high - low
     if not span > 0:
         return []
-    power = 10.0 ** math.floor(math.log10(span / most))
-    step = next((factor * power for factor in (1, 2, 5, 10, 20) if span / (factor * power) <= most))
+    power = 10.0 ** math.floor(math.log10(span / max_ticks))
+    step = next(
+        (factor * power for factor in (1, 2, 5, 10, 20) if span / (factor * power) <= max_ticks)
+    )
     first = math.ceil(low / step)
     return [index * step for index in range(first, math.floor(high / step) + 1)]

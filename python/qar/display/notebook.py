@@ -1,27 +1,28 @@
-"""How a data source looks in a notebook: its parameters as a table, its spectrum as a line."""
+"""A data source as HTML in a notebook: its parameters as a table, its spectrum as a line."""
 
 import math
 from html import escape
-from typing import TYPE_CHECKING, Any, Iterator, Sequence
+from typing import Iterator, Sequence
 
-if TYPE_CHECKING:
-    from ..source import DataSource
+from ..records import RecordSource
+from .printable import printable, value_text
 
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
-WIDTH, HEIGHT = 640, 120
+WIDTH, HEIGHT = 640, 120  # pixels
 
 
-def of_source(source: "DataSource") -> str:
-    heading = f"<b>{escape(source.path)}</b>"
+def html_of(source: RecordSource) -> str:
+    """Return the HTML of a source, which may be closed."""
+    heading = f"<b>{escape(printable(source.path))}</b>"
     if source.closed:
         return f"<p>{heading}, closed</p>"
     return f"<p>{heading}</p>{_spectrum(source)}<table>{''.join(_rows(source))}</table>"
 
 
-def _spectrum(source: "DataSource") -> str:
+def _spectrum(source: RecordSource) -> str:
     if source.get("QAR_L_CHANNELS") is None:
         return ""
-    title = "counts of the channels, logarithmic"
+    title = "counts per channel, logarithmic"
     return (
         f'<svg width="{WIDTH}" height="{HEIGHT}" role="img"><title>{title}</title>'
         f'<polyline fill="none" stroke="currentColor" points="{_points(source.spectrum())}"/></svg>'
@@ -29,7 +30,7 @@ def _spectrum(source: "DataSource") -> str:
 
 
 def _points(channels: Sequence[int]) -> str:
-    """The largest content in each column of pixels, with a logarithmic scale."""
+    """Return the maximum content of each column of pixels, on a logarithmic scale."""
     edges = [len(channels) * column // WIDTH for column in range(WIDTH + 1)]
     heights = [
         math.log10(max(1, *channels[low : max(high, low + 1)]))
@@ -42,14 +43,9 @@ def _points(channels: Sequence[int]) -> str:
     )
 
 
-def _rows(source: "DataSource") -> Iterator[str]:
+def _rows(source: RecordSource) -> Iterator[str]:
     for class_key in CLASSES:
         for parameter, value in source.parameters(class_key):
-            cells = (parameter.name, _text(value), parameter.unit, parameter.description)
-            yield "<tr>" + "".join(f"<td>{escape(cell)}</td>" for cell in cells) + "</tr>"
-
-
-def _text(value: Any) -> str:
-    if isinstance(value, list):
-        return ", ".join(map(_text, value))
-    return f"{value:.6g}" if isinstance(value, float) else str(value)
+            texts = (parameter.name, value_text(value), parameter.unit, parameter.description)
+            cells = "".join(f"<td>{escape(printable(text))}</td>" for text in texts)
+            yield f"<tr>{cells}</tr>"

@@ -1,21 +1,23 @@
-"""The report of an analysis: one HTML file that needs no other."""
+"""The report of an analysis as one self-contained HTML file."""
 
 import math
 import os
 from html import escape
 from typing import Any, Iterator, List, Sequence, Tuple
 
+from ..analysis.calibration import FWHM_PER_SIGMA
 from ..analysis.results import Analysis
-from ..source import DataSource
+from ..records import RecordSource
 from . import layout, tables
 from .layout import FIT_COLOUR, SPECTRUM_COLOUR, Axis
+from .printable import printable, value_text
 from .tables import Column
 
 _WIDTH, _HEIGHT = 1120, 470
 _LEFT, _RIGHT, _TOP, _BOTTOM = 78, 14, 14, 50  # margins of the plot
 _LABEL_ROOM = 112  # pixels above the spectrum for the labels of peaks
 _LABEL_SPACING = 14  # pixels between them
-_MOST_LABELS = 60
+_MAX_LABELS = 60
 _CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE")
 _SETTINGS = ("QAR_CLS_PROC", "QAR_CLS_ANALCNTL")
 _CALIBRATION = ("QAR_CLS_CALIBRATION",)
@@ -35,17 +37,19 @@ p.note { color: #555; font-size: 0.9em; max-width: 60em }
 """
 
 _UNCERTAINTIES = (
-    "Uncertainties are one standard deviation. Those of areas and activities are the engine's. Those"
-    " of energy and FWHM follow from the counts alone: FWHM / 2.355, and FWHM / 1.414, times the"
-    " relative uncertainty of the area; that of the continuum is the root of its counts. The"
-    " detection limit bounds an activity and the confidence is a judgement; neither has one."
+    "Uncertainties are one standard deviation. Those of areas and activities come from the engine."
+    " Those of energy and FWHM are estimated from the counts alone: FWHM / "
+    f"{FWHM_PER_SIGMA:.3f} and FWHM / {math.sqrt(2):.3f}, times the relative uncertainty of the"
+    " area; that of the continuum is the square root of its counts. Detection limits and"
+    " confidences have no uncertainty."
 )
 
 
-def html_of(source: DataSource, analysis: Analysis, axis: Axis, name: str = "") -> str:
-    """The report of an open data source.
+def html_of(source: RecordSource, analysis: Analysis, axis: Axis, name: str = "") -> str:
+    """Return the report of an open source.
 
-    name: of the file, where it is to have another one. NotFoundError: the source has no spectrum.
+    name: the name of the file in the report (default: that of the source). Raises NotFoundError
+    if the source has no spectrum.
     """
     name = name or os.path.basename(source.path)
     title = source.get("QAR_C_REPORTTITLE") or source.get("QAR_C_MEASNAME") or name
@@ -70,8 +74,8 @@ def html_of(source: DataSource, analysis: Analysis, axis: Axis, name: str = "") 
 
 
 def _text(text: str) -> str:
-    """The text for HTML, without control characters."""
-    return escape("".join(c if c.isprintable() else " " for c in text))
+    """Return a string for HTML, without control characters."""
+    return escape(printable(text))
 
 
 def _results(thing: str, columns: Sequence[Column], records: Sequence[Any]) -> Iterator[str]:
@@ -86,7 +90,7 @@ def _results(thing: str, columns: Sequence[Column], records: Sequence[Any]) -> I
         yield "</table>"
 
 
-def _parameters(source: DataSource, title: str, classes: Sequence[str]) -> Iterator[str]:
+def _parameters(source: RecordSource, title: str, classes: Sequence[str]) -> Iterator[str]:
     rows = list(_rows(source, classes))
     if not rows:
         return
@@ -99,7 +103,7 @@ def _parameters(source: DataSource, title: str, classes: Sequence[str]) -> Itera
     yield "</table>"
 
 
-def _rows(source: DataSource, classes: Sequence[str]) -> Iterator[Tuple[str, str, str, str]]:
+def _rows(source: RecordSource, classes: Sequence[str]) -> Iterator[Tuple[str, str, str, str]]:
     for class_name in classes:
         if source.record_count(class_name):
             for parameter, value in source.parameters(class_name):
@@ -107,26 +111,17 @@ def _rows(source: DataSource, classes: Sequence[str]) -> Iterator[Tuple[str, str
                 yield parameter.name, value_text(value), unit, meaning
 
 
-def value_text(value: Any) -> str:
-    """A value of a parameter for people; a list is that of the entries."""
-    if isinstance(value, list):
-        return ", ".join(map(value_text, value))
-    if isinstance(value, bool):
-        return "yes" if value else "no"
-    return f"{value:.10g}" if isinstance(value, float) else str(value)
-
-
 # ---- The spectrum as SVG -----------------------------------------------------------------------
 
 
 class _Plot:
-    """Where channels and counts stand on the picture, in pixels."""
+    """Converts positions on the axis and counts to pixels."""
 
     def __init__(self, counts: Sequence[int], axis: Axis, has_labels: bool) -> None:
         self.low, self.high = axis.position(1), axis.position(len(counts))
         if not self.high > self.low:
             self.low, self.high = 1.0, max(2.0, float(len(counts)))
-        self.bottom = math.log10(layout.LOWEST_COUNT)
+        self.bottom = math.log10(layout.MIN_COUNT)
         self.top = max(1.0, math.log10(max(*counts, 1)) + 0.1)
         self.ceiling = _TOP + (_LABEL_ROOM if has_labels else 0)
 
@@ -135,7 +130,7 @@ class _Plot:
         return _LEFT + share * (_WIDTH - _LEFT - _RIGHT)
 
     def y(self, count: float) -> float:
-        height = math.log10(max(count, layout.LOWEST_COUNT))
+        height = math.log10(max(count, layout.MIN_COUNT))
         share = (height - self.bottom) / (self.top - self.bottom)
         return _HEIGHT - _BOTTOM - share * (_HEIGHT - _BOTTOM - self.ceiling)
 
@@ -145,16 +140,16 @@ class _Plot:
 
 
 def svg(counts: Sequence[int], analysis: Analysis, axis: Axis) -> Iterator[str]:
-    """The spectrum with its fits and labels as the lines of an SVG element."""
+    """Yield the lines of an SVG element: the spectrum with its fits and labels."""
     plot = _Plot(counts, axis, bool(analysis.peaks))
     yield f'<svg viewBox="0 0 {_WIDTH} {_HEIGHT}" role="img" aria-label="spectrum">'
     yield from _frame(plot, axis)
     points = _outline(counts, axis, plot)
     yield f'<path fill="none" stroke="{SPECTRUM_COLOUR}" stroke-width="1" d="M{points}"/>'
     for curve in layout.fitted_curves(counts, analysis.peaks, axis.calibration):
-        places = (plot.x(axis.position(channel)) for channel in curve.channels)
+        xs = (plot.x(axis.position(channel)) for channel in curve.channels)
         heights = map(plot.y, curve.counts)
-        path = " ".join(f"{x:.1f},{y:.1f}" for x, y in zip(places, heights))
+        path = " ".join(f"{x:.1f},{y:.1f}" for x, y in zip(xs, heights))
         yield (
             f'<path fill="none" stroke="{FIT_COLOUR}" stroke-width="1.8"'
             f' stroke-dasharray="5 2" d="M{path}"/>'
@@ -165,7 +160,7 @@ def svg(counts: Sequence[int], analysis: Analysis, axis: Axis) -> Iterator[str]:
 
 
 def _outline(counts: Sequence[int], axis: Axis, plot: _Plot) -> str:
-    """The contents, of the channels within one pixel the lowest and the highest."""
+    """Return the points of the outline: the minimum and maximum of each column of pixels."""
     columns: List[Tuple[int, int, int]] = []
     for channel, count in enumerate(counts, start=1):
         pixel = round(plot.x(axis.position(channel)))
@@ -203,7 +198,7 @@ def _frame(plot: _Plot, axis: Axis) -> Iterator[str]:
 
 def _labels(counts: Sequence[int], analysis: Analysis, axis: Axis, plot: _Plot) -> Iterator[str]:
     spacing = _LABEL_SPACING * plot.per_pixel
-    for label in layout.labels(counts, analysis.peaks, axis, spacing, _MOST_LABELS):
+    for label in layout.labels(counts, analysis.peaks, axis, spacing, _MAX_LABELS):
         x = plot.x(label.shifted)
         foot = plot.ceiling - 6
         yield (
@@ -217,7 +212,7 @@ def _legend(has_fits: bool) -> Iterator[str]:
     entries = [("counts", SPECTRUM_COLOUR, "1", "")]
     if has_fits:
         entries.append(("fitted peaks", FIT_COLOUR, "1.8", ' stroke-dasharray="5 2"'))
-    for place, (text, colour, width, dashes) in enumerate(entries):
-        x, y = _WIDTH - 250 + 100 * place, _HEIGHT - 12
+    for index, (text, colour, width, dashes) in enumerate(entries):
+        x, y = _WIDTH - 250 + 100 * index, _HEIGHT - 12
         yield f'<path stroke="{colour}" stroke-width="{width}"{dashes} d="M{x},{y} h28"/>'
         yield f'<text x="{x + 34}" y="{y + 4}">{text}</text>'

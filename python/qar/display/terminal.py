@@ -1,4 +1,4 @@
-"""A spectrum as a plot of characters."""
+"""A spectrum as a plot of characters for a terminal."""
 
 import math
 import sys
@@ -8,18 +8,18 @@ from .layout import Axis, ticks
 
 _BLOCKS = " ▁▂▃▄▅▆▇█"
 _PLAIN_BLOCKS = "    #####"
-_MARGIN = 10  # characters for the numbers of the axis of counts
+_MARGIN = 10  # characters for the numbers on the axis of counts
 
 
 def _column_heights(counts: Sequence[int], columns: int) -> List[float]:
-    """The logarithm of the largest content in each of the columns; nothing lies below 1 count."""
+    """Return the logarithm of the maximum content of each column; contents below 1 count as 1."""
     edges = [len(counts) * column // columns for column in range(columns + 1)]
-    largest = (max(counts[low:high], default=0) for low, high in zip(edges, edges[1:]))
-    return [math.log10(max(count, 1)) for count in largest]
+    maxima = (max(counts[low:high], default=0) for low, high in zip(edges, edges[1:]))
+    return [math.log10(max(count, 1)) for count in maxima]
 
 
 def _scale(axis: Axis, channels: int, columns: int) -> Tuple[str, str]:
-    """Two lines: ticks and their numbers."""
+    """Return the two lines of the horizontal axis: ticks and their numbers."""
     low, high = axis.position(1), axis.position(channels)
     marks, numbers = ["-"] * columns, [" "] * (columns + 8)
     for tick in ticks(low, high, max(2, columns // 7)):
@@ -31,7 +31,7 @@ def _scale(axis: Axis, channels: int, columns: int) -> Tuple[str, str]:
 
 
 def plot(counts: Sequence[int], axis: Axis, columns: int = 66, rows: int = 14) -> Iterator[str]:
-    """The lines of the plot; counts are logarithmic and a column shows its largest channel."""
+    """Yield the lines of the plot: the maximum of each column on a logarithmic scale."""
     blocks = _BLOCKS if _can_print(_BLOCKS) else _PLAIN_BLOCKS
     heights = _column_heights(counts, columns)
     decades = max(1, math.ceil(max(heights)))
@@ -47,6 +47,7 @@ def plot(counts: Sequence[int], axis: Axis, columns: int = 66, rows: int = 14) -
 
 
 def _can_print(text: str) -> bool:
+    """Return True if standard output can encode a string."""
     try:
         text.encode(sys.stdout.encoding or "ascii")
     except UnicodeEncodeError:

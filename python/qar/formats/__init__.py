@@ -1,88 +1,181 @@
-"""Spectra in the formats of the field: IAEA .spe, N42 and columns of text.
+"""Measurements in files: QAR, IAEA .spe, N42 and columns of text.
 
-`read` gives the measurements in a file, `write` makes a file of one. They know nothing of QAR
-files; `qar.transfer.conversion` carries a measurement into one and out of it.
+    measurement = qar.formats.read("portal.n42")[0]
+    notes = qar.formats.write("portal.qar", measurement)
+
+A note is one line about data that a format cannot store unchanged.
 """
 
 import os
 import re
 from typing import Callable, List, NamedTuple, Optional, Tuple
 
-from ..atomic_files import Path, write_text
-from . import columns, n42, n42_writer, parsing, spe
-from .measurement import FormatError, Measurement, checked, reading
+from ..atomic_files import Path, new_file
+from . import columns, n42, n42_writer, parsing, qar_file, spe
+from .measurement import FormatError, Measurement, checked, file_names, reading, with_name
+from .qar_file import measurement_of
 
-__all__ = ["FORMATS", "Format", "FormatError", "Measurement", "identify", "read", "write"]
+__all__ = [
+    "FORMATS",
+    "Format",
+    "FormatError",
+    "Measurement",
+    "file_names",
+    "identify",
+    "measurement_of",
+    "read",
+    "with_name",
+    "write",
+]
 
 
 class Format(NamedTuple):
-    """A format: how it is called, how its files are, and its two functions."""
+    """A file format and its functions.
+
+    recognises: True for a file, from its first bytes and its suffix in lower case. read: the
+    measurements in a file. write: creates a file and returns notes.
+    """
 
     name: str
-    suffix: str
     title: str
-    read: Callable[[bytes], List[Measurement]]
-    write: Callable[[Measurement], Tuple[str, List[str]]]
+    suffixes: Tuple[str, ...]  # new files get the first one
+    recognises: Callable[[bytes, str], bool]
+    read: Callable[[str], List[Measurement]]
+    write: Callable[[Measurement, str], List[str]]
 
 
+def _from_bytes(read: Callable[[bytes], List[Measurement]]) -> Callable[[str], List[Measurement]]:
+    """Return a function that reads a file, from one that reads its content."""
+    return lambda path: read(parsing.read_file(path))
+
+
+def _as_text(
+    text_of: Callable[[Measurement], Tuple[str, List[str]]]
+) -> Callable[[Measurement, str], List[str]]:
+    """Return a function that creates a file, from one that returns its text and notes."""
+
+    def write(measurement: Measurement, path: str) -> List[str]:
+        text, notes = text_of(checked(measurement))
+        with open(path, "xb") as file:
+            file.write(text.encode("utf-8"))
+        return qar_file.left_out(measurement) + notes
+
+    return write
+
+
+def _is_xml(start: bytes, suffix: str) -> bool:
+    is_utf_16 = start[:2] in (b"\xff\xfe", b"\xfe\xff")  # columns in UTF-16 are not read
+    return is_utf_16 or _stripped(start).startswith(b"<")
+
+
+def _is_spe(start: bytes, suffix: str) -> bool:
+    return _stripped(start).startswith(b"$")
+
+
+def _is_text(start: bytes, suffix: str) -> bool:
+    text = _stripped(start)
+    return bool(text) and not re.search(rb"[\x00-\x08\x0e-\x1f]", text)
+
+
+def _stripped(start: bytes) -> bytes:
+    return start.lstrip(b"\xef\xbb\xbf \t\r\n")
+
+
+_START_BYTES = 4096
+
+# The first format that recognises a file reads it.
 FORMATS = {
     format.name: format
     for format in (
-        Format("spe", ".spe", "IAEA ASCII spectrum", spe.read, spe.write),
-        Format("n42", ".n42", "ANSI/IEEE N42.42", n42.read, n42_writer.write),
-        Format("csv", ".csv", "columns with commas", columns.read, columns.write_csv),
-        Format("text", ".txt", "columns with tabs", columns.read, columns.write_text),
+        Format(
+            "qar",
+            "measurement of the suite",
+            (qar_file.SUFFIX,),
+            qar_file.recognises,
+            qar_file.read,
+            qar_file.write,
+        ),
+        Format(
+            "spe",
+            "IAEA ASCII spectrum",
+            (".spe",),
+            _is_spe,
+            _from_bytes(spe.read),
+            _as_text(spe.write),
+        ),
+        Format(
+            "n42",
+            "ANSI/IEEE N42.42",
+            (".n42", ".xml"),
+            _is_xml,
+            _from_bytes(n42.read),
+            _as_text(n42_writer.write),
+        ),
+        Format(
+            "csv",
+            "columns with commas",
+            (".csv",),
+            _is_text,
+            _from_bytes(columns.read),
+            _as_text(columns.write_csv),
+        ),
+        Format(
+            "text",
+            "columns with tabs",
+            (".txt",),
+            _is_text,
+            _from_bytes(columns.read),
+            _as_text(columns.write_text),
+        ),
     )
 }
 
-_SUFFIXES = {format.suffix: format for format in FORMATS.values()}
-_SUFFIXES[".xml"] = FORMATS["n42"]
+SUFFIXES = {suffix: format for format in FORMATS.values() for suffix in format.suffixes}
 
 
-def by_suffix(path: Path) -> Optional[Format]:
-    """The format that the name of a file says, None for another."""
-    return _SUFFIXES.get(os.path.splitext(os.fspath(path))[1].lower())
+def _suffix(path: Path) -> str:
+    return os.path.splitext(os.fspath(path))[1].lower()
 
 
-def identify(data: bytes) -> Format:
-    """The format of a file's content. Raises FormatError where it is none that is known."""
-    start = data[:4096]
-    if start[:2] in (b"\xff\xfe", b"\xfe\xff"):  # XML in UTF-16; the columns are not
-        return FORMATS["n42"]
-    plain = start.lstrip(b"\xef\xbb\xbf \t\r\n")
-    if plain.startswith(b"<"):
-        return FORMATS["n42"]
-    if plain.startswith(b"$"):
-        return FORMATS["spe"]
-    if plain and not re.search(rb"[\x00-\x08\x0e-\x1f]", plain):
-        return FORMATS["csv"]
-    raise FormatError("no spectrum in a known format" if data else "the file is empty")
+def identify(path: Path) -> Format:
+    """Return the format of a file. Raises FormatError if it is not known, OSError."""
+    suffix = _suffix(path)
+    for format in FORMATS.values():
+        if format.recognises(b"", suffix):  # the suffix is enough
+            return format
+    with open(path, "rb") as file:
+        start = file.read(_START_BYTES)
+    for format in FORMATS.values():
+        if format.recognises(start, suffix):
+            return format
+    raise FormatError("no spectrum in a known format" if start else "the file is empty")
 
 
 def read(path: Path, format: Optional[str] = None) -> List[Measurement]:
-    """The measurements in a file, at least one.
+    """Return the measurements in a file, at least one.
 
-    format: one of FORMATS; without it the content decides. Raises FormatError with the reason in
-    one line, OSError where the file cannot be read.
+    format: a key of FORMATS (default: detect from the content). Raises FormatError with the
+    reason in one line; QarError for a QAR file; OSError if the file cannot be read.
     """
     with reading(path):
-        data = parsing.read_file(os.fspath(path))
-        chosen = FORMATS[format] if format is not None else identify(data)
-        return chosen.read(data)
+        chosen = FORMATS[format] if format else identify(path)
+        return chosen.read(os.fspath(path))
 
 
 def write(
     path: Path, measurement: Measurement, format: Optional[str] = None, replace: bool = False
 ) -> List[str]:
-    """Makes a file of a measurement; returns what the format could not carry, a line for each.
+    """Create a file of a measurement; return notes of everything that was changed or left out.
 
-    format: one of FORMATS; without it the suffix of the name decides. The file appears complete
-    or not at all. Raises FormatError for what no file can hold, FileExistsError where the name is
-    taken and is not to be replaced, and other OSErrors.
+    format: a key of FORMATS (default: from the suffix of `path`). The file appears complete or
+    not at all. Raises FormatError if the format cannot store the spectrum, FileExistsError if the
+    file exists and `replace` is false, QarError for a QAR file, and other OSErrors.
     """
-    chosen = FORMATS[format] if format is not None else by_suffix(path)
+    chosen = FORMATS[format] if format else SUFFIXES.get(_suffix(path))
     if chosen is None:
-        raise FormatError(f"{os.fspath(path)}: the name says no known format")
-    text, notes = chosen.write(checked(measurement))
-    write_text(path, text, replace)
-    return notes
+        raise FormatError(
+            f"{os.fspath(path)}: unknown file extension '{_suffix(path)}';"
+            f" expected {', '.join(SUFFIXES)}"
+        )
+    with new_file(path, replace) as temporary:
+        return chosen.write(measurement, temporary)

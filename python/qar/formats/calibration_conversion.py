@@ -1,7 +1,7 @@
-"""Calibrations between the ways in which formats and QAR files write them.
+"""Convert calibrations between the forms that formats and QAR files use.
 
-Polynomials have the lowest order first. Everything is worked out in fractions and rounded once,
-so that a calibration survives a round trip to the last bit.
+Polynomials have the lowest order first. All arithmetic is exact and rounded once at the end, so
+that a calibration survives a round trip to the last bit.
 """
 
 import decimal
@@ -10,44 +10,33 @@ from fractions import Fraction
 from typing import List, NamedTuple, Optional, Sequence, Tuple
 
 from ..analysis.calibration import shifted, solve
-from .measurement import FormatError
 
-MOST_COEFFICIENTS = 20
-"""Longer lists of coefficients are not taken."""
+MAX_COEFFICIENTS = 20
+"""The length of the longest list of coefficients that is read."""
 
-_SAMPLES = 32  # where two forms of a width are compared
-_HIGHEST_DEGREE = 8  # of a shape that stands for widths in channels
+_SAMPLES = 32  # number of energies at which two forms of a width are compared
+_MAX_DEGREE = 8  # of a shape that is fitted to widths in channels
 
 
 def evaluate(coefficients: Sequence[Fraction], x: Fraction) -> Fraction:
+    """Return the exact value of a polynomial."""
     value = Fraction(0)
     for coefficient in reversed(coefficients):
         value = value * x + coefficient
     return value
 
 
-def counted_from_one(coefficients: Sequence[Fraction]) -> Tuple[float, ...]:
-    """The polynomial of channels that count from 0 as one of channels that count from 1.
+def decimals_from_zero(coefficients: Sequence[float]) -> List[str]:
+    """Convert an energy polynomial of a QAR file to decimals for channels counted from 0.
 
-    FormatError where a coefficient is too large for a double.
-    """
-    try:
-        return tuple(map(float, shifted(coefficients, -1)))
-    except OverflowError:
-        raise FormatError("a coefficient of a calibration is too large") from None
-
-
-def counted_from_zero(coefficients: Sequence[float]) -> List[str]:
-    """The polynomial of channels that count from 1 as one of channels that count from 0.
-
-    The coefficients are the shortest decimal numbers from which `counted_from_one` makes the very
-    same doubles: for a calibration that was read from decimal numbers usually those.
+    Returns the shortest decimals from which `counted_from_one` computes the same doubles: usually
+    the ones that the calibration was read from.
     """
     texts: List[str] = []
     chosen: List[Fraction] = []
     for order in range(len(coefficients) - 1, -1, -1):
         stored = float(coefficients[order])
-        # What the higher orders add to this one.
+        # The contribution of the higher orders to this one.
         higher = shifted([Fraction(0)] * (order + 1) + chosen, -1)[order]
         text = _shortest(Fraction(stored) - higher, higher, stored)
         texts.insert(0, text)
@@ -62,9 +51,7 @@ def _rounded(value: Fraction, digits: int) -> decimal.Decimal:
 
 
 def _shortest(value: Fraction, added: Fraction, stored: float) -> str:
-    """The decimal number with the fewest digits near the value that, with what is added, rounds
-    to the stored one.
-    """
+    """Return the shortest decimal near a value that, with `added`, rounds to the stored one."""
     digits = 1
     while float(Fraction(_rounded(value, digits)) + added) != stored:
         digits += 1
@@ -72,7 +59,7 @@ def _shortest(value: Fraction, added: Fraction, stored: float) -> str:
 
 
 class Points(NamedTuple):
-    """Values of a function with the most by which each may be missed, as they were printed."""
+    """Values of a function, each with the maximum error of a fit to it."""
 
     x: List[Fraction]
     y: List[Fraction]
@@ -81,30 +68,30 @@ class Points(NamedTuple):
 
 class Fit(NamedTuple):
     coefficients: List[Fraction]
-    exact: bool  # whether every point is met within its tolerance
+    exact: bool  # True if the fit is within the tolerance at every point
 
 
 def printed_tolerance(text: str) -> Fraction:
-    """Half a unit of the last digit of a printed number."""
+    """Return half a unit of the last digit of a printed number."""
     exponent = decimal.Decimal(text).as_tuple().exponent
     return Fraction(10) ** max(-400, int(exponent)) / 2
 
 
 def polynomial_through(points: Points, degrees: Sequence[int]) -> Fit:
-    """The simplest polynomial that gives the points as printed, else the best of the degrees."""
+    """Return the simplest polynomial within all tolerances, or the one of the last degree."""
     fit = [Fraction(0)]
     for degree in degrees:
         if degree >= len(points.x):
             break
         fit = _least_squares(points, degree)
-        plain = _fewest_digits(points, fit)
-        if plain is not None:
-            return Fit(plain, True)
+        rounded = _fewest_digits(points, fit)
+        if rounded is not None:
+            return Fit(rounded, True)
     return Fit(fit, False)
 
 
 def _least_squares(points: Points, degree: int) -> List[Fraction]:
-    """The polynomial of the degree with the least sum of squares of misses by tolerance."""
+    """Return the polynomial with the smallest sum of squared errors over tolerances."""
     size = degree + 1
     moments = [Fraction(0)] * (2 * size - 1)
     right = [Fraction(0)] * size
@@ -124,19 +111,19 @@ def _thinned(points: Points) -> Points:
 
 
 def _fewest_digits(points: Points, fit: Sequence[Fraction]) -> Optional[List[Fraction]]:
-    """The fit rounded as far as it still gives every point; None where it does not give them."""
-    if not _gives(_thinned(points), fit):
+    """Return the fit, rounded as far as it stays within all tolerances; None if it is not."""
+    if not _is_within(_thinned(points), fit):
         return None
     reach = math.log10(max(1.0, *(abs(float(x)) for x in points.x)))
     for digits in range(-2, 40):
         rounded = [round(c, digits + math.ceil(order * reach)) for order, c in enumerate(fit)]
         fractions = [Fraction(c) for c in rounded]
-        if _gives(_thinned(points), fractions) and _gives(points, fractions):
+        if _is_within(_thinned(points), fractions) and _is_within(points, fractions):
             return fractions
     return None
 
 
-def _gives(points: Points, fit: Sequence[Fraction]) -> bool:
+def _is_within(points: Points, fit: Sequence[Fraction]) -> bool:
     return all(abs(evaluate(fit, x) - y) <= tolerance for x, y, tolerance in zip(*points))
 
 
@@ -144,14 +131,14 @@ def _gives(points: Points, fit: Sequence[Fraction]) -> bool:
 
 
 class Converted(NamedTuple):
-    """A calibration in another form; empty where the widths it gives cannot be those of peaks."""
+    """A calibration in another form; empty if its widths cannot be those of peaks."""
 
     coefficients: Tuple[float, ...]
-    deviation: float  # the largest of the width, relative
+    deviation: float  # the maximum relative deviation of the width
 
 
 def _channel_samples(channels: int) -> List[Fraction]:
-    """Channels from 1 on, denser at both ends."""
+    """Return channels, counted from 1, that are denser at both ends."""
     middle, half = (channels + 1) / 2, (channels - 1) / 2
     angles = (math.pi * (i + 0.5) / _SAMPLES for i in range(_SAMPLES))
     return [Fraction(round(middle - half * math.cos(angle))) for angle in angles]
@@ -160,19 +147,19 @@ def _channel_samples(channels: int) -> List[Fraction]:
 def _near_fit(
     x: List[Fraction], y: List[Fraction], tolerance: Fraction, degrees: Sequence[int]
 ) -> List[Fraction]:
-    """The simplest polynomial that misses no point by more than the part of it."""
+    """Return the simplest polynomial within a relative tolerance of all points."""
     points = Points(x, y, [value * tolerance for value in y])
     return polynomial_through(points, degrees).coefficients
 
 
-def _largest_deviation(widths: Sequence[float], others: Sequence[float]) -> float:
+def _max_deviation(widths: Sequence[float], others: Sequence[float]) -> float:
     return max(abs(other / width - 1) for width, other in zip(widths, others))
 
 
 def shape_from_channel_widths(
     widths: Sequence[Fraction], energy: Sequence[float], channels: int
 ) -> Converted:
-    """The shape calibration for FWHM / channels = polynomial in the channel counted from 0."""
+    """Return the shape for FWHM / channels = polynomial in the channel, counted from 0."""
     exact_energy = [Fraction(c) for c in energy]
     energies, squares = [], []
     for channel in _channel_samples(channels):
@@ -186,16 +173,16 @@ def shape_from_channel_widths(
                 return Converted((), 0.0)
     if len(energies) < _SAMPLES // 2:
         return Converted((), 0.0)
-    fit = _near_fit(energies, squares, Fraction(1, 10**9), range(_HIGHEST_DEGREE + 1))
+    fit = _near_fit(energies, squares, Fraction(1, 10**9), range(_MAX_DEGREE + 1))
     fitted = [max(0.0, float(evaluate(fit, keV))) ** 0.5 for keV in energies]
-    deviation = _largest_deviation([float(square) ** 0.5 for square in squares], fitted)
+    deviation = _max_deviation([float(square) ** 0.5 for square in squares], fitted)
     return Converted(tuple(map(float, fit)), deviation)
 
 
 def channel_widths_from_shape(
     shape: Sequence[float], energy: Sequence[float], channels: int
 ) -> Converted:
-    """FWHM / channels = polynomial of degree 2 in the channel counted from 0, from the shape."""
+    """Return FWHM / channels as a polynomial of degree 2 in the channel, counted from 0."""
     exact_energy, exact_shape = [Fraction(c) for c in energy], [Fraction(c) for c in shape]
     numbers, widths = [], []
     for channel in _channel_samples(channels):
@@ -210,18 +197,20 @@ def channel_widths_from_shape(
         return Converted((), 0.0)
     fit = _near_fit(numbers, widths, Fraction(1, 10**8), range(3))
     fitted = [float(evaluate(fit, number)) for number in numbers]
-    return Converted(tuple(map(float, fit)), _largest_deviation([float(w) for w in widths], fitted))
+    return Converted(tuple(map(float, fit)), _max_deviation([float(w) for w in widths], fitted))
 
 
 def _slope(coefficients: Sequence[Fraction], x: Fraction) -> Fraction:
     return evaluate([order * c for order, c in enumerate(coefficients)][1:], x)
 
 
-def width_table(shape: Sequence[float], highest: float) -> Tuple[List[str], List[str]]:
-    """Energies in keV up to the highest and their FWHM in keV, with so many digits that
-    `shape_from_table` gives the very same coefficients; two empty lists where a width is none.
+def width_table(shape: Sequence[float], max_energy: float) -> Tuple[List[str], List[str]]:
+    """Return energies up to a maximum and their FWHM, both in keV.
+
+    They have enough digits for `shape_from_table` to give the same coefficients. Both lists are
+    empty if the shape gives no width at one of the energies.
     """
-    step = max(1, round(highest) // 16)
+    step = max(1, round(max_energy) // 16)
     exact_shape = [Fraction(c) for c in shape]
     context = decimal.Context(prec=30)
     energies, widths = [], []
@@ -236,17 +225,17 @@ def width_table(shape: Sequence[float], highest: float) -> Tuple[List[str], List
 
 
 def shape_from_table(energies: Sequence[str], widths: Sequence[str]) -> Converted:
-    """The shape calibration for printed energies and FWHM, both in keV."""
+    """Return the shape for printed energies and FWHM, both in keV."""
     x = [Fraction(text) for text in energies]
     y = [Fraction(text) for text in widths]
     if len(x) != len(y) or not x or min(y) <= 0:
         return Converted((), 0.0)
-    # That of the square; twice as much, for a fit misses points that were rounded at the limit.
+    # The tolerance of the square, doubled because a fit misses points rounded at the limit.
     tolerances = [4 * w * printed_tolerance(text) for w, text in zip(y, widths)]
     points = Points(x, [w * w for w in y], tolerances)
-    fit = polynomial_through(points, range(min(_HIGHEST_DEGREE + 1, max(2, len(x) // 2 + 1))))
+    fit = polynomial_through(points, range(min(_MAX_DEGREE + 1, max(2, len(x) // 2 + 1))))
     if not fit.exact:
         fit = polynomial_through(points, range(min(2, len(x))))
     fitted = [max(0.0, float(evaluate(fit.coefficients, keV))) ** 0.5 for keV in x]
-    deviation = _largest_deviation([float(w) for w in y], fitted)
+    deviation = _max_deviation([float(w) for w in y], fitted)
     return Converted(tuple(map(float, fit.coefficients)), deviation)

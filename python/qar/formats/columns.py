@@ -1,9 +1,9 @@
 """Spectra in two columns of text (.csv with commas, .txt with tabs).
 
-The first column is the channel or the energy in keV, the second the counts; a single column holds
-the counts. A first column that counts on by 1 is the channel, unless a heading says "energy" or
-"keV". What else belongs to the spectrum stands before it in lines such as "# live time / s: 600",
-as `write` makes them; channels count from 0 in them as in the first column.
+The first column is the channel or the energy in keV, the second the counts; a single column is the
+counts. A first column that rises by 1 is the channel, unless a heading contains "energy" or "keV".
+Other data precede the columns in lines such as "# live time / s: 600", as `_write` creates them.
+Channels count from 0 in these lines and in the first column.
 """
 
 import re
@@ -11,21 +11,25 @@ from datetime import datetime
 from fractions import Fraction
 from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
+from ..analysis.calibration import counted_from_one
+from ..display.printable import printable, quoted
+from ..values import MAX_CHANNELS
 from . import calibration_conversion, parsing
-from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
+from .measurement import FormatError, Measurement, checked
 
-_LONGEST_LINE = 4096
-_MOST_LINES_BEFORE = 1000
+_MAX_LINES = 2 * MAX_CHANNELS + 1000
 _ENERGY, _SHAPE = "energy / keV", "(FWHM / keV)^2"
-_TOLERANCE = Fraction(1, 10**12)  # of the largest energy: what a small one may be missed by
+_TOLERANCE = Fraction(
+    1, 10**12
+)  # by which a fit may miss a small energy, relative to the largest one
 
 
 def _polynomial(text: str) -> List[Fraction]:
-    return parsing.exact_list(text, calibration_conversion.MOST_COEFFICIENTS)
+    return parsing.exact_list(text, calibration_conversion.MAX_COEFFICIENTS)
 
 
 def _energy(text: str) -> Tuple[float, ...]:
-    return calibration_conversion.counted_from_one(_polynomial(text))
+    return counted_from_one(_polynomial(text))
 
 
 def _shape(text: str) -> Tuple[float, ...]:
@@ -33,13 +37,13 @@ def _shape(text: str) -> Tuple[float, ...]:
 
 
 class _Table(NamedTuple):
-    """What the lines of a file say."""
+    """The content of a file."""
 
     headings: str
     fields: Dict[str, List[str]]  # the values of the comment lines, by name
-    first: List[str]  # of each row; empty with a single column
+    first: List[str]  # the first column; empty if there is only one
     counts: List[int]
-    unknown: int  # comment lines that say nothing known
+    unknown: int  # number of other comment lines
 
 
 _READERS: Dict[str, Callable[[str], Any]] = {
@@ -57,7 +61,7 @@ _READERS: Dict[str, Callable[[str], Any]] = {
 
 
 def read(data: bytes) -> List[Measurement]:
-    """The one spectrum in the file. Raises FormatError."""
+    """Return the spectrum in the content of a file. Raises FormatError."""
     table = _table(data)
     notes: List[str] = []
     values = _values(table.fields)
@@ -105,10 +109,7 @@ def _table(data: bytes) -> _Table:
     headings, fields, unknown = "", {}, 0  # type: str, Dict[str, List[str]], int
     first: List[str] = []
     counts: List[int] = []
-    for number, line in enumerate(parsing.lines_of(data), start=1):
-        if len(line) > _LONGEST_LINE or number > _MOST_LINES_BEFORE + 2 * MOST_CHANNELS:
-            raise FormatError(f"line {number}: too many or too long lines for a spectrum")
-        line = line.strip()
+    for number, line in enumerate(parsing.spectrum_lines(data, _MAX_LINES), start=1):
         if line.startswith("#"):
             name, colon, value = line[1:].partition(":")
             if colon and name.strip() in _READERS:
@@ -127,12 +128,12 @@ def _table(data: bytes) -> _Table:
         except FormatError as error:
             raise FormatError(f"line {number}: {error}") from None
     if not counts:
-        raise FormatError("no line has counts in it")
+        raise FormatError("no line has counts")
     return _Table(headings, fields, first, counts, unknown)
 
 
 def _fields(line: str) -> List[str]:
-    """The fields of a row; where semicolons divide them a comma is a decimal point."""
+    """Return the fields of a row; if semicolons separate them, a comma is a decimal point."""
     if ";" in line:
         fields = line.replace(",", ".").split(";")
     else:
@@ -152,11 +153,11 @@ def _with_row(
     first: List[str], counts: List[int], row: Sequence[str]
 ) -> Tuple[List[str], List[int]]:
     if len(row) > 2:
-        raise FormatError(f"{len(row)} columns; a spectrum has two")
+        raise FormatError(f"{len(row)} columns; expected 1 or 2")
     if counts and (len(row) == 2) != bool(first):
         raise FormatError("the number of columns changes")
-    if len(counts) == MOST_CHANNELS:
-        raise FormatError(f"more than {MOST_CHANNELS:,} channels")
+    if len(counts) == MAX_CHANNELS:
+        raise FormatError(f"more than {MAX_CHANNELS:,} channels")
     if len(row) == 2:
         parsing.exact(row[0])
         first.append(row[0])
@@ -165,7 +166,7 @@ def _with_row(
 
 
 def _are_channels(table: _Table, notes: List[str]) -> bool:
-    """Whether the first column counts channels; one that does not must rise."""
+    """Return True if the first column is the channels. Raises FormatError if it does not rise."""
     numbers = [parsing.exact(text) for text in table.first]
     steps = {later - earlier for earlier, later in zip(numbers, numbers[1:])}
     if steps and min(steps) <= 0:
@@ -173,8 +174,8 @@ def _are_channels(table: _Table, notes: List[str]) -> bool:
     whole = numbers[0].denominator == 1 and numbers[0] >= 0 and steps <= {Fraction(1)}
     if not whole or re.search(r"energy|kev", table.headings):
         return False
-    if numbers[0] + len(numbers) > MOST_CHANNELS:
-        raise FormatError(f"more than {MOST_CHANNELS:,} channels")
+    if numbers[0] + len(numbers) > MAX_CHANNELS:
+        raise FormatError(f"more than {MAX_CHANNELS:,} channels")
     if numbers[0] == 1:
         notes.append("the channels of the first column count from 1")
     elif numbers[0] > 1:
@@ -183,18 +184,18 @@ def _are_channels(table: _Table, notes: List[str]) -> bool:
 
 
 def _origin(table: _Table) -> int:
-    """The number of the first channel: 1 where the column begins with it, else 0."""
+    """Return the number of the first channel: 1 if the column begins with 1, otherwise 0."""
     return 1 if int(table.first[0]) == 1 else 0
 
 
 def _energy_of_column(column: Sequence[str], notes: List[str]) -> Tuple[float, ...]:
-    """The energy calibration that gives the energies of the channels as they are printed."""
+    """Return the energy calibration that gives the energies of the channels as printed."""
     energies = [parsing.exact(text) for text in column]
-    least = max(abs(energy) for energy in energies) * _TOLERANCE
+    min_tolerance = max(abs(energy) for energy in energies) * _TOLERANCE
     points = calibration_conversion.Points(
         [Fraction(channel) for channel in range(len(column))],
         energies,
-        [max(calibration_conversion.printed_tolerance(text), least) for text in column],
+        [max(calibration_conversion.printed_tolerance(text), min_tolerance) for text in column],
     )
     fit = calibration_conversion.polynomial_through(points, range(1, 5))
     if not fit.exact:
@@ -203,29 +204,29 @@ def _energy_of_column(column: Sequence[str], notes: List[str]) -> Tuple[float, .
             for x, y in zip(points.x, points.y)
         )
         notes.append(
-            "the energies of the first column follow no polynomial; the calibration gives them"
+            "the energies of the first column are not a polynomial; the calibration gives them"
             f" within {float(max(misses)):.2g} keV"
         )
-    return calibration_conversion.counted_from_one(fit.coefficients)
+    return counted_from_one(fit.coefficients)
 
 
 # ---- Writing -----------------------------------------------------------------------------------
 
 
 def write_csv(measurement: Measurement) -> Tuple[str, List[str]]:
-    """The text of the file and what it cannot carry; commas between the columns."""
+    """Return the text of a file and notes of everything that it cannot store."""
     return _write(measurement, ",")
 
 
 def write_text(measurement: Measurement) -> Tuple[str, List[str]]:
-    """As write_csv, with tabs."""
+    """Return the same with tabs instead of commas."""
     return _write(measurement, "\t")
 
 
 def _write(measurement: Measurement, separator: str) -> Tuple[str, List[str]]:
     notes: List[str] = []
     lines = [
-        f"# {name}: {_plain(value, name, notes)}"
+        f"# {name}: {_line(value, name, notes)}"
         for name, value in _named_values(measurement)
         if value
     ]
@@ -242,7 +243,7 @@ def _named_values(measurement: Measurement) -> List[Tuple[str, str]]:
         return "" if value is None else parsing.decimal_text(value)
 
     def date(value: Optional[datetime]) -> str:
-        return "" if value is None else parsing.date_text(value)
+        return "" if value is None else parsing.precise_date_text(value)
 
     return [
         ("title", measurement.title),
@@ -252,14 +253,14 @@ def _named_values(measurement: Measurement) -> List[Tuple[str, str]]:
         ("start", date(measurement.start)),
         ("live time / s", seconds(measurement.live_time)),
         ("real time / s", seconds(measurement.real_time)),
-        (_ENERGY, " ".join(calibration_conversion.counted_from_zero(measurement.energy))),
+        (_ENERGY, " ".join(calibration_conversion.decimals_from_zero(measurement.energy))),
         (_SHAPE, " ".join(repr(c) for c in measurement.shape)),
     ]
 
 
-def _plain(text: str, what: str, notes: List[str]) -> str:
-    """The text on one line."""
-    plain = "".join(c if c.isprintable() else " " for c in text).strip()
-    if plain != text:
-        notes.append(f"the {what} is changed to {parsing.shown(plain)}")
-    return plain
+def _line(text: str, field: str, notes: List[str]) -> str:
+    """Return a string on one line."""
+    line = printable(text).strip()
+    if line != text:
+        notes.append(f"the {field} is changed to {quoted(line)}")
+    return line

@@ -1,21 +1,18 @@
-"""What the exchange formats and a QAR file have in common: one spectrum with what belongs to it."""
+"""A spectrum with its data, as it is passed from one format to another."""
 
 import contextlib
 import os
 from datetime import datetime
-from typing import Iterator, NamedTuple, Optional, Tuple, Union
+from typing import Iterator, List, NamedTuple, Optional, Set, Tuple, Union
 
-MOST_CHANNELS = 65535
-"""More channels no QAR file can hold."""
-
-MOST_COUNTS = 2**31 - 1
-"""More counts no channel of a QAR file can hold."""
+from ..display.printable import quoted
+from ..values import MAX_CHANNELS, MAX_COUNT
 
 
 class FormatError(ValueError):
-    """A file that cannot be read or written; the message says in one line what is wrong where.
+    """A file that cannot be read or written; the message gives the reason in one line.
 
-    filename: the file, empty where it is not a matter of one.
+    filename: the file, or empty.
     """
 
     filename = ""
@@ -23,27 +20,26 @@ class FormatError(ValueError):
 
 @contextlib.contextmanager
 def reading(path: "Union[str, os.PathLike[str]]") -> Iterator[None]:
-    """Gives a FormatError the name of the file, and makes one of numbers beyond all reason."""
+    """Add the file name to a FormatError; turn an arithmetic error into a FormatError."""
     try:
         yield
     except FormatError as error:
         error.filename = os.fspath(path)
         raise
     except ArithmeticError:
-        found = FormatError("the numbers of a calibration are out of range")
-        found.filename = os.fspath(path)
-        raise found from None
+        out_of_range = FormatError("the numbers of a calibration are out of range")
+        out_of_range.filename = os.fspath(path)
+        raise out_of_range from None
 
 
 class Measurement(NamedTuple):
-    """One spectrum as it is handed from format to format; what is not known is None or empty.
+    """One spectrum with its data; a value that is not known is None or empty.
 
-    The numbers are those of a QAR file: channels count from 1 in the energy calibration. The
-    formats of the field count them from 0; each reads and writes its own way, so that nobody
-    else has to shift.
+    The energy calibration counts channels from 1, as a QAR file does. Formats that count from 0
+    convert it when they read and write.
     """
 
-    counts: Tuple[int, ...]  # of channel 1, 2, ...; each from 0 to MOST_COUNTS
+    counts: Tuple[int, ...]  # of channel 1, 2, ...
     live_time: Optional[float] = None  # s
     real_time: Optional[float] = None  # s
     start: Optional[datetime] = None  # in UTC, with its time zone
@@ -53,20 +49,55 @@ class Measurement(NamedTuple):
     remarks: str = ""  # one or more lines
     energy: Tuple[float, ...] = ()  # keV = polynomial in the channel number, lowest order first
     shape: Tuple[float, ...] = ()  # (FWHM / keV)^2 = polynomial in the energy / keV
-    name: str = ""  # tells the spectra of one file apart
-    notes: Tuple[str, ...] = ()  # what the file said that could not be taken over as it was
+    name: str = ""  # distinguishes the spectra of one file
+    notes: Tuple[str, ...] = ()  # data of the file that were changed or left out
+    qar_file: str = ""  # the QAR file that the measurement was read from, if any
 
 
 def checked(measurement: Measurement) -> Measurement:
-    """The same; raises FormatError where no QAR file and no format can carry the spectrum."""
+    """Return the measurement. Raises FormatError if no format can store the spectrum."""
     channels = len(measurement.counts)
-    if channels == 0:
-        raise FormatError("the spectrum has no channels")
-    if channels > MOST_CHANNELS:
-        raise FormatError(f"the spectrum has more than {MOST_CHANNELS:,} channels")
+    if not 1 <= channels <= MAX_CHANNELS:
+        raise FormatError(
+            f"the spectrum has {channels or 'no'} channels; expected 1 to {MAX_CHANNELS:,}"
+        )
     for channel, count in enumerate(measurement.counts):
-        if not 0 <= count <= MOST_COUNTS:
+        if not 0 <= count <= MAX_COUNT:
             raise FormatError(
-                f"channel {channel} (from 0) has {count} counts; 0 to {MOST_COUNTS} can be carried"
+                f"channel {channel} (from 0) has {count} counts; expected 0 to {MAX_COUNT}"
             )
     return measurement
+
+
+def with_name(measurements: List[Measurement], name: str, path: str) -> List[Measurement]:
+    """Return the measurements of a file with a name, or all of them if the name is empty.
+
+    Raises FormatError if there is none.
+    """
+    if not name:
+        return measurements
+    result = [measurement for measurement in measurements if measurement.name == name]
+    if not result:
+        names = ", ".join(quoted(measurement.name) for measurement in measurements[:20])
+        raise FormatError(f"{path}: no spectrum {quoted(name)}; expected one of {names}")
+    return result
+
+
+def file_names(measurements: List[Measurement], path: str) -> List[Tuple[Measurement, str]]:
+    """Return each measurement of a file with the name of the file to write it to.
+
+    If there are several, the name of the spectrum is added before the suffix of `path`, with
+    characters replaced that a file name cannot have.
+    """
+    if len(measurements) == 1:
+        return [(measurements[0], path)]
+    stem, suffix = os.path.splitext(path)
+    result: List[Tuple[Measurement, str]] = []
+    taken: Set[str] = set()
+    for measurement in measurements:
+        name = "".join(c if c.isalnum() or c in "-_." else "_" for c in measurement.name)[:60]
+        while name.lower() in taken:
+            name += "_"
+        taken.add(name.lower())
+        result.append((measurement, f"{stem}-{name}{suffix}"))
+    return result

@@ -1,30 +1,32 @@
-"""ANSI/IEEE N42.42 spectra (.n42), reading: the schema of 2006 and that of 2011.
+"""Read ANSI/IEEE N42.42 spectra (.n42) in the schemas of 2006 and 2011.
 
-A file may hold any number of spectra; each becomes a measurement of its own, named after its
-detector (2006) or its id (2011). Channels count from 0. Widths stand in channels as a polynomial
-in the channel (2006) or in keV as a table over the energy (2011).
+Each spectrum of a file becomes a measurement, named after its detector (2006) or its id (2011).
+Channels count from 0. Widths are a polynomial in the channel, in channels (2006), or a table over
+the energy, in keV (2011).
 """
 
 from datetime import datetime
 from fractions import Fraction
 from typing import Callable, Dict, List, NamedTuple, Optional, Sequence, Set, Tuple
 
+from ..analysis.calibration import counted_from_one
+from ..display.printable import quoted
 from . import calibration_conversion, parsing
 from .measurement import FormatError, Measurement, checked
 from .xml_tree import Element, parse
 
 TITLE = "Title: "
-"""Begins the remark that holds the title of a spectrum."""
+"""The beginning of the remark that contains the title of a spectrum."""
 
 DETECTOR = "Detector"
-"""The id of a detector whose name is not known."""
+"""The id of a detector without a name."""
 
-_MOST_SPECTRA = 5000
-_MOST_CHANNELS_IN_ALL = 1 << 24
-_MOST_REMARKS = 50
-_MOST_NAMES_TOLD = 8
+_MAX_SPECTRA = 5000
+_MAX_TOTAL_CHANNELS = 1 << 24
+_MAX_REMARKS = 50
+_MAX_NAMES = 8  # in a note
 
-# What is read, and what only says how the rest is laid out.
+# The elements that are read, and those that are about the file rather than the spectrum.
 _READ = set(
     "Remark StartTime RealTime LiveTime Coefficients ChannelData InstrumentID SampleRealTime"
     " SpectrumAvailable RadInstrumentIdentifier RadDetectorName StartDateTime RealTimeDuration"
@@ -36,14 +38,14 @@ _READ = set(
 
 
 class _Document(NamedTuple):
-    """What spectra refer to, collected once."""
+    """The parts of a file that its spectra refer to."""
 
     by_id: Dict[str, Element]
     instrument: str
 
 
 class _Spectrum(NamedTuple):
-    """Where the parts of a spectrum are found in either schema."""
+    """The parts of a spectrum, independent of the schema."""
 
     counts: Element
     live_time: str
@@ -57,11 +59,14 @@ class _Spectrum(NamedTuple):
 
 
 def read(data: bytes) -> List[Measurement]:
-    """All spectra in the file, in its order. Raises FormatError."""
+    """Return all spectra in the content of a file, in order. Raises FormatError."""
     root = parse(data)
     parts = {"N42InstrumentData": _parts_2006, "RadInstrumentData": _parts_2011}.get(root.name)
     if parts is None:
-        raise FormatError(f"<{root.name[:40]}> is no file of spectra")
+        raise FormatError(
+            f"the root element is {quoted(root.name)};"
+            " expected N42InstrumentData or RadInstrumentData"
+        )
     document = _document(root)
     measurements: List[Measurement] = []
     names: Set[str] = set()
@@ -74,10 +79,10 @@ def read(data: bytes) -> List[Measurement]:
         try:
             measurements.append(_measurement(element, spectrum, name))
         except FormatError as error:
-            raise FormatError(f"spectrum {parsing.shown(name)}: {error}") from None
+            raise FormatError(f"spectrum {quoted(name)}: {error}") from None
         channels += len(measurements[-1].counts)
-        if len(measurements) > _MOST_SPECTRA or channels > _MOST_CHANNELS_IN_ALL:
-            raise FormatError("more spectra than are read from one file")
+        if len(measurements) > _MAX_SPECTRA or channels > _MAX_TOTAL_CHANNELS:
+            raise FormatError("too many spectra or channels in one file")
     if not measurements:
         raise FormatError("there is no spectrum in the file")
     left_out = _left_out(root)
@@ -110,7 +115,7 @@ def _measurement(element: Element, spectrum: _Spectrum, name: str) -> Measuremen
     attributes = spectrum.counts.attributes
     compression = attributes.get("Compression", attributes.get("compressionCode", "None"))
     if compression.lower() not in ("none", "countedzeroes"):
-        raise FormatError(f"the compression {parsing.shown(compression)} is not known")
+        raise FormatError(f"unknown compression {quoted(compression)}; expected CountedZeroes")
     counts = parsing.counts_of(spectrum.counts.text, compression.lower() == "countedzeroes")
     title, remarks = _remarks(element)
     energy = spectrum.energy(len(counts), notes)
@@ -135,9 +140,9 @@ def _measurement(element: Element, spectrum: _Spectrum, name: str) -> Measuremen
     )
 
 
-def _duration(text: str, what: str, notes: List[str]) -> Optional[float]:
+def _duration(text: str, field: str, notes: List[str]) -> Optional[float]:
     if not text:
-        notes.append(f"no {what}")
+        notes.append(f"no {field}")
         return None
     return parsing.read_duration(text)
 
@@ -150,11 +155,11 @@ def _date(text: str, notes: List[str]) -> Optional[datetime]:
 
 
 def _remarks(element: Element) -> Tuple[str, str]:
-    """The title and the remarks of the spectrum and of what it stands in, outermost first."""
+    """Return the title and the remarks of a spectrum and its ancestors, outermost first."""
     remarks = [
         remark.text.strip()
         for ancestor in reversed(list(element.ancestors()))
-        for remark in ancestor.all("Remark")[:_MOST_REMARKS]
+        for remark in ancestor.all("Remark")[:_MAX_REMARKS]
     ]
     titles = [text[len(TITLE) :] for text in remarks if text.startswith(TITLE)]
     others = [text for text in remarks if text and not text.startswith(TITLE)]
@@ -162,20 +167,20 @@ def _remarks(element: Element) -> Tuple[str, str]:
 
 
 def _left_out(root: Element) -> Tuple[str, ...]:
-    """One note that names the elements whose text is not read."""
+    """Return a note with the names of the elements whose text is not read."""
     names: Dict[str, None] = {}
     for element in root.walk():
         if element.text.strip() and element.name not in _READ:
             names.setdefault(element.name[:40])
     if not names:
         return ()
-    told = list(names)[:_MOST_NAMES_TOLD]
-    more = len(names) - len(told)
-    return ("left out: " + ", ".join(told) + (f" and {more} more" if more else ""),)
+    listed = list(names)[:_MAX_NAMES]
+    more = len(names) - len(listed)
+    return ("left out: " + ", ".join(listed) + (f" and {more} more" if more else ""),)
 
 
 def _nearest(element: Element, *names: str) -> str:
-    """The text of the first of the children that the element or an ancestor has."""
+    """Return the text of the first named child of the element or its nearest ancestor."""
     for ancestor in element.ancestors():
         for name in names:
             text = ancestor.text_of(name)
@@ -190,7 +195,7 @@ def _nearest(element: Element, *names: str) -> str:
 def _parts_2006(document: _Document, element: Element) -> _Spectrum:
     detector = element.attributes.get("Detector", "")
     references = element.attributes.get("CalibrationIDs", "").split()[:8]
-    found = element.all("Calibration") + [
+    calibrations = element.all("Calibration") + [
         document.by_id[reference] for reference in references if reference in document.by_id
     ]
     counts = element.child("ChannelData")
@@ -203,16 +208,16 @@ def _parts_2006(document: _Document, element: Element) -> _Spectrum:
         detector=detector,
         instrument=document.instrument,
         name=detector,
-        energy=lambda _, notes: _energy_2006(found, notes),
-        shape=lambda energy, channels, notes: _shape_2006(found, energy, channels, notes),
+        energy=lambda _, notes: _energy_2006(calibrations, notes),
+        shape=lambda energy, channels, notes: _shape_2006(calibrations, energy, channels, notes),
     )
 
 
 def _coefficients_2006(
-    found: Sequence[Element], kind: str, units: Dict[str, int], notes: List[str]
+    calibrations: Sequence[Element], kind: str, units: Dict[str, int], notes: List[str]
 ) -> List[Fraction]:
-    """The polynomial of the kind; none, with a note, where it is something else."""
-    for calibration in found:
+    """Return the polynomial of a kind; an empty list, with a note, for another equation."""
+    for calibration in calibrations:
         if calibration.attributes.get("Type") != kind:
             continue
         equation = calibration.child("Equation")
@@ -222,28 +227,28 @@ def _coefficients_2006(
             notes.append(f"left out: the {kind} calibration, {model} in {unit}")
             return []
         numbers = parsing.exact_list(
-            equation.text_of("Coefficients"), calibration_conversion.MOST_COEFFICIENTS
+            equation.text_of("Coefficients"), calibration_conversion.MAX_COEFFICIENTS
         )
         return [number * units[unit] for number in numbers]
     return []
 
 
-def _energy_2006(found: Sequence[Element], notes: List[str]) -> Tuple[float, ...]:
-    numbers = _coefficients_2006(found, "Energy", {"keV": 1, "MeV": 1000}, notes)
-    return calibration_conversion.counted_from_one(numbers) if any(numbers[1:]) else ()
+def _energy_2006(calibrations: Sequence[Element], notes: List[str]) -> Tuple[float, ...]:
+    numbers = _coefficients_2006(calibrations, "Energy", {"keV": 1, "MeV": 1000}, notes)
+    return counted_from_one(numbers) if any(numbers[1:]) else ()
 
 
 def _shape_2006(
-    found: Sequence[Element], energy: Sequence[float], channels: int, notes: List[str]
+    calibrations: Sequence[Element], energy: Sequence[float], channels: int, notes: List[str]
 ) -> Tuple[float, ...]:
-    widths = _coefficients_2006(found, "FWHM", {"Channels": 1}, notes)
+    widths = _coefficients_2006(calibrations, "FWHM", {"Channels": 1}, notes)
     if not widths:
         return ()
     shape = calibration_conversion.shape_from_channel_widths(widths, energy, channels)
     if not shape.coefficients:
-        notes.append("left out: the FWHM calibration, which gives widths that no peak has")
+        notes.append("left out: the FWHM calibration, which gives impossible peak widths")
     elif shape.deviation > 1e-6:
-        notes.append(f"the shape calibration is met within {shape.deviation:.2g} of the width")
+        notes.append(f"the widths are read within {shape.deviation:.2g} of the width")
     return shape.coefficients
 
 
@@ -284,29 +289,31 @@ def _energy_2011(
     if boundaries:
         return _energy_of_boundaries(boundaries, channels, notes)
     numbers = parsing.exact_list(
-        calibration.text_of("CoefficientValues"), calibration_conversion.MOST_COEFFICIENTS
+        calibration.text_of("CoefficientValues"), calibration_conversion.MAX_COEFFICIENTS
     )
-    while len(numbers) > 2 and numbers[-1] == 0:  # the schema asks for three
+    while len(numbers) > 2 and numbers[-1] == 0:  # the schema requires three
         numbers.pop()
-    return calibration_conversion.counted_from_one(numbers) if any(numbers[1:]) else ()
+    return counted_from_one(numbers) if any(numbers[1:]) else ()
 
 
 def _energy_of_boundaries(text: str, channels: int, notes: List[str]) -> Tuple[float, ...]:
-    """The polynomial through the middles of the channels."""
+    """Return the polynomial through the middles of the channels."""
     edges = parsing.exact_list(text, channels + 1)
     if len(edges) != channels + 1:
-        notes.append("left out: the energy calibration, whose boundaries are not one for each edge")
+        notes.append("left out: the energy calibration, which has the wrong number of boundaries")
         return ()
     middles = [(low + high) / 2 for low, high in zip(edges, edges[1:])]
     half = calibration_conversion.printed_tolerance(min(text.split()[:64], key=len))
-    least = max(abs(edges[0]), abs(edges[-1]), Fraction(1)) / 10**9
+    max_tolerance = max(abs(edges[0]), abs(edges[-1]), Fraction(1)) / 10**9
     points = calibration_conversion.Points(
-        [Fraction(channel) for channel in range(channels)], middles, [min(half, least)] * channels
+        [Fraction(channel) for channel in range(channels)],
+        middles,
+        [min(half, max_tolerance)] * channels,
     )
     fit = calibration_conversion.polynomial_through(points, range(1, 5))
     if not fit.exact:
-        notes.append("the energies follow the boundaries of the channels only nearly")
-    return calibration_conversion.counted_from_one(fit.coefficients)
+        notes.append("the energy calibration is close to the boundaries of the channels, not exact")
+    return counted_from_one(fit.coefficients)
 
 
 def _shape_2011(calibration: Optional[Element], notes: List[str]) -> Tuple[float, ...]:
@@ -318,7 +325,7 @@ def _shape_2011(calibration: Optional[Element], notes: List[str]) -> Tuple[float
         parsing.exact(number)
     shape = calibration_conversion.shape_from_table(energies, widths)
     if not shape.coefficients:
-        notes.append("left out: the FWHM calibration, which is no table of widths")
+        notes.append("left out: the FWHM calibration, which is not a table of widths")
     elif shape.deviation > 1e-6:
-        notes.append(f"the shape calibration is met within {shape.deviation:.2g} of the width")
+        notes.append(f"the widths are read within {shape.deviation:.2g} of the width")
     return shape.coefficients

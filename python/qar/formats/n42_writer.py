@@ -1,4 +1,4 @@
-"""ANSI/IEEE N42.42 spectra (.n42), writing: the schema of 2011."""
+"""Write ANSI/IEEE N42.42 spectra (.n42) in the schema of 2011."""
 
 import html
 import re
@@ -7,6 +7,7 @@ from datetime import datetime, timezone
 from typing import List, Sequence, Tuple
 
 from ..analysis.calibration import polynomial
+from ..display.printable import quoted
 from . import calibration_conversion, parsing
 from .measurement import Measurement
 from .n42 import DETECTOR, TITLE
@@ -14,18 +15,18 @@ from .n42 import DETECTOR, TITLE
 NAMESPACE = "http://physics.nist.gov/N42/2011/N42"
 
 _ENERGY, _WIDTH = "EnergyCalibration", "FWHMCalibration"
-_COUNTS_IN_A_LINE = 16
+_COUNTS_PER_LINE = 16
 _NOT_IN_XML = re.compile("[^\t\n\x20-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
 
 
 def write(measurement: Measurement) -> Tuple[str, List[str]]:
-    """The text of the file and what it cannot carry."""
+    """Return the text of a file and notes of everything that it cannot store."""
     notes: List[str] = []
     now = datetime.now(timezone.utc)
     lines = [
         '<?xml version="1.0" encoding="utf-8"?>',
         f'<RadInstrumentData xmlns="{NAMESPACE}" n42DocUUID="{uuid.uuid4()}"'
-        f' n42DocDateTime="{parsing.date_text(now.replace(microsecond=0))}">',
+        f' n42DocDateTime="{parsing.precise_date_text(now.replace(microsecond=0))}">',
         "<RadInstrumentDataCreatorName>qar</RadInstrumentDataCreatorName>",
         *_instrument(measurement, notes),
         *_detector(measurement, notes),
@@ -43,16 +44,16 @@ def write(measurement: Measurement) -> Tuple[str, List[str]]:
     return "\n".join(lines) + "\n", notes
 
 
-def _text(text: str, what: str, notes: List[str]) -> str:
-    """The text for the inside of an element."""
-    plain = _NOT_IN_XML.sub("?", text).strip()
-    if plain != text:
-        notes.append(f"the {what} is changed to {parsing.shown(plain)}")
-    return html.escape(plain, quote=False)
+def _text(text: str, field: str, notes: List[str]) -> str:
+    """Return a string as the text of an element."""
+    valid = _NOT_IN_XML.sub("?", text).strip()
+    if valid != text:
+        notes.append(f"the {field} is changed to {quoted(valid)}")
+    return html.escape(valid, quote=False)
 
 
 def _instrument(measurement: Measurement, notes: List[str]) -> List[str]:
-    """The schema wants maker and model; a QAR file does not know them."""
+    """Return the lines of the instrument; the schema requires maker and model."""
     lines = [
         '<RadInstrumentInformation id="Instrument">',
         "  <RadInstrumentManufacturerName>unknown</RadInstrumentManufacturerName>",
@@ -84,8 +85,8 @@ def _detector(measurement: Measurement, notes: List[str]) -> List[str]:
 
 
 def _energy(measurement: Measurement) -> List[str]:
-    coefficients = calibration_conversion.counted_from_zero(measurement.energy)
-    coefficients += ["0"] * (3 - len(coefficients))  # the schema wants at least three
+    coefficients = calibration_conversion.decimals_from_zero(measurement.energy)
+    coefficients += ["0"] * (3 - len(coefficients))  # the schema requires three
     return [
         f'<EnergyCalibration id="{_ENERGY}">',
         f"  <CoefficientValues>{' '.join(coefficients)}</CoefficientValues>",
@@ -94,13 +95,13 @@ def _energy(measurement: Measurement) -> List[str]:
 
 
 def _width(measurement: Measurement, notes: List[str]) -> List[str]:
-    """A table over the energy; empty, with a note, where the shape gives no widths."""
+    """Return a table of widths; an empty list, with a note, if the shape does not give them."""
     if not measurement.shape:
         return []
-    highest = 2000.0
+    max_energy = 2000.0
     if measurement.energy:
-        highest = polynomial(measurement.energy, len(measurement.counts))
-    energies, widths = calibration_conversion.width_table(measurement.shape, highest)
+        max_energy = polynomial(measurement.energy, len(measurement.counts))
+    energies, widths = calibration_conversion.width_table(measurement.shape, max_energy)
     if not energies:
         notes.append("left out: the shape calibration, which gives no width at every energy")
         return []
@@ -118,12 +119,16 @@ def _measurement(measurement: Measurement, references: str, notes: List[str]) ->
         "  <MeasurementClassCode>Foreground</MeasurementClassCode>",
     ]
     if measurement.start is not None:
-        lines.append(f"  <StartDateTime>{parsing.date_text(measurement.start)}</StartDateTime>")
+        lines.append(
+            f"  <StartDateTime>{parsing.precise_date_text(measurement.start)}</StartDateTime>"
+        )
     if measurement.real_time is not None:
         duration = parsing.duration_text(measurement.real_time)
         lines.append(f"  <RealTimeDuration>{duration}</RealTimeDuration>")
     if measurement.start is None or measurement.real_time is None:
-        notes.append("the format wants start and real time; one is not known and left out")
+        notes.append(
+            "left out: the start or the real time, which the schema requires, is not known"
+        )
     name = re.sub(r"[^\w.-]", "_", measurement.name, flags=re.ASCII)
     identity = name if re.match(r"[A-Za-z_]", name) else f"Spectrum{name}"
     lines.append(f'  <Spectrum id="{identity}" {references}>')
@@ -134,12 +139,12 @@ def _measurement(measurement: Measurement, references: str, notes: List[str]) ->
         duration = parsing.duration_text(measurement.live_time)
         lines.append(f"    <LiveTimeDuration>{duration}</LiveTimeDuration>")
     lines.append('    <ChannelData compressionCode="CountedZeroes">')
-    lines += _rows(_zeroes_counted(measurement.counts))
+    lines += _rows(_counted_zeroes(measurement.counts))
     return lines + ["    </ChannelData>", "  </Spectrum>", "</RadMeasurement>"]
 
 
-def _zeroes_counted(counts: Sequence[int]) -> List[str]:
-    """The counts with each run of zeroes as one 0 and its length."""
+def _counted_zeroes(counts: Sequence[int]) -> List[str]:
+    """Return the counts with each run of zeroes as one 0 and its length."""
     numbers: List[str] = []
     zeroes = 0
     for count in (*counts, None):
@@ -155,5 +160,5 @@ def _zeroes_counted(counts: Sequence[int]) -> List[str]:
 
 
 def _rows(numbers: Sequence[str]) -> List[str]:
-    starts = range(0, len(numbers), _COUNTS_IN_A_LINE)
-    return [" ".join(numbers[start : start + _COUNTS_IN_A_LINE]) for start in starts]
+    starts = range(0, len(numbers), _COUNTS_PER_LINE)
+    return [" ".join(numbers[start : start + _COUNTS_PER_LINE]) for start in starts]

@@ -1,30 +1,33 @@
-"""Nuclide libraries as CSV files: a line for each gamma line.
+"""Nuclide libraries as CSV files, with one line for each gamma line.
 
     nuclide, half_life, energy, photons, energy_uncertainty, photons_uncertainty, key
     Cs-137, 30.05 y, 661.657, 0.8499, 0.003, 0.0020, 1
     Co-60, 5.2711 y, 1173.228, 0.9985
     Co-60, , 1332.492, 0.9998
 
-The first line names the columns, of which the first four must be there; further ones are
-half_life_uncertainty, parent and active. Energies are in keV, photons per decay, uncertainties one
-sigma; half-lives in seconds or with a unit, s, min, h, d or y (365.242198 d). What belongs to the
-nuclide, such as the half-life, may be left out in its lines after the first. "#" begins a remark.
+The first line contains the names of the columns. The first four are required; the others, and
+half_life_uncertainty, parent and active, are optional. Energies are in keV, photons per decay,
+uncertainties one sigma; half-lives in seconds or with a unit: s, min, h, d or y (365.242198 d).
+Data of the nuclide, such as the half-life, are only needed in its first line. "#" begins a remark.
 """
 
 import csv
+import io
 import os
 from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
 
 from ..analysis.results import GammaLine, Nuclide
 from ..atomic_files import Path
+from ..display.printable import csv_cell, quoted
+from ..values import is_known
 from . import parsing
 from .measurement import FormatError, reading
 
-MOST_LINES = 200000
+MAX_LINES = 200000
 
-_NEEDED = ("nuclide", "half_life", "energy", "photons")
+_REQUIRED = ("nuclide", "half_life", "energy", "photons")
 _COLUMNS = (
-    *_NEEDED,
+    *_REQUIRED,
     *("energy_uncertainty", "photons_uncertainty", "key"),
     *("half_life_uncertainty", "parent", "active"),
 )
@@ -35,7 +38,7 @@ Row = Dict[str, str]
 
 
 def read(path: Path) -> List[Nuclide]:
-    """The nuclides in a CSV file, in its order. FormatError says which line is wrong and why."""
+    """Return the nuclides in a CSV file, in order. Raises FormatError with the line number."""
     with reading(path):
         return _nuclides(parsing.read_file(os.fspath(path)))
 
@@ -59,11 +62,11 @@ def _nuclides(data: bytes) -> List[Nuclide]:
 
 
 def _rows(data: bytes) -> Iterator[Tuple[int, Row]]:
-    """Each row with the number of its line."""
+    """Yield each row with the number of its line."""
     columns: List[str] = []
     for number, line in enumerate(parsing.lines_of(data), start=1):
-        if number > MOST_LINES:
-            raise FormatError(f"more than {MOST_LINES:,} lines")
+        if number > MAX_LINES:
+            raise FormatError(f"more than {MAX_LINES:,} lines")
         if not line.strip() or line.lstrip().startswith("#"):
             continue
         try:
@@ -81,13 +84,15 @@ def _rows(data: bytes) -> Iterator[Tuple[int, Row]]:
 
 
 def _check_columns(columns: List[str]) -> None:
-    for needed in _NEEDED:
-        if needed not in columns:
-            raise FormatError(f"the first line names no column {needed}")
+    for required in _REQUIRED:
+        if required not in columns:
+            raise FormatError(f"the first line has no column {required}")
     for column in columns:
         if column not in _COLUMNS:
-            known = ", ".join(_COLUMNS)
-            raise FormatError(f"the column {parsing.shown(column)} is not one of {known}")
+            expected = ", ".join(_COLUMNS)
+            raise FormatError(f"unknown column {quoted(column)}; expected one of {expected}")
+        if columns.count(column) > 1:
+            raise FormatError(f"the first line has the column {column} twice")
 
 
 def _nuclide(row: Row) -> Nuclide:
@@ -115,7 +120,7 @@ def _line(row: Row) -> GammaLine:
 def _positive(text: str) -> float:
     value = float(parsing.exact(text))
     if not value > 0:
-        raise FormatError(f"{parsing.shown(text)} is not above 0")
+        raise FormatError(f"{quoted(text)} is not a number above 0")
     return value
 
 
@@ -130,19 +135,21 @@ def _time(text: str) -> float:
 
 def _flag(text: str) -> bool:
     if text.lower() not in _FLAGS:
-        raise FormatError(f"{parsing.shown(text)} is neither yes nor no")
+        raise FormatError(f"{quoted(text)} is not a flag; expected yes or no")
     return _FLAGS[text.lower()]
 
 
 def text_of(nuclides: Iterable[Nuclide]) -> str:
-    """The nuclides as the text of such a file; half-lives in seconds."""
+    """Return the text of a CSV file of nuclides; half-lives are in seconds."""
 
     def cell(value: Optional[object]) -> str:
-        return "" if value is None or value != value else str(value)
+        return csv_cell(str(value)) if is_known(value) else ""
 
-    rows = [",".join(_COLUMNS)]
+    text = io.StringIO()
+    writer = csv.writer(text, lineterminator="\n")
+    writer.writerow(_COLUMNS)
     for nuclide in nuclides:
         for line in nuclide.lines:
-            found = {**nuclide._asdict(), **line._asdict(), "nuclide": nuclide.name}
-            rows.append(",".join(cell(found[column]) for column in _COLUMNS))
-    return "\n".join(rows) + "\n"
+            fields = {**nuclide._asdict(), **line._asdict(), "nuclide": nuclide.name}
+            writer.writerow([cell(fields[column]) for column in _COLUMNS])
+    return text.getvalue()

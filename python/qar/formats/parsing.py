@@ -1,39 +1,44 @@
-"""Bytes, texts and numbers of files from outside: nothing is taken that was not checked."""
+"""Parse the bytes, strings and numbers of files; everything is checked before it is used."""
 
 import io
 import math
 import re
-from datetime import datetime, timedelta, timezone
+from datetime import datetime
 from decimal import Decimal
 from fractions import Fraction
 from typing import Iterator, List, Optional
 
-from .measurement import MOST_CHANNELS, MOST_COUNTS, FormatError
+from ..display.printable import quoted
+from ..values import MAX_CHANNELS, MAX_COUNT, date_text, datetime_of
+from .measurement import FormatError
 
-MOST_BYTES = 64 << 20
-"""Larger files are not read."""
+MAX_BYTES = 64 << 20
+"""The size of the largest file that is read."""
 
-_LONGEST_NUMBER = 60
+MAX_LINE = 4096
+"""The length of the longest line of a spectrum."""
+
+_MAX_NUMBER = 60  # characters
 _NUMBER = re.compile(r"[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d{1,4})?", re.ASCII)
-_DATE = re.compile(
-    r"(\d{4})-(\d\d)-(\d\d)[T ](\d\d):(\d\d):(\d\d)(?:[.,](\d+))?\s*(Z|[+-]\d\d:?\d\d)?", re.ASCII
-)
 _DURATION = re.compile(
     r"P(?:(\d+)D)?(?:T(?:(\d+)H)?(?:(\d+)M)?(?:(\d*\.?\d*)S)?)?", re.ASCII | re.IGNORECASE
 )
 
 
-def read_file(path: str, most: int = MOST_BYTES) -> bytes:
-    """The whole file; FormatError where it has more bytes than that, OSError as from open."""
+def read_file(path: str, max_bytes: int = MAX_BYTES) -> bytes:
+    """Return the content of a file.
+
+    Raises FormatError if it has more than `max_bytes`, OSError as open does.
+    """
     with open(path, "rb") as file:
-        data = file.read(most + 1)
-    if len(data) > most:
-        raise FormatError(f"more than {most >> 20} MiB; such a file is not that large")
+        data = file.read(max_bytes + 1)
+    if len(data) > max_bytes:
+        raise FormatError(f"the file is too large; expected at most {max_bytes >> 20} MiB")
     return data
 
 
 def lines_of(data: bytes) -> Iterator[str]:
-    """The lines of a text in UTF-8 or Windows-1252, with any kind of line end, one at a time."""
+    """Yield the lines of a text in UTF-8 or Windows-1252 with any kind of line ends."""
     try:
         data.decode("utf-8")
         encoding = "utf-8-sig"
@@ -44,118 +49,116 @@ def lines_of(data: bytes) -> Iterator[str]:
             yield line.rstrip("\n")
 
 
-def shown(text: str) -> str:
-    """The text for a message: on one line and not long."""
-    text = "".join(c if c.isprintable() else "?" for c in text[:41])
-    return f'"{text[:40]}..."' if len(text) > 40 else f'"{text}"'
+def spectrum_lines(data: bytes, max_lines: int) -> Iterator[str]:
+    """Yield the lines of a spectrum without white space at their ends.
+
+    Raises FormatError if there are more than `max_lines` or if a line is too long.
+    """
+    for number, line in enumerate(lines_of(data), start=1):
+        if number > max_lines or len(line) > MAX_LINE:
+            raise FormatError(f"line {number}: too many or too long lines for a spectrum")
+        yield line.strip()
 
 
 def exact(text: str) -> Fraction:
-    """The number that the text writes, exactly; FormatError where it is none or no double."""
+    """Return the exact value of a decimal number. Raises FormatError."""
     text = text.strip()
-    if len(text) > _LONGEST_NUMBER or not _NUMBER.fullmatch(text):
-        raise FormatError(f"{shown(text)} is no number")
+    if len(text) > _MAX_NUMBER or not _NUMBER.fullmatch(text):
+        raise FormatError(f"{quoted(text)} is not a number")
     value = float(text)
     if not math.isfinite(value):
-        raise FormatError(f"{shown(text)} is too large a number")
-    # An exponent that a double has not is not worked out: it could fill the memory.
+        raise FormatError(f"{quoted(text)} is too large for a number")
+    # The exact value of an exponent far below the range of doubles could exhaust the memory.
     return Fraction(text) if abs(value) > 1e-300 else Fraction(0)
 
 
-def exact_list(text: str, most: int) -> List[Fraction]:
-    """The numbers of a list that white space divides; FormatError beyond the most."""
+def exact_list(text: str, max_length: int) -> List[Fraction]:
+    """Return the numbers of a list separated by white space. Raises FormatError."""
     numbers: List[Fraction] = []
     for match in re.finditer(r"\S+", text):
-        if len(numbers) == most:
-            raise FormatError(f"more than {most} numbers in a list")
+        if len(numbers) == max_length:
+            raise FormatError(f"too many numbers in a list; expected at most {max_length}")
         numbers.append(exact(match.group()))
     return numbers
 
 
 def seconds(text: str) -> float:
-    """A time in seconds; FormatError where it is negative or no number."""
+    """Return a time in seconds. Raises FormatError if it is negative or not a number."""
     value = exact(text)
     if value < 0:
-        raise FormatError(f"{shown(text)} is no time")
+        raise FormatError(f"{quoted(text)} is not a time; expected 0 or more")
     return float(value)
 
 
 def count(text: str) -> int:
-    """The counts of a channel, a whole number that may be written as "12.0".
+    """Return the counts of a channel, an integer that may be written as "12.0".
 
-    FormatError where it is negative, not whole or more than a channel of a QAR file can hold.
+    Raises FormatError if it is negative, not an integer or larger than MAX_COUNT.
     """
     if text.isdigit() and len(text) <= 10:
         value = int(text)
     else:
         number = exact(text)
         if number < 0 or number.denominator != 1:
-            raise FormatError(f"{shown(text)} is no number of counts")
+            raise FormatError(f"{quoted(text)} is not a number of counts")
         value = int(number)
-    if value > MOST_COUNTS:
-        raise FormatError(f"{shown(text)} counts are more than a channel can hold")
+    if value > MAX_COUNT:
+        raise FormatError(f"{quoted(text)} counts in a channel; expected at most {MAX_COUNT}")
     return value
 
 
-def counts_of(text: str, zeroes_counted: bool = False) -> List[int]:
-    """The channel contents in a text.
+def counts_of(text: str, counted_zeroes: bool = False) -> List[int]:
+    """Return the channel contents in a text.
 
-    zeroes_counted: a 0 is followed by how many there are. FormatError as from `count`, where a
-    number of zeroes is missing, and beyond MOST_CHANNELS.
+    counted_zeroes: each 0 is followed by the number of zeroes. Raises FormatError as `count`
+    does, if a number of zeroes is missing, and for more than MAX_CHANNELS.
     """
     counts: List[int] = []
     numbers = (match.group() for match in re.finditer(r"\S+", text))
     for number in numbers:
         value, repeated = count(number), 1
-        if zeroes_counted and value == 0:
-            repeated = count(next(numbers, "no number of zeroes"))
-        if len(counts) + repeated > MOST_CHANNELS:
-            raise FormatError(f"the spectrum has more than {MOST_CHANNELS:,} channels")
+        if counted_zeroes and value == 0:
+            repeated = count(next(numbers, "missing number of zeroes"))
+        if len(counts) + repeated > MAX_CHANNELS:
+            raise FormatError(f"the spectrum has more than {MAX_CHANNELS:,} channels")
         counts.extend([value] * repeated)
     return counts
 
 
 def decimal_text(value: float) -> str:
-    """The shortest text that gives the same double, without exponent and without ".0"."""
+    """Return the shortest decimal that gives the same double, without exponent or ".0"."""
     text = format(Decimal(repr(float(value))), "f")
     return text.rstrip("0").rstrip(".") if "." in text else text
 
 
 def read_date(text: str) -> datetime:
-    """An ISO 8601 date with time in UTC; one without offset is taken as UTC. FormatError."""
-    match = _DATE.fullmatch(text.strip())
-    if not match:
-        raise FormatError(f"{shown(text)} is no date with time")
-    fraction, offset = match.group(7) or "", match.group(8) or "Z"
+    """Return an ISO 8601 date with time, in UTC. Raises FormatError."""
     try:
-        date = datetime(*map(int, match.group(1, 2, 3, 4, 5, 6)), tzinfo=timezone.utc)  # type: ignore[misc,arg-type]
-        date += timedelta(microseconds=int(fraction[:6].ljust(6, "0")))
-        if offset != "Z":
-            minutes = int(offset[1:3]) * 60 + int(offset[-2:])
-            date -= timedelta(minutes=minutes if offset[0] == "+" else -minutes)
+        return datetime_of(text)
     except (ValueError, OverflowError):
-        raise FormatError(f"{shown(text)} is no date with time") from None
-    return date
+        raise FormatError(f"{quoted(text)} is not a date with time") from None
 
 
-def date_text(date: datetime) -> str:
-    """The date as ISO 8601 in UTC, with the digits of the second that it has, 0, 3 or 6."""
-    date = date.astimezone(timezone.utc).replace(tzinfo=None)
-    digits = "auto" if date.microsecond % 1000 or not date.microsecond else "milliseconds"
-    return date.isoformat(timespec=digits) + "Z"
+def precise_date_text(date: datetime) -> str:
+    """Return a date as ISO 8601 in UTC, with 0, 3 or 6 digits of the second as needed."""
+    has_only_milliseconds = date.microsecond > 0 and date.microsecond % 1000 == 0
+    return date_text(date, "milliseconds" if has_only_milliseconds else "auto")
 
 
 def read_duration(text: str) -> float:
-    """An ISO 8601 duration of days, hours, minutes and seconds, in seconds. FormatError."""
+    """Return an ISO 8601 duration of days, hours, minutes and seconds, in seconds.
+
+    Raises FormatError.
+    """
     text = text.strip()
-    match = _DURATION.fullmatch(text) if len(text) <= _LONGEST_NUMBER else None
+    match = _DURATION.fullmatch(text) if len(text) <= _MAX_NUMBER else None
     if not match or not any(match.groups()):
-        raise FormatError(f"{shown(text)} is no duration")
+        raise FormatError(f"{quoted(text)} is not a duration")
     factors = (86400, 3600, 60, 1)
     parts: List[Optional[str]] = list(match.groups())
     return float(sum(exact(part) * f for part, f in zip(parts, factors) if part))
 
 
 def duration_text(value: float) -> str:
-    """The duration in seconds as ISO 8601: 629.17 gives PT629.17S."""
+    """Return a duration in seconds as ISO 8601: 629.17 gives PT629.17S."""
     return f"PT{decimal_text(value)}S"

@@ -1,10 +1,10 @@
 """IAEA ASCII spectra (.spe): blocks that begin with "$NAME:".
 
-Read and written: $SPEC_ID the title, $SPEC_REM remarks (lines "DETDESC# ..." and "INSTRUMENT# ..."
-name detector and electronics), $DATE_MEA the start, $MEAS_TIM live and real time, $DATA the counts,
-$MCA_CAL or else $ENER_FIT the energy, $SHAPE_CAL the FWHM in channels as a polynomial in the
-channel. Channels count from 0. $DATE_MEA has whole seconds and no time zone; a remark "START# ..."
-keeps the rest.
+These blocks are read and written: $SPEC_ID (title), $SPEC_REM (remarks; lines "DETDESC# ..." and
+"INSTRUMENT# ..." contain detector and electronics), $DATE_MEA (start), $MEAS_TIM (live and real
+time), $DATA (counts), $MCA_CAL or $ENER_FIT (energy), $SHAPE_CAL (FWHM in channels as a polynomial
+in the channel). Channels count from 0. $DATE_MEA has whole seconds and no time zone; a remark
+"START# ..." contains the exact date.
 """
 
 import re
@@ -12,21 +12,23 @@ from datetime import datetime, timezone
 from fractions import Fraction
 from typing import Dict, List, NamedTuple, Optional, Sequence, Tuple
 
+from ..analysis.calibration import counted_from_one
+from ..display.printable import printable, quoted
+from ..values import MAX_CHANNELS
 from . import calibration_conversion, parsing
-from .measurement import MOST_CHANNELS, FormatError, Measurement, checked
+from .measurement import FormatError, Measurement, checked
 
 _DETECTOR, _INSTRUMENT, _START = "DETDESC#", "INSTRUMENT#", "START#"
-_CARRIED = {
+_KNOWN_BLOCKS = {
     *("SPEC_ID", "SPEC_REM", "DATE_MEA", "MEAS_TIM", "DATA"),
     *("MCA_CAL", "ENER_FIT", "SHAPE_CAL", "ENDRECORD"),
 }
-_EMPTY = {"ROI": ["0"], "PRESETS": ["None", "0", "0"]}  # what says that there is none
-_MOST_LINES = 2 * MOST_CHANNELS
-_LONGEST_LINE = 4096
+_EMPTY = {"ROI": ["0"], "PRESETS": ["None", "0", "0"]}  # the content if there are none
+_MAX_LINES = 2 * MAX_CHANNELS
 
 
 def read(data: bytes) -> List[Measurement]:
-    """The one spectrum in the file. Raises FormatError."""
+    """Return the spectrum in the content of a file. Raises FormatError."""
     blocks = _blocks(data)
     if "DATA" not in blocks:
         raise FormatError("there is no $DATA: block")
@@ -48,7 +50,9 @@ def read(data: bytes) -> List[Measurement]:
         shape=_shape(blocks.get("SHAPE_CAL", []), energy, len(counts), notes),
     )
     left_out = sorted(
-        name for name, lines in blocks.items() if name not in _CARRIED and lines != _EMPTY.get(name)
+        name
+        for name, lines in blocks.items()
+        if name not in _KNOWN_BLOCKS and lines != _EMPTY.get(name)
     )
     if left_out:
         notes.append("left out: " + ", ".join(f"${name}" for name in left_out))
@@ -56,13 +60,10 @@ def read(data: bytes) -> List[Measurement]:
 
 
 def _blocks(data: bytes) -> Dict[str, List[str]]:
-    """The lines of each block, without those that are empty."""
+    """Return the lines of each block, without empty lines."""
     blocks: Dict[str, List[str]] = {}
     current: List[str] = []
-    for number, line in enumerate(parsing.lines_of(data), start=1):
-        if number > _MOST_LINES or len(line) > _LONGEST_LINE:
-            raise FormatError(f"line {number}: too many or too long lines for a spectrum")
-        line = line.strip()
+    for line in parsing.spectrum_lines(data, _MAX_LINES):
         if line.startswith("$"):
             name, _, rest = line[1:].partition(":")
             current = blocks.setdefault(name.strip().upper(), [])
@@ -73,7 +74,7 @@ def _blocks(data: bytes) -> Dict[str, List[str]]:
 
 
 def _remarks(lines: Sequence[str]) -> Tuple[Dict[str, str], List[str]]:
-    """What the first line with each of the known words says, empty without one; the others."""
+    """Return the text after each known word, or an empty string, and the other lines."""
     named = {_DETECTOR: "", _INSTRUMENT: "", _START: ""}
     others: List[str] = []
     for line in lines:
@@ -88,15 +89,19 @@ def _remarks(lines: Sequence[str]) -> Tuple[Dict[str, str], List[str]]:
 def _counts(lines: Sequence[str], notes: List[str]) -> List[int]:
     limits = lines[0].split() if lines else []
     if len(limits) != 2:
-        raise FormatError("$DATA: does not begin with its first and last channel")
+        raise FormatError("$DATA: the first line is not the first and the last channel")
     first, last = map(parsing.count, limits)
-    if not first <= last < MOST_CHANNELS:
-        raise FormatError(f"$DATA: channels {first} to {last} are no spectrum")
+    if not first <= last < MAX_CHANNELS:
+        raise FormatError(
+            f"$DATA: channels {first} to {last}; expected at most {MAX_CHANNELS:,} channels"
+        )
     counts = [0] * first
     for line in lines[1:]:
         counts.extend(parsing.counts_of(line))
         if len(counts) > last + 1:
-            raise FormatError(f"$DATA: more than the {last - first + 1} channels that it announces")
+            raise FormatError(
+                f"$DATA: more than {last - first + 1} channels, the number in its first line"
+            )
     if len(counts) <= last:
         raise FormatError(
             f"$DATA: {len(counts) - first} of {last - first + 1} channels; the file is cut off"
@@ -115,7 +120,7 @@ def _times(lines: Sequence[str], notes: List[str]) -> Tuple[Optional[float], Opt
 
 
 def _start(lines: Sequence[str], remark: str, notes: List[str]) -> Optional[datetime]:
-    """The start; the remark counts where it says the same second."""
+    """Return the start; the exact date of the remark if it is within the same second."""
     text = lines[0] if lines else ""
     match = re.fullmatch(r"(\d{1,2})[/-](\d{1,2})[/-](\d{4})\s+(\d\d?):(\d\d):(\d\d)", text)
     try:
@@ -125,14 +130,14 @@ def _start(lines: Sequence[str], remark: str, notes: List[str]) -> Optional[date
         else:
             date = parsing.read_date(text)
     except ValueError:
-        notes.append(f"the start {parsing.shown(text)} is no date" if text else "no start")
+        notes.append(f"the start {quoted(text)} is not a date" if text else "no start")
         return None
     try:
-        whole = parsing.read_date(remark)
+        exact = parsing.read_date(remark)
     except FormatError:
-        whole = None
-    if whole is not None and whole.replace(microsecond=0) == date:
-        return whole
+        exact = None
+    if exact is not None and exact.replace(microsecond=0) == date:
+        return exact
     notes.append("the start has no time zone and is taken as UTC")
     return date
 
@@ -143,7 +148,7 @@ class _Energy(NamedTuple):
 
 
 def _energy(blocks: Dict[str, List[str]], notes: List[str]) -> Tuple[float, ...]:
-    found = []
+    calibrations = []
     for name in ("MCA_CAL", "ENER_FIT"):
         try:
             coefficients = _coefficients(name, blocks.get(name, []))
@@ -151,27 +156,30 @@ def _energy(blocks: Dict[str, List[str]], notes: List[str]) -> Tuple[float, ...]
             notes.append(f"${name}: {error}; left out")
             continue
         if any(coefficients[1:]):
-            found.append(_Energy(coefficients, name))
-    if not found:
+            calibrations.append(_Energy(coefficients, name))
+    if not calibrations:
         notes.append("no energy calibration")
         return ()
-    taken, others = found[0], found[1:]
+    taken, others = calibrations[0], calibrations[1:]
     for other in others:
-        # Programs write the same line with fewer digits; a tenth of a channel is another line.
+        # Some programs write the same calibration with fewer digits; that is not a difference.
         offset = abs(taken.coefficients[0] - other.coefficients[0])
         if offset > abs(taken.coefficients[1]) / 10:
             notes.append(
                 f"${other.source} differs from ${taken.source} by {float(offset):.3g} keV at"
                 f" channel 0; ${taken.source} is taken"
             )
-    return calibration_conversion.counted_from_one(taken.coefficients)
+    return counted_from_one(taken.coefficients)
 
 
 def _coefficients(name: str, lines: Sequence[str]) -> List[Fraction]:
-    """keV as a polynomial; the lines give the number of coefficients, them, and the unit."""
+    """Return keV as a polynomial, from the lines of a block.
+
+    The lines contain the number of coefficients, the coefficients and the unit.
+    """
     fields = " ".join(lines[: 1 if name == "ENER_FIT" else 2]).split()
     if name != "ENER_FIT" and fields:
-        number = min(parsing.count(fields[0]), calibration_conversion.MOST_COEFFICIENTS)
+        number = min(parsing.count(fields[0]), calibration_conversion.MAX_COEFFICIENTS)
         fields = fields[1:]
     else:
         number = 2
@@ -179,7 +187,7 @@ def _coefficients(name: str, lines: Sequence[str]) -> List[Fraction]:
         raise FormatError(f"{len(fields)} of {number} coefficients")
     units = [field.lower() for field in fields[number:]] or ["kev"]
     if units[0] not in ("kev", "mev"):
-        raise FormatError(f"the unit {parsing.shown(units[0])} is not known")
+        raise FormatError(f"unknown unit {quoted(units[0])}; expected keV or MeV")
     return [parsing.exact(field) * (1000 if units[0] == "mev" else 1) for field in fields[:number]]
 
 
@@ -194,13 +202,13 @@ def _shape(
         notes.append(f"$SHAPE_CAL: {error}; left out")
         return ()
     if not energy:
-        notes.append("left out: $SHAPE_CAL, for want of an energy calibration")
+        notes.append("left out: $SHAPE_CAL, because there is no energy calibration")
         return ()
     shape = calibration_conversion.shape_from_channel_widths(widths, energy, channels)
     if not shape.coefficients:
-        notes.append("left out: $SHAPE_CAL, which gives widths that no peak has")
+        notes.append("left out: $SHAPE_CAL, which gives impossible peak widths")
     elif shape.deviation > 1e-6:
-        notes.append(f"the shape calibration is met within {shape.deviation:.2g} of the width")
+        notes.append(f"the widths are read within {shape.deviation:.2g} of the width")
     return shape.coefficients
 
 
@@ -208,17 +216,17 @@ def _shape(
 
 
 def write(measurement: Measurement) -> Tuple[str, List[str]]:
-    """The text of the file and what it cannot carry."""
+    """Return the text of a file and notes of everything that it cannot store."""
     notes: List[str] = []
-    lines = ["$SPEC_ID:", _plain(measurement.title, "title", notes)]
-    remarks = [_plain(line, "remark", notes) for line in measurement.remarks.split("\n") if line]
+    lines = ["$SPEC_ID:", _line(measurement.title, "title", notes)]
+    remarks = [_line(line, "remark", notes) for line in measurement.remarks.split("\n") if line]
     if measurement.instrument:
-        remarks.insert(0, f"{_INSTRUMENT} {_plain(measurement.instrument, 'instrument', notes)}")
+        remarks.insert(0, f"{_INSTRUMENT} {_line(measurement.instrument, 'instrument', notes)}")
     if measurement.detector:
-        remarks.insert(0, f"{_DETECTOR} {_plain(measurement.detector, 'detector', notes)}")
+        remarks.insert(0, f"{_DETECTOR} {_line(measurement.detector, 'detector', notes)}")
     start = measurement.start
     if start is not None:
-        remarks.append(f"{_START} {parsing.date_text(start)}")
+        remarks.append(f"{_START} {parsing.precise_date_text(start)}")
         notes.append("the format has no time zone: the start is written in UTC")
     if remarks:
         lines += ["$SPEC_REM:", *remarks]
@@ -228,27 +236,26 @@ def write(measurement: Measurement) -> Tuple[str, List[str]]:
         times = (measurement.live_time, measurement.real_time)
         lines += ["$MEAS_TIM:", " ".join(map(parsing.decimal_text, times))]
     elif measurement.live_time is not None or measurement.real_time is not None:
-        notes.append("left out: one of live and real time is not known and the other goes with it")
+        notes.append("left out: the live or real time, because the format stores both or neither")
     lines += ["$DATA:", f"0 {len(measurement.counts) - 1}"]
     lines += [f"{count:8d}" for count in measurement.counts]
     lines += _calibration_lines(measurement, notes)
     return "\n".join(lines) + "\n", notes
 
 
-def _plain(text: str, what: str, notes: List[str]) -> str:
-    """The text as one line that begins no block."""
-    plain = " ".join(text.split("\n")).strip()
-    plain = "".join(c if c.isprintable() else "?" for c in plain)
-    plain = plain.replace("$", "S", 1) if plain.startswith("$") else plain
-    if plain != text:
-        notes.append(f"the {what} is changed to {parsing.shown(plain)}")
-    return plain
+def _line(text: str, field: str, notes: List[str]) -> str:
+    """Return a string as one line that does not begin a block."""
+    line = printable(text).strip()
+    line = line.replace("$", "S", 1) if line.startswith("$") else line
+    if line != text:
+        notes.append(f"the {field} is changed to {quoted(line)}")
+    return line
 
 
 def _calibration_lines(measurement: Measurement, notes: List[str]) -> List[str]:
     lines: List[str] = []
     if measurement.energy:
-        coefficients = calibration_conversion.counted_from_zero(measurement.energy)
+        coefficients = calibration_conversion.decimals_from_zero(measurement.energy)
         line = (coefficients + ["0", "0"])[:2]
         lines += ["$ENER_FIT:", " ".join(line)]
         lines += ["$MCA_CAL:", str(len(coefficients)), " ".join(coefficients) + " keV"]
@@ -260,7 +267,7 @@ def _calibration_lines(measurement: Measurement, notes: List[str]) -> List[str]:
             padded = (list(widths.coefficients) + [0.0, 0.0])[:3]
             lines += ["$SHAPE_CAL:", "3", " ".join(repr(c) for c in padded)]
             if widths.deviation > 1e-6:
-                notes.append(f"the widths are written within {widths.deviation:.2g} of themselves")
+                notes.append(f"the widths are written within {widths.deviation:.2g} of the width")
         else:
             notes.append("left out: the shape calibration, which gives no width at every channel")
     return lines

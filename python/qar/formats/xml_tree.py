@@ -1,19 +1,19 @@
-"""XML from outside as a tree: by the standard library's parser, within limits.
+"""XML as a tree, read by the standard library's parser within limits.
 
-Document types, and with them entities, are refused before anything of them is read.
+Document types, and therefore entities, are refused before they are read.
 """
 
 from typing import Dict, Iterator, List, Optional
 
 from .measurement import FormatError
 
-MOST_ELEMENTS = 200000
-DEEPEST = 64
-MOST_ATTRIBUTES = 64
+MAX_ELEMENTS = 200000
+MAX_DEPTH = 64
+MAX_ATTRIBUTES = 64
 
 
 class Element:
-    """An element by its local name: prefixes are taken off, for files use some undeclared."""
+    """An element with its local name; prefixes are removed because some files do not declare them."""
 
     __slots__ = ("name", "attributes", "children", "text", "parent", "_named")
 
@@ -32,26 +32,26 @@ class Element:
         self._named.setdefault(child.name, []).append(child)
 
     def walk(self) -> "Iterator[Element]":
-        """The element and all below it, in the order of the document."""
+        """Yield the element and all its descendants in document order."""
         yield self
         for child in self.children:
             yield from child.walk()
 
     def all(self, name: str) -> "List[Element]":
-        """The children of the name."""
+        """Return the children with a name."""
         return self._named.get(name, [])
 
     def child(self, name: str) -> "Optional[Element]":
-        """The first child of the name."""
+        """Return the first child with a name, or None."""
         return next(iter(self.all(name)), None)
 
     def text_of(self, name: str) -> str:
-        """The text of the first child of the name, empty without one."""
+        """Return the text of the first child with a name, or an empty string."""
         child = self.child(name)
         return child.text.strip() if child is not None else ""
 
     def ancestors(self) -> "Iterator[Element]":
-        """The element itself and what it stands in, innermost first."""
+        """Yield the element and its ancestors, innermost first."""
         element: Optional[Element] = self
         while element is not None:
             yield element
@@ -73,37 +73,37 @@ class _Builder:
     def start(self, name: str, attributes: Dict[str, str]) -> None:
         self.elements += 1
         self.depth += 1
-        too_many = self.elements > MOST_ELEMENTS or self.depth > DEEPEST
-        if too_many or len(attributes) > MOST_ATTRIBUTES:
-            raise FormatError("more elements or attributes than a file of spectra has")
+        too_many = self.elements > MAX_ELEMENTS or self.depth > MAX_DEPTH
+        if too_many or len(attributes) > MAX_ATTRIBUTES:
+            raise FormatError("too many elements or attributes for a file of spectra")
         named = {_local(key): value for key, value in attributes.items()}
         element = Element(_local(name), named, self._current)
         if self._current is None:
             self.root = element
         else:
             self._current.append(element)
-            self._take_text()
+            self._add_text()
         self._current = element
 
     def end(self, _: str) -> None:
-        self._take_text()
+        self._add_text()
         self.depth -= 1
         self._current = self._current.parent if self._current is not None else None
 
     def data(self, text: str) -> None:
         self._texts.append(text)
 
-    def _take_text(self) -> None:
+    def _add_text(self) -> None:
         if self._current is not None and self._texts:
             self._current.text += "".join(self._texts)
         self._texts = []
 
     def refuse(self, *_: object) -> int:
-        raise FormatError("a document type or an entity; neither belongs into a spectrum")
+        raise FormatError("a document type or an entity, which are not allowed in a spectrum")
 
 
 def parse(data: bytes) -> Element:
-    """The root of the document. Raises FormatError with the line where it is not well-formed."""
+    """Return the root of a document. Raises FormatError, with the line of a syntax error."""
     from xml.parsers import expat  # not in every Python on Windows
 
     builder = _Builder()

@@ -1,1 +1,1 @@
-"""Copies between files: conversion, dumps, salvage and dictionary extensions."""
+"""Whole files: opening any format, dumps, salvage and dictionary extensions."""

@@ -1,12 +1,12 @@
-"""Extensions of the embedded dictionary: JSON files of parameters that it has not.
+"""Extensions of the embedded dictionary: JSON files with parameters that it does not have.
 
-Where the suite is, `qar dump --dictionary FILE` makes one of what the suite's dictionary knows.
-Elsewhere the environment variable ORV_DICTIONARY names it before Python starts: then the embedded
-library stores values of these parameters, by code and by name.
+On a machine with the suite, `qar dump --dictionary FILE` writes the parameters that only the
+suite's dictionary has. On another machine the environment variable ORV_DICTIONARY contains the
+path of this file before Python starts; then the embedded library stores values of these parameters.
 
-The dictionary's functions tell neither how long a text may be nor whether a value stands in each
-record or in each entry. The former is taken to be LONGEST_TEXT; for the latter the values speak
-that are found in the file that is dumped, and a record without entries.
+The functions of the dictionary do not give the maximum length of a string, nor if a parameter has
+a value in each record or in each entry. The length is taken as MAX_STRING or the longest string in
+the dumped file; a parameter has a value in each entry if it has one in an entry of that file.
 """
 
 import json
@@ -16,63 +16,58 @@ from typing import Any, Dict, List, NamedTuple, Set
 from .. import constants, dictionary
 from ..dictionary import Parameter
 
-VARIABLE = "ORV_DICTIONARY"
-"""The environment variable that names an extension."""
-
 KEY, VERSION = "qar_dictionary", 1
-LONGEST_TEXT = 255
-LONGEST_DESCRIPTION = 255
+MAX_STRING = 255
+MAX_DESCRIPTION = 255
 
-_NAME = re.compile(r"QAR_[ -~]_[ -~]{1,12}")  # the names that the embedded library takes
+_NAME = re.compile(r"QAR_[ -~]_[ -~]{1,12}")  # the names that the embedded library accepts
 
 
 class Extension(NamedTuple):
-    """An extension as JSON, and the names of the parameters that it cannot have."""
+    """An extension as JSON, and the names of parameters that it cannot contain."""
 
     text: str
     left_out: List[str]
 
 
-def extension(
-    document: Dict[str, Any], highest_number: int = dictionary.HIGHEST_NUMBER
-) -> Extension:
-    """The parameters of the dictionary in use that the embedded one has not.
+def extension(document: Dict[str, Any], max_number: int = dictionary.MAX_NUMBER) -> Extension:
+    """Return the parameters that the dictionary in use has and the embedded one does not.
 
-    document: of `qar.transfer.dump.dump`, or empty. Looked at are the classes of the file format and those
-    of the document, up to the number within each.
+    document: a result of `dump.dump`, or empty. Parameters of its classes and of the classes of
+    the file format are tried, up to `max_number` within each class.
     """
     classes = set(dictionary.classes().values())
     classes |= {content["class"] for content in document.get("classes", [])}
-    known = {parameter.code for parameter in constants.KNOWN_PARAMETERS}
+    embedded = {parameter.code for parameter in constants.KNOWN_PARAMETERS}
     in_entries = _names_in_entries(document)
-    found: List[Dict[str, Any]] = []
+    rows: List[str] = []
     left_out: List[str] = []
     for number in sorted(classes):
-        for parameter in dictionary.parameters_of(number, highest_number):
-            if parameter.code in known:
+        for parameter in dictionary.parameters_of(number, max_number):
+            if parameter.code in embedded:
                 continue
             if _NAME.fullmatch(parameter.name):
-                found.append(_described(parameter, document, in_entries))
+                row = _description(parameter, document, in_entries)
+                rows.append("  " + json.dumps(row, ensure_ascii=False))
             else:
                 left_out.append(parameter.name)
-    rows = ",\n".join(f"  {json.dumps(item, ensure_ascii=False)}" for item in found)
-    text = f'{{\n "{KEY}": {VERSION},\n "parameters": [\n{rows}\n ]\n}}\n'
-    return Extension(text, left_out)
+    text = ",\n".join(rows)
+    return Extension(f'{{\n "{KEY}": {VERSION},\n "parameters": [\n{text}\n ]\n}}\n', left_out)
 
 
-def _described(
+def _description(
     parameter: Parameter, document: Dict[str, Any], in_entries: Set[str]
 ) -> Dict[str, Any]:
-    found = {
+    description = {
         "code": parameter.code,
         "name": parameter.name,
         "type": parameter.type_name,
         "scope": "entry" if parameter.name in in_entries else "record",
-        "description": re.sub("[^ -~]", "?", parameter.description[:LONGEST_DESCRIPTION]),
+        "description": re.sub("[^ -~]", "?", parameter.description[:MAX_DESCRIPTION]),
     }
     if parameter.type_name == "str":
-        found["length"] = max([LONGEST_TEXT, *_lengths(document, parameter.name)])
-    return found
+        description["length"] = max([MAX_STRING, *_lengths(document, parameter.name)])
+    return description
 
 
 def _names_in_entries(document: Dict[str, Any]) -> Set[str]:
@@ -86,10 +81,10 @@ def _names_in_entries(document: Dict[str, Any]) -> Set[str]:
 
 
 def _lengths(document: Dict[str, Any], name: str) -> List[int]:
-    """The lengths of the texts of a parameter."""
-    found = []
+    """Return the lengths of the strings of a parameter."""
+    lengths = []
     for content in document.get("classes", []):
         for record in content["records"]:
-            places = [record["values"], *record.get("entries", [])]
-            found += [len(place[name]) for place in places if name in place]
-    return found
+            cells = [record["values"], *record.get("entries", [])]
+            lengths += [len(cell[name]) for cell in cells if name in cell]
+    return lengths

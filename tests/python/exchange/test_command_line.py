@@ -24,7 +24,7 @@ FAILURES = (  # arguments, what the one line says
     ("show none.spe", "none.spe: No such file"),
     ("show .", "Is a directory"),
     ("show two.n42", "--spectrum: A, B"),
-    ("show two.n42 --spectrum C", "no spectrum C"),
+    ("show two.n42 --spectrum C", 'no spectrum "C"'),
     ("convert a.qar", "FILE OUTPUT"),
     ("convert a.qar a.unknown", "no known format"),
     ("convert a.qar none/b.spe", "no such folder"),

@@ -96,7 +96,7 @@ class Dump(support.TestCase):
     def test_tells_what_it_could_not_reach_or_store(self):
         with qar.open("a.qar", "x") as source:
             source["QAR_C_MEASNAME"] = "x"
-            qar.errors.check(qar.source.pyORV3.createBlock(source.handle, 0x4005, 9), "making")
+            qar.errors.check(qar.handle.pyORV3.createBlock(source.handle, 0x4005, 9), "making")
             self.assertRegex(dump.dump(source)["not_reached"][0], "VORLAGEOM")
         values = {
             "QAR_L_CHANNELS": 2**40,

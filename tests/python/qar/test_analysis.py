@@ -80,7 +80,7 @@ class Calibrations(support.TestCase):
                 for p in spectra[name]["peaks"]
                 if p["significance"] > 150 and p["in_group_of"] == 1
             ]
-            counts = qar.transfer.conversion.read_any(folder / name)[0].counts
+            counts = qar.formats.read(folder / name)[0].counts
             found = qar.analysis.known_lines.calibrate(
                 counts, {p["energy"]: p["channel"] + 4 for p in strong}
             )

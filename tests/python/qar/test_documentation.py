@@ -96,8 +96,8 @@ class Examples(support.TestCase):
         self.assertIn("a.spe -> a.qar", self.example("convert_folder.py", "in", "out"))
         formats.write("in/b.n42", FULL)
         again = self.example("convert_folder.py", "in", "out")
-        self.assertRegex(again, "a.qar\n    is there already\nb.n42 -> b.qar")
-        self.assertEqual(qar.transfer.conversion.load("out/b.qar").counts, FULL.counts)
+        self.assertRegex(again, "a.qar\n    exists already\nb.n42 -> b.qar")
+        self.assertEqual(formats.read("out/b.qar")[0].counts, FULL.counts)
 
     def test_an_acquisition_saves_what_it_shows(self):
         output = self.example("acquisition.py", "a.qar", "0.3", "0.1")
@@ -108,7 +108,7 @@ class Examples(support.TestCase):
             self.assertIs(source["QAR_B_ACQACTIVE"], False)
 
     def test_a_report_is_made_of_a_spectrum_of_any_format(self):
-        formats.write("a.n42", qar.transfer.conversion.load(support.make_spectrum("a.qar")))
+        formats.write("a.n42", formats.read(support.make_spectrum("a.qar"))[0])
         output = self.example(
             "peak_report.py", "a.n42", self.write("l.csv", support.LIBRARY), "out"
         )
