@@ -21,6 +21,7 @@ from .. import dictionary
 from ..atomic_files import Path, new_file
 from ..constants import QAR_CLS_SPECTRUM
 from ..dictionary import MAX_CLASS, Parameter
+from ..display.printable import printable
 from ..errors import NotFoundError, QarError, check
 from ..formats import FormatError
 from ..formats.measurement import reading
@@ -51,7 +52,7 @@ def dump(source: RecordSource, max_number: int = dictionary.MAX_NUMBER) -> Docum
 
     max_number: the largest number within a class for which a parameter is tried.
     """
-    document: Document = {_KEY: VERSION, "source": os.path.basename(source.path)}
+    document: Document = {_KEY: VERSION, "source": printable(os.path.basename(source.path))}
     failures: "Counter[str]" = Counter()
     known: Dict[str, Parameter] = {}
     classes = []
