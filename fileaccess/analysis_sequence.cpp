@@ -85,11 +85,11 @@ void restoreSettings(FileAccess& file, const SavedSettings& saved) {
 // counts as copied.
 Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint16_t classCode) {
     Status status = source.copyTo(destination, classCode);
-    if (status == pyORV3::blockMissing) {
+    if (status == pyORV3::noBlock) {
         destination.createBlock(classCode, 0, 1, 1);
         status = source.copyTo(destination, classCode);
     }
-    return status == pyORV3::blockMissing ? success : status;
+    return status == pyORV3::noBlock ? success : status;
 }
 
 // Moves the whole chunks of the geometry block; the block begins with the number of its bytes.

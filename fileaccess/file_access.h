@@ -60,7 +60,7 @@ class FileAccess {
     static constexpr std::uint32_t allClasses = 0xFFFFFFFF;
 
     // Copies one class into the destination, or the whole data source. The class argument is a
-    // class number, or a code whose high 16 bits are one. blockMissing where the destination does
+    // class number, or a code whose high 16 bits are one. noBlock where the destination does
     // not hold the class's block.
     pyORV3::Status copyTo(FileAccess& destination, std::uint32_t classArgument);
 

@@ -1,7 +1,6 @@
 #include "embedded/pqar/dictionary_extension.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
@@ -9,7 +8,6 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
-#include <utility>
 
 #include "embedded/pqar/parameter_codes.h"
 
@@ -24,17 +22,6 @@ constexpr std::size_t mostParameters = 10000;
 constexpr std::size_t longestDescription = 255;
 constexpr std::uint32_t longestText = 4096;
 constexpr unsigned unformattedNibble = 4;  // the highest hexadecimal digit of classes of bytes
-
-constexpr std::array<std::pair<std::string_view, DataType>, 8> types = {{
-    {"byte", DataType::Byte},
-    {"short", DataType::Short},
-    {"long", DataType::Long},
-    {"longlong", DataType::LongLong},
-    {"float", DataType::Float},
-    {"double", DataType::Double},
-    {"str", DataType::Text},
-    {"Date", DataType::Date},
-}};
 
 void require(bool condition) {
     if (!condition) {
@@ -77,10 +64,10 @@ std::uint32_t codeIn(const Json& item) {
 
 DataType typeIn(const Json& item) {
     const auto name = item.at("type").get<std::string>();
-    const auto* const found =
-        std::ranges::find(types, name, &std::pair<std::string_view, DataType>::first);
-    require(found != types.end());
-    return found->second;
+    // The first of the types with the name is the one without further meaning.
+    const auto* const type = std::ranges::find(dataTypes, name, &DataTypeProperties::typeName);
+    require(type != dataTypes.end());
+    return type->type;
 }
 
 ParameterScope scopeIn(const Json& item) {

@@ -14,123 +14,124 @@ namespace {
 using enum DataType;
 using enum ParameterScope;
 
-// The constant's own name is the parameter's name, so that the two cannot differ.
+// The name of the constant is the name of the parameter, so that the two cannot differ. The unit is
+// only for scripts/generate, which writes it into the constants of qar and docs/parameters.md.
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage): only the preprocessor can name a constant.
-#define PARAMETER(constant, ...)         \
-    ParameterDescription {               \
-        constant, #constant, __VA_ARGS__ \
+#define PARAMETER(constant, type, textLength, scope, unit, description) \
+    ParameterDescription {                                              \
+        constant, #constant, type, textLength, scope, description       \
     }
 
 // clang-format off
 constexpr auto table = std::to_array<ParameterDescription>({
-    PARAMETER(QAR_C_MEASNAME,     Text,          64, Record, "Name of the measurement"),
-    PARAMETER(QAR_C_SEQUENCE,     Text,          64, Record, "Name of the analysis sequence chosen for the measurement"),
-    PARAMETER(QAR_C_OPERATOR,     Text,          32, Record, "Operator of the measurement"),
-    PARAMETER(QAR_C_DETECTOR,     FixedText,     24, Record, "Detector that took the spectrum"),
-    PARAMETER(QAR_C_INSTRUMENT,   FixedText,     24, Record, "Serial number of the acquisition electronics"),
-    PARAMETER(QAR_S_INPUTNUM,     Short,          0, Record, "Number of the input of the acquisition electronics"),
-    PARAMETER(QAR_L_CHANNELS,     Long,           0, Record, "Number of channels of the spectrum"),
-    PARAMETER(QAR_D_REALTIME,     Double,         0, Record, "Real time of the acquisition in seconds"),
-    PARAMETER(QAR_D_LIVETIME,     Double,         0, Record, "Live time of the acquisition in seconds"),
-    PARAMETER(QAR_T_ACQSTART,     Date,           0, Record, "Start of the acquisition"),
-    PARAMETER(QAR_T_ACQSTOP,      Date,           0, Record, "End of the acquisition"),
-    PARAMETER(QAR_D_PRESETREAL,   Double,         0, Record, "Real time in seconds at which the acquisition ends"),
-    PARAMETER(QAR_D_PRESETLIVE,   Double,         0, Record, "Live time in seconds at which the acquisition ends"),
-    PARAMETER(QAR_B_ACQACTIVE,    Byte,           0, Record, "Whether the acquisition is running"),
-    PARAMETER(QAR_Q_TOTALCOUNT,   LongLong,       0, Record, "Sum of all channel contents"),
-    PARAMETER(QAR_F_DEADTIME,     Float,          0, Record, "Dead time in percent of the real time"),
-    PARAMETER(QAR_F_AMPGAIN,      Float,          0, Record, "Gain of the amplifier"),
-    PARAMETER(QAR_S_ADCBITS,      UnsignedShort,  0, Record, "Resolution of the converter in bits"),
-    PARAMETER(QAR_F_HIGHVOLTAGE,  Float,          0, Record, "High voltage of the detector in volts"),
-    PARAMETER(QAR_C_COMMENT,      Text,         255, Record, "Remark on the measurement"),
-    PARAMETER(QAR_L_LOWERDISC,    Long,           0, Record, "Lowest channel that the converter accepts"),
-    PARAMETER(QAR_L_UPPERDISC,    Long,           0, Record, "Highest channel that the converter accepts"),
-    PARAMETER(QAR_B_PILEUPREJ,    Flag,           0, Record, "Whether piled up pulses are rejected"),
-    PARAMETER(QAR_F_SHAPINGTIME,  Float,          0, Record, "Shaping time of the amplifier in microseconds"),
-    PARAMETER(QAR_Q_CLOCKTICKS,   LongLong,       0, Record, "Reading of the electronics clock at the start"),
-    PARAMETER(QAR_T_CALDATE,      Date,           0, Record, "Date of the calibration file in use"),
+    PARAMETER(QAR_C_MEASNAME,     Text,          64, Record, "",         "Name of the measurement"),
+    PARAMETER(QAR_C_SEQUENCE,     Text,          64, Record, "",         "Name of the analysis sequence chosen for the measurement"),
+    PARAMETER(QAR_C_OPERATOR,     Text,          32, Record, "",         "Operator of the measurement"),
+    PARAMETER(QAR_C_DETECTOR,     FixedText,     24, Record, "",         "Detector that took the spectrum"),
+    PARAMETER(QAR_C_INSTRUMENT,   FixedText,     24, Record, "",         "Serial number of the acquisition electronics"),
+    PARAMETER(QAR_S_INPUTNUM,     Short,          0, Record, "",         "Number of the input of the acquisition electronics"),
+    PARAMETER(QAR_L_CHANNELS,     Long,           0, Record, "channels", "Number of channels of the spectrum"),
+    PARAMETER(QAR_D_REALTIME,     Double,         0, Record, "s",        "Real time of the acquisition in seconds"),
+    PARAMETER(QAR_D_LIVETIME,     Double,         0, Record, "s",        "Live time of the acquisition in seconds"),
+    PARAMETER(QAR_T_ACQSTART,     Date,           0, Record, "",         "Start of the acquisition"),
+    PARAMETER(QAR_T_ACQSTOP,      Date,           0, Record, "",         "End of the acquisition"),
+    PARAMETER(QAR_D_PRESETREAL,   Double,         0, Record, "s",        "Real time in seconds at which the acquisition ends"),
+    PARAMETER(QAR_D_PRESETLIVE,   Double,         0, Record, "s",        "Live time in seconds at which the acquisition ends"),
+    PARAMETER(QAR_B_ACQACTIVE,    Byte,           0, Record, "",         "Whether the acquisition is running"),
+    PARAMETER(QAR_Q_TOTALCOUNT,   LongLong,       0, Record, "counts",   "Sum of all channel contents"),
+    PARAMETER(QAR_F_DEADTIME,     Float,          0, Record, "%",        "Dead time in percent of the real time"),
+    PARAMETER(QAR_F_AMPGAIN,      Float,          0, Record, "",         "Gain of the amplifier"),
+    PARAMETER(QAR_S_ADCBITS,      UnsignedShort,  0, Record, "bits",     "Resolution of the converter in bits"),
+    PARAMETER(QAR_F_HIGHVOLTAGE,  Float,          0, Record, "V",        "High voltage of the detector in volts"),
+    PARAMETER(QAR_C_COMMENT,      Text,         255, Record, "",         "Remark on the measurement"),
+    PARAMETER(QAR_L_LOWERDISC,    Long,           0, Record, "channel",  "Lowest channel that the converter accepts"),
+    PARAMETER(QAR_L_UPPERDISC,    Long,           0, Record, "channel",  "Highest channel that the converter accepts"),
+    PARAMETER(QAR_B_PILEUPREJ,    Flag,           0, Record, "",         "Whether piled up pulses are rejected"),
+    PARAMETER(QAR_F_SHAPINGTIME,  Float,          0, Record, "µs",       "Shaping time of the amplifier in microseconds"),
+    PARAMETER(QAR_Q_CLOCKTICKS,   LongLong,       0, Record, "",         "Reading of the electronics clock at the start"),
+    PARAMETER(QAR_T_CALDATE,      Date,           0, Record, "",         "Date of the calibration file in use"),
 
-    PARAMETER(QAR_C_SAMPLEID,     Text,          32, Record, "Identification of the sample"),
-    PARAMETER(QAR_C_SAMPLETITLE,  Text,          64, Record, "Title of the sample"),
-    PARAMETER(QAR_C_SAMPLETYPE,   Text,          32, Record, "Kind of the sample"),
-    PARAMETER(QAR_C_SAMPLEUNIT,   FixedText,      8, Record, "Unit of the sample quantity"),
-    PARAMETER(QAR_D_QUANTITY,     Double,         0, Record, "Quantity of the sample in its unit"),
-    PARAMETER(QAR_D_QUANTITYUNC,  Double,         0, Record, "Uncertainty of the sample quantity, one sigma, in its unit"),
-    PARAMETER(QAR_T_SAMPLETIME,   Date,           0, Record, "Time to which activities refer"),
-    PARAMETER(QAR_C_LOCATION,     Text,          64, Record, "Place where the sample was taken"),
-    PARAMETER(QAR_C_COLLECTOR,    Text,          32, Record, "Who took the sample"),
-    PARAMETER(QAR_F_DENSITY,      Float,          0, Record, "Density of the sample in grams per cubic centimetre"),
-    PARAMETER(QAR_F_FILLHEIGHT,   Float,          0, Record, "Filling height in the container in millimetres"),
-    PARAMETER(QAR_C_CONTAINER,    Text,          32, Record, "Container of the sample"),
-    PARAMETER(QAR_D_DISTANCE,     Measure,        0, Record, "Distance of the sample from the detector in millimetres"),
-    PARAMETER(QAR_B_DECAYCORR,    Flag,           0, Record, "Whether activities are corrected for decay"),
+    PARAMETER(QAR_C_SAMPLEID,     Text,          32, Record, "",         "Identification of the sample"),
+    PARAMETER(QAR_C_SAMPLETITLE,  Text,          64, Record, "",         "Title of the sample"),
+    PARAMETER(QAR_C_SAMPLETYPE,   Text,          32, Record, "",         "Kind of the sample"),
+    PARAMETER(QAR_C_SAMPLEUNIT,   FixedText,      8, Record, "",         "Unit of the sample quantity"),
+    PARAMETER(QAR_D_QUANTITY,     Double,         0, Record, "",         "Quantity of the sample in its unit"),
+    PARAMETER(QAR_D_QUANTITYUNC,  Double,         0, Record, "",         "Uncertainty of the sample quantity, one sigma, in its unit"),
+    PARAMETER(QAR_T_SAMPLETIME,   Date,           0, Record, "",         "Time to which activities refer"),
+    PARAMETER(QAR_C_LOCATION,     Text,          64, Record, "",         "Place where the sample was taken"),
+    PARAMETER(QAR_C_COLLECTOR,    Text,          32, Record, "",         "Who took the sample"),
+    PARAMETER(QAR_F_DENSITY,      Float,          0, Record, "g/cm³",    "Density of the sample in grams per cubic centimetre"),
+    PARAMETER(QAR_F_FILLHEIGHT,   Float,          0, Record, "mm",       "Filling height in the container in millimetres"),
+    PARAMETER(QAR_C_CONTAINER,    Text,          32, Record, "",         "Container of the sample"),
+    PARAMETER(QAR_D_DISTANCE,     Measure,        0, Record, "mm",       "Distance of the sample from the detector in millimetres"),
+    PARAMETER(QAR_B_DECAYCORR,    Flag,           0, Record, "",         "Whether activities are corrected for decay"),
 
-    PARAMETER(QAR_D_ENERGYCAL,    Double,         0, Entry,  "Energy in keV: coefficients of a polynomial in the channel number"),
-    PARAMETER(QAR_D_SHAPECAL,     Double,         0, Entry,  "Square of the peak width (FWHM) in keV: coefficients of a polynomial in the energy in keV"),
-    PARAMETER(QAR_D_EFFICCAL,     Double,         0, Entry,  "Logarithm of the efficiency: coefficients of a polynomial in the logarithm of the energy in keV"),
-    PARAMETER(QAR_T_ENERGYTIME,   Date,           0, Record, "Date of the energy calibration"),
-    PARAMETER(QAR_T_EFFICTIME,    Date,           0, Record, "Date of the efficiency calibration"),
-    PARAMETER(QAR_D_EFFICMIN,     Measure,        0, Record, "Lowest energy in keV of the efficiency calibration"),
-    PARAMETER(QAR_D_EFFICMAX,     Measure,        0, Record, "Highest energy in keV of the efficiency calibration"),
-    PARAMETER(QAR_D_EFFICUNC,     Double,         0, Record, "Relative uncertainty of the efficiency, one sigma"),
-    PARAMETER(QAR_F_CALTEMPER,    Float,          0, Record, "Room temperature of the calibration in degrees Celsius"),
-    PARAMETER(QAR_C_CALGEOMETRY,  Text,          64, Record, "Geometry for which the efficiency calibration holds"),
+    PARAMETER(QAR_D_ENERGYCAL,    Double,         0, Entry,  "",         "Energy in keV: coefficients of a polynomial in the channel number"),
+    PARAMETER(QAR_D_SHAPECAL,     Double,         0, Entry,  "",         "Square of the peak width (FWHM) in keV: coefficients of a polynomial in the energy in keV"),
+    PARAMETER(QAR_D_EFFICCAL,     Double,         0, Entry,  "",         "Logarithm of the efficiency: coefficients of a polynomial in the logarithm of the energy in keV"),
+    PARAMETER(QAR_T_ENERGYTIME,   Date,           0, Record, "",         "Date of the energy calibration"),
+    PARAMETER(QAR_T_EFFICTIME,    Date,           0, Record, "",         "Date of the efficiency calibration"),
+    PARAMETER(QAR_D_EFFICMIN,     Measure,        0, Record, "keV",      "Lowest energy in keV of the efficiency calibration"),
+    PARAMETER(QAR_D_EFFICMAX,     Measure,        0, Record, "keV",      "Highest energy in keV of the efficiency calibration"),
+    PARAMETER(QAR_D_EFFICUNC,     Double,         0, Record, "",         "Relative uncertainty of the efficiency, one sigma"),
+    PARAMETER(QAR_F_CALTEMPER,    Float,          0, Record, "°C",       "Room temperature of the calibration in degrees Celsius"),
+    PARAMETER(QAR_C_CALGEOMETRY,  Text,          64, Record, "",         "Geometry for which the efficiency calibration holds"),
 
-    PARAMETER(QAR_D_PEAKLIMIT,    Double,         0, Record, "Limit of the peak search in sigma"),
-    PARAMETER(QAR_D_MATCHTOL,     Double,         0, Record, "Tolerance of the nuclide identification in keV"),
-    PARAMETER(QAR_L_FIRSTCHAN,    Long,           0, Record, "First channel of the peak search"),
-    PARAMETER(QAR_L_LASTCHAN,     Long,           0, Record, "Last channel of the peak search"),
-    PARAMETER(QAR_S_SMOOTHWIDTH,  Short,          0, Record, "Channels over which the spectrum is smoothed"),
-    PARAMETER(QAR_B_FITMULTIPLT,  Byte,           0, Record, "Whether overlapping peaks are fitted together"),
-    PARAMETER(QAR_F_CONFIDENCE,   Float,          0, Record, "Confidence level of detection limits, 0 to 1"),
-    PARAMETER(QAR_D_MINCONF,      Double,         0, Record, "Least confidence of an identified nuclide, 0 to 1"),
-    PARAMETER(QAR_D_REPORTLIMIT,  Double,         0, Record, "Activity in Bq below which a report leaves a nuclide out"),
-    PARAMETER(QAR_S_REPORTCOPIES, UnsignedShort,  0, Record, "Copies of a printed report"),
+    PARAMETER(QAR_D_PEAKLIMIT,    Double,         0, Record, "σ",        "Limit of the peak search in sigma"),
+    PARAMETER(QAR_D_MATCHTOL,     Double,         0, Record, "keV",      "Tolerance of the nuclide identification in keV"),
+    PARAMETER(QAR_L_FIRSTCHAN,    Long,           0, Record, "channel",  "First channel of the peak search"),
+    PARAMETER(QAR_L_LASTCHAN,     Long,           0, Record, "channel",  "Last channel of the peak search"),
+    PARAMETER(QAR_S_SMOOTHWIDTH,  Short,          0, Record, "channels", "Channels over which the spectrum is smoothed"),
+    PARAMETER(QAR_B_FITMULTIPLT,  Byte,           0, Record, "",         "Whether overlapping peaks are fitted together"),
+    PARAMETER(QAR_F_CONFIDENCE,   Float,          0, Record, "",         "Confidence level of detection limits, 0 to 1"),
+    PARAMETER(QAR_D_MINCONF,      Double,         0, Record, "",         "Least confidence of an identified nuclide, 0 to 1"),
+    PARAMETER(QAR_D_REPORTLIMIT,  Double,         0, Record, "Bq",       "Activity in Bq below which a report leaves a nuclide out"),
+    PARAMETER(QAR_S_REPORTCOPIES, UnsignedShort,  0, Record, "",         "Copies of a printed report"),
 
-    PARAMETER(QAR_C_NUCLNAME,     Text,          16, Record, "Name of the nuclide"),
-    PARAMETER(QAR_D_HALFLIFE,     Double,         0, Record, "Half-life of the nuclide in seconds"),
-    PARAMETER(QAR_D_HALFLIFEUNC,  Double,         0, Record, "Uncertainty of the half-life, one sigma, in seconds"),
-    PARAMETER(QAR_B_NUCLACTIVE,   Byte,           0, Record, "Whether the identification looks for the nuclide"),
-    PARAMETER(QAR_S_NUCLGROUP,    Short,          0, Record, "Number of the group that the nuclide belongs to"),
-    PARAMETER(QAR_C_NUCLPARENT,   Text,          16, Record, "Name of the nuclide's parent"),
-    PARAMETER(QAR_D_LINEENERGY,   Double,         0, Entry,  "Energy of the gamma line in keV"),
-    PARAMETER(QAR_D_LINEYIELD,    Double,         0, Entry,  "Photons of the gamma line per decay"),
-    PARAMETER(QAR_D_LINEUNC,      Double,         0, Entry,  "Uncertainty of the line energy, one sigma, in keV"),
-    PARAMETER(QAR_D_LINEYIELDUNC, Double,         0, Entry,  "Uncertainty of the line yield, one sigma, in photons per decay"),
-    PARAMETER(QAR_B_LINEKEY,      Byte,           0, Entry,  "Whether the nuclide cannot be identified without the line"),
+    PARAMETER(QAR_C_NUCLNAME,     Text,          16, Record, "",         "Name of the nuclide"),
+    PARAMETER(QAR_D_HALFLIFE,     Double,         0, Record, "s",        "Half-life of the nuclide in seconds"),
+    PARAMETER(QAR_D_HALFLIFEUNC,  Double,         0, Record, "s",        "Uncertainty of the half-life, one sigma, in seconds"),
+    PARAMETER(QAR_B_NUCLACTIVE,   Byte,           0, Record, "",         "Whether the identification looks for the nuclide"),
+    PARAMETER(QAR_S_NUCLGROUP,    Short,          0, Record, "",         "Number of the group that the nuclide belongs to"),
+    PARAMETER(QAR_C_NUCLPARENT,   Text,          16, Record, "",         "Name of the nuclide's parent"),
+    PARAMETER(QAR_D_LINEENERGY,   Double,         0, Entry,  "keV",      "Energy of the gamma line in keV"),
+    PARAMETER(QAR_D_LINEYIELD,    Double,         0, Entry,  "1/decay",  "Photons of the gamma line per decay"),
+    PARAMETER(QAR_D_LINEUNC,      Double,         0, Entry,  "keV",      "Uncertainty of the line energy, one sigma, in keV"),
+    PARAMETER(QAR_D_LINEYIELDUNC, Double,         0, Entry,  "1/decay",  "Uncertainty of the line yield, one sigma, in photons per decay"),
+    PARAMETER(QAR_B_LINEKEY,      Byte,           0, Entry,  "",         "Whether the nuclide cannot be identified without the line"),
 
-    PARAMETER(QAR_D_PEAKENERGY,   Double,         0, Record, "Energy of the peak in keV"),
-    PARAMETER(QAR_D_PEAKCENTR,    Double,         0, Record, "Centroid of the peak in channels"),
-    PARAMETER(QAR_D_PEAKFWHM,     Double,         0, Record, "Width of the peak (FWHM) in keV"),
-    PARAMETER(QAR_D_PEAKAREA,     Double,         0, Record, "Net area of the peak in counts"),
-    PARAMETER(QAR_D_PEAKAREAU,    Double,         0, Record, "Uncertainty of the net area, one sigma, in counts"),
-    PARAMETER(QAR_D_PEAKCONT,     Double,         0, Record, "Continuum under the peak in counts"),
-    PARAMETER(QAR_D_PEAKSIGNIF,   Double,         0, Record, "Significance of the peak in sigma"),
-    PARAMETER(QAR_C_PEAKNUCL,     Text,          16, Record, "Name of the nuclide that the peak was assigned to"),
-    PARAMETER(QAR_L_PEAKLEFT,     Long,           0, Record, "First channel of the peak's region"),
-    PARAMETER(QAR_L_PEAKRIGHT,    Long,           0, Record, "Last channel of the peak's region"),
-    PARAMETER(QAR_F_PEAKCHISQ,    Float,          0, Record, "Reduced chi square of the peak's fit"),
-    PARAMETER(QAR_S_PEAKORIGIN,   UnsignedShort,  0, Record, "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum"),
+    PARAMETER(QAR_D_PEAKENERGY,   Double,         0, Record, "keV",      "Energy of the peak in keV"),
+    PARAMETER(QAR_D_PEAKCENTR,    Double,         0, Record, "channels", "Centroid of the peak in channels"),
+    PARAMETER(QAR_D_PEAKFWHM,     Double,         0, Record, "keV",      "Width of the peak (FWHM) in keV"),
+    PARAMETER(QAR_D_PEAKAREA,     Double,         0, Record, "counts",   "Net area of the peak in counts"),
+    PARAMETER(QAR_D_PEAKAREAU,    Double,         0, Record, "counts",   "Uncertainty of the net area, one sigma, in counts"),
+    PARAMETER(QAR_D_PEAKCONT,     Double,         0, Record, "counts",   "Continuum under the peak in counts"),
+    PARAMETER(QAR_D_PEAKSIGNIF,   Double,         0, Record, "σ",        "Significance of the peak in sigma"),
+    PARAMETER(QAR_C_PEAKNUCL,     Text,          16, Record, "",         "Name of the nuclide that the peak was assigned to"),
+    PARAMETER(QAR_L_PEAKLEFT,     Long,           0, Record, "channel",  "First channel of the peak's region"),
+    PARAMETER(QAR_L_PEAKRIGHT,    Long,           0, Record, "channel",  "Last channel of the peak's region"),
+    PARAMETER(QAR_F_PEAKCHISQ,    Float,          0, Record, "",         "Reduced chi square of the peak's fit"),
+    PARAMETER(QAR_S_PEAKORIGIN,   UnsignedShort,  0, Record, "",         "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum"),
 
-    PARAMETER(QAR_C_RESNUCLIDE,   Text,          16, Record, "Name of the identified nuclide"),
-    PARAMETER(QAR_L_RESLINES,     Long,           0, Record, "Lines of the nuclide that match a peak"),
-    PARAMETER(QAR_D_RESCONF,      Double,         0, Record, "Confidence of the identification, 0 to 1"),
-    PARAMETER(QAR_D_RESENERGY,    Double,         0, Record, "Energy of the strongest matching line in keV"),
-    PARAMETER(QAR_D_ACTIVITY,     Double,         0, Record, "Activity of the nuclide in Bq"),
-    PARAMETER(QAR_D_ACTIVITYUNC,  Double,         0, Record, "Uncertainty of the activity, one sigma, in Bq"),
-    PARAMETER(QAR_D_DETECTLIMIT,  Double,         0, Record, "Detection limit of the nuclide in Bq"),
-    PARAMETER(QAR_S_RESSTATE,     UnsignedShort,  0, Record, "State of the result: 0 not reviewed, 1 accepted, 2 rejected"),
+    PARAMETER(QAR_C_RESNUCLIDE,   Text,          16, Record, "",         "Name of the identified nuclide"),
+    PARAMETER(QAR_L_RESLINES,     Long,           0, Record, "",         "Lines of the nuclide that match a peak"),
+    PARAMETER(QAR_D_RESCONF,      Double,         0, Record, "",         "Confidence of the identification, 0 to 1"),
+    PARAMETER(QAR_D_RESENERGY,    Double,         0, Record, "keV",      "Energy of the strongest matching line in keV"),
+    PARAMETER(QAR_D_ACTIVITY,     Double,         0, Record, "Bq",       "Activity of the nuclide in Bq"),
+    PARAMETER(QAR_D_ACTIVITYUNC,  Double,         0, Record, "Bq",       "Uncertainty of the activity, one sigma, in Bq"),
+    PARAMETER(QAR_D_DETECTLIMIT,  Double,         0, Record, "Bq",       "Detection limit of the nuclide in Bq"),
+    PARAMETER(QAR_S_RESSTATE,     UnsignedShort,  0, Record, "",         "State of the result: 0 not reviewed, 1 accepted, 2 rejected"),
 
-    PARAMETER(QAR_C_ANSEQUENCE,   Text,          64, Record, "Name of the analysis sequence that the settings belong to"),
-    PARAMETER(QAR_T_ANALYSED,     Date,           0, Record, "Time of the last analysis"),
-    PARAMETER(QAR_S_ANSTEP,       Short,          0, Record, "Step of the sequence that was done last"),
-    PARAMETER(QAR_L_ANSTATUS,     Long,           0, Record, "Status of the last step"),
-    PARAMETER(QAR_C_ANENGINE,     Text,          64, Entry,  "Name of the engine of a step of the sequence"),
-    PARAMETER(QAR_B_USECALFILE,   Byte,           0, Record, "Whether the calibration comes from the calibration file"),
-    PARAMETER(QAR_C_CALTITLE,     Text,          64, Record, "Title of the calibration file in use"),
-    PARAMETER(QAR_C_REPORTTITLE,  Text,          64, Record, "Title of reports"),
-    PARAMETER(QAR_B_REPORTPRINT,  Byte,           0, Record, "Whether a report is printed after the analysis"),
-    PARAMETER(QAR_C_CALFILE,      Text,         255, Record, "Name of the calibration file"),
+    PARAMETER(QAR_C_ANSEQUENCE,   Text,          64, Record, "",         "Name of the analysis sequence that the settings belong to"),
+    PARAMETER(QAR_T_ANALYSED,     Date,           0, Record, "",         "Time of the last analysis"),
+    PARAMETER(QAR_S_ANSTEP,       Short,          0, Record, "",         "Step of the sequence that was done last"),
+    PARAMETER(QAR_L_ANSTATUS,     Long,           0, Record, "",         "Status of the last step"),
+    PARAMETER(QAR_C_ANENGINE,     Text,          64, Entry,  "",         "Name of the engine of a step of the sequence"),
+    PARAMETER(QAR_B_USECALFILE,   Byte,           0, Record, "",         "Whether the calibration comes from the calibration file"),
+    PARAMETER(QAR_C_CALTITLE,     Text,          64, Record, "",         "Title of the calibration file in use"),
+    PARAMETER(QAR_C_REPORTTITLE,  Text,          64, Record, "",         "Title of reports"),
+    PARAMETER(QAR_B_REPORTPRINT,  Byte,           0, Record, "",         "Whether a report is printed after the analysis"),
+    PARAMETER(QAR_C_CALFILE,      Text,         255, Record, "",         "Name of the calibration file"),
 });
 // clang-format on
 
@@ -155,38 +156,15 @@ const ParameterDescription* findIn(const Parameters& parameters, std::string_vie
     return found != parameters.end() ? &*found : nullptr;
 }
 
-// The letter that names of parameters of the type carry.
-constexpr char letterOf(DataType type) {
-    switch (type) {
-        case Byte:
-        case Flag:
-            return 'B';
-        case Short:
-        case UnsignedShort:
-            return 'S';
-        case Long:
-            return 'L';
-        case LongLong:
-            return 'Q';
-        case Float:
-            return 'F';
-        case Text:
-        case FixedText:
-            return 'C';
-        case Double:
-        case Measure:
-            return 'D';
-        case Date:
-            return 'T';
-    }
-    return '?';
+constexpr bool isTextType(DataType type) {
+    return propertiesOf(type).typeName == "str";
 }
 
 constexpr bool isWellFormed(const ParameterDescription& parameter) {
     const std::string_view name = parameter.name;
     return name.size() > parameterNamePrefixLength && name.size() <= longestParameterName &&
-           name.starts_with("QAR_") && name[4] == letterOf(parameter.type) && name[5] == '_' &&
-           (letterOf(parameter.type) == 'C') == (parameter.textLength > 0) &&
+           name.starts_with("QAR_") && name[4] == propertiesOf(parameter.type).letter &&
+           name[5] == '_' && isTextType(parameter.type) == (parameter.textLength > 0) &&
            !parameter.description.empty() && parameter.description.size() <= 255;
 }
 
@@ -209,26 +187,11 @@ static_assert(std::ranges::adjacent_find(table, std::ranges::greater_equal{},
 }  // namespace
 
 std::uint16_t ParameterDescription::size() const {
-    switch (type) {
-        case Byte:
-        case Flag:
-            return 1;
-        case Short:
-        case UnsignedShort:
-            return 2;
-        case Long:
-        case Float:
-            return 4;
-        case Text:
-        case FixedText:
-            return static_cast<std::uint16_t>(textLength + 1);
-        default:
-            return 8;
-    }
+    return static_cast<std::uint16_t>(propertiesOf(type).width + textLength);
 }
 
 bool ParameterDescription::isText() const {
-    return type == Text || type == FixedText;
+    return isTextType(type);
 }
 
 std::uint16_t ParameterDescription::classCode() const {

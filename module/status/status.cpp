@@ -9,7 +9,6 @@ constexpr std::uint32_t engineFacility = 0x0061;
 constexpr std::uint32_t failureBits = 0xE0000000;
 constexpr std::uint32_t normalizedLibraryCode = 0xEBE80000;
 constexpr std::uint32_t libraryWarningBit = 0x00400000;
-constexpr Status mappedLibraryWarning{0xE0400199};
 
 constexpr std::uint32_t facility(Status status) {
     return (codeOf(status) >> 16) & 0x0FFF;
@@ -58,7 +57,7 @@ Status mapStatus(Status status) noexcept {
         return normalized(status);
     }
     if ((codeOf(status) & libraryWarningBit) != 0) {
-        return mappedLibraryWarning;
+        return libraryFailure;
     }
     return Status{codeOf(status) | failureBits};
 }

@@ -1,26 +1,14 @@
-"""Work on QAR files, the spectrum data files of the measurement suite.
+"""Read and write QAR files, the spectrum data files of the measurement suite.
 
-No function raises an exception for a failure. Every function returns a status, alone or as the
-first item of a 2-tuple whose second item is the result; 0 is success. A status is a signed 32-bit
-number: -320234115 is 0xECE99D7D. The module's own codes:
+No function raises an exception for a failure. Each function returns a status, alone or as the first
+item of a 2-tuple whose second item is the result; 0 is success. A status is a signed 32-bit number:
+-320234115 is 0xECE99D7D. `qar.status.describe` returns its meaning.
 
-    0xECE99D7D  arguments, a value or an item of a spectrum that cannot be used
-    0xECE99D32  out of memory
-    0xECE99FEC  a failure inside the module
-    0xECE99F6D  an unknown failure; also: the dictionary has no such parameter or is missing
-    0xECE99E48  no context could be made
-    0xECE99E49  the node refused the context
-    0xECE99EA2  opening refused: no data source
-    0xECE99EA3  opening refused: the data source cannot be used
-    0xE0610000  to 0xE061FFFF: from an analysis engine
-    0xEBE80000  to 0xEBE8FFFF, 0xE0400199 and others: from the data-access library
-    0xE000007E  no such engine library, 0xE000007F: no such entry point in it
+All arguments are positional. Integers are signed 32-bit numbers. A handle is a result of `open`.
+Records and entries count from 1; entry 0 is the whole record. A class argument is a class number or
+any 32-bit code whose high half is a class number, such as a parameter code.
 
-All arguments are positional. Integers are signed 32-bit numbers. A data source handle is what
-`open` returned. Records and entries count from 1; entry 0 is the whole record.
-
-A class argument is a class number or any 32-bit code whose high half is one, such as the code of
-a parameter of the class.
+scripts/generate copies the descriptions of the functions from docs/functions.md.
 """
 
 from typing import Literal, Union
@@ -33,63 +21,109 @@ _MetaData = tuple[str, str, int, int, str]
 def open(
     sourceName: str, accessMode: int, typeSelector: int, auxiliaryText: str, /
 ) -> tuple[int, int]:
-    """Opens a data source or creates a file; returns (status, handle).
+    """Open a data source or create a file.
 
-    accessMode: 0x1 reads, 0x2 writes, 0x3 does both, 0x400 creates a new file.
-    typeSelector: nonzero for a file, 0 for an input of the node (see enumerateDefinitions).
-    auxiliaryText: handed to the data-access library; empty for none.
-    The handle is worth something only with status 0, except that a failed creation leaves one
-    that should be given to `close`.
+    accessMode: 0x1 reads, 0x2 writes, 0x3 does both, 0x400 creates a file and opens it for writing.
+    typeSelector: nonzero for the name of a file; 0 for an input of the node, see
+    `enumerateDefinitions`. auxiliaryText: for the library of the suite; empty for none. Returns
+    (status, handle). After a failed creation, pass the handle to `close`.
+
+    Statuses: `fileNotFound`; `fileExists`: files are never overwritten; `openRefused`: not a data
+    source; `openRefusedByState`: damaged; `inUse`: another process writes it; `accessDenied`,
+    `tooManyOpen` and `storageFailed`: the system; `nameRefused` and `windowsPath`: not a file name
+    on this system.
     """
 
 def close(handle: int, unused: int, /) -> int:
-    """Saves and closes the source. After a failure the handle stays valid."""
+    """Save and close a data source.
+
+    After a failure the handle stays valid. The second argument is not used.
+
+    Statuses: `storageFailed`, for example a full disk; `fileMoved`: the file lost its name while it
+    was open.
+    """
 
 def getIsDirty(handle: int, /) -> int:
-    """Always 0."""
+    """Return 0, whatever the state of the data source.
+
+    `getStatus` shows unsaved changes.
+    """
 
 def setIsDirty(handle: int, /) -> int:
-    """Does nothing; status 0."""
+    """Return 0, whatever the state of the data source.
+
+    `getStatus` shows unsaved changes.
+    """
 
 def getIsOpen(handle: int, /) -> Literal[0, 1]:
-    """1 for every handle but 0; the library is not asked."""
+    """Return 1 for every handle except 0.
+
+    The function does not call the library.
+    """
 
 def flush(handle: int, /) -> int:
-    """Makes durable what was written."""
+    """Save the changes of a data source.
+
+    After a success the changes are on the disk, even if the process or the machine fails. Statuses:
+    as `close`.
+    """
 
 # ---- Classes, records and entries ------------------------------------------------------------
 
 def createBlock(handle: int, classArgument: int, size: int, /) -> int:
-    """Makes the storage of a class.
+    """Create the storage of a class.
 
-    size: in the unit of the class. For the spectrum class, 0x2005, the number of channels,
-    rounded up to 256, 512, 1024, 2048, 4096, 8192, 16384 or 32768.
+    size: number of channels for the spectrum class, rounded up to 256, 512, 1024, 2048, 4096, 8192,
+    16384 or 32768; expected size for other classes. The content of an existing class stays.
+
+    Statuses: `unknownClass`, `readOnly`.
     """
 
 def deleteBlock(handle: int, classArgument: int, /) -> int:
-    """Deletes all records of a class, the last first; stops at the first that cannot be."""
+    """Delete all records of a class.
+
+    The last record is deleted first; the first failure ends the deletion.
+
+    Statuses: `libraryFailure`: an unknown class; `readOnly`.
+    """
 
 def delete(handle: int, classArgument: int, record: int, entry: int, /) -> int:
-    """Deletes a record (entry 0) or an entry; those behind it move up."""
+    """Delete a record or an entry.
+
+    entry: 0 to delete the record. Those after it move down by one number. Statuses: as `insert`.
+    """
 
 def deleteLevel(handle: int, level: int, /) -> int:
-    """Deletes the results of an analysis stage and of the later ones.
+    """Delete the results of an analysis stage and of the later stages.
 
-    level: the library's. In the embedded library 1 deletes the peaks and what was identified by
-    them, 2 what was identified.
+    Levels of the embedded library: 1 deletes the peaks and the identified nuclides, 2 only the
+    nuclides.
+
+    Statuses: `unknownItem`: another level; `readOnly`.
     """
 
 def insert(handle: int, classArgument: int, record: int, entry: int, /) -> int:
-    """Inserts an empty record (entry below 1) or entry; those at and behind it move down."""
+    """Insert an empty record or entry.
+
+    entry: 0 to insert a record. The record or entry with this number and those after it move up by
+    one number.
+
+    Statuses: `noSuchRecord`, `noSuchEntry`, `unknownClass`, `readOnly`, `blockFull`.
+    """
 
 def count(handle: int, classArgument: int, record: int, /) -> tuple[int, int]:
-    """The number of records of a class, or of entries where record is above 0.
+    """Return the number of records of a class, or of entries of a record.
 
-    Returns (status, count).
+    record: 0 to count records. Statuses: `unknownClass`, `noSuchRecord`.
     """
 
 def copyTo(sourceHandle: int, destinationHandle: int, classArgument: int, /) -> int:
-    """Copies a class into another data source; 0 or less copies the whole source."""
+    """Copy a class into another data source.
+
+    A class of 0 or less copies the whole source.
+
+    Statuses: `noBlock`: one of the sources does not have the class; `readOnly`.
+    """
 
 def moveRecordsTo(
     sourceHandle: int,
@@ -99,68 +133,99 @@ def moveRecordsTo(
     destinationRecord: int,
     /,
 ) -> int:
-    """Copies one record into another data source. In spite of the name the source keeps it."""
+    """Copy one record into another data source.
+
+    In spite of its name, the function leaves the record in the source. Statuses: `noSuchRecord`,
+    `readOnly`.
+    """
 
 # ---- Parameters and nuclides -----------------------------------------------------------------
 
 def getParameterMetaData(
     handle: int, code: int, name: str, /
 ) -> tuple[int, Union[_MetaData, Literal[0]]]:
-    """What the dictionary says of a parameter, by its name or, where that is empty, by its code.
+    """Return the description of a parameter in the dictionary.
 
-    Returns (status, (name, description, code, class number, type name)); the type names are
-    "byte", "short", "long", "longlong", "float", "double", "str" and "Date". A name that the
-    dictionary has not but the suite's environment has gives (name, value, 0, 0, "str"). On
-    failure (status, 0). The handle is not used.
+    The dictionary is searched for the name or, if the name is empty, for the code. The type is
+    "byte", "short", "long", "longlong", "float", "double", "str" or "Date". A name that is only in
+    the environment gives (name, value, 0, 0, "str"). After a failure the second item is 0. The
+    handle is not used.
+
+    Statuses: `badArguments`: neither in the dictionary nor in the environment.
     """
 
 def findNuclideByEnergy(
     handle: int, energy: float, tolerance: float, option: int, /
 ) -> tuple[int, int]:
-    """Searches the nuclide records for a line; returns (status, record), record 0 on failure.
+    """Find the nuclide record with a gamma line at an energy.
 
-    The meaning of the two numbers and of the option is the library's. In the embedded library
-    both numbers are in keV; option 0 gives the nearest line, 1 the first record with a line
-    within the tolerance; the high half of the option is the record after which to begin.
+    energy, tolerance: in keV. Options of the embedded library: 0 finds the nearest line, 1 the
+    first record with a line within the tolerance; the high half as for `findNuclideByName`. Returns
+    (status, record); record is 0 after a failure.
+
+    Statuses: `notFound`; `keyRefused`: a negative number, infinity or not a number; `unknownItem`.
     """
 
 def findNuclideByName(handle: int, name: str, option: int, /) -> tuple[int, int]:
-    """Searches the nuclide records for a name; returns (status, record), record 0 on failure.
+    """Find the nuclide record with a name, in any case.
 
-    The meaning of the option is the library's. In the embedded library case does not matter, 0
-    takes the exact name and else the first that begins so, 1 only the first, 2 only the second;
-    the high half of the option is the record after which to begin.
+    Options of the embedded library: 0 finds the exact name or else the first name with this
+    beginning, 1 only the exact name, 2 only a beginning. The search starts after the record in the
+    high half of the option. Returns (status, record); record is 0 after a failure.
+
+    Statuses: `notFound`; `unknownItem`: another option.
     """
 
 def getParameter(handle: int, code: int, record: int, entry: int, /) -> tuple[int, _Value]:
-    """Reads one value; returns (status, value), value 0 on failure.
+    """Return the value of a parameter.
 
-    By type name: "byte" a bool; "short" an int from 0 to 65535; "long" and "longlong" an int;
-    "float" and "double" a float; "str" a str; "Date" a str such as 2024-01-24T21:02:12.000Z.
+    The value in (status, value) is a bool for a byte, an int from 0 to 65,535 for a short, an int,
+    a float or a str; a date is a str such as `2026-03-02T08:15:00.000Z`. It is 0 after a failure.
+
+    Statuses: `notSet`: no value; `noSuchRecord`, `noSuchEntry`; `unknownException`: the code is not
+    in the dictionary.
     """
 
 def setParameter(
     handle: int, code: int, value: Union[int, float, str], record: int, entry: int, /
 ) -> int:
-    """Writes one value, of the type that getParameter returns.
+    """Write the value of a parameter.
 
-    Of an int for "byte" and "short" the low bits count. A date text is in UTC ("Z") or gives its
-    offset; instants from 1970-01-01 to 2038-01-19 can be written.
+    The value has the type that `getParameter` returns. A number that is one above the last record
+    or entry creates it. Only the low bits of an int count for a byte or a short. A string ends at
+    the first NUL, and characters outside the code page become `?`. A date is a string in UTC (`Z`)
+    or with an offset.
+
+    Statuses: `badArguments`: a value of another type, or a date outside 1970-01-01 to 2038-01-19;
+    `unknownException`: the code is not in the dictionary; `readOnly`; `noSuchRecord` and
+    `noSuchEntry`: above the next number; `sizeRefused`: the string is too long; `blockFull`.
+
+    A date is stored as a floating-point number of seconds, and `getParameter` cuts off the digits
+    below the millisecond. Therefore about 30 % of random dates are read back one millisecond
+    earlier, and writing back such a value can move it again. Dates with more than five digits of
+    the second in the last 4 µs of a minute (`23:59:59.999999`) are refused. `qar` avoids both: it
+    reads each date back and writes it 5 µs later if necessary.
     """
 
 # ---- Spectra ---------------------------------------------------------------------------------
 
 def getSpectrum(handle: int, unused1: int, unused2: int, /) -> tuple[int, tuple[int, ...]]:
-    """The contents of all channels; returns (status, channels), channels (0,) on failure.
+    """Return the contents of all channels as a tuple.
 
-    The parameter QAR_L_CHANNELS says how many channels there are; at most 65,535.
+    Item 0 of channels is channel 1. After a failure channels is (0,).
+
+    Statuses: `notSet`: the source has no spectrum; `badArguments`: more than 65,535 channels.
     """
 
 def setSpectrum(handle: int, channels: tuple[int, ...], unused1: int, unused2: int, /) -> int:
-    """Writes the channels from the first on; at most 32,768.
+    """Write the channel contents of a spectrum, starting at channel 1.
 
-    Of each int the low 32 bits count. The tuple is filled up with zeros to 256, 512, 1024, 2048,
-    4096, 8192, 16384 or 32768 channels; what goes beyond QAR_L_CHANNELS is left out.
+    channels: a tuple of at most 32,768 ints; only their low 32 bits count. Zeros extend it to 256,
+    512, 1024, 2048, 4096, 8192, 16384 or 32768 channels. Channels above `QAR_L_CHANNELS` are not
+    written, so write that parameter first.
+
+    Statuses: `badArguments`: not a tuple, too long, or an item that is not an int; nothing was
+    written then; `readOnly`.
     """
 
 # ---- Engines, the node, analysis sequences ---------------------------------------------------
@@ -168,29 +233,52 @@ def setSpectrum(handle: int, channels: tuple[int, ...], unused1: int, unused2: i
 def executeNativeEngine(
     engineName: str, entryPointName: str, firstValue: int, secondValue: int, /
 ) -> int:
-    """Runs an engine: loads the library engineName + ".dll" (".so" elsewhere than on Windows) and
-    calls its entry point with (firstValue, secondValue, 0, 0). Other Python threads go on.
+    """Load an engine and call its entry point.
+
+    The library is the engine name plus `.dll` (`.so` on other systems than Windows). The entry
+    point gets the two values, 0 and 0; usually the first is a handle and the second an option word.
+    Other Python threads run meanwhile. See engine.md for `peak_search` and writing-an-engine.md for
+    your own engine.
+
+    Statuses: `engineMissing`, `entryPointMissing`; those of the engine, such as
+    `noEnergyCalibration`; `standardException` and `unknownException`: the engine threw an
+    exception.
     """
 
 def enumerateDefinitions(*unused: object) -> tuple[int, str]:
-    """The names of the node's inputs, joined by commas; returns (status, names)."""
+    """Return the names of the inputs of the node, joined by commas.
+
+    The inputs of the embedded library are the files *name*`.qar` in the directory that the
+    environment variable `ORV_INPUTS` contains. Arguments are ignored.
+    """
 
 def control(handle: int, firstValue: int, secondValue: int, /) -> int:
-    """Gives the library a command on the source. In the embedded library the first value is 1
-    to flush, 2 to compact, 3 to check the file, the second is 0.
+    """Run a command of the library on a data source.
+
+    Commands of the embedded library: 1 saves, 2 saves and makes the file as small as possible, 3
+    checks the file.
+
+    Statuses: `unknownItem`: unknown command; `damaged`: the check failed; those of `close`.
     """
 
 def getStatus(handle: int, /) -> tuple[int, int]:
-    """The state of the source; returns (status, state). In the embedded library the state is a
-    sum: 1 open, 2 changed since it was saved, 4 read only.
+    """Return the state of a data source.
+
+    The state in (status, state) is a sum: 1 open, 2 unsaved changes, 4 read only.
     """
 
 def copyAnalysisSequenceTo(sourceHandle: int, destinationHandle: int, /) -> int:
-    """Copies the analysis sequence of a data source into another one: the analysis control and
-    the processing settings, the geometry and, where the source says so, the calibration of a file
-    that it refers to. Report title, report printing, report limit and the number of copies stay
-    the destination's own.
+    """Copy the analysis sequence of a data source into another one.
+
+    The sequence consists of the analysis control, the processing settings, the geometry and, if
+    `QAR_B_USECALFILE` is set, the calibration of the file `QAR_C_CALFILE`. The destination keeps
+    its report title, report printing, report limit and number of copies.
+
+    Statuses: `readOnly`. A calibration file that cannot be opened is skipped.
     """
 
 def reverify(handle: int, /) -> int:
-    """Checks the source again."""
+    """Check a data source and read the changes of other processes.
+
+    If the source has unsaved changes, it keeps them instead. Statuses: `damaged`, `fileMoved`.
+    """

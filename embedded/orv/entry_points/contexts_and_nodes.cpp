@@ -16,7 +16,7 @@ OrvStatus createContext(const OrvNodeRecord* node, OrvContext* handle) noexcept 
         requirePointers(handle);
         *handle = 0;
         if (node != nullptr && node->refusal[0] != '\0') {
-            throw Failure(codes::nodeRefused);
+            throw Failure(codes::nodeRefusesContexts);
         }
         *handle = contexts().create();
     });

@@ -173,7 +173,7 @@ class Failures(TestCase):
             (qar.BadArgumentError, "'w'", lambda: qar.open(self.path, "w")),
             (qar.DamagedError, "damaged.qar", lambda: qar.open("damaged.qar")),
             (qar.NotFoundError, "QAR_D_NONE", lambda: self.source["QAR_D_NONE"]),
-            (qar.NotFoundError, "no such parameter", lambda: self.source["PATH"]),
+            (qar.NotFoundError, "PATH.*not in the dictionary", lambda: self.source["PATH"]),
             (qar.NotFoundError, "QAR_C_OPERATOR", lambda: self.source["QAR_C_OPERATOR"]),
             (qar.NotFoundError, "record 3", lambda: self.source["QAR_C_NUCLNAME", 3]),
             (qar.NotFoundError, "Fe-59", lambda: self.source.find_nuclide("Fe-59")),

@@ -31,7 +31,7 @@ TEST_F(SourcesTest, ContextsAreBoundToTheNodeThatIsEnumerated) {
     EXPECT_GT(bound, temporary);
     EXPECT_EQ(0, OrvContextDeletion(bound));
     node.refusal[0] = 'x';
-    EXPECT_EQ(codes::nodeRefused, SOrvCreateDSC2(&node, &bound, 0, 0));
+    EXPECT_EQ(codes::nodeRefusesContexts, SOrvCreateDSC2(&node, &bound, 0, 0));
     EXPECT_EQ(0, bound);
     EXPECT_EQ(0U, SOrvDeleteDSC(temporary));
 }
