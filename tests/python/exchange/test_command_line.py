@@ -26,7 +26,7 @@ FAILURES = (  # arguments, what the one line says
     ("show two.n42", "--spectrum: A, B"),
     ("show two.n42 --spectrum C", 'no spectrum "C"'),
     ("convert a.qar", "FILE OUTPUT"),
-    ("convert a.qar a.unknown", "no known format"),
+    ("convert a.qar a.unknown", "unknown file extension"),
     ("convert a.qar none/b.spe", "no such folder"),
     ("calibrate a.qar --line 5", "CHANNEL=ENERGY"),
     ("calibrate a.qar --line 100=300 --line 440=661.7", "no peak"),
