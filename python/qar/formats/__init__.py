@@ -1,4 +1,4 @@
-"""Measurements in files: QAR, IAEA .spe, N42 and columns of text.
+"""Measurements in files: QAR and the formats of instruments and other programs.
 
     measurement = qar.formats.read("portal.n42")[0]
     notes = qar.formats.write("portal.qar", measurement)
@@ -8,10 +8,24 @@ A note is one line about data that a format cannot store unchanged.
 
 import os
 import re
-from typing import Callable, List, NamedTuple, Optional, Tuple
+from typing import Any, Callable, List, NamedTuple, Optional, Tuple
 
 from ..atomic_files import Path, new_file
-from . import columns, n42, n42_writer, parsing, qar_file, spe
+from . import (
+    chn,
+    columns,
+    iec,
+    keyed_columns,
+    mca_text,
+    n42,
+    n42_writer,
+    parsing,
+    pcf,
+    qar_file,
+    result_xml,
+    spc,
+    spe,
+)
 from .measurement import FormatError, Measurement, checked, file_names, reading, with_name
 from .qar_file import measurement_of
 
@@ -33,7 +47,7 @@ class Format(NamedTuple):
     """A file format and its functions.
 
     recognises: True for a file, from its first bytes and its suffix in lower case. read: the
-    measurements in a file. write: creates a file and returns notes.
+    measurements in a file. write: creates a file and returns notes; None if files are read only.
     """
 
     name: str
@@ -41,7 +55,7 @@ class Format(NamedTuple):
     suffixes: Tuple[str, ...]  # new files get the first one
     recognises: Callable[[bytes, str], bool]
     read: Callable[[str], List[Measurement]]
-    write: Callable[[Measurement, str], List[str]]
+    write: Optional[Callable[[Measurement, str], List[str]]] = None
 
 
 def _from_bytes(read: Callable[[bytes], List[Measurement]]) -> Callable[[str], List[Measurement]]:
@@ -63,6 +77,18 @@ def _as_text(
     return write
 
 
+def _by_content(matches: Callable[[bytes], bool]) -> Callable[[bytes, str], bool]:
+    """Return a function that recognises a file, from one that recognises its first bytes."""
+    return lambda start, suffix: matches(start)
+
+
+def _read_only(name: str, title: str, suffix: str, reader: Any) -> Format:
+    """Return the format of a module with the functions `matches` and `read`."""
+    return Format(
+        name, title, (suffix,), _by_content(reader.matches), _from_bytes(reader.read), None
+    )
+
+
 def _is_xml(start: bytes, suffix: str) -> bool:
     is_utf_16 = start[:2] in (b"\xff\xfe", b"\xfe\xff")  # columns in UTF-16 are not read
     return is_utf_16 or _stripped(start).startswith(b"<")
@@ -81,7 +107,7 @@ def _stripped(start: bytes) -> bytes:
     return start.lstrip(b"\xef\xbb\xbf \t\r\n")
 
 
-_START_BYTES = 4096
+_START_BYTES = 8192
 
 # The first format that recognises a file reads it.
 FORMATS = {
@@ -95,6 +121,10 @@ FORMATS = {
             qar_file.read,
             qar_file.write,
         ),
+        _read_only("mca", "pocket MCA text", ".mca", mca_text),
+        _read_only("xml", "result file of a hand-held spectrometer", ".xml", result_xml),
+        _read_only("iec", "IEC 61455", ".iec", iec),
+        _read_only("keys", "keys, then channel, energy, counts", ".tsv", keyed_columns),
         Format(
             "spe",
             "IAEA ASCII spectrum",
@@ -106,7 +136,7 @@ FORMATS = {
         Format(
             "n42",
             "ANSI/IEEE N42.42",
-            (".n42", ".xml"),
+            (".n42",),
             _is_xml,
             _from_bytes(n42.read),
             _as_text(n42_writer.write),
@@ -127,10 +157,18 @@ FORMATS = {
             _from_bytes(columns.read),
             _as_text(columns.write_text),
         ),
+        _read_only("chn", "binary integer spectrum", ".chn", chn),
+        _read_only("spc", "binary records of 128 bytes", ".spc", spc),
+        _read_only("pcf", "binary records of 256 bytes", ".pcf", pcf),
     )
 }
 
 SUFFIXES = {suffix: format for format in FORMATS.values() for suffix in format.suffixes}
+
+
+def writable_suffixes() -> List[str]:
+    """Return the suffixes of the formats that can be written."""
+    return [suffix for suffix, format in SUFFIXES.items() if format.write is not None]
 
 
 def _suffix(path: Path) -> str:
@@ -175,7 +213,12 @@ def write(
     if chosen is None:
         raise FormatError(
             f"{os.fspath(path)}: unknown file extension '{_suffix(path)}';"
-            f" expected {', '.join(SUFFIXES)}"
+            f" expected {', '.join(writable_suffixes())}"
+        )
+    if chosen.write is None:
+        raise FormatError(
+            f"{os.fspath(path)}: files of the format '{chosen.name}' can only be read;"
+            f" expected {', '.join(writable_suffixes())}"
         )
     with new_file(path, replace) as temporary:
         return chosen.write(measurement, temporary)

@@ -5,15 +5,19 @@ that a calibration survives a round trip to the last bit.
 """
 
 import decimal
+import functools
 import math
 from fractions import Fraction
 from typing import List, NamedTuple, Optional, Sequence, Tuple
 
-from ..analysis.calibration import shifted, solve
+from ..analysis.calibration import counted_from_one, shifted, solve
+from .parsing import exact
 
 MAX_COEFFICIENTS = 20
 """The length of the longest list of coefficients that is read."""
 
+# By which a fit may miss a small energy, relative to the largest one.
+_MIN_TOLERANCE = Fraction(1, 10**12)
 _SAMPLES = 32  # number of energies at which two forms of a width are compared
 _MAX_DEGREE = 8  # of a shape that is fitted to widths in channels
 
@@ -79,10 +83,10 @@ def printed_tolerance(text: str) -> Fraction:
 
 def polynomial_through(points: Points, degrees: Sequence[int]) -> Fit:
     """Return the simplest polynomial within all tolerances, or the one of the last degree."""
+    possible = [degree for degree in degrees if degree < len(points.x)]
+    likely = _likely_degrees(_thinned(points), possible)
     fit = [Fraction(0)]
-    for degree in degrees:
-        if degree >= len(points.x):
-            break
+    for degree in likely or possible[-1:]:
         fit = _least_squares(points, degree)
         rounded = _fewest_digits(points, fit)
         if rounded is not None:
@@ -90,13 +94,43 @@ def polynomial_through(points: Points, degrees: Sequence[int]) -> Fit:
     return Fit(fit, False)
 
 
+def _likely_degrees(points: Points, degrees: Sequence[int]) -> List[int]:
+    """Return the degrees whose fit in floating point is nearly within all tolerances.
+
+    Exact fits are slow, and most degrees are far from the points. Uses discrete orthogonal
+    polynomials (Forsythe, J. SIAM 5 (1957) 74), which are stable for any degree.
+    """
+    x, y = list(map(float, points.x)), list(map(float, points.y))
+    rounding = 1e-11 * max(abs(value) for value in y)
+    margins = [2 * float(tolerance) + rounding for tolerance in points.tolerances]
+    before, current = [0.0] * len(x), [1.0] * len(x)
+    residuals, norm_before = y, 1.0
+    likely = []
+    for degree in range(max(degrees, default=-1) + 1):
+        norm = math.fsum(value * value for value in current)
+        if norm == 0:
+            break
+        share = math.fsum(a * b for a, b in zip(residuals, current)) / norm
+        residuals = [r - share * value for r, value in zip(residuals, current)]
+        if degree in degrees and all(abs(r) <= m for r, m in zip(residuals, margins)):
+            likely.append(degree)
+        centre = math.fsum(a * value * value for a, value in zip(x, current)) / norm
+        slope = norm / norm_before if degree else 0.0
+        following = [(a - centre) * c - slope * b for a, c, b in zip(x, current, before)]
+        scale = max(abs(value) for value in following) or 1.0
+        before, current = [value / scale for value in current], [v / scale for v in following]
+        norm_before = norm / scale / scale
+    return likely
+
+
 def _least_squares(points: Points, degree: int) -> List[Fraction]:
     """Return the polynomial with the smallest sum of squared errors over tolerances."""
     size = degree + 1
     moments = [Fraction(0)] * (2 * size - 1)
     right = [Fraction(0)] * size
-    for x, y, tolerance in zip(*_thinned(points)):
-        power = 1 / (tolerance * tolerance)
+    thinned = _thinned(points)
+    for x, y, weight in zip(thinned.x, thinned.y, _weights(thinned.tolerances)):
+        power = Fraction(weight)
         for order in range(2 * size - 1):
             moments[order] += power
             if order < size:
@@ -105,8 +139,16 @@ def _least_squares(points: Points, degree: int) -> List[Fraction]:
     return solve([moments[row : row + size] + [right[row]] for row in range(size)])
 
 
+def _weights(tolerances: Sequence[Fraction]) -> List[int]:
+    """Return integers in proportion to 1 / tolerance^2; exact sums of integers stay short."""
+    smallest = min(tolerances)
+    if smallest == 0:
+        return [1] * len(tolerances)
+    return [max(1, round(1000 * float(smallest / tolerance) ** 2)) for tolerance in tolerances]
+
+
 def _thinned(points: Points) -> Points:
-    step = max(1, len(points.x) // 256)
+    step = max(1, -(-len(points.x) // 128))
     return Points(*(values[::step] for values in points))
 
 
@@ -125,6 +167,28 @@ def _fewest_digits(points: Points, fit: Sequence[Fraction]) -> Optional[List[Fra
 
 def _is_within(points: Points, fit: Sequence[Fraction]) -> bool:
     return all(abs(evaluate(fit, x) - y) <= tolerance for x, y, tolerance in zip(*points))
+
+
+def energy_of_column(column: Sequence[str], notes: List[str]) -> Tuple[float, ...]:
+    """Return the energy calibration that gives the printed energies of channels 0, 1, ... in keV.
+
+    notes: a note is appended if no polynomial gives them.
+    """
+    energies = [exact(text) for text in column]
+    min_tolerance = max(abs(energy) for energy in energies) * _MIN_TOLERANCE
+    points = Points(
+        [Fraction(channel) for channel in range(len(column))],
+        energies,
+        [max(printed_tolerance(text), min_tolerance) for text in column],
+    )
+    fit = polynomial_through(points, range(1, 5))
+    if not fit.exact:
+        misses = (abs(evaluate(fit.coefficients, x) - y) for x, y in zip(points.x, points.y))
+        notes.append(
+            "the energies of the channels are not a polynomial; the calibration gives them"
+            f" within {float(max(misses)):.2g} keV"
+        )
+    return counted_from_one(fit.coefficients)
 
 
 # ---- Peak widths -------------------------------------------------------------------------------
@@ -160,6 +224,13 @@ def shape_from_channel_widths(
     widths: Sequence[Fraction], energy: Sequence[float], channels: int
 ) -> Converted:
     """Return the shape for FWHM / channels = polynomial in the channel, counted from 0."""
+    return _shape_from_channel_widths(tuple(widths), tuple(energy), channels)
+
+
+@functools.lru_cache(maxsize=64)  # the spectra of a file share a few calibrations
+def _shape_from_channel_widths(
+    widths: Tuple[Fraction, ...], energy: Tuple[float, ...], channels: int
+) -> Converted:
     exact_energy = [Fraction(c) for c in energy]
     energies, squares = [], []
     for channel in _channel_samples(channels):

@@ -1,9 +1,9 @@
-"""Spectra in two columns of text (.csv with commas, .txt with tabs).
+"""Tables of text (.csv with commas, .txt with tabs): channel, energy and counts in columns.
 
-The first column is the channel or the energy in keV, the second the counts; a single column is the
-counts. A first column that rises by 1 is the channel, unless a heading contains "energy" or "keV".
-Other data precede the columns in lines such as "# live time / s: 600", as `_write` creates them.
-Channels count from 0 in these lines and in the first column.
+One column has the counts; of two, the first is the channel or the energy in keV; three are channel,
+energy and counts. A first column that counts on by 1 is the channel, unless a heading contains
+"energy" or "keV". Other properties of the spectrum come first, in lines such as
+"# live time / s: 600", which `write_csv` and `write_text` write. Channels count from 0.
 """
 
 import re
@@ -11,7 +11,7 @@ from datetime import datetime
 from fractions import Fraction
 from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
-from ..analysis.calibration import counted_from_one
+from ..analysis.calibration import counted_from_one, polynomial
 from ..display.printable import printable, quoted
 from ..values import MAX_CHANNELS
 from . import calibration_conversion, parsing
@@ -19,9 +19,7 @@ from .measurement import FormatError, Measurement, checked
 
 _MAX_LINES = 2 * MAX_CHANNELS + 1000
 _ENERGY, _SHAPE = "energy / keV", "(FWHM / keV)^2"
-_TOLERANCE = Fraction(
-    1, 10**12
-)  # by which a fit may miss a small energy, relative to the largest one
+_MAX_HEAD_LINES = 16
 
 
 def _polynomial(text: str) -> List[Fraction]:
@@ -36,14 +34,24 @@ def _shape(text: str) -> Tuple[float, ...]:
     return tuple(map(float, _polynomial(text)))
 
 
+class Layout(NamedTuple):
+    """How a table is read if its form is not the usual one."""
+
+    skip: int = 0  # lines before the table, which are ignored
+    columns: Tuple[str, ...] = ()  # of COLUMNS, one for each column; empty: from the content
+
+
+COLUMNS = ("channel", "energy", "counts", "ignore")
+"""The names of columns in a Layout; "counts" is needed, the first two may be there once."""
+
+
 class _Table(NamedTuple):
     """The content of a file."""
 
     headings: str
     fields: Dict[str, List[str]]  # the values of the comment lines, by name
-    first: List[str]  # the first column; empty if there is only one
-    counts: List[int]
-    unknown: int  # number of other comment lines
+    rows: List[List[str]]  # all of the same length
+    unknown: int  # comment lines without a known name
 
 
 _READERS: Dict[str, Callable[[str], Any]] = {
@@ -61,18 +69,22 @@ _READERS: Dict[str, Callable[[str], Any]] = {
 
 
 def read(data: bytes) -> List[Measurement]:
-    """Return the spectrum in the content of a file. Raises FormatError."""
-    table = _table(data)
+    """Return the one spectrum in the file. Raises FormatError."""
+    return read_table(data, Layout())
+
+
+def read_table(data: bytes, layout: Layout) -> List[Measurement]:
+    """Return the one spectrum in a file with this layout. Raises FormatError."""
+    table = _table(data, layout.skip)
     notes: List[str] = []
     values = _values(table.fields)
+    columns = dict(zip(_columns_of(table, layout), zip(*table.rows)))
+    counts = [parsing.count(text) for text in columns["counts"]]
     energy = values.get(_ENERGY, ())
-    counts = table.counts
-    if table.first:
-        if _are_channels(table, notes):
-            missing = int(table.first[0]) - _origin(table)
-            counts = [0] * missing + counts
-        elif not energy:
-            energy = _energy_of_column(table.first, notes)
+    if "channel" in columns:
+        counts = [0] * _missing_channels(columns["channel"], notes) + counts
+    if "energy" in columns and not energy:
+        energy = _energy_of(columns["energy"], len(counts), notes)
     if table.unknown:
         notes.append(f"left out: {table.unknown} comment lines")
     if not energy:
@@ -105,11 +117,12 @@ def _values(fields: Dict[str, List[str]]) -> Dict[str, Any]:
     return values
 
 
-def _table(data: bytes) -> _Table:
+def _table(data: bytes, skip: int) -> _Table:
     headings, fields, unknown = "", {}, 0  # type: str, Dict[str, List[str]], int
-    first: List[str] = []
-    counts: List[int] = []
-    for number, line in enumerate(parsing.spectrum_lines(data, _MAX_LINES), start=1):
+    rows: List[List[str]] = []
+    for number, line in enumerate(parsing.spectrum_lines(data, skip + _MAX_LINES), start=1):
+        if number <= skip:
+            continue
         if line.startswith("#"):
             name, colon, value = line[1:].partition(":")
             if colon and name.strip() in _READERS:
@@ -118,18 +131,53 @@ def _table(data: bytes) -> _Table:
                 unknown += 1
             continue
         row = _fields(line)
-        if not row:
-            continue
-        if not counts and not _is_number(row[-1]):
+        if row and not rows and not all(map(_is_number, row)):
             headings += line.lower() + " "
-            continue
-        try:
-            first, counts = _with_row(first, counts, row)
-        except FormatError as error:
-            raise FormatError(f"line {number}: {error}") from None
-    if not counts:
+        elif row:
+            try:
+                _check_row(row, rows)
+            except FormatError as error:
+                raise FormatError(f"line {number}: {error}") from None
+            rows.append(row)
+    if not rows:
         raise FormatError("no line has counts")
-    return _Table(headings, fields, first, counts, unknown)
+    return _Table(headings, fields, rows, unknown)
+
+
+def _check_row(row: Sequence[str], rows: Sequence[Sequence[str]]) -> None:
+    if rows and len(row) != len(rows[0]):
+        raise FormatError(f"{len(row)} columns follow {len(rows[0])}")
+    if len(rows) == MAX_CHANNELS:
+        raise FormatError(f"more than {MAX_CHANNELS:,} channels")
+    for text in row:
+        parsing.exact(text)
+
+
+def _columns_of(table: _Table, layout: Layout) -> Sequence[str]:
+    """The names of the columns. Raises FormatError if they are not clear."""
+    width = len(table.rows[0])
+    if layout.columns:
+        if len(layout.columns) != width:
+            raise FormatError(f"{width} columns; expected {','.join(layout.columns)}")
+        return layout.columns
+    if width == 1:
+        _refuse_head_lines(len(table.rows))
+        return ("counts",)
+    if width == 2:
+        return ("channel" if _are_channels(table) else "energy", "counts")
+    if width == 3:
+        return ("channel", "energy", "counts")
+    raise FormatError(f"{width} columns; name them, for example channel,energy,counts")
+
+
+def _refuse_head_lines(rows: int) -> None:
+    """Numbers of a heading would become the contents of the first channels."""
+    usual = 1 << max(0, rows.bit_length() - 1)
+    if usual >= 256 and 0 < rows - usual <= _MAX_HEAD_LINES:
+        raise FormatError(
+            f"a single column of {rows} numbers, {rows - usual} more than {usual} channels; give"
+            f" the number of lines to skip, 0 if all are counts"
+        )
 
 
 def _fields(line: str) -> List[str]:
@@ -149,65 +197,39 @@ def _is_number(text: str) -> bool:
     return True
 
 
-def _with_row(
-    first: List[str], counts: List[int], row: Sequence[str]
-) -> Tuple[List[str], List[int]]:
-    if len(row) > 2:
-        raise FormatError(f"{len(row)} columns; expected 1 or 2")
-    if counts and (len(row) == 2) != bool(first):
-        raise FormatError("the number of columns changes")
-    if len(counts) == MAX_CHANNELS:
-        raise FormatError(f"more than {MAX_CHANNELS:,} channels")
-    if len(row) == 2:
-        parsing.exact(row[0])
-        first.append(row[0])
-    counts.append(parsing.count(row[-1]))
-    return first, counts
+def _are_channels(table: _Table) -> bool:
+    """True if the first column counts channels."""
+    numbers = [parsing.exact(row[0]) for row in table.rows]
+    whole = numbers[0].denominator == 1 and numbers[0] >= 0
+    whole = whole and all(after - before == 1 for before, after in zip(numbers, numbers[1:]))
+    return whole and not re.search(r"energy|kev", table.headings)
 
 
-def _are_channels(table: _Table, notes: List[str]) -> bool:
-    """Return True if the first column is the channels. Raises FormatError if it does not rise."""
-    numbers = [parsing.exact(text) for text in table.first]
-    steps = {later - earlier for earlier, later in zip(numbers, numbers[1:])}
-    if steps and min(steps) <= 0:
-        raise FormatError("the first column does not rise from row to row")
-    whole = numbers[0].denominator == 1 and numbers[0] >= 0 and steps <= {Fraction(1)}
-    if not whole or re.search(r"energy|kev", table.headings):
-        return False
-    if numbers[0] + len(numbers) > MAX_CHANNELS:
+def _missing_channels(column: Sequence[str], notes: List[str]) -> int:
+    """The number of channels before the first one of the column, which counts on by 1."""
+    first = parsing.count(column[0])
+    for channel, text in enumerate(column, start=first):
+        if parsing.exact(text) != channel:
+            raise FormatError(f"channel {text} in the row of channel {channel}")
+    if first + len(column) > MAX_CHANNELS:
         raise FormatError(f"more than {MAX_CHANNELS:,} channels")
-    if numbers[0] == 1:
+    if first == 1:
         notes.append("the channels of the first column count from 1")
-    elif numbers[0] > 1:
-        notes.append(f"channels 0 to {numbers[0] - 1} (from 0) are not in the file and set to 0")
-    return True
+        return 0
+    if first:
+        notes.append(f"channels 0 to {first - 1} (from 0) are not in the file and set to 0")
+    return first
 
 
-def _origin(table: _Table) -> int:
-    """Return the number of the first channel: 1 if the column begins with 1, otherwise 0."""
-    return 1 if int(table.first[0]) == 1 else 0
-
-
-def _energy_of_column(column: Sequence[str], notes: List[str]) -> Tuple[float, ...]:
-    """Return the energy calibration that gives the energies of the channels as printed."""
-    energies = [parsing.exact(text) for text in column]
-    min_tolerance = max(abs(energy) for energy in energies) * _TOLERANCE
-    points = calibration_conversion.Points(
-        [Fraction(channel) for channel in range(len(column))],
-        energies,
-        [max(calibration_conversion.printed_tolerance(text), min_tolerance) for text in column],
-    )
-    fit = calibration_conversion.polynomial_through(points, range(1, 5))
-    if not fit.exact:
-        misses = (
-            abs(calibration_conversion.evaluate(fit.coefficients, x) - y)
-            for x, y in zip(points.x, points.y)
-        )
-        notes.append(
-            "the energies of the first column are not a polynomial; the calibration gives them"
-            f" within {float(max(misses)):.2g} keV"
-        )
-    return counted_from_one(fit.coefficients)
+def _energy_of(column: Sequence[str], channels: int, notes: List[str]) -> Tuple[float, ...]:
+    """The calibration from the energies of the last channels of a spectrum."""
+    numbers = list(map(parsing.exact, column))
+    if any(after <= before for before, after in zip(numbers, numbers[1:])):
+        raise FormatError("the energies do not rise from row to row")
+    if channels > len(column):
+        notes.append("left out: the energies, because the first channels have none")
+        return ()
+    return calibration_conversion.energy_of_column(column, notes)
 
 
 # ---- Writing -----------------------------------------------------------------------------------
@@ -233,8 +255,16 @@ def _write(measurement: Measurement, separator: str) -> Tuple[str, List[str]]:
     if measurement.energy or measurement.shape:
         about = "channels count from 0; polynomials in the channel and in the energy, from order 0"
         lines.append(f"# about: {about}")
-    lines.append(f"channel{separator}counts")
-    lines += [f"{channel}{separator}{count}" for channel, count in enumerate(measurement.counts)]
+    if measurement.energy:  # as a column, from which other programs read the calibration
+        lines.append(separator.join(("channel", "energy / keV", "counts")))
+        for channel, count in enumerate(measurement.counts):
+            energy = polynomial(measurement.energy, channel + 1)
+            lines.append(f"{channel}{separator}{energy:.9g}{separator}{count}")
+    else:
+        lines.append(f"channel{separator}counts")
+        lines += [
+            f"{channel}{separator}{count}" for channel, count in enumerate(measurement.counts)
+        ]
     return "\n".join(lines) + "\n", notes
 
 

@@ -61,10 +61,11 @@ def checked(measurement: Measurement) -> Measurement:
         raise FormatError(
             f"the spectrum has {channels or 'no'} channels; expected 1 to {MAX_CHANNELS:,}"
         )
-    for channel, count in enumerate(measurement.counts):
+    for count in (min(measurement.counts), max(measurement.counts)):
         if not 0 <= count <= MAX_COUNT:
             raise FormatError(
-                f"channel {channel} (from 0) has {count} counts; expected 0 to {MAX_COUNT}"
+                f"channel {measurement.counts.index(count)} (from 0) has {count} counts;"
+                f" expected 0 to {MAX_COUNT}"
             )
     return measurement
 

@@ -22,7 +22,7 @@ DETECTOR = "Detector"
 """The id of a detector without a name."""
 
 _MAX_SPECTRA = 5000
-_MAX_TOTAL_CHANNELS = 1 << 24
+_MAX_TOTAL_CHANNELS = 20000000
 _MAX_REMARKS = 50
 _MAX_NAMES = 8  # in a note
 
@@ -116,7 +116,7 @@ def _measurement(element: Element, spectrum: _Spectrum, name: str) -> Measuremen
     compression = attributes.get("Compression", attributes.get("compressionCode", "None"))
     if compression.lower() not in ("none", "countedzeroes"):
         raise FormatError(f"unknown compression {quoted(compression)}; expected CountedZeroes")
-    counts = parsing.counts_of(spectrum.counts.text, compression.lower() == "countedzeroes")
+    counts = parsing.counts_of(spectrum.counts.text, compression.lower() == "countedzeroes", notes)
     title, remarks = _remarks(element)
     energy = spectrum.energy(len(counts), notes)
     shape = spectrum.shape(energy, len(counts), notes) if energy else ()

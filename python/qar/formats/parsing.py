@@ -6,7 +6,7 @@ import re
 from datetime import datetime
 from decimal import Decimal
 from fractions import Fraction
-from typing import Iterator, List, Optional
+from typing import Iterator, List, Optional, Sequence
 
 from ..display.printable import quoted
 from ..values import MAX_CHANNELS, MAX_COUNT, date_text, datetime_of
@@ -19,6 +19,7 @@ MAX_LINE = 4096
 """The length of the longest line of a spectrum."""
 
 _MAX_NUMBER = 60  # characters
+_WHOLE_NUMBERS = re.compile(r"\s*(\d{1,10}(\s+|$))*", re.ASCII)
 _NUMBER = re.compile(r"[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d{1,4})?", re.ASCII)
 _DURATION = re.compile(
     r"P(?:(\d+)D)?(?:T(?:(\d+)H)?(?:(\d+)M)?(?:(\d*\.?\d*)S)?)?", re.ASCII | re.IGNORECASE
@@ -107,21 +108,62 @@ def count(text: str) -> int:
     return value
 
 
-def counts_of(text: str, counted_zeroes: bool = False) -> List[int]:
+def counts_of(
+    text: str, counted_zeroes: bool = False, notes: Optional[List[str]] = None
+) -> List[int]:
     """Return the channel contents in a text.
 
-    counted_zeroes: each 0 is followed by the number of zeroes. Raises FormatError as `count`
-    does, if a number of zeroes is missing, and for more than MAX_CHANNELS.
+    Args:
+        text: numbers with white space between them.
+        counted_zeroes: each 0 is followed by the number of zeroes.
+        notes: decimal counts are rounded, and a note is appended; None refuses them.
+
+    Raises FormatError as `count`, if a number of zeroes is missing, and beyond MAX_CHANNELS.
     """
-    counts: List[int] = []
-    numbers = (match.group() for match in re.finditer(r"\S+", text))
+    if _WHOLE_NUMBERS.fullmatch(text):
+        values = list(map(int, text.split()))
+        if values and max(values) > MAX_COUNT:
+            raise FormatError(f'"{max(values)}" counts in a channel; expected at most {MAX_COUNT}')
+    else:
+        values = _checked_counts(text.split(), notes)
+    if counted_zeroes:
+        return _expanded(values)
+    if len(values) > MAX_CHANNELS:
+        raise FormatError(f"the spectrum has more than {MAX_CHANNELS:,} channels")
+    return values
+
+
+def _checked_counts(numbers: Sequence[str], notes: Optional[List[str]]) -> List[int]:
+    if notes is None:
+        return list(map(count, numbers))
+    values, rounded = [], 0
     for number in numbers:
-        value, repeated = count(number), 1
-        if counted_zeroes and value == 0:
-            repeated = count(next(numbers, "missing number of zeroes"))
-        if len(counts) + repeated > MAX_CHANNELS:
+        value = exact(number)
+        if value.denominator != 1 and value > 0:
+            rounded += 1
+            number = str(round(value))
+        values.append(count(number))
+    if rounded:
+        notes.append(f"decimal counts are rounded in {rounded} channels")
+    return values
+
+
+def _expanded(values: Sequence[int]) -> List[int]:
+    """The contents of a list in which each 0 is followed by the number of zeroes."""
+    counts: List[int] = []
+    numbers = iter(values)
+    for value in numbers:
+        if value:
+            counts.append(value)
+        else:
+            zeroes = next(numbers, None)
+            if zeroes is None:
+                raise FormatError("a number of zeroes is missing at the end")
+            if zeroes > MAX_CHANNELS:
+                raise FormatError(f"the spectrum has more than {MAX_CHANNELS:,} channels")
+            counts.extend([0] * zeroes)
+        if len(counts) > MAX_CHANNELS:
             raise FormatError(f"the spectrum has more than {MAX_CHANNELS:,} channels")
-        counts.extend([value] * repeated)
     return counts
 
 

@@ -20,6 +20,8 @@ DATA = "$DATA:\n0 2\n1\n2\n3\n"
 MANY = "<Spectrum>" + COUNTED % "0 65000" + "</Spectrum>"
 DOCTYPE = '<!DOCTYPE r [<!ENTITY x "%s">]><RadInstrumentData>&x;</RadInstrumentData>'
 
+WRITABLE = [format for format in formats.FORMATS.values() if format.write is not None]
+
 REFUSED = (  # file, content, part of the message
     ("a.n42", DOCTYPE % "xxx", "document type"),
     ("a.n42", '<!DOCTYPE r SYSTEM "http://a"><RadInstrumentData/>', "document type"),
@@ -29,19 +31,19 @@ REFUSED = (  # file, content, part of the message
     ("a.n42", N42 % (COUNTED % "0 70000"), "more than 65,535"),
     ("a.n42", N42 % (COUNTED % "5 0"), "number of zeroes"),
     ("a.n42", N42 % (COUNTED % "1 -3"), '"-3"'),
-    ("a.n42", N42 % (COUNTED % "1 3.5"), '"3.5"'),
     ("a.n42", N42 % (COUNTED % ("9" * 100000)), "not a number"),
     ("a.n42", N42 % ("<LiveTimeDuration>-PT1S</LiveTimeDuration>" + COUNTED % "1"), "not a duration"),
-    ("a.n42", "<RadInstrumentData>" + 300 * MANY + "</RadInstrumentData>", "too many spectra"),
+    ("a.n42", "<RadInstrumentData>" + 310 * MANY + "</RadInstrumentData>", "too many spectra"),
     ("a.spe", "$DATA:\n0 3\n1\n2\n", "2 of 4 channels"),
     ("a.spe", "$DATA:\n0 69999\n" + "1\n" * 70000, "0 to 69999"),
     ("a.spe", "$DATA:\n0 1\n1\n2\n3\n", "more than 2 channels"),
     ("a.spe", "$DATA:\n0 1\n1\n2.5\n", '"2.5"'),
     ("a.spe", "$SPEC_ID:\nx\n", "no $DATA"),
     ("a.spe", DATA + "$MCA_CAL:\n2\n1e308 1e308\n$SHAPE_CAL:\n2\n1e308 1e308\n", "out of range"),
-    ("a.csv", "1,2,3\n", "3 columns"),
-    ("a.csv", "5\n1,6\n", "number of columns changes"),
-    ("a.csv", "0,1\n2,1\n1,1\n", "does not rise"),
+    ("a.csv", "1,2,3,4\n", "4 columns"),
+    ("a.csv", "5\n1,6\n", "line 2: 2 columns follow 1"),
+    ("a.csv", "0,1\n2,1\n1,1\n", "do not rise"),
+    ("a.csv", "600\n605\n" + 256 * "1\n", "lines to skip"),
     ("a.csv", "0,1\n1,1e400\n", "line 2"),
     ("a.csv", "0,2147483648\n", '"2147483648" counts'),
     ("a.csv", "1\n" * 70000, "more than 65,535"),
@@ -70,7 +72,7 @@ READ = (  # file, content, the fields to compare, part of the notes
     ("a.csv", "energy;counts\n-5e-20;1,0\n0,2201;2\n0,4402;3\n",
         {"counts": (1, 2, 3), "energy": (-0.2201, 0.2201)}, ""),
     ("a.csv", "5\n6\n", {"counts": (5, 6)}, "no energy"),
-    ("a.csv", "0.5,5\n", {"counts": (5,)}, "not a polynomial"),
+    ("a.csv", "0.5,5\n", {"counts": (5,)}, "are not a polynomial"),
     ("a.spe", DATA + "$MCA_CAL:\n2\n0.5 0.25 MeV\n", {"energy": (250.0, 250.0)}, ""),
     ("a.spe", DATA + "$ENER_FIT:\n0 0.5\n$MCA_CAL:\n3\n1 0.5 0 keV\n",
         {"energy": (0.5, 0.5, 0.0)}, "differs from $MCA_CAL by 1 keV"),
@@ -114,7 +116,7 @@ class TestRead(support.TestCase):
 
 class TestWrite(support.TestCase):
     def test_every_field_survives_every_format(self):
-        for format in formats.FORMATS.values():
+        for format in WRITABLE:
             with self.subTest(format.name):
                 name = "full" + format.suffixes[0]
                 formats.write(name, FULL)
@@ -172,7 +174,7 @@ class TestWrite(support.TestCase):
             formats.write("a.qar", measurement, replace=True)
             first = formats.read("a.qar")[0]
             self.assertEqual(differing(first, measurement), set())
-            for format in formats.FORMATS.values():
+            for format in WRITABLE:
                 formats.write("b" + format.suffixes[0], first, replace=True)
                 (back,) = formats.read("b" + format.suffixes[0])
                 self.assertEqual(differing(back, first), set(), (path, format.name))
