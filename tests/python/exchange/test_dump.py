@@ -1,4 +1,4 @@
-"""A measurement as JSON and back, and the parameters that only another dictionary has."""
+"""Dumps of measurements, and extensions of the dictionary."""
 
 import json
 
@@ -28,13 +28,13 @@ with qar.open("suite.qar", "x") as source:
 """
 TRY_EXTENSION = "import qar; print(qar.dictionary.describe(0x20500001).name)"
 
-UNUSABLE = (  # what makes an extension one that is not used: a change of its first parameter
+INVALID = (  # changes of the first parameter that make an extension invalid
     {"code": 0x20050001},  # the class of channel contents
     {"code": 0x40010001},  # a class of bytes
     {"code": 2**32},
     {"code": -1},
     {"code": "0x20500001"},
-    {"code": 0x20000300},  # twice
+    {"code": 0x20000300},  # used twice
     {"name": "HUMIDITY"},
     {"name": "QAR_D_" + "X" * 13},
     {"type": "quad"},
@@ -44,12 +44,11 @@ UNUSABLE = (  # what makes an extension one that is not used: a change of its fi
     {"type": "str", "length": 70000},
     {"description": "d" * 256},
 )
-NO_EXTENSIONS = ("", "{", "[" * 10000, '{"qar_dictionary": 2, "parameters": []}', " " * (5 << 20))
+NOT_EXTENSIONS = ("", "{", "[" * 10000, '{"qar_dictionary": 2, "parameters": []}', " " * (5 << 20))
 
-# A quarter of all milliseconds lie above the floating-point number that a file has of them.
 DATES = "QAR_T_ACQSTOP QAR_T_CALDATE QAR_T_SAMPLETIME QAR_T_ENERGYTIME QAR_T_ANALYSED".split()
 
-NO_DOCUMENTS = (
+NOT_DUMPS = (
     b"[" * 100000,
     b'{"qar_measurement": 1, "spectrum": [' + b"1" * 100 + b"]}",
     b'{"qar_measurement": 2}',
@@ -60,15 +59,15 @@ NO_DOCUMENTS = (
     b'{"qar_measurement": 1, "classes": [{"class": 8192, "records": [{"entries": [1]}]}]}',
     b"\xff\xfe",
 )
-EVERYTHING = {  # a value of every type, and numbers that JSON has not
+EVERYTHING = {  # a value of every type, and numbers that JSON does not have
     "QAR_C_COMMENT": 'µ "\\\n', "QAR_S_ADCBITS": 65535, "QAR_B_PILEUPREJ": True, "QAR_F_AMPGAIN": 0.1,
     "QAR_D_LIVETIME": float("nan"), "QAR_D_REALTIME": float("inf"), "QAR_F_DEADTIME": float("-inf"),
     "QAR_Q_CLOCKTICKS": -(2**63), "QAR_T_ACQSTART": "2026-03-02T08:15:00.123Z",
 }  # fmt: skip
 
 
-class Dump(support.TestCase):
-    def test_loads_into_an_equal_file(self):
+class TestDump(support.TestCase):
+    def test_loaded_dump_equals_the_file(self):
         with qar.open("a.qar", "x") as source:
             source.set_spectrum([5, 0, -7, 2147483647])
             source.update(EVERYTHING)
@@ -93,11 +92,13 @@ class Dump(support.TestCase):
         lines = [{"QAR_D_LINEENERGY": 661.657}, {}, {"QAR_B_LINEKEY": False}]
         self.assertEqual([record.get("entries") for record in classes[0x2004]], [None, lines])
 
-    def test_tells_what_it_could_not_reach_or_store(self):
+    def test_class_without_parameters_is_listed_as_not_reached(self):
         with qar.open("a.qar", "x") as source:
             source["QAR_C_MEASNAME"] = "x"
-            qar.errors.check(qar.handle.pyORV3.createBlock(source.handle, 0x4005, 9), "making")
+            qar.errors.check(qar.handle.pyORV3.createBlock(source.handle, 0x4005, 9), "creating")
             self.assertRegex(dump.dump(source)["not_reached"][0], "VORLAGEOM")
+
+    def test_values_that_cannot_be_stored_are_listed(self):
         values = {
             "QAR_L_CHANNELS": 2**40,
             "QAR_C_NOSUCH": 1,
@@ -112,21 +113,28 @@ class Dump(support.TestCase):
         with qar.open("b.qar") as source:
             self.assertEqual(source.spectrum(), (1,) * 32768)
 
-    def test_refuses_what_is_no_dump(self):
-        for content in NO_DOCUMENTS:
+    def test_load_stops_at_the_first_record_that_does_not_fit(self):
+        classes = [{"class": 0x2006, "records": [{}] * 66000}]
+        (failure,) = dump.load({"qar_measurement": 1, "classes": classes}, "a.qar")
+        self.assertIn("records 65,536 to 66,000", failure)
+        with qar.open("a.qar") as source:
+            self.assertEqual(source.record_count(0x2006), 65535)
+
+    def test_other_json_is_refused(self):
+        for content in NOT_DUMPS:
             self.assertRaises(formats.FormatError, dump.read, self.write("a.json", content))
             ran = support.run("load", "a.json", "b.qar")
             self.assertEqual((ran.code, len(ran.err), self.names()), (2, 1, ["a.json"]), ran.err)
 
-    def test_carries_parameters_that_only_the_other_dictionary_has(self):
+    def test_dump_and_extension_carry_parameters_of_another_dictionary(self):
         theirs = {"ORV_DICTIONARY": self.write("theirs.json", json.dumps(EXTENSION))}
         ours = {"ORV_DICTIONARY": "ours.json"}
         self.python("-c", USE_EXTENSION, **theirs)
         command = ("-m", "qar", "dump", "suite.qar", "-o", "a.json", "--dictionary", "ours.json")
         self.assertEqual(self.python(*command, **theirs), "")
-        made = {p["name"]: p for p in json.loads(self.read("ours.json"))["parameters"]}
+        rows = {p["name"]: p for p in json.loads(self.read("ours.json"))["parameters"]}
         self.assertEqual(
-            (made["QAR_L_STEPS"]["scope"], made["QAR_C_ROOM"]["length"]), ("entry", 255)
+            (rows["QAR_L_STEPS"]["scope"], rows["QAR_C_ROOM"]["length"]), ("entry", 255)
         )
         for command in (("load", "a.json", "b.qar"), ("dump", "b.qar", "-o", "b.json")):
             self.assertEqual(self.python("-m", "qar", *command, **ours), "")
@@ -135,17 +143,16 @@ class Dump(support.TestCase):
         entries = [{"QAR_L_STEPS": 3}, {"QAR_L_STEPS": 4}]
         self.assertEqual(first[2]["records"][0]["entries"], entries)
 
-    def test_an_extension_with_any_fault_adds_nothing(self):
-        said = self.python(
-            "-c", TRY_EXTENSION, ORV_DICTIONARY=self.write("e.json", json.dumps(EXTENSION))
-        )
-        self.assertEqual(said.strip(), "QAR_D_HUMIDITY")
+    def test_invalid_extension_adds_no_parameter(self):
+        valid = self.write("e.json", json.dumps(EXTENSION))
+        output = self.python("-c", TRY_EXTENSION, ORV_DICTIONARY=valid)
+        self.assertEqual(output.strip(), "QAR_D_HUMIDITY")
         others = EXTENSION["parameters"][1:]
         faulty = [
-            json.dumps({**EXTENSION, "parameters": [{**HUMIDITY, **c}, *others]}) for c in UNUSABLE
+            json.dumps({**EXTENSION, "parameters": [{**HUMIDITY, **c}, *others]}) for c in INVALID
         ]
-        for content in [*faulty, *NO_EXTENSIONS]:
+        for content in [*faulty, *NOT_EXTENSIONS]:
             extension = {"ORV_DICTIONARY": self.write("e.json", content), "PYORV3_TRACE": "-"}
             output = self.python("-c", TRY_EXTENSION, code=1, **extension)
             self.assertIn("NotFoundError", output.splitlines()[-1])
-            self.assertIn("0x00008186", output)  # what the dictionary says of it
+            self.assertIn("0x00008186", output)  # the message of the dictionary

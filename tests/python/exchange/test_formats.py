@@ -246,3 +246,10 @@ class TestCalibrationConversion(unittest.TestCase):
             shifted = counted_from_one(map(parsing.exact, decimals))
             again = calibration_conversion.decimals_from_zero(shifted)
             self.assertEqual(list(map(float, again)), list(map(float, decimals)))
+
+
+class TestNuclideCsv(support.TestCase):
+    def test_duplicate_column_is_refused(self):
+        path = self.write("l.csv", "nuclide, half_life, energy, photons, Energy\nK-40, 1 y, 5, 1, 6\n")
+        with self.assertRaisesRegex(formats.FormatError, "column energy twice"):
+            formats.nuclide_csv.read(path)

@@ -1,9 +1,10 @@
-"""Data sources as objects, on the embedded library."""
+"""DataSource on the embedded library."""
 
 import array
 import datetime
 import logging
 import math
+import os
 import pickle
 
 import qar
@@ -27,9 +28,8 @@ class TestCase(support.TestCase):
         return self.source
 
 
-class Values(TestCase):
-    # What is written and what comes back, where that is another thing.
-    KEPT = [
+class TestValues(TestCase):
+    ACCEPTED = [  # parameter, value and, if it differs, the value that is read back
         ("QAR_B_PILEUPREJ", True),
         ("QAR_B_PILEUPREJ", 0, False),
         ("QAR_S_ADCBITS", 65535),
@@ -43,6 +43,8 @@ class Values(TestCase):
         ("QAR_T_ACQSTART", NOON, "2026-03-02T12:00:00.250Z"),
         ("QAR_T_ACQSTART", NOON.astimezone(EAST), "2026-03-02T12:00:00.250Z"),
         ("QAR_T_ACQSTOP", "2026-03-02T14:00:00+02:00", "2026-03-02T12:00:00.000Z"),
+        ("QAR_T_ACQSTOP", "2026-03-02T23:59:59.999999Z", "2026-03-02T23:59:59.999Z"),
+        ("QAR_T_ACQSTOP", "2038-01-19T03:14:07.999Z"),
     ]
     REFUSED = [
         ("QAR_B_PILEUPREJ", 2), ("QAR_B_PILEUPREJ", "1"), ("QAR_S_ADCBITS", -1),
@@ -54,14 +56,39 @@ class Values(TestCase):
         ("QAR_T_ACQSTART", NOON.replace(tzinfo=None)), ("QAR_T_ACQSTART", NOON.replace(year=2040)),
     ]  # fmt: skip
 
-    def test_come_back_as_they_were_written(self):
-        for key, written, *read in self.KEPT:
+    def test_valid_value_is_read_back(self):
+        for key, written, *read in self.ACCEPTED:
             with self.subTest(key=key, value=written):
                 self.source[key] = written
                 self.assertEqual(self.source[key], read[0] if read else written)
                 self.assertIs(type(self.source[key]), type(read[0] if read else written))
 
-    def test_that_would_change_are_refused_before_the_call(self):
+    def test_every_millisecond_is_read_back_and_rewriting_keeps_it(self):
+        for millisecond in range(0, 1000, 7):
+            text = f"2026-03-02T08:15:0{millisecond % 10}.{millisecond:03}Z"
+            for date in (text, qar.datetime_of(text), text[:-1] + "9Z"):
+                self.source["QAR_T_ACQSTART"] = date
+                self.assertEqual(self.source["QAR_T_ACQSTART"], text)
+
+    def test_record_or_entry_beyond_16_bits_is_refused(self):
+        self.source.append({"QAR_C_NUCLNAME": "K-40", "QAR_D_LINEENERGY": [1460.8]})
+        nuclides, energy, beyond = "QAR_CLS_NUCLIDE", "QAR_D_LINEENERGY", 65537
+        for call in (
+            lambda: self.source.delete(nuclides, beyond),
+            lambda: self.source.delete(nuclides, 1, beyond),
+            lambda: self.source.insert(nuclides, beyond),
+            lambda: self.source.entry_count(nuclides, beyond),
+            lambda: self.source.get(energy, beyond),
+            lambda: self.source.get(energy, 1, -65535),
+            lambda: self.source.update({energy: [1.0]}, beyond),
+            lambda: self.source.copy_record_to(self.source, nuclides, beyond, 1),
+            lambda: self.source.find_nuclide("K-40", after=65536),
+        ):
+            with self.assertRaisesRegex(qar.BadArgumentError, "number -?65.*up to 65535"):
+                call()
+        self.assertEqual(self.source.column(energy), [1460.8])
+
+    def test_value_that_would_change_is_refused_before_the_call(self):
         for key, value in self.REFUSED:
             with self.subTest(key=key, value=value):
                 with self.assertRaises(qar.BadArgumentError) as caught:
@@ -69,7 +96,7 @@ class Values(TestCase):
                 self.assertIn(repr(value), str(caught.exception))
                 self.assertNotIn(key, self.source)
 
-    def test_stand_in_records_and_entries(self):
+    def test_records_and_entries_are_stored_found_and_deleted(self):
         nuclides = [("Co-60", [1173.228, 1332.492]), ("Cs-137", [661.657])]
         for name, energies in nuclides:
             self.source.append({"QAR_C_NUCLNAME": name, "QAR_D_LINEENERGY": energies})
@@ -89,20 +116,17 @@ class Values(TestCase):
         source.clear("QAR_C_NUCLNAME")
         self.assertEqual(source.record_count(qar.constants.QAR_CLS_NUCLIDE), 0)
 
-    def test_are_listed_with_what_the_dictionary_says(self):
+    def test_parameters_have_values_and_descriptions(self):
         self.source.update({"QAR_D_ENERGYCAL": (0.1, 0.5), "QAR_F_CALTEMPER": 20.5})
-        found = {p.name: (p.unit, value) for p, value in self.source.parameters(0x2002)}
-        self.assertEqual(found["QAR_D_ENERGYCAL"], ("", [0.1, 0.5]))
-        self.assertEqual(found["QAR_F_CALTEMPER"], ("°C", 20.5))
+        values = {p.name: (p.unit, value) for p, value in self.source.parameters(0x2002)}
+        self.assertEqual(values["QAR_D_ENERGYCAL"], ("", [0.1, 0.5]))
+        self.assertEqual(values["QAR_F_CALTEMPER"], ("°C", 20.5))
         known = [p.code for p in qar.constants.KNOWN_PARAMETERS]
-        asked = [
-            p.code
-            for c in sorted({k >> 16 for k in known})
-            for p in qar.dictionary.parameters_of(c)
-        ]
-        self.assertEqual(asked, known)
+        classes = sorted({code >> 16 for code in known})
+        listed = [p.code for c in classes for p in qar.dictionary.parameters_of(c)]
+        self.assertEqual(listed, known)
 
-    def test_and_classes_are_copied_to_another_source(self):
+    def test_source_and_record_are_copied_to_another_source(self):
         self.source["QAR_C_OPERATOR"] = "first"
         self.source.append({"QAR_C_NUCLNAME": "K-40"})
         with qar.open("copy.qar", "x") as copy:
@@ -112,8 +136,8 @@ class Values(TestCase):
             self.assertEqual((copy["QAR_C_OPERATOR"], names), ("first", ["K-40", "K-40"]))
 
 
-class Spectra(TestCase):
-    KEPT = [
+class TestSpectrum(TestCase):
+    ACCEPTED = [
         [1], (0, -5, 2**31 - 1, -(2**31)), range(32768), [1.0, 2, True], array.array("H", [7, 8]),
         dict.fromkeys((5, 6)).keys(),
     ]  # fmt: skip
@@ -122,12 +146,12 @@ class Spectra(TestCase):
         {1: 2}, 5, [None], [[1], [2]],
     ]  # fmt: skip
 
-    def test_are_taken_from_anything_that_gives_whole_numbers(self):
-        for channels in self.KEPT:
+    def test_sequence_of_integers_is_read_back(self):
+        for channels in self.ACCEPTED:
             self.source.set_spectrum(channels)
             self.assertEqual(self.reopened("r+").spectrum(), tuple(channels))
 
-    def test_of_anything_else_are_refused_and_the_old_one_stays(self):
+    def test_invalid_spectrum_is_refused_and_the_old_one_stays(self):
         self.source.set_spectrum([5, 6])
         for channels in self.REFUSED:
             with self.subTest(channels=str(channels)[:20]):
@@ -135,7 +159,7 @@ class Spectra(TestCase):
                     self.source.set_spectrum(channels)
                 self.assertEqual(self.source.spectrum(), (5, 6))
 
-    def test_go_to_numpy_and_come_from_it(self):
+    def test_numpy_arrays_are_read_and_written(self):
         try:
             import numpy
         except ImportError:
@@ -159,9 +183,9 @@ class Spectra(TestCase):
                 self.source.set_spectrum(bad)
 
 
-class Failures(TestCase):
-    def test_are_exceptions_of_families_that_say_what_was_tried(self):
-        self.write("text.qar", "no data source")
+class TestFailures(TestCase):
+    def test_failure_raises_its_family_with_attempt_and_argument(self):
+        self.write("text.qar", "not a data source")
         self.source.set_spectrum(range(4096))
         self.reopened()
         content = self.path.read_bytes()
@@ -193,14 +217,14 @@ class Failures(TestCase):
                 self.assertEqual(str(pickle.loads(pickle.dumps(error))), str(error))
                 self.assertEqual(qar.status.describe(error.status).family, error.family)
 
-    def test_of_another_process_that_writes_are_said(self):
+    def test_second_writing_process_is_refused(self):
         script = "import qar, sys\ntry: qar.open(sys.argv[1], 'r+')\nexcept qar.InUseError: print('in use')"
         self.source.flush()
         self.assertEqual(self.python("-c", script, self.path), "in use\n")
 
 
-class Objects(TestCase):
-    def test_close_with_their_block_and_keep_what_was_written(self):
+class TestDataSource(TestCase):
+    def test_exception_in_the_block_closes_and_saves(self):
         with self.assertRaises(ZeroDivisionError):
             with self.reopened("r+") as source:
                 source["QAR_C_OPERATOR"] = "kept"
@@ -209,12 +233,12 @@ class Objects(TestCase):
         self.assertEqual(self.reopened()["QAR_C_OPERATOR"], "kept")
         self.assertEqual(self.source.state, qar.SourceState.OPEN | qar.SourceState.READ_ONLY)
 
-    def test_show_themselves(self):
-        self.source.update({"QAR_C_MEASNAME": "<b> & co", "QAR_D_LIVETIME": 12.5})
+    def test_notebook_and_console_show_the_content_without_control_characters(self):
+        self.source.update({"QAR_C_MEASNAME": "<b> & \x1bco", "QAR_D_LIVETIME": 12.5})
         self.assertIn("no spectrum", repr(self.source))
         self.source.set_spectrum(range(300))
         html = self.source._repr_html_()
-        self.assertIn("&lt;b&gt; &amp; co", html)
+        self.assertIn("&lt;b&gt; &amp; ?co", html)
         self.assertIn("<td>12.5</td><td>s</td>", html)
         self.assertIn("<polyline", html)
         self.assertIn("300 channels", repr(self.source))
@@ -222,11 +246,29 @@ class Objects(TestCase):
         self.source.close()
         self.assertIn("closed", repr(self.source) and self.source._repr_html_())
 
-    def test_log_what_they_do(self):
+    def test_file_whose_name_is_not_utf_8_is_opened_and_saved(self):
+        self.source["QAR_C_OPERATOR"] = "J. Miller"
+        self.source.close()
+        for name in (b"\xe9.qar", b"\xe9/\xe9.qar", b"\xe9/sample.qar"):
+            with self.subTest(name):
+                os.makedirs(os.path.dirname(name) or b".", exist_ok=True)
+                os.rename(os.fsencode(str(self.path)), name)
+                self.path = os.fsdecode(name)
+                with qar.open(self.path, "r+") as source:
+                    source["QAR_C_DETECTOR"] = str(name)
+                with qar.open(self.path) as source:
+                    self.assertEqual(source["QAR_C_DETECTOR"], str(name))
+            self.path = self.folder / self.path
+        with qar.open(os.fsdecode(b"\xe9/new.qar"), "x") as source:
+            source.flush()
+        with self.assertRaisesRegex(qar.BadArgumentError, "not UTF-8"):
+            qar.open(os.fsdecode(b"new\xe9.qar"), "x")
+
+    def test_calls_are_logged(self):
         with self.assertLogs("qar", logging.DEBUG) as logs:
             self.reopened().close()
             with self.assertRaises(qar.NotFoundError):
                 qar.open("none.qar")
         text = "\n".join(logs.output)
-        for wanted in ("INFO:qar:opened", "INFO:qar:closed", "DEBUG:qar:opening"):
-            self.assertIn(wanted, text)
+        for entry in ("INFO:qar:opened", "INFO:qar:closed", "DEBUG:qar:opening"):
+            self.assertIn(entry, text)
