@@ -1,9 +1,8 @@
 #!/usr/bin/env python3
-"""Measures pyORV3 beside other ways to do the same work and prints a table.
+"""Compare pyORV3 with other ways to do the same work and print a table.
 
-The ways of a row take turns in one run; a time is the median over the turns, a ratio is pyORV3's
-number divided by the other one. A limit stands beside what it limits, and what is over it is
-marked. The numbers are for reading: the command does not fail for one.
+The ways of a row take turns in one run. A time is the median over the turns; a ratio is pyORV3's
+number divided by the other one. Numbers above their limit are marked, but the command succeeds.
 """
 
 import argparse
@@ -31,7 +30,7 @@ PARTS = {
         *(resources.acquisition, processes.together, processes.engine),
     )
 }
-COLUMNS = (  # title, side to which it is set, width
+COLUMNS = (  # title, alignment, width
     *(("work", "<", 55), ("pyORV3", ">", 9), ("compared with", "<", 24), ("its", ">", 9)),
     *(("ratio", ">", 7), ("at most", ">", 7), ("", "<", 4)),
 )
@@ -43,7 +42,7 @@ UNITS = {
 
 
 class Bench:
-    """What the parts need: a folder for files and how long a case may take."""
+    """The settings of all parts: a folder for files and the seconds for a case."""
 
     def __init__(self, folder, seconds):
         self.folder, self.seconds = folder, seconds
@@ -66,7 +65,7 @@ def shown(value, unit):
 
 
 def line(cells):
-    """A row of a Markdown table, in columns that an eye can follow."""
+    """Return a row of a Markdown table with aligned columns."""
     padded = (f"{cell:{side}{width}}" for (_, side, width), cell in zip(COLUMNS, cells))
     return "| " + " | ".join(padded) + " |"
 
@@ -130,21 +129,21 @@ def parsed(arguments):
         epilog="parts:\n" + "\n".join(f"  {name:<12}{PARTS[name].__doc__}" for name in PARTS),
     )
     default = "/dev/shm" if os.path.isdir("/dev/shm") else None
-    parser.add_argument("parts", nargs="*", metavar="PART", help="parts to run; by default all")
-    parser.add_argument("--seconds", type=float, default=0.4, help="for each row, about")
-    parser.add_argument("--folder", default=default, help="where files go; by default in memory")
-    parser.add_argument("--plot", metavar="PNG", help="draws what the part growth measures")
+    parser.add_argument("parts", nargs="*", metavar="PART", help="parts to run (default: all)")
+    parser.add_argument("--seconds", type=float, default=0.4, help="approximate time for each row (default: 0.4)")
+    parser.add_argument("--folder", default=default, help="folder for files (default: in memory)")
+    parser.add_argument("--plot", metavar="PNG", help="plot the results of the part growth")
     chosen = parser.parse_args(arguments)
     for part in chosen.parts:
         if part not in PARTS:
-            parser.error(f"no such part: {part}")
+            parser.error(f"unknown part {part!r}; expected one of {', '.join(PARTS)}")
     return chosen
 
 
 def main(arguments):
     chosen = parsed(arguments)
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
-    resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))  # for a thousand files at once
+    resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))  # for a thousand open files
     print_conditions(chosen.folder or tempfile.gettempdir(), chosen.seconds)
     rows = []
     with tempfile.TemporaryDirectory(dir=chosen.folder) as folder:

@@ -1,4 +1,4 @@
-"""Every method of pyORV3 against the same library calls made through ctypes and cffi."""
+"""Every method of pyORV3, compared with the same library calls through ctypes and cffi."""
 
 import array
 import contextlib
@@ -22,7 +22,7 @@ GET_LIMIT, SET_LIMIT = 1.2, 0.42
 
 
 class Call(NamedTuple):
-    """A call of pyORV3; through: the counterpart in `native.Calls` where its name differs."""
+    """A call of pyORV3. through: the name in `native.Calls`, if it differs."""
 
     method: str
     arguments: tuple
@@ -108,7 +108,7 @@ def record_calls(handle, other):
 
 
 def engine_call():
-    """Without a source, so that the engine itself has nothing to do."""
+    """Return the call of an engine without a source, so that the engine does nothing."""
     engine = "peak_search", "searchPeaks"
     path = os.path.join(PRODUCT, engine[0] + ".so")
     return Call(
@@ -122,7 +122,7 @@ def engine_call():
 
 
 def empty_cases(handle):
-    """The methods that call no function of the library."""
+    """Return the cases of methods that do not call the library."""
     empty = ctypes.CDLL(None).abs
     empty.argtypes = (ctypes.c_int32,)
     for method in ("getIsOpen", "getIsDirty", "setIsDirty"):
@@ -135,7 +135,7 @@ def empty_cases(handle):
 
 
 def prepare_settings(handle, other):
-    """An analysis sequence to copy, and what the destination keeps."""
+    """Write an analysis sequence to copy and the values that the destination keeps."""
     for source, name, value in [
         (handle, "QAR_D_PEAKLIMIT", 5.0),
         (handle, "QAR_C_ANSEQUENCE", "Routine"),
@@ -179,7 +179,7 @@ def methods(bench):
 
 
 def spectra(bench):
-    """Spectra against what Python needs for the conversion alone, and against scripts"""
+    """Spectra, compared with the conversion alone in Python and with scripts"""
     scripts = [native.Calls(binding) for binding in native.bindings(PRODUCT)]
     for count in (4096, CHANNELS, 32768, 65535):
         channels = sources.random_channels(count)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Work that needs a process of its own.
+"""Work that needs a separate process.
 
-    children.py WORK ARGUMENT...     prints its result as JSON in its last line
+    children.py WORK ARGUMENT...     prints its result as JSON in the last line
 """
 
 import json
@@ -18,13 +18,13 @@ CHANNELS = sources.random_channels(4096)
 
 
 def start(work, *arguments):
-    """A fresh process that does the work."""
+    """Start a new process that does the work."""
     command = [sys.executable, __file__, work, *map(str, arguments)]
     return subprocess.Popen(command, stdout=subprocess.PIPE)
 
 
 def result(process):
-    """What the work of a process gave, when it is done."""
+    """Wait for a process and return the result of its work."""
     output, _ = process.communicate()
     if process.returncode != 0:
         raise RuntimeError(f"{' '.join(process.args)}: status {process.returncode}")
@@ -41,7 +41,7 @@ def resident_bytes():
 
 
 def load(path):
-    """An open store of which every class has been touched."""
+    """Open a store and read every class."""
     store = sources.QarStore(path)
     store.get(sources.LIVE_TIME)
     store.get(sources.LINE_ENERGY)
@@ -50,8 +50,10 @@ def load(path):
 
 
 def memory(small, path):
-    """Bytes of memory that the loaded file takes; the small one is loaded first, so that what is
-    needed once does not count."""
+    """Return the memory of a loaded file in bytes.
+
+    The small file is loaded first, so that one-time allocations do not count.
+    """
     load(small).close()
     before = resident_bytes()
     store = load(path)
@@ -74,7 +76,10 @@ def create(kind, times, path):
 
 
 def save_for(kind, path, seconds, pause=0):
-    """How many saves a second, with a pause in seconds after each; prints a line at the start."""
+    """Return the saves per second, with a pause in seconds after each.
+
+    Prints a line at the start.
+    """
     store = store_named(kind)(path)
     run_save = files.saver(store, sources.LIVE_TIME, 1)
     run_save()

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Measures the engine on real spectra and prints docs/engine-results.md.
+"""Compare the engine with independent analyses of real spectra; print docs/engine-results.md.
 
     engine_results.py > docs/engine-results.md
 
-PYORV3_SPECTRA names the folder of the spectra, PYTHONPATH the folder with the product.
+PYORV3_SPECTRA is the folder of the spectra, PYTHONPATH the folder with the product.
 """
 
 import sys
@@ -17,11 +17,11 @@ import real_spectra  # noqa: E402
 
 HEAD = """# The engine on real spectra
 
-Spectra of germanium detectors that laboratories have published, searched at 5 sigma and compared
-with an independent analysis of each. A peak is the same where it lies within 0.75 of its width;
-*certain* are those whose likelihood gain in that analysis is 6 sigma and more. What is found beyond
-the list is *explained* by a table of background, X-ray, sum, escape and source lines, or false. This
-page is made by
+The engine searches published spectra of germanium detectors at 5 sigma. Its peaks are compared with an
+independent analysis of each spectrum. Two peaks are the same if they are within 0.75 of their width; a
+peak is *certain* if its likelihood gain in the independent analysis is at least 6 sigma. Other peaks are
+*explained* by a table of background, X-ray, sum, escape and source lines, or false. This command writes
+the page:
 
 ```sh
 PYORV3_SPECTRA=FOLDER PYTHONPATH=build/linux/product benchmarks/engine_results.py > docs/engine-results.md
@@ -62,7 +62,7 @@ def show(name, comparison, results):
         for peak in comparison.missing:
             row(f"{peak['energy']:.2f}", f"{peak['area']:.0f}", f"{peak['significance']:.1f}")
     if comparison.explained:
-        heading("Beyond the list:", "energy, keV", "area", "significance", "what it is")
+        heading("Beyond the list:", "energy, keV", "area", "significance", "explanation")
         for peak, why in comparison.explained:
             area = f"{peak.area:.0f} ± {peak.area_uncertainty:.0f}"
             row(f"{peak.energy:.2f}", area, f"{peak.significance:.1f}", why or "**false**")

@@ -1,4 +1,4 @@
-"""What a user waits for: saving, opening, creating, many files, growth with the file."""
+"""The times that a user waits: saving, opening, creating, many files, growth with the file."""
 
 import contextlib
 import functools
@@ -16,7 +16,7 @@ FILES = 1000
 
 
 def case_of(name, runs, limit=None, **others):
-    """A case of one run for each kind of store; the limit is that against sqlite3."""
+    """Return a case with one run for each kind of store; the limit applies to sqlite3."""
     own, *ways = [
         Way(kind.name, run, limit if kind is SqliteStore else None) for kind, run in runs.items()
     ]
@@ -25,7 +25,7 @@ def case_of(name, runs, limit=None, **others):
 
 @contextlib.contextmanager
 def opened(kinds, sources, **content):
-    """An open store of each kind on files of the same content."""
+    """Open a store of each kind on files with the same content."""
     open_stores = [kind(sources.make(kind, **content)) for kind in kinds]
     try:
         yield open_stores
@@ -35,7 +35,7 @@ def opened(kinds, sources, **content):
 
 
 def saver(store, code, record):
-    """Each call saves another value."""
+    """Return a function that saves a different value in each call."""
     values = itertools.count(1)
 
     def save():
@@ -51,7 +51,7 @@ def saving_case(name, open_stores, code=LIVE_TIME, record=1, limit=None):
 
 
 def saving_beside_wal(bench):
-    """What SQLite's other journal mode would give: as durable, but in more than one file."""
+    """The other journal mode of SQLite, which is as durable but uses several files."""
     with opened([QarStore, SqliteStore], bench.sources, records=300) as open_stores:
         own, other = open_stores
         other.connection.execute("PRAGMA journal_mode=WAL")
@@ -61,7 +61,7 @@ def saving_beside_wal(bench):
 
 
 def inserting(bench):
-    """A record before all others, so that the number of every record moves."""
+    """Insert a record before all others, so that the number of every record changes."""
     name = "insert before 20,000 records and save"
     with opened([QarStore, SqliteStore, SqliteStore], bench.sources, records=20000) as open_stores:
 
@@ -166,7 +166,7 @@ def creating(bench):
 
 
 def second_opening(bench):
-    """A file that the process has open and loaded already."""
+    """Open a file that the process has already opened and loaded."""
     path = bench.sources.make(QarStore, records=RECORDS[-1])
     first = QarStore(path, READ)
     first.get(LINE_ENERGY)
@@ -183,7 +183,7 @@ def second_opening(bench):
 
 
 def hold_open(kind, paths):
-    """All files open at once, one value read of each."""
+    """Open all files at the same time and read one value of each."""
     open_stores = [kind(path, READ) for path in paths]
     values = [store.get(LIVE_TIME) for store in open_stores]
     for store in open_stores:
@@ -200,7 +200,7 @@ def many(bench):
     paths = {kind: [bench.sources.make(kind) for _ in range(FILES)] for kind in stores()}
     for name, work in [
         (f"open, one value, close: {FILES:,} files", read_values),
-        (f"{FILES:,} files open at once, one value of each", hold_open),
+        (f"{FILES:,} open files, one value of each", hold_open),
     ]:
         runs = {kind: functools.partial(work, kind, paths[kind]) for kind in paths}
         yield from bench.compare(case_of(name, runs, same_result=True))

@@ -1,4 +1,4 @@
-"""Ways to do the same work, timed in turns, and the rows of the table that come of it."""
+"""Time different ways to do the same work in turns and compute the rows of the table."""
 
 import gc
 import random
@@ -6,16 +6,16 @@ import statistics
 import time
 from typing import Callable, NamedTuple, Optional
 
-LEAST_ROUNDS, MOST_ROUNDS = 5, 201
+MIN_ROUNDS, MAX_ROUNDS = 5, 201
 SECONDS_PER_TURN = 0.001
 
 
 class Way(NamedTuple):
     """A way to do a piece of work.
 
-    before: not timed, before each run; may return arguments for the run, a tuple.
-    after: not timed, after each run; gets what the run returned.
-    at_most: what pyORV3's time divided by the time of this way should not exceed.
+    before: called before each run, not timed; may return a tuple of arguments for the run.
+    after: called after each run with its result, not timed.
+    at_most: the limit of pyORV3's time divided by the time of this way.
     """
 
     name: str
@@ -26,7 +26,7 @@ class Way(NamedTuple):
 
 
 class Case(NamedTuple):
-    """A piece of work, done by pyORV3 and by others."""
+    """A piece of work, done by pyORV3 and in other ways."""
 
     name: str
     own: Callable
@@ -42,8 +42,8 @@ class Case(NamedTuple):
 class Row(NamedTuple):
     """A line of the table.
 
-    unit: of `own` and `its`; "s" or "bytes", or what is counted. at_most: the limit as text,
-    empty for none. size: bytes of the file, where a row is a point of the plot.
+    unit: of `own` and `its`: "s", "bytes" or the counted thing. at_most: the limit as a string, or
+    empty. size: the size of the file in bytes, if the row is a point of the plot.
     """
 
     name: str
@@ -58,19 +58,19 @@ class Row(NamedTuple):
 
 
 def ratio_row(name, own, unit, other, its, at_most=None, ratio=None, size=0):
-    """The row of two measured numbers; ratio: theirs unless given."""
+    """Return the row of two measured numbers; ratio: by default that of the numbers."""
     ratio = own / its if ratio is None else ratio
     limit = "" if at_most is None else f"{at_most:g}"
     return Row(name, own, unit, other, its, ratio, limit, bool(limit) and ratio > at_most, size)
 
 
-def count_row(name, own, what, other, its, at_most):
-    """The row of two counts; the limit is that of pyORV3's own."""
-    return Row(name, own, what, other, its, None, f"{at_most} {what}", own > at_most)
+def count_row(name, own, unit, other, its, at_most):
+    """Return the row of two counts; the limit applies to pyORV3's count."""
+    return Row(name, own, unit, other, its, None, f"{at_most} {unit}", own > at_most)
 
 
 def run_once(way):
-    """(seconds, result) of one run with what is to be done before and after it."""
+    """Do one run with the work before and after it; return (seconds, result)."""
     arguments = (way.before() if way.before is not None else None) or ()
     start = time.perf_counter()
     result = way.run(*arguments)
@@ -81,7 +81,7 @@ def run_once(way):
 
 
 def time_turn(way, loops):
-    """Seconds of one run, the mean over the loops."""
+    """Return the seconds of one run, the mean over the loops."""
     if way.before is not None or way.after is not None:
         return sum(run_once(way)[0] for _ in range(loops)) / loops
     run = way.run
@@ -92,17 +92,17 @@ def time_turn(way, loops):
 
 
 def interleaved_times(ways, seconds):
-    """The seconds of each way in each round: for each way a list over the rounds.
+    """Return the seconds of each way in each round: for each way a list over the rounds.
 
-    In a round every way has one turn, in an order drawn anew: what a way leaves behind, of memory
-    and caches, would else fall to the same other way each time.
+    In each round every way has one turn, in random order. Otherwise the state of memory and caches
+    after one way would always affect the same other way.
     """
     orders = random.Random(0)
     loops = [max(1, round(SECONDS_PER_TURN / max(time_turn(way, 2), 1e-7))) for way in ways]
     times = [[] for _ in ways]
     end = time.perf_counter() + seconds
-    for turn in range(MOST_ROUNDS):
-        if turn >= LEAST_ROUNDS and time.perf_counter() > end:
+    for turn in range(MAX_ROUNDS):
+        if turn >= MIN_ROUNDS and time.perf_counter() > end:
             break
         for number in orders.sample(range(len(ways)), len(ways)):
             times[number].append(time_turn(ways[number], loops[number]))
@@ -114,11 +114,11 @@ def check_same_result(case):
     _, expected = run_once(own)
     for way in others:
         if run_once(way)[1] != expected:
-            raise RuntimeError(f"{case.name}: {way.name} gives another result")
+            raise RuntimeError(f"{case.name}: {way.name} returns a different result")
 
 
 def compare(case, seconds, size=0):
-    """The rows of a case, one for each other way.
+    """Return the rows of a case, one for each other way.
 
     A time is the median of all rounds, a ratio the median of the rounds' ratios.
     """

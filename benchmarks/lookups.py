@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""A dictionary lookup in processes with many libraries, as getParameter does one in each call.
+"""Time the dictionary lookup of getParameter in processes with many loaded libraries.
 
     lookups.py FILE SECONDS [LIBRARY...]     the work of such a process
 
-The libraries, modules of Python or paths, are loaded before pyORV3, as a script does that imports
-them first. Prints the seconds of getParameter, of count and their ratio as JSON.
+The libraries, Python modules or paths, are loaded before pyORV3, as in a script that imports them
+first. Prints the seconds of getParameter and count and their ratio as JSON.
 """
 
 import ctypes
@@ -19,11 +19,11 @@ import sys
 
 LIMIT = 3.5
 LIBRARIES = 200
-PROCESSES = 5  # of each kind: where the system puts the code makes some slower than others
+PROCESSES = 5  # of each kind, because the address of the code changes its speed
 
 
 def small_libraries(folder):
-    """The paths of many small shared libraries; none where there is no compiler."""
+    """Build many small shared libraries; return their paths, none without a compiler."""
     compiler = shutil.which(os.environ.get("CC", "cc"))
     if compiler is None:
         return []
@@ -37,7 +37,7 @@ def small_libraries(folder):
 
 
 def environments(folder):
-    """(name, libraries, environment variables, limit) of each kind of process."""
+    """Return (name, libraries, environment variables, limit) of each kind of process."""
     places = [os.path.join(folder, "searched", str(number)) for number in range(3)]
     for place in places:
         os.makedirs(place)

@@ -1,9 +1,8 @@
-"""The library's own functions as a competent script calls them, through ctypes and through cffi.
+"""Call the functions of the library in optimised scripts with ctypes and with cffi.
 
-A binding gives the functions and the few things in which ctypes and cffi differ; `Calls` works on
-any binding. It takes the arguments of the methods of pyORV3 and gives the same results, but knows
-the types and sizes of its parameters beforehand, keeps its output variables and moves a spectrum
-in one call.
+A binding contains the functions and the differences between ctypes and cffi; `Calls` works on any
+binding. It takes the arguments of the methods of pyORV3 and returns the same results, but has the
+types and sizes of its parameters, keeps its output variables and copies a spectrum in one call.
 """
 
 import array
@@ -80,7 +79,7 @@ class CtypesBinding:
         return getattr(ctypes, "c_" + re.sub("_t$", "", declared))
 
     def cell(self, type_name, count=1):
-        """An array of output variables and the pointer to hand over."""
+        """Return an array of output variables and the pointer to it."""
         cell = (self._type(type_name) * count)()
         return cell, ctypes.byref(cell)
 
@@ -101,7 +100,7 @@ class CtypesBinding:
 
 
 class CffiBinding:
-    """cffi in ABI mode: the declarations are read and the libraries loaded at run time."""
+    """cffi in ABI mode: declarations and libraries are loaded at run time."""
 
     name = "cffi, ABI mode"
 
@@ -115,7 +114,7 @@ class CffiBinding:
         self._finish()
 
     def _finish(self):
-        """What both modes have in common, once the functions are there."""
+        """Complete a binding of either mode after its functions are loaded."""
         self.null = self.ffi.NULL
         self.text = self.ffi.string
         self.pointer = self.ffi.from_buffer
@@ -134,7 +133,7 @@ class CffiBinding:
 
 
 class CompiledCffiBinding(CffiBinding):
-    """cffi in API mode: an extension module compiled against the libraries' header."""
+    """cffi in API mode: an extension module that is compiled with the libraries' header."""
 
     name = "cffi, API mode"
 
@@ -171,11 +170,11 @@ def bindings(product):
 
 
 class Calls:
-    """What the methods of pyORV3 do, on a binding."""
+    """The methods of pyORV3 on a binding."""
 
     TYPE_NAMES = {8: "long", 14: "str", 24: "str", 27: "double"}
     SEQUENCE_CLASSES, GEOMETRY = (0x2010, 0x2003), 0x4005
-    # Code and size of what the destination of a sequence copy keeps, and of what it gets.
+    # Code and size of the values that the destination of a sequence copy keeps and gets.
     KEPT_SETTINGS = (0x20100075, 65), (0x20100076, 1), (0x20030015, 8), (0x20030053, 2)
     COPIED_SETTINGS = (
         *((0x20020028, 8), (0x20020083, 8), (0x2010002D, 1)),
@@ -190,7 +189,7 @@ class Calls:
         self.double, self.double_at = binding.cell("double")
         self.text, self.text_at = binding.cell("char", 512)
         self.about, self.about_at = binding.cell("char", 256)
-        # class, scope, length, type, size and two that are the dictionary's own
+        # class, scope, length, type, size and two internal values
         self.answers, self.answers_at = zip(*(binding.cell("uint32_t") for _ in range(7)))
 
     # ---- Data sources
@@ -316,7 +315,7 @@ class Calls:
         return self.functions.SOrvSaveAs(source, destination)
 
     def _read(self, handle, code, size):
-        """(code, place, size) of the first record's value; None where there is none."""
+        """Return (code, pointer, size) of the first record's value, or None."""
         place = self.binding.pointer(bytearray(size))
         status = self.functions.SOrvGetParam(handle, code, 1, 1, place, size)
         return (code, place, size) if status == 0 else None
@@ -327,7 +326,7 @@ class Calls:
             self.functions.SOrvPutParam(handle, code, 1, 1, place, size)
 
     def copyAnalysisSequenceTo(self, source, destination):
-        """For a source without a geometry block that refers to no other file."""
+        """Copy from a source without geometry and without a calibration file."""
         kept = [self._read(destination, *setting) for setting in self.KEPT_SETTINGS]
         status = 0
         for class_code in self.SEQUENCE_CLASSES:

@@ -1,4 +1,4 @@
-"""Draws how saving one value and opening for one value grow with the size of the file."""
+"""Plot the times of saving and reading one value over the size of the file."""
 
 import math
 
@@ -13,7 +13,7 @@ PANELS = [("save one value", "Save one changed value"), ("open", "Open, read one
 
 
 def points(rows, beginning):
-    """For each way its (size in bytes, seconds), by size."""
+    """Return (size in bytes, seconds) for each way, by size."""
     series = {}
     for row in rows:
         if row.size and row.name.startswith(beginning) and "records" in row.name:
@@ -23,7 +23,7 @@ def points(rows, beginning):
 
 
 def whole_decades(axis):
-    """So that every plot has labels at both ends."""
+    """Extend an axis to whole decades, so that it has labels at both ends."""
     low, high = axis.get_ylim()
     axis.set_ylim(10 ** math.floor(math.log10(low)), 10 ** math.ceil(math.log10(high)))
 

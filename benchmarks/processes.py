@@ -1,4 +1,4 @@
-"""Work side by side in threads and processes, and the analysis engine on real spectra."""
+"""Time threads and processes in parallel, and the analysis engine on real spectra."""
 
 import functools
 import json
@@ -17,7 +17,7 @@ SAVES = 500
 
 
 def save_many(kind, path):
-    """Opens a file, saves many times and closes it: a connection of sqlite3 stays in its thread."""
+    """Open a file, save many times and close it, all in one thread as sqlite3 requires."""
     store = kind(path)
     save = files.saver(store, LIVE_TIME, 1)
     for _ in range(SAVES):
@@ -41,10 +41,10 @@ def in_threads(kind, paths):
 def two_threads(bench):
     own, its = ([bench.sources.make(kind) for _ in "12"] for kind in (QarStore, SqliteStore))
     case = Case(
-        f"2 threads save {SAVES} times each, each its own file",
+        f"2 threads save {SAVES} times each, in different files",
         lambda: in_threads(QarStore, own),
         [
-            Way("one thread, as much work", lambda: in_turn(QarStore, own)),
+            Way("one thread, same work", lambda: in_turn(QarStore, own)),
             Way("sqlite3, 2 threads", lambda: in_threads(SqliteStore, its)),
         ],
     )
@@ -52,7 +52,7 @@ def two_threads(bench):
 
 
 def save_rates(kind, paths, seconds):
-    """Saves a second of each of some processes that run together, each on its own file."""
+    """Return the saves per second of processes that run in parallel on different files."""
     running = [children.start("save_for", kind.name, path, seconds) for path in paths]
     return [children.result(process) for process in running]
 
@@ -67,19 +67,19 @@ def two_processes(bench):
             rates.append((statistics.mean(together), alone[0]))
             ratios.append(statistics.mean(together) / alone[0])
         own, its = (statistics.median(numbers) for numbers in zip(*rates))
-        name = f"saves a second of {kind.name}: each of 2 processes"
+        name = f"saves per second of {kind.name}: each of 2 processes"
         yield ratio_row(name, own, "/s", "one process", its, None, statistics.median(ratios))
 
 
 def reading_beside_a_writer(bench):
-    """Opening and reading one value while another process saves the same file every 5 ms."""
+    """Open and read one value while another process saves the same file every 5 ms."""
     paths = {kind: bench.sources.make(kind, records=300) for kind in (QarStore, SqliteStore)}
     seconds = bench.seconds * 3 + 1
     writers = [
         children.start("save_for", kind.name, path, seconds, 0.005) for kind, path in paths.items()
     ]
     for writer in writers:
-        writer.stdout.readline()  # it has begun
+        writer.stdout.readline()  # the writer has started
     runs = {kind: functools.partial(files.read_value, kind, path) for kind, path in paths.items()}
     name = "open, one value, close, file being saved"
     yield from bench.compare(files.case_of(name, runs))
@@ -95,7 +95,7 @@ def together(bench):
 
 
 def read_counts(path):
-    """The contents of all channels of a spectrum in IAEA ASCII form or in two columns."""
+    """Return the channel contents of a spectrum in IAEA ASCII form or in two columns."""
     with open(path, encoding="latin-1") as file:
         text = file.read()
     if path.endswith(".spe"):
@@ -120,7 +120,7 @@ def engine(bench):
     """The peak search on real spectra"""
     folder = os.environ.get("PYORV3_SPECTRA")
     if not folder:
-        yield Row("PYORV3_SPECTRA names no folder: not measured", 0)
+        yield Row("PYORV3_SPECTRA is not set to a folder: not measured", 0)
         return
     with open(os.path.join(folder, "spectra.json"), encoding="utf-8") as file:
         cases = json.load(file)

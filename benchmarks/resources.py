@@ -1,4 +1,4 @@
-"""What a save writes, how often it waits for the disk, and the memory of an open file."""
+"""Measure the bytes and syncs of a save and the memory of an open file."""
 
 import itertools
 import os
@@ -18,7 +18,7 @@ SAVES, SECONDS_A_DAY = 20, 86400
 
 
 def bytes_written(save):
-    """The bytes that a save hands to the system, the mean of some."""
+    """Return the mean number of bytes that a save writes."""
 
     def written():
         with open("/proc/self/io", encoding="ascii") as counters:
@@ -32,7 +32,7 @@ def bytes_written(save):
 
 
 def written(bench):
-    """Bytes handed to the system for one save"""
+    """Bytes written by one save"""
     for records in files.RECORDS:
         for name, code, record in [
             (f"one value, {records:,} records elsewhere", LIVE_TIME, 1),
@@ -50,7 +50,7 @@ def written(bench):
 
 
 def spectrum_saver(store, channels):
-    """A save of an acquisition: the spectrum and the live time have gone on."""
+    """Return a function that saves a new spectrum and live time, as an acquisition does."""
     spectra = itertools.cycle([channels, tuple(content + 1 for content in channels)])
     values = itertools.count(1)
 
@@ -71,13 +71,13 @@ def acquisition(bench):
         runs = {type(store): spectrum_saver(store, channels) for store in open_stores}
         yield from bench.compare(files.case_of("one save", runs))
         for kind, save in runs.items():
-            name = f"written in a day of one save a second, {kind.name}"
+            name = f"written in a day with one save per second, {kind.name}"
             day = SECONDS_A_DAY * bytes_written(save)
             yield ratio_row(name, day, "bytes", "the spectra", SECONDS_A_DAY * payload)
 
 
 def memory(bench):
-    """Memory of a process with the whole file loaded, beyond that with a small one"""
+    """Memory of a process with a loaded file, minus that with a small file"""
     small = bench.sources.make(QarStore, channels=256, records=1)
     for records, lines in [(300, 5), (20000, 1), (20000, 5)]:
         limit = MEMORY_LIMIT if records == files.RECORDS[-1] else None
@@ -88,7 +88,7 @@ def memory(bench):
 
 
 def count_syncs(work, kind, path):
-    """Calls that wait for the disk when a process of its own does the work once."""
+    """Return the number of syncs when a separate process does the work once."""
 
     def count(times):
         log = f"{path}.strace"
@@ -98,11 +98,11 @@ def count_syncs(work, kind, path):
         with open(log, encoding="ascii", errors="replace") as lines:
             return sum(1 for line in lines if re.search(r"\b(fsync|fdatasync|syncfs)\(", line))
 
-    return (count(3) - count(1)) / 2  # without what the process does besides
+    return (count(3) - count(1)) / 2  # without the other syncs of the process
 
 
 def can_trace():
-    """Whether strace is installed and may trace, which containers can forbid."""
+    """Return True if strace is installed and allowed to trace, which containers can forbid."""
     if not shutil.which("strace"):
         return False
     command = ["strace", "-o", os.devnull, sys.executable, "-c", ""]
@@ -110,9 +110,9 @@ def can_trace():
 
 
 def syncs(bench):
-    """How often the system is told to wait for the disk"""
+    """Syncs to the disk"""
     if not can_trace():
-        yield Row("strace is not installed or may not trace: not counted", 0, "syncs")
+        yield Row("strace is not installed or not allowed to trace: not counted", 0, "syncs")
         return
     for name, work, limit in [
         ("save one value, 300 records elsewhere", "save", SAVE_SYNCS),

@@ -1,9 +1,9 @@
-"""The same measurement in three stores: a data source of pyORV3, the same file through Python's
-sqlite3 with the same durability, and an HDF5 file.
+"""The same measurement in three stores: pyORV3, Python's sqlite3 and HDF5.
 
-A store opens a file, saves one changed value durably and reads values and the spectrum. What it
-reads and writes is a live time or, in the nuclide library, the energy of a nuclide's first line;
-each record of the library has a name, a half-life and the energies and yields of its lines.
+sqlite3 uses the same file as pyORV3 with the same durability. A store opens a file, saves one
+changed value durably and reads values and the spectrum. The value is the live time or, in the
+nuclide library, the energy of a nuclide's first line; each record of the library has a name, a
+half-life and the energies and yields of its lines.
 """
 
 import array
@@ -27,7 +27,7 @@ LARGEST_WRITE = 32768
 
 
 def ok(answer):
-    """The result of a call of pyORV3; raises where its status is not 0."""
+    """Return the result of a call of pyORV3. Raises if its status is not 0."""
     status, result = answer if isinstance(answer, tuple) else (answer, None)
     if status != 0:
         raise RuntimeError(f"status 0x{status & 0xFFFFFFFF:08X}")
@@ -50,7 +50,7 @@ def random_channels(count):
 
 
 def nuclide(record, line_count):
-    """Name, half-life in seconds, line energies in keV and yields in photons per decay."""
+    """Return name, half-life in s, line energies in keV and yields in photons per decay."""
     energies = tuple(30 + 0.1 * record + 200 * line for line in range(line_count))
     yields = tuple(0.9 / number for number in range(1, line_count + 1))
     return f"Nuclide-{record}", 60.0 * record, energies, yields
@@ -80,7 +80,7 @@ class QarStore:
         ok(pyORV3.setSpectrum(self.handle, channels, 0, 0))
 
     def insert_front(self):
-        """An empty record before all nuclides."""
+        """Insert an empty record before all nuclides."""
         ok(pyORV3.insert(self.handle, NUCLIDES, 1, 0))
 
     def save(self):
@@ -96,7 +96,7 @@ class QarStore:
 
 
 class SqliteStore:
-    """The file of a data source, its tables read and written with SQL."""
+    """The file of a data source, read and written with SQL."""
 
     name = "sqlite3"
     SCHEMA = """
@@ -147,14 +147,14 @@ class SqliteStore:
         self.connection.execute("UPDATE block SET content=? WHERE class=?", (content, SPECTRUM))
 
     def insert_front(self):
-        """Moves the rows in place, by way of negative numbers: no two have the same key then."""
+        """Renumber the rows in place; negative numbers in between keep the keys distinct."""
         for table, where in self.NUCLIDE_ROWS.items():
             for number in "-record-1", "-record":
                 self.connection.execute(f"UPDATE {table} SET record={number} WHERE {where}")
         self._insert_first()
 
     def insert_front_by_copy(self):
-        """Moves the rows by way of a temporary table, which is faster."""
+        """Renumber the rows through a temporary table, which is faster."""
         execute = self.connection.execute
         for table, where in self.NUCLIDE_ROWS.items():
             execute(f"CREATE TEMP TABLE moved AS SELECT * FROM {table} WHERE {where}")
@@ -172,7 +172,7 @@ class SqliteStore:
 
     @staticmethod
     def create_one_table(path, channels):
-        """The least that holds the same: no schema that others could read."""
+        """Create a file with the same data in the smallest schema."""
         store = SqliteStore(path)
         execute = store.connection.execute
         execute("BEGIN")
@@ -201,8 +201,10 @@ class SqliteStore:
 
 
 class Hdf5Store:
-    """An HDF5 file through h5py. A save is on the disk after it, but is no transaction: a crash
-    in the middle of one can cost the file."""
+    """An HDF5 file through h5py.
+
+    A save is durable but not a transaction: a crash during a save can destroy the file.
+    """
 
     name = "h5py"
 
@@ -287,7 +289,7 @@ def fill_hdf5(path, channel_count, record_count, line_count, block_size):
 
 
 class Sources:
-    """Makes files in a folder, each content once; later ones are copies."""
+    """Creates files in a folder; files with the same content are copies of the first."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -299,9 +301,9 @@ class Sources:
         return os.path.join(self.folder, f"{self.number}.qar")
 
     def make(self, store, channels=4096, records=0, lines=5, block=0):
-        """The path of a new file for the store; sqlite3 gets the very file of pyORV3.
+        """Create a file for a store and return its path; sqlite3 gets a file of pyORV3.
 
-        lines: of each record of the nuclide library. block: bytes of an unformatted block.
+        lines: number of lines of each nuclide. block: size of an unformatted block in bytes.
         """
         fill = fill_hdf5 if store.name == "h5py" else fill_qar
         key = fill, channels, records, lines, block

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Acquires a spectrum: saves it each second and shows how far it is.
+"""Acquire a spectrum, save it every second and show the progress.
 
     acquisition.py FILE [SECONDS [SECONDS_BETWEEN_SAVES]]
 
-Whatever happens to the process, the file has what was measured up to the last save. Ctrl-C ends
-the acquisition early; the file then says how long it really was.
+If the process ends in any way, the file contains the spectrum of the last save. Ctrl-C ends the
+acquisition early; the file then contains its actual duration.
 """
 
 import random
@@ -17,21 +17,21 @@ import qar
 import simulation
 
 COUNTS_PER_SECOND = 20000
-DEAD_TIME = 0.06  # part of the real time
+DEAD_TIME = 0.06  # fraction of the real time
 
 
 class Detector:
-    """Stands in for the electronics: gives what has come since it was asked last."""
+    """A simulation of the electronics: returns the events since the last call."""
 
     def __init__(self, seed: int) -> None:
         self.generator = random.Random(seed)
         self.weights = simulation.expected_counts()
-        self.asked = time.monotonic()
+        self.last_read = time.monotonic()
 
     def read(self) -> Tuple[List[int], float]:
-        """The channels that were hit, counted from 0, and the real time in seconds."""
+        """Return the channels of new events, counted from 0, and the real time in seconds."""
         now = time.monotonic()
-        passed, self.asked = now - self.asked, now
+        passed, self.last_read = now - self.last_read, now
         events = round(COUNTS_PER_SECOND * passed)
         channels = range(len(self.weights))
         return self.generator.choices(channels, self.weights, k=events), passed
@@ -50,7 +50,7 @@ def save(source: qar.DataSource, contents: List[int], real_time: float) -> None:
     source["QAR_D_REALTIME"] = real_time
     source["QAR_D_LIVETIME"] = real_time * (1 - DEAD_TIME)
     source["QAR_Q_TOTALCOUNT"] = sum(contents)
-    source.flush()  # from here on it is on the disk
+    source.flush()  # now the data are on the disk
 
 
 def acquire(source: qar.DataSource, seconds: float, between_saves: float, seed: int = 417) -> None:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Keeps an analysis sequence in a template and copies it into a new measurement.
+"""Store an analysis sequence in a template and copy it into a new measurement.
 
     analysis_sequence.py FOLDER
 
-The measurement takes over the steps of the analysis, the processing settings and the calibration
-that the template refers to; what it says about its report stays its own.
+The measurement gets the steps of the analysis, the processing settings and the calibration that the
+template refers to. It keeps its own settings of the report.
 """
 
 import os
@@ -26,7 +26,7 @@ TEMPLATE = {
     "QAR_C_ANSEQUENCE": "Environmental, long",
     "QAR_D_PEAKLIMIT": 4.5,
     "QAR_D_MATCHTOL": 0.8,
-    "QAR_F_CALTEMPER": 20.0,  # these two hold where there is no calibration file
+    "QAR_F_CALTEMPER": 20.0,  # these two apply if there is no calibration file
     "QAR_C_CALGEOMETRY": "beaker, 1 l",
     "QAR_C_REPORTTITLE": "Template",
     "QAR_B_REPORTPRINT": True,
@@ -44,7 +44,7 @@ MEASUREMENT = {
 }
 
 SHOWN = {
-    "taken over": (
+    "copied": (
         "QAR_C_SEQUENCE",
         "QAR_D_PEAKLIMIT",
         "QAR_D_MATCHTOL",
@@ -53,7 +53,7 @@ SHOWN = {
         "QAR_C_CALTITLE",
         "QAR_T_CALDATE",
     ),
-    "its own": (
+    "kept": (
         "QAR_C_MEASNAME",
         "QAR_C_REPORTTITLE",
         "QAR_B_REPORTPRINT",
@@ -63,20 +63,20 @@ SHOWN = {
 }
 
 
-def make(path: str, parameters: Dict[str, Any]) -> None:
+def create(path: str, parameters: Dict[str, Any]) -> None:
     with qar.open(path, "x") as source:
         source.update(parameters)
 
 
 def values_of(source: qar.DataSource) -> Dict[str, Any]:
-    """The shown parameters; None where one has no value."""
+    """Return the shown parameters; None for one without a value."""
     return {name: source.get(name) for names in SHOWN.values() for name in names}
 
 
 def copy_sequence(
     template_path: str, measurement_path: str
 ) -> Tuple[Dict[str, Any], Dict[str, Any]]:
-    """The measurement's parameters before and after the copy."""
+    """Copy the sequence; return the measurement's parameters before and after it."""
     with qar.open(template_path) as template, qar.open(measurement_path, "r+") as measurement:
         before = values_of(measurement)
         template.copy_analysis_sequence_to(measurement)
@@ -86,9 +86,9 @@ def copy_sequence(
 def main(folder: str) -> None:
     paths = {name: os.path.join(folder, name + ".qar") for name in ("ge40", "template", "soil")}
     calibration = {"QAR_D_ENERGYCAL": simulation.ENERGY, "QAR_D_SHAPECAL": simulation.SHAPE}
-    make(paths["ge40"], {**CALIBRATION, **calibration})
-    make(paths["template"], {**TEMPLATE, "QAR_C_CALFILE": paths["ge40"]})
-    make(paths["soil"], MEASUREMENT)
+    create(paths["ge40"], {**CALIBRATION, **calibration})
+    create(paths["template"], {**TEMPLATE, "QAR_C_CALFILE": paths["ge40"]})
+    create(paths["soil"], MEASUREMENT)
     before, after = copy_sequence(paths["template"], paths["soil"])
     for heading, names in SHOWN.items():
         print(f"  {heading:<20} {'before':<20} after")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Records a measurement: creates a QAR file and writes parameters, calibrations, a spectrum.
+"""Create a QAR file and write parameters, calibrations and a spectrum.
 
     measurement.py FILE
 """
@@ -42,7 +42,7 @@ def record_measurement(path: str, seed: int = 417) -> List[int]:
         source["QAR_Q_TOTALCOUNT"] = sum(channels)
         source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
         source.set_spectrum(channels)
-        source.flush()  # from here on it is on the disk, whatever happens to this process
+        source.flush()  # now the data are on the disk
     return channels
 
 

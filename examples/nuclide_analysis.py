@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Analyses a measurement: writes a nuclide library, runs the peak search engine, prints a report.
+"""Write a nuclide library into a measurement, run the peak search engine and print a report.
 
     nuclide_analysis.py FILE
 
-Where matplotlib is installed the analysed spectrum is also saved as a picture beside FILE.
+If matplotlib is installed, the analysed spectrum is also saved as a picture beside FILE.
 """
 
 import os
@@ -41,15 +41,15 @@ def main(path: str) -> None:
         axis = layout.axis_of(source.calibration())
         title = source.get("QAR_C_MEASNAME", default="")
         try:
-            drawing = os.path.splitext(path)[0] + "-peaks.png"
-            plot.save(drawing, source.spectrum(), results.peaks, axis, title)
-            print(f"{drawing}: spectrum, fitted peaks and residuals")
+            picture = os.path.splitext(path)[0] + "-peaks.png"
+            plot.save(picture, source.spectrum(), results.peaks, axis, title)
+            print(f"{picture}: spectrum, fitted peaks and residuals")
         except ImportError as error:
             print(error)
 
 
 def show_missing(source: qar.DataSource, name: str) -> None:
-    """What a failed search looks like."""
+    """Print the message of a search that fails."""
     try:
         source.find_nuclide(name)
     except qar.NotFoundError as error:

@@ -1,7 +1,7 @@
-"""A library of nuclides: half-lives and their strongest gamma lines.
+"""A small library of nuclides with their half-lives and strongest gamma lines.
 
-Rounded from the evaluations of the Decay Data Evaluation Project (DDEP). Where a column of a file
-is filled from it: energies in keV, yields in photons per decay, half-lives in seconds.
+The values are rounded from the evaluations of the Decay Data Evaluation Project (DDEP): energies in
+keV, yields in photons per decay, half-lives in seconds.
 """
 
 from typing import NamedTuple, Optional, Tuple
@@ -14,7 +14,7 @@ class Nuclide(NamedTuple):
     name: str
     half_life: float
     lines: Tuple[Tuple[float, float], ...]  # (energy, yield)
-    parent: Optional[str] = None  # with which it is in equilibrium
+    parent: Optional[str] = None  # the nuclide with which it is in equilibrium
 
 
 LIBRARY = (

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Finds the peaks of a spectrum in a table of two columns, channel and counts.
+"""Find the peaks of a spectrum in a table with two columns, channel and counts.
 
     peaks_of_a_table.py TABLE FILE
 
-The lines that calibrate it, with the channels near which their peaks lie, are those of simulation.py.
+The script calibrates with the lines of simulation.py and the channels near their peaks.
 """
 
 import csv

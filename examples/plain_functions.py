@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""The first lines in the functions of pyORV3 themselves, which the package qar works through.
+"""Read a file with the functions of pyORV3, without the package qar.
 
     plain_functions.py FILE
 
-None raises: each returns a status, 0 for success, alone or before its result.
+They do not raise exceptions: each returns a status, 0 for success, alone or before its result.
 """
 
 import sys

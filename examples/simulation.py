@@ -1,7 +1,7 @@
-"""A simulated gamma spectrum: what a germanium detector would have measured.
+"""Simulate the gamma spectrum of a germanium detector.
 
-Stands in for a detector, so that the examples run anywhere. Peaks are Gaussian, each with the
-step of its Compton continuum; counts scatter as a Poisson distribution.
+The examples use it instead of a detector, so that they run anywhere. Peaks are Gaussians, each with
+the step of its Compton continuum; counts have a Poisson distribution.
 """
 
 import math
@@ -9,7 +9,7 @@ import random
 from typing import List, Tuple
 
 from nuclides import LIBRARY
-from qar.analysis.calibration import polynomial
+from qar.analysis.calibration import FWHM_PER_SIGMA, polynomial
 
 CHANNELS = 4096
 LIVE_TIME = 3600.0  # s
@@ -42,7 +42,7 @@ def efficiency_at(energy: float) -> float:
 
 
 def peaks() -> List[Tuple[float, float]]:
-    """The energy and the expected net area of each peak."""
+    """Return the energy and the expected net area of each peak."""
     return [
         (energy, ACTIVITIES[nuclide.name] * photons * efficiency_at(energy) * LIVE_TIME)
         for nuclide in LIBRARY
@@ -52,7 +52,7 @@ def peaks() -> List[Tuple[float, float]]:
 
 
 def compton_edge(energy: float) -> float:
-    """The most that a photon can leave in the detector by scattering once, in keV."""
+    """Return the maximum energy in keV that a photon deposits in a single scattering."""
     return energy / (1 + 510.999 / (2 * energy))
 
 
@@ -61,9 +61,9 @@ def normal_cdf(x: float) -> float:
 
 
 def expected_counts() -> List[float]:
-    """The expected content of every channel."""
+    """Return the expected content of every channel."""
     counts = []
-    lines = [(energy, area, fwhm_at(energy) / 2.3548) for energy, area in peaks()]
+    lines = [(energy, area, fwhm_at(energy) / FWHM_PER_SIGMA) for energy, area in peaks()]
     for channel in range(1, CHANNELS + 1):
         low, middle, high = (energy_at(channel + shift) for shift in (-0.5, 0, 0.5))
         continuum = 900 * math.exp(-middle / 110) + 160 * math.exp(-middle / 520)
@@ -79,7 +79,7 @@ def expected_counts() -> List[float]:
 
 
 def poisson(mean: float, generator: random.Random) -> int:
-    """A number with the Poisson distribution; a rounded normal one where the two hardly differ."""
+    """Return a random number with a Poisson distribution, a rounded normal one for large means."""
     if mean > 200:
         return max(0, round(generator.gauss(mean, math.sqrt(mean))))
     limit, product, number = math.exp(-mean), generator.random(), 0
@@ -90,11 +90,11 @@ def poisson(mean: float, generator: random.Random) -> int:
 
 
 def measure(seed: int) -> List[int]:
-    """A measured spectrum; the same one for the same seed."""
+    """Return a measured spectrum, which only depends on the seed."""
     generator = random.Random(seed)
     return [poisson(count, generator) for count in expected_counts()]
 
 
-if __name__ == "__main__":  # a table of two columns, channel and counts
+if __name__ == "__main__":  # print a table with two columns, channel and counts
     for number, content in enumerate(measure(seed=417), start=1):
         print(f"{number},{content}")

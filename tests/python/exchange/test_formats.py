@@ -250,6 +250,8 @@ class TestCalibrationConversion(unittest.TestCase):
 
 class TestNuclideCsv(support.TestCase):
     def test_duplicate_column_is_refused(self):
-        path = self.write("l.csv", "nuclide, half_life, energy, photons, Energy\nK-40, 1 y, 5, 1, 6\n")
+        path = self.write(
+            "l.csv", "nuclide, half_life, energy, photons, Energy\nK-40, 1 y, 5, 1, 6\n"
+        )
         with self.assertRaisesRegex(formats.FormatError, "column energy twice"):
             formats.nuclide_csv.read(path)
