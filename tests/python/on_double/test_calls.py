@@ -1,4 +1,4 @@
-"""The methods that hand their arguments on to the library: blocks, records, searches, control."""
+"""Methods that pass their arguments on to the library: blocks, records, searches, control."""
 
 import struct
 
@@ -9,8 +9,8 @@ from double import FAILED, FAILURE, signed
 ENERGIES = struct.pack("<ff", 1332.5, -0.1)
 
 
-class OneCall(double.TestCase):
-    # The method, its arguments, and the one library call.
+class TestOneCall(double.TestCase):
+    # Method, arguments, library call.
     CALLS = [
         ("flush", (-1,), ("SOrvFlush", -1)),
         ("delete", (5, 2, 3, 4), ("SOrvDeleteOne", 5, 2, 3, 4)),
@@ -26,7 +26,7 @@ class OneCall(double.TestCase):
         ("control", (5, -1, 2**31 - 1), ("SOrvControlDSC", 5, -1, 2**31 - 1)),
         ("reverify", (-5,), ("SOrvReVerify", -5)),
     ]
-    # The same of those that give a 16-bit number; the entry count alone takes the class unreduced.
+    # The same for methods that return a 16-bit number. Only the entry count passes the whole class code.
     FINDS = [
         ("count", (5, 0x2005, 0), ("SOrvClassCount", 5, 0x2005)),
         ("count", (5, 0x20000007, -1), ("SOrvClassCount", 5, 0x2000)),
@@ -39,14 +39,14 @@ class OneCall(double.TestCase):
         ("findNuclideByEnergy", (5, 1332.5, -0.1, -3), ("SOrvFindRecord", 5, 4, ENERGIES, -3)),
     ]
 
-    def test_is_made_with_the_arguments_and_its_code_comes_back(self):
+    def test_arguments_reach_the_library_and_its_status_is_returned(self):
         for method, passed, call in self.CALLS:
             for result, status in ((0, 0), (FAILURE, FAILED)):
                 with self.case(method, passed, result):
                     double.answer(call[0], result)
                     self.check(method, passed, status, [call])
 
-    def test_number_comes_back_where_it_succeeds(self):
+    def test_number_is_returned_on_success_and_0_on_failure(self):
         for method, passed, call in self.FINDS:
             for result, expected in ((0, (0, 65535)), (FAILURE, (FAILED, 0))):
                 with self.case(method, passed, result):
@@ -54,34 +54,31 @@ class OneCall(double.TestCase):
                     double.answer(call[0], result, **{output: 65535})
                     self.check(method, passed, expected, [call])
 
-    # Result, word of the library, what the script sees.
+    # Result and word of the library, result of the method.
     STATES = [
         (0, 0x0001FFFF, (0, -1)),
         (0, 0xFFFF7FFF, (0, 32767)),
         (FAILURE, 0x00000003, (FAILED, 0)),
     ]
 
-    def test_state_is_a_signed_16_bit_number(self):
+    def test_state_is_returned_as_a_signed_16_bit_number(self):
         for result, word, state in self.STATES:
             with self.case(result, hex(word)):
                 double.answer("SOrvQueryDataSource", result, word=word)
                 self.check("getStatus", (5,), state, [("SOrvQueryDataSource", 5, 1, 0)])
 
-    def test_flags_come_from_the_number_alone(self):
+    def test_flags_depend_on_the_handle_number_only(self):
         for handle, is_open in [(0, 0), (5, 1), (-(2**31), 1)]:
             self.check("getIsOpen", (handle,), is_open, [])
             self.check("getIsDirty", (handle,), 0, [])
             self.check("setIsDirty", (handle,), 0, [])
 
 
-class CreateBlock(double.TestCase):
-    # Class argument and size, and what the library gets: sizes of spectra are rounded.
+class TestCreateBlock(double.TestCase):
+    # Class and size as passed, class and size in the library call.
     BLOCKS = [
-        (0x20000007, 257, 0x2000, 257),
-        (0x00010000, -5, 1, -5),
-        (0xFFFF, 3, 0xFFFF, 3),
-        (signed(0xFFFF0003), 0, 0xFFFF, 0),
-        (0x2005FFFF, -5, 0x2005, 256),
+        (0x20000007, 257, 0x2000, 257), (0x00010000, -5, 1, -5), (0xFFFF, 3, 0xFFFF, 3),
+        (signed(0xFFFF0003), 0, 0xFFFF, 0), (0x2005FFFF, -5, 0x2005, 256),
         *(
             (0x2005, size, 0x2005, rounded)
             for size, rounded in [
@@ -96,25 +93,22 @@ class CreateBlock(double.TestCase):
                 (100000, 32768),
             ]
         ),
-    ]
+    ]  # fmt: skip
 
-    def test_class_is_the_high_half_where_there_is_one_and_spectra_have_round_sizes(self):
+    def test_class_is_reduced_and_the_size_of_spectra_is_rounded_up(self):
         for argument, size, code, rounded in self.BLOCKS:
             with self.case(hex(argument), size):
                 call = ("OrvCreateBlock", 5, code, rounded, 0)
                 self.check("createBlock", (5, argument, size), 0, [call])
 
-    # Result of the library; of its error query and the code there (None: not asked); the status.
+    # Result of the library, result and code of its error query (None: no query), status.
     FAILURES = [
-        (5, None, 0xE0000005),
-        (-3, None, 0xE0400199),
-        (-1, (0, 0x500010), 0xE0400199),
-        (-1, (0, 0x270010), 0xEBE80010),
-        (-1, (7, 0x270010), 0xE0000067),
+        (5, None, 0xE0000005), (-3, None, 0xE0400199), (-1, (0, 0x500010), 0xE0400199),
+        (-1, (0, 0x270010), 0xEBE80010), (-1, (7, 0x270010), 0xE0000067),
         (-1, (-2, 0x270010), 0xE0400199),
-    ]
+    ]  # fmt: skip
 
-    def test_failure_is_resolved_by_the_error_query(self):
+    def test_failure_gets_its_status_from_the_error_query(self):
         for result, query, status in self.FAILURES:
             with self.case(result, query):
                 double.answer("OrvCreateBlock", result)
@@ -124,19 +118,16 @@ class CreateBlock(double.TestCase):
                 self.assertEqual(double.calls()[1:], [("OrvErrorQuery", 5)] if query else [])
 
 
-class DeleteBlock(double.TestCase):
-    # Result and output of the record count, the record that cannot be deleted, the status, and the
-    # records asked for.
+class TestDeleteBlock(double.TestCase):
+    # Result and output of the record count, record that cannot be deleted, status, records that
+    # are deleted.
     TABLE = [
-        (0, 0, None, 0, []),
-        (0, 3, None, 0, [3, 2, 1]),
-        (0, 3, 2, 0xE0000007, [3, 2]),
-        (0, 65535, 65533, 0xE0000007, [65535, 65534, 65533]),
-        (-1, 3, None, 0xE0400199, []),
+        (0, 0, None, 0, []), (0, 3, None, 0, [3, 2, 1]), (0, 3, 2, 0xE0000007, [3, 2]),
+        (0, 65535, 65533, 0xE0000007, [65535, 65534, 65533]), (-1, 3, None, 0xE0400199, []),
         (9, 3, None, 0xE0000009, []),
-    ]
+    ]  # fmt: skip
 
-    def test_deletes_from_the_last_record_to_the_first_failure(self):
+    def test_records_are_deleted_from_the_last_one_to_the_first_failure(self):
         for result, count, stuck, status, asked in self.TABLE:
             with self.case(result, count, stuck):
                 double.answer("OrvRecordCount", result, count=count)
@@ -147,8 +138,8 @@ class DeleteBlock(double.TestCase):
                 self.check("deleteBlock", (5, 0x20000007), signed(status), [counted] + deletions)
 
 
-class Script(double.TestCase):
-    def test_that_is_not_followed_or_does_not_fit_is_told(self):
+class TestScript(double.TestCase):
+    def test_unmatched_calls_are_reported(self):
         self.assertRaises(ValueError, double.answer, "SOrvFlush", throw="tantrum")
         for outputs in ({"buffer": b"abcdef"}, {"count": 1}):
             double.answer("SOrvGetParam", **outputs)

@@ -12,19 +12,14 @@ MODULE_NOT_FOUND = signed(0xE000007E)
 ENTRY_POINT_NOT_FOUND = signed(0xE000007F)
 
 
-class NativeEngine(double.TestCase):
-    # What the entry point returns, and the status.
+class TestExecuteNativeEngine(double.TestCase):
+    # Result of the entry point, status.
     RESULTS = {
-        0: 0,
-        0x00610005: 0xE0610005,
-        0xFF61FFFF: 0xE061FFFF,
-        0x00618001: 0xE0618001,
-        0x00500001: 0xE0400199,
-        0x00270010: 0xEBE80010,
-        5: 0xE0000005,
-    }
+        0: 0, 0x00610005: 0xE0610005, 0xFF61FFFF: 0xE061FFFF, 0x00618001: 0xE0618001,
+        0x00500001: 0xE0400199, 0x00270010: 0xEBE80010, 5: 0xE0000005,
+    }  # fmt: skip
 
-    def test_runs_with_the_two_values_and_is_released(self):
+    def test_engine_gets_both_values_and_is_released(self):
         for result, status in self.RESULTS.items():
             with self.case(hex(result)):
                 double.answer("run", result)
@@ -44,20 +39,20 @@ class NativeEngine(double.TestCase):
         ("double_engine", "", ENTRY_POINT_NOT_FOUND),
     ]
 
-    def test_missing_engine_or_entry_point(self):
+    def test_missing_engine_or_entry_point_has_its_status(self):
         for engine, entry, status in self.MISSING:
             with self.case(engine[:20], entry):
                 self.check("executeNativeEngine", (engine, entry, 1, 2), status, [])
                 self.assertFalse(orv_double.is_mapped("double_engine"))
 
-    def test_other_threads_run_meanwhile(self):
+    def test_other_threads_run_during_an_engine(self):
         statuses = []
         passed = ("double_engine", "waitForAnotherCall", 1, 2)
         engine = threading.Thread(
             target=lambda: statuses.append(pyORV3.executeNativeEngine(*passed))
         )
         engine.start()
-        # With the interpreter lock held, the engine would give up before this thread goes on.
+        # If the interpreter lock were held, the engine would time out before this thread continues.
         while not double.calls() and engine.is_alive():
             time.sleep(0.001)
         during = pyORV3.flush(5)
@@ -66,8 +61,8 @@ class NativeEngine(double.TestCase):
         self.assertEqual(double.calls(), [("waitForAnotherCall", 1, 2, 0, 0), ("SOrvFlush", 5)])
 
 
-class InputList(double.TestCase):
-    # Names of the library and the text of the script.
+class TestEnumerateDefinitions(double.TestCase):
+    # Names in the library, result of the method.
     LISTS = [
         ([], ""),
         ([b"DET01"], "DET01"),
@@ -82,7 +77,7 @@ class InputList(double.TestCase):
         for function, name in zip(["SOrvFirstInput"] + ["SOrvNextInput"] * len(names), names):
             double.answer(function, name=name + b"\0" if len(name) < 512 else name)
 
-    def test_names_are_joined_as_far_as_they_fit(self):
+    def test_names_are_joined_up_to_the_maximum_length(self):
         for names, text in self.LISTS:
             with self.case(len(names), text[:20]):
                 self.script(names)
@@ -93,15 +88,15 @@ class InputList(double.TestCase):
                 )
                 self.assertLessEqual(set(others), {("SOrvNextInput", 1002)})
                 if len(text) < 1000:
-                    self.assertEqual(len(others), len(names))  # the end is asked for once
+                    self.assertEqual(len(others), len(names))  # the end is queried once
 
-    def test_names_that_are_no_proper_text_do_no_harm(self):
+    def test_invalid_names_are_returned_without_a_failure(self):
         self.script([b"x" * 512, b"Pr\xfcfung"])
         status, text = pyORV3.enumerateDefinitions()
         self.assertEqual((status, text[:511]), (0, "x" * 511))
         self.assertLess(len(text), 530)
 
-    def test_context_is_deleted_also_where_it_fails(self):
+    def test_context_is_deleted_after_a_failure(self):
         with self.case("no context"):
             double.answer("SOrvEnumNodes", double.FAILURE)
             self.assertEqual(pyORV3.enumerateDefinitions(), (double.FAILED, ""))

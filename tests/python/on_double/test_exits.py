@@ -1,4 +1,4 @@
-"""Processes at their ends and in narrow places: each script runs in an interpreter of its own."""
+"""Processes that end or run short of resources; each script runs in a separate interpreter."""
 
 import collections
 import os
@@ -12,7 +12,7 @@ DAEMON_IN_ENGINE = """
 import threading, time, orv_double, pyORV3
 taken = threading.Lock()
 taken.acquire()
-class Last:  # goes when the interpreter is ending already, and lets the engine come back then
+class Last:  # deleted at the end of the interpreter; then the engine returns
     def __del__(self, call=pyORV3.flush, wait=taken.acquire):
         call(5)
         wait(True, 0.2)
@@ -95,7 +95,7 @@ LINE = re.compile(
 
 
 def output_of(script, **environment):
-    """What a script writes; it ends well and says nothing on standard error."""
+    """Return the output of a script that must succeed without standard error."""
     process = subprocess.run(
         [sys.executable, "-W", "ignore", "-c", script],
         env=dict(os.environ, **environment),
@@ -109,19 +109,19 @@ def output_of(script, **environment):
     return process.stdout.splitlines()
 
 
-class Exits(unittest.TestCase):
+class TestExits(unittest.TestCase):
     @unittest.skipIf(
         "libasan" in os.environ.get("LD_PRELOAD", ""),
         "the address sanitizer stumbles over its own marks on a stack that was unwound",
     )
-    def test_daemon_thread_inside_an_engine_ends_with_the_process(self):
+    def test_daemon_thread_in_an_engine_ends_with_the_process(self):
         self.assertEqual(output_of(DAEMON_IN_ENGINE), [])
 
-    def test_spectrum_needs_no_import(self):
+    def test_spectrum_is_read_without_an_import(self):
         self.assertEqual(set(output_of(SPECTRUM)), {"(0, (1, -2))"})
 
     @unittest.skipIf(os.name == "nt", "Windows has a registry of its own")
-    def test_registry_is_read_first_and_without_modules_of_the_system(self):
+    def test_registry_is_read_without_system_modules(self):
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "registry.reg")
             with open(path, "wb") as file:
@@ -135,10 +135,10 @@ class Exits(unittest.TestCase):
                 lines = output_of(REGISTRY % call, ORSOVA_REGISTRY=path, OSVENV="")
                 self.assertEqual(lines, ["loaded", ascii(metadata), "False"])
 
-    def test_failures_are_reported_in_whole_lines(self):
+    def test_threads_report_failures_in_whole_lines(self):
         with tempfile.TemporaryDirectory() as folder:
             path = os.path.join(folder, "trace")
-            # The thread sanitizer's own lock around dlopen is not released in a forked process.
+            # The thread sanitizer does not release its lock around dlopen in a forked process.
             can_fork = hasattr(os, "fork") and "libtsan" not in os.environ.get("LD_PRELOAD", "")
             script = "CAN_FORK = %s" % can_fork + TRACE
             self.assertEqual(output_of(script, PYORV3_TRACE=path), ["0"])

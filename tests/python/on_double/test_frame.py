@@ -1,4 +1,4 @@
-"""What every method has in common: the method table, argument parsing, references."""
+"""The common parts of all methods: the method table, argument parsing, references."""
 
 import sys
 import unittest
@@ -7,12 +7,12 @@ import double
 import pyORV3
 
 try:
-    import _testcapi  # not every interpreter has what it tests itself with
+    import _testcapi  # not in every interpreter
 except ImportError:
     _testcapi = None
 
-# In slot order: each method with one letter for each argument, as the argument parser names its
-# units; and the value beside the status of a call that is refused, where there is one.
+# In slot order: each method with the format units of its arguments and, if it returns a pair, the
+# value next to the status of a refused call.
 METHODS = dict(
     method.split(":")
     for method in """
@@ -55,16 +55,16 @@ def bad_argument_lists(units):
             yield good[:position] + (bad,) + good[position + 1 :]
 
 
-class MethodTable(double.TestCase):
-    def test_27_functions_in_slot_order_without_documentation(self):
+class TestMethodTable(double.TestCase):
+    def test_module_has_27_functions_in_slot_order_without_documentation(self):
         names = [name for name in vars(pyORV3) if not name.startswith("__")]
         self.assertEqual(names, list(METHODS))
         self.assertEqual({getattr(pyORV3, name).__doc__ for name in names}, {None})
         self.assertIsNone(pyORV3.__doc__)
 
 
-class ArgumentMismatch(double.TestCase):
-    def test_is_a_status_without_any_library_call(self):
+class TestArgumentMismatch(double.TestCase):
+    def test_mismatch_returns_a_status_without_a_library_call(self):
         refused = double.BAD_ARGUMENTS
         for name, units in PARSING_METHODS.items():
             expected = (refused, VALUES[name]) if name in VALUES else refused
@@ -72,14 +72,14 @@ class ArgumentMismatch(double.TestCase):
                 with self.case(name, arguments):
                     self.check(name, arguments, expected, [])
 
-    def test_input_list_takes_any_arguments(self):
+    def test_input_list_accepts_any_arguments(self):
         for arguments in [(), (1,), ("x", None, 2**80)]:
             with self.case(*arguments):
                 self.assertEqual(pyORV3.enumerateDefinitions(*arguments), (0, ""))
 
 
-class References(double.TestCase):
-    def test_arguments_keep_their_counts(self):
+class TestReferences(double.TestCase):
+    def test_reference_counts_of_arguments_are_unchanged(self):
         passed = [(name, good_arguments(units)) for name, units in PARSING_METHODS.items()]
         passed += [(name, arguments + (0,)) for name, arguments in passed]
         passed.append(("setSpectrum", (70000, (1234567, object()), 70000, 70000)))
@@ -90,7 +90,7 @@ class References(double.TestCase):
                 getattr(pyORV3, name)(*arguments)
                 self.assertEqual([sys.getrefcount(item) for item in watched], before)
 
-    def test_results_belong_to_the_caller_alone(self):
+    def test_results_have_one_reference(self):
         double.answer("SOrvGetParam", buffer=2, times=double.FOR_EVER)
         double.set_channels([1234567, 2345678])
         for name in ("count", "getParameter", "getSpectrum", "getStatus"):
@@ -101,7 +101,7 @@ class References(double.TestCase):
         del channels
         self.assertEqual((status, sys.getrefcount(content)), (0, 2))
 
-    def test_repeated_calls_leave_no_objects(self):
+    def test_repeated_calls_leak_no_objects(self):
         calls = [
             (name, good_arguments(units) + more)
             for name, units in METHODS.items()
@@ -116,13 +116,13 @@ class References(double.TestCase):
         ]
         for name, arguments in calls:
             with self.case(name, arguments):
-                # The interpreter itself keeps some objects at first, but never one for each call.
+                # The interpreter may keep a few objects, but not one for each call.
                 self.assertTrue(any(blocks_left(name, arguments) < CALLS // 2 for _ in range(3)))
 
 
 @unittest.skipIf(_testcapi is None, "the interpreter cannot run out of memory at will")
-class ExhaustedMemory(double.TestCase):
-    # A method, its arguments, and the function whose outputs make its value one that needs memory.
+class TestExhaustedMemory(double.TestCase):
+    # Method, arguments, and the function whose output makes the result need memory.
     CALLS = [
         ("open", ("name", 1, 1, ""), "SOrvOpenDataSource", {}),
         ("count", (5, 2, 0), "SOrvClassCount", {"count": 5000}),
@@ -134,7 +134,7 @@ class ExhaustedMemory(double.TestCase):
     ]
 
     def result_without(self, allocation, method, arguments):
-        """What a call gives where one allocation of the interpreter fails; None: MemoryError."""
+        """Return the result of a call with one failing allocation; None for MemoryError."""
         _testcapi.set_nomemory(allocation, allocation + 1)
         try:
             return method(*arguments)
@@ -143,7 +143,7 @@ class ExhaustedMemory(double.TestCase):
         finally:
             _testcapi.remove_mem_hooks()
 
-    def test_is_never_a_success_with_a_wrong_value(self):
+    def test_failed_allocation_never_returns_a_wrong_value(self):
         for name, arguments, function, outputs in self.CALLS:
             failures = set()
             for allocation in range(40):
@@ -164,7 +164,7 @@ class ExhaustedMemory(double.TestCase):
 
 
 def blocks_left(name, arguments):
-    """How many memory blocks of the interpreter that many calls leave behind."""
+    """Return the number of memory blocks that a number of calls leaks."""
     before = sys.getallocatedblocks()
     for _ in range(CALLS):
         getattr(pyORV3, name)(*arguments)

@@ -1,10 +1,10 @@
-"""open and close."""
+"""The methods open and close."""
 
 import double
 import pyORV3
 from double import signed
 
-# The making of a handle: a temporary context 1001, then the handle 1002 on the node it names.
+# The calls that create a handle: a temporary context 1001, then the handle 1002 on its node.
 TEMPORARY = ("SOrvCreateDSC", None, None, 0, 0)
 NODES = ("SOrvEnumNodes", 1001, b"", b"", 1, 0x42)
 NODES_AGAIN = ("SOrvEnumNodes", 1001, b"", b"", 1, 0x46)
@@ -15,8 +15,8 @@ TWICE = [TEMPORARY, NODES, NODES_AGAIN, NO_TEMPORARY]
 RELEASED = [("SOrvCloseDataSource", 1002), ("SOrvDeleteDSC", 1002)]
 
 
-class HandleCreation(double.TestCase):
-    # What the library answers, the status, and the calls that are made.
+class TestHandleCreation(double.TestCase):
+    # Reply of the library, status, calls.
     FAILURES = [
         ([("SOrvCreateDSC", 7, {"context": 55})], 0xE0000007, [TEMPORARY]),
         ([("SOrvEnumNodes", 6, {})], 0xE0000006, HANDLE[:3]),
@@ -34,30 +34,30 @@ class HandleCreation(double.TestCase):
         ([("SOrvCreateDSC2", 0x500004, {})], 0xECE99E48, HANDLE),
     ]
 
-    def test_failure_ends_it_and_leaves_no_context(self):
+    def test_failure_leaves_no_context(self):
         for answers, status, calls in self.FAILURES:
             with self.case(answers):
                 for function, result, outputs in answers:
                     double.answer(function, result, **outputs)
                 self.check("open", ("a.qar", 1, 1, ""), (signed(status), 0), calls)
 
-    def test_second_selector_is_tried_and_the_whole_node_record_handed_on(self):
+    def test_second_selector_is_tried_and_the_node_record_passed_on(self):
         identity = bytes(1 + index % 255 for index in range(514))
         double.answer("SOrvEnumNodes", 0x500002, count=9)
-        # A text after the terminator refuses nothing.
+        # A string after the terminator is ignored.
         double.answer("SOrvEnumNodes", identity=identity, refusal=b"\0rest")
         self.assertEqual(pyORV3.open("a.qar", 1, 1, ""), (0, 1002))
         bound = ("SOrvCreateDSC2", identity, b"\0rest", 0, 0)
         self.assertEqual(double.calls()[:5], TWICE + [bound])
 
-    def test_failure_with_a_handle_written_is_success(self):
+    def test_failure_with_a_handle_counts_as_success(self):
         double.answer("SOrvCreateDSC2", 0x500004, context=-7)
         self.assertEqual(pyORV3.open("a.qar", 1, 1, ""), (0, -7))
         self.assertEqual(double.arguments("SOrvOpenDataSource")[0]["context"], -7)
 
 
-class Open(double.TestCase):
-    # The arguments of the method, and the call behind the making of the handle.
+class TestOpen(double.TestCase):
+    # Arguments of the method, call after the creation of the handle.
     ARGUMENTS = [
         (("a.qar", 3, 7, "aux"), ("SOrvOpenDataSource", 1002, b"a.qar", 1, 3, 0, b"aux")),
         (("a.qar", 0, 0x10000, ""), ("SOrvOpenDataSource", 1002, b"a.qar", 1, 0, 0, None)),
@@ -76,30 +76,27 @@ class Open(double.TestCase):
             with self.case(passed):
                 self.check("open", passed, (0, 1002), HANDLE + [call])
 
-    def test_failed_creation_keeps_the_context(self):
+    def test_failed_creation_keeps_its_context(self):
         double.answer("SOrvCreateFile", 0x300022)
         result = pyORV3.open("a.qar", 0x400, 1, "")
         self.assertEqual(result, (signed(0xE0300022), 1002))
         self.assertEqual(double.calls()[-1][0], "SOrvCreateFile")
 
-    # Result of the library's open, its state word (None: not asked for), status, released or not.
+    # Result of the library's open, its state word (None: no query), status, whether it is released.
     RESULTS = [
-        (0x300022, None, 0xECE99EA2, True),
-        (0x500001, 0x1FF, 0, False),
-        (0x500001, 0x200, 0xECE99EA3, True),
-        (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
-        (0x500001, b"\0\0\0\0\0\2", 0, False),
-        (0x500002, None, 0xE0400199, True),
+        (0x300022, None, 0xECE99EA2, True), (0x500001, 0x1FF, 0, False),
+        (0x500001, 0x200, 0xECE99EA3, True), (0x500001, 0xFFFFFFFF, 0xECE99EA3, True),
+        (0x500001, b"\0\0\0\0\0\2", 0, False), (0x500002, None, 0xE0400199, True),
         (0x270010, None, 0xEBE80010, True),
-    ]
+    ]  # fmt: skip
 
-    def test_result_decides_whether_the_context_lives(self):
+    def test_context_is_released_depending_on_the_result(self):
         for result, state, status, released in self.RESULTS:
             with self.case(result, state):
                 double.answer("SOrvOpenDataSource", result)
                 query = []
                 if state is not None:
-                    # The result of the query is not looked at.
+                    # The result of the query is ignored.
                     double.answer("SOrvQueryDSC", 5, buffer=state)
                     query = [("SOrvQueryDSC", 1002, 3, b"")]
                 if released:
@@ -110,12 +107,12 @@ class Open(double.TestCase):
                 self.assertEqual(rest, query + (RELEASED if released else []))
 
 
-class Close(double.TestCase):
-    def test_closes_and_deletes(self):
+class TestClose(double.TestCase):
+    def test_source_is_closed_and_its_context_deleted(self):
         double.answer("SOrvDeleteDSC", 5)
         self.check("close", (1002, 99), 0, RELEASED)
 
-    def test_failure_keeps_the_context_for_another_try(self):
+    def test_failure_keeps_the_context(self):
         double.answer("SOrvCloseDataSource", 7)
         self.check("close", (1002, 0), signed(0xE0000007), RELEASED[:1])
         self.check("close", (1002, 0), 0, RELEASED[:1] + RELEASED)

@@ -1,4 +1,4 @@
-"""The package qar over a suite whose dictionary and codes it does not know, on Windows as well."""
+"""The package qar on a suite with an unknown dictionary and unknown codes, also on Windows."""
 
 import os
 import sys
@@ -26,8 +26,8 @@ class TestCase(double.TestCase):
         return qar.open("sample.qar", mode)
 
 
-class Package(TestCase):
-    def test_works_by_the_names_of_the_suites_own_dictionary(self):
+class TestDataSource(TestCase):
+    def test_parameters_of_the_suite_work_by_name(self):
         source = self.open()
         values = {"BYTE": True, "WORD": 7, "QUANTITY": 2.5, "TEXT": "peak", "LONGLONG": -(2**40)}
         for name, value in values.items():
@@ -47,13 +47,13 @@ class Package(TestCase):
         with self.assertRaises(qar.NotFoundError):
             qar.dictionary.describe("QAR_D_LIVETIME")
 
-    def test_reads_no_more_entries_than_the_library_counts(self):
+    def test_column_ends_at_the_entry_count(self):
         source = self.open()
         double.answer("SOrvEntryCount", count=3)
         double.answer("SOrvGetParam", times=3, buffer=b"\0" * 8)
         self.assertEqual(source.column("DOUBLE"), [0.0] * 3)
 
-    def test_raises_what_it_does_not_know_with_its_code(self):
+    def test_unknown_status_is_raised_with_its_code(self):
         source = self.open()
         calls = (
             ("SOrvFlush", source.flush, "saving 'sample.qar'"),
@@ -65,21 +65,21 @@ class Package(TestCase):
                 call()
             self.assertEqual(caught.exception.status, 0xEBE80010)
 
-    def test_gives_a_failed_creation_its_handle_back(self):
+    def test_handle_of_a_failed_creation_is_closed(self):
         double.answer("SOrvCreateFile", FAILURE)
         with self.assertRaises(qar.LibraryError):
             self.open("x")
         self.assertEqual(len(double.arguments("SOrvCloseDataSource")), 1)
 
-    def test_opens_inputs_with_their_source_type(self):
+    def test_input_is_opened_with_its_source_type(self):
         double.answer("SOrvCreateDSC2", context=HANDLE)
         qar.open_input("DET1", "r")
         opened = double.arguments("SOrvOpenDataSource")[-1]
         self.assertEqual((opened["sourceType"], opened["accessMode"]), (769, 1))
 
 
-class Exchange(TestCase):
-    def test_a_dump_finds_classes_parameters_and_where_their_values_stand(self):
+class TestTransfer(TestCase):
+    def test_dump_finds_classes_parameters_and_the_entries_of_values(self):
         double.answer("SOrvClassCount", when={"classCode": 7}, count=2, times=FOR_EVER)
         double.answer("SOrvEntryCount", when={"record": 1}, count=0, times=FOR_EVER)
         double.answer("SOrvEntryCount", when={"record": 2}, count=2, times=FOR_EVER)
@@ -92,8 +92,8 @@ class Exchange(TestCase):
             name: qar.dictionary.describe(name).code for name in ("TEXT", "LONG", "DOUBLE", "FLOAT")
         }
         for name, record, entry, buffer in values:
-            place = {"code": codes[name], "record": record, "entry": entry}
-            double.answer("SOrvGetParam", when=place, buffer=buffer, times=FOR_EVER)
+            cell = {"code": codes[name], "record": record, "entry": entry}
+            double.answer("SOrvGetParam", when=cell, buffer=buffer, times=FOR_EVER)
         double.answer("SOrvGetParam", NO_ENTRY, when={"code": codes["TEXT"], "entry": 2})
         double.answer("SOrvGetParam", FAILURE, when={"code": codes["FLOAT"], "record": 1})
         with self.open("r") as source:
@@ -105,9 +105,9 @@ class Exchange(TestCase):
         (failure,) = document["not_reached"]
         self.assertIn("FLOAT", failure)
         extension = dictionary_extension.extension(document, 0xFF)
-        self.assertIn("LONG", extension.left_out)  # a name that the embedded library cannot have
+        self.assertIn("LONG", extension.left_out)  # a name that the embedded library refuses
 
-    def test_salvage_goes_on_by_records_where_a_class_cannot_be_copied(self):
+    def test_salvage_copies_records_if_a_class_cannot_be_copied(self):
         double.answer("SOrvClassCount", DAMAGED, when={"classCode": 8})
         double.answer("SOrvClassCount", when={"classCode": 7}, count=3)
         double.answer("SOrvClassCopy", FAILURE, when={"classCode": 7}, times=FOR_EVER)
@@ -119,17 +119,17 @@ class Exchange(TestCase):
         self.assertEqual(copied, {"class 0x0007": 2})
         self.assertRegex("\n".join(lost), "^class 0x0007: 1 of 3 records: .*\nclass 0x0008: ")
         calls = double.arguments("SOrvCopyRecord")
-        places = [(call["sourceRecord"], call["destinationRecord"]) for call in calls]
-        self.assertEqual(places, [(1, 1), (2, 2), (3, 2)])
+        records = [(call["sourceRecord"], call["destinationRecord"]) for call in calls]
+        self.assertEqual(records, [(1, 1), (2, 2), (3, 2)])
 
-    def test_formats_work_without_the_library(self):
+    def test_other_formats_work_without_the_library(self):
         measurement = formats.Measurement((5, 6), 1.5, 2.0, energy=(0.5, 0.25), title="ü")
         with tempfile.TemporaryDirectory() as folder:
             for name in ("spe", "csv", "text"):
                 path = os.path.join(folder, "a" + formats.FORMATS[name].suffixes[0])
                 formats.write(path, measurement, name)
-                (found,) = formats.read(path)
-                self.assertEqual(found[:-2], measurement[:-2])
+                (result,) = formats.read(path)
+                self.assertEqual(result[:-2], measurement[:-2])
             self.assertEqual(len(os.listdir(folder)), 3)
         self.assertEqual(main.main(["status", "0"]), 0)
         if os.name == "nt":

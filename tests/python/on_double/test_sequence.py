@@ -1,4 +1,4 @@
-"""The analysis-sequence copy and the object layer under it: calls, failures, changes of layout."""
+"""The analysis-sequence copy and its object layer: calls, failures, conversions of types."""
 
 import math
 import os
@@ -16,7 +16,7 @@ FIRST, SECOND = 0x20000002, 0x20100005
 GEOMETRY = ("OrvCreateBlock", DESTINATION, 0x4005, 0, -1)
 BLOCK_MISSING = 0x00278102
 
-# How the object layer makes a context: on the node that a first one, 1001, names.
+# The calls of the object layer that create a context: on the node of a first context, 1001.
 UNBOUND = ("OrvCreateDSC2", None, None, 0, 0)
 NODE = ("OrvNodeEnumeration", 1001, b"", b"", 1, 0x42)
 NODE_AGAIN = ("OrvNodeEnumeration", 1001, b"", b"", 1, 0x46)
@@ -26,19 +26,19 @@ CONTEXT = [UNBOUND, NODE, NO_UNBOUND, BOUND]
 
 
 def description(context, code):
-    """The call that asks how a data source describes a parameter: by its code, without a name."""
+    """Return the call that queries the description of a parameter by its code."""
     return ("OrvParameterDescriptionQuery", context, bytes(13), code & 0xFFFF, code >> 16)
 
 
 def describe(context, code, kind=14, size=3):
-    """The data source describes the parameter, by default as a text of at most three characters."""
+    """Set the description of a parameter, by default a string of at most three characters."""
     when = {"context": context, "codeLow": code & 0xFFFF, "codeHigh": code >> 16}
     outputs = {"type": kind, "size": size, "name": b"QAR_NAME"}
     double.answer("OrvParameterDescriptionQuery", when=when, times=FOR_EVER, **outputs)
 
 
 def hold(context, code, content, kind=14, size=3):
-    """The data source has a value in the parameter, and the destination describes it alike."""
+    """Set a value of a parameter and the same description in source and destination."""
     describe(context, code, kind, size)
     describe(DESTINATION, code, kind, size)
     when = {"context": context, "code": code}
@@ -54,14 +54,14 @@ def calls(*functions):
 
 
 def written():
-    """What was written, without the zero bytes behind texts: parameter and value."""
+    """Return each written parameter and value, without the zero bytes after strings."""
     return [
         (one["code"], one["value"].rstrip(b"\0")) for one in double.arguments("OrvParameterWrite")
     ]
 
 
-class Order(double.TestCase):
-    def test_classes_and_geometry_go_also_where_no_parameter_is_present(self):
+class TestOrder(double.TestCase):
+    def test_classes_and_geometry_are_copied_without_parameters(self):
         expected = [description(DESTINATION, code) for code in SETTINGS] + [
             ("OrvClassCopy", SOURCE, DESTINATION, 0x2010),
             ("OrvClassCopy", SOURCE, DESTINATION, 0x2003),
@@ -73,7 +73,7 @@ class Order(double.TestCase):
         ]
         self.check("copyAnalysisSequenceTo", (SOURCE, DESTINATION), 0, expected)
 
-    def test_every_parameter_moves_in_its_turn(self):
+    def test_parameters_are_copied_in_order(self):
         for code in SETTINGS:
             hold(DESTINATION, code, b"own")
         referenced = 1004  # the diagnostics of the refused write take two contexts
@@ -88,19 +88,19 @@ class Order(double.TestCase):
         ]:
             hold(context, code, text)
         describe(DESTINATION, SECOND)
-        # What the library refuses of a single parameter or of the referenced class does no harm.
+        # A refused optional parameter or referenced class does not stop the copy.
         double.answer("OrvClassCopy", 5, when={"classCode": 0x2002})
         double.answer("OrvParameterWrite", 5, when={"code": OPTIONAL})
         self.assertEqual(copy(), 0)
         own = [(code, b"own") for code in SETTINGS]
         before = [(MANDATORY, b"a"), (OPTIONAL, b"b"), (0x200000B6, b"c"), (0x2010004C, b"d")]
         self.assertEqual(written(), before + own + [(FIRST, b"e"), (SECOND, b"e")])
-        places = {
+        cells = {
             (call["context"], call["record"], call["entry"], len(call["value"]))
             for call in double.arguments("OrvParameterWrite")
         }
-        self.assertEqual(places, {(DESTINATION, 1, 0, 4)})
-        # Of the contexts for diagnostics and for the referenced file none is left.
+        self.assertEqual(cells, {(DESTINATION, 1, 0, 4)})
+        # The contexts for diagnostics and for the referenced file are deleted.
         self.assertEqual(calls("OrvCreateDSC2"), [UNBOUND, BOUND] * 2)
         deleted = [call[1] for call in calls("OrvContextDeletion")]
         self.assertEqual(deleted, [1001, 1002, 1003, referenced])
@@ -115,8 +115,8 @@ class Order(double.TestCase):
         functions = ("OrvClassCopy", "OrvDataSourceOpening", "OrvDataSourceFlush")
         self.assertEqual(calls(*functions, "OrvDataSourceClosing"), expected)
 
-    def test_only_one_of_the_last_two_becomes_the_second(self):
-        # Which are present, and what is written.
+    def test_second_parameter_gets_one_of_the_last_two_values(self):
+        # Values in the source, values written.
         for present, expected in [
             ({}, []),
             ({FIRST: b"one"}, [(FIRST, b"one"), (SECOND, b"one")]),
@@ -130,15 +130,15 @@ class Order(double.TestCase):
                 self.assertEqual(copy(), 0)
                 self.assertEqual(written(), expected)
 
-    def test_nothing_is_asked_of_a_missing_side(self):
+    def test_missing_handle_makes_no_call(self):
         for sides in [(0, 0), (SOURCE, 0), (0, DESTINATION)]:
             with self.case(*sides):
                 self.check("copyAnalysisSequenceTo", sides, signed(0xE0400199), [])
 
 
-class Classes(double.TestCase):
-    # A class; results of its copy in turn, each with what is asked then: the side, the result and
-    # the code of its error query; the status, and whether a block is made.
+class TestClasses(double.TestCase):
+    # Class; results of its copies, each with the handle, result and code of its error query; status;
+    # whether a block is created.
     COPIES = [
         (0x2010, [(4, DESTINATION, 0, BLOCK_MISSING), (0,)], 0, True),
         (0x2003, [(-1, SOURCE, 0, BLOCK_MISSING), (3, SOURCE, 0, BLOCK_MISSING)], 0, True),
@@ -151,7 +151,7 @@ class Classes(double.TestCase):
         (0x2010, [(-2,)], 0xE0400199, False),
     ]
 
-    def test_a_missing_block_is_made_once_and_other_failures_end_the_copy(self):
+    def test_missing_block_is_created_once_and_other_failures_end_the_copy(self):
         for number, results, status, is_made in self.COPIES:
             with self.case(hex(number), results):
                 hold(DESTINATION, SETTINGS[0], b"own")
@@ -166,11 +166,11 @@ class Classes(double.TestCase):
                 self.assertEqual(calls("OrvErrorQuery"), asked)
                 made = [("OrvCreateBlock", DESTINATION, number, 0, 0)] * is_made
                 self.assertEqual(calls("OrvCreateBlock"), made + [GEOMETRY] * (status == 0))
-                # Only a copy that goes on restores the settings.
+                # Only a copy that continues restores the settings.
                 self.assertEqual(len(written()), status == 0)
 
-    def test_the_mandatory_parameter_ends_the_copy_where_it_cannot_be_written(self):
-        # What the library answers, the status, and whether it is asked to write.
+    def test_failed_mandatory_parameter_ends_the_copy(self):
+        # Reply of the library, status, whether a value is written.
         query = "OrvParameterDescriptionQuery"
         for function, result, outputs, status, is_asked in [
             ("OrvParameterWrite", 5, {}, 0xE0000065, True),
@@ -188,18 +188,18 @@ class Classes(double.TestCase):
                 self.assertEqual(calls("OrvCreateBlock"), [])
 
     def hold_geometry(self, total):
-        """The library has the chunks of a block of that many bytes, each with its number."""
+        """Set the numbered chunks of a block with a total size."""
         for offset in range(0, total + 1, 512):
             chunk = (struct.pack("<I", total) if offset == 0 else b"....") + b"%d" % (offset // 512)
             double.answer("OrvReadUFBlock", when={"offset": offset}, buffer=chunk)
 
     def chunks(self):
-        """The numbers of the chunks written."""
+        """Return the numbers of the written chunks."""
         return [
             int(call["buffer"][4:].rstrip(b"\0")) for call in double.arguments("OrvWriteUFBlock")
         ]
 
-    def test_the_whole_chunks_of_the_geometry_block_are_transferred(self):
+    def test_whole_chunks_of_the_geometry_block_are_copied(self):
         for total, count in [(0, 0), (300, 0), (511, 0), (512, 1), (1000, 1), (1024, 2)]:
             with self.case(total):
                 self.hold_geometry(total)
@@ -208,7 +208,7 @@ class Classes(double.TestCase):
                 for call in double.arguments("OrvWriteUFBlock"):
                     self.assertEqual((call["option"], len(call["buffer"])), (0x40, 512))
 
-    def test_a_failed_geometry_chunk_ends_it_and_the_copy_goes_on(self):
+    def test_failed_geometry_chunk_ends_only_the_geometry(self):
         for function, when, count in [
             ("OrvReadUFBlock", {"offset": 1024}, 2),
             ("OrvWriteUFBlock", {}, 1),
@@ -223,8 +223,8 @@ class Classes(double.TestCase):
                 self.assertEqual(double.calls()[-1], description(SOURCE, SECOND))
 
 
-class ReferencedFile(double.TestCase):
-    # What the library answers, and the calls that are made for the file.
+class TestReferencedFile(double.TestCase):
+    # Reply of the library, calls for the file.
     FAILURES = [
         (("OrvParameterRead", 1, {"code": SWITCH}, {}), None),
         (("OrvParameterRead", 1, {"code": FILE_NAME}, {}), None),
@@ -238,9 +238,9 @@ class ReferencedFile(double.TestCase):
             ("OrvCreateDSC2", 5, {"identity": b""}, {"context": 1005}),
             CONTEXT + [("OrvContextDeletion", 1005)],
         ),
-    ]
+    ]  # fmt: skip
 
-    def test_is_left_alone_where_it_is_not_wanted_or_does_not_open(self):
+    def test_calibration_file_that_is_unused_or_does_not_open_is_skipped(self):
         for (function, result, when, outputs), expected in self.FAILURES:
             with self.case(function, result, when):
                 hold(SOURCE, SWITCH, b"Yes")
@@ -257,12 +257,12 @@ class ReferencedFile(double.TestCase):
                 self.assertEqual(calls("OrvDataSourceClosing"), [])
 
 
-class Layouts(double.TestCase):
+class TestLayouts(double.TestCase):
     WIDTHS = {1: 1, 2: 1, 3: 2, 8: 4, 9: 8, 10: 4, 27: 8, 35: 8, 193: 4}
     UNITS = {1: "<B", 2: "<B", 3: "<H", 8: "<I", 9: "<q", 10: "<f", 27: "<d", 35: "<d"}
 
     def moved(self, kind, content, other, size=None):
-        """The bytes that a value of the source becomes where the destination has another type."""
+        """Return the bytes of a value after conversion to the type of the destination."""
         double.orv_double.reset()
         hold(SOURCE, MANDATORY, content, kind, self.WIDTHS.get(kind, max(len(content) - 1, 1)))
         describe(DESTINATION, MANDATORY, other, size or self.WIDTHS.get(other, 40))
@@ -270,7 +270,7 @@ class Layouts(double.TestCase):
         return [call["value"] for call in double.arguments("OrvParameterWrite")]
 
     def check_moves(self, kind, content, text, flag, short, number, large, floating):
-        """All types of the destination."""
+        """Check the conversion to all types of the destination."""
         self.assertEqual(self.moved(kind, content, 14), [text.ljust(41, b"\0")])
         single = floating if abs(floating) < 3e38 else math.copysign(math.inf, floating)
         for other, unit, expected in [
@@ -284,7 +284,7 @@ class Layouts(double.TestCase):
             self.assertEqual(self.moved(kind, content, other), [struct.pack(unit, expected)], other)
 
     LARGEST, LOWEST = 2**63 - 1, -(2**63)
-    # Type and value; text, flag, numbers of 16, 32 and 64 bits, and floating-point number.
+    # Type and value; string, flag, integers of 16, 32 and 64 bits, floating-point number.
     NUMBERS = [
         (1, 5, b"1", 1, 1, 1, 1, 1),
         (2, 0, b"0", 0, 0, 0, 0, 0),
@@ -307,40 +307,32 @@ class Layouts(double.TestCase):
             b"2024-01-24T21:02:12.500Z",
             1,
             32767,
-            2147483647,
+            2**31 - 1,
             5212846932,
             5212846932.5,
         ),
-    ]
+    ]  # fmt: skip
 
-    def test_numbers_change_their_type(self):
+    def test_number_is_converted_to_every_type(self):
         for kind, value, *expected in self.NUMBERS:
             with self.subTest(kind=kind, value=value):
                 self.check_moves(kind, struct.pack(self.UNITS[kind], value), *expected)
 
     ZEROS = b"0" * 400
-    # What texts are as a number of 64 bits, as a floating-point number and as a flag.
+    # 64-bit integer, floating-point number and flag of strings.
     TEXTS = [
         (0, 0, 0, [b"", b"+-8", b"- 8", b"0", b"0x10", b"inf", b"-nan", b"No", b"false", b" true"]),
-        (0, 0, 0, [b"0.01e-999", b"0." + ZEROS + b"1"]),
-        (0, 0, 1, [b"Yes", b"true"]),
-        (0, 0.5, 0, [b".5"]),
-        (0, -2.5, 0, [b"-.25e1x"]),
-        (1, 1, 1, [b"1\xb2"]),
-        (1, math.inf, 1, [b"1e999"]),
-        (-1, -math.inf, 1, [b"-1e+999"]),
-        (2, 2, 1, [b"2e"]),
-        (3, 3.9, 1, [b"3.9"]),
-        (-7, -7, 1, [b" \t\n-7"]),
-        (8, 8, 1, [b"+8"]),
-        (42, 42, 1, [b"42abc"]),
-        (LARGEST, 1e20, 1, [b"99999999999999999999"]),
+        (0, 0, 0, [b"0.01e-999", b"0." + ZEROS + b"1"]), (0, 0, 1, [b"Yes", b"true"]),
+        (0, 0.5, 0, [b".5"]), (0, -2.5, 0, [b"-.25e1x"]), (1, 1, 1, [b"1\xb2"]),
+        (1, math.inf, 1, [b"1e999"]), (-1, -math.inf, 1, [b"-1e+999"]), (2, 2, 1, [b"2e"]),
+        (3, 3.9, 1, [b"3.9"]), (-7, -7, 1, [b" \t\n-7"]), (8, 8, 1, [b"+8"]),
+        (42, 42, 1, [b"42abc"]), (LARGEST, 1e20, 1, [b"99999999999999999999"]),
         (LARGEST, 1, 1, [b"1" + ZEROS + b"e-400"]),
         (LARGEST, math.inf, 1, [b"1" + ZEROS * 2 + b"e-1"]),
         (LOWEST, -1e20, 1, [b"-99999999999999999999"]),
-    ]
+    ]  # fmt: skip
 
-    def test_texts_are_read_as_far_as_they_are_numbers(self):
+    def test_leading_number_of_a_string_is_converted(self):
         for large, floating, flag, texts in self.TEXTS:
             low = [
                 struct.unpack(unit, struct.pack("<q", large)[: struct.calcsize(unit)])[0]
@@ -350,25 +342,22 @@ class Layouts(double.TestCase):
                 with self.subTest(text=text[:20]):
                     self.check_moves(14, text + b"\0", text[:40], flag, *low, large, floating)
 
-    # Type and content of the source, type and size of the destination, and the bytes there.
+    # Type and content of the source, type and size of the destination, bytes there.
     OTHERS = [
-        (14, b"\xe9t\xe9\0x", 14, 4, b"\xe9t\xe9\0\0"),
-        (14, b"ABCD", 14, 4, b"ABCD\0"),
-        (14, b"ABC\0", 14, 2, b"AB\0"),
-        (27, struct.pack("<d", 2.5), 35, 8, struct.pack("<d", 2.5)),
+        (14, b"\xe9t\xe9\0x", 14, 4, b"\xe9t\xe9\0\0"), (14, b"ABCD", 14, 4, b"ABCD\0"),
+        (14, b"ABC\0", 14, 2, b"AB\0"), (27, struct.pack("<d", 2.5), 35, 8, struct.pack("<d", 2.5)),
         (14, b"2024\0", 35, 8, struct.pack("<d", 3506716800)),
         (35, struct.pack("<d", 0), 35, 8, struct.pack("<d", 3506716800)),
-        (8, b"\1\0\0\0", 193, 4, bytes(4)),
-        (8, b"\1\0\0\0", 8, 6, b"\1\0\0\0\0\0"),
-    ]
+        (8, b"\1\0\0\0", 193, 4, bytes(4)), (8, b"\1\0\0\0", 8, 6, b"\1\0\0\0\0\0"),
+    ]  # fmt: skip
 
-    def test_texts_dates_and_unknown_types_keep_to_their_places(self):
+    def test_strings_dates_and_unknown_types_are_converted_within_the_size(self):
         for kind, content, other, size, expected in self.OTHERS:
             with self.subTest(kind=kind, content=content, other=other):
                 self.assertEqual(self.moved(kind, content, other, size), [expected])
         self.assertEqual(self.moved(193, b"abcd", 8), [])  # no value
 
-    def test_what_is_shorter_than_its_layout_is_neither_read_nor_written(self):
+    def test_size_below_the_layout_is_neither_read_nor_written(self):
         for kind, width in self.WIDTHS.items():
             if 1 < width and kind != 193:
                 with self.case(kind):

@@ -1,4 +1,4 @@
-"""Reading and writing a whole spectrum."""
+"""Reading and writing of whole spectra."""
 
 import struct
 
@@ -10,12 +10,12 @@ COUNT_READ = ("SOrvGetParam", 5, 0x20000007, 1, 1, 4)
 
 
 def pieces(function):
-    """First channel and channel count of each transfer."""
+    """Return first channel and channel count of each transfer."""
     return [(call["firstChannel"], call["channelCount"]) for call in double.arguments(function)]
 
 
-class GetSpectrum(double.TestCase):
-    # The file's channel count and the transfers.
+class TestGetSpectrum(double.TestCase):
+    # Channel count of the file, transfers.
     PIECES = [
         (0, [(1, 0)]),
         (1024, [(1, 1024)]),
@@ -24,7 +24,7 @@ class GetSpectrum(double.TestCase):
         (65535, [(1 + 2048 * piece, 2048) for piece in range(31)] + [(63489, 2047)]),
     ]
 
-    def test_comes_whole_in_pieces_of_2048(self):
+    def test_spectrum_is_read_in_parts_of_2048_channels(self):
         for count, expected in self.PIECES:
             with self.case(count):
                 ends = (-(2**31), 2**31 - 1) if count else ()  # contents are signed 32-bit
@@ -36,13 +36,13 @@ class GetSpectrum(double.TestCase):
                 self.assertEqual(double.calls()[0], COUNT_READ)
                 self.assertEqual(double.calls()[1][1::3], (5, 0))
 
-    def test_impossible_counts_are_refused(self):
+    def test_invalid_channel_count_is_refused(self):
         for count in (-1, 65536, 2**31 - 1):
             with self.case(count):
                 double.answer("SOrvGetParam", buffer=count)
                 self.check("getSpectrum", (5, 0, 0), (double.BAD_ARGUMENTS, (0,)), [COUNT_READ])
 
-    def test_failures_give_the_library_status_and_no_spectrum(self):
+    def test_failure_returns_the_status_and_no_spectrum(self):
         with self.case("count"):
             double.answer("SOrvGetParam", FAILURE, buffer=3)
             self.check("getSpectrum", (5, 0, 0), (FAILED, (0,)), [COUNT_READ])
@@ -53,23 +53,19 @@ class GetSpectrum(double.TestCase):
             self.assertEqual(pieces("SOrvGetSpectrum"), [(1, 2048), (2049, 2048)])
 
 
-class SetSpectrum(double.TestCase):
-    # Items of the tuple, channels of the file (None: not readable), how many channels are written,
-    # and the transfers.
+class TestSetSpectrum(double.TestCase):
+    # Items of the tuple, channels of the file (None: not readable), channels written, transfers.
     PIECES = [
         (1000, 1024, 1024, [(1, 256), (257, 256), (513, 256), (769, 256)]),
         (100, 1024, 256, [(1, 100), (101, 156)]),
         (2000, 1024, 1024, [(1, 256), (257, 256), (513, 256), (769, 256)]),
-        (300, 200, 200, [(1, 200)]),
-        (257, 4096, 512, [(1, 256), (257, 256)]),
-        (100, None, 256, [(1, 100), (101, 156)]),
-        (0, 1024, 256, [(1, 0), (1, 256)]),
-        (0, 100, 100, [(1, 0), (1, 100)]),
-        (5, 0, 0, [(1, 0)]),
+        (300, 200, 200, [(1, 200)]), (257, 4096, 512, [(1, 256), (257, 256)]),
+        (100, None, 256, [(1, 100), (101, 156)]), (0, 1024, 256, [(1, 0), (1, 256)]),
+        (0, 100, 100, [(1, 0), (1, 100)]), (5, 0, 0, [(1, 0)]),
         (16385, None, 32768, [(1 + 256 * piece, 256) for piece in range(128)]),
-    ]
+    ]  # fmt: skip
 
-    def test_goes_in_pieces_of_256_and_zeros_follow(self):
+    def test_spectrum_is_written_in_parts_of_256_channels_with_trailing_zeros(self):
         for items, channels, written, expected in self.PIECES:
             with self.case(items, channels):
                 failure = 7 if channels is None else 0
@@ -82,21 +78,21 @@ class SetSpectrum(double.TestCase):
                 padded = (spectrum + (0,) * written)[:written]
                 self.assertEqual(content, struct.pack("<%di" % written, *padded))
 
-    def test_items_keep_their_low_32_bits(self):
+    def test_low_32_bits_of_items_are_written(self):
         items = (-1, 2**31, 2**32 + 5, -(2**40) - 6, 2**64 + 7, True)
         double.answer("SOrvGetParam", buffer=len(items))
         self.assertEqual(pyORV3.setSpectrum(5, items, 0, 0), 0)
         content = struct.unpack("<6i", double.arguments("SOrvPutSpectrum")[0]["channels"])
         self.assertEqual(content, (-1, -(2**31), 5, -6, 7, 1))
 
-    def test_what_is_no_spectrum_is_refused_before_any_call(self):
+    def test_invalid_spectrum_is_refused_before_any_call(self):
         bad_items = ["1", None, 1.5, double.NoNumber(), (1,)]
         bad_tuples = [(1,) * 500 + (item,) for item in bad_items]
         for refused in [*bad_tuples, [1, 2], None, "12", 5, (0,) * 32769]:
             with self.case(str(refused)[-20:]):
                 self.check("setSpectrum", (5, refused, 0, 0), double.BAD_ARGUMENTS, [])
 
-    def test_failed_transfer_ends_it(self):
+    def test_failed_transfer_ends_the_write(self):
         double.answer("SOrvGetParam", buffer=1024)
         double.answer("SOrvPutSpectrum", FAILURE, when={"firstChannel": 257})
         self.assertEqual(pyORV3.setSpectrum(5, (1,) * 1024, 0, 0), FAILED)

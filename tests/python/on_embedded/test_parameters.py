@@ -15,15 +15,12 @@ def single(number):
 
 # By type name of the dictionary.
 VALUES = {
-    "byte": [True, False],
-    "short": [0, 1, 32768, 65535],
-    "long": [0, 2**31 - 1, -(2**31)],
+    "byte": [True, False], "short": [0, 1, 32768, 65535], "long": [0, 2**31 - 1, -(2**31)],
     "longlong": [0, 2**63 - 1, -(2**63)],
     "float": [0.0, single(-0.1), single(3.4e38), single(1e-45)],
-    "double": [0.1, -1.7976931348623157e308, 5e-324],
-    "str": ["", "K-40", "Äpfel", "30 µm"],
+    "double": [0.1, -1.7976931348623157e308, 5e-324], "str": ["", "K-40", "Äpfel", "30 µm"],
     "Date": ["1970-01-01T00:00:00.000Z", "2024-02-29T23:59:59.999Z", "2038-01-19T00:00:00.000Z"],
-}
+}  # fmt: skip
 
 
 def dictionary():

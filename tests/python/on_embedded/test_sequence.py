@@ -13,14 +13,10 @@ CHUNK, GEOMETRY = 512, 0x4005
 
 CALIBRATION = {"QAR_C_CALTITLE": "May", "QAR_C_CALGEOMETRY": "well"}
 SOURCE = {
-    "QAR_D_PEAKLIMIT": 4.5,
-    "QAR_C_REPORTTITLE": "Other title",
-    "QAR_B_REPORTPRINT": False,
-    "QAR_F_CALTEMPER": 21.5,
-    "QAR_C_CALGEOMETRY": "beaker",
-    "QAR_C_SEQUENCE": "routine",
+    "QAR_D_PEAKLIMIT": 4.5, "QAR_C_REPORTTITLE": "Other title", "QAR_B_REPORTPRINT": False,
+    "QAR_F_CALTEMPER": 21.5, "QAR_C_CALGEOMETRY": "beaker", "QAR_C_SEQUENCE": "routine",
     "QAR_B_USECALFILE": True,
-}
+}  # fmt: skip
 OWN = {
     "QAR_C_REPORTTITLE": "Own title",
     "QAR_B_REPORTPRINT": True,
