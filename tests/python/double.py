@@ -20,16 +20,16 @@ UNKNOWN_EXCEPTION = -320233619  # 0xECE99F6D
 
 
 def signed(status):
-    """A 32-bit status as a script sees it."""
+    """Return a 32-bit status as the methods do."""
     return (status & 0xFFFFFFFF ^ 0x80000000) - 0x80000000
 
 
-# What a library code of a failure becomes.
+# The status for a failure code of the library.
 FAILURE, FAILED = 0x270010, signed(0xEBE80010)
 
 
 class NoNumber:
-    """A number until it is asked for its value."""
+    """An object whose conversion to an integer fails."""
 
     def __index__(self):
         raise RuntimeError("no number")
@@ -38,27 +38,27 @@ class NoNumber:
 
 
 def answer(function, result=0, throw="", times=1, when=None, **outputs):
-    """Scripts what the next calls of a function do; throw names a C++ type that is thrown then."""
+    """Set the reply to the next calls of a function; throw: a C++ type to throw."""
     orv_double.answer(function, result, throw, times, when or {}, outputs)
 
 
 def arguments(function):
-    """The arguments by name of each call of one function."""
+    """Return the arguments, by name, of each call of a function."""
     return [values for name, values in orv_double.calls() if name == function]
 
 
 def calls():
-    """Every call as (function, argument, ...)."""
+    """Return every call as (function, argument, ...)."""
     return [(function, *values.values()) for function, values in orv_double.calls()]
 
 
 def calls_of_library():
-    """Every call but those of the parameter dictionary."""
+    """Return every call except those of the dictionary."""
     return [call for call in calls() if not call[0].startswith("pqar_")]
 
 
 def set_channels(channels):
-    """The spectrum that SOrvGetSpectrum serves, in pieces of 2048 channels."""
+    """Set the spectrum of SOrvGetSpectrum, in parts of 2048 channels."""
     for start in range(0, len(channels), 2048):
         piece = channels[start : start + 2048]
         content = struct.pack("<%di" % len(piece), *piece)
@@ -67,7 +67,7 @@ def set_channels(channels):
 
 
 class TestCase(unittest.TestCase):
-    """A test on a fresh double, which fails where a call that it scripted did not come."""
+    """A test with a new double, which fails if an expected call is missing."""
 
     def setUp(self):
         orv_double.reset()
@@ -75,13 +75,13 @@ class TestCase(unittest.TestCase):
 
     @contextlib.contextmanager
     def case(self, *row):
-        """One row of a table of cases: a subtest on a fresh double."""
+        """Run one row of a table of cases: a subtest with a new double."""
         with self.subTest(row=row):
             orv_double.reset()
             yield
             self.assertEqual(orv_double.unused_answers(), [])
 
     def check(self, method, passed, result, expected_calls):
-        """Calls a method and compares what it returns and every call that it makes."""
+        """Call a method; compare its result and every call that it makes."""
         self.assertEqual(getattr(pyORV3, method)(*passed), result)
         self.assertEqual(calls(), expected_calls)

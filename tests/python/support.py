@@ -1,4 +1,4 @@
-"""What the tests of the package share: a folder for each test, programs, the command line, spectra."""
+"""Shared code of the tests: a folder for each test, programs, the command line, spectra."""
 
 import contextlib
 import io
@@ -32,11 +32,11 @@ FULL = Measurement(
     energy=(-0.04727570207732, 0.18742200415464, -2.07732e-09),
     shape=(1.221, 0.001793),
 )
-"""What every format can hold, but for the shape in channels."""
+"""A measurement that every format stores, except for the shape in channels."""
 
 LIBRARY = """\
 nuclide, half_life, energy, photons, key
-# a line for each gamma line
+# one line for each gamma line
 Cs-137, 30.05 y, 661.657, 0.8499, 1
 Co-60, 5.2711 y, 1173.228, 0.9985
 """
@@ -45,7 +45,7 @@ Ran = namedtuple("Ran", "code out err")
 
 
 def run(*arguments):
-    """What the command line did: exit code, output, the lines on standard error."""
+    """Run a command; return exit code, output and the lines on standard error."""
     out, err = io.StringIO(), io.StringIO()
     with contextlib.redirect_stdout(out), contextlib.redirect_stderr(err):
         try:
@@ -56,7 +56,7 @@ def run(*arguments):
 
 
 class TestCase(unittest.TestCase):
-    """A test in a folder of its own, which is the current one meanwhile."""
+    """A test in a separate folder, which is its current folder."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -77,13 +77,13 @@ class TestCase(unittest.TestCase):
         return sorted(path.name for path in self.folder.iterdir())
 
     def run_well(self, *arguments):
-        """The output of a command that must have nothing to tell."""
+        """Return the output of a command that must succeed without messages."""
         ran = run(*arguments)
         self.assertEqual((ran.code, ran.err), (0, []), arguments)
         return ran.out
 
     def run_program(self, *command, code=0, folder=None, **environment):
-        """What a program printed that had to end with this code, its errors included."""
+        """Return the output, with errors, of a program that must end with an exit code."""
         result = subprocess.run(
             list(map(str, command)),
             cwd=str(folder or self.folder),
@@ -97,12 +97,12 @@ class TestCase(unittest.TestCase):
         return result.stdout
 
     def python(self, *arguments, **options):
-        """The same of this Python."""
+        """Return the output of this Python, as `run_program` does."""
         return self.run_program(sys.executable, "-B", *arguments, **options)
 
 
 def make_spectrum(path, peak_height=2000, title="sample"):
-    """A QAR file with a calibration and two peaks of Cs-137 and Co-60 on a continuum."""
+    """Create a QAR file with a calibration and peaks of Cs-137 and Co-60 on a continuum."""
     counts = [20 + channel % 3 for channel in range(1024)]
     for centre in (440, 782):
         for channel in range(centre - 12, centre + 13):

@@ -1,4 +1,4 @@
-"""What the tests on the embedded library share: its codes and data sources."""
+"""Shared code of the tests on the embedded library: codes and data sources."""
 
 import pyORV3
 import support
@@ -21,18 +21,18 @@ def code_of(name):
 
 
 def status_of(answer):
-    """The status of an answer as an unsigned number."""
+    """Return the status of an answer as an unsigned number."""
     return (answer[0] if isinstance(answer, tuple) else answer) & 0xFFFFFFFF
 
 
 class TestCase(support.TestCase):
-    """A test in a folder of its own; what it leaves open is closed before the folder goes."""
+    """A test in a separate folder; open sources are closed before the folder is deleted."""
 
     def path(self, name="measurement.qar"):
         return str(self.folder / name)
 
     def ok(self, answer):
-        """The result of a call that must succeed."""
+        """Return the result of a call that must succeed."""
         self.assertEqual(f"0x{status_of(answer):08X}", "0x00000000")
         return answer[1] if isinstance(answer, tuple) else None
 
@@ -48,7 +48,7 @@ class TestCase(support.TestCase):
         return self.open(CREATE, name)
 
     def reopened(self, handle, name="measurement.qar", mode=READ | WRITE):
-        """Closes the source, so that what comes next is read from the file."""
+        """Close the source and open it again, so that it is read from the file."""
         self.ok(pyORV3.close(handle, 0))
         return self.open(mode, name)
 
@@ -59,14 +59,14 @@ class TestCase(support.TestCase):
         self.ok(pyORV3.setParameter(handle, code_of(name), value, record, entry))
 
     def column(self, handle, name, record=None):
-        """The values of a parameter in all records, or in all entries of one record."""
+        """Return the values of a parameter in all records or in all entries of one record."""
         code = code_of(name)
         count = self.ok(pyORV3.count(handle, code, record or 0))
         places = [(record, n) if record else (n, 1) for n in range(1, count + 1)]
         return [self.ok(pyORV3.getParameter(handle, code, *place)) for place in places]
 
     def write_nuclides(self, handle, nuclides):
-        """One record for each (name, line energies)."""
+        """Write one record for each (name, line energies)."""
         for record, (name, energies) in enumerate(nuclides, start=1):
             self.set(handle, "QAR_C_NUCLNAME", name, record)
             for entry, energy in enumerate(energies, start=1):

@@ -1,7 +1,7 @@
-"""Real spectra with independent analyses, and how well the engine's peaks agree with them.
+"""Compare the engine's peaks with independent analyses of real spectra.
 
-The folder that the environment variable PYORV3_SPECTRA names holds the spectra and `spectra.json`,
-which says for each how it is calibrated and what another analysis found. Channels count from 1.
+The environment variable PYORV3_SPECTRA is the folder of the spectra and of `spectra.json`, which
+contains the calibration and the independent results of each. Channels count from 1.
 """
 
 import json
@@ -18,23 +18,23 @@ sys.path.insert(0, str(embedded.EXAMPLES))
 
 import nuclide_analysis  # noqa: E402
 
-CERTAIN = 6.0  # sigma: what the engine must find at its limit of 5
-NEAR = 0.75  # widths: how far apart the same peak may lie in two analyses
+CERTAIN = 6.0  # sigma; the engine must find these peaks at its limit of 5
+NEAR = 0.75  # maximum distance of the same peak in two analyses, in widths
 
-# What may be found without being in a list: faint in one analysis, not in another, but physically
-# there; energies in keV. Sums are true coincidences, of X-rays with lines and of cascades.
+# Peaks that exist but are in no list because they are faint in one of the analyses; energies in keV.
+# Sums are true coincidences, of X-rays with lines and of cascades.
 TABLE = support.PROJECT / "tests" / "data" / "unlisted_peaks.json"
 UNLISTED = json.loads(TABLE.read_text(encoding="utf-8"))
 
 
 def cases():
-    """The names of the spectra and what is known of each."""
+    """Return the names of the spectra and the data of each."""
     with open(os.path.join(support.SPECTRA, "spectra.json"), encoding="utf-8") as file:
         return json.load(file)
 
 
 def contents(name, case):
-    """The contents of all channels, channel 1 first."""
+    """Return the contents of all channels, channel 1 first."""
     spectra = formats.read(os.path.join(support.SPECTRA, name))
     return next(one.counts for one in spectra if one.detector == case.get("detector", one.detector))
 
@@ -44,10 +44,9 @@ def fwhm(case, energy):
 
 
 def analysed(name, path):
-    """Writes a spectrum with its calibration into a new file at the path, searches it for peaks at
-    5 sigma and identifies the nuclides of the examples' library.
+    """Write a spectrum with its calibration into a new file and analyse it at 5 sigma.
 
-    Returns what is known of the spectrum, and the results as qar gives them.
+    The nuclide library is that of the examples. Returns the data of the spectrum and the results.
     """
     case = cases()[name]
     with qar.open(path, "x") as source:
@@ -61,34 +60,33 @@ def analysed(name, path):
 
 
 def match(listed, found, case):
-    """Pairs (number in listed, number in found) one to one, the nearest first."""
+    """Return pairs of indices (listed, found), one to one, the nearest first."""
     near = sorted(
-        (abs(one["energy"] - other.energy), number, place)
+        (abs(one["energy"] - other.energy), number, index)
         for number, one in enumerate(listed)
-        for place, other in enumerate(found)
+        for index, other in enumerate(found)
         if abs(one["energy"] - other.energy) <= NEAR * fwhm(case, one["energy"])
     )
     pairs, left, right = [], set(), set()
-    for _, number, place in near:
-        if number not in left and place not in right:
-            pairs.append((number, place))
+    for _, number, index in near:
+        if number not in left and index not in right:
+            pairs.append((number, index))
             left.add(number)
-            right.add(place)
+            right.add(index)
     return pairs
 
 
 def reason(name, case, energy):
-    """Why a peak that is in no list may be there; None for a false one."""
-    for what in UNLISTED["in"].get(name, []) + UNLISTED["everywhere"]:
-        if any(
-            abs(line - energy) <= NEAR * fwhm(case, energy) for line in UNLISTED["energies"][what]
-        ):
-            return what
+    """Return the explanation of a peak that is in no list, or None for a false peak."""
+    for kind in UNLISTED["in"].get(name, []) + UNLISTED["everywhere"]:
+        lines = UNLISTED["energies"][kind]
+        if any(abs(line - energy) <= NEAR * fwhm(case, energy) for line in lines):
+            return kind
     return None
 
 
 class Comparison:
-    """The engine's peaks, as qar gives them, against the lists."""
+    """The engine's peaks compared with the lists."""
 
     def __init__(self, name, case, found):
         self.case, self.found = case, found
@@ -101,21 +99,19 @@ class Comparison:
         }
         self.certain = len(certain)
         self.missing = [case["peaks"][number] for number in sorted(certain - matched)]
-        places = {place for _, place in self.pairs}
-        unlisted = [peak for place, peak in enumerate(found) if place not in places]
+        matched = {index for _, index in self.pairs}
+        unlisted = [peak for index, peak in enumerate(found) if index not in matched]
         self.explained = [(peak, reason(name, case, peak.energy)) for peak in unlisted]
         self.false = [peak for peak, why in self.explained if why is None]
 
     def annihilation(self):
-        """How many peaks lie about 511 keV, and whether one is certainly there."""
+        """Return the number of peaks near 511 keV and True if one certainly exists."""
         listed = [peak for peak in self.case["peaks"] if abs(peak["energy"] - 511) < 1]
         found = [peak for peak in self.found if abs(peak.energy - 511) < 3]
         return len(found), any(peak["significance"] >= CERTAIN for peak in listed)
 
     def areas(self):
-        """(what, area, other area, difference as a part of what is allowed) of areas that were
-        measured in another way.
-        """
+        """Yield (name, area, other area, difference over its limit) of areas from other methods."""
         for area in self.case["model_free_areas"]:
             peak = min(self.found, key=lambda one: abs(one.energy - area["energy"]))
             allowed = 0.015 * area["area"] + 3 * area["uncertainty"]

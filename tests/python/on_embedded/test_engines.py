@@ -1,4 +1,4 @@
-"""Engines in several threads, each on a measurement of its own and all on a shared source."""
+"""Engines in several threads, on separate measurements and on a shared source."""
 
 import concurrent.futures
 import sys
@@ -18,7 +18,7 @@ ENGINE = ("peak_search", "searchPeaks")
 THREADS, TURNS = 8, 3
 
 
-class Threads(embedded.TestCase):
+class TestThreads(embedded.TestCase):
     def work(self, shared, number):
         path = self.path(f"{number}.qar")
         measurement.record_measurement(path, number)
@@ -27,13 +27,13 @@ class Threads(embedded.TestCase):
             source.update(nuclide_analysis.SETTINGS)
         own = self.open(embedded.READ | embedded.WRITE, path)
         channels = self.ok(pyORV3.getSpectrum(own, 0, 0))
-        for turn in range(TURNS):  # each replaces the results of the one before
+        for turn in range(TURNS):  # each turn replaces the results
             self.ok(pyORV3.executeNativeEngine(*ENGINE, own, 0))
             self.set(shared, "QAR_C_NUCLNAME", f"{number}.{turn}", number + 1)
             self.set(shared, "QAR_D_LINEENERGY", number + 0.25, number + 1)
             self.ok(pyORV3.flush(shared if number % 2 else own))
-            found = self.ok(pyORV3.findNuclideByEnergy(shared, number + 0.25, 0.1, 0))
-            self.assertEqual(found, number + 1)
+            record = self.ok(pyORV3.findNuclideByEnergy(shared, number + 0.25, 0.1, 0))
+            self.assertEqual(record, number + 1)
             self.assertEqual(self.ok(pyORV3.getSpectrum(own, 0, 0)), channels)
         own = self.reopened(own, path)
         energies = self.column(own, "QAR_D_PEAKENERGY")
@@ -41,7 +41,7 @@ class Threads(embedded.TestCase):
         for energy in energies:
             self.assertLess(min(abs(energy - true) for true, _ in simulation.peaks()), 0.5)
 
-    def test_work_on_their_own_and_on_shared_sources(self):
+    def test_results_in_separate_and_shared_sources_are_complete(self):
         shared = self.create("shared.qar")
         self.write_nuclides(shared, [("", [0.0])] * THREADS)
         with concurrent.futures.ThreadPoolExecutor(THREADS) as executor:

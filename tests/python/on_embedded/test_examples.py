@@ -1,16 +1,16 @@
-"""The examples run as a user runs them: each in a process of its own, one after another."""
+"""The examples, each in a separate process."""
 
 import embedded
 
 
-class Examples(embedded.TestCase):
+class TestExamples(embedded.TestCase):
     def shows(self, name, argument, *texts):
         output = self.python(embedded.EXAMPLES / name, argument)
         self.assertLessEqual(max(map(len, output.splitlines())), 110)
         for text in texts:
             self.assertIn(text, output)
 
-    def test_a_measurement_is_recorded_shown_and_analysed(self):
+    def test_measurement_is_recorded_shown_and_analysed(self):
         path = self.path("mixed.qar")
         self.shows("measurement.py", path, "4,096 channels")
         texts = ("J. Müller", "300 µm", "0.12, 0.4985", "keV", "█")
@@ -18,5 +18,5 @@ class Examples(embedded.TestCase):
         texts = ("12 peaks", "6 nuclides", "Cs-137", "detection limits", "I-131")
         self.shows("nuclide_analysis.py", path, *texts)
 
-    def test_an_analysis_sequence_is_copied(self):
+    def test_analysis_sequence_is_copied(self):
         self.shows("analysis_sequence.py", str(self.folder), "0.12, 0.4985", "Soil survey")

@@ -1,4 +1,4 @@
-"""Dictionaries and engines that are missing, are no libraries or lack what is looked for."""
+"""Dictionaries and engines that are missing, invalid or incomplete."""
 
 import pathlib
 import shutil
@@ -23,21 +23,21 @@ UNKNOWN = embedded.UNKNOWN_EXCEPTION - 2**32
 REFUSED = embedded.BAD_ARGUMENTS - 2**32
 
 
-class Libraries(embedded.TestCase):
-    def test_each_has_its_status_and_none_stays_loaded(self):
+class TestLibraries(embedded.TestCase):
+    def test_failure_has_its_status_and_no_library_stays_loaded(self):
         product = pathlib.Path(pyORV3.__file__).parent
         for name in ("pyORV3.abi3.so", "libORV.so"):
             shutil.copy(str(product / name), str(self.folder))
         for content, status in (
             (None, NO_LIBRARY),
-            (b"no library", NO_LIBRARY),
+            (b"not a library", NO_LIBRARY),
             ((product / "peak_search.so").read_bytes(), NO_ENTRY_POINT),
         ):
             for name in ("pqar.so", "other.so"):
                 if content is not None:
                     (self.folder / name).write_bytes(content)
             with self.subTest(content=content and content[:10]):
-                # The folder alone is searched, and no other place that has a dictionary.
+                # Only this folder is searched.
                 output = self.python(
                     "-c", SCRIPT, PYTHONPATH=str(self.folder), LD_LIBRARY_PATH="", OSVENV="1"
                 )

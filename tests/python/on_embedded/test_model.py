@@ -1,4 +1,4 @@
-"""Records, spectra and copies beside a plain model; `scripts/torture model` does it for longer."""
+"""Random operations compared with a model; `scripts/torture model` runs more of them."""
 
 import random
 import sys
@@ -12,8 +12,8 @@ import model  # noqa: E402
 import torture  # noqa: E402
 
 
-class Model(unittest.TestCase):
-    def test_random_work_gives_what_the_model_gives_also_after_reopening(self):
+class TestModel(unittest.TestCase):
+    def test_random_operations_agree_with_the_model_also_after_reopening(self):
         for _ in range(6):
             seed = random.randrange(1 << 30)
             with self.subTest(seed=seed), torture.folder() as folder:

@@ -1,4 +1,4 @@
-"""The inputs of the node, which the suite's environment names."""
+"""The inputs of the node."""
 
 import pyORV3
 
@@ -6,7 +6,7 @@ import embedded
 from embedded import code_of
 
 
-class Inputs(embedded.TestCase):
+class TestInputs(embedded.TestCase):
     SCRIPT = """if True:
         import sys, pyORV3
         print(*pyORV3.enumerateDefinitions())
@@ -14,7 +14,7 @@ class Inputs(embedded.TestCase):
         print(status & 0xFFFFFFFF, pyORV3.getParameter(handle, int(sys.argv[2]), 1, 1)[1])
     """
 
-    def test_the_data_sources_of_the_folder_are_the_inputs(self):
+    def test_inputs_are_the_data_sources_in_the_configured_folder(self):
         inputs = self.folder / "inputs"
         (inputs / "folder.qar").mkdir(parents=True)
         long_name = "n" * 200
@@ -22,7 +22,7 @@ class Inputs(embedded.TestCase):
             handle = self.create(f"inputs/{name}.qar")
             self.set(handle, "QAR_C_COMMENT", name)
             self.ok(pyORV3.flush(handle))
-        (inputs / "text.qar").write_text("no data source")
+        (inputs / "text.qar").write_text("not a data source")
         self.create("inputs/other.dat")
         self.create("inputs/.qar")
         self.create("outside.qar")

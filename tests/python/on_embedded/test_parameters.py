@@ -1,4 +1,4 @@
-"""Values and spectra of every kind survive closing; what cannot be stored is refused."""
+"""Values and spectra of every type, stored and refused."""
 
 import random
 import struct
@@ -13,7 +13,7 @@ def single(number):
     return struct.unpack("f", struct.pack("f", number))[0]
 
 
-# By type name of the dictionary.
+# By the type names of the dictionary.
 VALUES = {
     "byte": [True, False], "short": [0, 1, 32768, 65535], "long": [0, 2**31 - 1, -(2**31)],
     "longlong": [0, 2**63 - 1, -(2**63)],
@@ -24,7 +24,7 @@ VALUES = {
 
 
 def dictionary():
-    """(name, type name) of every parameter in the formatted classes."""
+    """Yield (name, type name) of every parameter in the formatted classes."""
     for class_number in range(0x2000, 0x2020):
         for number in range(1, 0x200):
             status, metadata = pyORV3.getParameterMetaData(0, class_number << 16 | number, "")
@@ -32,8 +32,8 @@ def dictionary():
                 yield metadata[0], metadata[4]
 
 
-class Parameters(embedded.TestCase):
-    def test_every_parameter_of_the_dictionary_survives(self):
+class TestParameters(embedded.TestCase):
+    def test_every_parameter_is_read_back_after_reopening(self):
         parameters = list(dictionary())
         self.assertEqual({type_name for _, type_name in parameters}, set(VALUES))
         handle = self.create()
@@ -49,7 +49,7 @@ class Parameters(embedded.TestCase):
             self.assertEqual(read, expected)
             self.assertEqual([*map(type, read.values())], [*map(type, expected.values())])
 
-    def test_what_cannot_be_stated_is_refused(self):
+    def test_invalid_value_record_or_entry_is_refused(self):
         handle = self.create()
         self.set(handle, "QAR_C_OPERATOR", "Ö" * 32)
         self.set(handle, "QAR_D_LINEENERGY", 1460.82)
@@ -77,8 +77,8 @@ class Parameters(embedded.TestCase):
         self.assertEqual(self.column(handle, "QAR_C_OPERATOR"), ["Ö" * 32])
 
 
-class Spectrum(embedded.TestCase):
-    def test_all_sizes_survive(self):
+class TestSpectrum(embedded.TestCase):
+    def test_every_size_is_read_back_after_reopening(self):
         generator = random.Random(5)
         for size in (1, 255, 256, 257, 2047, 2048, 2049, 4096, 5000, 16384, 32768):
             with self.subTest(size=size):
@@ -90,7 +90,7 @@ class Spectrum(embedded.TestCase):
                 handle = self.reopened(handle, name)
                 self.assertEqual(self.ok(pyORV3.getSpectrum(handle, 0, 0)), channels)
 
-    def test_a_short_tuple_is_filled_with_zeros_to_the_next_size(self):
+    def test_short_spectrum_is_filled_with_zeros_to_the_next_size(self):
         handle = self.create()
         self.ok(pyORV3.createBlock(handle, embedded.SPECTRUM, 600))
         self.assertEqual(self.ok(pyORV3.count(handle, embedded.SPECTRUM, 1)), 1024)

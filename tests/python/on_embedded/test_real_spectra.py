@@ -1,4 +1,4 @@
-"""The engine on real spectra, against what independent analyses found in them."""
+"""The engine on real spectra, compared with independent analyses."""
 
 import unittest
 
@@ -7,12 +7,12 @@ import support
 
 import embedded
 
-# Of the examples' library: what the two Eu-152 sources and the background about them have.
+# Nuclides of the examples' library in the two Eu-152 sources and their background.
 IN_EU_152 = {"Eu-152", "Eu-154", "K-40", "Pb-212", "Pb-214", "Bi-214", "Tl-208", "Ac-228", "Bi-212"}
 
 
 @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of real spectra")
-class RealSpectra(embedded.TestCase):
+class TestRealSpectra(embedded.TestCase):
     def setUp(self):
         super().setUp()
         self.results = {}
@@ -22,7 +22,7 @@ class RealSpectra(embedded.TestCase):
             self.results[name] = results
             self.comparisons[name] = real_spectra.Comparison(name, case, results.peaks)
 
-    def test_show_the_peaks_that_are_there_with_their_areas(self):
+    def test_certain_peaks_are_found_with_their_areas(self):
         certain = sum(comparison.certain for comparison in self.comparisons.values())
         missing = [peak for one in self.comparisons.values() for peak in one.missing]
         self.assertLessEqual(len(missing), 0.025 * certain, missing)
@@ -34,7 +34,7 @@ class RealSpectra(embedded.TestCase):
             for what, area, other, part in comparison.areas():
                 self.assertLess(abs(part), 1.0, (name, what, area, other))
 
-    def test_show_the_nuclides_that_are_there(self):
+    def test_nuclides_of_the_source_are_identified(self):
         for name in ("eu152-point.txt", "eu152-7cm.spe"):
             found = {nuclide.name for nuclide in self.results[name].nuclides}
             self.assertLessEqual({"Eu-152", "Eu-154"}, found, name)

@@ -1,4 +1,4 @@
-"""Records and entries in the nuclide library: how they are named and found."""
+"""Records, entries and searches in a nuclide library."""
 
 import pyORV3
 
@@ -16,17 +16,17 @@ NAMES = [name for name, _ in LIBRARY]
 
 
 def after(record, option=0):
-    """A search option: begin behind this record."""
+    """Return the option of a search that begins after a record."""
     return record << 16 | option
 
 
-class Library(embedded.TestCase):
+class TestLibrary(embedded.TestCase):
     def setUp(self):
         super().setUp()
         self.source = self.create()
         self.write_nuclides(self.source, LIBRARY)
 
-    def test_a_class_is_named_by_its_number_or_a_code_of_it(self):
+    def test_class_is_given_by_its_number_or_by_a_code(self):
         for class_argument in (NUCLIDES, NUCLIDES << 16, code_of("QAR_D_HALFLIFE")):
             with self.subTest(class_argument=hex(class_argument)):
                 self.assertEqual(self.ok(pyORV3.count(self.source, class_argument, 0)), 5)
@@ -38,8 +38,8 @@ class Library(embedded.TestCase):
                 self.assertEqual(self.column(copy, "QAR_C_NUCLNAME"), NAMES)
         self.fails(embedded.UNKNOWN_CLASS, pyORV3.count(self.source, 0x1234, 0))
 
-    def test_places_that_are_not_there_are_refused(self):
-        self.ok(pyORV3.insert(self.source, NUCLIDES, 6, -1))  # below 1: the record
+    def test_missing_record_or_entry_is_refused(self):
+        self.ok(pyORV3.insert(self.source, NUCLIDES, 6, -1))  # an entry below 1 means the record
         self.set(self.source, "QAR_C_NUCLNAME", "last", 6)
         copy = self.create("copy.qar")
         self.write_nuclides(copy, LIBRARY[:2])
@@ -59,7 +59,7 @@ class Library(embedded.TestCase):
             self.fails(embedded.UNKNOWN_ITEM, pyORV3.deleteLevel(self.source, level))
         self.assertEqual(self.column(self.source, "QAR_C_NUCLNAME"), [*NAMES, "last"])
 
-    def test_searches(self):
+    def test_searches_find_the_expected_records(self):
         self.set(self.source, "QAR_C_NUCLNAME", "Ba", 6)
         self.set(self.source, "QAR_D_LINEENERGY", 661.657, 6)
         self.set(self.source, "QAR_D_LINEENERGY", 99.5, 6, 2)

@@ -1,4 +1,4 @@
-"""The analysis-sequence copy between files: what comes and what stays, also after reopening."""
+"""The analysis-sequence copy between files."""
 
 import contextlib
 import sqlite3
@@ -34,27 +34,29 @@ EXPECTED = {
 }
 
 
-class Sequence(embedded.TestCase):
-    def make(self, name, values):
+class TestSequence(embedded.TestCase):
+    def create_with(self, name, values):
         handle = self.create(name)
         for parameter, value in values.items():
             self.set(handle, parameter, value)
         return handle
 
     def geometry(self, name, content=None):
-        """The unformatted block in a file that nobody has open, which is written first."""
+        """Write the unformatted block of a closed file if given; return the block."""
         with contextlib.closing(sqlite3.connect(self.path(name))) as connection, connection:
             if content:
                 connection.execute("REPLACE INTO block VALUES(?, ?)", (GEOMETRY, content))
             rows = connection.execute("SELECT content FROM block WHERE class = ?", (GEOMETRY,))
             return rows.fetchone()[0]
 
-    def test_comes_whole_and_the_own_settings_stay(self):
-        self.ok(pyORV3.flush(self.make("calibration.qar", CALIBRATION)))
-        source = self.make("source.qar", {**SOURCE, "QAR_C_CALFILE": self.path("calibration.qar")})
+    def test_sequence_is_copied_and_own_settings_are_kept_after_reopening(self):
+        self.ok(pyORV3.flush(self.create_with("calibration.qar", CALIBRATION)))
+        source = self.create_with(
+            "source.qar", {**SOURCE, "QAR_C_CALFILE": self.path("calibration.qar")}
+        )
         for entry, engine in enumerate(("search", "identify"), 1):
             self.set(source, "QAR_C_ANENGINE", engine, 1, entry)
-        # How many bytes the geometry block says that it has: of the other it has fewer chunks.
+        # The size in the geometry block; the second block has fewer chunks than that.
         for total, missing in [(2 * CHUNK, 0), (5000, CHUNK)]:
             self.ok(pyORV3.close(source, 0))
             chunks = self.geometry(
@@ -62,7 +64,7 @@ class Sequence(embedded.TestCase):
             )
             source = self.open(READ, "source.qar")
             name = f"{total}.qar"
-            copy = self.make(name, {**OWN, "QAR_D_PEAKLIMIT": 7.0})
+            copy = self.create_with(name, {**OWN, "QAR_D_PEAKLIMIT": 7.0})
             self.ok(pyORV3.copyAnalysisSequenceTo(source, copy))
             for reopened in (False, True):
                 copy = self.reopened(copy, name) if reopened else copy

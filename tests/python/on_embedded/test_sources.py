@@ -1,4 +1,4 @@
-"""Opening and sharing data sources: wrong handles and files, two processes, killed writers."""
+"""Opening and sharing of data sources: invalid files, two processes, killed writers."""
 
 import itertools
 import os
@@ -13,8 +13,8 @@ import embedded
 from embedded import CREATE, READ, WRITE, code_of
 
 
-class Files(embedded.TestCase):
-    def test_what_is_no_data_source_is_refused_and_kept(self):
+class TestFiles(embedded.TestCase):
+    def test_other_file_is_refused_and_unchanged(self):
         handle = self.create("whole.qar")
         self.set(handle, "QAR_C_COMMENT", "x" * 255)
         self.ok(pyORV3.close(handle, 0))
@@ -23,8 +23,8 @@ class Files(embedded.TestCase):
         os.mkfifo(self.path("fifo.qar"))
         foreign = whole[:68] + b"else" + whole[72:]  # another application's database
         damaged = [whole[:end] for end in (100, -4096, -4095, -2000, -1)]
-        no_sources = [b"", b"SQLite format 3", b"no measurement\n" * 500, foreign]
-        contents = {f"{n}.qar": content for n, content in enumerate(damaged + no_sources)}
+        not_sources = [b"", b"SQLite format 3", b"not a measurement\n" * 500, foreign]
+        contents = {f"{n}.qar": content for n, content in enumerate(damaged + not_sources)}
         for name, content in contents.items():
             (self.folder / name).write_bytes(content)
         for status, names in {
@@ -41,7 +41,7 @@ class Files(embedded.TestCase):
         kept = {name: (self.folder / name).read_bytes() for name in contents}
         self.assertEqual(kept, contents)
 
-    def test_creation_never_overwrites_and_leaves_no_file_where_it_fails(self):
+    def test_failed_creation_changes_no_file(self):
         self.set(self.create(), "QAR_C_COMMENT", "first")
         for name, status in [
             ("measurement.qar", embedded.FILE_EXISTS),
@@ -49,12 +49,12 @@ class Files(embedded.TestCase):
         ]:
             answer = pyORV3.open(self.path(name), CREATE, 1, "")
             self.fails(status, answer)
-            self.ok(pyORV3.getStatus(answer[1]))  # the context lives on
+            self.ok(pyORV3.getStatus(answer[1]))  # the context still exists
             self.addCleanup(pyORV3.close, answer[1], 0)
         self.assertEqual(self.get(self.open(), "QAR_C_COMMENT"), "first")
         self.assertEqual(sorted(os.listdir(self.folder)), ["measurement.qar"])
 
-    def test_names_outside_the_code_page_are_file_names_all_the_same(self):
+    def test_file_name_outside_the_code_page_is_created(self):
         for name in ("Größe µ.qar", "测量.qar"):
             self.set(self.create(name), "QAR_C_COMMENT", name[0])
             self.assertTrue((self.folder / name).is_file())
@@ -71,8 +71,8 @@ WRITE_AND_FLUSH = """if True:
 """
 
 
-class Processes(embedded.TestCase):
-    def test_a_killed_writer_loses_at_most_what_it_had_not_flushed(self):
+class TestProcesses(embedded.TestCase):
+    def test_killed_writer_loses_only_unflushed_changes(self):
         handle = self.create()
         self.set(handle, "QAR_L_CHANNELS", 4096)
         self.ok(pyORV3.close(handle, 0))
@@ -83,7 +83,7 @@ class Processes(embedded.TestCase):
             with subprocess.Popen(command, stdout=subprocess.PIPE) as process:
                 for _ in range(generator.randint(1, 20)):
                     flushed = int(process.stdout.readline())
-                sum(range(generator.randint(0, 200000)))  # so that each kill hits another moment
+                sum(range(generator.randint(0, 200000)))  # random delay before the kill
                 process.send_signal(signal.SIGKILL)
             handle = self.ok(pyORV3.open(self.path(), READ, 1, ""))
             turn = self.get(handle, "QAR_L_LOWERDISC")
@@ -92,7 +92,7 @@ class Processes(embedded.TestCase):
             self.ok(pyORV3.reverify(handle))
             self.ok(pyORV3.close(handle, 0))
 
-    def test_a_script_that_ends_without_closing_loses_nothing_and_readers_verify_again(self):
+    def test_script_without_close_saves_and_readers_see_it_after_reverify(self):
         handle = self.create()
         self.set(handle, "QAR_C_COMMENT", "old")
         handle = self.reopened(handle, mode=READ)

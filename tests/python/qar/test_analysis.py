@@ -1,4 +1,4 @@
-"""Calibrations and the analysis."""
+"""Calibrations and analyses."""
 
 import json
 import math
@@ -9,7 +9,13 @@ import unittest
 
 import qar
 import support
-from qar.analysis.calibration import counted_from_one, counted_from_zero, fit_polynomial, polynomial
+from qar.analysis.calibration import (
+    FWHM_PER_SIGMA,
+    counted_from_one,
+    counted_from_zero,
+    fit_polynomial,
+    polynomial,
+)
 
 sys.path.insert(0, str(support.PROJECT / "examples"))
 
@@ -17,10 +23,10 @@ import nuclide_analysis  # noqa: E402
 import simulation  # noqa: E402
 
 
-class Calibrations(support.TestCase):
+class TestCalibration(support.TestCase):
     CURVED = (1.25, 0.4985, 3e-7, -2e-12)
 
-    def test_are_functions_of_channel_and_energy(self):
+    def test_functions_of_channel_and_energy_agree_with_the_polynomials(self):
         calibration = qar.Calibration(self.CURVED, (1.2, 0.002), (-2.5, 0.5, -0.1))
         for channel in (0.5, 1, 1000.25, 16384):
             energy = calibration.energy_at(channel)
@@ -38,22 +44,22 @@ class Calibrations(support.TestCase):
             with self.assertRaises(ValueError):
                 function(argument)
 
-    def test_shift_the_origin_of_channels_and_back(self):
+    def test_origin_of_channels_is_shifted_in_both_directions(self):
         shifted = polynomial(counted_from_zero(self.CURVED), 16383)
         self.assertAlmostEqual(shifted, polynomial(self.CURVED, 16384), places=9)
         self.assertEqual(counted_from_one((1, 2, 3)), (2.0, -4.0, 3.0))
         self.assertEqual((counted_from_zero(()), counted_from_zero((3.0,))), ((), (3.0,)))
 
-    def test_are_fitted_exactly_where_the_points_lie_on_a_curve(self):
+    def test_fit_is_exact_if_the_points_are_on_a_polynomial(self):
         xs = [1.0, 2048.5, 8000.0, 16384.0]
         found = fit_polynomial(xs, [polynomial(self.CURVED, x) for x in xs], [1, 2, 3, 4], 3)
         for x in (3.0, 5000.0, 16000.0):
             self.assertAlmostEqual(polynomial(found, x), polynomial(self.CURVED, x), places=8)
 
-    def test_come_from_known_lines_for_narrow_and_broad_peaks(self):
+    def test_known_lines_calibrate_narrow_and_broad_peaks(self):
         generator = random.Random(5)
         for fwhm in (2.0, 6.0, 20.0, 60.0):
-            sigma, peaks = fwhm / 2.3548, ((701.3, 60000), (2500.7, 20000), (3500.2, 9000))
+            sigma, peaks = fwhm / FWHM_PER_SIGMA, ((701.3, 60000), (2500.7, 20000), (3500.2, 9000))
             edges = [
                 sum(area * simulation.normal_cdf((c + 0.5 - at) / sigma) for at, area in peaks)
                 for c in range(4097)
@@ -63,36 +69,32 @@ class Calibrations(support.TestCase):
             lines = {0.5 * at + 3: at + 5 for at, _ in peaks}
             with self.subTest(fwhm=fwhm), qar.open(f"{fwhm}.qar", "x") as source:
                 source.set_spectrum(counts)
-                found = source.calibrate(lines)
-                for point, (at, _) in zip(found.points, peaks):
+                result = source.calibrate(lines)
+                for point, (at, _) in zip(result.points, peaks):
                     self.assertLess(abs(point.centroid - at), 5 * point.centroid_uncertainty + 0.02)
                     self.assertLess(abs(point.fwhm / 0.5 - fwhm) / fwhm, 0.04)
-                self.assertEqual(source.calibration()[:2], found.calibration[:2])
+                self.assertEqual(source.calibration()[:2], result.calibration[:2])
                 self.assertTrue(source["QAR_T_ENERGYTIME"])
 
     @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of spectra")
-    def test_of_real_spectra_come_from_their_strong_peaks(self):
+    def test_known_lines_calibrate_real_spectra(self):
         folder = pathlib.Path(support.SPECTRA)
         spectra = json.loads((folder / "spectra.json").read_text(encoding="utf-8"))
         for name in ("eu152-point.txt", "bi207-1cm.txt"):
-            strong = [
-                p
-                for p in spectra[name]["peaks"]
-                if p["significance"] > 150 and p["in_group_of"] == 1
-            ]
+            peaks = spectra[name]["peaks"]
+            strong = [p for p in peaks if p["significance"] > 150 and p["in_group_of"] == 1]
             counts = qar.formats.read(folder / name)[0].counts
-            found = qar.analysis.known_lines.calibrate(
-                counts, {p["energy"]: p["channel"] + 4 for p in strong}
-            )
+            lines = {p["energy"]: p["channel"] + 4 for p in strong}
+            result = qar.analysis.known_lines.calibrate(counts, lines)
             widths = qar.Calibration((), tuple(spectra[name]["shape"]))
-            for peak, point in zip(strong, found.points):
+            for peak, point in zip(strong, result.points):
                 with self.subTest(name, energy=peak["energy"]):
                     self.assertLess(abs(point.centroid - peak["channel"]), 1.0)
                     self.assertLess(abs(point.fwhm / widths.fwhm_at(point.energy) - 1), 0.1)
 
 
-class Analysis(support.TestCase):
-    def test_gives_peaks_and_nuclides_as_records(self):
+class TestAnalysis(support.TestCase):
+    def test_results_are_records_that_are_read_again(self):
         with qar.open("mixed.qar", "x") as source:
             source.set_spectrum(simulation.measure(417))
             source.set_calibration(simulation.ENERGY, simulation.SHAPE, simulation.EFFICIENCY)
@@ -109,14 +111,14 @@ class Analysis(support.TestCase):
             source.delete_results()
             self.assertEqual(source.results(), qar.Analysis((), ()))
 
-    def test_warns_where_peaks_could_not_be_looked_for(self):
+    def test_channels_without_a_width_raise_a_warning(self):
         with qar.open("narrow.qar", "x") as source:
             source.set_spectrum([5] * 500 + [50, 200, 400, 200, 50] + [5] * 500)
             source.set_calibration((0.0, 1.0), (-1.0, 0.01))  # no width below 100 keV
             with self.assertWarnsRegex(UserWarning, "no usable width"):
                 self.assertEqual(len(source.analyse().peaks), 1)
 
-    def test_library_keeps_all_that_is_known_of_a_nuclide(self):
+    def test_nuclide_library_is_read_back(self):
         lines = (qar.GammaLine(63.29, 0.037, 0.02, 0.004, True), qar.GammaLine(92.5))
         nuclides = [qar.Nuclide("Th-234", 2.08e6, lines, 3e2, "U-238", False), qar.Nuclide("X")]
         with qar.open("library.qar", "x") as source:

@@ -1,4 +1,4 @@
-"""What users read and start from runs: each code block of the pages, in order, and the examples."""
+"""The code blocks of the pages and the examples."""
 
 import json
 import os
@@ -16,8 +16,8 @@ PAGES = [
     "docs/suite-scripts-on-linux.md", "docs/status-codes.md", "docs/windows.md", "examples/README.md",
     "python/README.md",
 ]  # fmt: skip
-LANGUAGES = {"python", "sh", "cpp", "cmake", "text"}  # text is only shown
-# What installs and builds is run by .ci/run, for it needs root or minutes.
+LANGUAGES = {"python", "sh", "cpp", "cmake", "text"}  # text is not run
+# .ci/run runs installations and builds, which need root rights or minutes.
 RUN_ELSEWHERE = re.compile(
     r"(scripts/\w[\w-]*|sudo |pip |cmake --(preset|build --preset|install) )"
 )
@@ -31,21 +31,23 @@ for language, text in json.load(open(sys.argv[1], encoding="utf-8")):
     elif language == "sh":
         subprocess.run(["bash", "-euc", text], check=True)
     else:
-        name = text.split()[1].rstrip(":")  # the first line names the file
+        name = text.split()[1].rstrip(":")  # the first line contains the file name
         open(name, "w", encoding="utf-8").write(text)
 """
 
 
-class Pages(support.TestCase):
+class TestPages(support.TestCase):
     def blocks(self, page):
         text = (support.PROJECT / page).read_text(encoding="utf-8")
-        found = re.findall(r"^ *```(\w*)\n(.*?)^ *```$", text, re.MULTILINE | re.DOTALL)
-        self.assertEqual(2 * len(found), len(re.findall(r"^ *```", text, re.MULTILINE)), page)
-        self.assertLessEqual({language for language, _ in found}, LANGUAGES, page)
-        return [(language, self.here(page, text)) for language, text in found if language != "text"]
+        blocks = re.findall(r"^ *```(\w*)\n(.*?)^ *```$", text, re.MULTILINE | re.DOTALL)
+        self.assertEqual(2 * len(blocks), len(re.findall(r"^ *```", text, re.MULTILINE)), page)
+        self.assertLessEqual({language for language, _ in blocks}, LANGUAGES, page)
+        return [
+            (language, self.here(page, text)) for language, text in blocks if language != "text"
+        ]
 
     def here(self, page, text):
-        """The block without the commands that run elsewhere; their scripts are there."""
+        """Return a block without the commands that run elsewhere; check that their scripts exist."""
         lines = text.splitlines()
         for line in lines:
             script = re.match(r"scripts/[\w-]+", line)
@@ -53,7 +55,7 @@ class Pages(support.TestCase):
                 self.assertTrue((support.PROJECT / script.group()).exists(), (page, line))
         return "\n".join(line for line in lines if not RUN_ELSEWHERE.match(line)) + "\n"
 
-    def test_run_as_they_stand(self):
+    def test_code_blocks_run(self):
         os.mkdir("programs")
         command = f'#!/bin/sh\nexec "{sys.executable}" -B '
         for name, words in (("python3", '"$@"\n'), ("qar", '-m qar "$@"\n')):
@@ -63,34 +65,34 @@ class Pages(support.TestCase):
         self.write("runner.py", RUNNER)
         for page in PAGES:
             with self.subTest(page):
-                place = self.folder / page.replace("/", "-")
-                place.mkdir()
+                folder = self.folder / page.replace("/", "-")
+                folder.mkdir()
                 for shared in (support.PROJECT / "examples", self.folder / "spectrum.csv"):
-                    os.symlink(str(shared), str(place / shared.name))
+                    os.symlink(str(shared), str(folder / shared.name))
                 blocks = self.write("blocks.json", json.dumps(self.blocks(page)))
-                self.python("../runner.py", f"../{blocks}", folder=place, PATH=path)
+                self.python("../runner.py", f"../{blocks}", folder=folder, PATH=path)
 
-    def test_link_to_what_is_there(self):
+    def test_linked_files_exist(self):
         for page in PAGES:
             path = support.PROJECT / page
             for link in re.findall(r"\]\(([^)#:]+)\)", path.read_text(encoding="utf-8")):
                 self.assertTrue((path.parent / link).exists(), f"{page}: {link}")
 
-    def test_and_stubs_describe_each_function(self):
+    def test_page_and_stubs_describe_each_function(self):
         page = (support.PROJECT / "docs/functions.md").read_text(encoding="utf-8")
         headings = " ".join(re.findall(r"^### (.*)", page, re.MULTILINE))
         described = re.findall(r"(\w+)\(", headings)
-        wanted = [name for name in vars(pyORV3) if not name.startswith("__")]
-        self.assertEqual(sorted(described), sorted(wanted))
+        expected = [name for name in vars(pyORV3) if not name.startswith("__")]
+        self.assertEqual(sorted(described), sorted(expected))
         stubs = (support.PRODUCT / "pyORV3-stubs/__init__.pyi").read_text(encoding="utf-8")
-        self.assertEqual(re.findall(r"^def (\w+)", stubs, re.MULTILINE), wanted)
+        self.assertEqual(re.findall(r"^def (\w+)", stubs, re.MULTILINE), expected)
 
 
-class Examples(support.TestCase):
+class TestExamples(support.TestCase):
     def example(self, name, *arguments):
         return self.python(support.PROJECT / "examples" / name, *arguments)
 
-    def test_a_folder_is_converted_and_again_when_more_have_come(self):
+    def test_folder_is_converted_again_for_new_spectra(self):
         os.mkdir("in")
         formats.write("in/a.spe", FULL)
         self.assertIn("a.spe -> a.qar", self.example("convert_folder.py", "in", "out"))
@@ -99,7 +101,7 @@ class Examples(support.TestCase):
         self.assertRegex(again, "a.qar\n    exists already\nb.n42 -> b.qar")
         self.assertEqual(formats.read("out/b.qar")[0].counts, FULL.counts)
 
-    def test_an_acquisition_saves_what_it_shows(self):
+    def test_acquisition_saves_the_shown_counts(self):
         output = self.example("acquisition.py", "a.qar", "0.3", "0.1")
         self.assertRegex(output, r"\.{10} .* counts(.|\n)*#{30} .* counts")
         with qar.open("a.qar") as source:
@@ -107,7 +109,7 @@ class Examples(support.TestCase):
             self.assertGreaterEqual(source["QAR_D_REALTIME"], 0.3)
             self.assertIs(source["QAR_B_ACQACTIVE"], False)
 
-    def test_a_report_is_made_of_a_spectrum_of_any_format(self):
+    def test_report_is_created_from_an_n42_file(self):
         formats.write("a.n42", formats.read(support.make_spectrum("a.qar"))[0])
         output = self.example(
             "peak_report.py", "a.n42", self.write("l.csv", support.LIBRARY), "out"

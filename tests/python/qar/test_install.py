@@ -1,4 +1,4 @@
-"""The wheel in a fresh virtual environment of this Python, used from another folder."""
+"""The wheel in a new virtual environment."""
 
 import os
 import re
@@ -22,18 +22,18 @@ if sys.version_info >= (3, 8):
 """
 
 
-class Wheel(support.TestCase):
+class TestWheel(support.TestCase):
     def files(self, environment):
-        """The files of an environment but those that Python compiled of pip's own."""
+        """Return the files of an environment, without the compiled files of pip."""
         return {
             str(path.relative_to(environment))
             for path in environment.rglob("*")
             if "__pycache__" not in path.parts or "qar" in path.parts
         }
 
-    # Nothing of the build tree may help.
+    # Without any path to the build tree.
     @unittest.mock.patch.dict(os.environ, LD_LIBRARY_PATH="", PYTHONPATH="")
-    def test_is_installed_works_and_goes_without_a_trace(self):
+    def test_wheel_is_installed_used_and_removed_completely(self):
         backend = support.PROJECT / "python" / "packaging" / "wheel_backend.py"
         wheel = self.python(backend, "wheel", support.PRODUCT.parent, self.folder).strip()
         version = re.search(
@@ -43,14 +43,8 @@ class Wheel(support.TestCase):
         with zipfile.ZipFile(wheel) as archive:
             names = archive.namelist()
             self.assertTrue(all(entry.external_attr >> 16 & 0o444 for entry in archive.infolist()))
-        top = {
-            "pyORV3.abi3.so",
-            "pyORV3-stubs",
-            "pyORV3.libs",
-            "qar",
-            f"pyORV3-{version}.dist-info",
-        }
-        self.assertEqual({name.split("/")[0] for name in names}, top)
+        top = f"pyORV3.abi3.so pyORV3-stubs pyORV3.libs qar pyORV3-{version}.dist-info".split()
+        self.assertEqual({name.split("/")[0] for name in names}, set(top))
         libraries = {name for name in names if name.startswith("pyORV3.libs/")}
         self.assertEqual(
             libraries, {f"pyORV3.libs/{n}.so" for n in ("libORV", "pqar", "peak_search")}
@@ -63,9 +57,9 @@ class Wheel(support.TestCase):
         self.run_program(python, *pip, "install", "--no-index", wheel)
         self.write("script.py", SCRIPT)
         os.mkdir("elsewhere")
-        said = self.run_program(python, "../script.py", version, folder="elsewhere")
-        self.assertEqual(said, "1 peak\nTrue pyORV3.libs\nTrue\n")
-        said = self.run_program(environment / "bin" / "qar", "status", "0xEBE88105")
-        self.assertIn("inUse", said)
+        output = self.run_program(python, "../script.py", version, folder="elsewhere")
+        self.assertEqual(output, "1 peak\nTrue pyORV3.libs\nTrue\n")
+        output = self.run_program(environment / "bin" / "qar", "status", "0xEBE88105")
+        self.assertIn("inUse", output)
         self.run_program(python, *pip, "uninstall", "-y", "pyORV3")
         self.assertEqual(self.files(environment) - before, set())

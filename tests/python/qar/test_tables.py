@@ -1,4 +1,4 @@
-"""The tables of qar agree with the sources that they were made from."""
+"""The generated tables of qar."""
 
 import json
 import os
@@ -7,15 +7,15 @@ import qar
 import support
 
 
-class Tables(support.TestCase):
-    def test_were_made_from_the_sources_as_they_are(self):
+class TestTables(support.TestCase):
+    def test_generated_files_are_up_to_date(self):
         self.python(support.PROJECT / "scripts" / "generate", "--check")
 
-    def test_list_each_status_once_with_a_text(self):
+    def test_each_status_is_listed_once(self):
         listed = [status.code for status in qar.status.TABLE]
         self.assertEqual(len(listed), len(set(listed)))
 
-    def test_describe_any_number(self):
+    def test_any_number_is_described(self):
         cases = [
             (-320234115, 0xECE99D7D, "badArguments", "bad argument"), (0, 0, "success", ""),
             (0xEBE88106, 0xEBE88106, "fileNotFound", "not found"), (5, 5, "unknown", "library"),
@@ -32,7 +32,7 @@ class Tables(support.TestCase):
         self.assertRegex(text, "0xECE99D7D.*bad argument\n?.*\n.*-337084154")
         self.assertEqual(json.loads(self.run_well("status", "0", "--json"))[0]["code"], 0)
 
-    def test_of_the_options_say_what_the_library_does(self):
+    def test_enumerations_agree_with_the_library(self):
         with qar.open("options.qar", "x") as source:
             for name, energy in (("Cs-137m", 100.0), ("cs-137", 105.0), ("Cs-13", 103.0)):
                 source.append({"QAR_C_NUCLNAME": name, "QAR_D_LINEENERGY": [energy]})

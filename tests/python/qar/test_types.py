@@ -1,4 +1,4 @@
-"""The types of the stubs, of qar and of the examples, as a type checker of the user's sees them."""
+"""The types of the stubs, of qar and of the examples, checked with mypy."""
 
 import os
 import re
@@ -53,23 +53,15 @@ qar.status.describe("-320234115")
 """
 
 
-@unittest.skipUnless(mypy, "this Python has no mypy")
-class Types(support.TestCase):
-    def test_refuse_each_wrong_use_and_nothing_else_in_the_package_and_the_examples(self):
-        for folder in (
-            support.PRODUCT / "qar",
-            support.PRODUCT / "pyORV3-stubs",
-            support.PROJECT / "examples",
-        ):
+@unittest.skipUnless(mypy, "mypy is not installed")
+class TestTypes(support.TestCase):
+    def test_each_wrong_use_is_an_error_and_nothing_else(self):
+        product, project = support.PRODUCT, support.PROJECT
+        for folder in (product / "qar", product / "pyORV3-stubs", project / "examples"):
             shutil.copytree(str(folder), str(self.folder / folder.name))
         self.write("uses.py", RIGHT + WRONG)
-        options = (
-            "--strict",
-            "--cache-dir",
-            os.devnull,
-            "--config-file",
-            support.PROJECT / "pyproject.toml",
-        )
+        configuration = ("--config-file", project / "pyproject.toml")
+        options = ("--strict", "--cache-dir", os.devnull, *configuration)
         checked = ("qar", "pyORV3-stubs", "examples", "uses.py")
         output = self.python("-m", "mypy", *options, *checked, code=1, MYPYPATH=str(self.folder))
         self.assertRegex(output, r"Found \d+ error")
@@ -79,7 +71,7 @@ class Types(support.TestCase):
         wrong = [str(line) for line in range(first, first + WRONG.count("\n"))]
         self.assertEqual(sorted({line for _, line in errors}, key=int), wrong, output)
 
-    def test_of_the_stubs_agree_with_the_module(self):
+    def test_stubs_agree_with_the_module(self):
         stub = support.PRODUCT / "pyORV3-stubs" / "__init__.pyi"
-        shutil.copy(str(stub), "pyORV3.pyi")  # where stubtest looks
+        shutil.copy(str(stub), "pyORV3.pyi")  # the path that stubtest expects
         self.python("-m", "mypy.stubtest", "pyORV3", MYPYPATH=str(self.folder))
