@@ -130,7 +130,9 @@ def parsed(arguments):
     )
     default = "/dev/shm" if os.path.isdir("/dev/shm") else None
     parser.add_argument("parts", nargs="*", metavar="PART", help="parts to run (default: all)")
-    parser.add_argument("--seconds", type=float, default=0.4, help="approximate time for each row (default: 0.4)")
+    parser.add_argument(
+        "--seconds", type=float, default=0.4, help="approximate time for each row (default: 0.4)"
+    )
     parser.add_argument("--folder", default=default, help="folder for files (default: in memory)")
     parser.add_argument("--plot", metavar="PNG", help="plot the results of the part growth")
     chosen = parser.parse_args(arguments)

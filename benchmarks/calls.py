@@ -26,7 +26,7 @@ class Call(NamedTuple):
 
     method: str
     arguments: tuple
-    what: str = ""
+    variant: str = ""
     through: str = ""
     through_arguments: Optional[tuple] = None
     before: Optional[Callable] = None
@@ -34,7 +34,7 @@ class Call(NamedTuple):
     same_result: bool = True
 
     def case(self, scripts):
-        name = self.method + (f", {self.what}" if self.what else "")
+        name = self.method + (f", {self.variant}" if self.variant else "")
         arguments = self.arguments if self.through_arguments is None else self.through_arguments
         others = [
             Way(
@@ -71,14 +71,14 @@ def data_source_calls(path, handle):
 
 
 def parameter_calls(handle):
-    place = 1, 1
+    cell = 1, 1
     for kind, code, value in [
         ("long", sources.CHANNEL_COUNT, CHANNELS),
         ("double", LIVE_TIME, 3600.5),
         ("text", MEASUREMENT_NAME, TEXT),
     ]:
-        yield Call("setParameter", (handle, code, value, *place), kind, f"set_{kind}")
-        yield Call("getParameter", (handle, code, *place), kind, f"get_{kind}")
+        yield Call("setParameter", (handle, code, value, *cell), kind, f"set_{kind}")
+        yield Call("getParameter", (handle, code, *cell), kind, f"get_{kind}")
     yield Call("getParameterMetaData", (handle, LIVE_TIME, ""))
 
 

@@ -47,8 +47,8 @@ def show(name, comparison, results):
         "Peaks in both analyses:",
         *("energy, keV", "area", "area there", "significance", "significance there", "chi-square"),
     )
-    for number, place in sorted(comparison.pairs):
-        listed, peak = comparison.case["peaks"][number], comparison.found[place]
+    for number, index in sorted(comparison.pairs):
+        listed, peak = comparison.case["peaks"][number], comparison.found[index]
         row(
             f"{peak.energy:.2f}",
             f"{peak.area:.0f} ± {peak.area_uncertainty:.0f}",
@@ -69,8 +69,8 @@ def show(name, comparison, results):
     areas = list(comparison.areas())
     if areas:
         heading("Areas that were measured in another way:", "what", "area", "there", "of allowed")
-        for what, area, other, part in areas:
-            row(what, f"{area:.0f}", other, f"{part:+.2f}")
+        for name, area, other, part in areas:
+            row(name, f"{area:.0f}", other, f"{part:+.2f}")
     found = ", ".join(f"{one.name} ({one.confidence:.2f})" for one in results.nuclides)
     print(f"\nIdentified, with confidence: {found or 'none'}.")
 

@@ -215,10 +215,10 @@ GROWING = [("records", number) for number in (10, 300, 3000, 20000, 60000)] + [
 
 def growth(bench):
     """How saving one value and opening for one value grow with the file"""
-    for what, number in GROWING:
-        content = {what: number}
+    for kind, number in GROWING:
+        content = {kind: number}
         size = os.path.getsize(bench.sources.make(QarStore, **content))
-        name = f"{number:,} {what}"
+        name = f"{number:,} {kind}"
         with opened(stores(), bench.sources, **content) as open_stores:
             yield from bench.compare(saving_case(name, open_stores), size)
         yield from bench.compare(

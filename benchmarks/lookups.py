@@ -38,10 +38,10 @@ def small_libraries(folder):
 
 def environments(folder):
     """Return (name, libraries, environment variables, limit) of each kind of process."""
-    places = [os.path.join(folder, "searched", str(number)) for number in range(3)]
-    for place in places:
-        os.makedirs(place)
-    folders = {"LD_LIBRARY_PATH": os.pathsep.join(places)}
+    folders_searched = [os.path.join(folder, "searched", str(number)) for number in range(3)]
+    for searched in folders_searched:
+        os.makedirs(searched)
+    folders = {"LD_LIBRARY_PATH": os.pathsep.join(folders_searched)}
     science = ["numpy", "scipy.optimize"]
     yield "plain process", [], {}, LIMIT
     if all(importlib.util.find_spec(name.split(".")[0]) for name in science):

@@ -159,14 +159,14 @@ class CompiledCffiBinding(CffiBinding):
 
 
 def bindings(product):
-    found = [CtypesBinding(product)]
+    result = [CtypesBinding(product)]
     if cffi is not None:
-        found.append(CffiBinding(product))
+        result.append(CffiBinding(product))
         try:
-            found.append(CompiledCffiBinding(product))
+            result.append(CompiledCffiBinding(product))
         except (cffi.VerificationError, ImportError) as error:  # no compiler, no setuptools
             print(f"cffi in API mode cannot be compiled, left out: {error}")
-    return found
+    return result
 
 
 class Calls:
@@ -316,14 +316,14 @@ class Calls:
 
     def _read(self, handle, code, size):
         """Return (code, pointer, size) of the first record's value, or None."""
-        place = self.binding.pointer(bytearray(size))
-        status = self.functions.SOrvGetParam(handle, code, 1, 1, place, size)
-        return (code, place, size) if status == 0 else None
+        pointer = self.binding.pointer(bytearray(size))
+        status = self.functions.SOrvGetParam(handle, code, 1, 1, pointer, size)
+        return (code, pointer, size) if status == 0 else None
 
     def _write(self, handle, value):
         if value is not None:
-            code, place, size = value
-            self.functions.SOrvPutParam(handle, code, 1, 1, place, size)
+            code, pointer, size = value
+            self.functions.SOrvPutParam(handle, code, 1, 1, pointer, size)
 
     def copyAnalysisSequenceTo(self, source, destination):
         """Copy from a source without geometry and without a calibration file."""

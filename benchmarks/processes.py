@@ -108,8 +108,8 @@ def measured_source(bench, channels, case):
     store = QarStore(bench.sources.make(QarStore))
     store.set(CHANNEL_COUNT, len(channels))
     store.set_spectrum(channels)
-    for name, what in ("QAR_D_ENERGYCAL", "energy"), ("QAR_D_SHAPECAL", "shape"):
-        for entry, coefficient in enumerate(case[what], start=1):
+    for name, field in ("QAR_D_ENERGYCAL", "energy"), ("QAR_D_SHAPECAL", "shape"):
+        for entry, coefficient in enumerate(case[field], start=1):
             store.set(code_of(name), coefficient, 1, entry)
     store.set(code_of("QAR_L_FIRSTCHAN"), case["first_channel"])
     store.set(code_of("QAR_L_LASTCHAN"), case["last_channel"])
@@ -135,7 +135,7 @@ def engine(bench):
             ok(pyORV3.executeNativeEngine("peak_search", "searchPeaks", store.handle, 1))
 
         search()
-        found = ok(pyORV3.count(store.handle, PEAKS, 0))
-        title = f"{name.split('.')[0]}: {len(channels):,} channels, {found} peaks"
+        peaks = ok(pyORV3.count(store.handle, PEAKS, 0))
+        title = f"{name.split('.')[0]}: {len(channels):,} channels, {peaks} peaks"
         yield from bench.compare(Case(title, search, []))
         store.close()

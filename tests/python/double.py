@@ -1,7 +1,7 @@
 """The recording double of the suite, for tests.
 
-Values are ints, bytes for texts and buffers, and None for a null pointer. Where a test scripts an
-answer it names the outputs as the double's functions do (tests/double/*.cpp).
+Values are ints, bytes for strings and buffers, and None for a null pointer. The outputs of a reply have
+the names of the functions in tests/double/*.cpp.
 """
 
 import contextlib

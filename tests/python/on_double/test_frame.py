@@ -155,9 +155,9 @@ class TestExhaustedMemory(double.TestCase):
                 result = self.result_without(allocation, getattr(pyORV3, name), arguments)
                 if result != expected:
                     failures.add(result and result[0])
-                    made = len(double.arguments("SOrvCreateDSC2"))
+                    created = len(double.arguments("SOrvCreateDSC2"))
                     deleted = len(double.arguments("SOrvDeleteDSC"))
-                    self.assertEqual(deleted, 2 * made, "a context is left")
+                    self.assertEqual(deleted, 2 * created, "a context is left")
             with self.subTest(name):
                 self.assertLessEqual(failures, {None, double.OUT_OF_MEMORY})
                 self.assertTrue(failures)

@@ -51,9 +51,9 @@ class TestDictionary(double.TestCase):
     ]
 
     def test_strings_are_trimmed(self):
-        for said, name, description in self.TEXTS:
-            with self.case(said):
-                double.answer("pqar_util_getpinfo", 1, type=8, **said)
+        for reply, name, description in self.TEXTS:
+            with self.case(reply):
+                double.answer("pqar_util_getpinfo", 1, type=8, **reply)
                 self.assertEqual(get(OTHER), (0, (name, description, OTHER, 0x1234, "long")))
 
     def test_code_is_returned_as_a_signed_number(self):

@@ -59,9 +59,9 @@ class TestDataSource(TestCase):
             ("SOrvFlush", source.flush, "saving 'sample.qar'"),
             ("SOrvGetParam", lambda: source.get("DOUBLE"), "reading 'DOUBLE'"),
         )
-        for function, call, said in calls:
+        for function, call, message in calls:
             double.answer(function, FAILURE)
-            with self.assertRaisesRegex(qar.LibraryError, said) as caught:
+            with self.assertRaisesRegex(qar.LibraryError, message) as caught:
                 call()
             self.assertEqual(caught.exception.status, 0xEBE80010)
 

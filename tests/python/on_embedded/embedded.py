@@ -62,8 +62,8 @@ class TestCase(support.TestCase):
         """Return the values of a parameter in all records or in all entries of one record."""
         code = code_of(name)
         count = self.ok(pyORV3.count(handle, code, record or 0))
-        places = [(record, n) if record else (n, 1) for n in range(1, count + 1)]
-        return [self.ok(pyORV3.getParameter(handle, code, *place)) for place in places]
+        cells = [(record, n) if record else (n, 1) for n in range(1, count + 1)]
+        return [self.ok(pyORV3.getParameter(handle, code, *place)) for place in cells]
 
     def write_nuclides(self, handle, nuclides):
         """Write one record for each (name, line energies)."""
