@@ -196,15 +196,15 @@ def setParameter(
     the first NUL, and characters outside the code page become `?`. A date is a string in UTC (`Z`)
     or with an offset.
 
-    Statuses: `badArguments`: a value of another type, or a date outside 1970-01-01 to 2038-01-19;
-    `unknownException`: the code is not in the dictionary; `readOnly`; `noSuchRecord` and
-    `noSuchEntry`: above the next number; `sizeRefused`: the string is too long; `blockFull`.
-
     A date is stored as a floating-point number of seconds, and `getParameter` cuts off the digits
     below the millisecond. Therefore about 30 % of random dates are read back one millisecond
     earlier, and writing back such a value can move it again. Dates with more than five digits of
     the second in the last 4 µs of a minute (`23:59:59.999999`) are refused. `qar` avoids both: it
     reads each date back and writes it 5 µs later if necessary.
+
+    Statuses: `badArguments`: a value of another type, or a date outside 1970-01-01 to 2038-01-19;
+    `unknownException`: the code is not in the dictionary; `readOnly`; `noSuchRecord` and
+    `noSuchEntry`: above the next number; `sizeRefused`: the string is too long; `blockFull`.
     """
 
 # ---- Spectra ---------------------------------------------------------------------------------
