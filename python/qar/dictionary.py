@@ -11,7 +11,7 @@ import pyORV3
 
 from . import constants
 from .errors import NotFoundError
-from .status import describe as describe_status
+from .status import PARAMETER_UNKNOWN
 
 MAX_NUMBER = 0x3FF
 """The default of the largest number within a class that `parameters_of` asks for."""
@@ -19,7 +19,6 @@ MAX_NUMBER = 0x3FF
 HIGHEST_NUMBER = MAX_NUMBER
 MAX_CLASS = 0xFFFF
 
-_UNKNOWN_PARAMETER = 0xEBE8801A
 _KNOWN = {parameter.code: parameter for parameter in constants.KNOWN_PARAMETERS}
 _CLASSES: Dict[str, int] = {
     name: number for name, number in vars(constants).items() if name.startswith("QAR_CLS_")
@@ -73,9 +72,7 @@ def describe(key: Key) -> Parameter:
     status, answer = pyORV3.getParameterMetaData(0, code, name)
     # Code 0: not a parameter, but a variable of the suite's environment has this name.
     if status != 0 or answer == 0 or answer[2] == 0 or not (name or code):
-        raise NotFoundError(
-            "parameter", _UNKNOWN_PARAMETER, key, describe_status(_UNKNOWN_PARAMETER).text
-        )
+        raise NotFoundError("parameter", PARAMETER_UNKNOWN, key)
     return Parameter(answer[0], answer[1], answer[2] & 0xFFFFFFFF, answer[3], answer[4])
 
 

@@ -169,7 +169,9 @@ _BY_CODE = {status.code: status for status in TABLE}
 _CODES = {status.name: status.code for status in TABLE}
 
 BAD_ARGUMENTS = _CODES["badArguments"]
+PARAMETER_UNKNOWN = _CODES["parameterUnknown"]
 RANGE_PARTLY_SEARCHED = _CODES["rangePartlySearched"]
+UNKNOWN_CLASS = _CODES["unknownClass"]
 NO_VALUE = frozenset(  # of a read: the file does not contain such a value
     _CODES[name] for name in ("noBlock", "noSuchRecord", "noSuchEntry", "notSet")
 )

@@ -1,9 +1,10 @@
 """Measurements in QAR files: reading and writing, with notes of everything that is left out."""
 
 import contextlib
+import math
 import os
 from datetime import datetime, timedelta, timezone
-from typing import Any, Dict, Iterator, List, Set
+from typing import Any, Dict, Iterator, List, Optional, Set, Tuple
 
 from .. import dictionary
 from ..analysis import calibration
@@ -56,8 +57,8 @@ def measurement_of(source: RecordSource) -> Measurement:
     start = source.get(_START)
     fields: Dict[str, Any] = {
         **{field: source.get(name, default="") for field, name in _STRINGS.items()},
-        **{field: source.get(name) for field, name in _TIMES.items()},
-        **{field: tuple(source.column(name)) for field, name in _CALIBRATIONS.items()},
+        **{field: _time(source.get(name)) for field, name in _TIMES.items()},
+        **{field: _finite(source.column(name)) for field, name in _CALIBRATIONS.items()},
     }
     return Measurement(
         counts=source.spectrum() if has_spectrum else (),
@@ -66,6 +67,16 @@ def measurement_of(source: RecordSource) -> Measurement:
         qar_file=os.path.abspath(source.path),
         **fields,
     )
+
+
+def _time(seconds: Optional[float]) -> Optional[float]:
+    """Return a time, or None for a number that is not a time."""
+    return seconds if seconds is not None and 0 <= seconds < math.inf else None
+
+
+def _finite(coefficients: List[float]) -> Tuple[float, ...]:
+    """Return coefficients, or an empty tuple if one of them is not a number."""
+    return tuple(coefficients) if all(map(math.isfinite, coefficients)) else ()
 
 
 def left_out(measurement: Measurement) -> List[str]:
@@ -77,8 +88,10 @@ def left_out(measurement: Measurement) -> List[str]:
 
 
 def _left_out(source: RecordSource, measurement: Measurement) -> Iterator[str]:
-    stored: Set[str] = {_START, *_STRINGS.values(), *_TIMES.values(), *_CALIBRATIONS.values()}
-    stored |= _DERIVED
+    stored: Set[str] = {_START, *_STRINGS.values(), *_DERIVED}
+    for field, name in (*_TIMES.items(), *_CALIBRATIONS.items()):
+        if getattr(measurement, field) not in (None, ()):
+            stored.add(name)
     if _stop_follows(source, measurement):
         stored.add(_STOP)
     single: List[str] = []

@@ -8,12 +8,11 @@ import pyORV3
 
 from .. import dictionary
 from ..records import RecordSource
-from ..status import unsigned
+from ..status import UNKNOWN_CLASS, unsigned
 
 VARIABLE = "ORV_DICTIONARY"
 """The environment variable with the path of an extension of the embedded dictionary."""
 
-_UNKNOWN_CLASS = 0xEBE8810B
 _UNFORMATTED_CLASSES = range(0x4000, 0x5000)
 
 
@@ -26,7 +25,7 @@ def possible_classes(source: RecordSource) -> Iterable[int]:
     """
     every_class = range(1, dictionary.MAX_CLASS + 1)
     status, _ = pyORV3.count(source.handle, dictionary.MAX_CLASS, 0)
-    if unsigned(status) != _UNKNOWN_CLASS:
+    if unsigned(status) != UNKNOWN_CLASS:
         return every_class
     extension = _extension_classes(os.environ.get(VARIABLE, ""))
     if extension is None:

@@ -1,6 +1,7 @@
 """Reading and writing of measurements in every format."""
 
 import glob
+import math
 import os
 import random
 import unittest
@@ -207,6 +208,15 @@ class TestQarFile(support.TestCase):
         self.assertRegex(
             notes, "2 records of QAR_CLS_PEAK; left out: QAR_T_ACQSTOP, QAR_F_AMPGAIN$"
         )
+
+    def test_numbers_without_a_value_are_left_out(self):
+        formats.write("a.qar", FULL)
+        with qar.open("a.qar", "r+") as source:
+            source.update({"QAR_D_LIVETIME": math.nan, "QAR_D_ENERGYCAL": [0.0, math.inf]})
+        for name in ("a.csv", "a.spe", "a.n42"):
+            notes = "; ".join(formats.write(name, formats.read("a.qar")[0]))
+            self.assertRegex(notes, "left out: QAR_D_LIVETIME, QAR_D_ENERGYCAL")
+            self.assertEqual(formats.read(name)[0].energy, ())
 
     def test_copy_keeps_everything_except_changed_fields(self):
         formats.write("a.qar", FULL)
