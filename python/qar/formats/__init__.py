@@ -11,6 +11,7 @@ import re
 from typing import Any, Callable, List, NamedTuple, Optional, Tuple
 
 from ..atomic_files import Path, new_file
+from ..regular_files import open_regular
 from . import (
     chn,
     columns,
@@ -181,7 +182,7 @@ def identify(path: Path) -> Format:
     for format in FORMATS.values():
         if format.recognises(b"", suffix):  # the suffix is enough
             return format
-    with open(path, "rb") as file:
+    with open_regular(path) as file:
         start = file.read(_START_BYTES)
     for format in FORMATS.values():
         if format.recognises(start, suffix):

@@ -9,6 +9,7 @@ from fractions import Fraction
 from typing import Iterator, List, Optional, Sequence
 
 from ..display.printable import quoted
+from ..regular_files import open_regular
 from ..values import MAX_CHANNELS, MAX_COUNT, date_text, datetime_of
 from .measurement import FormatError
 
@@ -31,7 +32,7 @@ def read_file(path: str, max_bytes: int = MAX_BYTES) -> bytes:
 
     Raises FormatError if it has more than `max_bytes`, OSError as open does.
     """
-    with open(path, "rb") as file:
+    with open_regular(path) as file:
         data = file.read(max_bytes + 1)
     if len(data) > max_bytes:
         raise FormatError(f"the file is too large; expected at most {max_bytes >> 20} MiB")
