@@ -24,6 +24,8 @@ class RecordSource(OpenSource):
     by its number, its name or any parameter of it. Records, entries and channels count from 1.
     """
 
+    is_scratch = False  # True for a temporary copy, which may be changed freely
+
     # ---- Values --------------------------------------------------------------------------------
 
     def __getitem__(self, cell: Cell) -> Any:

@@ -8,11 +8,13 @@ from .analysis import calibration, known_lines, results
 from .analysis.calibration import Calibration
 from .analysis.known_lines import LineCalibration
 from .analysis.results import Analysis, Nuclide
+from .analysis.settings import check_settings
 from .display import notebook
 from .enums import AccessMode
 from .errors import refuse
 from .handle import INPUT
 from .records import RecordSource
+from .scratch import rehearsal
 
 
 def open(path: Union[str, "os.PathLike[str]"], mode: Union[str, int] = "r") -> "DataSource":
@@ -98,11 +100,15 @@ class DataSource(RecordSource):
         """Write processing settings, run an engine and return its results.
 
         settings: parameters by name, such as QAR_D_PEAKLIMIT=4.0; others keep the values of the
-        file. options: the engine's option word. Raises EngineError with the reason if the engine
-        fails or is missing.
+        file. options: the engine's option word. If the analysis fails, the source is unchanged.
+        Raises BadArgumentError if a setting is out of range, and EngineError with the reason if
+        the engine fails or is missing.
         """
-        self.update(settings)
-        results.run_engine(self, engine, entry_point, options)
+        if engine == results.ENGINE:
+            check_settings(settings, self.get)
+        with rehearsal(self) as copy:
+            copy.update(settings)
+            results.run_engine(copy, engine, entry_point, options)
         return self.results()
 
     def results(self) -> Analysis:

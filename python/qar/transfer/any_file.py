@@ -2,13 +2,13 @@
 
 import contextlib
 import os
-import tempfile
 from typing import Iterator, List, Optional, Tuple
 
 from .. import formats
 from ..atomic_files import Path
 from ..formats import FormatError, Measurement
 from ..formats.qar_file import SUFFIX
+from ..scratch import scratch_folder
 from ..source import DataSource
 from ..source import open as open_source
 
@@ -46,7 +46,7 @@ def open_measurement(
     with contextlib.ExitStack() as stack:
         path, notes = measurement.qar_file, list(measurement.notes)
         if not path:
-            folder = stack.enter_context(tempfile.TemporaryDirectory(prefix="qar-"))
+            folder = stack.enter_context(scratch_folder())
             path = os.path.join(folder, stem + SUFFIX)
             notes += formats.write(path, measurement, "qar")
         yield stack.enter_context(open_source(path, mode)), notes
