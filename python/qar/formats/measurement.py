@@ -49,6 +49,7 @@ class Measurement(NamedTuple):
     remarks: str = ""  # one or more lines
     energy: Tuple[float, ...] = ()  # keV = polynomial in the channel number, lowest order first
     shape: Tuple[float, ...] = ()  # (FWHM / keV)^2 = polynomial in the energy / keV
+    is_background: bool = False  # or a calibration: not the sample itself
     name: str = ""  # distinguishes the spectra of one file
     notes: Tuple[str, ...] = ()  # data of the file that were changed or left out
     qar_file: str = ""  # the QAR file that the measurement was read from, if any

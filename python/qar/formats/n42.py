@@ -26,6 +26,8 @@ _MAX_TOTAL_CHANNELS = 20000000
 _MAX_REMARKS = 50
 _MAX_NAMES = 8  # in a note
 
+_WITHOUT_SAMPLE = {"Background", "Calibration", "IntrinsicActivity"}
+
 # The elements that are read, and those that are about the file rather than the spectrum.
 _READ = set(
     "Remark StartTime RealTime LiveTime Coefficients ChannelData InstrumentID SampleRealTime"
@@ -134,10 +136,19 @@ def _measurement(element: Element, spectrum: _Spectrum, name: str) -> Measuremen
             remarks=remarks,
             energy=energy,
             shape=shape,
+            is_background=_is_background(element),
             name=name,
             notes=tuple(notes),
         )
     )
+
+
+def _is_background(spectrum: Element) -> bool:
+    """Return True if a spectrum was taken without the sample: background or calibration."""
+    parts = [spectrum.child("SourceType")]
+    parts += [element.child("MeasurementClassCode") for element in spectrum.ancestors()]
+    kinds = {part.text.strip() for part in parts if part is not None}
+    return bool(kinds & _WITHOUT_SAMPLE)
 
 
 def _duration(text: str, field: str, notes: List[str]) -> Optional[float]:
