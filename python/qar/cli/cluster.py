@@ -1,7 +1,7 @@
-"""The same work on a Dask cluster (python3-distributed), as a laboratory may have one."""
+"""The same work on a Dask cluster (python3-distributed)."""
 
 import concurrent.futures
-from typing import Any, Iterator, Sequence, Tuple
+from typing import Any
 
 from .. import optional_imports
 from .file_analysis import Options, Outcome, outcome
@@ -9,26 +9,39 @@ from .file_analysis import Options, Outcome, outcome
 CONNECTION_SECONDS = 10
 
 
-def outcomes(paths: Sequence[str], options: Options, address: str) -> Iterator[Tuple[str, Outcome]]:
-    """What becomes of each file; the workers must see the files under the same names.
+class Cluster:
+    """A connection to a Dask scheduler. Leaving the `with` statement closes it.
 
-    ImportError: distributed is missing. OSError: no scheduler answers at the address, or the
-    cluster went away meanwhile.
+    The workers must see the files under the same names.
     """
-    from .batch import completed
 
-    client = _connected(address)
-    try:
-        # Two more tries where a worker dies; what the file itself did wrong is an outcome.
-        executor: concurrent.futures.Executor = client.get_executor(pure=False, retries=2)
-        for path, found in completed(paths, lambda path: executor.submit(outcome, path, options)):
-            if client.status != "running" and found.failure:
-                raise ConnectionError(f"the cluster at {address} went away")
-            yield path, found
-    except concurrent.futures.CancelledError:
-        raise ConnectionError(f"the cluster at {address} went away") from None
-    finally:
-        client.close(timeout=CONNECTION_SECONDS)
+    def __init__(self, address: str, options: Options) -> None:
+        """Raises ImportError if distributed is missing, OSError if no scheduler answers."""
+        self._address, self._options = address, options
+        self._client = _connected(address)
+        # Two more attempts if a worker dies; a failure of the file itself is an outcome.
+        self._executor = self._client.get_executor(pure=False, retries=2)
+
+    def __enter__(self) -> "Cluster":
+        return self
+
+    def __exit__(self, kind: Any, *_: object) -> None:
+        self._client.close(timeout=CONNECTION_SECONDS)
+        if kind is not None and issubclass(kind, concurrent.futures.CancelledError):
+            raise self._lost() from None
+
+    def submit(self, path: str) -> "concurrent.futures.Future[Outcome]":
+        future: "concurrent.futures.Future[Outcome]"
+        future = self._executor.submit(outcome, path, self._options)
+        return future
+
+    def refuse_lost(self) -> None:
+        """Raises ConnectionError if the scheduler no longer answers."""
+        if self._client.status != "running":
+            raise self._lost()
+
+    def _lost(self) -> ConnectionError:
+        return ConnectionError(f"the connection to the cluster at {self._address} was lost")
 
 
 def _connected(address: str) -> Any:

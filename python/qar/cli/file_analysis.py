@@ -1,19 +1,23 @@
 """The analysis of one file as a step of a batch: from any format to rows of a table."""
 
-import contextlib
 import os
-import shutil
 import tempfile
-from typing import Any, Generator, List, NamedTuple, Optional, Tuple
+import warnings
+from typing import Any, FrozenSet, Iterable, List, NamedTuple, Optional, Tuple
 
+from .. import formats
 from ..analysis import calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
-from ..atomic_files import new_file, write_text
+from ..atomic_files import refuse_taken, write_text
 from ..display import layout, report
+from ..formats import Measurement
+from ..formats.qar_file import SUFFIX
+from ..scratch import rehearsal, scratch_folder
 from ..source import DataSource
 from ..source import open as open_source
-from ..transfer import conversion
 from ..values import is_known
+from .inputs import foreground
+from .output import failure_text
 
 Row = List[str]
 
@@ -27,74 +31,128 @@ COLUMNS = (
 class Options(NamedTuple):
     """How each file of a batch is analysed."""
 
-    library: Tuple[Nuclide, ...] = ()  # empty: what the file has
+    library: Tuple[Nuclide, ...] = ()  # empty: that of the file
     settings: Tuple[Tuple[str, Any], ...] = ()  # parameters by name
-    template: str = ""  # a QAR file whose analysis sequence is taken over, empty: none
-    into: str = ""  # the folder for the analysed files, empty: see `analyse`
-    reports: str = ""  # the folder for reports, empty: none
+    template: str = ""  # a QAR file whose analysis sequence is copied
+    spectrum: str = ""  # name of the spectrum to analyse
+    all_spectra: bool = False  # analyse every spectrum of a file
+    into: str = ""  # folder of the analysed QAR files; empty: see `analyse`
+    reports: str = ""  # folder of the reports; empty: no reports
     replace: bool = False  # whether files in these folders may be replaced
+    replaceable: FrozenSet[str] = frozenset()  # files there that may be replaced in any case
+    staging: Tuple[Tuple[str, str], ...] = ()  # each output folder and that of unfinished files
 
 
 class Analysed(NamedTuple):
     """One analysed spectrum of a file."""
 
-    name: str  # of the spectrum among several
+    name: str  # of the spectrum, if the file has several
     analysis: Analysis
 
 
-def analyse(path: str, options: Options) -> List[Analysed]:
-    """Analyses the spectra of a file, most often one.
+class StagedFile(NamedTuple):
+    """A complete output file that has yet to get its name."""
 
-    The results stand in the QAR file itself; with the folder `into` in copies there, which files
-    of other formats also need to be kept. QarError, FormatError, OSError: the file failed.
+    staged: str
+    target: str
+
+
+class Outcome(NamedTuple):
+    """The result of one file, or the reason why it has none."""
+
+    analysed: Tuple[Analysed, ...] = ()
+    files: Tuple[StagedFile, ...] = ()
+    notes: Tuple[str, ...] = ()
+    failure: str = ""
+
+
+def outcome(path: str, options: Options) -> Outcome:
+    """Analyse a file. Never raises an Exception: a failure becomes one line."""
+    try:
+        with warnings.catch_warnings(record=True) as caught:
+            warnings.simplefilter("always")
+            result = analyse(path, options)
+        return result._replace(notes=(*result.notes, *(str(w.message) for w in caught)))
+    except Exception as error:  # one file must not end the batch
+        is_other = getattr(error, "filename", path) != path
+        return Outcome(failure=failure_text(error, named=is_other))
+
+
+def analyse(path: str, options: Options) -> Outcome:
+    """Analyse the spectra of a file, by default one.
+
+    The results of a QAR file are stored in the file itself, unless `into` names another folder.
+    Files of other formats are converted, into that folder if there is one. Output files stay in
+    the staging folders. Raises QarError, FormatError or OSError if the file fails.
     """
-    found: List[Analysed] = []
-    with contextlib.closing(_prepared(path, options)) as prepared:
-        for spectrum, qar_file, name in prepared:
-            with open_source(qar_file, "r+") as source:
-                _set_up(source, options)
-                analysis = source.analyse(**dict(options.settings))
-                if options.reports:
-                    _report(source, analysis, name, options)
-            found.append(Analysed(spectrum, analysis))
-    return found
+    stem = os.path.splitext(os.path.basename(path))[0]
+    measurements = formats.read(path)
+    if measurements[0].qar_file and not options.into:
+        with open_source(path, "r+") as source, rehearsal(source) as copy:
+            return _analysed(copy, "", stem, options)
+    return _analysed_copies(measurements, path, stem, options)
 
 
-class _Prepared(NamedTuple):
-    """A spectrum that is ready to be analysed."""
-
-    spectrum: str  # its name among several
-    qar_file: str
-    name: str  # of the QAR file when it is done
-
-
-def _prepared(path: str, options: Options) -> Generator[_Prepared, None, None]:
-    """Each spectrum of the file; what was made for it gets its name when it has been analysed."""
-    is_qar = conversion.is_qar_file(path)
-    if is_qar and not options.into:
-        yield _Prepared("", path, os.path.basename(path))
-        return
-    with contextlib.ExitStack() as stack:
-        folder = options.into or stack.enter_context(tempfile.TemporaryDirectory())
-        name = os.path.splitext(os.path.basename(path))[0] + conversion.QAR_SUFFIX
-        target = os.path.join(folder, name)
-        if is_qar:
-            with new_file(target, options.replace) as temporary:
-                shutil.copyfile(path, temporary)
-                yield _Prepared("", temporary, name)
-            return
-        measurements = conversion.read_any(path)
-        for measurement, target in conversion.output_names(measurements, target):
-            with new_file(target, options.replace) as temporary:
-                conversion.store(measurement, temporary)
+def _analysed_copies(
+    measurements: List[Measurement], path: str, stem: str, options: Options
+) -> Outcome:
+    """Analyse the selected spectra of a file in QAR files of their own."""
+    selected, notes = _selected(measurements, path, options)
+    results: List[Outcome] = []
+    with scratch_folder() as folder:
+        for measurement, name in formats.file_names(selected, stem + SUFFIX):
+            kept = [_stage(options.into, name, options)] if options.into else []
+            qar_file = kept[0].staged if kept else os.path.join(folder, f"{len(results)}")
+            lost = [*measurement.notes, *formats.write(qar_file, measurement, "qar")]
+            notes += lost if options.into else []
+            with open_source(qar_file, "r+") as copy:
+                copy.path, copy.is_scratch = path, True
                 spectrum = measurement.name if len(measurements) > 1 else ""
-                yield _Prepared(spectrum, temporary, os.path.basename(target))
+                result = _analysed(copy, spectrum, os.path.splitext(name)[0], options)
+            results.append(result._replace(files=(*kept, *result.files)))
+    return Outcome(
+        tuple(analysed for result in results for analysed in result.analysed),
+        tuple(file for result in results for file in result.files),
+        tuple(notes),
+    )
 
 
-def _report(source: DataSource, analysis: Analysis, name: str, options: Options) -> None:
-    text = report.html_of(source, analysis, layout.axis_of(source.calibration()), name)
-    path = os.path.join(options.reports, os.path.splitext(name)[0] + ".html")
-    write_text(path, text, options.replace)
+def _selected(
+    measurements: List[Measurement], path: str, options: Options
+) -> Tuple[List[Measurement], List[str]]:
+    """Return the spectra to analyse, and a note if one was chosen among several."""
+    if options.spectrum:
+        return formats.with_name(measurements, options.spectrum, path), []
+    if options.all_spectra or len(measurements) == 1:
+        return measurements, []
+    choice = foreground(measurements)
+    note = (
+        f"analysed the spectrum '{choice.name}' of {len(measurements)}; select another one with"
+        " --spectrum NAME, or --all"
+    )
+    return [choice], [note]
+
+
+def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) -> Outcome:
+    """Analyse an open source that may be changed, and write its report."""
+    reports = [_stage(options.reports, stem + ".html", options)] if options.reports else []
+    _set_up(source, options)
+    analysis = source.analyse(**dict(options.settings))
+    for file in reports:
+        axis = layout.axis_of(source.calibration())
+        write_text(
+            file.staged, report.html_of(source, analysis, axis, os.path.basename(source.path))
+        )
+    return Outcome((Analysed(spectrum, analysis),), tuple(reports))
+
+
+def _stage(folder: str, name: str, options: Options) -> StagedFile:
+    """Return an output file to write. Raises FileExistsError if its name is taken."""
+    target = os.path.join(folder, name)
+    refuse_taken(target, options.replace or target in options.replaceable)
+    own_folder = tempfile.mkdtemp(dir=dict(options.staging)[folder])
+    # The staged name is plain, for the functions of pyORV3 take only names in UTF-8.
+    return StagedFile(os.path.join(own_folder, "output"), target)
 
 
 def _set_up(source: DataSource, options: Options) -> None:
@@ -108,13 +166,13 @@ def _set_up(source: DataSource, options: Options) -> None:
         source.set_nuclide_library(options.library)
 
 
-def rows(path: str, analysed: List[Analysed]) -> List[Row]:
-    """The results as rows of COLUMNS, with every digit."""
-    found: List[Row] = []
+def rows_of(path: str, analysed: Iterable[Analysed]) -> List[Row]:
+    """Return the results as rows of COLUMNS, with every digit."""
+    result: List[Row] = []
     for name, analysis in analysed:
-        found += [[path, name, "peak", *_peak(peak)] for peak in analysis.peaks]
-        found += [[path, name, "nuclide", *_nuclide(nuclide)] for nuclide in analysis.nuclides]
-    return found
+        result += [[path, name, "peak", *_peak(peak)] for peak in analysis.peaks]
+        result += [[path, name, "nuclide", *_nuclide(nuclide)] for nuclide in analysis.nuclides]
+    return result
 
 
 def _peak(peak: Peak) -> Row:
@@ -130,28 +188,3 @@ def _nuclide(nuclide: IdentifiedNuclide) -> Row:
 
 def _cell(value: Optional[float]) -> str:
     return repr(value) if is_known(value) else ""
-
-
-class Outcome(NamedTuple):
-    """What became of a file: rows, or why there are none."""
-
-    rows: List[Row]
-    failure: str = ""
-
-
-def outcome(path: str, options: Options) -> Outcome:
-    """Analyses a file; whatever fails becomes the line that says so."""
-    try:
-        return Outcome(rows(path, analyse(path, options)))
-    except Exception as error:  # a file that fails stops nobody
-        return Outcome([], failure_text(error))
-
-
-def failure_text(error: BaseException, named: bool = False) -> str:
-    """The reason of a failure on one line. named: after the name of the file that it was."""
-    reason = error.strerror if isinstance(error, OSError) and error.strerror else str(error)
-    text = " ".join(reason.split()) or type(error).__name__
-    filename = getattr(error, "filename", None)
-    if named and isinstance(filename, str) and filename:
-        text = f"{filename}: {text}"
-    return "".join(c if c.isprintable() else "?" for c in text)

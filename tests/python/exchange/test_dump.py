@@ -131,13 +131,13 @@ class TestDump(support.TestCase):
         ours = {"ORV_DICTIONARY": "ours.json"}
         self.python("-c", USE_EXTENSION, **theirs)
         command = ("-m", "qar", "dump", "suite.qar", "-o", "a.json", "--dictionary", "ours.json")
-        self.assertEqual(self.python(*command, **theirs), "")
+        self.assertEqual(self.python(*command, **theirs), "ours.json\na.json\n")
         rows = {p["name"]: p for p in json.loads(self.read("ours.json"))["parameters"]}
         self.assertEqual(
             (rows["QAR_L_STEPS"]["scope"], rows["QAR_C_ROOM"]["length"]), ("entry", 255)
         )
         for command in (("load", "a.json", "b.qar"), ("dump", "b.qar", "-o", "b.json")):
-            self.assertEqual(self.python("-m", "qar", *command, **ours), "")
+            self.assertEqual(self.python("-m", "qar", *command, **ours), f"{command[-1]}\n")
         first, second = (json.loads(self.read(name))["classes"] for name in ("a.json", "b.json"))
         self.assertEqual(first, second)
         entries = [{"QAR_L_STEPS": 3}, {"QAR_L_STEPS": 4}]

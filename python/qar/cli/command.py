@@ -1,0 +1,99 @@
+"""A command of the command line, and the arguments that several commands have."""
+
+import argparse
+import math
+from typing import Callable, NamedTuple
+
+from ..formats import FORMATS
+
+DONE, PARTLY, FAILED = 0, 1, 2
+"""Exit codes: done; done, but something was found or failed on the way; not done."""
+
+FORMAT_NAMES = tuple(FORMATS)
+Arguments = argparse.Namespace
+Parser = argparse.ArgumentParser
+
+
+class CommandError(Exception):
+    """Arguments that do not fit together, as one line."""
+
+
+class Command(NamedTuple):
+    """A command: its name, its function, its help and its arguments."""
+
+    name: str
+    run: Callable[[Arguments], int]  # returns the exit code; raises what ends the command
+    help: str
+    add_arguments: Callable[[Parser], None]
+    examples: str = ""
+
+
+def add_input(command: Parser) -> None:
+    command.add_argument(
+        "file", metavar="FILE",
+        help="A QAR, .spe, .n42, .csv or .txt file, or - for standard input.",
+    )  # fmt: skip
+    add_reading(command)
+
+
+def add_reading(command: Parser) -> None:
+    command.add_argument(
+        "--from", dest="from_format", metavar="FORMAT", choices=FORMAT_NAMES, default="",
+        help="Read this input format instead of detecting it from the content:"
+        f" {', '.join(FORMAT_NAMES)}.",
+    )  # fmt: skip
+    command.add_argument(
+        "--spectrum", metavar="NAME", default="",
+        help="Use the spectrum NAME if the file has several.",
+    )  # fmt: skip
+
+
+def add_output(command: Parser, text: str, metavar: str = "FILE") -> None:
+    command.add_argument("--output", "-o", metavar=metavar, default="", help=text)
+    add_force(command)
+
+
+def add_force(command: Parser) -> None:
+    command.add_argument("--force", action="store_true", help="Replace existing files.")
+
+
+def add_json(command: Parser) -> None:
+    command.add_argument("--json", action="store_true", help="Print JSON instead of text.")
+
+
+def add_recursive(command: Parser) -> None:
+    command.add_argument(
+        "--recursive", "-r", action="store_true",
+        help="Use the files in subdirectories of a directory too.",
+    )  # fmt: skip
+
+
+def number_up_to(most: int) -> Callable[[str], int]:
+    """Return the type of an argument that is a whole number from 1 to a maximum."""
+
+    def number(text: str) -> int:
+        try:
+            value = int(text)
+        except ValueError:
+            value = 0
+        if not 1 <= value <= most:
+            raise argparse.ArgumentTypeError(f"{text!r} is not a whole number from 1 to {most}")
+        return value
+
+    return number
+
+
+def number(text: str) -> float:
+    """Return the value of an argument that is a number."""
+    try:
+        return float(text)
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"{text!r} is not a number") from None
+
+
+def positive_number(text: str) -> float:
+    """Return the value of an argument that is a finite number above 0."""
+    value = number(text)
+    if not 0 < value < math.inf:
+        raise argparse.ArgumentTypeError(f"{text!r} is not a number above 0")
+    return value

@@ -1,0 +1,17 @@
+"""The commands of the command line, one module for each or for two that belong together."""
+
+from . import analyse, calibrate, check, convert, dump, plot, report, show, status
+
+COMMANDS = (
+    show.COMMAND,
+    plot.COMMAND,
+    convert.COMMAND,
+    dump.DUMP,
+    dump.LOAD,
+    calibrate.COMMAND,
+    analyse.COMMAND,
+    report.COMMAND,
+    check.CHECK,
+    check.SALVAGE,
+    status.COMMAND,
+)

@@ -1,0 +1,98 @@
+"""Input files of the commands: of any format, from standard input, or in a directory."""
+
+import contextlib
+import os
+import sys
+from typing import Dict, Iterable, Iterator, List, Sequence
+
+from ..atomic_files import Path
+from ..formats import FormatError, Measurement
+from ..formats.parsing import MAX_BYTES
+from ..scratch import scratch_folder
+from ..source import DataSource
+from ..transfer.any_file import open_any
+from .command import Arguments, CommandError
+from .output import STANDARD_INPUT, shown_path, warn
+
+SUFFIXES = (".qar", ".spe", ".n42")
+"""Suffixes of the files that are used in a directory; other files must be named."""
+
+
+# ---- One file ----------------------------------------------------------------------------------
+
+
+@contextlib.contextmanager
+def local_file(path: str) -> Iterator[str]:
+    """Yield the path of an input; standard input is copied to a temporary file."""
+    if path != STANDARD_INPUT:
+        yield path
+        return
+    data = sys.stdin.buffer.read(MAX_BYTES + 1)
+    if len(data) > MAX_BYTES:
+        raise FormatError(f"standard input: more than {MAX_BYTES >> 20} MiB")
+    with scratch_folder(len(data)) as folder:
+        copy = os.path.join(folder, "standard-input")
+        with open(copy, "xb") as file:
+            file.write(data)
+        yield copy
+
+
+@contextlib.contextmanager
+def opened(path: str, format: str, spectrum: str) -> Iterator[DataSource]:
+    """Yield the data source in a file of any format.
+
+    A spectrum in another format is converted to a temporary QAR file; losses are reported.
+    """
+    with local_file(path) as local, open_any(local, format, spectrum) as (source, notes):
+        source.path = shown_path(path)
+        warn(path, notes)
+        yield source
+
+
+def foreground(measurements: Sequence[Measurement]) -> Measurement:
+    """Return the spectrum with most counts, background and calibration spectra left out."""
+    candidates = [item for item in measurements if not item.is_background] or measurements
+    return max(candidates, key=lambda item: sum(item.counts))
+
+
+def beside(path: str, suffix: str) -> str:
+    """Return the path with another suffix."""
+    return os.path.splitext(path)[0] + suffix
+
+
+def output_of(arguments: Arguments, suffix: str) -> str:
+    """Return the path of an output: the given one, or that of the input with another suffix."""
+    if not arguments.output and arguments.file == STANDARD_INPUT:
+        raise CommandError("expected --output FILE, because standard input has no file name")
+    return arguments.output or beside(arguments.file, suffix)
+
+
+# ---- Directories -------------------------------------------------------------------------------
+
+
+def files_of(
+    paths: Iterable[Path], recursive: bool = False, suffixes: Sequence[str] = SUFFIXES
+) -> List[str]:
+    """Return the files that the paths name, each once.
+
+    A directory stands for its files with one of the suffixes, by name; `recursive` adds those of
+    its directories. Hidden files are left out.
+    """
+    result: Dict[str, None] = {}
+    for path in [os.fspath(path) for path in paths]:
+        if os.path.isdir(path):
+            result.update(dict.fromkeys(_inside(path, recursive, tuple(suffixes))))
+        else:
+            result[path] = None
+    return list(result)
+
+
+def _inside(path: str, recursive: bool, suffixes: "tuple[str, ...]") -> Iterator[str]:
+    def fail(error: OSError) -> None:
+        raise error
+
+    for folder, folders, names in os.walk(path, onerror=fail):
+        folders[:] = sorted(name for name in folders if name[0] != ".") if recursive else []
+        for name in sorted(names):
+            if name.lower().endswith(suffixes) and name[0] != ".":
+                yield os.path.join(folder, name)

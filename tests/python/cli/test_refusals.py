@@ -1,0 +1,197 @@
+"""Refused and hostile input: one line, nothing changed, no waiting, no control characters."""
+
+import argparse
+import json
+import math
+import os
+import socket
+import subprocess
+import sys
+
+import qar
+import support
+from qar import formats
+from qar.analysis.settings import RANGES
+from qar.cli import main
+
+UNUSABLE = (  # settings, the message
+    (("--limit", "-3"), "QAR_D_PEAKLIMIT.*1 to 100 sigma"),
+    (("--limit", "nan"), "QAR_D_PEAKLIMIT.*nan.*1 to 100 sigma"),
+    (("--tolerance", "much"), "--tolerance: 'much' is not a number"),
+    (("--set", "QAR_L_LASTCHAN=1025"), "QAR_L_LASTCHAN.*1025.*1 to 1024"),
+    (("--set", "QAR_S_SMOOTHWIDTH=65"), "QAR_S_SMOOTHWIDTH.*0 to 64"),
+    (("--set", "QAR_D_MATCHTOL=1,2"), "QAR_D_MATCHTOL: '1,2' is not a valid double"),
+    (("--set", "QAR_D_EFFICCAL=-2.45,nan"), "QAR_D_EFFICCAL.*nan is not a finite number"),
+    (("--set", "QAR_D_NOSUCH=1"), "QAR_D_NOSUCH"),
+    (("--set", "QAR_D_SHAPECAL=-1", "-l", "library.csv"), "calibration"),
+    (("--template", "none.qar"), "none.qar"),
+    (("--limit", "4", "--report", "out"), "out/a.html: .*--force"),
+)
+
+
+class TestCase(support.TestCase):
+    def setUp(self):
+        super().setUp()
+        support.make_spectrum("a.qar")
+        self.write("library.csv", support.LIBRARY)
+
+    def content(self):
+        """The names and contents of all files."""
+        paths = sorted(path for path in self.folder.rglob("*"))
+        return {str(p): p.read_bytes() if p.is_file() else b"" for p in paths}
+
+    def refused(self, *arguments, code=2):
+        """The line on standard error of a command that changes nothing."""
+        before = self.content()
+        ran = support.run(*arguments)
+        self.assertEqual((ran.code, ran.out), (code, ""), (arguments, ran.err))
+        self.assertEqual(self.content(), before, arguments)
+        return ran.err[0]
+
+
+class TestAnalyse(TestCase):
+    def test_refused_setting_changes_nothing_and_is_named(self):
+        os.mkdir("out")
+        self.write("out/a.html", "mine")
+        for options, message in UNUSABLE:
+            self.assertRegex(self.refused("analyse", "a.qar", *options), message)
+
+    def test_refused_setting_changes_no_file_of_a_directory(self):
+        os.mkdir("in")
+        for name in "ab":
+            support.make_spectrum(f"in/{name}.qar")
+        command = ("analyse", "in", "-o", "t.csv", "--into", "new/out", "--limit", "1000")
+        self.assertRegex(self.refused(*command), "QAR_D_PEAKLIMIT.*1000")
+
+    def test_setting_of_the_file_that_is_out_of_range_is_named(self):
+        with qar.open("a.qar", "r+") as source:
+            source["QAR_D_MINCONF"] = 2.0
+        self.assertRegex(self.refused("analyse", "a.qar"), "QAR_D_MINCONF.*2.0.*0 to 1")
+
+    def test_ranges_are_those_of_the_engine(self):
+        for name, expected in RANGES.items():
+            below, above = expected.min - 1e-3, expected.max * 1.001
+            for value, is_usable in ((expected.min, True), (below, False), (above, False)):
+                with qar.open("a.qar", "r+") as source:
+                    source.set_nuclide_library([qar.Nuclide("A", 1e9, (qar.GammaLine(661, 1),))])
+                    source[name] = value
+                    results = qar.analysis.results
+                    try:
+                        results.run_engine(source, results.ENGINE, results.ENTRY_POINT, 0)
+                        self.assertTrue(is_usable, (name, value))
+                    except qar.EngineError:
+                        self.assertFalse(is_usable, (name, value))
+                    source[name] = (expected.min + min(expected.max, 10 * expected.min + 0.5)) / 2
+
+    def test_list_sets_all_entries_of_an_array(self):
+        with qar.open("a.qar", "r+") as source:
+            source.set_calibration(efficiency=(1.0, 2.0, 3.0, 4.0))
+        self.run_well("analyse", "a.qar", "--set", "qar_d_efficcal=-2.45,0.55,-0.145")
+        with qar.open("a.qar") as source:
+            self.assertEqual(source.column("QAR_D_EFFICCAL"), [-2.45, 0.55, -0.145, 0.0])
+
+    def test_failed_analysis_from_python_changes_nothing(self):
+        with qar.open("a.qar", "r+") as source:
+            source.analyse()
+            source.set_calibration(shape=(-1.0, 0.0))
+            source.flush()
+            for settings in ({"QAR_D_MATCHTOL": 2.0}, {"QAR_D_MATCHTOL": math.nan}):
+                with self.assertRaises(qar.QarError):
+                    source.analyse(**settings)
+            self.assertNotIn("QAR_D_MATCHTOL", source)
+            self.assertEqual(len(source.results().peaks), 2)
+            self.assertFalse(source.state & qar.SourceState.CHANGED)
+
+
+class TestSpecialFiles(TestCase):
+    def setUp(self):
+        super().setUp()
+        os.mkfifo("pipe")
+        os.mkfifo("pipe.qar")
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind("socket")
+
+    def test_pipes_devices_and_sockets_are_refused_at_once(self):
+        commands = (
+            *("show pipe", "show socket", "plot pipe", "report pipe", "convert pipe x.csv"),
+            *("convert pipe.qar x.csv", "dump pipe.qar", "load pipe x.qar", "check pipe.qar"),
+            *("analyse pipe", "analyse pipe.qar", "analyse a.qar -l pipe", "show /dev/zero"),
+            *("analyse a.qar --template pipe.qar", "salvage pipe.qar x.qar"),
+        )
+        program = "import sys\nfrom qar.cli.main import main\nprint(main(sys.argv[1:]))"
+        for command in commands:
+            result = subprocess.run(
+                [sys.executable, "-B", "-c", program, *command.split()],
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                stdin=subprocess.DEVNULL,
+                timeout=60,
+            )
+            self.assertIn(result.stdout, (b"2\n", b"1\n"), command)
+            self.assertEqual(len(result.stderr.splitlines()), 1, (command, result.stderr))
+
+
+class TestNames(TestCase):
+    def test_control_characters_of_a_file_reach_no_output(self):
+        hostile = "\x1b]0;x\x07\x9b31m\u202e=cmd"
+        formats.write("b.qar", formats.Measurement((5, 6, 7), title="\x1b[31m\x9b=1"))
+        os.rename("b.qar", f"{hostile}.qar")
+        self.write(f"{hostile}.spe", "$nothing")
+        commands = (
+            ("show", f"{hostile}.qar"), ("show", f"{hostile}.spe"), ("check", f"{hostile}.qar"),
+            ("analyse", f"{hostile}.qar", "a.qar"), ("show", f"{hostile}.qar", "--json"),
+            ("dump", f"{hostile}.qar"), ("convert", f"{hostile}.spe", "x.csv"),
+        )  # fmt: skip
+        for command in commands:
+            ran = support.run(*command)
+            text = ran.out + "\n".join(ran.err)
+            self.assertNotRegex(text, "[\x00-\x09\x0b-\x1f\x7f-\x9f\u202e]", command)
+
+    def test_json_keeps_every_character_of_a_name(self):
+        name = os.fsdecode(b"b\xff\xc2\x9b.csv")
+        self.write(name, "1\n2\n3\n")
+        self.assertEqual(json.loads(self.run_well_enough("show", name, "--json"))["file"], name)
+
+    def run_well_enough(self, *arguments):
+        """The output of a command that may report what a format lacks."""
+        ran = support.run(*arguments)
+        self.assertEqual(ran.code, 0, ran.err)
+        return ran.out
+
+    def test_names_that_are_not_utf_8_work(self):
+        name = os.fsdecode(b"m\xff.csv")
+        os.mkdir("in")
+        self.run_well_enough("convert", "a.qar", f"in/{name}")
+        for command in (
+            ("show", f"in/{name}"),
+            ("report", f"in/{name}", "-o", os.fsdecode(b"r\xff.html")),
+            ("convert", f"in/{name}", os.fsdecode(b"n\xff.n42")),
+            ("convert", "--to", "spe", "--into", "in", os.fsdecode(b"n\xff.n42")),
+            ("analyse", f"in/{name}", "--set", "QAR_D_SHAPECAL=9,0.02", "-o", "t.csv"),
+        ):
+            self.run_well_enough(*command)
+        self.assertTrue(os.path.exists(b"in/n\xff.spe"))
+        self.assertIn("m?.csv,,peak", self.read("t.csv"))
+
+
+class TestHelp(support.TestCase):
+    def test_every_command_and_argument_has_a_help_of_whole_sentences(self):
+        (commands,) = main.parser()._subparsers._group_actions
+        self.assertEqual(len(commands.choices), 11)
+        for name, command in commands.choices.items():
+            helps = {"": command.description}
+            helps.update((a.metavar or a.dest, a.help) for a in command._actions)
+            for argument, text in helps.items():
+                if argument != "help":
+                    self.assertRegex(text or "", r"(?s)^[A-Z].*[A-Za-z0-9)]\.$", (name, argument))
+            self.assertIn("Exit codes", command.format_help())
+
+    def test_analyse_has_examples_that_parse(self):
+        (commands,) = main.parser()._subparsers._group_actions
+        for name in ("analyse", "convert"):
+            text = commands.choices[name].format_help()
+            lines = [line.split("  ")[1] for line in text.splitlines() if line[:6] == "  qar "]
+            self.assertGreaterEqual(len(lines), 3)
+            for line in lines:
+                parsed = main.parser().parse_args(line.split("<")[0].split()[1:])
+                self.assertIsInstance(parsed, argparse.Namespace)
