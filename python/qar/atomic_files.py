@@ -5,6 +5,7 @@ import errno
 import os
 from typing import Iterator, Union
 
+from .errors import QarError
 from .unicode_links import is_unicode
 
 Path = Union[str, "os.PathLike[str]"]
@@ -19,22 +20,39 @@ def new_file(path: Path, replace: bool = False) -> Iterator[str]:
     On success the file is renamed to `path`; on an exception it is deleted. Raises
     FileExistsError if `path` exists and `replace` is false.
     """
-    path = os.path.abspath(os.fspath(path))
-    folder, name = os.path.split(path)
+    given = os.fspath(path)
+    folder, name = os.path.split(os.path.abspath(given))
+    shown_folder = os.path.dirname(given) or "."
     if not os.path.isdir(folder):
-        raise FileNotFoundError(errno.ENOENT, "there is no such folder", folder)
+        raise FileNotFoundError(errno.ENOENT, "there is no such folder", shown_folder)
     if not os.access(folder, os.W_OK):
-        raise PermissionError(errno.EACCES, "the folder is not writable", folder)
-    refuse_taken(path, replace)
+        raise PermissionError(errno.EACCES, "the folder is not writable", shown_folder)
+    refuse_taken(given, replace)
     stem = name[:_MAX_STEM] if is_unicode(name) else "new"
     temporary = os.path.join(folder, f".{stem}.{os.getpid()}.part")
     try:
-        yield temporary
-        refuse_taken(path, replace)
-        os.replace(temporary, path)
+        with _errors_about(given, temporary):
+            yield temporary
+            refuse_taken(given, replace)
+            os.replace(temporary, given)
     finally:
         with contextlib.suppress(FileNotFoundError):
             os.remove(temporary)
+
+
+@contextlib.contextmanager
+def _errors_about(path: str, temporary: str) -> Iterator[None]:
+    """Make errors about a temporary file name the file that it will become."""
+    try:
+        yield
+    except OSError as error:
+        if error.filename in (None, temporary):
+            error.filename = path
+        raise
+    except QarError as error:
+        if error.argument != temporary:
+            raise
+        raise type(error)(error.attempt, error.status, path, error.text) from None
 
 
 def refuse_taken(path: str, replace: bool) -> None:

@@ -27,5 +27,6 @@ def _command(package: str) -> str:
     """Return a command that installs a package for the running interpreter."""
     is_system_python = sys.executable.startswith("/usr/bin/")
     if is_system_python and os.path.exists("/etc/debian_version"):
-        return f"sudo apt-get install python3-{package}"
+        is_root = os.geteuid() == 0
+        return f"{'' if is_root else 'sudo '}apt-get install python3-{package}"
     return f'"{sys.executable}" -m pip install {package}'

@@ -35,7 +35,7 @@ _TEXT_COLUMNS = [COLUMNS.index(name) for name in ("file", "spectrum", "nuclide")
 
 
 class Executors(NamedTuple):
-    """Where the files are analysed."""
+    """The processes that analyse the files, and their limits."""
 
     jobs: int = 1  # processes of this machine
     dask: str = ""  # the address of a Dask scheduler instead, such as tcp://10.0.0.1:8786

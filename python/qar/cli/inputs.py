@@ -3,7 +3,7 @@
 import contextlib
 import os
 import sys
-from typing import Dict, Iterable, Iterator, List, Sequence
+from typing import Dict, Iterable, Iterator, List, Sequence, Tuple
 
 from ..atomic_files import Path
 from ..formats import FormatError, Measurement
@@ -75,7 +75,7 @@ def files_of(
 ) -> List[str]:
     """Return the files that the paths name, each once.
 
-    A directory stands for its files with one of the suffixes, by name; `recursive` adds those of
+    A directory means its files with one of the suffixes, by name; `recursive` adds those of
     its directories. Hidden files are left out.
     """
     result: Dict[str, None] = {}
@@ -87,7 +87,7 @@ def files_of(
     return list(result)
 
 
-def _inside(path: str, recursive: bool, suffixes: "tuple[str, ...]") -> Iterator[str]:
+def _inside(path: str, recursive: bool, suffixes: Tuple[str, ...]) -> Iterator[str]:
     def fail(error: OSError) -> None:
         raise error
 

@@ -4,6 +4,7 @@ An interrupted batch continues from its journal when it is started again with th
 While a batch runs it holds a lock on its journal, so that no second one writes the same table.
 """
 
+import contextlib
 import errno
 import hashlib
 import json
@@ -12,6 +13,7 @@ import sys
 from typing import Any, BinaryIO, Dict, List, NamedTuple, Optional
 
 from ..formats import FormatError
+from ..regular_files import open_regular
 from .file_analysis import COLUMNS, Options, Row, StagedFile
 
 SUFFIX = ".partial"
@@ -100,7 +102,7 @@ class Journal:
         self._write({"staging": folder})
 
     def is_own(self, target: str, path: str = "") -> bool:
-        """True if the batch created a file, for this input if given, and nobody changed it."""
+        """Return True if the batch created a file, for this input if given, and nobody changed it."""
         created = self.created.get(target)
         return (
             created is not None and path in ("", created.input) and created.state == _state(target)
@@ -126,6 +128,8 @@ class Journal:
 
 def _open_locked(path: str, table: str) -> BinaryIO:
     while True:
+        with contextlib.suppress(FileNotFoundError):
+            open_regular(path).close()  # refuses a pipe, from which reading would not end
         file = os.fdopen(os.open(path, os.O_RDWR | os.O_CREAT, 0o666), "r+b")
         try:
             _lock(file)

@@ -1,5 +1,6 @@
 """Unfinished output files of a batch, in folders that are deleted at its end however it ends."""
 
+import contextlib
 import os
 import shutil
 import tempfile
@@ -8,6 +9,7 @@ from typing import Dict, List
 from ..atomic_files import refuse_taken
 from .file_analysis import Options, StagedFile
 from .journal import Journal
+from .output_folder import output_folder
 
 _PREFIX = ".qar-batch-"
 
@@ -20,7 +22,7 @@ class Staging:
 
     def __init__(self, options: Options, journal: Journal) -> None:
         self._folders: Dict[str, str] = {}
-        self._new_folders: List[str] = []
+        self._outputs = contextlib.ExitStack()
         self._published = {target: file.input for target, file in journal.created.items()}
         self._options, self._journal = options, journal
 
@@ -30,7 +32,7 @@ class Staging:
             _delete_left(left, outputs)
         try:
             for folder in outputs:
-                self._create(folder)
+                self._outputs.enter_context(output_folder(folder))
                 if folder not in self._folders:
                     self._folders[folder] = tempfile.mkdtemp(prefix=_PREFIX, dir=folder)
                     self._journal.add_staging(self._folders[folder])
@@ -42,20 +44,7 @@ class Staging:
     def __exit__(self, *_: object) -> None:
         for staging in self._folders.values():
             shutil.rmtree(staging, ignore_errors=True)
-        for folder in reversed(self._new_folders):
-            try:
-                os.rmdir(folder)
-            except OSError:
-                pass  # it has files by now
-
-    def _create(self, folder: str) -> None:
-        missing = []
-        while not os.path.isdir(folder):
-            missing.append(folder)
-            folder = os.path.dirname(folder)
-        for folder in reversed(missing):
-            os.mkdir(folder)
-            self._new_folders.append(folder)
+        self._outputs.close()
 
     def options(self) -> Options:
         """Return the options with the staging folders and the files that may be replaced."""

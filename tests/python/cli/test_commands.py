@@ -28,6 +28,7 @@ FAILURES = (  # arguments, part of the message
     ("convert a.qar", "FILE OUTPUT"),
     ("convert a.qar a.unknown", "unknown file extension"),
     ("convert a.qar none/b.spe", "no such folder"),
+    ("convert --to spe --into new/folder two.qar", "two.qar"),
     ("calibrate a.qar --line 5", "CHANNEL=ENERGY"),
     ("calibrate a.qar --line 100=300 --line 440=661.7", "no peak"),
     ("calibrate a.qar --line 441=661.7 --line 781=1173.2 --degree 5", "needs 6 points"),
@@ -105,8 +106,8 @@ class TestConvert(TestCase):
         self.assertEqual((again.code, self.counts("y.csv")), (0, (5, 2)))
 
     def test_one_failure_does_not_stop_the_others(self):
-        ran = support.run("convert", "--to", "csv", "--into", "empty", "none.spe", "two.n42")
-        self.assertEqual((ran.code, sorted(os.listdir("empty"))), (1, ["two-A.csv", "two-B.csv"]))
+        ran = support.run("convert", "--to", "csv", "--into", "new/a", "none.spe", "two.n42")
+        self.assertEqual((ran.code, sorted(os.listdir("new/a"))), (1, ["two-A.csv", "two-B.csv"]))
         self.assertEqual(ran.err[-1], "qar: 2 files: 1 converted, 1 failed")
 
     def test_directories_are_converted_and_files_of_the_format_left_out(self):

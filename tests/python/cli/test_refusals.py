@@ -7,10 +7,11 @@ import os
 import socket
 import subprocess
 import sys
+import unittest.mock
 
 import qar
 import support
-from qar import formats
+from qar import formats, optional_imports
 from qar.analysis.settings import RANGES
 from qar.cli import main
 
@@ -195,3 +196,22 @@ class TestHelp(support.TestCase):
             for line in lines:
                 parsed = main.parser().parse_args(line.split("<")[0].split()[1:])
                 self.assertIsInstance(parsed, argparse.Namespace)
+
+
+class TestMessages(TestCase):
+    def test_full_disk_is_reported_with_the_file_of_the_user(self):
+        limited = 'ulimit -f 1; exec "$0" -B -m qar "$@" 2>&1'
+        for command in ("dump a.qar -o x.json", "convert a.qar x.csv", "convert a.qar x.qar"):
+            output = self.run_program(
+                "bash", "-c", limited, sys.executable, *command.split(), code=2
+            )
+            self.assertRegex(output, r"^qar: [^\n]*x\.(json|csv|qar)[^\n]*\n$", command)
+            self.assertNotIn(".part", output)
+
+    def test_missing_package_is_reported_with_a_command_that_installs_it(self):
+        cases = (("/usr/bin/python3", "apt-get install python3-absent"),
+                 ("/opt/bin/python3", '"/opt/bin/python3" -m pip install absent'))  # fmt: skip
+        for executable, command in cases:
+            with unittest.mock.patch.object(sys, "executable", executable):
+                with self.assertRaisesRegex(ImportError, f"absent is not installed.*{command}$"):
+                    optional_imports.required("absent.part")

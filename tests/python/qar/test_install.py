@@ -59,7 +59,11 @@ class TestWheel(support.TestCase):
         os.mkdir("elsewhere")
         output = self.run_program(python, "../script.py", version, folder="elsewhere")
         self.assertEqual(output, "1 peak\nTrue pyORV3.libs\nTrue\n")
-        output = self.run_program(environment / "bin" / "qar", "status", "0xEBE88105")
-        self.assertIn("inUse", output)
+        program = environment / "bin" / "qar"
+        self.assertIn("inUse", self.run_program(program, "status", "0xEBE88105"))
+        self.assertEqual(self.run_program(program, "--version"), f"qar {version}\n")
+        self.write("elsewhere/pickle.py", "open('imported', 'x')\nraise ImportError")
+        self.run_program(program, "analyse", ".", "--jobs", "2", folder="elsewhere")
+        self.assertEqual(sorted(os.listdir("elsewhere")), ["first.qar", "pickle.py"])
         self.run_program(python, *pip, "uninstall", "-y", "pyORV3")
         self.assertEqual(self.files(environment) - before, set())

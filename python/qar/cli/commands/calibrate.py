@@ -5,7 +5,16 @@ from typing import Tuple
 
 from ...display import tables
 from ...source import open as open_source
-from ..command import DONE, Arguments, Command, CommandError, Parser, add_json, number_up_to
+from ..command import (
+    DONE,
+    Arguments,
+    Command,
+    CommandError,
+    Parser,
+    add_json,
+    number_up_to,
+    positive_number,
+)
 from ..output import print_json
 
 
@@ -52,8 +61,8 @@ def _calibration_line(text: str) -> Tuple[float, float]:
     """Return the energy and the channel."""
     channel, equals, energy = text.partition("=")
     try:
-        return float(energy), float(channel)
-    except ValueError:
+        return positive_number(energy), positive_number(channel)
+    except argparse.ArgumentTypeError:
         raise argparse.ArgumentTypeError(f"{text!r} is not of the form CHANNEL=ENERGY") from None
 
 

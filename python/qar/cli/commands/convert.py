@@ -23,6 +23,7 @@ from ..command import (
 )
 from ..inputs import beside, files_of, local_file
 from ..output import STANDARD_INPUT, failure_text, inform, print_path, warn
+from ..output_folder import output_folder
 
 STANDARD_OUTPUT = "-"
 
@@ -32,14 +33,15 @@ def convert(arguments: Arguments) -> int:
     if not tasks:
         raise CommandError(f"no file to convert in {', '.join(map(repr, arguments.files))}")
     failed = 0
-    for path, target in tasks:
-        try:
-            _convert_one(path, target, arguments)
-        except (QarError, FormatError, OSError) as error:
-            if len(tasks) == 1:
-                raise
-            warn(path, [failure_text(error)])
-            failed += 1
+    with output_folder(arguments.into):
+        for path, target in tasks:
+            try:
+                _convert_one(path, target, arguments)
+            except (QarError, FormatError, OSError) as error:
+                if len(tasks) == 1:
+                    raise
+                warn(path, [failure_text(error, named=True)])
+                failed += 1
     if len(tasks) > 1:
         inform(f"{len(tasks)} files: {len(tasks) - failed} converted, {failed} failed")
     return PARTLY if failed else DONE
@@ -118,8 +120,7 @@ def _add_arguments(command: Parser) -> None:
     command.add_argument(
         "files", metavar="FILE", nargs="+",
         help="The input, then the output, whose suffix decides its format; with --to or --into all"
-        " are inputs, also directories. - stands for standard input, or as OUTPUT for standard"
-        " output.",
+        " are inputs, also directories. - means standard input, or as OUTPUT standard output.",
     )  # fmt: skip
     command.add_argument(
         "--to", metavar="FORMAT", choices=FORMAT_NAMES, default="",

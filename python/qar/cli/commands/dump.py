@@ -16,6 +16,7 @@ from ..command import (
     add_output,
     number_up_to,
 )
+from ..inputs import local_file
 from ..output import escaped, print_path, warn
 
 
@@ -41,7 +42,9 @@ def dump(arguments: Arguments) -> int:
 
 
 def load(arguments: Arguments) -> int:
-    failures = json_dump.load(json_dump.read(arguments.file), arguments.output, arguments.force)
+    with local_file(arguments.file) as local:
+        document = json_dump.read(local)
+    failures = json_dump.load(document, arguments.output, arguments.force)
     print_path(arguments.output)
     warn(arguments.output, [f"not stored: {text}" for text in failures])
     return PARTLY if failures else DONE
@@ -61,7 +64,9 @@ def _add_dump_arguments(command: Parser) -> None:
 
 
 def _add_load_arguments(command: Parser) -> None:
-    command.add_argument("file", metavar="JSON", help="A file written by dump.")
+    command.add_argument(
+        "file", metavar="JSON", help="A file written by dump, or - for standard input."
+    )
     command.add_argument("output", metavar="FILE", help="The QAR file to create.")
     add_force(command)
 
