@@ -27,11 +27,11 @@ std::uint16_t low16(std::int32_t number) {
 // Searches for a record; the kind says what the key's bytes are.
 Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key,
                    std::int32_t searchOption, PythonReference& record) {
-    std::uint16_t found = 0;
+    std::uint16_t number = 0;
     std::uint32_t word = 0;
-    const OrvStatus status = SOrvFindRecord(handle, kind, key.data(), searchOption, &found, &word);
+    const OrvStatus status = SOrvFindRecord(handle, kind, key.data(), searchOption, &number, &word);
     if (status == 0) {
-        record = PythonReference(integerObject(found));
+        record = PythonReference(integerObject(number));
     }
     return {status, "SOrvFindRecord() failed"};
 }

@@ -16,9 +16,9 @@ namespace {
 // in it.
 Outcome executeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
                       std::int32_t second) {
-    constexpr std::size_t longestFileName = 259;
+    constexpr std::size_t maxFileNameLength = 259;
     const std::string fileName = std::string(engineName) + ".dll";
-    if (fileName.size() > longestFileName) {
+    if (fileName.size() > maxFileNameLength) {
         return {badArguments, "The engine's name is too long"};
     }
     const platform::DynamicLibrary library(fileName.c_str());
@@ -36,13 +36,13 @@ Outcome executeEngine(const char* engineName, const char* entryPointName, std::i
 
 // The names of the inputs, in the library's order. Any failure of the library ends the list.
 std::string joinedInputNames(OrvContext context) {
-    constexpr std::size_t longestList = 8191;
+    constexpr std::size_t maxListLength = 8191;
     std::array<char, ORV_INPUT_NAME_SIZE + 1> name{};  // a name that fills its buffer still ends
     std::string names;
     OrvStatus status = SOrvFirstInput(context, 0, name.data());
     for (const char* separator = ""; status == 0; separator = ",") {
         const std::string addition = std::string(separator) + name.data();
-        if (names.size() + addition.size() > longestList) {
+        if (names.size() + addition.size() > maxListLength) {
             break;
         }
         names += addition;

@@ -63,8 +63,8 @@ Outcome createHandle(OrvContext& handle) {
     handle = 0;
     OrvNodeRecord node{};
     loadSuiteEnvironment();
-    if (const Outcome found = findNode(node); found.isFailure()) {
-        return found;
+    if (const Outcome outcome = findNode(node); outcome.isFailure()) {
+        return outcome;
     }
     // The library may report a failure and yet give a context that works: that one is used.
     const OrvStatus status = SOrvCreateDSC2(&node, &handle, 0, 0);

@@ -11,7 +11,7 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr std::int32_t largestReadCount = 65535;  // what a 16-bit channel number reaches
+constexpr std::int32_t maxReadCount = 65535;  // what a 16-bit channel number reaches
 constexpr std::int32_t channelsPerReading = 2048;
 constexpr std::int32_t channelsPerWriting = 256;
 
@@ -148,7 +148,7 @@ Outcome getSpectrum(std::int32_t handle, std::int32_t /*unused1*/, std::int32_t 
     if (const OrvStatus status = readChannelCount(handle, channelCount); status != 0) {
         return {status, "The channel count cannot be read"};
     }
-    if (channelCount < 0 || channelCount > largestReadCount) {
+    if (channelCount < 0 || channelCount > maxReadCount) {
         return {badArguments, "No spectrum has so many channels"};
     }
     const PythonReference bytes = zeroedBytes(channelCount);
@@ -169,7 +169,7 @@ Outcome getSpectrum(std::int32_t handle, std::int32_t /*unused1*/, std::int32_t 
 Outcome setSpectrum(std::int32_t handle, PyObject* channels, std::int32_t /*unused1*/,
                     std::int32_t /*unused2*/) {
     const Py_ssize_t itemCount = PyTuple_Size(channels);  // -1 for an object that is no tuple
-    if (itemCount < 0 || itemCount > largestSpectrumSize) {
+    if (itemCount < 0 || itemCount > maxSpectrumSize) {
         return {badArguments, "The spectrum is no tuple or too long"};
     }
     auto writeCount = static_cast<std::int32_t>(itemCount);

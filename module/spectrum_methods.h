@@ -10,13 +10,13 @@
 namespace pyORV3 {
 
 // The largest size that a spectrum's storage comes in.
-inline constexpr std::int32_t largestSpectrumSize = 32768;
+inline constexpr std::int32_t maxSpectrumSize = 32768;
 
 // A channel count rounded up to a power of two from 256 to 32,768; anything larger gives 32,768,
 // zero and negative counts 256.
 [[nodiscard]] constexpr std::int32_t roundedSpectrumSize(std::int64_t channelCount) noexcept {
     std::int32_t size = 256;
-    while (size < channelCount && size < largestSpectrumSize) {
+    while (size < channelCount && size < maxSpectrumSize) {
         size *= 2;
     }
     return size;

@@ -38,9 +38,9 @@ std::string_view cutText(std::string_view text, std::size_t limit) {
     const auto continuesSequence = [](char byte) {
         return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
     };
-    constexpr std::size_t longestContinuation = 3;
+    constexpr std::size_t maxContinuation = 3;
     std::size_t end = limit;
-    while (end > limit - longestContinuation && continuesSequence(text[end])) {
+    while (end > limit - maxContinuation && continuesSequence(text[end])) {
         --end;
     }
     return text.substr(0, end);

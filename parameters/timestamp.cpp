@@ -148,9 +148,9 @@ std::int64_t civilToSeconds(const BrokenDownTime& time, std::int64_t offset) noe
 
 namespace {
 
-constexpr std::size_t longestText = 63;
-constexpr std::size_t longestTimePart = 31;
-constexpr std::size_t longestZonePart = 15;
+constexpr std::size_t maxTextLength = 63;
+constexpr std::size_t maxTimeLength = 31;
+constexpr std::size_t maxZoneLength = 15;
 
 // Reads numbers and single characters from the front of a text, as a scanning format would.
 class Scanner {
@@ -218,14 +218,14 @@ struct DateTextParts {
 
 DateTextParts split(std::string_view text) noexcept {
     DateTextParts parts;
-    text = text.substr(0, longestText);
+    text = text.substr(0, maxTextLength);
     const std::size_t separator = text.find('T');
     parts.date = text.substr(0, separator);
     if (separator != std::string_view::npos) {
-        parts.time = text.substr(separator + 1, longestTimePart);
+        parts.time = text.substr(separator + 1, maxTimeLength);
         const std::size_t zone = parts.time.find_first_of("Z+-");
         if (zone != std::string_view::npos) {
-            parts.zone = parts.time.substr(zone, longestZonePart);
+            parts.zone = parts.time.substr(zone, maxZoneLength);
             parts.time = parts.time.substr(0, zone);
         }
     }

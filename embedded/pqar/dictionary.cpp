@@ -14,7 +14,7 @@ namespace {
 
 using embedded::ParameterScope;
 
-constexpr std::size_t longestQueriedName = 55;
+constexpr std::size_t maxQueriedNameLength = 55;
 
 void copyText(std::string_view text, char* area) {
     std::ranges::copy(text, area);
@@ -63,8 +63,8 @@ extern "C" ORV_EXPORT std::uint32_t pqar_util_pname2code(const char* name, std::
     if (name == nullptr || code == nullptr) {
         return embedded::dictionaryNullPointer;
     }
-    const std::size_t length = strnlen(name, longestQueriedName + 1);
-    if (length > longestQueriedName) {
+    const std::size_t length = strnlen(name, maxQueriedNameLength + 1);
+    if (length > maxQueriedNameLength) {
         return embedded::dictionaryNameTooLong;
     }
     const auto* const parameter = embedded::findParameter(std::string_view(name, length));

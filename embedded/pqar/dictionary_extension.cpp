@@ -17,10 +17,10 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr const char* variable = "ORV_DICTIONARY";
-constexpr std::size_t mostBytes = std::size_t{4} << 20U;
-constexpr std::size_t mostParameters = 10000;
-constexpr std::size_t longestDescription = 255;
-constexpr std::uint32_t longestText = 4096;
+constexpr std::size_t maxBytes = std::size_t{4} << 20U;
+constexpr std::size_t maxParameters = 10000;
+constexpr std::size_t maxDescriptionLength = 255;
+constexpr std::uint32_t maxTextLength = 4096;
 constexpr unsigned unformattedNibble = 4;  // the highest hexadecimal digit of classes of bytes
 
 void require(bool condition) {
@@ -29,9 +29,9 @@ void require(bool condition) {
     }
 }
 
-std::uint32_t numberIn(const Json& item, const char* key, std::uint32_t most) {
+std::uint32_t numberIn(const Json& item, const char* key, std::uint32_t max) {
     const Json& number = item.at(key);
-    require(number.is_number_unsigned() && number.get<std::uint64_t>() <= most);
+    require(number.is_number_unsigned() && number.get<std::uint64_t>() <= max);
     return number.get<std::uint32_t>();
 }
 
@@ -41,7 +41,7 @@ bool isPrintable(std::string_view text) {
 
 std::string nameIn(const Json& item) {
     auto name = item.at("name").get<std::string>();
-    require(name.size() > parameterNamePrefixLength && name.size() <= longestParameterName &&
+    require(name.size() > parameterNamePrefixLength && name.size() <= maxParameterNameLength &&
             name.starts_with("QAR_") && name[parameterNamePrefixLength - 1] == '_' &&
             isPrintable(name));
     return name;
@@ -49,7 +49,7 @@ std::string nameIn(const Json& item) {
 
 std::string descriptionIn(const Json& item) {
     auto description = item.at("description").get<std::string>();
-    require(description.size() <= longestDescription && isPrintable(description));
+    require(description.size() <= maxDescriptionLength && isPrintable(description));
     return description;
 }
 
@@ -79,10 +79,10 @@ ParameterScope scopeIn(const Json& item) {
 // The file, or nothing where it cannot be read or is too large.
 std::optional<std::string> contentOf(const char* path) {
     std::ifstream file(path, std::ios::binary);
-    std::string content(mostBytes + 1, '\0');
+    std::string content(maxBytes + 1, '\0');
     file.read(content.data(), static_cast<std::streamsize>(content.size()));
     content.resize(static_cast<std::size_t>(file.gcount()));
-    if (file.bad() || content.empty() || content.size() > mostBytes) {
+    if (file.bad() || content.empty() || content.size() > maxBytes) {
         return std::nullopt;
     }
     return content;
@@ -94,7 +94,7 @@ DictionaryExtension::DictionaryExtension(std::string_view json) {
     const Json document = Json::parse(json);
     require(document.is_object() && numberIn(document, "qar_dictionary", 1) == 1);
     const Json& items = document.at("parameters");
-    require(items.is_array() && items.size() <= mostParameters);
+    require(items.is_array() && items.size() <= maxParameters);
     for (const Json& item : items) {
         ParameterDescription parameter{
             .code = codeIn(item),
@@ -106,7 +106,7 @@ DictionaryExtension::DictionaryExtension(std::string_view json) {
         };
         if (parameter.isText()) {
             parameter.textLength =
-                static_cast<std::uint16_t>(numberIn(item, "length", longestText));
+                static_cast<std::uint16_t>(numberIn(item, "length", maxTextLength));
             require(parameter.textLength > 0);
         }
         parameters_.push_back(parameter);

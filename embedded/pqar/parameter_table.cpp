@@ -150,10 +150,10 @@ constexpr bool nameLess(std::string_view left, std::string_view right) {
 template <typename Parameters, typename Projection>
 const ParameterDescription* findIn(const Parameters& parameters, std::string_view text,
                                    Projection nameOf) {
-    const auto found = std::ranges::find_if(parameters, [&](const auto& parameter) {
+    const auto row = std::ranges::find_if(parameters, [&](const auto& parameter) {
         return std::ranges::equal(std::invoke(nameOf, parameter), text, {}, upperCase, upperCase);
     });
-    return found != parameters.end() ? &*found : nullptr;
+    return row != parameters.end() ? &*row : nullptr;
 }
 
 constexpr bool isTextType(DataType type) {
@@ -162,23 +162,23 @@ constexpr bool isTextType(DataType type) {
 
 constexpr bool isWellFormed(const ParameterDescription& parameter) {
     const std::string_view name = parameter.name;
-    return name.size() > parameterNamePrefixLength && name.size() <= longestParameterName &&
+    return name.size() > parameterNamePrefixLength && name.size() <= maxParameterNameLength &&
            name.starts_with("QAR_") && name[4] == propertiesOf(parameter.type).letter &&
            name[5] == '_' && isTextType(parameter.type) == (parameter.textLength > 0) &&
            !parameter.description.empty() && parameter.description.size() <= 255;
 }
 
-// The table's places in the order of the names.
-constexpr auto placesByName = [] {
-    std::array<std::uint8_t, table.size()> places{};
-    for (std::size_t place = 0; place < places.size(); ++place) {
-        places.at(place) = static_cast<std::uint8_t>(place);
+// The rows of the table in the order of the names.
+constexpr auto rowsByName = [] {
+    std::array<std::uint8_t, table.size()> rows{};
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        rows.at(row) = static_cast<std::uint8_t>(row);
     }
-    std::ranges::sort(places, nameLess, [](std::uint8_t place) { return table.at(place).name; });
-    return places;
+    std::ranges::sort(rows, nameLess, [](std::uint8_t row) { return table.at(row).name; });
+    return rows;
 }();
 
-static_assert(table.size() <= 256, "placesByName counts in bytes");
+static_assert(table.size() <= 256, "rowsByName counts in bytes");
 static_assert(std::ranges::all_of(table, isWellFormed));
 static_assert(std::ranges::adjacent_find(table, std::ranges::greater_equal{},
                                          &ParameterDescription::code) == table.end(),
@@ -207,30 +207,29 @@ std::span<const ParameterDescription> allParameters() {
 }
 
 const ParameterDescription* findParameter(std::uint32_t code) {
-    const auto* const found =
-        std::ranges::lower_bound(table, code, {}, &ParameterDescription::code);
-    if (found != table.end() && found->code == code) {
-        return &*found;
+    const auto* const row = std::ranges::lower_bound(table, code, {}, &ParameterDescription::code);
+    if (row != table.end() && row->code == code) {
+        return &*row;
     }
     const auto& added = DictionaryExtension::ofProcess().parameters();
-    const auto place = std::ranges::lower_bound(added, code, {}, &ParameterDescription::code);
-    return place != added.end() && place->code == code ? &*place : nullptr;
+    const auto extra = std::ranges::lower_bound(added, code, {}, &ParameterDescription::code);
+    return extra != added.end() && extra->code == code ? &*extra : nullptr;
 }
 
 const ParameterDescription* findParameter(std::string_view name) {
-    const auto nameAt = [](std::uint8_t place) { return table.at(place).name; };
-    const auto* const found = std::ranges::lower_bound(placesByName, name, nameLess, nameAt);
-    if (found != placesByName.end() && !nameLess(name, nameAt(*found))) {
-        return &table.at(*found);
+    const auto nameAt = [](std::uint8_t row) { return table.at(row).name; };
+    const auto* const row = std::ranges::lower_bound(rowsByName, name, nameLess, nameAt);
+    if (row != rowsByName.end() && !nameLess(name, nameAt(*row))) {
+        return &table.at(*row);
     }
     return findIn(DictionaryExtension::ofProcess().parameters(), name, &ParameterDescription::name);
 }
 
 const ParameterDescription* findParameterByShortName(std::string_view shortName) {
-    const auto* const found = findIn(table, shortName, &ParameterDescription::shortName);
-    return found != nullptr ? found
-                            : findIn(DictionaryExtension::ofProcess().parameters(), shortName,
-                                     &ParameterDescription::shortName);
+    const auto* const row = findIn(table, shortName, &ParameterDescription::shortName);
+    return row != nullptr ? row
+                          : findIn(DictionaryExtension::ofProcess().parameters(), shortName,
+                                   &ParameterDescription::shortName);
 }
 
 bool isFormattedClass(std::uint16_t classCode) {

@@ -44,8 +44,9 @@ struct ParameterDescription {
 };
 
 inline constexpr std::size_t parameterNamePrefixLength = 6;  // "QAR_L_"
-inline constexpr std::size_t longestShortName = 12;
-inline constexpr std::size_t longestParameterName = parameterNamePrefixLength + longestShortName;
+inline constexpr std::size_t maxShortNameLength = 12;
+inline constexpr std::size_t maxParameterNameLength =
+    parameterNamePrefixLength + maxShortNameLength;
 
 // All parameters, ascending by code.
 std::span<const ParameterDescription> allParameters();

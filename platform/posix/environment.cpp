@@ -16,13 +16,13 @@ namespace {
 // getenv hands out a pointer that setenv may free. Held around a fork, so that the new process does
 // not find it locked by a thread that it has not.
 std::mutex& environmentMutex() {
-    static std::mutex& mutex = []() -> std::mutex& {
-        static std::mutex made;
+    static std::mutex& guarded = []() -> std::mutex& {
+        static std::mutex mutex;
         pthread_atfork([] { environmentMutex().lock(); }, [] { environmentMutex().unlock(); },
                        [] { environmentMutex().unlock(); });
-        return made;
+        return mutex;
     }();
-    return mutex;
+    return guarded;
 }
 
 bool isName(const char* name) {

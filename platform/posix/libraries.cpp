@@ -264,11 +264,11 @@ class Libraries {
     }
 
     std::unique_ptr<Library> take(const Library* library) {
-        const auto found =
+        const auto position =
             std::find_if(libraries_.begin(), libraries_.end(),
                          [library](const auto& item) { return item.get() == library; });
-        std::unique_ptr<Library> taken = std::move(*found);
-        libraries_.erase(found);
+        std::unique_ptr<Library> taken = std::move(*position);
+        libraries_.erase(position);
         return taken;
     }
 
@@ -288,7 +288,7 @@ Libraries& libraries() {
 
 // Made while this code is loaded, before a thread could be in the middle of it: a process forked
 // then would wait for ever for the thread that it has not.
-[[maybe_unused]] const bool madeAtLoading = []() noexcept {
+[[maybe_unused]] const bool createdAtLoading = []() noexcept {
     try {
         libraries();
         ownFolder();

@@ -33,9 +33,9 @@ class Cursor {
 
     bool take(std::string_view expected) {
         skipBlanks();
-        const bool found = rest_.starts_with(expected);
-        rest_.remove_prefix(found ? expected.size() : 0);
-        return found;
+        const bool matches = rest_.starts_with(expected);
+        rest_.remove_prefix(matches ? expected.size() : 0);
+        return matches;
     }
 
     // The text up to the closing quote; the opening one is already taken.

@@ -105,32 +105,32 @@ Contexts& contexts() {
 }
 
 OrvContext Contexts::create() {
-    auto made = std::make_shared<Context>();
+    auto context = std::make_shared<Context>();
     const std::unique_lock guard(mutex_);
     if (last_ == std::numeric_limits<OrvContext>::max()) {
         throw Failure(codes::noHandleLeft);
     }
-    contexts_.emplace(last_ + 1, std::move(made));
+    contexts_.emplace(last_ + 1, std::move(context));
     return ++last_;
 }
 
 std::shared_ptr<Context> Contexts::find(OrvContext handle) const {
     const std::shared_lock guard(mutex_);
-    const auto found = contexts_.find(handle);
-    if (found == contexts_.end()) {
+    const auto row = contexts_.find(handle);
+    if (row == contexts_.end()) {
         throw Failure(codes::unknownContext);
     }
-    return found->second;
+    return row->second;
 }
 
 std::shared_ptr<Context> Contexts::remove(OrvContext handle) {
     const std::unique_lock guard(mutex_);
-    const auto found = contexts_.find(handle);
-    if (found == contexts_.end()) {
+    const auto row = contexts_.find(handle);
+    if (row == contexts_.end()) {
         throw Failure(codes::unknownContext);
     }
-    auto removed = std::move(found->second);
-    contexts_.erase(found);
+    auto removed = std::move(row->second);
+    contexts_.erase(row);
     return removed;
 }
 

@@ -13,9 +13,9 @@ class DictionaryLibrary {
   public:
     DictionaryLibrary() noexcept {
         try {
-            Dl_info place{};
-            if (dladdr(this, &place) != 0) {
-                const std::string self = place.dli_fname;
+            Dl_info info{};
+            if (dladdr(this, &info) != 0) {
+                const std::string self = info.dli_fname;
                 const std::string path = self.substr(0, self.rfind('/') + 1) + "pqar.so";
                 library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
             }

@@ -94,12 +94,12 @@ OrvStatus SOrvFindRecord(OrvContext handle, std::int32_t kind, const void* key, 
                          std::uint16_t* record, std::uint32_t* word) {
     return onReading(handle, {{QAR_CLS_NUCLIDE}}, [=](const Content& content) {
         requirePointers(key, record, word);
-        const auto found = find(content, kind, key, static_cast<std::uint32_t>(option));
-        if (!found) {
+        const auto result = find(content, kind, key, static_cast<std::uint32_t>(option));
+        if (!result) {
             return codes::notFound;
         }
-        *record = found->record;
-        *word = found->entry;
+        *record = result->record;
+        *word = result->entry;
         return codes::success;
     });
 }
