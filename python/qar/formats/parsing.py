@@ -97,7 +97,7 @@ def count(text: str) -> int:
 
     Raises FormatError if it is negative, not an integer or larger than MAX_COUNT.
     """
-    if text.isdigit() and len(text) <= 10:
+    if text.isdecimal() and len(text) <= 10:
         value = int(text)
     else:
         number = exact(text)

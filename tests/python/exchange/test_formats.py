@@ -39,6 +39,7 @@ REFUSED = (  # file, content, part of the message
     ("a.spe", "$DATA:\n0 69999\n" + "1\n" * 70000, "0 to 69999"),
     ("a.spe", "$DATA:\n0 1\n1\n2\n3\n", "more than 2 channels"),
     ("a.spe", "$DATA:\n0 1\n1\n2.5\n", '"2.5"'),
+    ("a.spe", "$DATA:\n0 1\n1\n²\n", '"²"'),
     ("a.spe", "$SPEC_ID:\nx\n", "no $DATA"),
     ("a.spe", DATA + "$MCA_CAL:\n2\n1e308 1e308\n$SHAPE_CAL:\n2\n1e308 1e308\n", "out of range"),
     ("a.csv", "1,2,3,4\n", "4 columns"),
@@ -69,6 +70,7 @@ DATED = "$DATE_MEA:\n04/26/2017 11:05:11\n"
 
 READ = (  # file, content, the fields to compare, part of the notes
     ("a.csv", "1,5\n2,6\n", {"counts": (5, 6)}, "count from 1"),
+    ("a.csv", "1.0,5\n2e0,6\n", {"counts": (5, 6)}, "count from 1"),
     ("a.txt", "2 5\r\n3 6\r\n", {"counts": (0, 0, 5, 6)}, "channels 0 to 1"),
     ("a.csv", "energy;counts\n-5e-20;1,0\n0,2201;2\n0,4402;3\n",
         {"counts": (1, 2, 3), "energy": (-0.2201, 0.2201)}, ""),
