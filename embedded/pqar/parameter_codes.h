@@ -150,6 +150,7 @@ inline constexpr std::uint32_t QAR_T_ANALYSED = 0x20100006;
 inline constexpr std::uint32_t QAR_S_ANSTEP = 0x20100007;
 inline constexpr std::uint32_t QAR_L_ANSTATUS = 0x20100008;
 inline constexpr std::uint32_t QAR_C_ANENGINE = 0x20100009;
+inline constexpr std::uint32_t QAR_C_ANLIBRARY = 0x2010000A;
 inline constexpr std::uint32_t QAR_B_USECALFILE = 0x2010002D;
 inline constexpr std::uint32_t QAR_C_CALTITLE = 0x2010004C;
 inline constexpr std::uint32_t QAR_C_REPORTTITLE = 0x20100075;

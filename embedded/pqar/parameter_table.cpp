@@ -127,6 +127,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_S_ANSTEP,       Short,          0, Record, "",         "Step of the sequence that was done last"),
     PARAMETER(QAR_L_ANSTATUS,     Long,           0, Record, "",         "Status of the last step"),
     PARAMETER(QAR_C_ANENGINE,     Text,          64, Entry,  "",         "Name of the engine of a step of the sequence"),
+    PARAMETER(QAR_C_ANLIBRARY,    Text,          64, Record, "",         "Name and version of the nuclide library of the last analysis; empty: the library of the file"),
     PARAMETER(QAR_B_USECALFILE,   Byte,           0, Record, "",         "Whether the calibration comes from the calibration file"),
     PARAMETER(QAR_C_CALTITLE,     Text,          64, Record, "",         "Title of the calibration file in use"),
     PARAMETER(QAR_C_REPORTTITLE,  Text,          64, Record, "",         "Title of reports"),

@@ -127,6 +127,7 @@ QAR_T_ANALYSED = 0x20100006
 QAR_S_ANSTEP = 0x20100007
 QAR_L_ANSTATUS = 0x20100008
 QAR_C_ANENGINE = 0x20100009
+QAR_C_ANLIBRARY = 0x2010000A
 QAR_B_USECALFILE = 0x2010002D
 QAR_C_CALTITLE = 0x2010004C
 QAR_C_REPORTTITLE = 0x20100075
@@ -333,6 +334,8 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Status of the last step"),
     KnownParameter("QAR_C_ANENGINE", QAR_C_ANENGINE, "str", 64, True, "",
         "Name of the engine of a step of the sequence"),
+    KnownParameter("QAR_C_ANLIBRARY", QAR_C_ANLIBRARY, "str", 64, False, "",
+        "Name and version of the nuclide library of the last analysis; empty: the library of the file"),
     KnownParameter("QAR_B_USECALFILE", QAR_B_USECALFILE, "byte", 0, False, "",
         "Whether the calibration comes from the calibration file"),
     KnownParameter("QAR_C_CALTITLE", QAR_C_CALTITLE, "str", 64, False, "",

@@ -2,7 +2,7 @@
 
 import os
 from datetime import datetime, timezone
-from typing import Any, Iterable, List, Mapping, Optional, Union
+from typing import Any, Collection, Iterable, List, Mapping, Optional, Union
 
 from .analysis import calibration, known_lines, results
 from .analysis.calibration import Calibration
@@ -13,6 +13,7 @@ from .display import notebook
 from .enums import AccessMode
 from .errors import refuse
 from .handle import INPUT
+from .nuclides import builtin_library
 from .records import RecordSource
 from .scratch import rehearsal
 
@@ -95,12 +96,15 @@ class DataSource(RecordSource):
         engine: str = results.ENGINE,
         entry_point: str = results.ENTRY_POINT,
         options: int = 0,
+        groups: Collection[str] = (),
         **settings: Any,
     ) -> Analysis:
         """Write processing settings, run an engine and return its results.
 
         settings: parameters by name, such as QAR_D_PEAKLIMIT=4.0; others keep the values of the
-        file. options: the engine's option word. If the analysis fails, the source is unchanged.
+        file. options: the engine's option word. groups: of the built-in nuclide library, which
+        peak_search uses if the source has no nuclides of its own; empty: all groups. The library
+        is not stored in the source. If the analysis fails, the source is unchanged.
         Raises BadArgumentError if a setting is out of range, and EngineError with the reason if
         the engine fails or is missing.
         """
@@ -108,7 +112,8 @@ class DataSource(RecordSource):
             check_settings(settings, self.get)
         with rehearsal(self) as copy:
             copy.update(settings)
-            results.run_engine(copy, engine, entry_point, options)
+            with builtin_library.lent_to(copy, groups, engine == results.ENGINE):
+                results.run_engine(copy, engine, entry_point, options)
         return self.results()
 
     def results(self) -> Analysis:

@@ -2,9 +2,10 @@
 
 import argparse
 import math
-from typing import Callable, NamedTuple
+from typing import Callable, NamedTuple, Tuple
 
 from ..formats import FORMATS
+from ..nuclides import builtin_library
 
 DONE, PARTLY, FAILED = 0, 1, 2
 """Exit codes: done; done, but something was found or failed on the way; not done."""
@@ -97,3 +98,13 @@ def positive_number(text: str) -> float:
     if not 0 < value < math.inf:
         raise argparse.ArgumentTypeError(f"{text!r} is not a number above 0")
     return value
+
+
+def group_names(text: str) -> Tuple[str, ...]:
+    """Return the value of an argument that lists groups of the built-in nuclide library."""
+    groups = tuple(name.strip() for name in text.split(","))
+    try:
+        builtin_library.check_groups(groups)
+    except ValueError as error:
+        raise argparse.ArgumentTypeError(str(error)) from None
+    return groups

@@ -31,7 +31,8 @@ COLUMNS = (
 class Options(NamedTuple):
     """How each file of a batch is analysed."""
 
-    library: Tuple[Nuclide, ...] = ()  # empty: that of the file
+    library: Tuple[Nuclide, ...] = ()  # empty: that of the file, otherwise the built-in one
+    groups: Tuple[str, ...] = ()  # of the built-in library; empty: all
     settings: Tuple[Tuple[str, Any], ...] = ()  # parameters by name
     template: str = ""  # a QAR file whose analysis sequence is copied
     spectrum: str = ""  # name of the spectrum to analyse
@@ -137,7 +138,7 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
     """Analyse an open source that may be changed, and write its report."""
     reports = [_stage(options.reports, stem + ".html", options)] if options.reports else []
     _set_up(source, options)
-    analysis = source.analyse(**dict(options.settings))
+    analysis = source.analyse(groups=options.groups, **dict(options.settings))
     for file in reports:
         axis = layout.axis_of(source.calibration())
         write_text(

@@ -7,14 +7,16 @@
 docs/nuclide-library.md documents sources, rules and checks.
 """
 
+import contextlib
 import csv
 import functools
 import os
 import re
-from typing import Collection, Dict, List, NamedTuple, Tuple
+from typing import Collection, Dict, Iterator, List, NamedTuple, Tuple
 
-from ..analysis.results import GammaLine, Nuclide
+from ..analysis.results import GammaLine, Nuclide, write_nuclide_library
 from ..formats import nuclide_csv
+from ..records import RecordSource
 
 MIN_HALF_LIFE = 1800.0
 """Seconds. Nuclides without a parent that live shorter are left out by default."""
@@ -31,6 +33,7 @@ GROUPS = (
 """The groups that a nuclide may belong to."""
 
 _DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
+_NUCLIDES, _NAME = "QAR_C_NUCLNAME", "QAR_C_ANLIBRARY"
 _VERSION = re.compile(r"version (\d+\.\d+)")
 
 
@@ -111,6 +114,27 @@ def near(energy: float, tolerance: float) -> List[Tuple[Entry, GammaLine]]:
         if abs(line.energy - energy) <= tolerance
     ]
     return sorted(lines, key=lambda match: abs(match[1].energy - energy))
+
+
+@contextlib.contextmanager
+def lent_to(source: RecordSource, groups: Collection[str], is_used: bool) -> Iterator[None]:
+    """Lend the library to a source for the time of an analysis, if it has no nuclides of its own.
+
+    The source records the name and version of the library, not its nuclides, so that its next
+    analysis uses the version installed then. Raises ValueError if a group is unknown.
+    """
+    check_groups(groups)
+    name = ""
+    if is_used and source.record_count(_NUCLIDES) == 0:
+        name = " ".join(["qar", version(), *sorted(groups)])
+        write_nuclide_library(source, load(groups))
+    try:
+        yield
+    finally:
+        if name:
+            source.clear(_NUCLIDES)
+    if name or source.get(_NAME):
+        source[_NAME] = name
 
 
 def _lives_long(nuclide: Nuclide) -> bool:

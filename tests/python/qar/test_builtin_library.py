@@ -3,6 +3,7 @@
 import csv
 import unittest
 
+import qar
 import support
 from qar.nuclides import builtin_library
 
@@ -87,6 +88,43 @@ class TestSearch(unittest.TestCase):
         distances = [abs(line.energy - 1460.0) for _, line in lines]
         self.assertEqual(distances, sorted(distances))
         self.assertLessEqual(distances[-1], 1.5)
+
+
+class TestAnalysis(support.TestCase):
+    def test_file_without_nuclides_is_analysed_with_the_library_and_does_not_store_it(self):
+        support.make_spectrum("a.qar")
+        with qar.open("a.qar", "r+") as source:
+            analysis = source.analyse(groups=["calibration"])
+            self.assertEqual(source.record_count("QAR_C_NUCLNAME"), 0)
+            used = source["QAR_C_ANLIBRARY"]
+        self.assertIn("Cs-137", {nuclide.name for nuclide in analysis.nuclides})
+        self.assertEqual(used, f"qar {builtin_library.version()} calibration")
+
+    def test_nuclides_of_the_file_take_precedence(self):
+        support.make_spectrum("a.qar")
+        line = qar.GammaLine(661.657, 0.85)
+        with qar.open("a.qar", "r+") as source:
+            source.analyse(groups=["calibration"])
+            source.set_nuclide_library([qar.Nuclide("X-1", 3.0e9, (line,))])
+            analysis = source.analyse()
+            self.assertEqual([nuclide.name for nuclide in analysis.nuclides], ["X-1"])
+            self.assertEqual(source.record_count("QAR_C_NUCLNAME"), 1)
+            self.assertEqual(source["QAR_C_ANLIBRARY"], "")
+
+    def test_unknown_group_leaves_the_file_unchanged(self):
+        support.make_spectrum("a.qar")
+        with qar.open("a.qar", "r+") as source:
+            self.assertRaises(ValueError, source.analyse, groups=["naturel"])
+            self.assertEqual(source.results().peaks, ())
+            self.assertNotIn("QAR_C_ANLIBRARY", source)
+
+    def test_command_lists_nuclides_and_lines(self):
+        for arguments, expected in (
+            (["Cs-137"], r"half-life 30\.05 y.*\n.*\n.*\n.*\n +661\.657 +0\.8499 \*"),
+            (["1460.8"], r"1460\.820 +0\.1055 +K-40"),
+            (["eu-15", "--groups", "fission"], r"Eu-154 .*\nEu-155 .*\nEu-156"),
+        ):
+            self.assertRegex(self.run_well("nuclides", *arguments), expected)
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
 """The commands of the command line, one module for each or for two that belong together."""
 
-from . import analyse, calibrate, check, convert, dump, plot, report, show, status
+from . import analyse, calibrate, check, convert, dump, nuclides, plot, report, show, status
 
 COMMANDS = (
     show.COMMAND,
@@ -11,6 +11,7 @@ COMMANDS = (
     calibrate.COMMAND,
     analyse.COMMAND,
     report.COMMAND,
+    nuclides.COMMAND,
     check.CHECK,
     check.SALVAGE,
     status.COMMAND,

@@ -9,6 +9,7 @@ from ... import dictionary
 from ...analysis.settings import check_settings
 from ...display import tables
 from ...formats import FormatError, nuclide_csv
+from ...nuclides import builtin_library
 from ...source import open as open_source
 from .. import batch
 from ..command import (
@@ -22,6 +23,7 @@ from ..command import (
     add_force,
     add_json,
     add_recursive,
+    group_names,
     number,
     number_up_to,
     positive_number,
@@ -126,6 +128,7 @@ def _options(arguments: Arguments) -> Options:
         raise CommandError("--timeout cannot be combined with --dask; a cluster has its own limits")
     return Options(
         library=tuple(nuclide_csv.read(arguments.library)) if arguments.library else (),
+        groups=arguments.groups,
         settings=settings,
         template=_absolute(arguments.template),
         spectrum=arguments.spectrum,
@@ -182,8 +185,13 @@ def _add_arguments(command: Parser) -> None:
     command.add_argument("--all", action="store_true", help="Analyse all spectra of each file.")
     command.add_argument(
         "--library", "-l", metavar="CSV", default="",
-        help="Use this nuclide library instead of that in the file; docs/command-line.md describes"
-        " its columns.",
+        help="Use this nuclide library instead of that in the file and of the built-in one;"
+        " docs/command-line.md describes its columns.",
+    )  # fmt: skip
+    command.add_argument(
+        "--groups", metavar="NAMES", type=group_names, default=(),
+        help="Restrict the built-in nuclide library to these groups, separated by commas:"
+        f" {', '.join(builtin_library.GROUPS)}.",
     )  # fmt: skip
     command.add_argument(
         "--output", "-o", metavar="CSV", default="",
