@@ -8,7 +8,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 builds=$(realpath -m "${BUILD_DIR:-$project/build}")
 
 build_packages=(
-    g++ cmake ninja-build python3 python3-dev libsqlite3-dev libeigen3-dev nlohmann-json3-dev)
+    g++ cmake ninja-build python3 python3-dev libsqlite3-dev libxxhash-dev libeigen3-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev libgmock-dev mypy python3-numpy python3-venv)
 
 # The interpreter to build for and test with, at every configuration.

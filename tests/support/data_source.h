@@ -68,11 +68,11 @@ class DataSourceTest : public testing::Test {
     std::filesystem::path folder_;
 };
 
-// Does the work while every file of this process ends at 8 KiB, as on a full disk.
+// Does the work while every file of this process ends at 4 KiB, as on a full disk.
 inline void onFullDisk(const std::function<void()>& work) {
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit limit{8192, before.rlim_max};
+    const rlimit limit{4096, before.rlim_max};
     const sighandler_t handler = std::signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &limit);
     work();

@@ -115,14 +115,19 @@ def damage(content, kind, random):
         content += random.choice((b"\0", bytes(512), bytes(4096), bytes(100000), b"tail" * 1024))
 
 
-def changed_rows(random):
-    table, blob, *columns = random.choice(
-        (
-            ("block", "content", "class"),
-            ("place", None, "class", "record", "entry"),
-            ("value", "bytes", "code", "record", "entry"),
-        )
-    )
+# The tables of a version: name, column of the content, columns of the key.
+TABLES = {
+    1: (
+        ("block", "content", "class"),
+        ("place", None, "class", "record", "entry"),
+        ("value", "bytes", "code", "record", "entry"),
+    ),
+    2: (("item", "bytes", "code", "record", "entry"), ("item", "checksum", "code", "record")),
+}
+
+
+def changed_rows(version, random):
+    table, blob, *columns = random.choice(TABLES[version])
     where = " WHERE %s %s %s" % (
         random.choice(columns),
         random.choice("<>="),
@@ -134,24 +139,28 @@ def changed_rows(random):
             "DELETE FROM %s%s" % (table, where),
             "UPDATE OR IGNORE %s SET %s = %s%s" % (table, random.choice(columns), row[0], where),
             "UPDATE OR IGNORE %s SET %s = %s%s" % (table, blob or columns[0], row[-1], where),
-            "INSERT OR REPLACE INTO %s VALUES(%s)" % (table, ", ".join(row)),
+            "INSERT OR REPLACE INTO %s(%s) VALUES(%s)"
+            % (table, ", ".join([*columns, blob] if blob else columns), ", ".join(row)),
         )
     )
 
 
-# Changes of the schema that a curious user or another version might make; REPLACED stands for a
-# definition that is written into the schema in the place of a table's own.
+# Changes of the schema that a curious user or another version might make. TABLE stands for the
+# name of a table.
 SCHEMA_CHANGES = (
-    "DROP TABLE value",
-    "DROP TABLE block",
-    "ALTER TABLE place RENAME TO places",
-    "ALTER TABLE value ADD COLUMN more",
+    "DROP TABLE TABLE",
+    "ALTER TABLE TABLE RENAME TO others",
+    "ALTER TABLE TABLE ADD COLUMN more",
+    "ALTER TABLE item RENAME COLUMN bytes TO contents",
     "ALTER TABLE block RENAME COLUMN content TO contents",
     "CREATE INDEX by_record ON value(record)",
+    "CREATE INDEX by_record ON item(record)",
     "CREATE TABLE notes(text); INSERT INTO notes VALUES('x')",
     "CREATE UNIQUE INDEX once ON value(record, entry, code)",
+    "CREATE UNIQUE INDEX once ON item(record, entry, code)",
     "ANALYZE",
     "VACUUM",
+    "PRAGMA user_version = 1",
     "PRAGMA user_version = 2",
     "PRAGMA user_version = -1",
     "PRAGMA application_id = 1",
@@ -160,15 +169,16 @@ SCHEMA_CHANGES = (
     "PRAGMA auto_vacuum = FULL; VACUUM",
     "PRAGMA journal_mode = WAL",
     "DROP TABLE block; CREATE TABLE block(class, content)",
-    "DELETE FROM sqlite_schema WHERE name = 'place'",
+    "DROP TABLE item; CREATE TABLE item(code, record, entry, bytes, checksum)",
+    "DELETE FROM sqlite_schema WHERE name = 'TABLE'",
     "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema WHERE name = 'block') "
     "WHERE name = 'value'",
-    "UPDATE sqlite_schema SET rootpage = 1 WHERE name = 'block'",
-    "UPDATE sqlite_schema SET rootpage = 0 WHERE name = 'place'",
-    "UPDATE sqlite_schema SET rootpage = 99999 WHERE name = 'place'",
-    "UPDATE sqlite_schema SET sql = 'CREATE TABLE nonsense' WHERE name = 'block'",
-    "UPDATE sqlite_schema SET type = 'view' WHERE name = 'block'",
-    "INSERT INTO sqlite_schema SELECT * FROM sqlite_schema WHERE name = 'block'",
+    "UPDATE sqlite_schema SET rootpage = 1 WHERE name = 'TABLE'",
+    "UPDATE sqlite_schema SET rootpage = 0 WHERE name = 'TABLE'",
+    "UPDATE sqlite_schema SET rootpage = 99999 WHERE name = 'TABLE'",
+    "UPDATE sqlite_schema SET sql = 'CREATE TABLE nonsense' WHERE name = 'TABLE'",
+    "UPDATE sqlite_schema SET type = 'view' WHERE name = 'TABLE'",
+    "INSERT INTO sqlite_schema SELECT * FROM sqlite_schema WHERE name = 'TABLE'",
 )
 
 
@@ -185,16 +195,19 @@ def run_sql(path, script):
         database.close()
 
 
-def make_mutant(path, random):
+def make_mutant(path, version, random):
     """Changes the file; returns the kind of the change and what it was."""
     kind = random.choice(
         ("bytes", "bytes", "bytes", "pages", "cut", "rows", "rows", "schema", "journal")
     )
     script = ""
     if kind == "rows":
-        script = ";".join(changed_rows(random) for _ in range(random.choice((1, 1, 2, 5))))
+        changes = range(random.choice((1, 1, 2, 5)))
+        script = ";".join(changed_rows(version, random) for _ in changes)
     elif kind == "schema":
-        script = random.choice(SCHEMA_CHANGES)
+        table = random.choice(TABLES[version])[0]
+        script = random.choice(SCHEMA_CHANGES).replace("TABLE TABLE", "TABLE " + table)
+        script = script.replace("'TABLE'", "'%s'" % table)
     elif kind == "journal":
         start = random.choice((b"", b"\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", b"x"))
         rest = random.getrandbits(8 * 5000).to_bytes(5000, "little")
@@ -231,7 +244,8 @@ def redefined(table, definition, more=""):
     )
 
 
-HOSTILE_SCHEMAS = {
+# For files of version 1.
+OLD_HOSTILE_SCHEMAS = {
     "CHECK that takes all time, block": redefined("block", BLOCK + ", CHECK(NOT %s)" % SLOW),
     "CHECK that takes all time, value": redefined("value", VALUE % ("CHECK(NOT %s), " % SLOW)),
     "CHECK that takes all memory": redefined("block", BLOCK + ", CHECK(%s)" % LARGE),
@@ -306,6 +320,69 @@ HOSTILE_SCHEMAS = {
     "encoding": "ATTACH ':memory:' AS m; PRAGMA encoding = 'UTF-16'; VACUUM",
     "sequence": "CREATE TABLE s(a INTEGER PRIMARY KEY AUTOINCREMENT); INSERT INTO s VALUES(9e18)",
 }
+
+
+# For files of this version.
+ITEM = (
+    "code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL, checksum INTEGER NOT NULL, "
+    "%sPRIMARY KEY(code, record, entry)"
+)
+HOSTILE_SCHEMAS = {
+    "CHECK that takes all time": redefined("item", ITEM % ("CHECK(NOT %s), " % SLOW)),
+    "CHECK that takes all memory": redefined("item", ITEM % ("CHECK(%s), " % LARGE)),
+    "CHECK with a comment before it": redefined(
+        "item", ITEM % ("/* bytes BLOB */ CHECK(NOT %s), " % SLOW)
+    ),
+    "generated column, time": redefined("item", ITEM % ("g AS (%s), " % SLOW)),
+    "generated column, memory": redefined("item", ITEM % ("g NOT NULL AS (%s), " % LARGE)),
+    "generated column in the place of ours": redefined(
+        "item", (ITEM % "").replace("bytes BLOB NOT NULL", "bytes AS (zeroblob(300000000))")
+    ),
+    "default that takes all memory": redefined(
+        "item", (ITEM % "").replace("BLOB NOT NULL", "BLOB NOT NULL DEFAULT (zeroblob(900000000))")
+    ),
+    "index on an expression": "CREATE INDEX slow ON item(length(bytes)); "
+    "UPDATE sqlite_schema SET sql = 'CREATE INDEX slow ON item(%s)' WHERE name = 'slow'"
+    % SLOW.replace("'", "''"),
+    "partial index": "CREATE INDEX slow ON item(record) WHERE record > 0; UPDATE sqlite_schema "
+    "SET sql = 'CREATE INDEX slow ON item(record) WHERE %s' WHERE name = 'slow'"
+    % SLOW.replace("'", "''"),
+    "trigger before insertion": "CREATE TRIGGER t BEFORE INSERT ON item BEGIN DELETE FROM item; END",
+    "trigger after deletion": "CREATE TRIGGER t AFTER DELETE ON item BEGIN INSERT INTO item "
+    + ENDLESS
+    + "i, i, i, i, i FROM n; END",
+    "view in the place of item": "DROP TABLE item; "
+    "CREATE VIEW item(code, record, entry, bytes, checksum) AS "
+    + ENDLESS
+    + "i, i, i, i, i FROM n",
+    "virtual table in the place of item": "DROP TABLE item; CREATE VIRTUAL TABLE item USING "
+    "fts5(code, record, entry, bytes, checksum)",
+    "unknown collation": redefined(
+        "item", (ITEM % "").replace("entry INTEGER", "entry INTEGER COLLATE x")
+    ),
+    "a record number of every size": "INSERT OR IGNORE INTO item WITH RECURSIVE n(i) AS (SELECT 1 "
+    "UNION ALL SELECT i + 1 FROM n WHERE i < 70000) SELECT 0x20040000, i, 0, x'', 0 FROM n",
+    "huge directory": "UPDATE item SET bytes = zeroblob(60000000) WHERE code = 0",
+    "huge block": "INSERT INTO item VALUES(0x40050000, 0, 0, zeroblob(100000000), 0)",
+    "huge spectrum": "UPDATE item SET bytes = zeroblob(100000000) WHERE code = 0x20050000",
+    "huge value": "UPDATE item SET bytes = zeroblob(30000000) WHERE code = 0x20000011",
+    "WAL without a log": "PRAGMA journal_mode = WAL",
+    "two thousand tables": "".join("CREATE TABLE t%d(a);" % n for n in range(2000)),
+    "pointer map": "PRAGMA auto_vacuum = INCREMENTAL; VACUUM",
+}
+DOWNGRADE = """
+    CREATE TABLE block(class INTEGER PRIMARY KEY, content BLOB);
+    CREATE TABLE place(class INTEGER, record INTEGER, entry INTEGER,
+                       PRIMARY KEY(class, record, entry)) WITHOUT ROWID;
+    CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,
+                       PRIMARY KEY(code, record, entry)) WITHOUT ROWID;
+    INSERT INTO block SELECT code >> 16, CASE WHEN length(bytes) THEN bytes END FROM item
+        WHERE code > 0 AND code & 65535 = 0 AND record = 0;
+    INSERT INTO place SELECT code >> 16, record, entry FROM item
+        WHERE code & 65535 = 0 AND record > 0;
+    INSERT INTO value SELECT code, record, entry, bytes FROM item WHERE code & 65535;
+    DROP TABLE item; PRAGMA user_version = 1; VACUUM;
+"""
 
 
 # ---- What is done with each file -------------------------------------------------------------------
@@ -482,22 +559,37 @@ def try_within_memory(*arguments):
 def main():
     mutants, random = torture.arguments([300, 1])
     codes, failures = known_codes(), 0
+    schemas = {1: OLD_HOSTILE_SCHEMAS, 2: HOSTILE_SCHEMAS}
     makers = [
-        lambda path, name=name, script=script: (
-            "hostile",
-            name if run_sql(path, script) else name + " (partly made)",
+        (
+            version,
+            lambda path, version, name=name, script=script: (
+                "hostile",
+                name if run_sql(path, script) else name + " (partly made)",
+            ),
         )
-        for name, script in HOSTILE_SCHEMAS.items()
+        for version in schemas
+        for name, script in schemas[version].items()
     ]
-    makers += [lambda path: make_mutant(path, random)] * mutants
+    hostile = len(makers)
+    makers += [
+        (random.choice((1, 2, 2)), lambda path, version: make_mutant(path, version, random))
+        for _ in range(mutants)
+    ]
     with torture.folder() as sound:
         for records in (2, 40):
-            write_sound_file(os.path.join(sound, "%d.qar" % records), records)
-        for make in makers:
+            path = os.path.join(sound, "%d-2.qar" % records)
+            write_sound_file(path, records)
+            old = os.path.join(sound, "%d-1.qar" % records)
+            shutil.copy(path, old)
+            if not run_sql(old, DOWNGRADE):
+                raise Failed("no file of version 1 could be made")
+        for version, make in makers:
             with torture.folder() as folder, torture.folder() as scratch:
                 path = os.path.join(folder, "file.qar")
-                shutil.copy(os.path.join(sound, random.choice(("2.qar", "40.qar"))), path)
-                kind, what = make(path)
+                name = "%d-%d.qar" % (random.choice((2, 40)), version)
+                shutil.copy(os.path.join(sound, name), path)
+                kind, what = make(path, version)
                 failure = torture.failure_of(lambda: try_within_memory(path, codes, scratch, kind))
                 if failure:
                     failures += 1
@@ -508,7 +600,7 @@ def main():
                         )
     print(
         "tried %d hostile schemas\ntried %d mutants\n%d failed"
-        % (len(HOSTILE_SCHEMAS), mutants, failures)
+        % (hostile, mutants, failures)
     )
     return 1 if failures else 0
 

@@ -59,22 +59,26 @@ Block emptyBlock(std::uint16_t classCode) {
 
 Content::Content(const std::vector<std::uint16_t>& classes) {
     for (const std::uint16_t classCode : classes) {
-        slots_.emplace(classCode, Slot());
+        slots_[classCode].memory = Memory::NotLoaded;
     }
 }
 
 // ---- Loading and saving ----------------------------------------------------------------------
 
+const Content::Slot* Content::findSlot(std::uint16_t classCode) const {
+    const auto slot = slots_.find(classCode);
+    return slot == slots_.end() ? nullptr : &slot->second;
+}
+
 bool Content::isMissing(std::uint16_t classCode) const {
-    const auto found = slots_.find(classCode);
-    if (found != slots_.end()) {
-        return !found->second.block;
-    }
-    return classCode != 0 && !new_ && !absent_.contains(classCode) && !removed_.contains(classCode);
+    const Slot* slot = findSlot(classCode);
+    return slot == nullptr ? classCode != 0 && !new_ : slot->memory == Memory::NotLoaded;
 }
 
 bool Content::isMissing(const NeededClasses& needed) const {
-    const auto isNotLoaded = [](const auto& slot) { return !slot.second.block; };
+    const auto isNotLoaded = [](const auto& slot) {
+        return slot.second.memory == Memory::NotLoaded;
+    };
     const auto missing = [this](std::uint16_t classCode) { return isMissing(classCode); };
     return needed.all ? std::ranges::any_of(slots_, isNotLoaded)
                       : std::ranges::any_of(needed.classes, missing);
@@ -91,36 +95,51 @@ std::vector<std::uint16_t> Content::missing(const NeededClasses& needed) const {
 }
 
 void Content::setLoaded(std::uint16_t classCode, Block block) {
-    slots_.at(classCode).block = std::move(block);
+    Slot& slot = slots_.at(classCode);
+    slot.block = std::move(block);
+    slot.memory = Memory::Loaded;
 }
 
-bool Content::isChanged(const Slot& slot) {
-    if (!slot.block || slot.anew) {
-        return slot.anew;
-    }
-    const auto* records = std::get_if<RecordBlock>(&*slot.block);
-    return records == nullptr ? slot.changed : !records->changes().empty();
+void Content::setAbsent(std::uint16_t classCode) {
+    slots_[classCode].memory = Memory::Absent;
 }
 
 bool Content::isChanged() const {
-    return !removed_.empty() ||
-           std::ranges::any_of(slots_, [](const auto& slot) { return isChanged(slot.second); });
+    return std::ranges::any_of(
+        slots_, [](const auto& slot) { return slot.second.unsaved != Unsaved::Saved; });
 }
 
 std::vector<Content::ChangedBlock> Content::changedBlocks() const {
     std::vector<ChangedBlock> changed;
     for (const auto& [classCode, slot] : slots_) {
-        if (isChanged(slot)) {
-            changed.push_back({classCode, &*slot.block, slot.anew});
+        if (slot.unsaved == Unsaved::Changed || slot.unsaved == Unsaved::Replaced) {
+            changed.push_back({classCode, &*slot.block, slot.unsaved == Unsaved::Replaced});
         }
     }
     return changed;
 }
 
+std::vector<std::uint16_t> Content::removedClasses() const {
+    std::vector<std::uint16_t> removed;
+    for (const auto& [classCode, slot] : slots_) {
+        if (slot.unsaved == Unsaved::Removed) {
+            removed.push_back(classCode);
+        }
+    }
+    return removed;
+}
+
+void Content::replaceAll() noexcept {
+    for (auto& [classCode, slot] : slots_) {
+        if (slot.memory == Memory::Loaded) {
+            slot.unsaved = Unsaved::Replaced;
+        }
+    }
+}
+
 void Content::changesSaved() noexcept {
     for (auto& [classCode, slot] : slots_) {
-        slot.anew = false;
-        slot.changed = false;
+        slot.unsaved = Unsaved::Saved;
         if (slot.block) {
             if (auto* records = std::get_if<RecordBlock>(&*slot.block)) {
                 records->changesSaved();
@@ -129,14 +148,13 @@ void Content::changesSaved() noexcept {
             }
         }
     }
-    absent_.merge(removed_);  // allocates nothing
-    removed_.clear();
 }
 
 // ---- Using -----------------------------------------------------------------------------------
 
 bool Content::has(std::uint16_t classCode) const {
-    if (slots_.contains(classCode)) {
+    const Slot* slot = findSlot(classCode);
+    if (slot != nullptr && slot->hasBlock()) {
         return true;
     }
     kindOf(classCode);  // refuses a number that is no class
@@ -148,7 +166,7 @@ const Content::Slot* Content::loadedSlot(std::uint16_t classCode) const {
         return nullptr;
     }
     const Slot& slot = slots_.at(classCode);
-    if (!slot.block) {
+    if (slot.memory == Memory::NotLoaded) {
         throw Failure(codes::internalFailure);  // the call did not name the class as needed
     }
     return &slot;
@@ -170,22 +188,22 @@ void Content::forgetCollected(std::uint16_t classCode) noexcept {
 }
 
 void Content::noteChange(std::uint16_t classCode, Slot& slot) noexcept {
-    slot.changed = true;
+    if (slot.unsaved == Unsaved::Saved) {
+        slot.unsaved = Unsaved::Changed;
+    }
     forgetCollected(classCode);
 }
 
 void Content::put(std::uint16_t classCode, Block block) {
-    slots_.insert_or_assign(classCode, Slot{std::move(block), true});
+    slots_.insert_or_assign(classCode, Slot{Memory::Loaded, Unsaved::Replaced, std::move(block)});
     forgetCollected(classCode);
 }
 
 void Content::remove(std::initializer_list<std::uint16_t> classes) {
-    auto removed = removed_;
-    std::ranges::copy_if(classes, std::inserter(removed, removed.end()),
-                         [this](std::uint16_t classCode) { return slots_.contains(classCode); });
-    removed_.swap(removed);
     for (const std::uint16_t classCode : classes) {
-        slots_.erase(classCode);
+        if (has(classCode)) {
+            slots_.at(classCode) = Slot{Memory::Absent, Unsaved::Removed, std::nullopt};
+        }
         forgetCollected(classCode);
     }
 }
@@ -193,18 +211,20 @@ void Content::remove(std::initializer_list<std::uint16_t> classes) {
 Blocks Content::copyOfBlocks() const {
     Blocks blocks;
     for (const auto& [classCode, slot] : slots_) {
-        blocks.emplace(classCode, *find(classCode));
+        if (slot.hasBlock()) {
+            blocks.emplace(classCode, *find(classCode));
+        }
     }
     return blocks;
 }
 
 void Content::replaceBlocks(Blocks&& blocks) {
     Content replaced;
-    replaced.removed_ = removed_;
-    replaced.absent_ = absent_;
     replaced.new_ = new_;
     for (const auto& [classCode, slot] : slots_) {
-        replaced.removed_.insert(classCode);
+        const bool isStored = slot.hasBlock() || slot.unsaved == Unsaved::Removed;
+        replaced.slots_[classCode] = {Memory::Absent, isStored ? Unsaved::Removed : Unsaved::Saved,
+                                      std::nullopt};
     }
     for (auto& [classCode, block] : blocks) {
         replaced.put(classCode, std::move(block));

@@ -8,7 +8,6 @@
 #include <initializer_list>
 #include <map>
 #include <optional>
-#include <set>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -48,37 +47,51 @@ struct NuclideLine {
     std::uint16_t entry;
 };
 
-// The blocks in memory, those of them that were loaded, and what was changed in them since they
-// were saved. It loads nothing itself: who hands it out sees to it that the classes that are
-// needed are loaded. Not synchronised; the open file that holds it is.
+// The blocks of a source as far as they are in memory, and the changes since the last save. It
+// loads nothing itself: its owner loads the needed classes first. Not synchronised; its owner is.
+//
+// Each class has two states. A class that has no slot is Unchecked and Saved.
+//
+//     event               | in memory                  | unsaved
+//     --------------------+----------------------------+---------------------------------
+//     listed by the file  | NotLoaded                  | Saved
+//     setLoaded           | NotLoaded -> Loaded        | stays
+//     setAbsent           | Unchecked -> Absent        | stays
+//     change of a block   | Loaded                     | Saved -> Changed, Replaced stays
+//     put                 | any -> Loaded              | any -> Replaced
+//     remove              | NotLoaded, Loaded -> Absent| any -> Removed
+//     changesSaved        | stays                      | any -> Saved
 class Content {
   public:
-    // Of a source with these classes, none of which is loaded.
+    // The content of a source with these classes, none of which is loaded.
     explicit Content(const std::vector<std::uint16_t>& classes = {});
 
     // ---- For the file that loads and saves it ----
 
-    // Whether a class, or one of several, has a block that is not in memory, or has none of which
-    // nobody has seen that nothing else is stored of it either.
+    // True if the class must still be read from the file: its block is not loaded, or it has no
+    // block and stray rows have not been ruled out.
     [[nodiscard]] bool isMissing(std::uint16_t classCode) const;
     [[nodiscard]] bool isMissing(const NeededClasses& needed) const;
     // The needed classes that are missing.
     [[nodiscard]] std::vector<std::uint16_t> missing(const NeededClasses& needed) const;
-    // The block of a missing class as it was saved.
+    // Sets the block of a missing class as it was saved.
     void setLoaded(std::uint16_t classCode, Block block);
-    // Of a missing class without a block nothing is stored; or of every one without.
-    void setAbsent(std::uint16_t classCode) { absent_.insert(classCode); }
+    // Records that the file holds nothing of a missing class without a block.
+    void setAbsent(std::uint16_t classCode);
+    // The file is new and holds nothing of any class.
     void setNew() { new_ = true; }
 
     struct ChangedBlock {
         std::uint16_t classCode;
         const Block* block;
-        bool anew;  // nothing of what was saved of it holds
+        bool isReplaced;  // nothing that was saved of the class is valid
     };
     [[nodiscard]] bool isChanged() const;
     [[nodiscard]] std::vector<ChangedBlock> changedBlocks() const;
-    // Those that were removed; they may have a block anew.
-    [[nodiscard]] const std::set<std::uint16_t>& removedClasses() const { return removed_; }
+    // Classes that have no block any more.
+    [[nodiscard]] std::vector<std::uint16_t> removedClasses() const;
+    // Marks all loaded blocks as replaced, so that the next save writes them whole.
+    void replaceAll() noexcept;
     // Everything has been saved: nothing is changed, and the refilling of blocks ends.
     void changesSaved() noexcept;
 
@@ -95,7 +108,7 @@ class Content {
         return std::get_if<Kind>(find(classCode));
     }
 
-    // Puts the block into the place of the class's block.
+    // Replaces the class's block, or adds it.
     void put(std::uint16_t classCode, Block block);
     // Removes the blocks of all these classes, or none when it throws.
     void remove(std::initializer_list<std::uint16_t> classes);
@@ -108,47 +121,62 @@ class Content {
             change(std::get<Kind>(*slot->block));
             noteChange(classCode, *slot);
         } else {
-            Kind made;
-            change(made);
-            put(classCode, std::move(made));
+            Kind block;
+            change(block);
+            put(classCode, std::move(block));
         }
     }
 
-    // All blocks, which must be loaded; and others in their place.
+    // A copy of all blocks, which must be loaded.
     [[nodiscard]] Blocks copyOfBlocks() const;
+    // Removes all blocks and adds these.
     void replaceBlocks(Blocks&& blocks);
 
     // All gamma lines of the nuclide records in their order; collected once after each change.
     [[nodiscard]] const std::vector<NuclideLine>& nuclideLines() const;
 
   private:
+    enum class Memory : std::uint8_t {
+        Unchecked,  // the class has no block; the file may hold stray rows of it
+        NotLoaded,  // the file has a block that has not been read
+        Loaded,     // the block is here
+        Absent,     // the class has no block, and the file holds no other rows of it
+    };
+    enum class Unsaved : std::uint8_t {
+        Saved,     // the file holds the same
+        Changed,   // the block has changes; a block of records lists its own
+        Replaced,  // the block takes the place of all that the file holds of the class
+        Removed,   // what the file holds of the class is to be deleted
+    };
     struct Slot {
-        std::optional<Block> block;  // nothing: not loaded
-        bool anew = false;
-        bool changed = false;  // of a block without records, which note their changes themselves
+        Memory memory = Memory::Unchecked;
+        Unsaved unsaved = Unsaved::Saved;
+        std::optional<Block> block;  // if Loaded
+
+        [[nodiscard]] bool hasBlock() const {
+            return memory == Memory::Loaded || memory == Memory::NotLoaded;
+        }
     };
 
-    static bool isChanged(const Slot& slot);
-    // The class's slot, or null when the source has none. Throws Failure: unknownClass.
+    [[nodiscard]] const Slot* findSlot(std::uint16_t classCode) const;
+    // The class's slot, or null if the source has no block of it. Throws Failure: unknownClass.
     [[nodiscard]] const Slot* loadedSlot(std::uint16_t classCode) const;
     Slot* loadedSlot(std::uint16_t classCode);
     void noteChange(std::uint16_t classCode, Slot& slot) noexcept;
-    // What was collected from the class's block no longer holds.
+    // Drops what was collected from the class's block.
     void forgetCollected(std::uint16_t classCode) noexcept;
 
     template <typename Kind>
     static void requireKind(std::uint16_t classCode) {
-        constexpr BlockKind wanted = std::is_same_v<Kind, RecordBlock>     ? BlockKind::Records
-                                     : std::is_same_v<Kind, SpectrumBlock> ? BlockKind::Spectrum
-                                                                           : BlockKind::Unformatted;
-        if (kindOf(classCode) != wanted) {
+        constexpr BlockKind kind = std::is_same_v<Kind, RecordBlock>     ? BlockKind::Records
+                                   : std::is_same_v<Kind, SpectrumBlock> ? BlockKind::Spectrum
+                                                                         : BlockKind::Unformatted;
+        if (kindOf(classCode) != kind) {
             throw Failure(codes::unknownClass);
         }
     }
 
     std::map<std::uint16_t, Slot> slots_;
-    std::set<std::uint16_t> removed_;
-    std::set<std::uint16_t> absent_;
     bool new_ = false;
     mutable std::optional<std::vector<NuclideLine>> nuclideLines_;
 };

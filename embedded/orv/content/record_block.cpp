@@ -53,7 +53,7 @@ void makeRoom(Items& items) {
 }
 
 template <typename Items>
-auto placeOf(Items& items, std::size_t number) {
+auto positionOf(Items& items, std::size_t number) {
     return std::next(items.begin(), static_cast<std::ptrdiff_t>(number - 1));
 }
 
@@ -68,6 +68,22 @@ std::size_t entryOfValue(const ParameterDescription& parameter, std::size_t entr
         return entry == 0 ? 1 : entry;
     }
     return entry == 1 ? 0 : entry;
+}
+
+Checksum checksumOfMark(std::size_t record, std::size_t entry) {
+    return checksumOfRow(0, record, entry, {});
+}
+
+// The sum over the rows of a record, which has this number.
+Checksum checksumOfRecord(std::size_t number, const Record& record) {
+    Checksum sum = 0;
+    for (std::size_t entry = 0; entry <= record.entries.size(); ++entry) {
+        sum += checksumOfMark(number, entry);
+        for (const Value value : record.valuesOf(entry)) {
+            sum += checksumOfRow(value.code, number, entry, value.bytes);
+        }
+    }
+    return sum;
 }
 
 bool hasOneInEachRecord(const ParameterDescription& parameter) {
@@ -153,8 +169,7 @@ void RecordBlock::setValue(const ParameterDescription& parameter, std::size_t re
         made.entries.emplace_back();
     }
     made.valuesOf(entry).set(parameter.code, bytes);
-    records_.push_back(std::move(made));
-    changes_.noteFrom(record);
+    putRecord(record, std::move(made));
 }
 
 void RecordBlock::changeValue(std::size_t record, std::size_t entry, std::uint32_t code,
@@ -165,12 +180,18 @@ void RecordBlock::changeValue(std::size_t record, std::size_t entry, std::uint32
     }
     const bool isNew = entry > holder.entries.size();
     Values values = isNew ? Values() : holder.valuesOf(entry);
+    Checksum difference = isNew ? checksumOfMark(record, entry) : 0;
+    if (const auto old = values.find(code)) {
+        difference -= checksumOfRow(code, record, entry, *old);
+    }
+    difference += checksumOfRow(code, record, entry, bytes);
     values.set(code, bytes);
     if (isNew) {
         makeRoom(holder.entries);
         changes_.noteValue(record, entry, RecordChanges::newEntry);
     }
     changes_.noteValue(record, entry, code);
+    addToChecksum(difference);
     if (isNew) {
         holder.entries.push_back(std::move(values));
     } else {
@@ -182,8 +203,13 @@ void RecordBlock::insert(std::size_t record, std::size_t entry) {
     if (entry == 0) {
         requireThisOrNext(records_, record, codes::noSuchRecord);
         requireRoom(records_);
-        records_.emplace(placeOf(records_, record));
+        if (record > records_.size()) {
+            putRecord(record, Record());
+            return;
+        }
+        records_.emplace(positionOf(records_, record));
         changes_.noteFrom(record);
+        checksum_.reset();
         return;
     }
     requireThis(records_, record, codes::noSuchRecord);
@@ -191,32 +217,64 @@ void RecordBlock::insert(std::size_t record, std::size_t entry) {
     requireThisOrNext(entries, entry, codes::noSuchEntry);
     requireRoom(entries);
     makeRoom(entries);
-    changes_.noteRecord(record);
-    entries.emplace(placeOf(entries, entry));
+    changeRecord(record, [&] { entries.emplace(positionOf(entries, entry)); });
 }
 
 void RecordBlock::erase(std::size_t record, std::size_t entry) {
     requireThis(records_, record, codes::noSuchRecord);
     if (entry == 0) {
-        records_.erase(placeOf(records_, record));
+        if (record == records_.size()) {
+            addToChecksum(Checksum{0} - checksumOfRecord(record, records_.back()));
+        } else {
+            checksum_.reset();
+        }
+        records_.erase(positionOf(records_, record));
         changes_.noteFrom(record);
         return;
     }
     auto& entries = records_[record - 1].entries;
     requireThis(entries, entry, codes::noSuchEntry);
-    changes_.noteRecord(record);
-    entries.erase(placeOf(entries, entry));
+    changeRecord(record, [&] { entries.erase(positionOf(entries, entry)); });
 }
 
 void RecordBlock::putRecord(std::size_t record, Record content) {
     requireThisOrNext(records_, record, codes::noSuchRecord);
-    if (record > records_.size()) {
-        records_.push_back(std::move(content));
-        changes_.noteFrom(record);
-    } else {
-        changes_.noteRecord(record);
-        records_[record - 1] = std::move(content);
+    if (record <= records_.size()) {
+        changeRecord(record, [&] { records_[record - 1] = std::move(content); });
+        return;
     }
+    const Checksum difference = checksumOfRecord(record, content);
+    records_.push_back(std::move(content));
+    changes_.noteFrom(record);
+    addToChecksum(difference);
+}
+
+// ---- Changes and checksum --------------------------------------------------------------------
+
+template <typename Change>
+void RecordBlock::changeRecord(std::size_t record, Change change) {
+    changes_.noteRecord(record);
+    const Checksum before = checksumOfRecord(record, records_[record - 1]);
+    change();
+    addToChecksum(checksumOfRecord(record, records_[record - 1]) - before);
+}
+
+void RecordBlock::addToChecksum(Checksum difference) noexcept {
+    if (checksum_) {
+        *checksum_ += difference;
+    }
+}
+
+Checksum RecordBlock::checksum() const {
+    if (!checksum_) {
+        Checksum sum = 0;
+        std::size_t number = 0;
+        for (const Record& record : records_) {
+            sum += checksumOfRecord(++number, record);
+        }
+        checksum_ = sum;
+    }
+    return *checksum_;
 }
 
 }  // namespace embedded

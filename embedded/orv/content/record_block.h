@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "embedded/orv/content/checksum.h"
 #include "embedded/orv/content/record_changes.h"
 #include "embedded/pqar/parameter_table.h"
 
@@ -85,9 +86,11 @@ class RecordBlock {
   public:
     static constexpr std::size_t capacity = 65535;
 
-    RecordBlock() = default;
+    RecordBlock() : checksum_(0) {}
     // Records as they were saved.
     explicit RecordBlock(std::vector<Record> records) : records_(std::move(records)) {}
+    RecordBlock(std::vector<Record> records, Checksum checksum)
+        : records_(std::move(records)), checksum_(checksum) {}
 
     [[nodiscard]] std::size_t recordCount() const { return records_.size(); }
     [[nodiscard]] const std::vector<Record>& records() const { return records_; }
@@ -109,14 +112,23 @@ class RecordBlock {
     // Replaces the record, or appends it as the next one.
     void putRecord(std::size_t record, Record content);
 
+    // The sum over the rows of all records, entries and values. Follows most changes; computed
+    // again from all records after one that has renumbered some.
+    [[nodiscard]] Checksum checksum() const;
+
     [[nodiscard]] const RecordChanges& changes() const { return changes_; }
     void changesSaved() noexcept { changes_.clear(); }
 
   private:
     // In a record that there is.
     void changeValue(std::size_t record, std::size_t entry, std::uint32_t code, ValueBytes bytes);
+    // Calls change, which changes one existing record, and corrects the checksum by it.
+    template <typename Change>
+    void changeRecord(std::size_t record, Change change);
+    void addToChecksum(Checksum difference) noexcept;
 
     std::vector<Record> records_;
+    mutable std::optional<Checksum> checksum_;  // nullopt: to be computed from the records
     RecordChanges changes_;
 };
 

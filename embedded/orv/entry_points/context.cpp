@@ -3,6 +3,7 @@
 #include <limits>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "embedded/orv/content/failure.h"
 #include "embedded/orv/files/inputs.h"
@@ -27,6 +28,7 @@ void Context::open(const std::string& path, bool writing) {
         throw Failure(codes::alreadyOpen);
     }
     openingState_ = 0;
+    creationRefused_ = false;
     try {
         file_ = openFiles().open(path, writing);
     } catch (const Failure& failure) {
@@ -47,12 +49,17 @@ void Context::create(const std::string& path) {
         throw Failure(codes::alreadyOpen);
     }
     openingState_ = 0;
+    creationRefused_ = true;
     file_ = openFiles().create(path);
+    creationRefused_ = false;
     writing_ = true;
 }
 
 void Context::close() {
-    static_cast<void>(source());  // refuses when there is none
+    if (std::exchange(creationRefused_, false)) {
+        return;
+    }
+    static_cast<void>(source());  // throws if there is none
     openFiles().close(file_, writing_);
     file_.reset();
 }

@@ -74,7 +74,8 @@ class Context {
     // Throw Failure: alreadyOpen, and as OpenFiles.
     void open(const std::string& path, bool writing);
     void create(const std::string& path);
-    // Saves and closes. When saving fails, the source stays open.
+    // Saves and closes. When saving fails, the source stays open. Succeeds once after a creation
+    // that was refused, so that a caller who closes before deleting a context can delete it.
     void close();
     // Closes in any case what is open; throws Failure when it could not be saved.
     void abandon();
@@ -96,6 +97,7 @@ class Context {
     std::uint32_t openingState_ = 0;
     std::shared_ptr<DataFile> file_;
     bool writing_ = false;
+    bool creationRefused_ = false;  // by the last call that opens or creates
     std::vector<std::string> inputs_;
     std::size_t inputsGiven_ = 0;
 };

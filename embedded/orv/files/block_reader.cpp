@@ -1,5 +1,6 @@
 #include "embedded/orv/files/block_reader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <span>
@@ -12,31 +13,39 @@
 namespace embedded {
 namespace {
 
-constexpr std::uint32_t largestNumber = 65535;  // of classes, records and entries
-constexpr std::uint32_t largestCount = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t maxNumber = 65535;  // of classes, records and entries
+constexpr std::uint32_t maxCode = std::numeric_limits<std::uint32_t>::max();
 
 [[noreturn]] void refuse() {
     throw Failure(codes::damaged);
 }
 
-SpectrumBlock spectrumOf(const StoredBytes& stored) {
+SpectrumBlock spectrumOf(std::span<const char> bytes) {
     constexpr std::size_t width = sizeof(std::int32_t);
-    if (stored.size() % width != 0 || stored.size() / width > SpectrumBlock::capacity) {
+    if (bytes.size() % width != 0 || bytes.size() / width > SpectrumBlock::capacity) {
         refuse();
     }
-    std::vector<std::int32_t> contents(stored.size() / width);
-    const auto bytes = std::as_writable_bytes(std::span(contents));
-    stored.read({reinterpret_cast<char*>(bytes.data()), bytes.size()});
+    std::vector<std::int32_t> contents(bytes.size() / width);
+    std::ranges::copy(std::as_bytes(bytes), std::as_writable_bytes(std::span(contents)).begin());
     return SpectrumBlock(std::move(contents));
 }
 
-UnformattedBlock unformattedOf(const StoredBytes& stored) {
-    if (stored.size() > UnformattedBlock::capacity) {
+UnformattedBlock unformattedOf(std::span<const char> bytes) {
+    if (bytes.size() > UnformattedBlock::capacity) {
         refuse();
     }
-    std::vector<char> bytes(stored.size());
-    stored.read(bytes);
-    return UnformattedBlock(std::move(bytes));
+    return UnformattedBlock({bytes.begin(), bytes.end()});
+}
+
+void addRecordOrEntry(std::vector<Record>& records, std::size_t record, std::size_t entry) {
+    if (entry == 0 && record == records.size() + 1) {
+        records.emplace_back();
+    } else if (entry > 0 && record == records.size() &&
+               entry == records.back().entries.size() + 1) {
+        records.back().entries.emplace_back();
+    } else {
+        refuse();
+    }
 }
 
 // Values of codes that the dictionary does not know are kept: a later dictionary may know them.
@@ -48,107 +57,139 @@ void requireFittingValue(std::uint32_t code, std::size_t entry, std::span<const 
         }
         return;
     }
-    const bool rightPlace = (entry > 0) == (parameter->scope == ParameterScope::Entry);
-    const bool rightSize =
+    const bool hasRightScope = (entry > 0) == (parameter->scope == ParameterScope::Entry);
+    const bool hasRightSize =
         parameter->isText()
             ? bytes.size() < parameter->size() &&
                   (bytes.empty() || std::memchr(bytes.data(), '\0', bytes.size()) == nullptr)
             : bytes.size() == parameter->size();
-    if (!rightPlace || !rightSize) {
+    if (!hasRightScope || !hasRightSize) {
         refuse();
     }
 }
 
+void addValue(std::vector<Record>& records, std::uint32_t code, std::size_t record,
+              std::size_t entry, std::span<const char> bytes) {
+    if (record > records.size() || entry > records[record - 1].entries.size()) {
+        refuse();
+    }
+    requireFittingValue(code, entry, bytes);
+    records[record - 1].valuesOf(entry).set(code, {bytes.data(), bytes.size()});
+}
+
+// The rows of version 1 in the form of the later table. NOT INDEXED: in the order of their keys.
+constexpr const char* rowsOfVersion1 =
+    "SELECT class << 16, 0, 0, content FROM block WHERE class = ?1 >> 16"
+    " UNION ALL SELECT class << 16, record, entry, x'' FROM place NOT INDEXED"
+    " WHERE class = ?1 >> 16"
+    " UNION ALL SELECT code, record, entry, bytes FROM value WHERE code BETWEEN ?1 AND ?2";
+
 }  // namespace
 
-BlockReader::BlockReader(Database& database)
-    : database_(database),
+BlockReader::BlockReader(Database& database, std::uint32_t version)
+    : version_(version),
       classes_(database, "SELECT class FROM block"),
-      places_(database,
-              "SELECT record, entry FROM place WHERE class = ? ORDER BY class, record, entry"),
-      values_(database, "SELECT code, record, entry, bytes FROM value WHERE code BETWEEN ? AND ?"),
-      placeCount_(database, "SELECT count(*) FROM place"),
-      valueCount_(database, "SELECT count(*) FROM value") {}
+      rows_(database, hasChecksums() ? "SELECT code, record, entry, bytes, checksum FROM item"
+                                       " WHERE code BETWEEN ? AND ? ORDER BY code, record, entry"
+                                     : rowsOfVersion1),
+      rowCount_(database, hasChecksums()
+                              ? "SELECT count(*) FROM item"
+                              : "SELECT (SELECT count(*) FROM block) +"
+                                " (SELECT count(*) FROM place) + (SELECT count(*) FROM value)") {}
 
-std::vector<std::uint16_t> BlockReader::classes() {
-    std::vector<std::uint16_t> classes;
-    for (Execution row(classes_); row.step();) {
-        const auto classCode = static_cast<std::uint16_t>(row.number(0, largestNumber));
-        try {
-            kindOf(classCode);
-        } catch (const Failure&) {
-            refuse();
+const ClassChecksums& BlockReader::readClasses() {
+    checksums_ = ClassChecksums();
+    if (hasChecksums()) {
+        checksums_ = readDirectory();
+    } else {
+        for (Execution row(classes_); row.step();) {
+            checksums_.set(static_cast<std::uint16_t>(row.number(0, maxNumber)), 0);
         }
-        classes.push_back(classCode);
     }
-    return classes;
+    try {
+        std::ranges::for_each(checksums_.classes(), kindOf);
+    } catch (const Failure&) {
+        refuse();
+    }
+    return checksums_;
+}
+
+ClassChecksums BlockReader::readDirectory() {
+    Execution row(rows_, std::int64_t{directoryCode}, std::int64_t{directoryCode});
+    if (!row.step()) {
+        refuse();
+    }
+    Checksum sum = 0;
+    return ClassChecksums(verifiedRow(row, sum).bytes);
+}
+
+BlockReader::Row BlockReader::verifiedRow(const Execution& row, Checksum& sum) const {
+    const Row result{row.number(0, maxCode), row.number(1, maxNumber), row.number(2, maxNumber),
+                     row.bytes(3)};
+    const Checksum checksum = checksumOfRow(result.code, result.record, result.entry, result.bytes);
+    if (hasChecksums() && row.checksum(4) != checksum) {
+        refuse();
+    }
+    sum += checksum;
+    return result;
 }
 
 Block BlockReader::read(std::uint16_t classCode) {
-    const BlockKind kind = kindOf(classCode);
+    Checksum sum = 0;
+    Block block = readRows(classCode, kindOf(classCode), sum);
+    if (hasChecksums() && sum != checksums_.of(classCode)) {
+        refuse();
+    }
+    return block;
+}
+
+Block BlockReader::readRows(std::uint16_t classCode, BlockKind kind, Checksum& sum) {
+    const std::uint32_t first = codeOfBlock(classCode);
+    Execution rows(rows_, std::int64_t{first}, std::int64_t{first | maxNumber});
+    if (!rows.step() || rows.isBlob(3) == (kind == BlockKind::Records && !hasChecksums())) {
+        refuse();
+    }
+    const Row head = verifiedRow(rows, sum);
+    ++rowsRead_;
+    if (head.code != first || head.record != 0 || head.entry != 0) {
+        refuse();
+    }
     if (kind != BlockKind::Records) {
-        return readContent(classCode, kind);
+        Block block = kind == BlockKind::Spectrum ? Block(spectrumOf(head.bytes))
+                                                  : Block(unformattedOf(head.bytes));
+        if (rows.step()) {
+            refuse();
+        }
+        return block;
     }
-    std::vector<Record> records = readPlaces(classCode);
-    readValues(classCode, records);
-    return RecordBlock(std::move(records));
-}
-
-Block BlockReader::readContent(std::uint16_t classCode, BlockKind kind) const {
-    const StoredBytes stored(database_, "block", "content", classCode);
-    return kind == BlockKind::Spectrum ? Block(spectrumOf(stored)) : Block(unformattedOf(stored));
-}
-
-std::vector<Record> BlockReader::readPlaces(std::uint16_t classCode) {
     std::vector<Record> records;
-    for (Execution row(places_, std::int64_t{classCode}); row.step(); ++placesRead_) {
-        const std::size_t record = row.number(0, largestNumber);
-        const std::size_t entry = row.number(1, largestNumber);
-        if (entry == 0 && record == records.size() + 1) {
-            records.emplace_back();
-        } else if (entry > 0 && record > 0 && record == records.size() &&
-                   entry == records.back().entries.size() + 1) {
-            records.back().entries.emplace_back();
+    for (; rows.step(); ++rowsRead_) {
+        const Row row = verifiedRow(rows, sum);
+        if (row.record == 0) {
+            refuse();
+        } else if (row.code == first) {
+            addRecordOrEntry(records, row.record, row.entry);
         } else {
-            refuse();
+            addValue(records, row.code, row.record, row.entry, row.bytes);
         }
     }
-    return records;
-}
-
-void BlockReader::readValues(std::uint16_t classCode, std::vector<Record>& records) {
-    const std::int64_t first = std::int64_t{classCode} << 16U;
-    for (Execution row(values_, first, first + 0xFFFF); row.step(); ++valuesRead_) {
-        const std::uint32_t code = row.number(0, largestCount);
-        const std::size_t record = row.number(1, largestNumber);
-        const std::size_t entry = row.number(2, largestNumber);
-        const auto bytes = row.bytes(3);
-        if (record == 0 || record > records.size() || entry > records[record - 1].entries.size()) {
-            refuse();
-        }
-        requireFittingValue(code, entry, bytes);
-        records[record - 1].valuesOf(entry).set(code, {bytes.data(), bytes.size()});
-    }
+    return RecordBlock(std::move(records), sum - checksumOfRow(first, 0, 0, {}));
 }
 
 void BlockReader::requireNothingOf(std::uint16_t classCode) {
-    const std::int64_t first = std::int64_t{classCode} << 16U;
-    if (Execution(places_, std::int64_t{classCode}).step() ||
-        Execution(values_, first, first + 0xFFFF).step()) {
+    const std::uint32_t first = codeOfBlock(classCode);
+    if (Execution(rows_, std::int64_t{first}, std::int64_t{first | maxNumber}).step()) {
         refuse();
     }
 }
 
 void BlockReader::readAll() {
-    placesRead_ = 0;
-    valuesRead_ = 0;
-    for (const std::uint16_t classCode : classes()) {
+    rowsRead_ = hasChecksums() ? 1 : 0;  // the directory
+    for (const std::uint16_t classCode : readClasses().classes()) {
         read(classCode);
     }
-    Execution places(placeCount_);
-    Execution values(valueCount_);
-    if (!places.step() || !values.step() || places.number(0, largestCount) != placesRead_ ||
-        values.number(0, largestCount) != valuesRead_) {
+    Execution count(rowCount_);
+    if (!count.step() || count.number(0, maxCode) != rowsRead_) {
         refuse();
     }
 }

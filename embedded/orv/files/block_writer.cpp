@@ -24,47 +24,44 @@ std::span<const char> bytesOf(const SpectrumBlock& spectrum) {
 }  // namespace
 
 BlockWriter::BlockWriter(Database& database)
-    : deleteBlock_(database, "DELETE FROM block WHERE class = ?"),
-      putBlock_(database, "INSERT OR REPLACE INTO block VALUES(?, ?)"),
-      deletePlaces_(database, "DELETE FROM place WHERE class = ? AND record BETWEEN ? AND ?"),
-      nextCode_(database, "SELECT code FROM value WHERE code > ? ORDER BY code LIMIT 1"),
-      deleteValues_(database, "DELETE FROM value WHERE code = ? AND record BETWEEN ? AND ?"),
-      putPlace_(database, "INSERT OR REPLACE INTO place VALUES(?, ?, ?)"),
-      putValue_(database, "INSERT OR REPLACE INTO value VALUES(?, ?, ?, ?)") {}
+    : nextCode_(database, "SELECT code FROM item WHERE code > ? ORDER BY code LIMIT 1"),
+      deleteRows_(database, "DELETE FROM item WHERE code = ? AND record BETWEEN ? AND ?"),
+      putRow_(database, "INSERT OR REPLACE INTO item VALUES(?, ?, ?, ?, ?)") {}
 
-void BlockWriter::writeChanges(const Content& content) {
-    write(content, false);
+void BlockWriter::writeChanges(const Content& content, ClassChecksums& classes) {
+    write(content, false, classes);
 }
 
-void BlockWriter::writeChangedClasses(const Content& content) {
-    write(content, true);
+void BlockWriter::writeChangedClasses(const Content& content, ClassChecksums& classes) {
+    write(content, true, classes);
 }
 
-void BlockWriter::write(const Content& content, bool wholeClasses) {
+void BlockWriter::write(const Content& content, bool wholeClasses, ClassChecksums& classes) {
     for (const std::uint16_t classCode : content.removedClasses()) {
-        removeClass(classCode);
+        deleteRecords(classCode, 0, noLast);
+        classes.remove(classCode);
     }
-    for (const auto& [classCode, block, anew] : content.changedBlocks()) {
-        writeBlock(classCode, *block, anew || wholeClasses);
+    for (const auto& [classCode, block, isReplaced] : content.changedBlocks()) {
+        classes.set(classCode, writeBlock(classCode, *block, isReplaced || wholeClasses));
     }
+    writeRow(directoryCode, 0, 0, classes.bytes());
 }
 
-void BlockWriter::removeClass(std::uint16_t classCode) {
-    run(deleteBlock_, std::int64_t{classCode});
-    deleteRecords(classCode, 0, noLast);
-}
-
-void BlockWriter::writeBlock(std::uint16_t classCode, const Block& block, bool anew) {
+Checksum BlockWriter::writeBlock(std::uint16_t classCode, const Block& block, bool isReplaced) {
+    const std::uint32_t code = codeOfBlock(classCode);
     if (const auto* spectrum = std::get_if<SpectrumBlock>(&block)) {
-        run(putBlock_, std::int64_t{classCode}, bytesOf(*spectrum));
-    } else if (const auto* unformatted = std::get_if<UnformattedBlock>(&block)) {
-        run(putBlock_, std::int64_t{classCode}, unformatted->bytes());
-    } else if (anew) {
-        run(putBlock_, std::int64_t{classCode}, nullptr);
-        writeRecords(classCode, std::get<RecordBlock>(block), 0, noLast);
-    } else {
-        writeRecordChanges(classCode, std::get<RecordBlock>(block));
+        return writeRow(code, 0, 0, bytesOf(*spectrum));
     }
+    if (const auto* unformatted = std::get_if<UnformattedBlock>(&block)) {
+        return writeRow(code, 0, 0, unformatted->bytes());
+    }
+    const auto& records = std::get<RecordBlock>(block);
+    if (!isReplaced) {
+        writeRecordChanges(classCode, records);
+        return checksumOfRow(code, 0, 0, {}) + records.checksum();
+    }
+    writeRecords(classCode, records, 0, noLast);
+    return writeRow(code, 0, 0, {}) + records.checksum();
 }
 
 void BlockWriter::writeRecordChanges(std::uint16_t classCode, const RecordBlock& block) {
@@ -85,10 +82,9 @@ void BlockWriter::writeValueChanges(std::uint16_t classCode, const RecordBlock& 
             continue;
         }
         if (code == RecordChanges::newEntry) {
-            run(putPlace_, std::int64_t{classCode}, number(record), number(entry));
+            writeRow(codeOfBlock(classCode), record, entry, {});
         } else if (const auto bytes = holder.valuesOf(entry).find(code)) {
-            run(putValue_, std::int64_t{code}, number(record), number(entry),
-                std::span<const char>(*bytes));
+            writeRow(code, record, entry, *bytes);
         }
     }
 }
@@ -102,10 +98,9 @@ void BlockWriter::writeRecords(std::uint16_t classCode, const RecordBlock& block
     }
 }
 
-// Values stand by their code first, so that those of some records are looked for code by code.
+// The key of a row begins with its code, so that the rows of some records are deleted code by code.
 void BlockWriter::deleteRecords(std::uint16_t classCode, std::size_t first, std::size_t last) {
-    run(deletePlaces_, std::int64_t{classCode}, number(first), number(last));
-    std::int64_t code = (std::int64_t{classCode} << 16U) - 1;
+    std::int64_t code = std::int64_t{codeOfBlock(classCode)} - 1;
     for (;;) {
         {
             Execution next(nextCode_, code);
@@ -117,19 +112,25 @@ void BlockWriter::deleteRecords(std::uint16_t classCode, std::size_t first, std:
         if (classOf(static_cast<std::uint32_t>(code)) != classCode) {
             break;
         }
-        run(deleteValues_, code, number(first), number(last));
+        run(deleteRows_, code, number(first), number(last));
     }
 }
 
 void BlockWriter::writeRecord(std::uint16_t classCode, std::size_t recordNumber,
                               const Record& record) {
     for (std::size_t entry = 0; entry <= record.entries.size(); ++entry) {
-        run(putPlace_, std::int64_t{classCode}, number(recordNumber), number(entry));
+        writeRow(codeOfBlock(classCode), recordNumber, entry, {});
         for (const Value value : record.valuesOf(entry)) {
-            run(putValue_, std::int64_t{value.code}, number(recordNumber), number(entry),
-                std::span<const char>(value.bytes));
+            writeRow(value.code, recordNumber, entry, value.bytes);
         }
     }
+}
+
+Checksum BlockWriter::writeRow(std::uint32_t code, std::size_t record, std::size_t entry,
+                               std::span<const char> bytes) {
+    const Checksum checksum = checksumOfRow(code, record, entry, bytes);
+    run(putRow_, std::int64_t{code}, number(record), number(entry), bytes, checksum);
+    return checksum;
 }
 
 }  // namespace embedded

@@ -2,9 +2,12 @@
 #ifndef PYORV3_EMBEDDED_ORV_FILES_BLOCK_WRITER_H
 #define PYORV3_EMBEDDED_ORV_FILES_BLOCK_WRITER_H
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "embedded/orv/content/content.h"
+#include "embedded/orv/files/class_checksums.h"
 #include "embedded/orv/files/database.h"
 
 namespace embedded {
@@ -14,31 +17,31 @@ class BlockWriter {
   public:
     explicit BlockWriter(Database& database);
 
-    // Deletes and writes the rows of what was changed and no others.
-    void writeChanges(const Content& content);
+    // Deletes and writes the rows that were changed and no others. classes: the checksums of the
+    // file's classes, which the function brings up to date.
+    void writeChanges(const Content& content, ClassChecksums& classes);
 
-    // As writeChanges, but each changed class whole: what was saved of it is not known.
-    void writeChangedClasses(const Content& content);
+    // As writeChanges, but writes each changed class whole: its saved rows are not known.
+    void writeChangedClasses(const Content& content, ClassChecksums& classes);
 
   private:
-    void write(const Content& content, bool wholeClasses);
-    void removeClass(std::uint16_t classCode);
-    void writeBlock(std::uint16_t classCode, const Block& block, bool anew);
+    void write(const Content& content, bool wholeClasses, ClassChecksums& classes);
+    // Returns the class's checksum.
+    Checksum writeBlock(std::uint16_t classCode, const Block& block, bool isReplaced);
     void writeRecordChanges(std::uint16_t classCode, const RecordBlock& block);
     void writeValueChanges(std::uint16_t classCode, const RecordBlock& block);
-    // Replaces what is stored of these records and, where there is no last, of those behind.
+    // Replaces the stored rows of these records, or of all from the first on if last is noLast.
     void writeRecords(std::uint16_t classCode, const RecordBlock& block, std::size_t first,
                       std::size_t last);
     void deleteRecords(std::uint16_t classCode, std::size_t first, std::size_t last);
     void writeRecord(std::uint16_t classCode, std::size_t number, const Record& record);
+    // Returns the row's checksum.
+    Checksum writeRow(std::uint32_t code, std::size_t record, std::size_t entry,
+                      std::span<const char> bytes);
 
-    Statement deleteBlock_;
-    Statement putBlock_;
-    Statement deletePlaces_;
     Statement nextCode_;
-    Statement deleteValues_;
-    Statement putPlace_;
-    Statement putValue_;
+    Statement deleteRows_;
+    Statement putRow_;
 };
 
 }  // namespace embedded

@@ -9,6 +9,17 @@ DataFile::DataFile(const std::string& name, FileIdentity identity)
     loadFromFile(noClass);
 }
 
+DataFile::DataFile(const std::string& name, FileIdentity identity,
+                   std::unique_ptr<WriteAccess> access)
+    : storage_(std::make_unique<Storage>(name)),
+      path_(storage_->path()),
+      identity_(identity),
+      access_(std::move(access)) {
+    storage_->prepareSaving();
+    storage_->startNew();
+    content_.setNew();
+}
+
 bool DataFile::isWrittenElsewhere() const {
     const std::lock_guard guard(mutex_);
     return access_ == nullptr && WriteAccess::isHeld(path_);
@@ -108,15 +119,13 @@ void DataFile::startWriting() {
         auto access = std::make_unique<WriteAccess>(path_);
         storage().prepareSaving();
         loadFromFile(noClass);
+        // Refuse now a file that could not be converted, and one whose interrupted save can only be
+        // rolled back by another name of it: a save would make that impossible.
+        if (storage().convertsAtSave() || hasSeveralNames(path_)) {
+            checkFile();
+        }
         access_ = std::move(access);
     }
-}
-
-void DataFile::startWriting(std::unique_ptr<WriteAccess> access) {
-    const std::lock_guard guard(mutex_);
-    storage().prepareSaving();
-    content_.setNew();
-    access_ = std::move(access);
 }
 
 void DataFile::endWriting() {
@@ -128,6 +137,9 @@ void DataFile::saveChanges() {
     if (content_.isChanged()) {
         requireThisProcess();
         requireInPlace();
+        if (storage().convertsAtSave()) {
+            storage().load(content_, allClasses);
+        }
         const ReservedDescriptors::Use use(access_->reserved());
         storage().save(content_);
         content_.changesSaved();

@@ -27,6 +27,8 @@ class DataFile {
   public:
     // An existing file. Throws Failure also: notADataSource, damaged.
     DataFile(const std::string& name, FileIdentity identity);
+    // A file that this process has just created, open for writing.
+    DataFile(const std::string& name, FileIdentity identity, std::unique_ptr<WriteAccess> access);
 
     [[nodiscard]] const FileIdentity& identity() const { return identity_; }
     // Absolute.
@@ -59,8 +61,6 @@ class DataFile {
 
     // Gets the access for writing unless it is there. Throws Failure as WriteAccess.
     void startWriting();
-    // Uses the access to a file that is new and holds nothing.
-    void startWriting(std::unique_ptr<WriteAccess> access);
     // Releases it. Everything has been saved.
     void endWriting();
 

@@ -72,6 +72,17 @@ Database::Database(const std::string& name) {
     execute("PRAGMA cell_size_check = ON");
 }
 
+Database::Database(std::span<const unsigned char> image) : Database(":memory:") {
+    auto* const copy = static_cast<unsigned char*>(sqlite3_malloc64(image.size()));
+    if (copy == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::ranges::copy(image, copy);
+    const auto size = static_cast<sqlite3_int64>(image.size());
+    check(sqlite3_deserialize(handle_.get(), "main", copy, size, size,
+                              SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_READONLY));
+}
+
 // ---- Failures --------------------------------------------------------------------------------
 
 void Database::check(int result) const {
@@ -172,6 +183,20 @@ std::int64_t Database::fileSize() {
     return size;
 }
 
+void Database::sync() {
+    sqlite3_file& file = this->file();
+    check(file.pMethods->xSync(&file, SQLITE_SYNC_NORMAL));
+}
+
+Database::ExclusiveLock::ExclusiveLock(Database& database)
+    : file_(database.file()),
+      isHeld_(file_.pMethods->xLock(&file_, SQLITE_LOCK_SHARED) == SQLITE_OK &&
+              file_.pMethods->xLock(&file_, SQLITE_LOCK_EXCLUSIVE) == SQLITE_OK) {}
+
+Database::ExclusiveLock::~ExclusiveLock() {
+    file_.pMethods->xUnlock(&file_, SQLITE_LOCK_NONE);
+}
+
 bool Database::readingFailed() const {
     sqlite3_file& file = this->file();
     int error = 0;
@@ -227,6 +252,10 @@ void Execution::bind(int parameter, std::int64_t value) {
     database_.check(sqlite3_bind_int64(handle_, parameter, value));
 }
 
+void Execution::bind(int parameter, Checksum value) {
+    bind(parameter, static_cast<std::int64_t>(value));
+}
+
 void Execution::bind(int parameter, std::span<const char> bytes) {
     // A null pointer would store NULL in the place of no bytes.
     const char* data = bytes.empty() ? "" : bytes.data();
@@ -243,9 +272,20 @@ bool Execution::step() {
     return result == SQLITE_ROW;
 }
 
-std::uint32_t Execution::number(int column, std::uint32_t largest) const {
+Checksum Execution::checksum(int column) const {
+    if (sqlite3_column_type(handle_, column) != SQLITE_INTEGER) {
+        throw Failure(codes::damaged);
+    }
+    return static_cast<Checksum>(sqlite3_column_int64(handle_, column));
+}
+
+bool Execution::isBlob(int column) const {
+    return sqlite3_column_type(handle_, column) == SQLITE_BLOB;
+}
+
+std::uint32_t Execution::number(int column, std::uint32_t max) const {
     const std::int64_t value = sqlite3_column_int64(handle_, column);
-    if (sqlite3_column_type(handle_, column) != SQLITE_INTEGER || value < 0 || value > largest) {
+    if (sqlite3_column_type(handle_, column) != SQLITE_INTEGER || value < 0 || value > max) {
         throw Failure(codes::damaged);
     }
     return static_cast<std::uint32_t>(value);
@@ -263,23 +303,6 @@ std::span<const char> Execution::bytes(int column) const {
 std::string_view Execution::text(int column) const {
     const auto text = bytes(column);
     return {text.data(), text.size()};
-}
-
-StoredBytes::StoredBytes(Database& database, const char* table, const char* column,
-                         std::int64_t row)
-    : database_(database) {
-    sqlite3_blob* opened = nullptr;
-    database.check(sqlite3_blob_open(database.handle(), "main", table, column, row, 0, &opened));
-    handle_.reset(opened);
-}
-
-std::size_t StoredBytes::size() const {
-    return static_cast<std::size_t>(sqlite3_blob_bytes(handle_.get()));
-}
-
-void StoredBytes::read(std::span<char> bytes) const {
-    database_.check(
-        sqlite3_blob_read(handle_.get(), bytes.data(), static_cast<int>(bytes.size()), 0));
 }
 
 // ---- Transactions ----------------------------------------------------------------------------

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "embedded/orv/content/checksum.h"
+
 namespace embedded {
 
 // One connection to a database file, closed with the object; used by one thread at a time, and by
@@ -23,6 +25,8 @@ class Database {
     // run. Reading may write all the same: it brings a file in order whose writer was killed.
     // name: begins with / or ./, as SQLite gives other names meanings of its own; or is ":memory:".
     explicit Database(const std::string& name);
+    // A copy in memory of a file with this content, for reading.
+    explicit Database(std::span<const unsigned char> image);
 
     // The file's absolute path.
     [[nodiscard]] std::string path() const;
@@ -35,6 +39,8 @@ class Database {
     // the file would release the locks that any connection of this process has on it.
     void readStart(std::span<unsigned char> start);
     [[nodiscard]] std::int64_t fileSize();
+    // Waits until the file's content is on the disk.
+    void sync();
     // Whether the system has failed to read the file: SQLite calls damaged what is then missing.
     [[nodiscard]] bool readingFailed() const;
 
@@ -47,6 +53,25 @@ class Database {
     void keepFewPages();
     // Lets memory go that only makes reading the same again quicker.
     void releaseMemory();
+
+    // SQLite's lock that keeps all other connections out, held with the object. Taken between two
+    // transactions of this connection.
+    class ExclusiveLock {
+      public:
+        explicit ExclusiveLock(Database& database);
+        ~ExclusiveLock();
+        ExclusiveLock(const ExclusiveLock&) = delete;
+        ExclusiveLock& operator=(const ExclusiveLock&) = delete;
+        ExclusiveLock(ExclusiveLock&&) = delete;
+        ExclusiveLock& operator=(ExclusiveLock&&) = delete;
+
+        // False if another connection uses the file.
+        [[nodiscard]] bool isHeld() const { return isHeld_; }
+
+      private:
+        sqlite3_file& file_;
+        bool isHeld_;
+    };
 
     [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
 
@@ -102,14 +127,18 @@ class Execution {
     // Goes to the next row; false when there is none.
     bool step();
 
-    // A column of the row, counted from 0. number: a whole number from 0 to largest, else
-    // Failure(damaged). bytes: valid until the next step.
-    [[nodiscard]] std::uint32_t number(int column, std::uint32_t largest) const;
+    // A column of the row, counted from 0. number: a whole number from 0 to max, else
+    // Failure(damaged). checksum: a whole number, else Failure(damaged). bytes: valid until the
+    // next step.
+    [[nodiscard]] std::uint32_t number(int column, std::uint32_t max) const;
+    [[nodiscard]] Checksum checksum(int column) const;
+    [[nodiscard]] bool isBlob(int column) const;
     [[nodiscard]] std::span<const char> bytes(int column) const;
     [[nodiscard]] std::string_view text(int column) const;
 
   private:
     void bind(int parameter, std::int64_t value);
+    void bind(int parameter, Checksum value);
     void bind(int parameter, std::span<const char> bytes);
     void bind(int parameter, std::nullptr_t);
 
@@ -122,25 +151,6 @@ template <typename... Arguments>
 void run(Statement& statement, const Arguments&... arguments) {
     Execution(statement, arguments...).step();
 }
-
-// The bytes in a column of one row, read from their pages without a statement and without a copy.
-class StoredBytes {
-  public:
-    // Throws Failure(damaged) also where there is no such row, or NULL or a number in it.
-    StoredBytes(Database& database, const char* table, const char* column, std::int64_t row);
-
-    [[nodiscard]] std::size_t size() const;
-    // bytes: as many as size says.
-    void read(std::span<char> bytes) const;
-
-  private:
-    struct Closer {
-        void operator()(sqlite3_blob* handle) const { sqlite3_blob_close(handle); }
-    };
-
-    Database& database_;
-    std::unique_ptr<sqlite3_blob, Closer> handle_;
-};
 
 // The transactions of one connection, one at a time.
 class Transactions {

@@ -17,6 +17,17 @@ FileDescriptor placeholder() {
     return {"/", O_PATH};
 }
 
+struct stat statusOfFile(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        throwSystemFailure(errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw Failure(codes::notADataSource);
+    }
+    return status;
+}
+
 }  // namespace
 
 void throwSystemFailure(int error) {
@@ -49,14 +60,12 @@ void throwSystemFailure(int error) {
 }
 
 FileIdentity identityOf(const std::string& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        throwSystemFailure(errno);
-    }
-    if (!S_ISREG(status.st_mode)) {
-        throw Failure(codes::notADataSource);
-    }
+    const struct stat status = statusOfFile(path);
     return {status.st_dev, status.st_ino};
+}
+
+bool hasSeveralNames(const std::string& path) {
+    return statusOfFile(path).st_nlink > 1;
 }
 
 FileDescriptor::FileDescriptor(const std::string& path, int flags, mode_t mode)

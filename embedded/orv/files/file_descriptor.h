@@ -26,6 +26,9 @@ struct FileIdentity {
 // nameRefused.
 FileIdentity identityOf(const std::string& path);
 
+// True if the file has further names (hard links). Opens nothing. Throws Failure as identityOf.
+bool hasSeveralNames(const std::string& path);
+
 // Throws the Failure for the system's error number, or std::bad_alloc.
 [[noreturn]] void throwSystemFailure(int error);
 

@@ -11,6 +11,7 @@
 
 #include "embedded/orv/content/failure.h"
 #include "embedded/orv/files/file_name.h"
+#include "embedded/orv/files/first_page.h"
 #include "embedded/orv/files/schema.h"
 
 namespace embedded {
@@ -80,7 +81,9 @@ NewFile::NewFile(const std::string& name)
       folder_((requireSavable(path_), folderOf(path_)), O_RDONLY | O_DIRECTORY),
       file_(openedIn(folderOf(path_), temporaryPath_)) {
     try {
-        writeWhole(file_.number(), emptyDataSource());
+        std::vector<char> content = emptyDataSource();
+        setChangeCounter(content, std::random_device()());  // foreign_journal.cpp
+        writeWhole(file_.number(), content);
         if (fsync(file_.number()) != 0) {
             throwSystemFailure(errno);
         }

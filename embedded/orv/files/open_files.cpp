@@ -99,8 +99,7 @@ std::shared_ptr<DataFile> OpenFiles::create(const std::string& name) {
     NewFile made(name);
     auto access = std::make_unique<WriteAccess>(made.descriptor());
     made.publish();
-    auto file = std::make_shared<DataFile>(made.path(), made.identity());
-    file->startWriting(std::move(access));
+    auto file = std::make_shared<DataFile>(made.path(), made.identity(), std::move(access));
     entries_.insert_or_assign(file->identity(), Entry{file, 1, 1});
     made.keep();
     return file;

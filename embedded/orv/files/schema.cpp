@@ -5,16 +5,24 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "embedded/orv/content/failure.h"
+#include "embedded/orv/files/class_checksums.h"
+#include "embedded/orv/files/first_page.h"
 
 namespace embedded {
 namespace {
 
-// As they stand in a file that this library makes.
-constexpr std::array<std::array<std::string_view, 2>, 3> tables = {{
+struct Table {
+    std::string_view name;
+    std::string_view sql;  // creates it
+};
+using Tables = std::span<const Table>;
+
+constexpr std::array<Table, 3> tablesOfVersion1 = {{
     {"block", "CREATE TABLE block(class INTEGER PRIMARY KEY, content BLOB)"},
     {"place",
      "CREATE TABLE place(class INTEGER, record INTEGER, entry INTEGER,\n"
@@ -23,6 +31,16 @@ constexpr std::array<std::array<std::string_view, 2>, 3> tables = {{
      "CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,\n"
      "                   PRIMARY KEY(code, record, entry)) WITHOUT ROWID"},
 }};
+constexpr std::array<Table, 1> tablesOfVersion2 = {{
+    {"item",
+     "CREATE TABLE item(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,\n"
+     "                  checksum INTEGER NOT NULL, PRIMARY KEY(code, record, entry)) WITHOUT "
+     "ROWID"},
+}};
+
+Tables tablesOf(std::uint32_t version) {
+    return version == 1 ? Tables(tablesOfVersion1) : Tables(tablesOfVersion2);
+}
 
 bool isSpace(char character) {
     return std::string_view(" \t\n\f\r").find(character) != std::string_view::npos;
@@ -52,63 +70,29 @@ std::string withoutSpareSpace(std::string_view sql) {
 
 // ---- The header of the file ------------------------------------------------------------------
 
-constexpr std::size_t headerSize = 100;
-constexpr unsigned char writeAheadLog = 2;  // at byte 18: pages may stand in the log alone
-
-// The start of the file, which is its first page where pages have the usual size: the header, then
-// the table of the schema.
-using FirstPage = std::array<unsigned char, 4096>;
-
-FirstPage firstPageOf(Database& database) {
-    FirstPage page{};
-    database.readStart(page);
-    return page;
-}
-
-// The number in successive bytes, the most significant first.
-std::uint32_t numberAt(const FirstPage& header, std::size_t place, std::size_t width) {
-    std::uint32_t number = 0;
-    for (std::size_t byte = place; byte < place + width; ++byte) {
-        number = number << 8U | header.at(byte);
-    }
-    return number;
-}
-
-bool isOfDataSource(const FirstPage& header) {
-    constexpr std::string_view magic{"SQLite format 3\0", 16};
-    return std::memcmp(header.data(), magic.data(), magic.size()) == 0 &&
-           numberAt(header, 68, 4) == applicationId;
-}
-
 // SQLite itself reads what is missing of the last page as zeros.
-void requireWholeFile(Database& database, const FirstPage& header) {
-    if (header[18] == writeAheadLog) {
-        return;
-    }
-    const std::uint32_t stated = numberAt(header, 16, 2);
-    const std::int64_t pageSize = stated == 1 ? 65536 : stated;
-    const bool pagesAreCounted = numberAt(header, 24, 4) == numberAt(header, 92, 4);
-    if (pagesAreCounted && database.fileSize() < pageSize * numberAt(header, 28, 4)) {
-        throw Failure(codes::damaged);
-    }
+bool isWhole(Database& database, const FirstPage& page) {
+    return page.usesWriteAheadLog() ||
+           database.fileSize() >= std::int64_t{page.pageSize()} * page.pageCount();
 }
 
-// Whether the schema stands in the file byte by byte as this library makes it, so that nothing has
-// been changed in it or added. The header's numbers that any save or VACUUM changes count for
-// nothing. Never of a file whose pages have another size or may stand in a log.
-bool hasSchemaAsMade(const FirstPage& page) {
-    const std::vector<char>& made = emptyDataSource();
+// True if the schema in the file is byte for byte as this library creates it, so that nothing has
+// been changed in it or added. Ignores the numbers of the header that saves and VACUUM change.
+// False for a file whose pages have another size or may be in a log.
+bool hasUnchangedSchema(const FirstPage& page) {
+    const std::vector<char>& created = emptyDataSource();
+    const auto bytes = page.bytes();
     const auto isSame = [&](std::size_t begin, std::size_t end) {
-        return std::memcmp(&page[begin], &made[begin], end - begin) == 0;
+        return std::memcmp(&bytes[begin], &created[begin], end - begin) == 0;
     };
-    return made.size() >= page.size() && isSame(16, 24) && isSame(44, 92) &&
-           isSame(headerSize, page.size());
+    return created.size() >= bytes.size() && isSame(16, 24) && isSame(44, 92) &&
+           isSame(FirstPage::headerSize, bytes.size());
 }
 
 // ---- The tables ------------------------------------------------------------------------------
 
-// The statement of the table with this name; empty where it is none of ours.
-std::string_view statementOf(std::string_view table) {
+// Returns the statement of the table with this name, or an empty one if it is not ours.
+std::string_view statementOf(Tables tables, std::string_view table) {
     for (const auto& [name, sql] : tables) {
         if (name == table) {
             return sql;
@@ -122,28 +106,28 @@ void requirePlainIndexes(Database& database) {
     Statement odd(database,
                   "SELECT 1 FROM sqlite_schema AS t, pragma_index_list(t.name) AS i,"
                   " pragma_index_xinfo(i.name) AS c"
-                  " WHERE t.type = 'table' AND t.name IN ('block', 'place', 'value')"
+                  " WHERE t.type = 'table' AND t.name IN ('block', 'place', 'value', 'item')"
                   " AND i.origin <> 'pk' AND (i.\"unique\" OR i.partial OR c.cid < -1)");
     if (Execution(odd).step()) {
         throw Failure(codes::damaged);
     }
 }
 
-void requireOurTables(Database& database) {
-    std::size_t found = 0;
+void requireTables(Database& database, Tables tables) {
+    std::size_t count = 0;
     bool indexed = false;
     Statement schema(database, "SELECT type, name, tbl_name, sql FROM sqlite_schema");
     for (Execution row(schema); row.step();) {
-        const std::string_view sql = statementOf(row.text(1));
+        const std::string_view sql = statementOf(tables, row.text(1));
         if (row.text(0) == "table" && !sql.empty()) {
             if (row.text(3) != sql && withoutSpareSpace(row.text(3)) != withoutSpareSpace(sql)) {
                 throw Failure(codes::damaged);
             }
-            ++found;
+            ++count;
         }
-        indexed = indexed || (row.text(0) == "index" && !statementOf(row.text(2)).empty());
+        indexed = indexed || (row.text(0) == "index" && !statementOf(tables, row.text(2)).empty());
     }
-    if (found != tables.size()) {
+    if (count != tables.size()) {
         throw Failure(codes::damaged);
     }
     if (indexed) {
@@ -151,16 +135,21 @@ void requireOurTables(Database& database) {
     }
 }
 
-std::vector<char> makeEmptyDataSource() {
-    Database database(":memory:");
-    for (const auto& [name, sql] : tables) {
+void createTables(Database& database) {
+    for (const auto& [name, sql] : tablesOf(schemaVersion)) {
         database.execute(std::string(sql).c_str());
     }
-    const auto setHeader = [&](const char* field, std::uint32_t number) {
-        database.execute(("PRAGMA " + std::string(field) + " = " + std::to_string(number)).c_str());
-    };
-    setHeader("application_id", applicationId);
-    setHeader("user_version", schemaVersion);
+    database.execute(("PRAGMA user_version = " + std::to_string(schemaVersion)).c_str());
+    Statement directory(database, "INSERT INTO item VALUES(?, 0, 0, ?, ?)");
+    const std::span<const char> noClasses;
+    run(directory, std::int64_t{directoryCode}, noClasses,
+        checksumOfRow(directoryCode, 0, 0, noClasses));
+}
+
+std::vector<char> createEmptyDataSource() {
+    Database database(":memory:");
+    createTables(database);
+    database.execute(("PRAGMA application_id = " + std::to_string(applicationId)).c_str());
     sqlite3_int64 size = 0;
     const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
         sqlite3_serialize(database.handle(), "main", &size, 0), sqlite3_free);
@@ -175,18 +164,18 @@ std::vector<char> makeEmptyDataSource() {
 const std::vector<char>& emptyDataSource() {
     // Never destroyed: threads may still be at work while the process ends.
     static const auto& image =
-        *std::make_unique<const std::vector<char>>(makeEmptyDataSource()).release();
+        *std::make_unique<const std::vector<char>>(createEmptyDataSource()).release();
     return image;
 }
 
 bool isDataSource(Database& database) {
-    return isOfDataSource(firstPageOf(database));
+    return FirstPage(database).isOfDataSource();
 }
 
 std::optional<HeaderState> headerState(Database& database) {
     std::array<unsigned char, 40> header{};
     database.readStart(header);
-    if (header[18] == writeAheadLog) {
+    if (FirstPage(header).usesWriteAheadLog()) {
         return std::nullopt;
     }
     HeaderState state{};
@@ -194,15 +183,24 @@ std::optional<HeaderState> headerState(Database& database) {
     return state;
 }
 
-void requireSoundSchema(Database& database) {
-    const FirstPage page = firstPageOf(database);
-    if (!isOfDataSource(page) || numberAt(page, 60, 4) != schemaVersion) {
+std::uint32_t requireSoundSchema(Database& database) {
+    const FirstPage page(database);
+    const std::uint32_t version = page.schemaVersion();
+    if (!page.isOfDataSource() || version == 0 || version > schemaVersion ||
+        !isWhole(database, page) || !page.hasPlausibleFreeList()) {
         throw Failure(codes::damaged);
     }
-    requireWholeFile(database, page);
-    if (!hasSchemaAsMade(page)) {
-        requireOurTables(database);
+    if (!hasUnchangedSchema(page)) {
+        requireTables(database, tablesOf(version));
     }
+    return version;
+}
+
+void replaceTables(Database& database, std::uint32_t oldVersion) {
+    for (const auto& [name, sql] : tablesOf(oldVersion)) {
+        database.execute(("DROP TABLE " + std::string(name)).c_str());
+    }
+    createTables(database);
 }
 
 }  // namespace embedded

@@ -11,27 +11,28 @@
 
 namespace embedded {
 
-// "QAR3" as the database's application id.
-inline constexpr std::uint32_t applicationId = 0x51415233;
-// The database's user version.
-inline constexpr std::uint32_t schemaVersion = 1;
+// The database's user version. Files of version 1 have no checksums; a save converts them.
+inline constexpr std::uint32_t schemaVersion = 2;
 
-// The file of a data source that holds nothing; made when it is first asked for.
+// The file of a data source that holds nothing. Created at the first call.
 const std::vector<char>& emptyDataSource();
 
-// Whether the file begins as a data source does, damaged or not.
+// True if the file begins as a data source does, damaged or not.
 bool isDataSource(Database& database);
 
-// The part of the header that every commit changes; nothing for a file in WAL mode, whose commits
-// leave it alone. Within no transaction as well: what still stands there is the last commit.
+// The part of the header that every commit changes, or nullopt in write-ahead mode, in which
+// commits do not change it. Needs no transaction: it always shows the last commit.
 using HeaderState = std::array<unsigned char, 24>;
 std::optional<HeaderState> headerState(Database& database);
 
-// Refuses a file that another library's version wrote, that is shorter than its header says, or
-// whose tables are not ours: that has columns or constraints in them, or indexes of them, which
-// would run what the file brings along. Other tables are let be; nothing here looks into them.
+// Returns the version of the schema. Refuses a file of a later version, one that is shorter than
+// its header says, and one whose tables are not ours: other columns or constraints, or indexes
+// with expressions, would run code from the file. Tables that a user has added are ignored.
 // Called within a transaction. Throws Failure(damaged).
-void requireSoundSchema(Database& database);
+std::uint32_t requireSoundSchema(Database& database);
+
+// Replaces the tables of an earlier version by empty ones of this version, within a transaction.
+void replaceTables(Database& database, std::uint32_t oldVersion);
 
 }  // namespace embedded
 

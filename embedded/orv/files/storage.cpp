@@ -1,17 +1,12 @@
 #include "embedded/orv/files/storage.h"
 
-#include <algorithm>
-#include <array>
 #include <utility>
 
 #include "embedded/orv/content/failure.h"
-#include "embedded/pqar/parameter_codes.h"
+#include "embedded/orv/files/verification.h"
 
 namespace embedded {
 namespace {
-
-// What most files are opened for.
-constexpr std::array<std::uint16_t, 2> classesAhead = {QAR_CLS_MEASUREMENT, QAR_CLS_SPECTRUM};
 
 // The last connection that was left to a parent process; the others hang on it.
 Storage* lastLeft = nullptr;
@@ -19,7 +14,7 @@ Storage* lastLeft = nullptr;
 }  // namespace
 
 Storage::Storage(const std::string& name)
-    : database_(name), transactions_(database_), reader_(database_), writer_(database_) {
+    : database_(name), transactions_(database_), writer_(database_) {
     if (!isDataSource(database_)) {
         throw Failure(codes::notADataSource);
     }
@@ -35,53 +30,26 @@ void Storage::prepareSaving() {
         "PRAGMA synchronous = EXTRA; PRAGMA temp_store = MEMORY; PRAGMA cache_spill = OFF");
 }
 
-bool Storage::loadReadAhead(Content& content, const NeededClasses& needed) {
-    const auto missing = content.missing(needed);
-    const auto isAhead = [this](std::uint16_t code) { return ahead_->blocks.contains(code); };
-    if (!ahead_ || missing.empty() || !std::ranges::all_of(missing, isAhead) ||
-        headerState(database_) != ahead_->state) {
-        return false;
+void Storage::readSchema() {
+    const std::uint32_t version = requireSoundSchema(database_);
+    if (!reader_ || reader_->version() != version) {
+        reader_.emplace(database_, version);
     }
-    for (const std::uint16_t classCode : missing) {
-        if (const auto block = ahead_->blocks.extract(classCode)) {
-            content.setLoaded(classCode, std::move(block.mapped()));
-        }
-    }
-    return true;
-}
-
-// Of a file so small that this costs less than another transaction.
-void Storage::readAhead(const Content& content) {
-    constexpr std::int64_t small = 1 << 16;  // bytes
-    ahead_.reset();
-    try {
-        const auto state = headerState(database_);
-        if (state && database_.fileSize() <= small) {
-            Blocks blocks;
-            for (const std::uint16_t classCode : classesAhead) {
-                if (content.has(classCode)) {
-                    blocks.emplace(classCode, reader_.read(classCode));
-                }
-            }
-            ahead_ = ReadAhead{*state, std::move(blocks)};
-        }
-    } catch (const std::exception&) {  // the call that needs the class will meet it again
-        return;
-    }
+    reader_->readClasses();
 }
 
 void Storage::load(Content& content, const NeededClasses& needed) {
-    if (loadReadAhead(content, needed)) {
+    if (readAhead_.load(database_, content, needed)) {
         return;
     }
     const Transactions::Reading reading(transactions_);
-    const std::uint32_t version = database_.dataVersion();
-    if (version_ != version) {
-        requireSoundSchema(database_);
+    const std::uint32_t dataVersion = database_.dataVersion();
+    if (dataVersion_ != dataVersion) {
+        readSchema();
         if (!content.isChanged()) {
-            content = Content(reader_.classes());
-            version_ = version;
-            readAhead(content);
+            content = Content(reader_->classes().classes());
+            dataVersion_ = dataVersion;
+            readAhead_.fill(database_, *reader_, content);
         }
     }
     const auto missing = content.missing(needed);
@@ -91,44 +59,55 @@ void Storage::load(Content& content, const NeededClasses& needed) {
     }
     for (const std::uint16_t classCode : missing) {
         if (content.has(classCode)) {
-            content.setLoaded(classCode, reader_.read(classCode));
+            content.setLoaded(classCode, reader_->read(classCode));
         } else {
-            reader_.requireNothingOf(classCode);
+            reader_->requireNothingOf(classCode);
             content.setAbsent(classCode);
         }
     }
     if (!missing.empty()) {
-        database_.releaseMemory();  // what was read is in memory now, and not twice
+        database_.releaseMemory();  // the blocks are in memory now, and not twice
     }
 }
 
-void Storage::save(const Content& content) {
+void Storage::startNew() {
+    const Transactions::Reading reading(transactions_);
+    reader_.emplace(database_, schemaVersion);
+    dataVersion_ = database_.dataVersion();
+}
+
+void Storage::save(Content& content) {
     Transactions::Writing transaction(transactions_);
-    const bool isOwnState = version_ == database_.dataVersion();
+    const bool isOwnState = dataVersion_ == database_.dataVersion();
+    if (!isOwnState) {
+        readSchema();
+    }
+    const bool converts = convertsAtSave();
+    if (converts) {
+        if (content.isMissing(allClasses)) {
+            throw Failure(codes::inUse);  // another program has saved since the classes were loaded
+        }
+        replaceTables(database_, reader_->version());
+        content.replaceAll();
+    }
+    ClassChecksums classes = converts ? ClassChecksums() : reader_->classes();
     if (isOwnState) {
-        writer_.writeChanges(content);
+        writer_.writeChanges(content, classes);
     } else {
-        requireSoundSchema(database_);
-        writer_.writeChangedClasses(content);
+        writer_.writeChangedClasses(content, classes);
     }
     transaction.commit();
-    // What another program saved of the other classes is not loaded yet.
-    version_ = isOwnState ? std::optional(database_.dataVersion()) : std::nullopt;
-}
-
-bool Storage::passesQuickCheck() {
-    Statement check(database_, "PRAGMA quick_check(1)");
-    Execution row(check);
-    return row.step() && row.text(0) == "ok";
+    // Classes that another program saved are not loaded yet.
+    dataVersion_ = isOwnState ? std::optional(database_.dataVersion()) : std::nullopt;
+    if (converts) {
+        reader_.emplace(database_, schemaVersion);
+    }
+    reader_->setClasses(std::move(classes));
 }
 
 void Storage::check() {
     const Transactions::Reading reading(transactions_);
-    requireSoundSchema(database_);
-    if (!passesQuickCheck()) {
-        throw Failure(database_.readingFailed() ? codes::storageFailed : codes::damaged);
-    }
-    reader_.readAll();
+    requireSoundFile(database_);
     database_.releaseMemory();
 }
 
@@ -144,12 +123,12 @@ void Storage::compact() {
         database_.execute("VACUUM");
     } catch (const Failure& failure) {
         if (failure.code() == codes::damaged) {
-            check();  // so it is, unless what failed was the reading
+            check();  // throws if the file is damaged; otherwise reading it failed
             throw Failure(codes::storageFailed);
         }
         throw;
     }
-    version_.reset();
+    dataVersion_.reset();
 }
 
 }  // namespace embedded

@@ -11,6 +11,7 @@
 #include "embedded/orv/files/block_reader.h"
 #include "embedded/orv/files/block_writer.h"
 #include "embedded/orv/files/database.h"
+#include "embedded/orv/files/read_ahead.h"
 #include "embedded/orv/files/schema.h"
 
 namespace embedded {
@@ -29,18 +30,26 @@ class Storage {
     // files that a power cut must not bring back. Throws Failure(accessDenied).
     void prepareSaving();
 
-    // Brings the content to the saved state: when anything was saved since the content was loaded,
-    // it is given up, unless it has unsaved changes, and has the file's classes instead, none of
-    // them loaded. Then loads the needed classes. All that is loaded is of one saved state. Where
-    // the needed classes were read ahead, the file's header alone is looked at.
+    // Brings the content to the saved state: if anything was saved since it was loaded and it has
+    // no unsaved changes, it is replaced by the file's classes, none of them loaded. Then loads the
+    // needed classes. All that is loaded is of one saved state. If the needed classes were read
+    // ahead, this only reads the file's header.
     void load(Content& content, const NeededClasses& needed);
 
-    // Writes what was changed in one transaction that is on the disk when the call returns: a
-    // process killed during the call leaves the old content or the new. When it throws, the file
-    // has its old content.
-    void save(const Content& content);
+    // In place of the first load of a file that this process has just created and that holds
+    // nothing: there is nothing to verify.
+    void startNew();
 
-    // Reads everything. Throws Failure(damaged) for what does not hold together.
+    // True if the next save replaces the tables of an earlier version by those of this one. All
+    // classes must be loaded for it. Not before the first load.
+    [[nodiscard]] bool convertsAtSave() const { return reader_->version() < schemaVersion; }
+
+    // Writes the changes in one transaction that is on the disk when the call returns: a process
+    // killed during the call leaves the old content or the new. If it throws, the file has its old
+    // content.
+    void save(Content& content);
+
+    // Reads everything. Throws Failure(damaged) for contradictions and wrong checksums.
     void check();
 
     // Gives the file's unused room back to the file system.
@@ -51,24 +60,16 @@ class Storage {
     static void leaveToParent(std::unique_ptr<Storage> storage) noexcept;
 
   private:
-    // Blocks that no call has needed yet, and the state of the file that they are of.
-    struct ReadAhead {
-        HeaderState state;
-        Blocks blocks;
-    };
-
-    // Loads what is needed out of what was read ahead; false where the file must be looked at.
-    bool loadReadAhead(Content& content, const NeededClasses& needed);
-    void readAhead(const Content& content);
-    bool passesQuickCheck();
+    // Checks the schema, and reads which classes the file has with the reader for its version.
+    void readSchema();
 
     Database database_;
     Transactions transactions_;
-    BlockReader reader_;
+    std::optional<BlockReader> reader_;  // set by the first load
     BlockWriter writer_;
-    // Of the saved state that the content was loaded from; nothing when that is not known.
-    std::optional<std::uint32_t> version_;
-    std::optional<ReadAhead> ahead_;
+    ReadAhead readAhead_;
+    // Identifies the saved state that the content was loaded from; nullopt if that is not known.
+    std::optional<std::uint32_t> dataVersion_;
     Storage* leftBefore_ = nullptr;
 };
 

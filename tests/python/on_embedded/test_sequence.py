@@ -1,13 +1,15 @@
 """The analysis-sequence copy between files."""
 
 import contextlib
+import shutil
 import sqlite3
 import struct
 
 import pyORV3
 
 import embedded
-from embedded import READ, code_of
+import support
+from embedded import READ, WRITE, code_of
 
 CHUNK, GEOMETRY = 512, 0x4005
 
@@ -41,28 +43,33 @@ class TestSequence(embedded.TestCase):
             self.set(handle, parameter, value)
         return handle
 
-    def geometry(self, name, content=None):
-        """Write the unformatted block of a closed file if given; return the block."""
-        with contextlib.closing(sqlite3.connect(self.path(name))) as connection, connection:
-            if content:
-                connection.execute("REPLACE INTO block VALUES(?, ?)", (GEOMETRY, content))
-            rows = connection.execute("SELECT content FROM block WHERE class = ?", (GEOMETRY,))
+    def create_with_geometry(self, content):
+        """Return a source with this unformatted block, written with SQL into a version 1 file."""
+        path = self.folder / "source.qar"
+        path.unlink(missing_ok=True)
+        shutil.copy(support.PROJECT / "tests/data/sequence.qar", path)
+        with contextlib.closing(sqlite3.connect(path)) as connection, connection:
+            for table in ("block", "place", "value"):
+                connection.execute(f"DELETE FROM {table}")
+            connection.execute("INSERT INTO block VALUES(?, ?)", (GEOMETRY, content))
+        return self.open(WRITE, "source.qar")
+
+    def geometry(self, name):
+        with contextlib.closing(sqlite3.connect(self.path(name))) as connection:
+            rows = connection.execute("SELECT bytes FROM item WHERE key = ?", (GEOMETRY << 48,))
             return rows.fetchone()[0]
 
     def test_sequence_is_copied_and_own_settings_are_kept_after_reopening(self):
         self.ok(pyORV3.flush(self.create_with("calibration.qar", CALIBRATION)))
-        source = self.create_with(
-            "source.qar", {**SOURCE, "QAR_C_CALFILE": self.path("calibration.qar")}
-        )
-        for entry, engine in enumerate(("search", "identify"), 1):
-            self.set(source, "QAR_C_ANENGINE", engine, 1, entry)
         # The size in the geometry block; the second block has fewer chunks than that.
         for total, missing in [(2 * CHUNK, 0), (5000, CHUNK)]:
-            self.ok(pyORV3.close(source, 0))
-            chunks = self.geometry(
-                "source.qar", struct.pack("<I", total) + bytes(range(254)) * 4 + b"end."
-            )
-            source = self.open(READ, "source.qar")
+            chunks = struct.pack("<I", total) + bytes(range(254)) * 4 + b"end."
+            source = self.create_with_geometry(chunks)
+            values = {**SOURCE, "QAR_C_CALFILE": self.path("calibration.qar")}
+            for parameter, value in values.items():
+                self.set(source, parameter, value)
+            for entry, engine in enumerate(("search", "identify"), 1):
+                self.set(source, "QAR_C_ANENGINE", engine, 1, entry)
             name = f"{total}.qar"
             copy = self.create_with(name, {**OWN, "QAR_D_PEAKLIMIT": 7.0})
             self.ok(pyORV3.copyAnalysisSequenceTo(source, copy))
@@ -76,4 +83,5 @@ class TestSequence(embedded.TestCase):
                     embedded.NOT_SET, pyORV3.getParameter(copy, code_of("QAR_F_CALTEMPER"), 1, 1)
                 )
             self.ok(pyORV3.close(copy, 0))
+            self.ok(pyORV3.close(source, 0))
             self.assertEqual(self.geometry(name), chunks + bytes(missing))

@@ -1,4 +1,4 @@
-// Files that another program changed.
+// Files that another program has changed, or whose bytes have.
 #include <filesystem>
 #include <fstream>
 
@@ -21,7 +21,8 @@ class DamageTest : public DataSourceTest {
     void change(const std::string& sql) const { program(sql); }
     // Does the work on the file after each of the changes alone.
     void afterEach(const std::vector<std::string>& changes, const std::function<void()>& work) {
-        std::filesystem::copy_file(file(), file("sound"));
+        std::filesystem::copy_file(file(), file("sound"),
+                                   std::filesystem::copy_options::overwrite_existing);
         for (const std::string& sql : changes) {
             SCOPED_TRACE(sql);
             change(sql);
@@ -32,21 +33,25 @@ class DamageTest : public DataSourceTest {
     }
 };
 
-// What is seen at the opening: the schema and the classes.
-TEST_F(DamageTest, ABrokenFileIsRefusedAtTheOpening) {
+TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
     const std::vector<std::string> changes = {
-        "PRAGMA user_version = 2",
-        "DROP TABLE value",
-        "ALTER TABLE value RENAME COLUMN bytes TO octets",
-        "ALTER TABLE block ADD COLUMN size AS (length(content))",
-        "DROP TABLE value; CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER,"
-        " bytes BLOBNOT NULL, PRIMARY KEY(code, record, entry)) WITHOUT ROWID",
-        "ALTER TABLE value RENAME TO held; CREATE VIEW value AS SELECT * FROM held",
-        "CREATE UNIQUE INDEX single ON value(bytes)",
-        "CREATE INDEX computed ON value(length(bytes))",
-        "CREATE INDEX partial ON value(bytes) WHERE length(bytes) > 1",
-        "UPDATE block SET class = 0x3000 WHERE class = 0x2004",
-        "UPDATE block SET class = class - 0x100000000 WHERE class = 0x2004"};
+        "PRAGMA user_version = 3",
+        "PRAGMA user_version = 1",
+        "PRAGMA user_version = 0",
+        "DROP TABLE item",
+        "ALTER TABLE item RENAME COLUMN bytes TO octets",
+        "ALTER TABLE item ADD COLUMN size AS (length(bytes))",
+        "DROP TABLE item; CREATE TABLE item(code INTEGER, record INTEGER, entry INTEGER,"
+        " bytes BLOBNOT NULL, checksum INTEGER NOT NULL, PRIMARY KEY(code, record, entry))"
+        " WITHOUT ROWID",
+        "ALTER TABLE item RENAME TO held; CREATE VIEW item AS SELECT * FROM held",
+        "CREATE UNIQUE INDEX single ON item(bytes, checksum)",
+        "CREATE INDEX computed ON item(length(bytes))",
+        "CREATE INDEX partial ON item(bytes) WHERE length(bytes) > 1",
+        "DELETE FROM item WHERE code = 0",
+        "UPDATE item SET bytes = substr(bytes, 1, 10) WHERE code = 0",
+        "UPDATE item SET checksum = 0 WHERE code = 0",
+        "UPDATE item SET entry = 1 WHERE code = 0"};
     afterEach(changes, [this] {
         const DataSource source;
         EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
@@ -57,20 +62,22 @@ TEST_F(DamageTest, ABrokenFileIsRefusedAtTheOpening) {
     });
 }
 
-// What is seen when the class is read for the first time.
-TEST_F(DamageTest, ABrokenClassIsRefusedAloneAndMakesTheSourceReadOnly) {
+TEST_F(DamageTest, ClassWithWrongRowsIsRefusedAloneAndSourceBecomesReadOnly) {
     const std::vector<std::string> changes = {
-        "UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
-        "UPDATE value SET bytes = printf('%17s', 'no room') WHERE code = 0x20040001",
-        "UPDATE value SET bytes = x'430043' WHERE code = 0x20040001",
-        "UPDATE value SET entry = 1 WHERE code = 0x20040001",
-        "UPDATE value SET entry = 2 WHERE code = 0x20040010",
-        "UPDATE value SET record = 65536 WHERE code = 0x20040010",
-        "UPDATE value SET record = 'one' WHERE code = 0x20040010",
-        "INSERT INTO value VALUES(0x2004FFFF, 1, 0, zeroblob(65536))",
-        "INSERT INTO place VALUES(0x2004, 3, 0)",
-        "INSERT INTO place VALUES(0x2004, 1, 3)",
-        "DELETE FROM place"};
+        "UPDATE item SET bytes = x'0000000000A08440' WHERE code = 0x20040010",
+        "UPDATE item SET checksum = checksum + 1 WHERE code = 0x20040010",
+        "UPDATE item SET entry = 2 WHERE code = 0x20040010",
+        "UPDATE item SET record = 65536 WHERE code = 0x20040010",
+        "UPDATE item SET record = 'one' WHERE code = 0x20040010",
+        "UPDATE item SET code = 0x20040011 WHERE code = 0x20040010",
+        "DELETE FROM item WHERE code = 0x20040010",
+        "DELETE FROM item WHERE code = 0x20040000 AND record = 0",
+        "DELETE FROM item WHERE code = 0x20040000 AND entry = 1",
+        "INSERT INTO item SELECT code, 2, entry, bytes, checksum FROM item"
+        " WHERE code = 0x20040000 AND record = 1",
+        "DELETE FROM item WHERE code >> 16 = 0x2004",
+        "DELETE FROM item WHERE code = 0x20040010; INSERT INTO item"
+        " SELECT 0x20040010, 1, 1, bytes, checksum FROM item WHERE code = 0x20040001"};
     const auto copy = DataSource::created(file("copy.qar"));
     afterEach(changes, [&] {
         const auto source = DataSource::opened(file(), writing);
@@ -93,21 +100,11 @@ TEST_F(DamageTest, ABrokenClassIsRefusedAloneAndMakesTheSourceReadOnly) {
     });
 }
 
-TEST_F(DamageTest, AClassOfWhichOnlyRowsAreLeftIsRefusedAndNotMadeAnew) {
-    change("DELETE FROM block WHERE class = 0x2004");
-    const auto source = DataSource::opened(file(), writing);
-    EXPECT_EQ(0, source.recordCount(QAR_CLS_PEAK));
-    EXPECT_EQ(codes::damaged, source.put(QAR_C_NUCLNAME, "Co-60"));
-    EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 1.0));
-    change("INSERT INTO block VALUES(0x2004, NULL)");
-    EXPECT_EQ(0U, SOrvReVerify(source.context()));
-    EXPECT_EQ(0U, source.put(QAR_C_NUCLNAME, "Co-60"));
-}
-
-TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
-    afterEach({"UPDATE block SET content = x'010203' WHERE class = 0x2005",
-               "UPDATE block SET content = zeroblob(4 * 65536) WHERE class = 0x2005",
-               "UPDATE block SET content = NULL WHERE class = 0x2005"},
+TEST_F(DamageTest, ChangedSpectrumIsRefused) {
+    afterEach({"UPDATE item SET bytes = zeroblob(4 * 4096) WHERE code = 0x20050000",
+               "UPDATE item SET bytes = x'01000000' WHERE code = 0x20050000",
+               "UPDATE item SET bytes = zeroblob(4 * 65536) WHERE code = 0x20050000",
+               "DELETE FROM item WHERE code = 0x20050000"},
               [this] {
                   const auto source = DataSource::opened(file(), reading);
                   EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
@@ -116,42 +113,72 @@ TEST_F(DamageTest, ABrokenSpectrumIsRefused) {
               });
 }
 
-TEST_F(DamageTest, VerifyingFindsWhatNoClassShows) {
-    afterEach({"DELETE FROM block WHERE class = 0x2004", "INSERT INTO place VALUES(0x2005, 1, 0)",
-               "INSERT INTO value VALUES(-1, 1, 0, x'00')"},
+TEST_F(DamageTest, StrayRowsOfAClassAreRefusedWhenItIsUsed) {
+    change("INSERT INTO item VALUES(0x20060000, 1, 0, x'', 0)");
+    const auto source = DataSource::opened(file(), writing);
+    EXPECT_EQ(codes::damaged, source.put(QAR_D_PEAKENERGY, 1.0));
+    EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 1.0));
+    change("DELETE FROM item WHERE code = 0x20060000");
+    EXPECT_EQ(0U, SOrvReVerify(source.context()));
+    EXPECT_EQ(0U, source.put(QAR_D_PEAKENERGY, 1.0));
+}
+
+TEST_F(DamageTest, VerifyingFindsDamageThatNoClassShows) {
+    afterEach({"INSERT INTO item VALUES(0x20060000, 1, 0, x'', 0)",
+               "INSERT INTO item VALUES(-1, 1, 0, x'00', 0)",
+               "INSERT INTO item VALUES(0, 1, 0, x'00', 0)"},
               [this] {
                   const auto source = DataSource::opened(file(), reading);
                   EXPECT_EQ(4096U, source.getSpectrum().size());
                   EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
                   EXPECT_EQ(codes::damaged, SOrvControlDSC(source.context(), 3, 0));
               });
-    // The count of unused pages, in the header.
-    std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary).seekp(39).put(5);
-    EXPECT_EQ(codes::damaged, SOrvReVerify(DataSource::opened(file(), reading).context()));
+}
+
+// A save would take its pages from that list.
+TEST_F(DamageTest, FreeListWithoutLengthIsRefusedAtOpening) {
+    std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary).seekp(35).put(2);
+    EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), writing));
+}
+
+TEST_F(DamageTest, EachFlippedBitIsFoundOrHarmless) {
+    std::vector<char> sound(std::filesystem::file_size(file()));
+    std::ifstream(file(), std::ios::binary).read(sound.data(), std::ssize(sound));
+    const std::vector<std::int32_t> channels(4096, 1);
+    for (std::size_t bit = 3; bit < 8 * sound.size(); bit += 211) {
+        std::vector<char> flipped = sound;
+        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ 1 << bit % 8);
+        std::ofstream(file(), std::ios::binary).write(flipped.data(), std::ssize(flipped));
+        const DataSource source;
+        if (source.open(file(), reading) != 0) {
+            continue;
+        }
+        std::array<char, 8> name{};
+        const bool isNuclideRead =
+            SOrvGetParam(source.context(), QAR_C_NUCLNAME, 1, 0, name.data(), 256) == 0;
+        std::vector<std::int32_t> contents(4096);
+        const bool isSpectrumRead =
+            SOrvGetSpectrum(source.context(), 1, 4096, 0, contents.data()) == 0;
+        EXPECT_TRUE(!isSpectrumRead || contents == channels) << bit;
+        EXPECT_TRUE(!isNuclideRead || std::string(name.data()) == "Cs-137") << bit;
+        const bool isVerified = SOrvReVerify(source.context()) == 0;
+        EXPECT_TRUE(!isVerified || (isNuclideRead && isSpectrumRead)) << bit;
+    }
 }
 
 TEST_F(DamageTest, WhiteSpaceInTheTablesIsNotDamage) {
-    change("DROP TABLE block; CREATE TABLE block (\tclass  INTEGER\nPRIMARY KEY ,content\rBLOB )");
-    EXPECT_EQ(0, DataSource::opened(file(), reading).recordCount(QAR_CLS_SPECTRUM));
-}
-
-TEST_F(DamageTest, ValuesThatTheDictionaryDoesNotKnowAreKept) {
-    change("INSERT INTO value VALUES(0x2004FFFF, 1, 0, x'0102')");
-    {
-        const auto source = DataSource::opened(file(), writing);
-        EXPECT_EQ(codes::unknownParameter, source.put(0x2004FFFF, 1.0));
-        ASSERT_EQ(0U, source.put(QAR_D_HALFLIFE, 1.0));
-    }
-    // Fails unless the value is still there.
-    change("INSERT INTO block SELECT 0x4006, bytes FROM value WHERE code = 0x2004FFFF");
-    EXPECT_EQ(1, DataSource::opened(file(), reading).recordCount(0x4006));
-}
-
-TEST_F(DamageTest, WhatAFileBringsAlongIsLetBeAndNotRun) {
-    change("CREATE TRIGGER intruder AFTER INSERT ON value BEGIN DELETE FROM block; END");
-    change("CREATE TRIGGER intruder2 AFTER DELETE ON value BEGIN DELETE FROM place; END");
     change(
-        "CREATE INDEX plain ON value(bytes, code); ANALYZE; CREATE TABLE mine(text, x CHECK(x))");
+        "CREATE TABLE kept AS SELECT * FROM item; DROP TABLE item;"
+        "CREATE TABLE item (\tcode  INTEGER,record INTEGER\n,entry INTEGER, bytes BLOB  NOT NULL,"
+        "checksum INTEGER NOT NULL ,\rPRIMARY KEY( code,record,entry) )  WITHOUT ROWID;"
+        "INSERT INTO item SELECT * FROM kept");
+    EXPECT_EQ(1, DataSource::opened(file(), reading).recordCount(QAR_CLS_SPECTRUM));
+}
+
+TEST_F(DamageTest, AddedTablesAndIndexesAreIgnoredAndTriggersNotRun) {
+    change("CREATE TRIGGER intruder AFTER INSERT ON item BEGIN DELETE FROM item; END");
+    change("CREATE TRIGGER intruder2 AFTER DELETE ON item BEGIN DELETE FROM item; END");
+    change("CREATE INDEX plain ON item(bytes, code); ANALYZE; CREATE TABLE mine(text, x CHECK(x))");
     { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_HALFLIFE, 1.0)); }
     {
         const auto source = DataSource::opened(file(), writing);
@@ -165,13 +192,73 @@ TEST_F(DamageTest, WhatAFileBringsAlongIsLetBeAndNotRun) {
     change("INSERT INTO mine VALUES(1, 1)");
 }
 
-TEST_F(DamageTest, VerifyingNoticesDamageWhileTheFileIsOpen) {
+TEST_F(DamageTest, VerifyingFindsDamageWhileTheFileIsOpen) {
     const auto source = DataSource::opened(file(), reading);
     EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
-    change("UPDATE value SET bytes = x'01' WHERE code = 0x20040010");
+    change("UPDATE item SET bytes = x'01' WHERE code = 0x20040010");
     EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
     EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
+}
+
+// ---- Files of version 1, which have no checksums ---------------------------------------------
+
+class OldFileDamageTest : public DamageTest {
+  protected:
+    OldFileDamageTest() {
+        std::filesystem::copy_file(std::filesystem::path(GOLDEN_FILES) / "nuclides.qar", file(),
+                                   std::filesystem::copy_options::overwrite_existing);
+    }
+};
+
+TEST_F(OldFileDamageTest, ContradictingRowsAreRefusedAndTheFileIsNotConverted) {
+    const std::vector<std::string> changes = {
+        "UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
+        "UPDATE value SET bytes = printf('%17s', 'no room') WHERE code = 0x20040001",
+        "UPDATE value SET bytes = x'430043' WHERE code = 0x20040001",
+        "UPDATE value SET entry = 1 WHERE code = 0x20040001 AND record = 1",
+        "UPDATE value SET entry = 999 WHERE code = 0x20040010 AND record = 1 AND entry = 1",
+        "UPDATE value SET record = 'one' WHERE code = 0x20040010 AND record = 1",
+        "INSERT INTO value VALUES(0x2004FFFF, 1, 0, zeroblob(65536))",
+        "INSERT INTO value VALUES(0x2004FFFF, 0, 0, x'00')",
+        "INSERT INTO place VALUES(0x2004, 99, 0)",
+        "INSERT INTO place VALUES(0x2004, 1, 999)",
+        "DELETE FROM place",
+        "UPDATE block SET content = x'00' WHERE class = 0x2004"};
+    afterEach(changes, [&] {
+        const auto source = DataSource::opened(file(), reading);
+        EXPECT_EQ(-1, source.recordCount(QAR_CLS_NUCLIDE));
+        EXPECT_EQ(codes::damaged, source.lastFailure());
+        EXPECT_EQ(codes::openedWithRemark, DataSource().open(file("measurement.qar"), writing));
+    });
+}
+
+TEST_F(OldFileDamageTest, WrongClassesAreRefused) {
+    afterEach({"UPDATE block SET class = 0x3000 WHERE class = 0x2004",
+               "UPDATE block SET class = class - 0x100000000 WHERE class = 0x2004",
+               "INSERT INTO block VALUES(0, NULL)"},
+              [&] { EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), reading)); });
+    afterEach(
+        {"INSERT INTO block VALUES(0x2005, x'010203')",
+         "INSERT INTO block VALUES(0x2005, zeroblob(4 * 65536))",
+         "INSERT INTO block VALUES(0x2005, NULL)"},
+        [&] { EXPECT_EQ(-1, DataSource::opened(file(), reading).recordCount(QAR_CLS_SPECTRUM)); });
+    afterEach({"DELETE FROM block WHERE class = 0x2004", "INSERT INTO place VALUES(0x2006, 1, 0)"},
+              [&] { EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), writing)); });
+}
+
+TEST_F(OldFileDamageTest, ValuesThatTheDictionaryDoesNotKnowAreConverted) {
+    change("INSERT INTO value VALUES(0x2004FFFF, 1, 0, x'0102')");
+    {
+        const auto source = DataSource::opened(file(), writing);
+        EXPECT_EQ(codes::unknownParameter, source.put(0x2004FFFF, 1.0));
+        ASSERT_EQ(0U, source.put(QAR_D_HALFLIFE, 1.0));
+    }
+    // Fails unless the value is still there.
+    change(
+        "CREATE TABLE t(x CHECK(x = 1)); INSERT INTO t SELECT count(*) FROM item"
+        " WHERE code = 0x2004FFFF AND bytes = x'0102'");
+    EXPECT_EQ(0U, SOrvReVerify(DataSource::opened(file(), reading).context()));
 }
 
 }  // namespace

@@ -1,0 +1,145 @@
+"""Flips bits in a sound file: whatever is read is what was written, or is reported as damage.
+
+    flips.py [FLIPS [SEED]]
+
+The file has a spectrum, records of several classes with entries, results and an unformatted block.
+Half of the flips hit the first two pages, with the header, the schema and the directory; the others
+hit any byte. After each flip the file is read, copied class by class, checked, and a value is saved
+in it. A failure is a wrong or missing value without the status of damage, a check that passes
+although something cannot be read, and a save after which the file holds a wrong value.
+"""
+
+import contextlib
+import os
+import pathlib
+import sqlite3
+import sys
+
+import pyORV3
+import torture
+from torture import CREATE, READ, WRITE, Failed, ok, status_of
+
+GOLDEN = pathlib.Path(__file__).parent.parent / "data"
+DAMAGED = {0xEBE88118}
+REFUSED = DAMAGED | {0xECE99EA2, 0xECE99EA3, 0xEBE88109}
+PAGES_OF_DIRECTORY = 2 * 4096
+
+
+def write_sound_file(path, folder):
+    """Values of three files that an earlier version wrote, and a larger spectrum."""
+    with torture.opened(path, CREATE) as handle:
+        for name in ("measurement.qar", "nuclides.qar", "sequence.qar"):
+            with torture.opened(str(GOLDEN / name)) as source:
+                for number in classes_of(str(GOLDEN / name), "SELECT class FROM block"):
+                    ok(pyORV3.createBlock(handle, number, 0))
+                    ok(pyORV3.copyTo(source, handle, number))
+        ok(pyORV3.createBlock(handle, torture.SPECTRUM, 4096))
+        ok(pyORV3.setSpectrum(handle, tuple(range(9, 4105)), 0, 0))
+        for record in range(1, 60):
+            ok(pyORV3.setParameter(handle, torture.RESULT_NAME, "Cs-%d" % record, record, 0))
+
+
+def classes_of(path, query="SELECT DISTINCT code >> 16 FROM item WHERE code > 0"):
+    with contextlib.closing(sqlite3.connect(path)) as database:
+        return [number for (number,) in database.execute(query)]
+
+
+def rows_of(path):
+    with contextlib.closing(sqlite3.connect(path)) as database:
+        rows = database.execute("SELECT code, record, entry, bytes FROM item WHERE code > 0")
+        return set(rows.fetchall())
+
+
+def read_classes(path, copy, classes):
+    """The rows of the classes that can be read, and these classes; None if opening is refused."""
+    status, handle = pyORV3.open(path, READ, 1, "")
+    if status != 0:
+        if status_of(status) not in REFUSED:
+            raise Failed("opening gives 0x%08X" % status_of(status))
+        return None, set(), False
+    readable = set()
+    with torture.opened(copy, CREATE) as destination:
+        for number in classes:
+            ok(pyORV3.createBlock(destination, number, 0))
+            status = status_of(pyORV3.copyTo(handle, destination, number))
+            if status == 0:
+                readable.add(number)
+            elif status not in DAMAGED:
+                raise Failed("reading class 0x%04X gives 0x%08X" % (number, status))
+    is_sound = pyORV3.reverify(handle) == 0
+    pyORV3.close(handle, 0)
+    rows = {row for row in rows_of(copy) if row[0] >> 16 in readable}
+    os.remove(copy)
+    return rows, readable, is_sound
+
+
+def check_reading(path, copy, sound_rows, classes, except_for=()):
+    """Returns how the damage is reported: not at all, by the check, by a class or at opening."""
+    rows, readable, is_sound = read_classes(path, copy, classes)
+    if rows is None:
+        return "refused at opening"
+    expected = {row for row in sound_rows if row[0] >> 16 in readable}
+    wrong = {row for row in rows ^ expected if row[0] not in except_for}
+    if wrong:
+        raise Failed("wrong or missing: %.200r" % sorted(wrong)[:3])
+    if is_sound and readable != set(classes):
+        raise Failed("the check passes, and a class cannot be read")
+    return "harmless" if is_sound else "seen by the check" if readable == set(classes) else "damage"
+
+
+def save_value(path):
+    """True if a value could be saved in spite of the flip. In a process of its own, which keeps
+    the source open if that fails."""
+    process = os.fork()
+    if process == 0:
+        status, handle = pyORV3.open(path, WRITE, 1, "")
+        calls = (
+            lambda: pyORV3.setParameter(handle, torture.LIVE_TIME, 4711.0, 1, 0),
+            lambda: pyORV3.flush(handle),
+        )
+        os._exit(0 if status == 0 and all(call() == 0 for call in calls) else 1)
+    return os.waitpid(process, 0)[1] == 0
+
+
+def flip_one(folder, content, sound_rows, classes, random):
+    path, copy = (os.path.join(folder, name) for name in ("a.qar", "copy.qar"))
+    area = random.choice((PAGES_OF_DIRECTORY, len(content)))
+    bit = random.randrange(8 * area)
+    flipped = bytearray(content)
+    flipped[bit // 8] ^= 1 << bit % 8
+    pathlib.Path(path).write_bytes(flipped)
+    try:
+        outcome = check_reading(path, copy, sound_rows, classes)
+        if pathlib.Path(path).read_bytes() != flipped:
+            raise Failed("reading has changed the file")
+        if save_value(path):
+            check_reading(path, copy, sound_rows, classes, (torture.LIVE_TIME,))
+    except Failed as failure:
+        raise Failed("byte %d, bit %d: %s" % (bit // 8, bit % 8, failure)) from failure
+    return outcome
+
+
+def main():
+    flips, random = torture.arguments([5000, 1])
+    outcomes, failed = {}, 0
+    with torture.folder() as folder:
+        path = os.path.join(folder, "sound.qar")
+        write_sound_file(path, folder)
+        content, rows = pathlib.Path(path).read_bytes(), rows_of(path)
+        classes = classes_of(path)
+        for _ in range(flips):
+            try:
+                outcome = flip_one(folder, content, rows, classes, random)
+                outcomes[outcome] = outcomes.get(outcome, 0) + 1
+            except Failed as failure:
+                failed += 1
+                print("FAILED %s" % failure)
+    for outcome in sorted(outcomes):
+        print("tried %d flips: %s" % (outcomes[outcome], outcome))
+    print("tried %d flips in %d bytes, %d classes\n%d failed" % (
+        flips, len(content), len(classes), failed))
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
