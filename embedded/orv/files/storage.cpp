@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "embedded/orv/content/failure.h"
+#include "embedded/orv/files/foreign_journal.h"
 #include "embedded/orv/files/verification.h"
 
 namespace embedded {
@@ -18,6 +19,7 @@ Storage::Storage(const std::string& name)
     if (!isDataSource(database_)) {
         throw Failure(codes::notADataSource);
     }
+    setForeignJournalsAside(database_);
 }
 
 void Storage::prepareSaving() {
