@@ -23,7 +23,7 @@ import sys
 
 import pyORV3
 import torture
-from torture import CREATE, READ, WRITE, Failed, ok, status_of
+from torture import CREATE, READ, WRITE, Failed, ok
 
 SECONDS, MEGABYTES = 2, 500
 NOT_WRITTEN = Failed("not written")

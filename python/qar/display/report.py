@@ -205,7 +205,8 @@ def _labels(counts: Sequence[int], analysis: Analysis, axis: Axis, plot: _Plot) 
             f'<path fill="none" stroke="#999" stroke-width="0.6" d="M{x:.1f},{foot + 2}'
             f' L{plot.x(label.position):.1f},{plot.y(label.height) - 3:.1f}"/>'
         )
-        yield f'<text transform="translate({x + 4:.1f} {foot}) rotate(-90)">{_text(label.text)}</text>'
+        turned = f"translate({x + 4:.1f} {foot}) rotate(-90)"
+        yield f'<text transform="{turned}">{_text(label.text)}</text>'
 
 
 def _legend(has_fits: bool) -> Iterator[str]:

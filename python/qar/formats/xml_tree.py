@@ -13,7 +13,7 @@ MAX_ATTRIBUTES = 64
 
 
 class Element:
-    """An element with its local name; prefixes are removed because some files do not declare them."""
+    """An element with its local name; prefixes are removed as some files do not declare them."""
 
     __slots__ = ("name", "attributes", "children", "text", "parent", "_named")
 
