@@ -24,7 +24,7 @@ std::uint16_t low16(std::int32_t number) {
     return static_cast<std::uint16_t>(number);
 }
 
-// Searches for a record; the kind says what the key's bytes are.
+// Searches for a record; kind defines the meaning of the key bytes.
 Outcome findRecord(std::int32_t handle, std::int32_t kind, const ByteStream& key,
                    std::int32_t searchOption, PythonReference& record) {
     std::uint16_t number = 0;

@@ -12,8 +12,8 @@ namespace pyORV3 {
 
 namespace {
 
-// What the entry point throws is caught while the engine is loaded: the thrown object's code lies
-// in it.
+// Catches exceptions of the entry point while the engine is loaded, because the engine contains the
+// code of the exception object.
 Outcome executeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
                       std::int32_t second) {
     constexpr std::size_t maxFileNameLength = 259;
@@ -34,10 +34,11 @@ Outcome executeEngine(const char* engineName, const char* entryPointName, std::i
     });
 }
 
-// The names of the inputs, in the library's order. Any failure of the library ends the list.
+// Returns the names of the inputs in the order of the library. A failure of the library ends the
+// list.
 std::string joinedInputNames(OrvContext context) {
     constexpr std::size_t maxListLength = 8191;
-    std::array<char, ORV_INPUT_NAME_SIZE + 1> name{};  // a name that fills its buffer still ends
+    std::array<char, ORV_INPUT_NAME_SIZE + 1> name{};  // terminates a name that fills its buffer
     std::string names;
     OrvStatus status = SOrvFirstInput(context, 0, name.data());
     for (const char* separator = ""; status == 0; separator = ",") {
@@ -55,8 +56,8 @@ std::string joinedInputNames(OrvContext context) {
 
 Outcome executeNativeEngine(const char* engineName, const char* entryPointName, std::int32_t first,
                             std::int32_t second) {
-    // Other Python threads run meanwhile. The lock is not taken back in a destructor: where the
-    // interpreter has ended by then, taking it ends this thread, and no destructor may do that.
+    // Other Python threads run meanwhile. The lock is not reacquired in a destructor: if the
+    // interpreter has ended, reacquiring it ends this thread, which a destructor must not do.
     PyThreadState* const threadState = PyEval_SaveThread();
     const Outcome outcome =
         guardedRegion([&] { return executeEngine(engineName, entryPointName, first, second); });

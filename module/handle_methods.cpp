@@ -9,7 +9,7 @@ namespace pyORV3 {
 
 namespace {
 
-// Fills the record of the node that new contexts are bound to.
+// Fills the record of the node to which new contexts are bound.
 Outcome findNode(OrvNodeRecord& node) {
     OrvContext created = 0;
     if (const OrvStatus status = SOrvCreateDSC(nullptr, &created, 0, 0); status != 0) {
@@ -28,14 +28,14 @@ Outcome findNode(OrvNodeRecord& node) {
     return {node.refusal[0] == '\0' ? success : nodeRefused, "The node refuses contexts"};
 }
 
-// True when a source that the library opened with a remark cannot be used.
+// True if a source that the library opened with a remark cannot be used.
 bool stateRefusesUse(OrvContext handle) {
     std::array<std::uint32_t, ORV_STATE_BUFFER_SIZE / sizeof(std::uint32_t)> state{};
     SOrvQueryDSC(handle, ORV_CONTEXT_STATE_ITEM, state.data());
     return (state[0] & ORV_STATE_UNUSABLE) != 0;
 }
 
-// The library's opening; what its status may stand for besides failure is resolved here.
+// Opens a source in the library and resolves the statuses that are not failures.
 Outcome openingOutcome(OrvContext handle, OrvStatus opened) {
     switch (opened) {
         case ORV_STATUS_NOT_A_SOURCE:
@@ -66,7 +66,7 @@ Outcome createHandle(OrvContext& handle) {
     if (const Outcome outcome = findNode(node); outcome.isFailure()) {
         return outcome;
     }
-    // The library may report a failure and yet give a context that works: that one is used.
+    // The library may report a failure and still create a usable context, which is used then.
     const OrvStatus status = SOrvCreateDSC2(&node, &handle, 0, 0);
     return {status != 0 && handle == 0 ? contextNotCreated : success, "SOrvCreateDSC2() failed"};
 }
@@ -93,7 +93,7 @@ Outcome open(const char* sourceName, std::int32_t accessMode, std::int32_t typeS
     }
     handle = PythonReference(integerObject(context));
     if (!handle && isLive) {
-        closeAndDelete(context);  // nobody could ever close it
+        closeAndDelete(context);  // no script has the handle
     }
     return outcome;
 }

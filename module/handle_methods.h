@@ -1,7 +1,7 @@
-// How a data source handle is made, and the methods that make, flush and end one; the flag methods.
+// Creates data source handles; the methods that open, flush and close a source; the flag methods.
 //
-// A handle is the library's context; 0 means none. The module keeps no table of handles: what a
-// script passes goes to the library as it is.
+// A handle is a context of the library; 0 means none. The module keeps no table of handles: it
+// passes handles from scripts to the library unchanged.
 #ifndef PYORV3_MODULE_HANDLE_METHODS_H
 #define PYORV3_MODULE_HANDLE_METHODS_H
 
@@ -13,12 +13,12 @@
 
 namespace pyORV3 {
 
-// Makes a context bound to the node that the library's node enumeration reports; loads the suite
-// environment first. On failure `handle` is 0 and the status is the library's, nodeRefused or
+// Creates a context bound to the node that the library enumerates; loads the suite environment
+// first. After a failure `handle` is 0 and the status is that of the library, nodeRefused or
 // contextNotCreated. The caller owns the context.
 [[nodiscard]] Outcome createHandle(OrvContext& handle);
 
-// Owns a library context and deletes it in the end.
+// Owns a library context; the destructor deletes it.
 class TemporaryContext {
   public:
     explicit TemporaryContext(OrvContext context) noexcept : context_(context) {}
@@ -34,27 +34,27 @@ class TemporaryContext {
     OrvContext context_;
 };
 
-// Opens a data source, or creates a file when the access mode has bit 0x400. The handle is given
-// whatever the status: after a failed creation it names a context without a source, after another
-// failed opening a released context, and it is 0 when no context could be made.
-// typeSelector: nonzero a file, zero an input of the node. auxiliaryText: handed to the library
-// unless empty.
+// Opens a data source, or creates a file if the access mode has bit 0x400. Sets the handle even
+// after a failure: a failed creation leaves a context without a source, another failed opening a
+// released context. It is 0 if no context could be created.
+// typeSelector: nonzero for a file, zero for an input of the node. auxiliaryText: passed to the
+// library unless empty.
 Outcome open(const char* sourceName, std::int32_t accessMode, std::int32_t typeSelector,
              const char* auxiliaryText, PythonReference& handle);
 
-// Closes the source and deletes the context. After a failed closing the handle stays valid.
+// Closes the source and deletes the context. After a failure the handle stays valid.
 Outcome close(std::int32_t handle, std::int32_t unused);
 
-// Makes what was written durable.
+// Saves the changes of the source.
 Outcome flush(std::int32_t handle);
 
-// 1 for every handle but 0, without asking the library.
+// Returns 1 for every handle except 0, without a call of the library.
 std::int32_t getIsOpen(std::int32_t handle);
 
-// Always 0; kept for scripts that ask.
+// Always 0. Kept for scripts that call it.
 std::int32_t getIsDirty(std::int32_t handle);
 
-// Does nothing; kept for scripts that call it.
+// Does nothing. Kept for scripts that call it.
 Outcome setIsDirty(std::int32_t handle);
 
 }  // namespace pyORV3

@@ -28,8 +28,7 @@ constexpr FixedText sequenceArguments =
     "PyArg_Parse() Failed. Check number of or type of arguments passed. This method's argument "
     "list should be (long, long, long)";
 
-// In slot order, which scripts see when they list the module.
-// clang-format off
+// In slot order, in which scripts see the methods when they list the module.
 PyMethodDef methods[] = {
     method<"open", "(slls)", open>(),
     method<"close", "(ll)", close>(),
@@ -56,7 +55,8 @@ PyMethodDef methods[] = {
     guardedMethod<"enumerateDefinitions", "", enumerateDefinitions, emptyText>(),
     method<"control", "(lll)", control>(),
     method<"getStatus", "(l)", getStatus>(),
-    guardedMethod<"copyAnalysisSequenceTo", "(ll)", copyAnalysisSequenceTo, zero, sequenceArguments>(),
+    guardedMethod<"copyAnalysisSequenceTo", "(ll)", copyAnalysisSequenceTo, zero,
+                  sequenceArguments>(),
     method<"reverify", "(l)", reverify>(),
     {},
 };
@@ -66,13 +66,13 @@ PyModuleDef moduleDefinition = {
     PyModuleDef_HEAD_INIT, "pyORV3", nullptr, -1, methods, nullptr, nullptr, nullptr, nullptr,
 };
 
-// The environment variable PYORV3_TRACE names the file of the reports.
+// Starts writing reports to the file in the environment variable PYORV3_TRACE.
 void startTrace() noexcept {
     try {
         if (const auto fileName = processVariable("PYORV3_TRACE")) {
             traceToFile(fileName->c_str());
         }
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): no memory, no reports
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): without memory no reports
     }
 }
 
@@ -80,8 +80,8 @@ void startTrace() noexcept {
 
 }  // namespace pyORV3
 
-// Not PyMODINIT_FUNC: the headers of Python 3.6 to 3.8 leave its visibility to the compiler's
-// options, which hide everything.
+// Not PyMODINIT_FUNC: in the headers of Python 3.6 to 3.8 its visibility follows the options of the
+// compiler, which hide everything.
 extern "C" ORV_EXPORT PyObject* PyInit_pyORV3();
 
 extern "C" PyObject* PyInit_pyORV3() {

@@ -11,7 +11,7 @@ namespace pyORV3 {
 
 namespace {
 
-constexpr std::int32_t maxReadCount = 65535;  // what a 16-bit channel number reaches
+constexpr std::int32_t maxReadCount = 65535;  // the largest 16-bit channel number
 constexpr std::int32_t channelsPerReading = 2048;
 constexpr std::int32_t channelsPerWriting = 256;
 
@@ -21,7 +21,7 @@ OrvStatus readChannelCount(OrvContext handle, std::int32_t& channelCount) {
                         sizeof channelCount);
 }
 
-// Reads all channels in chunks; the first call is made even when there is none.
+// Reads all channels in chunks; makes the first call even for a count of 0.
 OrvStatus readChannels(OrvContext handle, std::int32_t channelCount, std::int32_t* channels) {
     std::int32_t position = 0;
     do {
@@ -37,8 +37,8 @@ OrvStatus readChannels(OrvContext handle, std::int32_t channelCount, std::int32_
     return 0;
 }
 
-// Writes in chunks: the first one holds at most the tuple's items, the others go on to the end of
-// the buffer, zeros included; the first call is made even when there is no item.
+// Writes in chunks: the first one holds at most the items of the tuple, the others continue to the
+// end of the buffer, zeros included. Makes the first call even for an empty tuple.
 OrvStatus writeChannels(OrvContext handle, std::int32_t itemCount, std::int32_t bufferCount,
                         const std::int32_t* channels) {
     std::int32_t position = 0;
@@ -57,18 +57,19 @@ OrvStatus writeChannels(OrvContext handle, std::int32_t itemCount, std::int32_t 
     return 0;
 }
 
-// A bytes object with room for the contents, at least one, all zero. Python takes large ones as
-// fresh pages, which need no clearing. Nobody else has seen the object, so it may be written to.
+// Returns a zeroed bytes object with room for the contents, at least one. Python allocates large
+// ones as fresh pages, which are zero already. No other code has the object yet, so it may be
+// written.
 PythonReference zeroedBytes(std::int32_t channelCount) {
     const auto size = static_cast<Py_ssize_t>(sizeof(std::int32_t)) * std::max(channelCount, 1);
     return PythonReference(
         PyObject_CallFunction(reinterpret_cast<PyObject*>(&PyBytes_Type), "n", size));
 }
 
-// The function unpack_from of Python's struct module, which fills a tuple's slots directly; empty,
-// without a pending error, where the interpreter does not have it: while it ends, or where a
-// script has something else under the name. Looked up in the list of modules and imported only if
-// missing there, past a script's own __import__.
+// Returns the function unpack_from of the Python module struct, which fills the slots of a tuple
+// directly. Empty, without a pending error, if it is not available: while the interpreter ends, or
+// if a script has replaced it. Looked up in the list of modules and imported only if it is missing
+// there, to bypass an __import__ of a script.
 PythonReference structUnpack() {
     PyObject* const modules = PySys_GetObject("modules");
     if (modules == nullptr || !PyDict_Check(modules)) {
@@ -90,7 +91,7 @@ PythonReference structUnpack() {
     return {};
 }
 
-// A tuple filled item by item, which takes half as long again.
+// Fills a tuple item by item, which takes 1.5 times as long.
 PythonReference tupleOfItems(std::int32_t channelCount, const std::int32_t* channels) {
     PythonReference tuple(PyTuple_New(channelCount));
     for (std::int32_t slot = 0; tuple && slot < channelCount; ++slot) {
@@ -103,7 +104,7 @@ PythonReference tupleOfItems(std::int32_t channelCount, const std::int32_t* chan
     return tuple;
 }
 
-// A tuple of the channel contents in the bytes; empty only where memory is exhausted.
+// Returns a tuple of the channel contents; empty only if memory is exhausted.
 PythonReference channelTuple(std::int32_t channelCount, PyObject* bytes) {
     if (const PythonReference unpack = structUnpack()) {
         const std::string format = std::to_string(channelCount) + "i";
@@ -117,10 +118,10 @@ PythonReference channelTuple(std::int32_t channelCount, PyObject* bytes) {
                         reinterpret_cast<const std::int32_t*>(PyBytes_AsString(bytes)));
 }
 
-// The low 32 bits of an int; false for an object that is none.
+// Reads the low 32 bits of an int; returns false for other objects.
 bool channelContent(PyObject* item, std::int32_t& content) {
     if (Py_TYPE(item) == &PyLong_Type) {
-        // What the parser's unit I does with a plain int, without the parser.
+        // Equivalent to the unit I of the parser for a plain int.
         content = static_cast<std::int32_t>(PyLong_AsUnsignedLongMask(item));
         return true;
     }
@@ -130,7 +131,7 @@ bool channelContent(PyObject* item, std::int32_t& content) {
     return isInteger;
 }
 
-// Puts the tuple's items into the channels; false when one is no int.
+// Copies the items of the tuple into the channels; returns false if one is not an int.
 bool fillChannels(PyObject* tuple, std::int32_t itemCount, std::int32_t* channels) {
     for (std::int32_t slot = 0; slot < itemCount; ++slot) {
         if (!channelContent(PyTuple_GetItem(tuple, slot), channels[slot])) {
@@ -168,7 +169,7 @@ Outcome getSpectrum(std::int32_t handle, std::int32_t /*unused1*/, std::int32_t 
 
 Outcome setSpectrum(std::int32_t handle, PyObject* channels, std::int32_t /*unused1*/,
                     std::int32_t /*unused2*/) {
-    const Py_ssize_t itemCount = PyTuple_Size(channels);  // -1 for an object that is no tuple
+    const Py_ssize_t itemCount = PyTuple_Size(channels);  // -1 for an object other than a tuple
     if (itemCount < 0 || itemCount > maxSpectrumSize) {
         return {badArguments, "The spectrum is no tuple or too long"};
     }
@@ -178,7 +179,7 @@ Outcome setSpectrum(std::int32_t handle, PyObject* channels, std::int32_t /*unus
     if (!fillChannels(channels, writeCount, contents.data())) {
         return {badArguments, "An item of the spectrum is no int"};
     }
-    // A source that does not tell its channel count takes all channels.
+    // A source without a channel count accepts all channels.
     std::int32_t channelCount = 0;
     if (readChannelCount(handle, channelCount) == 0) {
         if (channelCount < 0) {

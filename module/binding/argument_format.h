@@ -1,10 +1,10 @@
-// Argument parsing with the formats of the method table, checked against the types of the output
+// Parses arguments with the formats of the method table, checked against the types of the output
 // variables at compile time.
 //
-// Format units: l and i a signed 32-bit integer on every platform, f a single-precision number,
+// Format units: l and i are a signed 32-bit integer on every platform, f a single-precision number,
 // d a double-precision number, L a signed 64-bit integer, I the low 32 bits of an int of any size,
-// s a NUL-terminated UTF-8 text that stays owned by the argument object, O any object, borrowed.
-// Units in parentheses are the items of a tuple, which must have exactly as many.
+// s a NUL-terminated UTF-8 string owned by the argument object, O any object, borrowed. Units in
+// parentheses are the items of a tuple of exactly this length.
 #ifndef PYORV3_MODULE_BINDING_ARGUMENT_FORMAT_H
 #define PYORV3_MODULE_BINDING_ARGUMENT_FORMAT_H
 
@@ -20,10 +20,10 @@
 
 namespace pyORV3 {
 
-// A text as a template argument.
+// A string as a template argument.
 template <std::size_t size>
 struct FixedText {
-    // NOLINTNEXTLINE(google-explicit-constructor): a string literal stands where the text is used
+    // NOLINTNEXTLINE(google-explicit-constructor): allows a string literal as template argument
     consteval FixedText(const char (&literal)[size]) { std::copy_n(literal, size, text.begin()); }
 
     [[nodiscard]] constexpr std::string_view view() const { return {text.data(), size - 1}; }
@@ -33,7 +33,7 @@ struct FixedText {
 
 namespace detail {
 
-// True when a variable of type Output can receive what the format unit parses.
+// True if a variable of type Output can receive the values of the format unit.
 template <typename Output>
 constexpr bool receives(char unit) {
     switch (unit) {
@@ -69,8 +69,8 @@ constexpr bool formatMatches(std::string_view format) {
     return units.size() == sizeof...(Outputs) && (receives<Outputs>(units[next++]) && ...);
 }
 
-// The format as every platform's parser reads it: C's long has 64 bits on some, its int 32 bits
-// on all, so the unit l is parsed as i.
+// Returns the format for the parser of this platform: the C type long has 64 bits on some
+// platforms, int 32 bits on all, so the unit l is parsed as i.
 template <FixedText format>
 consteval auto portableFormat() {
     static_assert(std::numeric_limits<int>::digits == 31);
@@ -79,7 +79,7 @@ consteval auto portableFormat() {
     return portable;
 }
 
-// Reads a plain int in the 32-bit range; false, without a pending error, for anything else.
+// Reads a plain int in the 32-bit range. Returns false, without a pending error, for other objects.
 inline bool readPlainInteger(PyObject* object, std::int32_t& integer) {
     if (object == nullptr || Py_TYPE(object) != &PyLong_Type) {
         return false;
@@ -93,8 +93,8 @@ inline bool readPlainInteger(PyObject* object, std::int32_t& integer) {
     return integer == value;
 }
 
-// The common case, a tuple of plain ints, read without interpreting the format; false, for the
-// parser to decide, when the arguments are anything else.
+// Fast path for a tuple of plain ints, without interpretation of the format. Returns false for
+// other arguments, which the parser then handles.
 template <typename... Outputs>
 bool readPlainIntegers(PyObject* arguments, Outputs&... outputs) {
     if constexpr (sizeof...(Outputs) > 0 && (std::same_as<Outputs, std::int32_t> && ...)) {
@@ -108,8 +108,8 @@ bool readPlainIntegers(PyObject* arguments, Outputs&... outputs) {
 
 }  // namespace detail
 
-// Parses one object, not wrapped in a tuple, with a format of one unit. False, without a pending
-// Python error, when it does not match.
+// Parses one object, not wrapped in a tuple, with a format of one unit. Returns false, without a
+// pending Python error, if it does not match.
 template <FixedText format, typename Output>
 [[nodiscard]] bool parseObject(PyObject* object, Output& output) {
     static_assert(detail::formatMatches<Output>(format.view()));
@@ -121,8 +121,8 @@ template <FixedText format, typename Output>
     return true;
 }
 
-// Parses an argument tuple with a format in parentheses. False, without a pending Python error,
-// when it does not match; the outputs are then not to be used.
+// Parses an argument tuple with a format in parentheses. Returns false, without a pending Python
+// error, if it does not match; the outputs are undefined then.
 template <FixedText format, typename... Outputs>
 [[nodiscard]] bool parseArguments(PyObject* arguments, Outputs&... outputs) {
     static_assert(format.view().starts_with('(') && format.view().ends_with(')'));

@@ -6,7 +6,7 @@ namespace pyORV3 {
 
 namespace {
 
-// For a result that cannot be made.
+// Reports a result that cannot be created.
 PyObject* noResult(const char* method) {
     trace(method, failureLevel, "The result cannot be made", outOfMemory);
     return PyErr_Occurred() != nullptr ? nullptr : PyErr_NoMemory();
@@ -22,7 +22,7 @@ PyObject* bareResult(const char* method, Outcome outcome) {
     if (outcome.isFailure()) {
         trace(method, failureLevel, outcome.failedStep, outcome.status);
     }
-    // A conversion that failed has become a status; Python is not to see its error as well.
+    // A failed conversion has become a status; Python must not also get its error.
     if (PyErr_Occurred() != nullptr) {
         PyErr_Clear();
     }

@@ -1,20 +1,19 @@
-// The call frame: the one pattern by which Python calls every method of the module.
+// The call frame: all methods of the module are called from Python through it.
 //
-// A method is a plain function. Its parameters are what its format parses, in order; behind them,
-// where the method has a value to give, a PythonReference to put it in. It returns its Outcome.
-// The frame parses the argument tuple, calls the method (inside the guarded region where the
-// method can meet a thrown value) and hands Python
-//   - the mapped status alone, for a method without a value;
-//   - the tuple (mapped status, value), for a method with one; a method that failed without a
-//     value gives its value on failure;
-//   - the integer itself, for a method that returns std::int32_t.
-// Arguments that do not match the format give the status badArguments without calling the method.
-// Every failure is reported to the diagnostics sink with the method's name, the step that failed
-// and the status before the mapping.
+// A method is a plain function. Its parameters are the values that its format parses, in order,
+// followed by a PythonReference for its value if it has one. It returns an Outcome. The frame
+// parses the argument tuple, calls the method (inside the guarded region if the method can throw)
+// and returns to Python
+// - the mapped status, for a method without a value;
+// - the tuple (mapped status, value), for a method with one, or its value on failure;
+// - the integer, for a method that returns std::int32_t.
+// Arguments that do not match the format give the status badArguments without a call. Each failure
+// is reported to the diagnostics sink with the name of the method, the failed step and the status
+// before the mapping.
 //
-// A method whose value cannot be made leaves its place empty and Python's error, that memory is
-// exhausted, pending: the frame then returns null, as where it cannot make the tuple. Otherwise no
-// Python error is pending when it returns.
+// If there is no memory for the value, the method leaves it empty with MemoryError pending, and the
+// frame returns null, as it does if it cannot create the tuple. Otherwise no Python error is
+// pending.
 #ifndef PYORV3_MODULE_BINDING_CALL_FRAME_H
 #define PYORV3_MODULE_BINDING_CALL_FRAME_H
 
@@ -28,15 +27,15 @@
 
 namespace pyORV3 {
 
-// A new int.
+// Returns a new int.
 PyObject* integerObject(std::int32_t integer);
 
-// Reports a failure of the method and maps its status: a new int, seen as signed 32-bit. Null,
-// with Python's error set, only when memory is exhausted.
+// Reports a failure of the method and returns its mapped status as a new int, signed 32-bit. Null
+// with a Python error only if memory is exhausted.
 PyObject* bareResult(const char* method, Outcome outcome);
 
-// The same in the tuple, of two items, with the value, which after a failure may be empty: the
-// value on failure takes its place unless a Python error is pending. Null where there is no value.
+// Returns the tuple (mapped status, value). If the value is empty after a failure, uses the value
+// on failure, unless a Python error is pending. Null if there is no value.
 PyObject* tupleResult(PythonReference tuple, const char* method, Outcome outcome,
                       PythonReference value, PythonReference (*valueOnFailure)());
 
@@ -45,16 +44,16 @@ PythonReference zero();         // the int 0
 PythonReference tupleOfZero();  // the tuple (0,)
 PythonReference emptyText();    // the str ''
 
-// The text that goes with the bad arguments of a method that has none of its own.
+// Message for bad arguments of a method without a message of its own.
 inline constexpr FixedText argumentsFailed =
     "PyArg_Parse() Failed. Check number of or type of arguments passed.";
 
-// Whether a method's work runs inside the guarded region.
+// Selects if a method runs inside the guarded region.
 enum class Guard : bool { none, exceptions };
 
 namespace detail {
 
-// Splits a method's parameters into the parsed ones and the place of its value.
+// Splits the parameters of a method into the parsed ones and its value.
 template <typename Function>
 struct Signature;
 
@@ -70,7 +69,7 @@ struct Signature<Result (*)(Parameters...)> {
     using Parsed = decltype(parsedTypes(std::make_index_sequence<parsedCount>()));
 };
 
-// Parses the arguments into the tuple of their values; an empty format looks at nothing.
+// Parses the arguments into a tuple of values; an empty format accepts all arguments.
 template <FixedText format, typename Parsed>
 bool parse(PyObject* arguments, Parsed& parsed) {
     if constexpr (format.view().empty()) {
@@ -83,7 +82,7 @@ bool parse(PyObject* arguments, Parsed& parsed) {
     }
 }
 
-// Runs the work where the arguments match.
+// Calls the method if the arguments match.
 template <Guard guard, FixedText argumentText, typename Work>
 Outcome run(bool matches, Work work) {
     if (!matches) {
@@ -92,7 +91,7 @@ Outcome run(bool matches, Work work) {
     return guard == Guard::exceptions ? guardedRegion(work) : work();
 }
 
-// What Python calls: the frame around one method.
+// The function that Python calls: the frame around one method.
 template <FixedText name, FixedText format, auto function, Guard guard, auto valueOnFailure,
           FixedText argumentText>
 PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
@@ -104,12 +103,12 @@ PyObject* callMethod(PyObject* /*module*/, PyObject* arguments) {
         return matches ? integerObject(std::apply(function, parsed))
                        : bareResult(method, {badArguments, argumentText.text.data()});
     } else if constexpr (MethodSignature::hasValue) {
-        // Made before the work, whose result nobody would see without it.
+        // Allocate the tuple first: if that fails, nothing must have been done.
         PythonReference tuple(PyTuple_New(2));
         if (!tuple) {
             return nullptr;
         }
-        // Outside the guarded region: a value that was made before something was thrown stays.
+        // Outside the guarded region, so that a value created before an exception stays.
         PythonReference value;
         const Outcome outcome = run<guard, argumentText>(
             matches, [&] { return std::apply(function, std::tuple_cat(parsed, std::tie(value))); });
@@ -127,7 +126,7 @@ constexpr PyMethodDef row(PyCFunction function) {
 
 }  // namespace detail
 
-// The method table's row of a method that meets no thrown value.
+// Row of the method table for a method that does not throw.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef method() {
@@ -135,7 +134,7 @@ constexpr PyMethodDef method() {
         detail::callMethod<name, format, function, Guard::none, valueOnFailure, argumentText>);
 }
 
-// The method table's row of a method that runs in the guarded region.
+// Row of the method table for a method that runs in the guarded region.
 template <FixedText name, FixedText format, auto function, auto valueOnFailure = zero,
           FixedText argumentText = argumentsFailed>
 constexpr PyMethodDef guardedMethod() {

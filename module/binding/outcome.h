@@ -1,5 +1,5 @@
-// Outcome: how a method ended, its status and the text of the step that failed; and the guarded
-// region, which makes one of what is thrown inside a method.
+// Outcome: the result of a method, which is its status and a message for the failed step; and the
+// guarded region, which converts exceptions to outcomes.
 #ifndef PYORV3_MODULE_BINDING_OUTCOME_H
 #define PYORV3_MODULE_BINDING_OUTCOME_H
 
@@ -13,24 +13,22 @@
 namespace pyORV3 {
 
 struct Outcome {
-    // A status that cannot be a failure of one step more than of another needs no text.
-    // NOLINTNEXTLINE(google-explicit-constructor)
+    // For a status that identifies the failed step by itself.
     constexpr Outcome(Status code = success, const char* step = "") noexcept
         : status(code), failedStep(step) {}
 
-    // How a call of the data-access library ended.
+    // The result of a call of the data-access library.
     constexpr Outcome(OrvStatus code, const char* step) noexcept
         : Outcome(libraryStatus(code), step) {}
 
     [[nodiscard]] constexpr bool isFailure() const noexcept { return status != success; }
 
     Status status;
-    const char* failedStep;  // static text; meaningful when the status is not 0
+    const char* failedStep;  // static string; valid if the status is not 0
 };
 
-// Runs the work and returns its outcome, or the status of what it threw. Clauses match exact
-// types: a thrown long or unsigned int is an unknown exception. The end of the thread passes
-// through.
+// Runs the work and returns its outcome, or the status of its exception. Clauses match exact types:
+// a thrown long or unsigned int is an unknown exception. Does not stop the end of a thread.
 template <typename Work>
 [[nodiscard]] PYORV3_MEETS_THREAD_END Outcome guardedRegion(Work&& work) {
     constexpr const char* numberThrown = "A number was thrown";

@@ -1,5 +1,5 @@
-// The Python interface that the module builds on, the stable ABI of Python 3, and PythonReference:
-// one owned reference to a Python object.
+// The stable ABI of Python 3, on which the module builds, and PythonReference, which owns one
+// reference to a Python object.
 #ifndef PYORV3_MODULE_BINDING_PYTHON_REFERENCE_H
 #define PYORV3_MODULE_BINDING_PYTHON_REFERENCE_H
 
@@ -12,12 +12,12 @@ extern "C" PyAPI_FUNC(Py_ssize_t) PyUnicode_GetLength(PyObject* unicode);
 
 namespace pyORV3 {
 
-// Owns one reference, or nothing. Used with the interpreter lock held.
+// Owns one reference or nothing. REQUIRES: the interpreter lock.
 class PythonReference {
   public:
     PythonReference() noexcept = default;
 
-    // Takes over a new reference, as Python's constructors return it; null owns nothing.
+    // Takes ownership of a new reference, as constructors of Python return it; null owns nothing.
     explicit PythonReference(PyObject* newReference) noexcept : object_(newReference) {}
 
     PythonReference(PythonReference&& other) noexcept : object_(other.release()) {}
@@ -32,7 +32,7 @@ class PythonReference {
     explicit operator bool() const noexcept { return object_ != nullptr; }
     [[nodiscard]] PyObject* get() const noexcept { return object_; }
 
-    // Hands the reference over to the caller.
+    // Releases the reference to the caller.
     [[nodiscard]] PyObject* release() noexcept { return std::exchange(object_, nullptr); }
 
   private:

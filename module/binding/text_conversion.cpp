@@ -8,7 +8,7 @@ namespace pyORV3 {
 
 namespace {
 
-// Fills the wide text from the ANSI one. Where the code page is UTF-8 the system refuses the flag.
+// Converts an ANSI string to a wide one. If the code page is UTF-8, the system refuses the flag.
 void widen(const std::string& text, std::wstring& wide) {
     const auto size = static_cast<int>(wide.size());
     if (MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text.c_str(), -1, wide.data(), size) == 0) {
@@ -19,7 +19,7 @@ void widen(const std::string& text, std::wstring& wide) {
 }  // namespace
 
 PythonReference textFromAnsi(const std::string& text) {
-    // No byte of an ANSI text becomes more than one wide character.
+    // No byte of an ANSI string becomes more than one wide character.
     std::wstring wide(text.size() + 1, L'\0');
     widen(text, wide);
     wide.resize(wide.find(L'\0'));
@@ -37,19 +37,19 @@ PythonReference textFromUtf8(const std::string& text) {
 }
 
 std::string ansiFromText(PyObject* text) {
-    // One more wide character than the str has, for those that take two where wide means 16 bits.
+    // One more wide character than the str has, for characters that need two 16-bit units.
     std::wstring wide(2 * static_cast<std::size_t>(PyUnicode_GetLength(text)) + 1, L'\0');
     if (PyUnicode_AsWideChar(text, wide.data(), static_cast<Py_ssize_t>(wide.size() - 1)) < 0) {
         PyErr_Clear();
-        throw std::bad_alloc();  // a str has no other reason
+        throw std::bad_alloc();  // the only possible failure for a str
     }
     const int size = WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
     if (size <= 0) {
-        throw std::bad_alloc();  // more than the system's function can count
+        throw std::bad_alloc();  // longer than the function of the system accepts
     }
     std::string ansi(static_cast<std::size_t>(size), '\0');
     WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, ansi.data(), size, nullptr, nullptr);
-    ansi.resize(ansi.size() - 1);  // the terminator that was converted too
+    ansi.resize(ansi.size() - 1);  // without the converted terminator
     return ansi;
 }
 

@@ -1,4 +1,4 @@
-// Texts between Python and the 8-bit world of the suite.
+// Conversion between Python strings and the 8-bit strings of the suite.
 #ifndef PYORV3_MODULE_BINDING_TEXT_CONVERSION_H
 #define PYORV3_MODULE_BINDING_TEXT_CONVERSION_H
 
@@ -8,15 +8,17 @@
 
 namespace pyORV3 {
 
-// A str of a text in the system's ANSI code page. Empty, with Python's error pending, only when
+// Returns the str for a string in the ANSI code page. Empty, with a pending Python error, only if
 // memory is exhausted.
 [[nodiscard]] PythonReference textFromAnsi(const std::string& text);
 
-// A str of a UTF-8 text; a text that is none is read in the ANSI code page instead.
+// Returns the str for a UTF-8 string; a string that is not valid UTF-8 is read in the ANSI code
+// page.
 [[nodiscard]] PythonReference textFromUtf8(const std::string& text);
 
-// The str up to its first NUL in the ANSI code page; what the code page does not hold becomes its
-// default character. Exhausted memory is std::bad_alloc, without a pending Python error.
+// Returns the str up to its first NUL in the ANSI code page, with the default character for
+// characters outside the code page. Throws std::bad_alloc if memory is exhausted, without a pending
+// Python error.
 [[nodiscard]] std::string ansiFromText(PyObject* text);
 
 }  // namespace pyORV3

@@ -1,4 +1,4 @@
-// The catch table of the object layer: what a thrown value means as a status.
+// The catch table of the object layer: the status for each thrown value.
 #ifndef PYORV3_MODULE_STATUS_CAUGHT_FAILURE_H
 #define PYORV3_MODULE_STATUS_CAUGHT_FAILURE_H
 
@@ -8,12 +8,12 @@
 
 namespace pyORV3 {
 
-// Turns the value that is being handled into a status and traces it under the context. To be
-// called inside a catch (...) clause only. The end of a thread passes through.
+// Converts the exception that is being handled to a status and traces it under the context.
+// REQUIRES: called inside a catch (...) clause. Does not stop the end of a thread.
 //
 // A thrown unsigned int, int or short is the status (sign-extended); std::bad_alloc is
 // memoryExhausted; a std::string, any other std::exception and anything else are unknownException.
-// A thrown 0 is no failure: nothing is traced and success returned.
+// A thrown 0 is success and is not traced.
 [[nodiscard]] Status reportCaught(std::string_view context);
 
 }  // namespace pyORV3

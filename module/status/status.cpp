@@ -20,7 +20,7 @@ constexpr std::uint32_t number(Status status) {
     return codeOf(status) & 0xFFFF;
 }
 
-// Library codes that carry the family 0x27 or a number of the range 0x8000 to 0x9FFF.
+// True for library codes with the family 0x27 or a number from 0x8000 to 0x9FFF.
 constexpr bool belongsToNormalizedFamily(Status status) {
     constexpr std::uint32_t normalizedFamily = 0x27;
     return family(status) == normalizedFamily ||

@@ -1,8 +1,8 @@
-// Status codes: the 32-bit outcome that every method of the module reports; 0 is success. How
-// results of the libraries become one, and what the normalisations make of it.
+// Status codes: the 32-bit result of every method of the module; 0 is success. Conversion of
+// results of the libraries to statuses, and their normalisation.
 //
-// Layout: bits 31-29 failure bits, bit 28 reserved (carried through), bits 27-16 the facility (the
-// family of the code), bits 15-0 the number within the family.
+// Layout: bits 31-29 failure bits, bit 28 reserved (unchanged), bits 27-16 the facility (the family
+// of the code), bits 15-0 the number within the family.
 #ifndef PYORV3_MODULE_STATUS_STATUS_H
 #define PYORV3_MODULE_STATUS_STATUS_H
 
@@ -12,7 +12,7 @@
 
 namespace pyORV3 {
 
-// A status. A raw number becomes one through the conversions below and in no other way.
+// A status. Raw numbers become statuses only through the conversions below.
 enum class Status : std::uint32_t {
     success = 0,
 
@@ -37,7 +37,7 @@ enum class Status : std::uint32_t {
     noBlock = 0xEBE88102,
     // End of the generated lines.
 
-    // Why the object layer has no context; its callers see these numbers as they are.
+    // Reasons of the object layer for a missing context; callers see these numbers unchanged.
     noTemporaryContext = 1,
     noNode = 2,
     nodeWithRefusal = 3,
@@ -46,12 +46,12 @@ enum class Status : std::uint32_t {
 
 using enum Status;
 
-// The number of a status.
+// Returns the number of a status.
 [[nodiscard]] constexpr std::uint32_t codeOf(Status status) noexcept {
     return static_cast<std::uint32_t>(status);
 }
 
-// ---- What becomes a status ----
+// ---- Conversion to a status ----
 
 // A 32-bit status of the data-access library, the dictionary or an engine.
 [[nodiscard]] constexpr Status libraryStatus(OrvStatus status) noexcept {
@@ -63,7 +63,7 @@ using enum Status;
     return static_cast<Status>(static_cast<std::int32_t>(result));
 }
 
-// A 16-bit result that is a failure number of the library: sign-extended, with 0x60 ORed in.
+// A 16-bit failure number of the library: sign-extended, with 0x60 ORed in.
 [[nodiscard]] constexpr Status failureNumber(OrvResult result) noexcept {
     constexpr std::uint32_t failureNumberBits = 0x60;
     return static_cast<Status>(codeOf(signExtended(result)) | failureNumberBits);
@@ -74,34 +74,33 @@ using enum Status;
     return static_cast<Status>(errorNumber);
 }
 
-// A number that was thrown for its bits.
+// A number thrown as an exception, used for its bits.
 [[nodiscard]] constexpr Status thrownStatus(std::uint32_t thrown) noexcept {
     return static_cast<Status>(thrown);
 }
 
 // ---- The library error pattern ----
 
-// Asks the error query about the last failed call on the context: the library's 32-bit code, or
-// the query's own failure number when the query fails.
+// Returns the 32-bit code of the last failed call on the context, or the failure number of the
+// error query if that fails.
 [[nodiscard]] Status queriedError(OrvContext context) noexcept;
 
-// The status of a 16-bit result of a call on the context: 0, the queried code for
-// ORV_RESULT_ASK_ERROR_QUERY, else the failure number.
+// Returns the status for a 16-bit result of a call on the context: 0, the queried code for
+// ORV_RESULT_ASK_ERROR_QUERY, otherwise the failure number.
 [[nodiscard]] Status libraryError(OrvResult result, OrvContext context) noexcept;
 
 // ---- The normalisations ----
 
-// The normalisation that every status passes once on its way to Python. Never 0 for a nonzero
-// status. The module's own and the engines' codes (facilities 0xCE9 and 0x061) stay as they are;
-// library codes become 0xEBE8xxxx, 0xE0400199 or the code with the failure bits set.
+// Normalises a status on its way to Python, exactly once. Never returns 0 for a nonzero status.
+// Codes of the module and of engines (facilities 0xCE9 and 0x061) stay unchanged; library codes
+// become 0xEBE8xxxx, 0xE0400199 or the code with the failure bits set.
 [[nodiscard]] Status mapStatus(Status status) noexcept;
 
-// Brings the results of engines, those with 0x61 in bits 23-16, into their own family of codes:
-// 0xE061xxxx.
+// Moves engine results with 0x61 in bits 23-16 to their own family of codes, 0xE061xxxx.
 [[nodiscard]] Status engineStatus(Status result) noexcept;
 
-// The reduced normalisation of the object layer: only the library codes that become 0xEBE8xxxx
-// change, everything else stays.
+// The reduced normalisation of the object layer: changes only the library codes that become
+// 0xEBE8xxxx.
 [[nodiscard]] Status normalizeStatus(Status status) noexcept;
 
 }  // namespace pyORV3

@@ -21,7 +21,7 @@ void detail::report(std::string_view context, int level, MessageParts message,
             sink({context, level, joined, code});
         }
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
-        // A report that finds no memory is lost; the failure that it reports has its status.
+        // Without memory the report is lost; the status of the failure is not.
     }
 }
 
@@ -31,7 +31,7 @@ TraceSink setTraceSink(TraceSink sink) noexcept {
 
 namespace {
 
-// Open until the process ends: a thread may report while others end it. Set before the sink is.
+// Stays open until the process ends, because other threads may still report. Set before the sink.
 std::FILE* traceFile = nullptr;
 
 // The time as 2024-01-24T21:02:12.125Z.
@@ -50,7 +50,7 @@ std::string timeText() {
     return text.data();
 }
 
-// The text as one field of a line.
+// Returns the string as one field of a line.
 std::string field(std::string_view text) {
     std::string printable(text.empty() ? "-" : text);
     const auto isControl = [](char byte) {
@@ -67,7 +67,7 @@ void appendToFile(const TraceReport& traceReport) {
     const std::string line = timeText() + '\t' + field(traceReport.context) + '\t' +
                              std::to_string(traceReport.level) + '\t' + field(traceReport.message) +
                              '\t' + code.data();
-    // Nobody can be told where this fails.
+    // A failed write cannot be reported anywhere.
     static_cast<void>(std::fwrite(line.data(), 1, line.size(), traceFile));
 }
 
@@ -80,7 +80,7 @@ void traceToFile(const char* fileName) {
         static_cast<void>(std::fprintf(stderr, "pyORV3: no reports: cannot open %s\n", fileName));
         return;
     }
-    // Without a buffer a line is one writing, which the system puts at the end of the file.
+    // Without a buffer a line is one write, which the system appends to the file.
     static_cast<void>(std::setvbuf(traceFile, nullptr, _IONBF, 0));
     static_cast<void>(setTraceSink(appendToFile));
 }

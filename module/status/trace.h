@@ -1,6 +1,6 @@
-// The diagnostics sink of the module: the reasons of failures, for whoever hunts one.
+// The diagnostics sink of the module, which receives the reasons of failures.
 //
-// Reports are discarded unless a sink is in place. No result depends on it.
+// Reports are discarded unless a sink is set. Results do not depend on it.
 #ifndef PYORV3_MODULE_STATUS_TRACE_H
 #define PYORV3_MODULE_STATUS_TRACE_H
 
@@ -13,7 +13,7 @@
 
 namespace pyORV3 {
 
-// One report. The texts live only as long as the call of the sink.
+// One report. The strings are valid only during the call of the sink.
 struct TraceReport {
     std::string_view context;  // the method, or class name, "::" and operation; may be empty
     int level;                 // failureLevel; 0 in a plain message
@@ -24,10 +24,10 @@ struct TraceReport {
 // The level of all failure reports.
 inline constexpr int failureLevel = 3;
 
-// Called on the reporting thread, on several at once; may throw, which loses the report.
+// Called on the reporting thread, possibly on several at once. If it throws, the report is lost.
 using TraceSink = void (*)(const TraceReport&);
 
-// The parts of a message, joined without anything between them.
+// The parts of a message, joined without separators.
 using MessageParts = std::initializer_list<std::string_view>;
 
 namespace detail {
@@ -38,7 +38,7 @@ void report(std::string_view context, int level, MessageParts message, Status co
 
 }  // namespace detail
 
-// Reports a failure; returns the status. Costs the test of a pointer where there is no sink.
+// Reports a failure and returns the status. Without a sink this costs one pointer test.
 inline Status trace(std::string_view context, int level, MessageParts message,
                     Status code) noexcept {
     if (detail::traceSink.load(std::memory_order_acquire) != nullptr) {
@@ -56,13 +56,13 @@ inline void trace(std::string_view message) noexcept {
     trace({}, 0, message, success);
 }
 
-// Puts a sink in place (null: discard, as at the start) and returns the one before it.
+// Sets the sink (null discards reports, the default) and returns the previous one.
 TraceSink setTraceSink(TraceSink sink) noexcept;
 
-// From now on appends each report as one line to the file ("-": standard error) until the process
-// ends: time in UTC, context, level, message and code, separated by tabs, what is empty as "-".
-// Each line is one writing at the end of the file, so that threads, forked children and other
-// processes may share it. A file that cannot be opened is said on standard error.
+// Appends each report from now on as one line to the file ("-": standard error): time in UTC,
+// context, level, message and code, separated by tabs, "-" for empty fields. Each line is one write
+// at the end of the file, so that threads, child processes and other processes can share it. If the
+// file cannot be opened, an error is printed to standard error.
 void traceToFile(const char* fileName);
 
 }  // namespace pyORV3
