@@ -15,11 +15,11 @@ namespace {
 constexpr const char* markerVariable = "OSVENV";
 constexpr const char* suiteKey = "SOFTWARE\\Tarsel\\Orsova Environment";
 
-// Ends the reading of a key that fails at every index and never reports its last one, as one that
-// is deleted meanwhile; no suite has so many variables.
-constexpr std::uint32_t maximumValueCount = 65536;
+// Max index of a value. Limits a key that fails at every index and never reports its last value,
+// for example because it is deleted meanwhile; no suite has so many variables.
+constexpr std::uint32_t maxValueCount = 65536;
 
-// A handle to the token of this process, closed at the end.
+// Owns a handle to the token of this process.
 class ProcessToken {
   public:
     explicit ProcessToken(DWORD access) {
@@ -44,9 +44,9 @@ class ProcessToken {
     HANDLE handle_ = nullptr;
 };
 
-// Takes the default access-control list from the token of the process, so that every user may open
-// the objects that it creates without a security description of their own: the suite's libraries
-// share such objects between users.
+// Removes the default access-control list from the token of the process, so that every user may
+// open the objects that it creates without a security descriptor: the libraries of the suite share
+// such objects between users.
 void relaxDefaultAccess() {
     OSVERSIONINFOA version{};
     version.dwOSVersionInfoSize = sizeof(version);
@@ -63,24 +63,24 @@ void relaxDefaultAccess() {
 
 constexpr DWORD usualSize = 256;
 
-// A name has at most 16,383 characters, of at most two bytes each in an ANSI code page.
-constexpr DWORD maximumNameSize = 2 * 16383 + 1;
+// A name has at most 16,383 characters of at most two bytes in an ANSI code page.
+constexpr DWORD maxNameSize = 2 * 16383 + 1;
 
-constexpr DWORD maximumDataSize = 1024 * 1024;
+constexpr DWORD maxDataSize = 1024 * 1024;
 
-// The characters before the first NUL.
+// Returns the characters before the first NUL.
 std::string textIn(const std::vector<char>& buffer, DWORD size) {
     const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(size);
     return {buffer.begin(), std::find(buffer.begin(), end, '\0')};
 }
 
-// A key of the registry, open for reading. Owns the open key and closes it.
+// A key of the registry, open for reading. Owns the key and closes it.
 class RegistryKey {
   public:
-    // What became of reading one value: it was read, it cannot be read, or there is none any more.
+    // Result of reading one value.
     enum class Reading { value, unreadable, end };
 
-    // Opens the key under root with this path; isOpen is false where that fails.
+    // Opens the key under root with this path; isOpen is false after a failure.
     RegistryKey(HKEY root, const char* path);
     ~RegistryKey();
     RegistryKey(const RegistryKey&) = delete;
@@ -90,10 +90,9 @@ class RegistryKey {
 
     bool isOpen() const { return key_ != nullptr; }
 
-    // Reads the value with an index, counted from 0, of a key that is open: its name, and its data
-    // up to the first NUL whatever its type. Both are in the ANSI code page and whole, however
-    // long; data of more than 1 MiB is unreadable. name and text change only where a value was
-    // read. Throws std::bad_alloc.
+    // Reads the value with an index, counted from 0, of an open key: its name, and its data up to
+    // the first NUL for any type. Both are complete and in the ANSI code page; data of more than 1
+    // MiB is unreadable. Changes name and text only if a value was read. Throws std::bad_alloc.
     Reading readValue(std::uint32_t index, std::string& name, std::string& text) const;
 
   private:
@@ -131,11 +130,12 @@ RegistryKey::Reading RegistryKey::readValue(std::uint32_t index, std::string& na
             return Reading::end;
         }
         const DWORD nextSize = std::max(dataSize, 2 * static_cast<DWORD>(dataBuffer.size()));
-        if (status != ERROR_MORE_DATA || nextSize > maximumDataSize) {
+        if (status != ERROR_MORE_DATA || nextSize > maxDataSize) {
             return Reading::unreadable;
         }
-        // The system does not say which of the two was too small, and of a name not by how much.
-        nameBuffer.resize(maximumNameSize);
+        // The system does not report which of the two buffers was too small, and the size only for
+        // data.
+        nameBuffer.resize(maxNameSize);
         dataBuffer.resize(nextSize);
     }
 }
@@ -150,7 +150,7 @@ void setVariable(const std::string& name, const std::string& registryText) {
     if (!present) {
         SetEnvironmentVariableA(name.c_str(), value.c_str());
     }
-    // The runtime library made its copy of the environment before these variables were set.
+    // The runtime library copied the environment before these variables were set.
     _putenv((name + "=" + value).c_str());
 }
 
@@ -165,7 +165,7 @@ void copySuiteVariables() {
     }
     std::string name;
     std::string text;
-    for (std::uint32_t index = 0; index < maximumValueCount; ++index) {
+    for (std::uint32_t index = 0; index < maxValueCount; ++index) {
         const auto reading = key.readValue(index, name, text);
         if (reading == RegistryKey::Reading::end) {
             break;
@@ -181,7 +181,7 @@ void copySuiteVariables() {
 
 std::optional<std::string> processVariable(const std::string& name) {
     std::string value(256, '\0');
-    // The size that is needed may grow again before the next attempt.
+    // The necessary size may grow again before the next attempt.
     for (;;) {
         const auto size = static_cast<DWORD>(value.size());
         const DWORD result = GetEnvironmentVariableA(name.c_str(), value.data(), size);
@@ -199,8 +199,8 @@ void loadSuiteEnvironment() noexcept {
     try {
         copySuiteVariables();
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
-        // Memory is short. What is missing shows as a failure of the library; the next call tries
-        // again, for the marker is set last.
+        // Memory is exhausted. The library fails for a missing variable, and the next call tries
+        // again because the marker is set last.
     }
 }
 

@@ -1,9 +1,9 @@
-// The variables of the process environment, and those by which the suite's libraries find their
-// folders and settings.
+// Variables of the process environment, and those from which the libraries of the suite get their
+// directories and settings.
 //
-// The suite keeps them in the registry, in the values of the key "SOFTWARE\Tarsel\Orsova
-// Environment" under HKEY_LOCAL_MACHINE: the name of a value is the variable's name, its data the
-// variable's text.
+// The suite stores them in the registry, in the values of the key "SOFTWARE\Tarsel\Orsova
+// Environment" under HKEY_LOCAL_MACHINE: the name of a value is the name of the variable, its data
+// the value of the variable.
 #ifndef PYORV3_ENVIRONMENT_SUITE_ENVIRONMENT_H
 #define PYORV3_ENVIRONMENT_SUITE_ENVIRONMENT_H
 
@@ -12,21 +12,21 @@
 
 namespace pyORV3 {
 
-// The whole value of a variable, however long, as the bytes that the system gives. None where the
-// variable is not set or its value is empty. Throws std::bad_alloc.
+// Returns the whole value of a variable, as the bytes of the system, or nullopt if it is not set or
+// empty. Throws std::bad_alloc.
 std::optional<std::string> processVariable(const std::string& name);
 
-// Copies the suite's variables into the environment of the process and of the runtime library, and
-// sets the marker variable "OSVENV" to "1" so that it is done once. To be called before a library
-// context is made and before a variable of the suite is looked up.
+// Copies the variables of the suite into the environment of the process and of the runtime library,
+// and sets the marker variable "OSVENV" to "1" so that this happens once. Must be called before a
+// library context is created and before a variable of the suite is looked up.
 //
-// A variable that already has a value keeps it. Before the registry is read the default access of
-// the process is relaxed. Where the marker is set, also by a parent process, nothing is done. Where
-// the key cannot be opened or memory is short the marker stays unset, so that the next call tries
-// again. Failures are silent: a value that cannot be read, or whose name cannot name a variable, is
-// left out.
+// Variables with a value keep it. Relaxes the default access of the process before it reads the
+// registry. Does nothing if the marker is set, for example by a parent process. If the key cannot
+// be opened or memory is exhausted, the marker stays unset, so that the next call tries again.
+// Failures are silent: values that cannot be read or whose names are not valid for a variable are
+// skipped.
 //
-// The caller holds the interpreter lock; there is no other one.
+// REQUIRES: the interpreter lock.
 void loadSuiteEnvironment() noexcept;
 
 }  // namespace pyORV3

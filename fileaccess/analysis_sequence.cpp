@@ -1,8 +1,8 @@
 // FileAccess: the copy of an analysis sequence.
 //
-// Two classes, the geometry block and single parameters go from the source to the destination,
-// and a class and two parameters from the file that the source refers to. The destination's own
-// settings lie in the copied classes: they are read before and written back after the copy.
+// Copies two classes, the geometry block and single parameters of the source, and a class and two
+// parameters of the file that the source refers to. The own settings of the destination are in the
+// copied classes: they are read before and written back after the copy.
 #include <array>
 
 #include "fileaccess/file_access.h"
@@ -31,7 +31,7 @@ constexpr std::array<SequenceClass, 2> copiedClasses{{
 constexpr std::uint16_t geometryClass = 0x4005;  // QAR_CLS_VORLAGEOM
 constexpr const char* geometryFailure = "Failed to copy QAR_CLS_VORLAGEOM";
 
-// Settings of the destination that survive the copy.
+// Settings of the destination that the copy keeps.
 constexpr std::array<std::uint32_t, 4> preservedSettings{0x20100075, 0x20100076, 0x20030015,
                                                          0x20030053};
 using SavedSettings = std::array<Variant, preservedSettings.size()>;
@@ -40,14 +40,14 @@ using SavedSettings = std::array<Variant, preservedSettings.size()>;
 constexpr std::uint32_t mandatoryParameter = 0x20020028;  // a failed write ends the copy
 constexpr std::uint32_t optionalParameter = 0x20020083;
 
-// The file that the source refers to, and what comes from it.
+// The file that the source refers to, and the parameters that are copied from it.
 constexpr std::uint32_t referenceSwitch = 0x2010002D;
 constexpr std::uint32_t referencedFileName = 0x20100104;
 constexpr std::array<std::uint32_t, 2> referencedParameters{0x200000B6, 0x2010004C};
 constexpr std::uint16_t referencedClass = 0x2002;
 
-// The first goes to the destination as it is; where the source holds only one of the two, that one
-// becomes the second in the destination.
+// The first is copied to the destination; if the source has only one of the two, that one becomes
+// the second in the destination.
 constexpr std::uint32_t sequenceParameter = 0x20000002;
 constexpr std::uint32_t analysisParameter = 0x20100005;
 
@@ -55,14 +55,14 @@ bool isPresent(const Variant& value) {
     return value.getDataType() != Variant::DataType::Unknown;
 }
 
-// The value of the first record; without a value where it cannot be read.
+// Reads the value of the first record; it is Unknown if the value cannot be read.
 Variant read(FileAccess& file, std::uint32_t code) {
     Variant value;
     file.getParameter(code, value, 0, 0);
     return value;
 }
 
-// Writes a value that is present into the first record.
+// Writes a known value to the first record.
 Status writePresent(FileAccess& file, std::uint32_t code, const Variant& value) {
     return isPresent(value) ? file.setParameter(code, value, 0, 0) : success;
 }
@@ -81,7 +81,7 @@ void restoreSettings(FileAccess& file, const SavedSettings& saved) {
     }
 }
 
-// Creates the class's block where the destination lacks it. A block that is still missing then
+// Creates the block of the class if the destination does not have it. If it is still missing, it
 // counts as copied.
 Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint16_t classCode) {
     Status status = source.copyTo(destination, classCode);
@@ -92,8 +92,8 @@ Status copyOrCreateClass(FileAccess& source, FileAccess& destination, std::uint1
     return status == pyORV3::noBlock ? success : status;
 }
 
-// Moves the whole chunks of the geometry block; the block begins with the number of its bytes.
-// The result of the library call that failed, else 0.
+// Copies the whole chunks of the geometry block, which begins with its number of bytes. Returns the
+// result of the failed library call, or 0.
 OrvResult copyGeometry(OrvContext source, OrvContext destination) {
     constexpr std::uint32_t writeOption = 0x40;
     std::array<std::uint8_t, ORV_BLOCK_CHUNK_SIZE> chunk{};
@@ -102,12 +102,12 @@ OrvResult copyGeometry(OrvContext source, OrvContext destination) {
         return OrvReadUFBlock(source, geometryClass, static_cast<std::uint32_t>(offset),
                               chunk.data(), ORV_BLOCK_CHUNK_SIZE, 0, &count);
     };
-    // A destination that has the block, or a source without one, is no failure: the results of
-    // the first two calls say nothing.
+    // The results of the first two calls are ignored: the destination may have the block already,
+    // or the source may not have one.
     OrvCreateBlock(destination, geometryClass, 0, -1);
     readChunk(0);
     const auto total = Utility::readLittleEndian<std::uint32_t>(chunk.data());
-    // 64 bits: a total near the end of 32 bits must not turn the offset back to 0.
+    // 64 bits, so that a total near 2^32 does not wrap the offset to 0.
     for (std::uint64_t offset = chunk.size(); total >= offset; offset += chunk.size()) {
         OrvResult result = OrvWriteUFBlock(destination, geometryClass, chunk.data(),
                                            ORV_BLOCK_CHUNK_SIZE, writeOption);
@@ -121,7 +121,7 @@ OrvResult copyGeometry(OrvContext source, OrvContext destination) {
     return 0;
 }
 
-// Brings over what the file holds to which the source refers. Whatever fails is left out.
+// Copies the class and the parameters from the file that the source refers to. Skips failures.
 void copyFromReferencedFile(FileAccess& source, FileAccess& destination) {
     const Variant isUsed = read(source, referenceSwitch);
     if (!isPresent(isUsed) || !isUsed.toBoolean()) {

@@ -25,7 +25,7 @@ using Utility::ByteStream;
 
 namespace {
 
-// The absolute form of a name, or the name itself where the system gives none.
+// Returns the absolute form of a name, or the name if the system does not return one.
 std::string fullPath(const std::string& name) {
     struct Freed {
         void operator()(char* text) const noexcept { std::free(text); }
@@ -34,7 +34,7 @@ std::string fullPath(const std::string& name) {
     return absolute != nullptr ? absolute.get() : name;
 }
 
-// Opens or creates the file on a fresh context.
+// Opens or creates the file on a new context.
 Status openOnContext(OrvContext context, const std::string& path, std::uint32_t flags) {
     if ((flags & ORV_ACCESS_CREATE) != 0) {
         return normalizeStatus(pyORV3::signExtended(
@@ -45,12 +45,12 @@ Status openOnContext(OrvContext context, const std::string& path, std::uint32_t 
                                                      flags | ORV_ACCESS_READ, 0, nullptr));
 }
 
-// Records count from 1; callers that have no record to name pass 0.
+// Records count from 1; 0 means that the caller does not name a record.
 std::uint16_t recordOrFirst(std::uint16_t record) {
     return record == 0 ? 1 : record;
 }
 
-// The library takes the size of a value as 16 bits.
+// The library accepts the size of a value as 16 bits.
 std::uint16_t sizeOf(const ByteStream& buffer) {
     return static_cast<std::uint16_t>(buffer.size());
 }
@@ -69,7 +69,7 @@ FileAccess::~FileAccess() {
     }
     try {
         close(closeWithoutFlush);
-    } catch (...) {  // NOLINT(bugprone-empty-catch): nobody is left to tell
+    } catch (...) {  // NOLINT(bugprone-empty-catch): a destructor cannot report it
     }
 }
 
@@ -165,7 +165,7 @@ Status FileAccess::createBlock(std::uint32_t classArgument, std::uint32_t count,
     auto size = static_cast<std::int32_t>(count);
     if (classCode == ORV_SPECTRUM_CLASS && count == 0) {
         Variant channels;
-        // A failure leaves no value, which counts as 0.
+        // After a failure the value is Unknown, which counts as 0.
         getParameter(ORV_CHANNEL_COUNT_PARAMETER, channels, 0, 0);
         size = channels.toInt32();
     }

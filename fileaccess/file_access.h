@@ -1,4 +1,4 @@
-// FileAccess: one data source of the data-access library under a lock of its own, with diagnostics.
+// FileAccess: one data source of the data-access library, with its own lock and diagnostics.
 #ifndef PYORV3_FILEACCESS_FILE_ACCESS_H
 #define PYORV3_FILEACCESS_FILE_ACCESS_H
 
@@ -13,25 +13,24 @@
 
 namespace Tarsel::Datasources::QAR {
 
-// An object is empty, owns the data source that it opened, or is attached to a caller's data
-// source, which it never closes.
+// An object is empty, owns the data source that it opened, or is attached to a data source of the
+// caller, which it never closes.
 //
-// Every operation returns a status, 0 for success, and traces its refusals. Operations that need
-// a data source give noDataSource where the object, or the source or the destination of a copy, has
-// none; badArguments where source and destination are one object. Library results are normalised
-// (normalizeStatus) unless an operation says otherwise.
+// Every operation returns a status, 0 for success, and traces failures. Operations on a data source
+// return noDataSource if the object, or the source or the destination of a copy, does not have one,
+// and badArguments if source and destination are the same object. Library results are normalised
+// (normalizeStatus) unless an operation states otherwise.
 //
-// Every operation holds the object's recursive mutex from its first step to its last. A copy
-// locks its source, then its destination, and unlocks in reverse order, also where something is
-// thrown. Two threads that copied two objects into each other would wait for each other: an object
-// must not be shared between threads. The module makes its objects inside one call and never
-// shares them.
+// Every operation holds the recursive mutex of the object. A copy locks its source, then its
+// destination, and unlocks in reverse order. Two threads that copied two objects into each other
+// would deadlock, so an object must not be shared between threads. The module creates its objects
+// inside one call and never shares them.
 class FileAccess {
   public:
-    // An empty object. Both constructors load the suite's environment.
+    // Creates an empty object. Both constructors load the environment of the suite.
     FileAccess();
 
-    // Attached to the handle; empty when it is 0.
+    // Attaches the object to the handle; empty if it is 0.
     explicit FileAccess(OrvContext handle);
 
     // Closes an owned data source without flushing it.
@@ -42,57 +41,54 @@ class FileAccess {
     FileAccess(FileAccess&&) = delete;
     FileAccess& operator=(FileAccess&&) = delete;
 
-    // Gives an empty object a data source: creates the file when the flags have ORV_ACCESS_CREATE,
-    // else opens it with the flags and ORV_ACCESS_READ as access mode. On failure the object stays
-    // empty.
+    // Opens a data source for an empty object: creates the file if the flags have
+    // ORV_ACCESS_CREATE, otherwise opens it with the flags and ORV_ACCESS_READ. After a failure the
+    // object stays empty.
     //
-    // badArguments for an empty name; dataSourceAlreadyOpen where the object has a data source;
-    // noTemporaryContext to noBoundContext where no context can be created; the 16-bit library
-    // result, sign-extended (normalised after a creation only).
+    // Returns badArguments for an empty name; dataSourceAlreadyOpen if the object has a data
+    // source; noTemporaryContext to noBoundContext if no context can be created; otherwise the
+    // 16-bit result of the library, sign-extended (normalised only after a creation).
     pyORV3::Status open(std::string fileName, std::uint32_t flags);
 
-    // Ends the object's data source: an attached one is forgotten, an owned one flushed (unless
-    // bit 0 of the flags is set), closed and released. The object is empty afterwards, also where
-    // that fails.
+    // Detaches an attached data source; flushes (unless bit 0 of the flags is set), closes and
+    // releases an owned one. The object is empty afterwards, even after a failure.
     pyORV3::Status close(std::uint32_t flags);
 
     // Class argument of `copyTo`: the whole data source.
     static constexpr std::uint32_t allClasses = 0xFFFFFFFF;
 
-    // Copies one class into the destination, or the whole data source. The class argument is a
-    // class number, or a code whose high 16 bits are one. noBlock where the destination does
-    // not hold the class's block.
+    // Copies one class or the whole data source into the destination. The class argument is a class
+    // number or a code whose high 16 bits are one. noBlock if the destination does not have the
+    // block of the class.
     pyORV3::Status copyTo(FileAccess& destination, std::uint32_t classArgument);
 
-    // Copies the whole data source; takes no lock. dataSourceAlreadyOpen where one side has no data
-    // source.
+    // Copies the whole data source without a lock. dataSourceAlreadyOpen if one side does not have
+    // a data source.
     pyORV3::Status duplicateTo(FileAccess& destination);
 
-    // Creates a block of `count` units of the class. The spectrum class with count 0 gets as many
-    // channels as the data source says. The last two arguments are not read.
+    // Creates a block of `count` units of the class. The spectrum class with count 0 gets the
+    // channel count of the data source. The last two arguments are not used.
     pyORV3::Status createBlock(std::uint32_t classArgument, std::uint32_t count, std::uint32_t,
                                std::uint32_t);
 
-    // Reads a parameter into the value, which is cleared first. Record 0 stands for record 1.
-    //
-    // The status of ParameterMetadata::lookup or deserialize; memoryExhausted where memory is
-    // exhausted (reportCaught); the library's.
+    // Reads a parameter into the value, which is cleared first. Record 0 means record 1. Returns
+    // the status of ParameterMetadata::lookup, of deserialize or of the library, or memoryExhausted
+    // if memory is exhausted (reportCaught).
     pyORV3::Status getParameter(std::uint32_t code, com::tarsel::utility::Variant& value,
                                 std::uint16_t record, std::uint16_t entry);
 
-    // Writes a parameter. Record 0 stands for record 1.
-    //
-    // The status of ParameterMetadata::lookup or serialize; the library's.
+    // Writes a parameter. Record 0 means record 1. Returns the status of ParameterMetadata::lookup,
+    // of serialize or of the library.
     pyORV3::Status setParameter(std::uint32_t code, const com::tarsel::utility::Variant& value,
                                 std::uint16_t record, std::uint16_t entry);
 
-    // Copies the analysis sequence into the destination and keeps the destination's own settings
-    // (analysis_sequence.cpp). What was written stays written when a later step fails.
+    // Copies the analysis sequence into the destination, which keeps its own settings
+    // (analysis_sequence.cpp). Values that were written before a failure stay.
     pyORV3::Status copySequenceTo(FileAccess& destination);
 
   private:
-    // Traces a message of an operation, "FileAccess::" and its name, with a prefix that names the
-    // file; returns the status.
+    // Traces a message of an operation, with "FileAccess::" and its name as context and the file as
+    // prefix; returns the status.
     pyORV3::Status report(std::string_view context, std::string_view message,
                           pyORV3::Status status) const;
 
@@ -101,7 +97,7 @@ class FileAccess {
                                    std::uint32_t code, std::uint16_t record, std::uint16_t entry,
                                    pyORV3::Status status) const;
 
-    std::string fileName_;  // as it was passed to `open`
+    std::string fileName_;  // the argument of `open`
     OrvContext handle_ = 0;
     std::recursive_mutex mutex_;
     bool attached_ = false;

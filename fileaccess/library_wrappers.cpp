@@ -8,7 +8,7 @@ using pyORV3::success;
 
 namespace {
 
-// Fills the record of the node that new contexts are bound to, asked through a context of its own.
+// Fills the record of the node to which new contexts are bound, through a temporary context.
 Status findNode(OrvNodeRecord& node) {
     OrvContext temporary = 0;
     if (OrvCreateDSC2(nullptr, &temporary, 0, 0) != 0) {

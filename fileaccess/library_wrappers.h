@@ -1,9 +1,8 @@
-// The library calls of the file access object with their results as statuses, and the contexts it
-// needs for a moment.
+// Library calls of the file access object with statuses as results, and its temporary contexts.
 //
-// But for createContext every function that gives a status gives 0, the code that the error query
-// gives for a result of -1, or any other result sign-extended with 0x60 ORed in
-// (module/status/status.h). None of the statuses is normalised.
+// Except createContext, the functions return 0, the code of the error query for a result of -1, or
+// any other result sign-extended with 0x60 ORed in (module/status/status.h). The statuses are not
+// normalised.
 #ifndef PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 #define PYORV3_FILEACCESS_LIBRARY_WRAPPERS_H
 
@@ -14,7 +13,7 @@
 
 namespace Tarsel::Datasources::QAR {
 
-// Deletes a library context at the end of its life, whatever handle it was given.
+// Owns a library context; the destructor deletes it, whatever its handle.
 class OwnedContext {
   public:
     explicit OwnedContext(OrvContext handle) noexcept : handle_(handle) {}
@@ -30,34 +29,35 @@ class OwnedContext {
     OrvContext handle_;
 };
 
-// Which nodes an enumeration looks at: the second choice is for the result that asks for it.
+// Selects the nodes of an enumeration: the second choice is for the result that asks for it.
 enum class NodeSelector : std::uint16_t {
     first = ORV_NODE_SELECTOR,
     second = ORV_NODE_SELECTOR_RETRY,
 };
 
-// Enumerates one node on the context into the record; the result is the library's.
+// Enumerates one node on the context into the record; returns the result of the library.
 [[nodiscard]] OrvResult enumerateNode(OrvContext context, OrvNodeRecord& node,
                                       NodeSelector selector);
 
-// Creates a context bound to the node; access and option go to its creation. `handle` is written
-// on success only. success, noTemporaryContext, noNode, nodeWithRefusal or noBoundContext.
+// Creates a context bound to the node; access and option are passed to the library. `handle` is set
+// only after success. Returns success, noTemporaryContext, noNode, nodeWithRefusal or
+// noBoundContext.
 [[nodiscard]] pyORV3::Status createContext(OrvContext& handle, std::uint16_t access,
                                            std::uint32_t option);
 
-// Bit 0 of the flags of closeDataSource and FileAccess::close: what was not flushed is not saved.
+// Bit 0 of the flags of closeDataSource and FileAccess::close: do not save unsaved changes.
 inline constexpr std::uint32_t closeWithoutFlush = 1;
 
-// Flushes (unless the flags say otherwise) and closes the data source and deletes its context. A
-// failed flush leaves the data source unclosed; the context is deleted in every case. The first
-// failure is returned.
+// Flushes (unless the flags prevent it) and closes the data source and deletes its context. After a
+// failed flush the data source is not closed; the context is always deleted. Returns the first
+// failure.
 [[nodiscard]] pyORV3::Status closeDataSource(OrvContext handle, std::uint32_t flags);
 
 // Deletes the context.
 [[nodiscard]] pyORV3::Status releaseContext(OrvContext handle);
 
-// Copies one class; the destination must hold the class's block. The error query goes to the side
-// that the library names as the failing one.
+// Copies one class; the destination must have its block. Queries the error of the side that the
+// library reports as failed.
 [[nodiscard]] pyORV3::Status copyClass(OrvContext source, OrvContext destination,
                                        std::uint16_t classCode);
 

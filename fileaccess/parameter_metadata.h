@@ -1,4 +1,4 @@
-// ParameterMetadata: the description of one parameter as the data source itself gives it.
+// ParameterMetadata: the description of one parameter in the data source.
 #ifndef PYORV3_FILEACCESS_PARAMETER_METADATA_H
 #define PYORV3_FILEACCESS_PARAMETER_METADATA_H
 
@@ -13,29 +13,29 @@
 
 namespace Tarsel::Datasources::QAR {
 
-// Lives for one operation. Empty (type and sizes 0) until a lookup succeeds.
+// Exists for one operation. Empty (type and sizes 0) until a lookup succeeds.
 class ParameterMetadata {
   public:
-    // The context that answers lookups, which stays the caller's; 0 makes each lookup use a
-    // temporary context of its own.
+    // context: used for lookups and owned by the caller; 0 makes each lookup create a temporary
+    // context.
     explicit ParameterMetadata(OrvContext handle) noexcept : handle_(handle) {}
 
-    // Asks for the description of the parameter code.
+    // Looks up the description of the parameter code.
     //
-    // 0; the 16-bit result of a failed description query, zero-extended, with the former
-    // description kept; parameterUnknown when the data source reports the size 0. With a temporary
+    // Returns 0; the 16-bit result of a failed query, zero-extended, with the former description
+    // unchanged; or parameterUnknown if the data source reports the size 0. With a temporary
     // context the results are reduced to 16 bits and sign-extended, and a context that cannot be
     // created gives 0 with an empty description.
     [[nodiscard]] pyORV3::Status lookup(std::uint32_t code);
 
-    // Bytes of the value: of a text its length and a terminator.
+    // Bytes of the value; for a text its length and a terminator.
     [[nodiscard]] std::uint32_t valueSize() const noexcept;
 
-    // The value as `valueSize` bytes in the layout of the parameter's type; see serializeValue.
+    // Writes the value as `valueSize` bytes in the layout of the type; see serializeValue.
     [[nodiscard]] pyORV3::Status serialize(const com::tarsel::utility::Variant& value,
                                            Utility::ByteStream& out) const;
 
-    // The value of the bytes in the layout of the parameter's type; see deserializeValue.
+    // Reads the value from bytes in the layout of the type; see deserializeValue.
     [[nodiscard]] pyORV3::Status deserialize(const Utility::ByteStream& in,
                                              com::tarsel::utility::Variant& out) const;
 
@@ -54,8 +54,8 @@ class ParameterMetadata {
     std::array<char, 56> name_{};
 };
 
-// The parameter's name for a diagnostic text, asked through a temporary context; the code in
-// hexadecimal (at least two digits) where the lookup fails.
+// Returns the name of the parameter for a diagnostic message, from a temporary context, or its code
+// in hexadecimal (at least two digits) if the lookup fails.
 [[nodiscard]] std::string describeParameterCode(std::uint32_t code);
 
 }  // namespace Tarsel::Datasources::QAR

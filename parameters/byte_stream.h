@@ -1,5 +1,5 @@
-// ByteStream: the owned, zero-filled byte buffer in which values travel to and from the
-// data-access library; and the numbers in value bytes, which are little-endian.
+// ByteStream: a byte buffer for values on their way to and from the data-access library; and the
+// little-endian numbers in value bytes.
 #ifndef PYORV3_PARAMETERS_BYTE_STREAM_H
 #define PYORV3_PARAMETERS_BYTE_STREAM_H
 
@@ -10,13 +10,13 @@
 
 namespace Tarsel::Utility {
 
-// Holds either nothing (size 0, no array) or exactly `size` bytes that start out zero.
-// Exhausted memory is reported as std::bad_alloc; the stream then keeps what it had.
+// Owns either nothing (size 0, no array) or exactly `size` bytes, initially zero. Throws
+// std::bad_alloc if memory is exhausted; the content then stays unchanged.
 class ByteStream {
   public:
     ByteStream() noexcept = default;
 
-    // A stream of `byteCount` zero bytes.
+    // Creates a stream of `byteCount` zero bytes.
     explicit ByteStream(std::uint32_t byteCount);
 
     virtual ~ByteStream() = default;
@@ -25,21 +25,20 @@ class ByteStream {
     ByteStream(ByteStream&&) = delete;
     ByteStream& operator=(ByteStream&&) = delete;
 
-    // Makes the stream at least `byteCount` bytes long: the old bytes stay in front, the new ones
-    // are zero. Never shrinks.
+    // Extends the stream with zeros to at least `byteCount` bytes. Never shrinks it.
     void grow(std::uint32_t byteCount);
 
-    // Makes the stream exactly `byteCount` bytes long, all of them zero; returns `byteCount`.
+    // Replaces the content with `byteCount` zero bytes; returns `byteCount`.
     std::uint32_t allocate(std::uint32_t byteCount);
 
     // Frees the bytes.
     void clear() noexcept;
 
-    // The first byte; null when the stream is empty.
+    // Returns the first byte, or null if the stream is empty.
     [[nodiscard]] std::uint8_t* data() noexcept { return data_.get(); }
     [[nodiscard]] const std::uint8_t* data() const noexcept { return data_.get(); }
 
-    // The number of bytes.
+    // Returns the number of bytes.
     [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
 
   private:
@@ -50,7 +49,7 @@ class ByteStream {
 static_assert(std::endian::native == std::endian::little,
               "value bytes are moved as the machine holds them");
 
-// The number of type Number in the sizeof(Number) bytes at `bytes`, which need no alignment.
+// Reads a number from the sizeof(Number) bytes at `bytes`, which need no alignment.
 template <typename Number>
 [[nodiscard]] Number readLittleEndian(const std::uint8_t* bytes) noexcept {
     Number number{};

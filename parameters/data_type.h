@@ -1,4 +1,4 @@
-// The data type codes with which the parameter dictionary and the data source describe a value.
+// The data type codes of the parameter dictionary and of the data source.
 #ifndef PYORV3_PARAMETERS_DATA_TYPE_H
 #define PYORV3_PARAMETERS_DATA_TYPE_H
 
@@ -7,7 +7,7 @@
 
 namespace Tarsel::Datasources::QAR {
 
-// The layouts of value bytes; several codes share one.
+// The layouts of value bytes; several codes have the same layout.
 enum class ValueLayout : std::uint8_t {
     byteFlag,      // 1 byte
     shortInteger,  // 2 bytes
@@ -19,11 +19,11 @@ enum class ValueLayout : std::uint8_t {
     date,          // 8 bytes, IEEE 754 double: seconds since 1858-11-17 00:00:00 UTC
 };
 
-// What is known of one data type code.
+// One data type code.
 struct ValueType {
     std::uint32_t code;
     ValueLayout layout;
-    std::uint32_t width;   // bytes of the layout; of a text the least, its terminator
+    std::uint32_t width;   // bytes of the layout; of a text, its terminator
     const char* typeName;  // as scripts see it in the metadata
 };
 
@@ -44,7 +44,7 @@ inline constexpr std::array<ValueType, 12> valueTypes{{
     // End of the generated lines.
 }};
 
-// The table's row for a code; null for a code that the module does not know.
+// Returns the row of a code, or null if the code is unknown.
 [[nodiscard]] constexpr const ValueType* findValueType(std::uint32_t code) noexcept {
     for (const ValueType& valueType : valueTypes) {
         if (valueType.code == code) {
@@ -54,19 +54,19 @@ inline constexpr std::array<ValueType, 12> valueTypes{{
     return nullptr;
 }
 
-// True for the text codes, whose value size is the text length plus one.
+// True for text codes, whose value size is the text length plus one.
 [[nodiscard]] constexpr bool isText(std::uint32_t code) noexcept {
     const ValueType* valueType = findValueType(code);
     return valueType != nullptr && valueType->layout == ValueLayout::text;
 }
 
-// The class code of a class argument or parameter code: the high 16 bits, or the low ones when the
-// high ones are zero.
+// Returns the class code of a class argument or parameter code: the high 16 bits, or the low ones
+// if the high ones are zero.
 [[nodiscard]] constexpr std::uint16_t classCodeOf(std::uint32_t code) noexcept {
     return static_cast<std::uint16_t>((code >> 16) != 0 ? code >> 16 : code);
 }
 
-// The same of a script's class argument.
+// Overload for the class argument of a script.
 [[nodiscard]] constexpr std::uint16_t classCodeOf(std::int32_t classArgument) noexcept {
     return classCodeOf(static_cast<std::uint32_t>(classArgument));
 }

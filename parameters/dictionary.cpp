@@ -15,13 +15,13 @@ namespace {
 
 constexpr const char* dictionaryLibrary = "pqar.dll";
 
-// The system's error number of the step that just failed; never 0, which would say success.
+// Returns the error number of the failed step; never 0, which would mean success.
 Status lastError(DWORD numberWhenUnknown) {
     const DWORD error = GetLastError();
     return systemError(error != 0 ? error : numberWhenUnknown);
 }
 
-// The dictionary's entry points return odd numbers for success; 0 is a failure without a code.
+// The entry points return an odd number for success; 0 is a failure without a code.
 Status lookupStatus(std::uint32_t result) {
     if ((result & 1) != 0) {
         return success;

@@ -1,5 +1,5 @@
-// Access to the parameter dictionary, the library pqar.dll, which is loaded for each lookup and
-// released after it.
+// Access to the parameter dictionary, the library pqar.dll, which is loaded and released for each
+// lookup.
 #ifndef PYORV3_PARAMETERS_DICTIONARY_H
 #define PYORV3_PARAMETERS_DICTIONARY_H
 
@@ -10,8 +10,8 @@
 
 namespace Tarsel::Datasources::QAR {
 
-// What the dictionary reports of one parameter. The numbered outputs are called after their
-// position among the lookup's arguments; nothing in the module interprets them.
+// Description of one parameter in the dictionary. Outputs without a known meaning are named after
+// their position in the arguments.
 struct ParameterInfo {
     static constexpr std::size_t textSize = 256;
 
@@ -19,19 +19,19 @@ struct ParameterInfo {
     std::array<char, textSize> description{};  // NUL-terminated
     std::uint32_t output6 = 0;
     std::uint32_t output7 = 0;
-    std::uint32_t length = 0;  // characters of a text, without the terminator
+    std::uint32_t length = 0;  // characters of a string, without the terminator
     std::uint32_t type = 0;    // data type code
     std::uint32_t size = 0;    // value size in bytes
     std::uint32_t output11 = 0;
     std::uint32_t output12 = 0;
 };
 
-// Asks for the description of a parameter code. Returns 0, the dictionary's own failure status
-// (parameterUnknown where it gives none), or the operating system's error number (126 for a
-// library, 127 for an entry point that is missing).
+// Looks up the description of a parameter code. Returns 0, the failure status of the dictionary
+// (parameterUnknown if it returns 0), or the error number of the operating system (126 for a
+// missing library, 127 for a missing entry point).
 [[nodiscard]] pyORV3::Status getParameterInfo(std::uint32_t code, ParameterInfo& info);
 
-// Asks for the code of a parameter name, an 8-bit text. Returns as getParameterInfo.
+// Looks up the code of a parameter name, an 8-bit string. Returns as getParameterInfo.
 [[nodiscard]] pyORV3::Status parameterNameToCode(const char* name, std::uint32_t& code);
 
 }  // namespace Tarsel::Datasources::QAR

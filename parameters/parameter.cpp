@@ -30,7 +30,7 @@ std::string_view withoutTrailingWhiteSpace(std::string_view text) {
     return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
-// The longest beginning of at most `limit` bytes that does not cut a UTF-8 sequence in two.
+// Returns the longest prefix of at most `limit` bytes that does not split a UTF-8 sequence.
 std::string_view cutText(std::string_view text, std::size_t limit) {
     if (text.size() <= limit) {
         return text;
@@ -46,7 +46,7 @@ std::string_view cutText(std::string_view text, std::size_t limit) {
     return text.substr(0, end);
 }
 
-// Fills a NUL-terminated character field; what does not fit is cut.
+// Fills a NUL-terminated character field; cuts a string that is too long.
 template <std::size_t fieldSize>
 void store(std::array<char, fieldSize>& field, std::string_view text) {
     text = cutText(withoutTrailingWhiteSpace(text), fieldSize - 1);
@@ -99,7 +99,7 @@ bool Parameter::descriptionHasHighBytes() const noexcept {
 
 namespace {
 
-// The bytes up to the first NUL or the end of the stream.
+// Returns the bytes up to the first NUL or the end of the stream.
 std::string textOf(const ByteStream& stream) {
     const auto* text = reinterpret_cast<const char*>(stream.data());
     return {text, strnlen(text, stream.size())};

@@ -1,5 +1,5 @@
-// Parameter: what the dictionary says of one parameter code, and the conversions of its value
-// between bytes and Python objects.
+// Parameter: the description of one parameter code in the dictionary, and the conversions of its
+// value between bytes and Python objects.
 #ifndef PYORV3_PARAMETERS_PARAMETER_H
 #define PYORV3_PARAMETERS_PARAMETER_H
 
@@ -14,10 +14,10 @@ namespace Tarsel::Datasources::QAR {
 
 class Parameter {
   public:
-    // An empty record: numbers 0, texts empty.
+    // Creates an empty record: numbers 0, strings empty.
     Parameter() noexcept = default;
 
-    // The record of a code; a failure of load is thrown as a long that carries its status.
+    // Loads the record of a code; throws the status as a long if load fails.
     explicit Parameter(std::uint32_t code);
 
     virtual ~Parameter() = default;
@@ -26,38 +26,38 @@ class Parameter {
     Parameter(Parameter&&) = delete;
     Parameter& operator=(Parameter&&) = delete;
 
-    // Fills the record from the dictionary. Code 0 gives parameterUnknown and leaves the record
-    // as it is; a failed lookup gives its status and leaves code and class code alone filled.
+    // Loads the record from the dictionary. Code 0 gives parameterUnknown and leaves the record
+    // unchanged; a failed lookup gives its status and sets only code and class code.
     [[nodiscard]] pyORV3::Status load(std::uint32_t code);
 
-    // Makes a Python object of value bytes: bool, int, float, or str (dates as ISO 8601 text). A
-    // data type that is not known or too few bytes give badArguments. The object stays empty, with
-    // Python's error pending, when Python has no memory for it.
+    // Creates a Python object from value bytes: bool, int, float, or str (dates as ISO 8601). An
+    // unknown data type or too few bytes give badArguments. If memory is exhausted, the object
+    // stays empty and a Python error is pending.
     [[nodiscard]] pyORV3::Status deserialize(const Utility::ByteStream& stream,
                                              pyORV3::PythonReference& object) const;
 
-    // Empties the stream and fills it with the value bytes of a Python object. A data type that
-    // is not known, an object that does not fit it or a text that is no date give badArguments.
-    // Throws std::bad_alloc.
+    // Replaces the content of the stream with the value bytes of a Python object. An unknown data
+    // type, an object of the wrong kind or a string that is not a date give badArguments. Throws
+    // std::bad_alloc.
     [[nodiscard]] pyORV3::Status serialize(PyObject* object, Utility::ByteStream& stream) const;
 
     [[nodiscard]] std::uint32_t code() const noexcept { return code_; }
-    // The upper 16 bits of the code, or the code itself when those are zero.
+    // Returns the upper 16 bits of the code, or the code if they are zero.
     [[nodiscard]] std::uint32_t classCode() const noexcept { return classCode_; }
     // The data type code.
     [[nodiscard]] std::uint32_t type() const noexcept { return type_; }
-    // The value size in bytes, below 65,536; of a text its length plus one.
+    // The value size in bytes, below 65,536; for a text its length plus one.
     [[nodiscard]] std::uint32_t size() const noexcept { return size_; }
-    // The longest text in characters, without the terminator.
+    // The max characters of a text, without the terminator.
     [[nodiscard]] std::uint32_t length() const noexcept { return attributes_[1]; }
     // At most 55 bytes, without trailing white space.
     [[nodiscard]] const char* name() const noexcept { return name_.data(); }
     // At most 255 bytes, without trailing white space.
     [[nodiscard]] const char* description() const noexcept { return description_.data(); }
-    // True when a byte of the description is outside ASCII.
+    // True if a byte of the description is outside ASCII.
     [[nodiscard]] bool descriptionHasHighBytes() const noexcept;
 
-    // The data source handle that a script named together with the parameter.
+    // The data source handle that the script passed.
     void setHandle(std::int32_t handle) noexcept { handle_ = handle; }
 
   private:

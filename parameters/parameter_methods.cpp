@@ -18,7 +18,7 @@ using Tarsel::Utility::ByteStream;
 
 namespace {
 
-// A 5-tuple of a name, a text, two numbers and a type name.
+// Returns a tuple of a name, a string, two numbers and a type name.
 Status metadataTuple(const char* name, const std::string& text, std::uint32_t code,
                      std::uint32_t classCode, const char* typeName, PythonReference& metadata) {
     PythonReference tuple(PyTuple_New(5));
@@ -26,7 +26,7 @@ Status metadataTuple(const char* name, const std::string& text, std::uint32_t co
         PyErr_Clear();
         return outOfMemory;
     }
-    // Codes are signed 32-bit ints wherever scripts meet them.
+    // Scripts see codes as signed 32-bit ints.
     PythonReference items[] = {
         textFromUtf8(name), textFromUtf8(text),
         PythonReference(PyLong_FromLong(static_cast<std::int32_t>(code))),

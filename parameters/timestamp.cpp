@@ -24,8 +24,8 @@ constexpr std::uint32_t nanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t secondsPerDay = 86'400;
 constexpr std::int64_t lastWritableSecond = 253'402'300'799;  // 9999-12-31 23:59:59 UTC
 
-// The three decimals of the fraction as text, ".123", truncated. The fraction goes through single
-// precision, so that from about 999,999,500 ns it is 1.000000 and shown as ".000".
+// Returns the three decimals of the fraction, ".123", truncated. The fraction is rounded to single
+// precision, so that it is 1.000000 from about 999,999,500 ns on and gives ".000".
 std::string fractionText(std::uint32_t nanoseconds) {
     const float fraction =
         static_cast<float>(nanoseconds) / static_cast<float>(nanosecondsPerSecond);
@@ -76,7 +76,7 @@ void Timestamp::fromDouble(double librarySeconds) noexcept {
 }
 
 double Timestamp::toDouble() const noexcept {
-    // Unsigned, so that seconds beyond all dates wrap instead of overflowing.
+    // Unsigned, so that seconds outside all dates wrap instead of overflowing.
     const std::uint64_t wholeSeconds =
         static_cast<std::uint64_t>(seconds_) + static_cast<std::uint64_t>(epochDistance);
     const std::uint64_t ticks =
@@ -87,7 +87,7 @@ double Timestamp::toDouble() const noexcept {
 
 std::string Timestamp::format(bool applyZone, std::int32_t zoneOffset,
                               std::string_view options) const {
-    // Far outside the writable years the offset makes no difference, but it could overflow.
+    // Far outside the writable years the offset has no effect, but it could overflow.
     std::int64_t wallSeconds = std::clamp(seconds_, -lastWritableSecond, 2 * lastWritableSecond);
     wallSeconds += applyZone ? zoneOffset : 0;
     wallSeconds += nanoseconds_ / nanosecondsPerSecond;
@@ -119,8 +119,7 @@ std::string Timestamp::format(bool applyZone, std::int32_t zoneOffset,
 }
 
 // ---- Reading ----
-// The numbers are read without the C library's scanning functions, whose decimal point follows the
-// process's locale.
+// Not with the scanning functions of the C library, whose decimal point depends on the locale.
 
 std::int64_t civilToSeconds(const BrokenDownTime& time, std::int64_t offset) noexcept {
     constexpr std::int64_t lastSecond = 2'147'483'647;  // 2038-01-19 03:14:07 UTC
@@ -135,7 +134,7 @@ std::int64_t civilToSeconds(const BrokenDownTime& time, std::int64_t offset) noe
     const auto civilMonth = static_cast<unsigned>(months % monthsPerYear) + 1;
     const chrono::sys_days firstOfMonth{chrono::year{static_cast<int>(civilYear)} /
                                         chrono::month{civilMonth} / 1};
-    // Counting on from the first of the month moves a day beyond its end into the next months.
+    // Adding to the first of the month moves a day after its end into the next months.
     const std::int64_t dayCount =
         firstOfMonth.time_since_epoch().count() + std::int64_t{time.day} - 1;
     const std::int64_t total = dayCount * secondsPerDay + std::int64_t{time.hour} * 3600 +
@@ -152,13 +151,13 @@ constexpr std::size_t maxTextLength = 63;
 constexpr std::size_t maxTimeLength = 31;
 constexpr std::size_t maxZoneLength = 15;
 
-// Reads numbers and single characters from the front of a text, as a scanning format would.
+// Reads numbers and single characters from the front of a string, like a scanning format.
 class Scanner {
   public:
     explicit Scanner(std::string_view text) noexcept : rest_(text) {}
 
-    // A decimal integer with an optional sign after optional blanks, of at most `width`
-    // characters. Numbers beyond the range of int become its limits.
+    // Reads a decimal integer of at most `width` characters, with an optional sign and leading
+    // blanks. Numbers outside the range of int become its limits.
     std::optional<int> integer(std::size_t width = std::string_view::npos) noexcept {
         skipBlanks();
         std::string_view field = rest_.substr(0, width);
@@ -180,7 +179,7 @@ class Scanner {
         return number;
     }
 
-    // A single-precision number after optional blanks; infinity beyond its range.
+    // Reads a single-precision number after optional blanks; infinity if it is too large.
     std::optional<float> number() noexcept {
         skipBlanks();
         float value = 0;
@@ -192,7 +191,7 @@ class Scanner {
                                                        : value;
     }
 
-    // True when the text goes on with exactly this character.
+    // Removes this character from the front; returns false if it is not there.
     bool character(char expected) noexcept {
         if (!rest_.starts_with(expected)) {
             return false;
@@ -247,7 +246,7 @@ bool readDate(std::string_view text, BrokenDownTime& time) noexcept {
         return false;
     }
     const auto day = scanner.integer();
-    // Every month has 31 days here: what lies beyond its end is moved into the next.
+    // Every month has 31 days here; a day after the end of the month becomes one of the next month.
     if (!day || *year < 1970 || !within(*month, 1, 12) || !within(*day, 1, 31)) {
         return false;
     }
@@ -277,7 +276,7 @@ bool readTime(std::string_view text, BrokenDownTime& time, float& seconds) noexc
     return true;
 }
 
-// The seconds to add to the written wall time to get UTC; nothing when the zone is refused.
+// Returns the seconds to add to the wall time to get UTC, or nullopt for an invalid zone.
 std::optional<std::int64_t> readZone(std::string_view text) noexcept {
     if (!text.starts_with('+') && !text.starts_with('-')) {
         return 0;

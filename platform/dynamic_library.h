@@ -7,11 +7,11 @@
 
 namespace platform {
 
-// Loads a library and unloads it when the object goes, also when something is thrown meanwhile.
-// Why a step failed is in GetLastError() until the object goes.
+// Owns a loaded library; the destructor unloads it. GetLastError() is the reason of a failed step
+// until then.
 class DynamicLibrary {
   public:
-    // fileName: with the ending ".dll", also where libraries are called otherwise.
+    // fileName: with the ending ".dll" on every system.
     explicit DynamicLibrary(const char* fileName) : module_(LoadLibraryA(fileName)) {
         if (module_ != nullptr) {
             receiveExceptionsOfLoadedLibraries();
@@ -27,13 +27,14 @@ class DynamicLibrary {
     DynamicLibrary(DynamicLibrary&&) = delete;
     DynamicLibrary& operator=(DynamicLibrary&&) = delete;
 
-    // False when loading failed.
+    // False if loading failed.
     explicit operator bool() const noexcept { return module_ != nullptr; }
 
-    // The entry point of that name as a pointer of the given type; null when it is missing.
+    // Returns the entry point with this name as a pointer of the given type, or null if it is
+    // missing.
     template <typename Function>
     [[nodiscard]] Function find(const char* entryPoint) const {
-        // By way of void*, since the system's pointer has a signature that is nobody's.
+        // Through void*, since the pointer type of the system has an arbitrary signature.
         return reinterpret_cast<Function>(
             reinterpret_cast<void*>(GetProcAddress(module_, entryPoint)));
     }

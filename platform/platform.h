@@ -1,7 +1,7 @@
-// The operating-system functions that the module calls, under the names that Windows gives them.
+// The operating-system functions that the module calls, under their Windows names.
 //
-// On Windows they are the system's own. Elsewhere the headers under posix/ declare as many of them
-// as are used, with the same parameters and results; README.md lists them.
+// On Windows they are those of the system. On other systems the headers under posix/ declare the
+// used ones with the same parameters and results; README.md lists them.
 #ifndef PYORV3_PLATFORM_PLATFORM_H
 #define PYORV3_PLATFORM_PLATFORM_H
 

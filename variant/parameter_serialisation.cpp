@@ -50,7 +50,7 @@ Timestamp timestampOf(double libraryDate) {
     return timestamp;
 }
 
-// out holds at least the bytes of the layout.
+// out: at least the bytes of the layout.
 void writeValue(ValueLayout layout, const Variant& value, ByteStream& out) {
     switch (layout) {
         case ValueLayout::byteFlag:
@@ -72,7 +72,7 @@ void writeValue(ValueLayout layout, const Variant& value, ByteStream& out) {
     }
 }
 
-// in holds at least the bytes of the layout.
+// in: at least the bytes of the layout.
 Variant& readValue(ValueLayout layout, const ByteStream& in, Variant& out) {
     switch (layout) {
         case ValueLayout::byteFlag:
@@ -121,7 +121,7 @@ Status deserializeValue(std::uint32_t type, const ByteStream& in, Variant& out) 
     if (valueType == nullptr) {
         return pyORV3::success;
     }
-    // A text may fill its buffer to the end: it needs no terminator and so has no least size.
+    // A text may fill its buffer without a terminator and therefore has no min size.
     if (valueType->layout != ValueLayout::text && in.size() < valueType->width) {
         return reportInvalidSize(deserializeContext);
     }

@@ -24,15 +24,15 @@ using Tarsel::Utility::writeLittleEndian;
 
 namespace {
 
-// ---- Numbers in text ----
-// How a text value becomes a number, independent of the locale of the process, which a script may
-// change. Each function skips leading white space and reads the longest prefix that forms a number;
-// a text without one gives zero.
+// ---- Numbers in strings ----
+// Conversion of strings to numbers, independent of the locale of the process, which a script may
+// change. Each function skips leading white space and reads the longest prefix that is a number; a
+// string without one gives zero.
 
 constexpr std::string_view digits = "0123456789";
 
-// The part of the text in which a number can stand: without leading white space and a leading
-// plus sign, which std::from_chars does not take, up to the first character outside ASCII.
+// Returns the part of the string that can contain a number: without leading white space and a
+// leading plus sign, which std::from_chars refuses, up to the first character outside ASCII.
 std::string numberCandidate(std::u16string_view text) {
     constexpr std::u16string_view whiteSpace = u" \t\n\v\f\r";
     text.remove_prefix(std::min(text.find_first_not_of(whiteSpace), text.size()));
@@ -52,7 +52,7 @@ std::string numberCandidate(std::u16string_view text) {
     return candidate;
 }
 
-// Without a sign: std::from_chars alone would also take "inf" and "nan".
+// Without a sign: std::from_chars alone would also accept "inf" and "nan".
 bool beginsWithDecimalNumber(std::string_view candidate) {
     candidate.remove_prefix(candidate.starts_with('-') ? 1 : 0);
     candidate.remove_prefix(candidate.starts_with('.') ? 1 : 0);
@@ -70,8 +70,8 @@ std::int64_t readInteger(std::string_view candidate) {
     return number;
 }
 
-// The end of the double's range that a well-formed number has left. The power of ten of its first
-// significant digit tells: it is far from zero.
+// Returns infinity or zero for a well-formed number outside the range of double, depending on the
+// power of ten of its first significant digit, which is far from zero.
 double beyondRange(std::string_view number) {
     const std::size_t mantissaSize = std::min(number.find_first_of("eE"), number.size());
     const std::string_view mantissa = number.substr(0, mantissaSize);
@@ -85,13 +85,13 @@ double beyondRange(std::string_view number) {
     return number.starts_with('-') ? -magnitude : magnitude;
 }
 
-// An optional sign and decimal digits. Beyond 64 bits the nearest 64-bit number.
+// Reads an optional sign and decimal digits. Outside 64 bits: the nearest 64-bit number.
 std::int64_t integerIn(std::u16string_view text) {
     return readInteger(numberCandidate(text));
 }
 
-// A decimal floating-point number, as std::wcstod reads it. Beyond the range of a double
-// infinity, below it 0, both with their sign.
+// Reads a decimal floating-point number like std::wcstod. Too large: infinity; too small: 0, both
+// with their sign.
 double floatingNumberIn(std::u16string_view text) {
     const std::string candidate = numberCandidate(text);
     if (!beginsWithDecimalNumber(candidate)) {
@@ -106,8 +106,8 @@ double floatingNumberIn(std::u16string_view text) {
     return number;
 }
 
-// T, t, Y, y are true and F, f, N, n false where the text begins with one of them; any other
-// text is true when its integer is not zero.
+// T, t, Y, y at the front are true and F, f, N, n false; any other string is true if its integer is
+// not zero.
 bool flagIn(std::u16string_view text) {
     constexpr std::u16string_view trueLetters = u"TtYy";
     constexpr std::u16string_view falseLetters = u"FfNn";
@@ -135,7 +135,7 @@ Variant::WideText widened(std::string_view text) {
     return wide;
 }
 
-// Truncated toward zero; a number that Integer cannot hold becomes the nearest that it can.
+// Truncates toward zero; a number outside the range of Integer becomes the nearest limit.
 template <std::signed_integral Integer, std::floating_point Number>
 Integer saturated(Number number) {
     using Limits = std::numeric_limits<Integer>;
@@ -171,7 +171,7 @@ Target textTo(const Variant::WideText& text) {
     }
 }
 
-// The number as printf's %g writes it in the C locale.
+// Returns the number in the format %g of printf in the C locale.
 std::string generalFormat(double number) {
     constexpr int significantDigits = 6;
     std::array<char, 32> buffer{};

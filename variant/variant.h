@@ -10,8 +10,8 @@
 
 namespace com::tarsel::utility {
 
-// A plain value that owns nothing but its text. Conversions never fail: what holds no number of
-// the wanted kind gives zero. Exhausted memory is reported as std::bad_alloc.
+// A plain value that owns only its string. Conversions never fail: a value without a number gives
+// zero. Throws std::bad_alloc if memory is exhausted.
 class Variant {
   public:
     enum class DataType : std::uint32_t {
@@ -36,14 +36,14 @@ class Variant {
     // its seconds since 1858-11-17 00:00:00 UTC as a double.
     using ValueBytes = std::array<std::uint8_t, 8>;
 
-    // Text of 16-bit characters, each made of one byte: the byte's value widened with its sign, so
-    // that 0x80 to 0xFF become 0xFF80 to 0xFFFF. No code page is involved.
+    // String of 16-bit characters: each is one byte, sign-extended, so that 0x80 to 0xFF become
+    // 0xFF80 to 0xFFFF. No code page is involved.
     using WideText = std::u16string;
 
     // Unknown, with the zero Timestamp.
     Variant() noexcept = default;
 
-    // A copy has its date normalised: whole seconds of the nanoseconds are carried.
+    // A copy normalises its date: whole seconds move from the nanoseconds to the seconds.
     Variant(const Variant& other);
     Variant& operator=(const Variant& other);
     Variant(Variant&&) noexcept = default;
@@ -60,7 +60,7 @@ class Variant {
     Variant& operator=(const char* value);  // NUL-terminated, not null
     Variant& operator=(const Tarsel::Utility::Timestamp& value);
 
-    // Back to Unknown; the date alone stays what it was.
+    // Resets the value to Unknown; the date stays.
     void clear() noexcept;
 
     [[nodiscard]] DataType getDataType() const noexcept { return dataType_; }
@@ -72,26 +72,27 @@ class Variant {
     [[nodiscard]] double toDouble() const;
     [[nodiscard]] bool toBoolean() const;
 
-    // The date of the last DateTime assigned, whatever the data type is now.
+    // Returns the date of the last assigned DateTime, whatever the data type is now.
     [[nodiscard]] Tarsel::Utility::Timestamp toDateTime() const noexcept { return date_; }
 
-    // The value as text: integers in decimal, floating-point numbers and 64-bit integers in the
-    // general format with six significant digits, a Uint32 as the signed number of the same bits,
-    // a Boolean as 1 or 0, a date in ISO 8601 form, "unknown" and "null".
+    // Returns the value as a string: integers in decimal, floating-point numbers and 64-bit
+    // integers in the general format with six significant digits, a Uint32 as the signed number
+    // with the same bits, a Boolean as 1 or 0, a date in ISO 8601 form, "unknown" and "null".
     [[nodiscard]] WideText convertToString() const;
 
-    // convertToString with the low 8 bits of each character.
+    // Returns convertToString with the low 8 bits of each character.
     [[nodiscard]] std::string toString() const;
 
-    // The number that a value of the data type holds, as Target (a signed 16-, 32- or 64-bit
-    // integer, float, double or bool). Integers keep their low bits; floating-point numbers are
-    // truncated toward zero and saturate, NaN gives 0 (true as a bool); of texts the
-    // longest prefix counts that forms a number. A data type without a number (Unknown and any id
-    // above Null) is reported in a line on the process's standard output and gives zero.
+    // Converts a value of the data type to Target (a signed 16-, 32- or 64-bit integer, float,
+    // double or bool). Integers keep their low bits; floating-point numbers are truncated toward
+    // zero and saturate, NaN gives 0 (true as a bool); of a string the longest prefix that is a
+    // number is used. A data type without a number (Unknown and ids above Null) is reported on
+    // standard output and gives zero.
     template <typename Target>
     [[nodiscard]] static Target convert(DataType dataType, ValueBytes value, const WideText& text);
 
-    // The text of a value of the data type; an id above Null is traced and gives an empty text.
+    // Converts a value of the data type to a string; an id above Null is traced and gives an empty
+    // string.
     [[nodiscard]] static WideText convertToString(DataType dataType, ValueBytes value,
                                                   const Tarsel::Utility::Timestamp& date,
                                                   const WideText& text);

@@ -13,8 +13,8 @@
 
 namespace {
 
-// getenv hands out a pointer that setenv may free. Held around a fork, so that the new process does
-// not find it locked by a thread that it has not.
+// getenv returns a pointer that setenv may free. Held during a fork: otherwise the child could find
+// the mutex locked by a thread that does not exist there.
 std::mutex& environmentMutex() {
     static std::mutex& guarded = []() -> std::mutex& {
         static std::mutex mutex;
@@ -34,7 +34,7 @@ BOOL fail(DWORD error) {
     return FALSE;
 }
 
-// Empty where the current folder cannot be found; error then holds the reason.
+// Empty if the current directory is not available; error is then the reason.
 std::string absolutePath(const std::string& path, std::error_code& error) {
     const std::filesystem::path absolute = path.starts_with('/')
                                                ? std::filesystem::path(path)
@@ -43,7 +43,8 @@ std::string absolutePath(const std::string& path, std::error_code& error) {
         return {};
     }
     std::string normal = absolute.lexically_normal().string();
-    // What ends in "." or ".." becomes a folder with a slash, which Windows does not write.
+    // A path that ends in "." or ".." becomes a directory with a slash, which Windows does not
+    // write.
     if (normal.size() > 1 && normal.ends_with('/') && !path.ends_with('/')) {
         normal.pop_back();
     }
@@ -65,7 +66,7 @@ DWORD GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size) {
         return 0;
     }
     SetLastError(ERROR_SUCCESS);
-    // Linux bounds the environment far below 4 GiB.
+    // Linux limits the environment far below 4 GiB.
     const auto length = static_cast<DWORD>(value->size());
     if (buffer == nullptr || size <= length) {
         return length + 1;

@@ -1,8 +1,8 @@
-// The environment of the process: its variables, and what a path means in its current folder.
-// Names and values of variables are bytes; names are case-sensitive.
+// The environment of the process: its variables, and absolute paths. Names and values of variables
+// are bytes; names are case-sensitive.
 //
-// There is one environment: the copy that the Windows runtime library keeps beside the process
-// environment has no counterpart. Calls of this layer are safe against each other in threads.
+// There is one environment: the copy that the runtime library of Windows keeps does not exist here.
+// Safe for concurrent use by multiple threads through this layer.
 #ifndef PYORV3_PLATFORM_POSIX_ENVIRONMENT_H
 #define PYORV3_PLATFORM_POSIX_ENVIRONMENT_H
 
@@ -12,19 +12,19 @@
 
 #include "platform/posix/system.h"
 
-// Copies the value of a variable and a NUL into buffer, which has room for size bytes, and returns
-// the length of the value; an empty value thus gives 0, with the last error 0. A value that does
-// not fit leaves buffer alone, and the result is the size it needs with its NUL. No such variable:
-// 0 and ERROR_ENVVAR_NOT_FOUND.
+// Copies the value of a variable and a NUL into buffer of size bytes and returns the length of the
+// value; an empty value gives 0 with the last error 0. If the value does not fit, buffer stays
+// unchanged and the result is the necessary size with the NUL. Unknown variable: 0 and
+// ERROR_ENVVAR_NOT_FOUND.
 DWORD GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size);
 
-// Sets a variable, to the empty text too; a null value removes it (ERROR_ENVVAR_NOT_FOUND where
-// there is none). A name that is null, empty or has an "=" in it is ERROR_INVALID_PARAMETER.
+// Sets a variable; null removes it (ERROR_ENVVAR_NOT_FOUND if it is not set). A name that is null,
+// empty or contains "=" gives ERROR_INVALID_PARAMETER.
 BOOL SetEnvironmentVariableA(LPCSTR name, LPCSTR value);
 
-// Takes "NAME=value" and sets the variable. "NAME=" asks the runtime library to drop its own copy,
-// of which there is none: nothing changes. Returns 0, or -1 with errno EINVAL where no name or no
-// "=" is there. The text stays the caller's.
+// Sets the variable of "NAME=value". "NAME=" removes it from the copy of the runtime library, which
+// does not exist here: no effect. Returns 0, or -1 with errno EINVAL if the name or the "=" is
+// missing. The caller keeps the string.
 int _putenv(const char* assignment);  // NOLINT(*-reserved-identifier,cert-dcl*): Windows' name
 
 // The absolute form of a path, without "." and "..". It is made from the text alone: the file need
@@ -37,7 +37,7 @@ char* _fullpath(char* buffer, const char* path, std::size_t size);
 
 namespace platform {
 
-// The value of a variable, none where it is not set.
+// Returns the value of a variable, or nullopt if it is not set.
 std::optional<std::string> environmentVariable(const char* name);
 
 }  // namespace platform

@@ -35,7 +35,7 @@ std::string nativeName(std::string_view name) {
     return std::string(name);
 }
 
-// A reference of the loader to a library; empty where there is none.
+// Owns a reference of the loader to a library, or nothing.
 struct Unloader {
     void operator()(void* library) const { dlclose(library); }
 };
@@ -43,10 +43,10 @@ using Reference = std::unique_ptr<void, Unloader>;
 
 struct Opened {
     Reference reference;
-    bool wasMapped = false;  // something else has the library in memory
+    bool wasMapped = false;  // other code has the library in memory
 };
 
-// Goes straight to the loader, which needs no look at the file for a library that it has mapped.
+// Calls the loader directly, which does not need the file of a mapped library.
 Opened open(const std::string& path) {
     if (path.size() >= PATH_MAX) {
         return {};
@@ -73,8 +73,8 @@ Opened openInLibraryPath(const std::string& file, std::string_view folders) {
     return {};
 }
 
-// The file of the program or library that holds this code; empty where the loader was given a
-// relative name of the library, which may mean another file by now.
+// Returns the file of the program or library that contains this code; empty if the loader got a
+// relative name, which may mean another file by now.
 std::string ownFile() {
     static const int anchor = 0;
     Dl_info symbol{};
@@ -90,7 +90,7 @@ std::string ownFile() {
     return name.front() == '/' ? name : std::string();
 }
 
-// The folder of this code with its last slash, empty where it is not known.
+// Returns the directory of this code with its last slash, or an empty string if it is unknown.
 const std::string& ownFolder() {
     static const std::string folder = [] {
         const std::string file = ownFile();
@@ -99,7 +99,7 @@ const std::string& ownFolder() {
     return folder;
 }
 
-// Beside this code, and in the folder there in which an installed package has its libraries.
+// The directory of this code and the library directory of an installed package there.
 Opened openBesideThisCode(const std::string& file) {
     if (ownFolder().empty()) {
         return {};
@@ -108,8 +108,8 @@ Opened openBesideThisCode(const std::string& file) {
     return opened.reference ? std::move(opened) : open(ownFolder() + "pyORV3.libs/" + file);
 }
 
-// Asks the loader for the folders it searches: it keeps LD_LIBRARY_PATH as it was when the process
-// started, where an empty entry means the current folder.
+// Queries the search directories of the loader: it keeps the LD_LIBRARY_PATH of the start of the
+// process, in which an empty entry means the current directory.
 bool loaderSearchesAbsoluteFolders() {
     const std::unique_ptr<void, int (*)(void*)> program(dlopen(nullptr, RTLD_LAZY), dlclose);
     Dl_serinfo sizes{};
@@ -146,7 +146,7 @@ Opened find(const std::string& file, std::string_view libraryPath) {
     return opened.reference ? std::move(opened) : openInSystemFolders(file);
 }
 
-// The loader looks a name up in the libraries that a library needs as well; Windows does not.
+// The loader also searches the dependencies of a library for a name; Windows does not.
 bool isDefinedIn(void* library, const void* address) {
     const link_map* expected = nullptr;
     Dl_info symbol{};
@@ -157,9 +157,9 @@ bool isDefinedIn(void* library, const void* address) {
 
 }  // namespace
 
-// A library that callers have loaded, and its entry points as far as they were asked for.
+// A loaded library with the entry points that were looked up.
 struct platform::Library {
-    std::string name;         // as the callers gave it
+    std::string name;         // the argument of the callers
     std::string libraryPath;  // LD_LIBRARY_PATH, by which it was found
     Reference reference;
     bool isKept;  // outlives its uses: something else had it in memory before this code
@@ -173,16 +173,16 @@ using platform::Library;
 
 // The libraries that are in use or kept.
 //
-// Loading what is mapped, finding an entry point and unloading each take the loader a walk over all
-// libraries of the process, and the search a walk over the folders before. So a library that
-// something else holds in memory is kept here from its first loading on and found again by its name
-// alone, as long as LD_LIBRARY_PATH is the same; one that only callers have loaded goes with the
+// Loading a mapped library, finding an entry point and unloading each make the loader walk through
+// all libraries of the process, and a search walks through the directories. So a library that other
+// code has in memory is kept here from its first loading on and found by its name alone, as long as
+// LD_LIBRARY_PATH does not change; a library that only callers have loaded is unloaded with the
 // last of them.
 class Libraries {
   public:
-    // Any thread may call any function.
+    // Safe for concurrent use by multiple threads.
 
-    // One more use of the library; null where none is found.
+    // Adds a use of the library; null if it is not found.
     Library* load(std::string_view name) {
         std::string path = platform::environmentVariable("LD_LIBRARY_PATH").value_or(std::string());
         {
@@ -191,7 +191,7 @@ class Libraries {
                 return library;
             }
         }
-        // Not under the lock: the library's own start-up code may load others.
+        // Without the lock: the start-up code of the library may load others.
         Opened opened = find(nativeName(name), path);
         if (!opened.reference) {
             return nullptr;
@@ -218,16 +218,16 @@ class Libraries {
         return library->entryPoints.emplace_back(text, reinterpret_cast<FARPROC>(address)).second;
     }
 
-    // One use less.
+    // Removes a use.
     void release(Library* library) {
-        std::unique_ptr<Library> unused;  // goes when the lock is free again
+        std::unique_ptr<Library> unused;  // unloaded after the lock is released
         const std::lock_guard lock(mutex_);
         if (--library->uses == 0 && !library->isKept) {
             unused = take(library);
         }
     }
 
-    // Around a fork, so that the new process does not find a lock that nobody will release.
+    // Locked during a fork, so that the child does not find a lock that is never released.
     void lock() { mutex_.lock(); }
     void unlock() { mutex_.unlock(); }
 
@@ -247,10 +247,10 @@ class Libraries {
     Library* add(std::string_view name, std::string libraryPath, Opened opened) {
         bool isKept = opened.wasMapped;
         for (const auto& library : libraries_) {
-            // What had it in memory may have been a caller.
+            // The other user may have been a caller.
             isKept = isKept && (library->isKept || library->reference != opened.reference);
         }
-        // What was found by another LD_LIBRARY_PATH is not wanted any more.
+        // A library found through another LD_LIBRARY_PATH is obsolete.
         std::erase_if(libraries_, [name](const std::unique_ptr<Library>& library) {
             return library->uses == 0 && library->name == name;
         });
@@ -277,7 +277,7 @@ class Libraries {
 };
 
 Libraries& libraries() {
-    // Never destroyed: threads may still be at work while the process ends.
+    // Never destroyed: threads may still run while the process ends.
     static Libraries& all = []() -> Libraries& {
         pthread_atfork([] { libraries().lock(); }, [] { libraries().unlock(); },
                        [] { libraries().unlock(); });
@@ -286,14 +286,14 @@ Libraries& libraries() {
     return all;
 }
 
-// Made while this code is loaded, before a thread could be in the middle of it: a process forked
-// then would wait for ever for the thread that it has not.
+// Created while this code is loaded: otherwise a child forked during initialisation would deadlock
+// on a thread that does not exist there.
 [[maybe_unused]] const bool createdAtLoading = []() noexcept {
     try {
         libraries();
         ownFolder();
         return loaderIsSafe();
-    } catch (const std::exception&) {  // made at the first use then
+    } catch (const std::exception&) {  // created at the first use instead
         return false;
     }
 }();

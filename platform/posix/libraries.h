@@ -1,4 +1,4 @@
-// Libraries that are named at run time.
+// Loads libraries by name at run time.
 #ifndef PYORV3_PLATFORM_POSIX_LIBRARIES_H
 #define PYORV3_PLATFORM_POSIX_LIBRARIES_H
 
@@ -27,12 +27,12 @@ using FARPROC = std::intptr_t (*)();
 // the latter stays in memory.
 HMODULE LoadLibraryA(LPCSTR name);
 
-// The function that the library itself exports under the name; null and ERROR_PROC_NOT_FOUND where
-// it exports none, also where one of the libraries that it needs does.
+// Returns the function that the library itself exports under the name; null and
+// ERROR_PROC_NOT_FOUND if it does not export one, even if one of its dependencies does.
 FARPROC GetProcAddress(HMODULE library, LPCSTR name);
 
-// Releases one loading of a library; what nothing else uses is unmapped with the last one. FALSE
-// and ERROR_INVALID_HANDLE for null.
+// Releases one loading of a library; the last one unmaps it unless other code uses it. FALSE and
+// ERROR_INVALID_HANDLE for null.
 BOOL FreeLibrary(HMODULE library);
 
 #endif

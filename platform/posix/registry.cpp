@@ -21,21 +21,21 @@ platform::OpenKey platform::localMachine;
 
 namespace {
 
-constexpr std::uintmax_t maximumFileSize = 16ULL * 1024 * 1024;
+constexpr std::uintmax_t maxFileSize = 16ULL * 1024 * 1024;
 
 std::string registryPath() {
     const auto named = platform::environmentVariable("ORSOVA_REGISTRY");
     return named && !named->empty() ? *named : "/etc/orsova/registry.reg";
 }
 
-// Only a plain file has a size that can be checked before it is read.
+// Only a regular file has a size that can be checked before it is read.
 std::optional<std::string> readFile(const std::string& path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
         return std::nullopt;
     }
     const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error || size > maximumFileSize) {
+    if (error || size > maxFileSize) {
         return std::nullopt;
     }
     std::string content(static_cast<std::size_t>(size), '\0');

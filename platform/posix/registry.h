@@ -1,6 +1,6 @@
-// The registry: the part of HKEY_LOCAL_MACHINE that a file in the Registry Editor's export format
-// holds, for reading. The file is the one that the environment variable ORSOVA_REGISTRY names,
-// else /etc/orsova/registry.reg; README.md describes its format.
+// The registry: the keys under HKEY_LOCAL_MACHINE in a file in the export format of the Registry
+// Editor, for reading. The environment variable ORSOVA_REGISTRY is its path; default:
+// /etc/orsova/registry.reg. README.md describes the format.
 #ifndef PYORV3_PLATFORM_POSIX_REGISTRY_H
 #define PYORV3_PLATFORM_POSIX_REGISTRY_H
 

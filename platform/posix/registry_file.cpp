@@ -10,19 +10,19 @@ namespace platform {
 
 namespace {
 
-// ---- Lines that give a key its values ----
+// ---- Lines with values ----
 
-// How an export writes the bytes of a text that it writes as numbers.
+// Encoding of a string that an export writes as bytes.
 enum class TextData { ansi, utf16 };
 
-// deleted: the line takes the value away from its key.
+// deleted: the line removes the value from its key.
 struct RegistryLine {
     bool deleted = false;
     RegistryValue value;
 };
 
-// The rest of a line, read from the front. Each function that takes something says whether it was
-// there, and otherwise takes nothing that a further attempt needs.
+// Parses the rest of a line from the front. Each function returns false, or nullopt, if its token
+// is not there, and then removes nothing that another attempt needs.
 class Cursor {
   public:
     explicit Cursor(std::string_view rest) : rest_(rest) {}
@@ -38,7 +38,7 @@ class Cursor {
         return matches;
     }
 
-    // The text up to the closing quote; the opening one is already taken.
+    // The string up to the closing quote, after the opening one.
     std::optional<std::string> takeQuoted() {
         std::string text;
         for (std::size_t i = 0; i < rest_.size(); ++i) {
@@ -54,11 +54,11 @@ class Cursor {
         return std::nullopt;
     }
 
-    // A number of 1 to maximumDigits hexadecimal digits, at most 8.
-    std::optional<DWORD> takeHexadecimal(std::size_t maximumDigits) {
+    // A number of 1 to maxDigits hexadecimal digits, at most 8.
+    std::optional<DWORD> takeHexadecimal(std::size_t maxDigits) {
         skipBlanks();
         DWORD number = 0;
-        const char* end = rest_.data() + std::min(rest_.size(), maximumDigits);
+        const char* end = rest_.data() + std::min(rest_.size(), maxDigits);
         const auto [next, error] = std::from_chars(rest_.data(), end, number, 16);
         if (error != std::errc()) {
             return std::nullopt;
@@ -103,7 +103,7 @@ bool isText(DWORD type) {
     return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
 }
 
-// What follows "hex".
+// Parses the part after "hex".
 bool takeHexadecimalData(Cursor& cursor, TextData textData, RegistryValue& value) {
     value.type = REG_BINARY;
     if (cursor.take("(")) {
@@ -129,7 +129,7 @@ bool takeHexadecimalData(Cursor& cursor, TextData textData, RegistryValue& value
     return wide.has_value();
 }
 
-// What follows the "=".
+// Parses the part after the "=".
 bool takeData(Cursor& cursor, TextData textData, RegistryLine& line) {
     if (cursor.take("-")) {
         line.deleted = true;
@@ -177,7 +177,7 @@ std::optional<RegistryLine> parseRegistryLine(std::string_view line, TextData te
     return std::nullopt;
 }
 
-// Whether the line writes its data as bytes, which go on in the next line after a "\".
+// True if the line writes its data as bytes, which continue in the next line after a "\".
 bool isHexadecimalLine(std::string_view line) {
     Cursor cursor(line);
     std::string name;
@@ -188,8 +188,7 @@ bool isHexadecimalLine(std::string_view line) {
 
 constexpr std::string_view blanks = " \t\r\n";
 
-// Names differ in the registry only where they differ in more than case; of letters outside ASCII
-// the case is kept.
+// Names in the registry are case-insensitive, here only for letters of ASCII.
 std::string foldCase(std::string_view text) {
     std::string folded(text);
     std::transform(folded.begin(), folded.end(), folded.begin(), [](char letter) {
@@ -203,8 +202,8 @@ std::string_view trim(std::string_view text) {
     return text.substr(0, text.find_last_not_of(blanks) + 1);
 }
 
-// The content in the ANSI code page, from whichever encoding it has; none where it is not in the
-// encoding of its mark.
+// Returns the content in the ANSI code page, or nullopt if it is not valid in the encoding of its
+// byte order mark.
 std::optional<std::string> decode(std::string_view content) {
     constexpr std::string_view utf16Mark = "\xFF\xFE";
     constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
@@ -217,12 +216,12 @@ std::optional<std::string> decode(std::string_view content) {
     } else if (content.starts_with("REGEDIT4")) {
         return std::string(content);
     }
-    // A file without a mark that is not UTF-8 was written in the ANSI code page.
+    // A file without a byte order mark that is not UTF-8 was written in the ANSI code page.
     const auto wide = wideFromUtf8(content);
     return wide ? ansiText(*wide) : std::string(content);
 }
 
-// Takes the next line off the text, without blanks around it.
+// Removes the next line from the front and returns it without surrounding blanks.
 std::string_view takeLine(std::string_view& text) {
     const auto length = std::min(text.find('\n'), text.size());
     const std::string_view line = text.substr(0, length);
@@ -230,7 +229,7 @@ std::string_view takeLine(std::string_view& text) {
     return trim(line);
 }
 
-// The same with the lines that continue its bytes.
+// Returns the next line with the lines that continue its bytes.
 std::string takeWholeLine(std::string_view& text) {
     std::string line(takeLine(text));
     const bool mayContinue = isHexadecimalLine(line);
@@ -250,8 +249,8 @@ void eraseKey(RegistryKeys& keys, const std::string& path) {
     }
 }
 
-// Makes or deletes the key that a section line names, and gives its values to fill: none where the
-// key is deleted or not under HKEY_LOCAL_MACHINE.
+// Creates or deletes the key of a section line. Returns its values, or null if the key is deleted
+// or not under HKEY_LOCAL_MACHINE.
 RegistryValues* enterSection(RegistryKeys& keys, std::string_view line) {
     const auto end = line.rfind(']');
     if (end == std::string_view::npos) {

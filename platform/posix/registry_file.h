@@ -13,7 +13,7 @@
 namespace platform {
 
 // name: in the ANSI code page, empty for the default value of a key. data: its bytes as the ANSI
-// functions of Windows give them, so a text is in the ANSI code page, with its NUL.
+// functions of Windows return them; a string is in the ANSI code page, with its NUL.
 struct RegistryValue {
     std::string name;
     DWORD type = 0;
@@ -28,14 +28,14 @@ using RegistryKeys = std::map<std::string, RegistryValues>;
 
 class RegistryFile {
   public:
-    // Reads the content of an export file, in any of the encodings that README.md lists. Lines that
-    // make no sense are left out. None where the content does not start as an export does.
+    // Parses the content of an export file, in any of the encodings that README.md lists. Skips
+    // invalid lines. Returns nullopt if the content does not start like an export.
     static std::optional<RegistryFile> parse(std::string_view content);
 
-    // The values of the key under HKEY_LOCAL_MACHINE with this path, in any case; null where the
-    // file has no section for it. The path is seen as a 32-bit process sees it: a key under
-    // "SOFTWARE\Wow6432Node" stands in the place of the key under "SOFTWARE". The values live as
-    // long as this object.
+    // Returns the values of the key under HKEY_LOCAL_MACHINE with this path, in any case, or null
+    // if the file has no section for it. Like a 32-bit process, it sees the key under
+    // "SOFTWARE\Wow6432Node" instead of the key under "SOFTWARE". The values live as long as this
+    // object.
     const RegistryValues* find(std::string_view path) const;
 
   private:

@@ -1,8 +1,8 @@
-// What belongs to the whole process: the Windows types that the declarations of this layer use, the
-// last error, the system's version and the access rights.
+// Functions of the whole process: the Windows types in the declarations of this layer, the last
+// error, the version of the system and access rights.
 //
-// There is nothing to relax on this system: files get their access rights from the process's file
-// mode mask, and the functions succeed without an effect.
+// Nothing needs relaxing on this system: files get their access rights from the file mode mask of
+// the process, and the functions succeed without an effect.
 #ifndef PYORV3_PLATFORM_POSIX_SYSTEM_H
 #define PYORV3_PLATFORM_POSIX_SYSTEM_H
 
@@ -49,8 +49,8 @@ enum {
     ERROR_BADDB = 1009
 };
 
-// Each thread has its own number, 0 at first. Functions that succeed leave it as it is unless
-// their description says otherwise.
+// Each thread has its own number, initially 0. Successful functions leave it unchanged unless their
+// description states otherwise.
 DWORD GetLastError();
 void SetLastError(DWORD error);
 
@@ -79,14 +79,13 @@ enum TOKEN_INFORMATION_CLASS {  // NOLINT(readability-identifier-naming): Window
 };
 
 // Reports a system of the platform VER_PLATFORM_WIN32_NT, the other fields 0. FALSE and
-// ERROR_INSUFFICIENT_BUFFER where the size field is smaller than the record.
+// ERROR_INSUFFICIENT_BUFFER if the size field is smaller than the record.
 BOOL GetVersionExA(OSVERSIONINFOA* version);
 
-// Stands for the running process; needs no closing.
+// A pseudo handle of this process; need not be closed.
 HANDLE GetCurrentProcess();
 
-// Gives a handle to be closed with CloseHandle. FALSE and ERROR_INVALID_HANDLE for anything but
-// the running process.
+// Returns a handle to close with CloseHandle. FALSE and ERROR_INVALID_HANDLE for other processes.
 BOOL OpenProcessToken(HANDLE process, DWORD access, HANDLE* token);
 
 // FALSE and ERROR_INVALID_HANDLE for anything but a token.

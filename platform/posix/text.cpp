@@ -8,7 +8,7 @@
 
 namespace {
 
-// What stands for a character that the code page does not have.
+// Replacement for a character outside the code page.
 constexpr char defaultCharacter = '?';
 
 std::optional<std::wstring> wideFrom(std::string_view bytes,
@@ -29,7 +29,7 @@ int fail(DWORD error) {
     return 0;
 }
 
-// Converts with a function from character to character; one becomes one in both directions.
+// Converts each character with a function.
 template <typename Source, typename Target, typename Convert>
 int convertText(UINT codePage, const Source* text, int length, Target* buffer, int size,
                 Convert convert) {

@@ -1,8 +1,8 @@
 // The ANSI code page of this system, which is Windows-1252, and conversions from and to wide
 // strings, independent of the locale and its modules.
 //
-// A wide character is a whole code point here and not a UTF-16 unit: what lies beyond 0xFFFF is
-// one character that the code page does not have, and so becomes one "?" where Windows writes two.
+// A wide character is a code point here and not a UTF-16 unit: a character above 0xFFFF is one
+// character outside the code page and becomes one "?"; Windows writes two.
 #ifndef PYORV3_PLATFORM_POSIX_TEXT_H
 #define PYORV3_PLATFORM_POSIX_TEXT_H
 
@@ -23,18 +23,18 @@ enum { CP_ACP = 0, MB_PRECOMPOSED = 1 };
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer,
                         int size);
 
-// replacement: stands for characters that the code page does not have; "?" where it is null.
-// replaced: where not null, receives whether there were such characters.
+// replacement: for characters outside the code page; null means "?".
+// replaced: unless null, set to TRUE if there were such characters.
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer,
                         int size, LPCSTR replacement, LPBOOL replaced);
 
 namespace platform {
 
-// Every character of the text in the code page, "?" for those it does not have.
+// Returns the string in the code page, with "?" for characters outside it.
 std::string ansiText(std::wstring_view wide);
 
-// The bytes as wide text, one wide character for each code point. None where they are not in the
-// encoding: no surrogate by itself, nothing beyond U+10FFFF, no sequence longer than it has to be.
+// Returns the wide string of the bytes, one wide character for each code point, or nullopt if they
+// are not valid in the encoding (see text/unicode.h).
 std::optional<std::wstring> wideFromUtf8(std::string_view bytes);
 std::optional<std::wstring> wideFromUtf16(std::string_view bytes);  // little-endian
 

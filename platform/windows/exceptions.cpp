@@ -6,8 +6,8 @@
 
 extern "C" {
 
-// The interface of the compiler's runtime to the tables. What is found for an address is the table
-// entry of its function, or null where no registered table has one.
+// The interface of the runtime of the compiler to the tables. A look-up of an address returns the
+// table entry of its function, or null if no registered table has one.
 struct FunctionBases {
     void* text;
     void* data;
@@ -17,7 +17,7 @@ struct FunctionBases {
 const void* _Unwind_Find_FDE(void* address, FunctionBases* bases);
 void __register_frame(void* tables);
 
-// Set by the linker: where this module lies in memory.
+// Set by the linker: the address of this module in memory.
 extern const IMAGE_DOS_HEADER __ImageBase;
 // NOLINTEND(*reserved-identifier,cert-dcl*,readability-identifier-naming)
 }
@@ -31,14 +31,14 @@ using RegisterTables = decltype(&__register_frame);
 
 constexpr const char* sharedRuntime = "libgcc_s_dw2-1.dll";
 
-// One runtime's register of tables.
+// The table register of one runtime.
 struct TableRegister {
     FindEntry findEntry = nullptr;
     RegisterTables registerTables = nullptr;
 
     bool isPresent() const { return findEntry != nullptr && registerTables != nullptr; }
 
-    // The module's own entry for one of its functions; null while its tables are not registered.
+    // The entry of this module for one of its functions; null if its tables are not registered.
     const void* ownEntry() const {
         FunctionBases bases{};
         return findEntry(reinterpret_cast<void*>(&receiveExceptionsOfLoadedLibraries), &bases);
@@ -55,7 +55,7 @@ TableRegister registerOf(HMODULE library) {
             entryPoint<RegisterTables>(library, "__register_frame")};
 }
 
-// The start of the section of this module that holds the address: all its tables lie in one.
+// Returns the start of the section of this module that contains the address and all tables.
 void* sectionStart(const void* address) {
     const auto* const image = reinterpret_cast<const char*>(&__ImageBase);
     const auto* const headers =
@@ -70,7 +70,7 @@ void* sectionStart(const void* address) {
     return nullptr;
 }
 
-// Registers with one runtime what another one knows.
+// Registers with one runtime the tables of another.
 void copyRegistration(const TableRegister& from, const TableRegister& to) {
     if (!from.isPresent() || !to.isPresent() || to.ownEntry() != nullptr) {
         return;
@@ -83,16 +83,16 @@ void copyRegistration(const TableRegister& from, const TableRegister& to) {
 
 const TableRegister ownRegister{&_Unwind_Find_FDE, &__register_frame};
 
-// Where the shared runtime is in the process already, the start-up code of the module has
-// registered the tables there and not with the module's own runtime.
+// If the shared runtime is already in the process, the start-up code of the module has registered
+// the tables there and not with the runtime of the module.
 void registerWithOwnRuntime() {
     if (const HMODULE library = GetModuleHandleA(sharedRuntime)) {
         copyRegistration(registerOf(library), ownRegister);
     }
 }
 
-// The module's own runtime takes part in the catching of what comes through the shared one, and
-// makes itself ready for that when it catches an exception of its own for the first time.
+// The runtime of the module also takes part in catching exceptions of the shared one. It
+// initialises for that when it catches its first own exception.
 bool catchOwnException() {
     try {
         throw 0;
@@ -110,7 +110,7 @@ bool catchOwnException() {
 
 void receiveExceptionsOfLoadedLibraries() {
     HMODULE library = nullptr;
-    // The shared runtime stays in the process from now on, and the registration with it.
+    // The shared runtime and the registration stay until the process ends.
     if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN, sharedRuntime, &library) != 0) {
         copyRegistration(ownRegister, registerOf(library));
     }
