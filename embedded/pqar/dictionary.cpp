@@ -21,7 +21,7 @@ void copyText(std::string_view text, char* area) {
     area[text.size()] = '\0';
 }
 
-// A parameter that may well be in an extension which cannot be used is not called unknown.
+// If the extension cannot be used, the parameter may be in it, so it is not reported as unknown.
 std::uint32_t unknownParameter() {
     return embedded::DictionaryExtension::ofProcess().isUnusable()
                ? embedded::dictionaryExtensionUnusable
@@ -30,8 +30,8 @@ std::uint32_t unknownParameter() {
 
 }  // namespace
 
-// output6: the class number. output7: 1 when each entry of a record has a value, 0 when each
-// record has one. output11 and output12: 0.
+// output6: the class number. output7: 1 if each entry of a record has a value, 0 if each record has
+// one. output11 and output12: 0.
 extern "C" ORV_EXPORT std::uint32_t pqar_util_getpinfo(
     std::uint32_t code, std::uint32_t /*one*/, std::uint32_t /*zero*/, char* name,
     char* description, std::uint32_t* output6, std::uint32_t* output7, std::uint32_t* length,
@@ -57,7 +57,7 @@ extern "C" ORV_EXPORT std::uint32_t pqar_util_getpinfo(
     return embedded::dictionarySuccess;
 }
 
-// area: left as it is.
+// area: not used.
 extern "C" ORV_EXPORT std::uint32_t pqar_util_pname2code(const char* name, std::uint32_t* code,
                                                          void* /*area*/) {
     if (name == nullptr || code == nullptr) {

@@ -53,7 +53,7 @@ std::string descriptionIn(const Json& item) {
     return description;
 }
 
-// The class must be one that can have parameters: neither channel contents nor mere bytes.
+// The class must be one with parameters: not channel contents and not unformatted bytes.
 std::uint32_t codeIn(const Json& item) {
     const std::uint32_t code = numberIn(item, "code", UINT32_MAX);
     const auto classCode = static_cast<std::uint16_t>(code >> 16U);
@@ -64,7 +64,7 @@ std::uint32_t codeIn(const Json& item) {
 
 DataType typeIn(const Json& item) {
     const auto name = item.at("type").get<std::string>();
-    // The first of the types with the name is the one without further meaning.
+    // Several types have the name "byte", "short", "double" or "str"; the first is the plain one.
     const auto* const type = std::ranges::find(dataTypes, name, &DataTypeProperties::typeName);
     require(type != dataTypes.end());
     return type->type;
@@ -76,7 +76,7 @@ ParameterScope scopeIn(const Json& item) {
     return scope == "entry" ? ParameterScope::Entry : ParameterScope::Record;
 }
 
-// The file, or nothing where it cannot be read or is too large.
+// Returns the content of the file, or nullopt if it cannot be read or is too large.
 std::optional<std::string> contentOf(const char* path) {
     std::ifstream file(path, std::ios::binary);
     std::string content(maxBytes + 1, '\0');
@@ -124,7 +124,7 @@ DictionaryExtension DictionaryExtension::unusable() {
 
 const DictionaryExtension& DictionaryExtension::ofProcess() {
     static const DictionaryExtension extension = [] {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): read once, before it is of any use to change it
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): read once at the first lookup
         const char* path = std::getenv(variable);
         if (path == nullptr || *path == '\0') {
             return DictionaryExtension();

@@ -1,7 +1,7 @@
 // Parameters that a file adds to the dictionary.
 //
-// The environment variable ORV_DICTIONARY names a JSON file, which is read once, when the first
-// parameter is looked up that the table has not:
+// The environment variable ORV_DICTIONARY is the path of a JSON file. It is read once, at the first
+// lookup of a parameter outside the table:
 //
 //     {"qar_dictionary": 1, "parameters": [
 //       {"code": 542113793, "name": "QAR_D_HUMIDITY", "type": "double", "scope": "record",
@@ -9,10 +9,10 @@
 //       {"code": 542113794, "name": "QAR_C_ROOM", "type": "str", "length": 64, "scope": "entry",
 //        "description": "Name of the room"}]}
 //
-// type: byte, short, long, longlong, float, double, str or Date. length: of a text, its most
-// characters. What the table has under the same code or name stands. The file comes from outside: a
-// file that cannot be read, is larger than 4 MiB or has any parameter that is not as above adds
-// nothing at all, and lookups say so.
+// type: byte, short, long, longlong, float, double, str or Date. length: of a str, its max
+// characters. A code or name in the table takes precedence. The file is not trusted: if it cannot
+// be read, is larger than 4 MiB or has an invalid parameter, none of its parameters is added, and
+// lookups report this.
 #ifndef PYORV3_EMBEDDED_PQAR_DICTIONARY_EXTENSION_H
 #define PYORV3_EMBEDDED_PQAR_DICTIONARY_EXTENSION_H
 
@@ -26,16 +26,18 @@
 
 namespace embedded {
 
-// Constant once it is made; any thread may use it. What it hands out lives as long as it does.
+// Constant after construction. Safe for concurrent use by multiple threads. Its parameters live as
+// long as the object.
 class DictionaryExtension {
   public:
-    // The extension of this process, empty where no file is named.
+    // Returns the extension of this process; empty if the variable is not set.
     static const DictionaryExtension& ofProcess();
 
-    // The extension that a JSON text makes.
+    // Parses the extension in a JSON text. Throws std::exception if it is invalid.
     explicit DictionaryExtension(std::string_view json);
     DictionaryExtension(DictionaryExtension&&) = default;
-    DictionaryExtension(const DictionaryExtension&) = delete;  // whose parameters would show ours
+    DictionaryExtension(const DictionaryExtension&) =
+        delete;  // its parameters would refer to our strings
     DictionaryExtension& operator=(DictionaryExtension&&) = delete;
     DictionaryExtension& operator=(const DictionaryExtension&) = delete;
     ~DictionaryExtension() = default;
@@ -45,14 +47,14 @@ class DictionaryExtension {
         return parameters_;
     }
 
-    // Whether there is a file that cannot be used.
+    // True if the file cannot be used.
     [[nodiscard]] bool isUnusable() const { return unusable_; }
 
   private:
     DictionaryExtension() = default;
     static DictionaryExtension unusable();
 
-    std::deque<std::string> texts_;  // whose characters the parameters show
+    std::deque<std::string> texts_;  // the parameters refer to them
     std::vector<ParameterDescription> parameters_;
     bool unusable_ = false;
 };

@@ -1,7 +1,7 @@
 // The codes of the parameters and the numbers of the parameter classes, by name.
 //
-// A parameter code is a class number in the high and a number within the class in the low 16 bits.
-// parameter_table.cpp says of each parameter what it holds.
+// A parameter code has a class number in the high and a number within the class in the low 16 bits.
+// parameter_table.cpp describes each parameter.
 #ifndef PYORV3_EMBEDDED_PQAR_PARAMETER_CODES_H
 #define PYORV3_EMBEDDED_PQAR_PARAMETER_CODES_H
 
@@ -26,7 +26,7 @@ inline constexpr std::uint16_t QAR_CLS_RESULT = 0x2007;       // record: nuclide
 inline constexpr std::uint16_t QAR_CLS_ANALCNTL = 0x2010;     // analysis control
 inline constexpr std::uint16_t QAR_CLS_VORLAGEOM = 0x4005;    // sample and detector geometry
 
-// The class of a parameter code.
+// Returns the class of a parameter code.
 constexpr std::uint16_t classOf(std::uint32_t code) {
     return static_cast<std::uint16_t>(code >> 16U);
 }

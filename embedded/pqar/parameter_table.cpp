@@ -147,7 +147,7 @@ constexpr bool nameLess(std::string_view left, std::string_view right) {
     return std::ranges::lexicographical_compare(left, right, {}, upperCase, upperCase);
 }
 
-// The first of the parameters whose name or short name is the text, or null.
+// Returns the first parameter whose name or short name is the text, or null.
 template <typename Parameters, typename Projection>
 const ParameterDescription* findIn(const Parameters& parameters, std::string_view text,
                                    Projection nameOf) {

@@ -1,8 +1,8 @@
-// The parameter dictionary: what every parameter of a gamma spectrum file is.
+// The parameter dictionary: the description of every parameter of a spectrum file.
 //
-// The dictionary library answers scripts from this table and the data-access library checks and
-// stores values by it, so that the two never disagree. The table is constant; every function here
-// may be called from any thread.
+// The dictionary library answers lookups from this table, and the data-access library checks and
+// stores values by it, so that they cannot differ. The table is constant. Safe for concurrent use
+// by multiple threads.
 #ifndef PYORV3_EMBEDDED_PQAR_PARAMETER_TABLE_H
 #define PYORV3_EMBEDDED_PQAR_PARAMETER_TABLE_H
 
@@ -24,18 +24,18 @@ inline constexpr std::uint32_t dictionaryNullPointer = 0x00008184;
 inline constexpr std::uint32_t dictionaryExtensionUnusable = 0x00008186;
 // End of the generated lines.
 
-// Where a parameter's values stand: one in each record, or one in each entry of a record.
+// Selects if each record or each entry of a record has a value.
 enum class ParameterScope : std::uint8_t { Record, Entry };
 
 struct ParameterDescription {
     std::uint32_t code;
     std::string_view name;  // "QAR_", the letter of the type, "_" and at most 12 characters
     DataType type;
-    std::uint16_t textLength;  // of a text: its most characters, without the NUL; otherwise 0
+    std::uint16_t textLength;  // of a text: its max characters, without the NUL; otherwise 0
     ParameterScope scope;
     std::string_view description;  // English, at most 255 ASCII characters
 
-    // Bytes of a value; of a text, of the longest one with its NUL.
+    // Bytes of a value; for a text, of the longest one with its NUL.
     [[nodiscard]] std::uint16_t size() const;
     [[nodiscard]] bool isText() const;
     [[nodiscard]] std::uint16_t classCode() const;
@@ -51,14 +51,14 @@ inline constexpr std::size_t maxParameterNameLength =
 // All parameters, ascending by code.
 std::span<const ParameterDescription> allParameters();
 
-// The parameter with the code, the name or the short name, or null: of the table, else of the
-// extension that the environment names (dictionary_extension.h). Names are compared without regard
-// to case; where two parameters share a short name, the lower code is found.
+// Returns the parameter with the code, name or short name, or null: from the table, otherwise from
+// the extension (dictionary_extension.h). The comparison of names ignores case. If two parameters
+// have the same short name, the one with the lower code is returned.
 const ParameterDescription* findParameter(std::uint32_t code);
 const ParameterDescription* findParameter(std::string_view name);
 const ParameterDescription* findParameterByShortName(std::string_view shortName);
 
-// Whether parameters of this class exist.
+// True if parameters of this class exist.
 bool isFormattedClass(std::uint16_t classCode);
 
 }  // namespace embedded

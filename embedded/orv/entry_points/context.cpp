@@ -106,7 +106,7 @@ std::optional<std::string> Context::nextInput() {
 }
 
 Contexts& contexts() {
-    // Never destroyed: threads may still be at work while the process ends.
+    // Never destroyed: threads may still run while the process ends.
     static auto& all = *std::make_unique<Contexts>().release();
     return all;
 }

@@ -1,5 +1,5 @@
-// A data source context: what a handle of the interface stands for; and the contexts of the process
-// by their handles.
+// A data source context, which a handle of the interface refers to, and the contexts of the
+// process.
 #ifndef PYORV3_EMBEDDED_ORV_ENTRY_POINTS_CONTEXT_H
 #define PYORV3_EMBEDDED_ORV_ENTRY_POINTS_CONTEXT_H
 
@@ -21,11 +21,11 @@
 
 namespace embedded {
 
-// The code of the exception that is being handled: that of a Failure, outOfMemory for
-// std::bad_alloc, internalFailure for any other.
+// Returns the code of the exception that is being handled: that of a Failure, outOfMemory for
+// std::bad_alloc, internalFailure for others.
 std::uint32_t codeOfCurrentException() noexcept;
 
-// The code that the call returns, or success where it returns none, or the code of what it throws.
+// Calls body and returns its code, success if it returns none, or the code of its exception.
 template <typename Call>
 std::uint32_t codeOfCall(Call call) noexcept {
     try {
@@ -40,19 +40,19 @@ std::uint32_t codeOfCall(Call call) noexcept {
     }
 }
 
-// Has at most one data source open. run serves one call at a time; the other functions are called
+// Owns at most one open data source. run serves one call at a time; the other functions are called
 // within it.
 class Context {
   public:
-    // Bits of the state word: of the last opening, and of the source.
+    // Bits of the state word, of the last opening and of the source.
     static constexpr std::uint32_t writtenElsewhereBit = 0x100;       // another process writes it
     static constexpr std::uint32_t unusableBit = ORV_STATE_UNUSABLE;  // it is damaged
     static constexpr std::uint32_t openBit = 0x1;
     static constexpr std::uint32_t changedBit = 0x2;
     static constexpr std::uint32_t readOnlyBit = 0x4;
 
-    // Calls body and returns the code that it returns, if it returns one, or throws. That of a
-    // failure is kept as the last one.
+    // Calls body and returns its code or that of its exception; stores the code of a failure for
+    // the error query.
     template <typename Body>
     std::uint32_t run(Body body) noexcept {
         try {
@@ -69,25 +69,26 @@ class Context {
 
     [[nodiscard]] std::uint32_t lastFailure() const { return lastFailure_; }
 
-    // Opens a file, or makes one and opens it for writing. A damaged file is refused with the
-    // code openedWithRemark and leaves unusableBit in the opening's state.
-    // Throw Failure: alreadyOpen, and as OpenFiles.
+    // Opens a file, or creates one and opens it for writing. A damaged file gives the code
+    // openedWithRemark and sets unusableBit in the state. Throws Failure: alreadyOpen, and as
+    // OpenFiles.
     void open(const std::string& path, bool writing);
     void create(const std::string& path);
-    // Saves and closes. When saving fails, the source stays open. Succeeds once after a creation
+    // Saves and closes. If saving fails, the source stays open. Succeeds once after a creation
     // that was refused, so that a caller who closes before deleting a context can delete it.
     void close();
-    // Closes in any case what is open; throws Failure when it could not be saved.
+    // Closes the source even if saving fails; throws Failure then.
     void abandon();
 
     [[nodiscard]] std::uint32_t openingState() const { return openingState_; }
     [[nodiscard]] std::uint32_t sourceState() const;
 
-    // The open source. Throw Failure: noSourceOpen; readOnly when it was not opened for writing.
+    // Return the open source. Throw Failure: noSourceOpen; readOnly if it was not opened for
+    // writing.
     [[nodiscard]] DataFile& source() const;
     [[nodiscard]] DataFile& writableSource() const;
 
-    // Begins the enumeration of the inputs; goes on with it, nothing at its end.
+    // Start and continue the enumeration of the inputs; nullopt at the end.
     void beginInputs();
     std::optional<std::string> nextInput();
 
@@ -102,13 +103,13 @@ class Context {
     std::size_t inputsGiven_ = 0;
 };
 
-// Any thread may call any function. Handles are positive and ascend, and no handle is given twice:
-// one that was kept after its context went names nothing.
+// Safe for concurrent use by multiple threads. Handles are positive and ascend; a handle is never
+// reused.
 class Contexts {
   public:
     // Throws Failure(noHandleLeft) after 2,147,483,647 contexts.
     OrvContext create();
-    // The context; it lives as long as the result, also when it is removed meanwhile.
+    // Returns the context, which lives as long as the result, even if it is removed meanwhile.
     // Throws Failure(unknownContext).
     std::shared_ptr<Context> find(OrvContext handle) const;
     std::shared_ptr<Context> remove(OrvContext handle);
@@ -119,7 +120,7 @@ class Contexts {
     std::unordered_map<OrvContext, std::shared_ptr<Context>> contexts_;
 };
 
-// The ones of this process.
+// The contexts of this process.
 Contexts& contexts();
 
 }  // namespace embedded

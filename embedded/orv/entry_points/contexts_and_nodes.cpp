@@ -1,4 +1,4 @@
-// The interface's functions on contexts and nodes.
+// Interface functions on contexts and nodes.
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -39,7 +39,7 @@ OrvStatus enumerateNodes(OrvContext handle, OrvNodeRecord* node, bool room,
 
 }  // namespace
 
-// There is one node, the machine itself, and contexts need none: access and option ask for nothing.
+// The machine is the only node, and contexts do not need it: access and option are not used.
 OrvStatus SOrvCreateDSC(const OrvNodeRecord* node, OrvContext* handle, std::uint16_t /*access*/,
                         std::uint32_t /*option*/) {
     return createContext(node, handle);
@@ -87,7 +87,7 @@ OrvResult OrvContextDeletion(OrvContext handle) {
     return resultOf(SOrvDeleteDSC(handle));
 }
 
-// second and third: 0. The result is 1 when nothing could be queried.
+// second and third: set to 0. Returns 1 if the query failed.
 OrvResult OrvErrorQuery(OrvContext handle, std::uint32_t* code, std::uint32_t* second,
                         std::uint32_t* third) {
     if (code == nullptr || second == nullptr || third == nullptr) {

@@ -1,7 +1,7 @@
-// Keeps the parameter dictionary that lies beside this library in memory.
+// Keeps the parameter dictionary beside this library in memory.
 //
-// Callers load the dictionary at each lookup and release it again. While this library holds a
-// reference of its own, that costs them a count instead of a mapping each time.
+// Callers load and release the dictionary at each lookup. While this library holds a reference,
+// that is a change of a counter instead of a mapping of the file.
 #include <dlfcn.h>
 
 #include <exception>
@@ -20,7 +20,7 @@ class DictionaryLibrary {
                 library_ = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
             }
         } catch (const std::exception&) {
-            library_ = nullptr;  // only a little time is lost, as when there is none beside it
+            library_ = nullptr;  // lookups are only slower then
         }
     }
     ~DictionaryLibrary() {

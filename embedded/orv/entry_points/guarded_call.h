@@ -1,4 +1,4 @@
-// What the functions of the interface have in common.
+// Frames of the interface functions: they look up contexts and convert exceptions to codes.
 #ifndef PYORV3_EMBEDDED_ORV_ENTRY_POINTS_GUARDED_CALL_H
 #define PYORV3_EMBEDDED_ORV_ENTRY_POINTS_GUARDED_CALL_H
 
@@ -10,24 +10,24 @@
 
 namespace embedded {
 
-// Each of the following returns the status of a call: 0, or the code of what body returns or
-// throws. Nothing is thrown across the interface.
+// Each of these returns the status of a call: 0, or the code that body returns or throws. No
+// exception leaves the interface.
 
-// Of a call on no context.
+// Calls body without a context.
 template <typename Body>
 OrvStatus onLibrary(Body body) noexcept {
     const LibraryCall call;
     return codeOfCall(std::move(body));
 }
 
-// Of a call on the context with the handle, which body is called with.
+// Calls body with the context that has the handle.
 template <typename Body>
 OrvStatus onContext(OrvContext handle, Body body) noexcept {
     return onLibrary([&] { return contexts().find(handle)->run(std::move(body)); });
 }
 
-// Of a call that reads or changes the context's open source, with whose content body is called. The
-// needed classes are loaded then.
+// Loads the needed classes and calls body with the content of the context's open source, to read or
+// to change it.
 template <typename Body>
 OrvStatus onReading(OrvContext handle, const NeededClasses& needed, Body body) noexcept {
     return onContext(
@@ -40,7 +40,7 @@ OrvStatus onChanging(OrvContext handle, const NeededClasses& needed, Body body) 
     });
 }
 
-// The 16-bit result for a status: the error query has the code of a failure.
+// Returns the 16-bit result for a status; the error query then returns the code of a failure.
 inline OrvResult resultOf(OrvStatus status) {
     return status == codes::success ? OrvResult{0} : OrvResult{ORV_RESULT_ASK_ERROR_QUERY};
 }

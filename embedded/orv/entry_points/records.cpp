@@ -1,5 +1,5 @@
-// The interface's functions on classes, records and entries: their changes, the search for records,
-// copies between data sources.
+// Interface functions on classes, records and entries: changes, searches, and copies between data
+// sources.
 #include <array>
 #include <cstring>
 #include <optional>
@@ -14,13 +14,14 @@ using namespace embedded;
 
 namespace {
 
-// The class of what a caller names by a class number, or by a code whose high half is one.
+// Returns the class of a class number or of a code whose high half is a class number.
 std::uint16_t classOfArgument(std::int32_t classArgument) {
     const auto code = static_cast<std::uint32_t>(classArgument);
     return classOf(code) != 0 ? classOf(code) : static_cast<std::uint16_t>(code);
 }
 
-// What a call on a class needs; the channels of the spectrum are counted by a parameter besides.
+// Returns the classes that a call on a class needs: a parameter of another class limits the
+// channels of the spectrum.
 NeededClasses neededForClass(std::uint16_t classCode) {
     return classCode == QAR_CLS_SPECTRUM ? neededForSpectrum : NeededClasses{{classCode}};
 }
@@ -70,7 +71,7 @@ OrvStatus SOrvEntryCount(OrvContext handle, std::int32_t classArgument, std::uin
     });
 }
 
-// record and entry: their 16 bits without a sign, so that every record can be named.
+// record and entry: their 16 bits without a sign, so that every record has a number.
 OrvStatus SOrvInsertOne(OrvContext handle, std::uint16_t classCode, std::int16_t record,
                         std::int16_t entry) {
     return onChanging(handle, neededForClass(classCode), [=](Content& content) {
@@ -89,7 +90,7 @@ OrvStatus SOrvDeleteLevel(OrvContext handle, std::int32_t level) {
     return onChanging(handle, noClass, [=](Content& content) { deleteLevel(content, level); });
 }
 
-// word: the entry of the line found; 0 in a search by name.
+// word: the entry of the matching line; 0 in a search by name.
 OrvStatus SOrvFindRecord(OrvContext handle, std::int32_t kind, const void* key, std::int32_t option,
                          std::uint16_t* record, std::uint32_t* word) {
     return onReading(handle, {{QAR_CLS_NUCLIDE}}, [=](const Content& content) {
@@ -106,18 +107,18 @@ OrvStatus SOrvFindRecord(OrvContext handle, std::int32_t kind, const void* key, 
 
 // ---- Copies ----------------------------------------------------------------------------------
 //
-// A copy takes what it copies from the source before it touches the destination. So no two sources
-// are locked at once, a source can be copied onto itself, and a copy that fails changes nothing.
+// A copy is read from the source before the destination is locked. So two sources are never locked
+// at once, a source can be copied onto itself, and a failed copy changes nothing.
 
 namespace {
 
 struct Copying {
     OrvStatus status;
-    OrvResult result;  // as the class copy reports: which side failed
+    OrvResult result;  // of the class copy: the side that failed
 };
 
-// take: the copied thing from the source's content, of which it needs these classes. put: it into
-// the destination's, of which it needs those.
+// take: returns the copy from the content of the source, in which it needs the source classes. put:
+// stores it in the content of the destination, in which it needs the destination classes.
 template <typename Take, typename Put>
 Copying copy(OrvContext source, const NeededClasses& taken, Take take, OrvContext destination,
              const NeededClasses& replaced, Put put) noexcept {
@@ -163,7 +164,7 @@ OrvResult OrvDataSourceDuplication(OrvContext source, OrvContext destination) {
     return resultOf(SOrvSaveAs(source, destination));
 }
 
-// option: nothing to choose.
+// option: not used.
 OrvStatus SOrvCopyRecord(OrvContext source, std::uint16_t classCode, std::uint16_t sourceRecord,
                          OrvContext destination, std::uint16_t destinationRecord,
                          std::uint32_t /*option*/) {

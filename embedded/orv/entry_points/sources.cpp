@@ -1,4 +1,4 @@
-// The interface's functions that open, create, save and close data sources, and on their state.
+// Interface functions that open, create, save and close data sources or return their state.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -27,7 +27,7 @@ std::string pathOf(const std::string& name, std::uint16_t sourceType) {
     }
 }
 
-// The text that a caller passes as a name, in UTF-8.
+// Returns a name from a caller in UTF-8.
 std::string nameOf(const char* text) {
     requirePointers(text);
     const std::size_t length = strnlen(text, PATH_MAX);
@@ -54,8 +54,8 @@ std::uint32_t giveInput(Context& context, char* name) {
 
 }  // namespace
 
-// option, auxiliary: nothing that a file or an input needs. A source that another process writes
-// opens with the status that asks for a look at the state, whose unusable bit is not set then.
+// option, auxiliary: not used. A source that another process writes opens with the status that
+// refers to the state; the unusable bit of the state is then not set.
 OrvStatus SOrvOpenDataSource(OrvContext handle, const char* sourceName, std::uint16_t sourceType,
                              std::uint32_t accessMode, std::uint32_t /*option*/,
                              const char* /*auxiliary*/) {
@@ -67,7 +67,7 @@ OrvStatus SOrvOpenDataSource(OrvContext handle, const char* sourceName, std::uin
     return status == codes::success && state != 0 ? codes::openedWithRemark : status;
 }
 
-// A result other than 0 would be a failure, so that the remark is left to the state.
+// A result other than 0 would mean a failure, so the remark is only in the state.
 OrvResult OrvDataSourceOpening(OrvContext handle, const char* fileName, std::uint16_t sourceType,
                                std::uint32_t accessMode, std::uint32_t /*option*/,
                                const char* /*auxiliary*/) {
@@ -75,7 +75,7 @@ OrvResult OrvDataSourceOpening(OrvContext handle, const char* fileName, std::uin
         handle, [=](Context& context) { openOn(context, fileName, sourceType, accessMode); }));
 }
 
-// The three numbers: a file has the room that it needs, whatever they ask for.
+// The three numbers are not used: files have no fixed size.
 OrvStatus SOrvCreateFile(OrvContext handle, const char* fileName, std::uint16_t sourceType,
                          std::uint16_t /*first*/, std::uint16_t /*second*/,
                          std::uint16_t /*third*/) {
@@ -129,7 +129,7 @@ OrvStatus SOrvQueryDataSource(OrvContext handle, std::int32_t item, std::uint32_
     });
 }
 
-// second: 0.
+// second: must be 0.
 OrvStatus SOrvControlDSC(OrvContext handle, std::int32_t first, std::int32_t second) {
     return onContext(handle, [=](Context& context) {
         if (second != 0) {

@@ -1,4 +1,4 @@
-// The interface's functions on parameters, spectra and unformatted blocks.
+// Interface functions on parameters, spectra and unformatted blocks.
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -13,7 +13,7 @@ using namespace embedded;
 
 namespace {
 
-// The caller's buffer. No value and no chunk comes near the sizes refused here.
+// Returns the buffer of the caller; refuses sizes far above those of values and chunks.
 template <typename Byte, typename Pointer>
 std::span<Byte> areaOf(Pointer* buffer, std::uint32_t size) {
     requirePointers(buffer);
@@ -23,7 +23,7 @@ std::span<Byte> areaOf(Pointer* buffer, std::uint32_t size) {
     return {static_cast<Byte*>(buffer), size};
 }
 
-// A number that must fit the 16 bits of records and entries.
+// Returns the number of a record or entry, which must fit into 16 bits.
 std::size_t number16(std::int32_t number, std::uint32_t missingCode) {
     if (number < 0 || number > std::numeric_limits<std::uint16_t>::max()) {
         throw Failure(missingCode);
@@ -98,7 +98,7 @@ OrvStatus SOrvPutSpectrum(OrvContext handle, std::uint16_t firstChannel, std::ui
     });
 }
 
-// count: the chunks read, 0 at the block's end and else 1. option: nothing to choose.
+// count: set to the chunks read, 0 at the end of the block, otherwise 1. option: not used.
 OrvResult OrvReadUFBlock(OrvContext handle, std::uint16_t classCode, std::uint32_t offset,
                          void* buffer, std::uint32_t length, std::uint32_t /*option*/,
                          std::uint32_t* count) {
