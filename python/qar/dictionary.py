@@ -16,7 +16,6 @@ from .status import PARAMETER_UNKNOWN
 MAX_NUMBER = 0x3FF
 """The default of the largest number within a class that `parameters_of` asks for."""
 
-HIGHEST_NUMBER = MAX_NUMBER
 MAX_CLASS = 0xFFFF
 
 _KNOWN = {parameter.code: parameter for parameter in constants.KNOWN_PARAMETERS}

@@ -3,6 +3,7 @@
 import struct
 from typing import Any, List, Sequence, Tuple
 
+from ..display.printable import printable
 from ..values import MAX_COUNT
 from .measurement import FormatError
 
@@ -22,7 +23,7 @@ def text(data: bytes, offset: int, size: int) -> str:
     """Return the Windows-1252 text in a field, up to its first NUL, without control characters."""
     (field,) = unpack(f"{size}s", data, offset)
     decoded = field.split(b"\0", 1)[0].decode("cp1252", "replace")
-    return " ".join("".join(c if c.isprintable() else " " for c in decoded).split())
+    return " ".join(printable(decoded).split())
 
 
 def whole_counts(values: Sequence[float], notes: List[str]) -> List[int]:

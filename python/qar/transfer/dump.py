@@ -39,7 +39,6 @@ VERSION = 1
 MAX_BYTES = 256 << 20
 """The size of the largest document that is read."""
 
-SPECTRUM_CLASS = QAR_CLS_SPECTRUM
 _KEY = "qar_measurement"
 _MAX_DIGITS = 20  # of an integer
 

@@ -58,7 +58,7 @@ def _add_dump_arguments(command: Parser) -> None:
         help="Write the parameters of the dictionary in use that the embedded one lacks.",
     )  # fmt: skip
     command.add_argument(
-        "--numbers", metavar="N", type=number_up_to(0xFFFF), default=dictionary.HIGHEST_NUMBER,
+        "--numbers", metavar="N", type=number_up_to(0xFFFF), default=dictionary.MAX_NUMBER,
         help="Look for parameters up to this number in each class (default: %(default)s).",
     )  # fmt: skip
 

@@ -4,11 +4,11 @@ import os
 from typing import Any, Dict, Iterator, List, Tuple
 
 from ... import dictionary, formats
+from ...constants import QAR_CLS_SPECTRUM
 from ...display import layout, tables, terminal
 from ...display.printable import value_text
 from ...formats import Measurement
 from ...source import DataSource
-from ...transfer import dump
 from ...transfer.any_file import open_measurement
 from ..command import DONE, Arguments, Command, Parser, add_input, add_json
 from ..inputs import local_file
@@ -83,7 +83,7 @@ def _everything(source: DataSource) -> Dict[str, Any]:
 
 
 def _counts(source: DataSource) -> Tuple[int, ...]:
-    has_spectrum = source.record_count(dump.SPECTRUM_CLASS) > 0
+    has_spectrum = source.record_count(QAR_CLS_SPECTRUM) > 0
     return source.spectrum() if has_spectrum else ()
 
 
@@ -93,7 +93,7 @@ def _shown(source: DataSource) -> Iterator[str]:
     yield f"{os.path.basename(source.path)}: {size}, {sum(counts):,} counts"
     for name, number in dictionary.classes().items():
         records = source.record_count(number)
-        if records != 1 or number == dump.SPECTRUM_CLASS:
+        if records != 1 or number == QAR_CLS_SPECTRUM:
             continue
         for parameter, value in source.parameters(number):
             text = f"{value_text(value)} {parameter.unit}".rstrip()
