@@ -2,7 +2,6 @@
 
 import html
 import re
-import uuid
 from datetime import datetime, timezone
 from typing import List, Sequence, Tuple
 
@@ -21,6 +20,8 @@ _NOT_IN_XML = re.compile("[^\t\n\x20-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
 
 def write(measurement: Measurement) -> Tuple[str, List[str]]:
     """Return the text of a file and notes of everything that it cannot store."""
+    import uuid  # loads many modules, which other commands do not need
+
     notes: List[str] = []
     now = datetime.now(timezone.utc)
     lines = [

@@ -174,7 +174,7 @@ class Cells:
 def _to_json(value: Any) -> Any:
     """Return a value in a form that JSON can store."""
     if isinstance(value, float) and not math.isfinite(value):
-        return "NaN" if value != value else ("Infinity" if value > 0 else "-Infinity")
+        return "NaN" if math.isnan(value) else ("Infinity" if value > 0 else "-Infinity")
     return value
 
 
