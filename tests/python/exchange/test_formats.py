@@ -4,6 +4,7 @@ import glob
 import math
 import os
 import random
+import sys
 import unittest
 import xml.etree.ElementTree
 from datetime import datetime, timezone
@@ -219,6 +220,13 @@ class TestQarFile(support.TestCase):
             notes = "; ".join(formats.write(name, formats.read("a.qar")[0]))
             self.assertRegex(notes, "left out: QAR_D_LIVETIME, QAR_D_ENERGYCAL")
             self.assertEqual(formats.read(name)[0].energy, ())
+
+    def test_qar_file_from_standard_input_is_converted(self):
+        formats.write("a.qar", FULL)
+        for target in ("b.csv", "b.qar"):
+            command = f'"{sys.executable}" -m qar convert - {target} < a.qar'
+            self.assertEqual(self.run_program("sh", "-c", command), f"{target}\n")
+            self.assertEqual(differing(formats.read(target)[0], FULL), set())
 
     def test_copy_keeps_everything_except_changed_fields(self):
         formats.write("a.qar", FULL)

@@ -85,14 +85,14 @@ def _inputs(arguments: Arguments, suffix: str) -> List[str]:
 def _convert_one(path: str, target: str, arguments: Arguments) -> None:
     with local_file(path) as local:
         measurements = formats.read(local, arguments.from_format)
-    measurements = formats.with_name(measurements, arguments.spectrum, path)
-    if target == STANDARD_OUTPUT:
-        _print_content(measurements, path, arguments)
-        return
-    for measurement, name in formats.file_names(measurements, target):
-        notes = formats.write(name, measurement, arguments.to, arguments.force)
-        warn(name, [*measurement.notes, *notes])
-        print_path(name)
+        measurements = formats.with_name(measurements, arguments.spectrum, path)
+        if target == STANDARD_OUTPUT:
+            _print_content(measurements, path, arguments)
+            return
+        for measurement, name in formats.file_names(measurements, target):
+            notes = formats.write(name, measurement, arguments.to, arguments.force)
+            warn(name, [*measurement.notes, *notes])
+            print_path(name)
 
 
 def _print_content(measurements: List[Measurement], path: str, arguments: Arguments) -> None:
