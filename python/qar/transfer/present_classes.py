@@ -8,6 +8,7 @@ import pyORV3
 
 from .. import dictionary
 from ..records import RecordSource
+from ..regular_files import open_regular
 from ..status import UNKNOWN_CLASS, unsigned
 
 VARIABLE = "ORV_DICTIONARY"
@@ -49,8 +50,8 @@ def _extension_classes(path: str) -> Optional[List[int]]:
     if not path:
         return []
     try:
-        with open(path, encoding="utf-8") as file:
-            parameters = json.load(file)["parameters"]
+        with open_regular(path) as file:
+            parameters = json.loads(file.read().decode("utf-8"))["parameters"]
         return [parameter["code"] >> 16 for parameter in parameters]
     except (OSError, ValueError, KeyError, TypeError, RecursionError):
         return None
