@@ -109,6 +109,7 @@ class TestSpecialFiles(TestCase):
         super().setUp()
         os.mkfifo("pipe")
         os.mkfifo("pipe.qar")
+        os.mkfifo("t.csv.partial")
         with socket.socket(socket.AF_UNIX) as listener:
             listener.bind("socket")
 
@@ -117,7 +118,11 @@ class TestSpecialFiles(TestCase):
             *("show pipe", "show socket", "plot pipe", "report pipe", "convert pipe x.csv"),
             *("convert pipe.qar x.csv", "dump pipe.qar", "load pipe x.qar", "check pipe.qar"),
             *("analyse pipe", "analyse pipe.qar", "analyse a.qar -l pipe", "show /dev/zero"),
-            *("analyse a.qar --template pipe.qar", "salvage pipe.qar x.qar"),
+            *(
+                "analyse a.qar --template pipe.qar",
+                "salvage pipe.qar x.qar",
+                "analyse a.qar -o t.csv",
+            ),
         )
         program = "import sys\nfrom qar.cli.main import main\nprint(main(sys.argv[1:]))"
         for command in commands:
