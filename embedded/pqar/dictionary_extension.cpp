@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -76,8 +77,13 @@ ParameterScope scopeIn(const Json& item) {
     return scope == "entry" ? ParameterScope::Entry : ParameterScope::Record;
 }
 
-// Returns the content of the file, or nullopt if it cannot be read or is too large.
+// Returns the content of a file, or nullopt if it cannot be read, is too large or is not a regular
+// file: the opening of a pipe would not return.
 std::optional<std::string> contentOf(const char* path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+        return std::nullopt;
+    }
     std::ifstream file(path, std::ios::binary);
     std::string content(maxBytes + 1, '\0');
     file.read(content.data(), static_cast<std::streamsize>(content.size()));

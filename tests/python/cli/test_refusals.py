@@ -137,6 +137,11 @@ class TestSpecialFiles(TestCase):
             self.assertEqual(len(result.stderr.splitlines()), 1, (command, result.stderr))
 
 
+    def test_pipe_as_dictionary_extension_is_refused(self):
+        program = (sys.executable, "-B", "-m", "qar", "show", "a.qar")
+        self.run_program(*program, ORV_DICTIONARY="pipe")
+
+
 class TestNames(TestCase):
     def test_control_characters_of_a_file_reach_no_output(self):
         hostile = "\x1b]0;x\x07\x9b31m\u202e=cmd"
