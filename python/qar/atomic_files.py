@@ -22,11 +22,7 @@ def new_file(path: Path, replace: bool = False) -> Iterator[str]:
     """
     given = os.fspath(path)
     folder, name = os.path.split(os.path.abspath(given))
-    shown_folder = os.path.dirname(given) or "."
-    if not os.path.isdir(folder):
-        raise FileNotFoundError(errno.ENOENT, "there is no such folder", shown_folder)
-    if not os.access(folder, os.W_OK):
-        raise PermissionError(errno.EACCES, "the folder is not writable", shown_folder)
+    refuse_missing_folder(given)
     refuse_taken(given, replace)
     stem = name[:_MAX_STEM] if is_unicode(name) else "new"
     temporary = os.path.join(folder, f".{stem}.{os.getpid()}.part")
@@ -53,6 +49,15 @@ def _errors_about(path: str, temporary: str) -> Iterator[None]:
         if error.argument != temporary:
             raise
         raise type(error)(error.attempt, error.status, path, error.text) from None
+
+
+def refuse_missing_folder(path: str) -> None:
+    """Raise OSError if the folder of a new file does not exist or is not writable."""
+    folder = os.path.dirname(path) or "."
+    if not os.path.isdir(folder):
+        raise FileNotFoundError(errno.ENOENT, "there is no such folder", folder)
+    if not os.access(folder, os.W_OK):
+        raise PermissionError(errno.EACCES, "the folder is not writable", folder)
 
 
 def refuse_taken(path: str, replace: bool) -> None:

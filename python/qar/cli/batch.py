@@ -49,7 +49,7 @@ class Result(NamedTuple):
     failures: List[Tuple[str, str]]  # file and reason
     notes: List[Tuple[str, str]]  # file and note
     files: List[str]  # that were created
-    analysed: Dict[str, Tuple[Analysed, ...]]  # of the files that were analysed in this run
+    analysed: Tuple[Analysed, ...]  # of a batch of one file
 
 
 def run(
@@ -78,7 +78,9 @@ def run(
         with Staging(options, journal) as staging:
             try:
                 for path, result in _outcomes(todo, staging.options(), executors):
-                    outcomes[path] = _published(path, result, staging, journal)
+                    result = _published(path, result, staging, journal)
+                    is_one = len(paths) == 1  # the results of many would fill the memory
+                    outcomes[path] = result if is_one else result._replace(analysed=())
                     progress.step(path)
             finally:
                 progress.close()
@@ -111,7 +113,7 @@ def _result(paths: Sequence[str], rows: List[Row], outcomes: Dict[str, Outcome])
         [(path, item.failure) for path, item in ordered if item.failure],
         [(path, note) for path, item in ordered for note in item.notes],
         [file.target for _, item in ordered for file in item.files],
-        {path: item.analysed for path, item in ordered if not item.failure},
+        tuple(analysed for _, item in ordered for analysed in item.analysed),
     )
 
 

@@ -10,6 +10,7 @@ from ..analysis import calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
 from ..atomic_files import refuse_taken, write_text
 from ..display import layout, report
+from ..display.printable import printable
 from ..formats import Measurement
 from ..formats.qar_file import SUFFIX
 from ..scratch import rehearsal, scratch_folder
@@ -75,8 +76,9 @@ def outcome(path: str, options: Options) -> Outcome:
             result = analyse(path, options)
         return result._replace(notes=(*result.notes, *(str(w.message) for w in caught)))
     except Exception as error:  # one file must not end the batch
-        is_other = getattr(error, "filename", path) != path
-        return Outcome(failure=failure_text(error, named=is_other))
+        text = failure_text(error, named=True)
+        own_name = f"{printable(path)}: "
+        return Outcome(failure=text[len(own_name) :] if text.startswith(own_name) else text)
 
 
 def analyse(path: str, options: Options) -> Outcome:

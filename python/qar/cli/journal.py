@@ -12,6 +12,7 @@ import os
 import sys
 from typing import Any, BinaryIO, Dict, List, NamedTuple, Optional
 
+from ..atomic_files import refuse_missing_folder
 from ..formats import FormatError
 from ..regular_files import open_regular
 from .file_analysis import COLUMNS, Options, Row, StagedFile
@@ -45,6 +46,7 @@ class Journal:
         self._path = table + SUFFIX if table else ""
         self._file: Optional[BinaryIO] = None
         if self._path:
+            refuse_missing_folder(table)
             header = json.dumps({_KEY: _digest(options)})
             self._file = _open_locked(self._path, table)
             try:

@@ -9,6 +9,7 @@ import argparse
 import logging
 import os
 import sys
+import textwrap
 from typing import Any, List, NoReturn, Optional
 
 from ..errors import QarError
@@ -28,6 +29,10 @@ _EPILOG = (
 
 class _Parser(argparse.ArgumentParser):
     """Reports wrong arguments in one line."""
+
+    def __init__(self, **options: Any) -> None:
+        super().__init__(add_help=False, **options)
+        self.add_argument("-h", "--help", action="help", help="Print this help.")
 
     def error(self, message: str) -> NoReturn:
         self.exit(FAILED, f"{self.prog}: {message}; see {self.prog} --help\n")
@@ -73,7 +78,9 @@ def _print_any_name() -> None:
 def parser() -> argparse.ArgumentParser:
     """Return the parser of all commands."""
     result = _Parser(prog="qar", description="Work with QAR files.", epilog=_EPILOG)
-    result.add_argument("--version", action="version", version=f"qar {version()}")
+    result.add_argument(
+        "--version", action="version", version=f"qar {version()}", help="Print the version."
+    )
     result.add_argument(
         "--verbose", action="store_true", help="Report the files that are opened and closed."
     )
@@ -84,10 +91,8 @@ def parser() -> argparse.ArgumentParser:
             command.name,
             help=command.help,
             description=command.help,
-            epilog=f"{command.examples}\n{_EPILOG}" if command.examples else _EPILOG,
-            formatter_class=argparse.RawDescriptionHelpFormatter
-            if command.examples
-            else argparse.HelpFormatter,
+            epilog="\n".join(filter(None, (command.examples, textwrap.fill(_EPILOG, 79)))),
+            formatter_class=argparse.RawDescriptionHelpFormatter,
         )
         added.set_defaults(run=command.run)
         command.add_arguments(added)

@@ -1,6 +1,7 @@
 """Output directories: created if they are missing, deleted if nothing was written to them."""
 
 import contextlib
+import errno
 import os
 from typing import Iterator, List
 
@@ -16,6 +17,8 @@ def output_folder(path: str) -> Iterator[None]:
         for folder in _missing(path):
             os.mkdir(folder)
             new.append(folder)
+        if path and not os.path.isdir(path):
+            raise NotADirectoryError(errno.ENOTDIR, os.strerror(errno.ENOTDIR), path)
         yield
     finally:
         for folder in reversed(new):

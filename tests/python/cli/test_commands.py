@@ -37,6 +37,8 @@ FAILURES = (  # arguments, part of the message
     ("analyse a.qar --set QAR_D_NOSUCH=1", "QAR_D_NOSUCH"),
     ("analyse a.qar --jobs 0", "--jobs/-j: '0' is not a whole number from 1 to 256"),
     ("analyse empty", "no file to analyse"),
+    ("analyse a.qar -o none/t.csv", "none: there is no such folder"),
+    ("analyse a.qar --into two.n42", "two.n42: Not a directory"),
     ("report a.qar -o a.qar", "a.qar: the file exists; use --force"),
     ("salvage none.qar b.qar", "no file or input"),
     ("status word", "'word' is not a status code"),

@@ -136,7 +136,6 @@ class TestSpecialFiles(TestCase):
             self.assertIn(result.stdout, (b"2\n", b"1\n"), command)
             self.assertEqual(len(result.stderr.splitlines()), 1, (command, result.stderr))
 
-
     def test_pipe_as_dictionary_extension_is_refused(self):
         program = (sys.executable, "-B", "-m", "qar", "show", "a.qar")
         self.run_program(*program, ORV_DICTIONARY="pipe")
@@ -189,11 +188,11 @@ class TestHelp(support.TestCase):
     def test_every_command_and_argument_has_a_help_of_whole_sentences(self):
         (commands,) = main.parser()._subparsers._group_actions
         self.assertEqual(len(commands.choices), 12)
-        for name, command in commands.choices.items():
+        for name, command in [("qar", main.parser()), *commands.choices.items()]:
             helps = {"": command.description}
             helps.update((a.metavar or a.dest, a.help) for a in command._actions)
             for argument, text in helps.items():
-                if argument != "help":
+                if argument != "COMMAND":
                     self.assertRegex(text or "", r"(?s)^[A-Z].*[A-Za-z0-9)]\.$", (name, argument))
             self.assertIn("Exit codes", command.format_help())
 

@@ -80,8 +80,7 @@ def _print_results(
     if arguments.json:
         failures = [{"file": path, "failure": text} for path, text in result.failures]
         if is_one and not arguments.output:
-            (analysed,) = result.analysed.values()
-            print_json(analysed)
+            print_json(result.analysed)
         else:
             print_json({"columns": COLUMNS, "rows": result.rows, "failures": failures})
     elif arguments.output:
@@ -89,8 +88,7 @@ def _print_results(
             print_path(path)
         return
     elif is_one:
-        (analysed,) = result.analysed.values()
-        for spectrum in analysed:
+        for spectrum in result.analysed:
             print_lines([f"spectrum {spectrum.name}"] if spectrum.name else [])
             print_lines(tables.results(spectrum.analysis))
     else:
