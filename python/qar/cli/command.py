@@ -11,6 +11,7 @@ DONE, PARTLY, FAILED = 0, 1, 2
 """Exit codes: done; done, but something was found or failed on the way; not done."""
 
 FORMAT_NAMES = tuple(FORMATS)
+WRITABLE_NAMES = tuple(name for name, format in FORMATS.items() if format.write is not None)
 Arguments = argparse.Namespace
 Parser = argparse.ArgumentParser
 
@@ -27,26 +28,6 @@ class Command(NamedTuple):
     help: str
     add_arguments: Callable[[Parser], None]
     examples: str = ""
-
-
-def add_input(command: Parser) -> None:
-    command.add_argument(
-        "file", metavar="FILE",
-        help="A QAR, .spe, .n42, .csv or .txt file, or - for standard input.",
-    )  # fmt: skip
-    add_reading(command)
-
-
-def add_reading(command: Parser) -> None:
-    command.add_argument(
-        "--from", dest="from_format", metavar="FORMAT", choices=FORMAT_NAMES, default="",
-        help="Read this input format instead of detecting it from the content:"
-        f" {', '.join(FORMAT_NAMES)}.",
-    )  # fmt: skip
-    command.add_argument(
-        "--spectrum", metavar="NAME", default="",
-        help="Use the spectrum NAME if the file has several.",
-    )  # fmt: skip
 
 
 def add_output(command: Parser, text: str, metavar: str = "FILE") -> None:

@@ -19,6 +19,7 @@ from ..source import open as open_source
 from ..values import is_known
 from .inputs import foreground
 from .output import failure_text
+from .reading import Reading
 
 Row = List[str]
 
@@ -36,6 +37,7 @@ class Options(NamedTuple):
     groups: Tuple[str, ...] = ()  # of the built-in library; empty: all
     settings: Tuple[Tuple[str, Any], ...] = ()  # parameters by name
     template: str = ""  # a QAR file whose analysis sequence is copied
+    reading: Reading = Reading()  # how the file is read
     spectrum: str = ""  # name of the spectrum to analyse
     all_spectra: bool = False  # analyse every spectrum of a file
     into: str = ""  # folder of the analysed QAR files; empty: see `analyse`
@@ -89,7 +91,7 @@ def analyse(path: str, options: Options) -> Outcome:
     the staging folders. Raises QarError, FormatError or OSError if the file fails.
     """
     stem = os.path.splitext(os.path.basename(path))[0]
-    measurements = formats.read(path)
+    measurements = options.reading.read(path)
     if measurements[0].qar_file and not options.into:
         with open_source(path, "r+") as source, rehearsal(source) as copy:
             return _analysed(copy, "", stem, options)

@@ -5,17 +5,22 @@ import os
 import sys
 from typing import Dict, Iterable, Iterator, List, Sequence, Tuple
 
+from .. import formats
 from ..atomic_files import Path
 from ..formats import FormatError, Measurement
 from ..formats.parsing import MAX_BYTES
 from ..scratch import scratch_folder
 from ..source import DataSource
-from ..transfer.any_file import open_any
-from .command import Arguments, CommandError
+from ..transfer.any_file import open_measurement
+from .command import Arguments, CommandError, Parser
 from .output import STANDARD_INPUT, shown_path, warn
+from .reading import add_reading, reading_of
 
-SUFFIXES = (".qar", ".spe", ".n42")
+_AMBIGUOUS = (".csv", ".tsv", ".txt", ".xml")  # may well be no spectra
+SUFFIXES = tuple(suffix for suffix in formats.SUFFIXES if suffix not in _AMBIGUOUS)
 """Suffixes of the files that are used in a directory; other files must be named."""
+
+_MAX_NAMES = 20  # in a message
 
 
 # ---- One file ----------------------------------------------------------------------------------
@@ -38,15 +43,31 @@ def local_file(path: str) -> Iterator[str]:
 
 
 @contextlib.contextmanager
-def opened(path: str, format: str, spectrum: str) -> Iterator[DataSource]:
-    """Yield the data source in a file of any format.
+def opened(arguments: Arguments) -> Iterator[DataSource]:
+    """Yield the data source in the input file of a command, of any format.
 
     A spectrum in another format is converted to a temporary QAR file; losses are reported.
     """
-    with local_file(path) as local, open_any(local, format, spectrum) as (source, notes):
-        source.path = shown_path(path)
-        warn(path, notes)
-        yield source
+    path = arguments.file
+    with local_file(path) as local:
+        measurements = reading_of(arguments).read(local)
+        measurement = one(formats.with_name(measurements, arguments.spectrum, path), path)
+        with open_measurement(measurement) as (source, notes):
+            source.path = shown_path(path)
+            warn(path, notes)
+            yield source
+
+
+def one(measurements: List[Measurement], path: str) -> Measurement:
+    """Return the only spectrum. Raises FormatError if there are several."""
+    if len(measurements) > 1:
+        names = ", ".join(measurement.name for measurement in measurements[:_MAX_NAMES])
+        more = ", ..." if len(measurements) > _MAX_NAMES else ""
+        raise FormatError(
+            f"{shown_path(path)}: {len(measurements)} spectra; select one with --spectrum:"
+            f" {names}{more}"
+        )
+    return measurements[0]
 
 
 def foreground(measurements: Sequence[Measurement]) -> Measurement:
@@ -58,6 +79,17 @@ def foreground(measurements: Sequence[Measurement]) -> Measurement:
 def beside(path: str, suffix: str) -> str:
     """Return the path with another suffix."""
     return os.path.splitext(path)[0] + suffix
+
+
+def add_input(command: Parser) -> None:
+    command.add_argument(
+        "file", metavar="FILE", help="A file of any format, or - for standard input."
+    )
+    command.add_argument(
+        "--spectrum", metavar="NAME", default="",
+        help="Use the spectrum NAME if the file has several.",
+    )  # fmt: skip
+    add_reading(command)
 
 
 def output_of(arguments: Arguments, suffix: str) -> str:

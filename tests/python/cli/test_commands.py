@@ -35,6 +35,10 @@ FAILURES = (  # arguments, part of the message
     ("analyse a.qar -l two.n42", "first line"),
     ("analyse a.qar --set QAR_D_PEAKLIMIT=much", "QAR_D_PEAKLIMIT: 'much' is not a valid double"),
     ("analyse a.qar --set QAR_D_NOSUCH=1", "QAR_D_NOSUCH"),
+    ("show a.qar --skip -1", "--skip: '-1' is not a number of lines"),
+    ("show a.qar --columns channel,count", "'count' is not a column"),
+    ("show a.qar --columns channel", "has 0 columns 'counts'"),
+    ("show a.qar --start today", "today"),
     ("analyse a.qar --jobs 0", "--jobs/-j: '0' is not a whole number from 1 to 256"),
     ("analyse empty", "no file to analyse"),
     ("analyse a.qar -o none/t.csv", "none: there is no such folder"),
@@ -135,6 +139,26 @@ class TestConvert(TestCase):
             )
             self.assertEqual(ran.returncode, 0, command)
         self.assertEqual(self.counts("b.qar"), self.counts("a.qar"))
+
+
+class TestReading(TestCase):
+    table = "Report\n1024 channels\n0 10.0 5\n1 10.5 6\n2 11.0 7\n"
+
+    def test_table_is_read_as_the_options_describe_it(self):
+        self.write("t.txt", self.table)
+        ran = support.run(
+            *("convert", "t.txt", "t.spe", "--skip", "2", "--columns", "ignore,energy,counts"),
+            *("--live-time", "60", "--real-time", "61", "--start", "2024-01-24T21:02:12Z"),
+        )
+        self.assertEqual(ran.code, 0, ran.err)
+        (measurement,) = qar.formats.read("t.spe")
+        self.assertEqual(measurement.counts, (5, 6, 7))
+        self.assertEqual((measurement.live_time, measurement.real_time), (60.0, 61.0))
+        self.assertEqual(measurement.start.isoformat(), "2024-01-24T21:02:12+00:00")
+        self.assertAlmostEqual(qar.Calibration(measurement.energy).energy_at(1), 10.0)
+
+    def test_live_time_of_a_qar_file_is_not_overridden(self):
+        self.assertIn("own times", support.run("analyse", "a.qar", "--live-time", "5").err[0])
 
 
 class TestShow(TestCase):

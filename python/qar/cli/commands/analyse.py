@@ -30,7 +30,8 @@ from ..command import (
 )
 from ..file_analysis import COLUMNS, Options
 from ..inputs import files_of, local_file
-from ..output import STANDARD_INPUT, inform, print_json, print_lines, print_path, warn
+from ..output import STANDARD_INPUT, inform, print_json, print_lines, print_path, shown_path, warn
+from ..reading import add_reading, reading_of
 
 _NUMBERS = {"float": float, "double": float}
 _WHOLE_NUMBERS = ("short", "long", "longlong", "byte")
@@ -60,10 +61,9 @@ def _analyse(
     table = arguments.output
     stream = None if is_one else sys.stderr
     result = batch.run(files, options, table, executors, stream)
-    for path, note in result.notes:
-        warn(shown.get(path, path), [note])
-    for path, failure in result.failures:
-        warn(shown.get(path, path), [failure])
+    for path, text in [*result.notes, *result.failures]:
+        given = shown_path(shown.get(path, path))
+        warn(given, [text.replace(path, given)])
     if is_one and result.failures and not table:
         return FAILED
     _print_results(result, is_one, shown, arguments)
@@ -129,6 +129,7 @@ def _options(arguments: Arguments) -> Options:
         groups=arguments.groups,
         settings=settings,
         template=_absolute(arguments.template),
+        reading=reading_of(arguments),
         spectrum=arguments.spectrum,
         all_spectra=arguments.all,
         into=_absolute(arguments.into),
@@ -175,6 +176,7 @@ def _add_arguments(command: Parser) -> None:
         help="A file of any format, a directory, or - for standard input.",
     )  # fmt: skip
     add_recursive(command)
+    add_reading(command)
     command.add_argument(
         "--spectrum", metavar="NAME", default="",
         help="Analyse the spectrum NAME if a file has several (default: the foreground with most"

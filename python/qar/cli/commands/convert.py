@@ -11,19 +11,19 @@ from ...formats import FORMATS, FormatError, Measurement
 from ...scratch import scratch_folder
 from ..command import (
     DONE,
-    FORMAT_NAMES,
     PARTLY,
+    WRITABLE_NAMES,
     Arguments,
     Command,
     CommandError,
     Parser,
     add_force,
-    add_reading,
     add_recursive,
 )
 from ..inputs import beside, files_of, local_file
 from ..output import STANDARD_INPUT, failure_text, inform, print_path, warn
 from ..output_folder import output_folder
+from ..reading import add_reading, reading_of
 
 STANDARD_OUTPUT = "-"
 
@@ -84,7 +84,7 @@ def _inputs(arguments: Arguments, suffix: str) -> List[str]:
 
 def _convert_one(path: str, target: str, arguments: Arguments) -> None:
     with local_file(path) as local:
-        measurements = formats.read(local, arguments.from_format)
+        measurements = reading_of(arguments).read(local)
         measurements = formats.with_name(measurements, arguments.spectrum, path)
         if target == STANDARD_OUTPUT:
             _print_content(measurements, path, arguments)
@@ -123,14 +123,18 @@ def _add_arguments(command: Parser) -> None:
         " are inputs, also directories. - means standard input, or as OUTPUT standard output.",
     )  # fmt: skip
     command.add_argument(
-        "--to", metavar="FORMAT", choices=FORMAT_NAMES, default="",
-        help=f"Convert each FILE to this format: {', '.join(FORMAT_NAMES)}.",
+        "--to", metavar="FORMAT", choices=WRITABLE_NAMES, default="",
+        help=f"Convert each FILE to this format: {', '.join(WRITABLE_NAMES)}.",
     )  # fmt: skip
     command.add_argument(
         "--into", metavar="DIRECTORY", default="",
         help="Write the converted files into this directory (default: beside the inputs).",
     )  # fmt: skip
     add_recursive(command)
+    command.add_argument(
+        "--spectrum", metavar="NAME", default="",
+        help="Convert only the spectrum NAME if a file has several.",
+    )  # fmt: skip
     add_reading(command)
     add_force(command)
 

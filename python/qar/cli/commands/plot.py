@@ -5,15 +5,15 @@ import os
 from ...atomic_files import new_file
 from ...display import layout
 from ...display import plot as picture
-from ..command import DONE, Arguments, Command, Parser, add_input, add_output
-from ..inputs import opened, output_of
+from ..command import DONE, Arguments, Command, Parser, add_output
+from ..inputs import add_input, opened, output_of
 from ..output import print_path
 
 
 def plot(arguments: Arguments) -> int:
     target = output_of(arguments, ".png")
     picture.figure_class()  # fails early if matplotlib is missing
-    with opened(arguments.file, arguments.from_format, arguments.spectrum) as source:
+    with opened(arguments) as source:
         counts, peaks = source.spectrum(), source.results().peaks
         axis = layout.axis_of(source.calibration())
         title = source.get("QAR_C_MEASNAME") or os.path.basename(arguments.file)

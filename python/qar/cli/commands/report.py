@@ -3,14 +3,14 @@
 from ...atomic_files import write_text
 from ...display import layout
 from ...display.report import html_of
-from ..command import DONE, Arguments, Command, Parser, add_input, add_output
-from ..inputs import opened, output_of
+from ..command import DONE, Arguments, Command, Parser, add_output
+from ..inputs import add_input, opened, output_of
 from ..output import print_path
 
 
 def report(arguments: Arguments) -> int:
     target = output_of(arguments, ".html")
-    with opened(arguments.file, arguments.from_format, arguments.spectrum) as source:
+    with opened(arguments) as source:
         axis = layout.axis_of(source.calibration())
         text = html_of(source, source.results(), axis)
         write_text(target, text, arguments.force)

@@ -10,14 +10,15 @@ from ...display.printable import value_text
 from ...formats import Measurement
 from ...source import DataSource
 from ...transfer.any_file import open_measurement
-from ..command import DONE, Arguments, Command, Parser, add_input, add_json
-from ..inputs import local_file
+from ..command import DONE, Arguments, Command, Parser, add_json
+from ..inputs import add_input, local_file
 from ..output import print_json, print_lines, shown_path, warn
+from ..reading import reading_of
 
 
 def show(arguments: Arguments) -> int:
     with local_file(arguments.file) as local:
-        measurements = formats.read(local, arguments.from_format)
+        measurements = reading_of(arguments).read(local)
         measurements = formats.with_name(measurements, arguments.spectrum, arguments.file)
         if len(measurements) > 1:
             _show_list(measurements, arguments)
