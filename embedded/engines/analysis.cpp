@@ -7,6 +7,8 @@
 #include <numeric>
 
 #include "embedded/engines/engine.h"
+#include "embedded/engines/scintillator_bins.h"
+#include "embedded/engines/scintillator_identification.h"
 #include "embedded/engines/spectrum.h"
 #include "embedded/pqar/parameter_codes.h"
 
@@ -155,7 +157,11 @@ void Analysis::identifyNuclides(bool nuclidesRequired) const {
     const std::vector<MeasuredPeak> peaks = readPeaks();
     const Spectrum searched = spectrum();
     const NuclideLibrary library(dataSource_, searched, calibration_, search_.limit);
-    const Findings findings = identify(peaks, library.nuclides(), rules_);
+    const Findings findings =
+        isScintillator(calibration_)
+            ? identifyInScintillator(searched, calibration_, peaks, library.nuclides(), rules_,
+                                     search_.limit)
+            : identify(peaks, library.nuclides(), rules_);
 
     dataSource_.deleteRecords(QAR_CLS_RESULT);
     writeResults(library, findings);

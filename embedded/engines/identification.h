@@ -55,6 +55,7 @@ struct Nuclide {
     std::string name;
     std::vector<ExpectedLine> lines;
     std::optional<std::size_t> parent;  // its place in the list, where the parent lives longer
+    double halfLife = 0.0;              // seconds; 0 if it is unknown or stable
 };
 
 struct MatchingRules {

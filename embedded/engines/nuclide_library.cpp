@@ -179,7 +179,8 @@ void NuclideLibrary::readNuclide(std::uint16_t record) {
     }
     const double factor =
         decayFactor(measurement_, decay.halfLife) * measurement_.liveTime.value_or(1.0);
-    Nuclide nuclide{names_[record - 1U], {}, std::nullopt};
+    Nuclide nuclide{names_[record - 1U], {}, std::nullopt,
+                    dataSource_.readDouble(QAR_D_HALFLIFE, record).value_or(0.0)};
     const std::uint16_t entries = dataSource_.entryCount(QAR_CLS_NUCLIDE, record);
     for (std::uint32_t entry = 1; entry <= entries; ++entry) {
         nuclide.lines.push_back(readLine(record, static_cast<std::uint16_t>(entry), factor));

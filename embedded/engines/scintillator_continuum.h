@@ -1,0 +1,37 @@
+// The smooth part of a scintillator's spectrum, and the noise, as a covariance.
+//
+// Contents = templates + continuum + noise. The continuum is a baseline, clipped under peaks, plus
+// a coarse spline that may change most of it and a fine spline of 1 % of the contents, because no
+// response is known exactly; the noise is that of counting and a part of each content. All are
+// Gaussian, so that a fit of templates needs only their covariance.
+#ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_CONTINUUM_H
+#define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_CONTINUUM_H
+
+#include <Eigen/Cholesky>
+#include <Eigen/Core>
+
+#include "embedded/engines/scintillator_bins.h"
+
+namespace embedded::engines {
+
+class ScintillatorContinuum {
+  public:
+    explicit ScintillatorContinuum(const ScintillatorBins& bins);
+
+    // For each bin.
+    const Eigen::VectorXd& baseline() const { return baseline_; }
+    const Eigen::VectorXd& smoothed() const { return smoothed_; }
+
+    // Divides columns by the root of the covariance: products of the results are those with its
+    // inverse. columns: templates, or contents beyond the baseline.
+    Eigen::MatrixXd whitened(const Eigen::MatrixXd& columns) const;
+
+  private:
+    Eigen::VectorXd smoothed_;
+    Eigen::VectorXd baseline_;
+    Eigen::LLT<Eigen::MatrixXd> covariance_;
+};
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,209 @@
+#include "embedded/engines/scintillator_fit.h"
+
+#include <Eigen/Cholesky>
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <utility>
+
+#include "embedded/engines/nonnegative_fit.h"
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr double derivativeStep = 0.1;      // deviations of the detector state
+constexpr double usedPart = 0.9;            // of the residuals, without the greatest
+constexpr double meanOfUsedPart = 0.623;    // of chi-square with one degree of freedom
+constexpr double greatestDeviations = 3.0;  // beyond which a detector state is not plausible
+constexpr double implausibleWeight = 10.0;
+constexpr double ridge = 1e-6;  // for templates that do not differ from uncertainties or others
+constexpr double leastCurvature = 1e-30;
+constexpr double sameObjective = 2.0;
+constexpr double freeActivity = 3.0;  // deviation of an activity that may have any value
+constexpr double strongPart = 0.3;    // of a template's greatest content
+
+// A few bins may hold what no template describes; they must not make all others less certain.
+double meanSquare(Eigen::VectorXd residuals) {
+    Eigen::VectorXd squares = residuals.cwiseAbs2();
+    std::ranges::sort(squares);
+    const auto used = static_cast<Eigen::Index>(usedPart * static_cast<double>(squares.size()));
+    return squares.head(used).mean() / meanOfUsedPart;
+}
+
+double implausibility(const Eigen::VectorXd& stateValues) {
+    const Eigen::ArrayXd beyond = (stateValues.array().abs() - greatestDeviations).max(0.0);
+    return implausibleWeight * beyond.square().sum();
+}
+
+Eigen::MatrixXd joined(const std::vector<Eigen::VectorXd>& columns, Eigen::Index rows) {
+    Eigen::MatrixXd matrix(rows, static_cast<Eigen::Index>(columns.size()));
+    for (std::size_t number = 0; number < columns.size(); ++number) {
+        matrix.col(static_cast<Eigen::Index>(number)) = columns[number];
+    }
+    return matrix;
+}
+
+}  // namespace
+
+// Templates and what is uncertain, both divided by the root of the continuum's covariance. The
+// uncertainties are eliminated: with columns U of deviation 1, the inverse covariance becomes
+// I - U (I + U'U)^-1 U'.
+struct ScintillatorFit::System {
+    System(Eigen::MatrixXd templates, Eigen::MatrixXd uncertainties, Eigen::VectorXd contents)
+        : design(std::move(templates)),
+          uncertain(std::move(uncertainties)),
+          observed(std::move(contents)) {
+        Eigen::MatrixXd information = Eigen::MatrixXd::Identity(uncertain.cols(), uncertain.cols());
+        information.selfadjointView<Eigen::Lower>().rankUpdate(uncertain.transpose());
+        factors.compute(information);
+        shadow = factors.matrixL().solve(uncertain.transpose() * design);
+        right = design.transpose() * observed -
+                shadow.transpose() * factors.matrixL().solve(uncertain.transpose() * observed);
+    }
+
+    double logDeterminant() const {
+        return 2.0 * factors.matrixLLT().diagonal().array().log().sum();
+    }
+
+    Eigen::MatrixXd design;
+    Eigen::MatrixXd uncertain;
+    Eigen::VectorXd observed;
+    Eigen::LLT<Eigen::MatrixXd> factors;
+    Eigen::MatrixXd shadow;
+    Eigen::VectorXd right;  // of the normal equations
+};
+
+ScintillatorFit::ScintillatorFit(const ScintillatorBins& bins, const Calibration& calibration,
+                                 std::span<const TemplateNuclide> nuclides)
+    : bins_(bins),
+      nuclides_(nuclides),
+      continuum_(bins),
+      columns_(bins, calibration),
+      observed_(bins.counts - continuum_.baseline()) {}
+
+Eigen::MatrixXd ScintillatorFit::templates(std::span<const std::size_t> nuclides,
+                                           const DetectorState& state) const {
+    Eigen::MatrixXd matrix(bins_.size(), static_cast<Eigen::Index>(nuclides.size()));
+    for (std::size_t number = 0; number < nuclides.size(); ++number) {
+        matrix.col(static_cast<Eigen::Index>(number)) =
+            columns_.nuclideTemplate(nuclides_[nuclides[number]], state);
+    }
+    return matrix;
+}
+
+// The detector state's columns first: the change of all peaks for one standard deviation.
+Eigen::MatrixXd ScintillatorFit::uncertainties(const ScintillatorModel& model) const {
+    std::vector<Eigen::VectorXd> columns;
+    for (Eigen::Index member = 0; member < stateSize; ++member) {
+        const auto pointer = ScintillatorColumns::stateMembers[static_cast<std::size_t>(member)];
+        DetectorState up = model.state;
+        DetectorState down = model.state;
+        up.*pointer += derivativeStep * columns_.deviation(member);
+        down.*pointer -= derivativeStep * columns_.deviation(member);
+        columns.push_back((templates(model.nuclides, up) - templates(model.nuclides, down)) *
+                          model.activities / (2.0 * derivativeStep));
+    }
+    for (std::size_t number = 0; number < model.nuclides.size(); ++number) {
+        const double activity = model.activities[static_cast<Eigen::Index>(number)];
+        std::ranges::move(
+            columns_.ofNuclide(nuclides_[model.nuclides[number]], activity, model.state),
+            std::back_inserter(columns));
+    }
+    Eigen::MatrixXd matrix(bins_.size(),
+                           columns_.common().cols() + static_cast<Eigen::Index>(columns.size()));
+    matrix << joined(columns, bins_.size()), columns_.common();
+    return matrix;
+}
+
+// No nuclide gives more than twice the counts that there are wherever it should give many.
+Eigen::VectorXd ScintillatorFit::greatestActivities(const Eigen::MatrixXd& templates) const {
+    Eigen::VectorXd greatest = Eigen::VectorXd::Zero(templates.cols());
+    for (Eigen::Index column = 0; column < templates.cols(); ++column) {
+        const double strong = strongPart * templates.col(column).maxCoeff();
+        for (Eigen::Index bin = 0; bin < templates.rows(); ++bin) {
+            const double content = templates(bin, column);
+            if (content > 0.0 && content >= strong) {
+                greatest[column] =
+                    std::max(greatest[column], 2.0 * (continuum_.smoothed()[bin] + 2.0) / content);
+            }
+        }
+    }
+    return greatest;
+}
+
+// Activities and likelihood at the model's detector state; returns a better state in deviations.
+Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
+    const Eigen::MatrixXd uncertain = uncertainties(model);
+    const Eigen::MatrixXd shapes = templates(model.nuclides, model.state);
+    // The state's deviations count from the calibration, the templates are those of the state.
+    const Eigen::VectorXd shifted =
+        observed_ + uncertain.leftCols(stateSize) * columns_.inDeviations(model.state);
+    const System system(continuum_.whitened(shapes), continuum_.whitened(uncertain),
+                        continuum_.whitened(shifted));
+    Eigen::MatrixXd normal =
+        system.design.transpose() * system.design - system.shadow.transpose() * system.shadow;
+    normal.diagonal() = normal.diagonal() * (1.0 + ridge) +
+                        Eigen::VectorXd::Constant(normal.cols(), leastCurvature);
+    const Eigen::LLT<Eigen::MatrixXd> factors(normal);
+    const NonnegativeFit fit =
+        fitNonnegative(factors.matrixU(), factors.matrixL().solve(system.right));
+    model.activities = fit.values.cwiseMin(greatestActivities(shapes));
+    model.variances = fit.variances;
+
+    const Eigen::VectorXd left = system.observed - system.design * model.activities;
+    const Eigen::VectorXd half =
+        system.factors.matrixL().solve(system.uncertain.transpose() * left);
+    const Eigen::VectorXd values = system.factors.matrixU().solve(half);
+    model.misfit = std::max(1.0, meanSquare(left - system.uncertain * values));
+    const double objective = left.squaredNorm() - half.squaredNorm() + system.logDeterminant() +
+                             implausibility(values.head(stateSize));
+    model.objective = std::isfinite(objective) ? objective : std::numeric_limits<double>::max();
+    return values.head(stateSize);
+}
+
+void ScintillatorFit::refine(ScintillatorModel& model, int passes) const {
+    ScintillatorModel best;
+    for (int number = 0; number < passes; ++number) {
+        const Eigen::VectorXd state = pass(model);
+        if (number == 0 || model.objective < best.objective + sameObjective) {
+            best = model;
+        }
+        model.state = columns_.limitedState(state);
+    }
+    model = std::move(best);
+}
+
+// One template at a time beside a model whose activities may change.
+std::vector<Proposal> ScintillatorFit::proposals(const ScintillatorModel& model) const {
+    std::vector<std::size_t> others;
+    for (std::size_t nuclide = 0; nuclide < nuclides_.size(); ++nuclide) {
+        if (std::ranges::find(model.nuclides, nuclide) == model.nuclides.end()) {
+            others.push_back(nuclide);
+        }
+    }
+    const Eigen::MatrixXd present = templates(model.nuclides, model.state);
+    const Eigen::MatrixXd known = uncertainties(model);
+    Eigen::MatrixXd uncertain(bins_.size(), known.cols() + present.cols());
+    uncertain << known, present * (freeActivity * model.activities).asDiagonal();
+    const System system(continuum_.whitened(templates(others, model.state)),
+                        continuum_.whitened(uncertain),
+                        continuum_.whitened(observed_ - present * model.activities));
+    std::vector<Proposal> found;
+    for (std::size_t number = 0; number < others.size(); ++number) {
+        const auto column = static_cast<Eigen::Index>(number);
+        const double slope = system.right[column];
+        const double curvature =
+            system.design.col(column).squaredNorm() - system.shadow.col(column).squaredNorm();
+        if (slope > 0.0 && curvature > 0.0) {
+            found.push_back({others[number], slope * slope / curvature, slope / curvature});
+        }
+    }
+    std::ranges::sort(found, std::ranges::greater(), [this](const Proposal& proposal) {
+        return proposal.gain - nuclides_[proposal.nuclide].rarity;
+    });
+    return found;
+}
+
+}  // namespace embedded::engines

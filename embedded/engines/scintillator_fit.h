@@ -1,0 +1,67 @@
+// Nuclides fitted together to the spectrum of a scintillator.
+//
+// Each nuclide is a template with fixed energies, widths and relative intensities; its activity is
+// not negative. Everything that is uncertain about the templates, the detector and the continuum is
+// Gaussian (scintillator_continuum.h, scintillator_columns.h), so that for given activities the
+// likelihood follows from linear algebra. The uncertainties grow with the activities and the
+// templates move with the detector state; a few passes settle both.
+#ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_FIT_H
+#define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_FIT_H
+
+#include <Eigen/Core>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "embedded/engines/scintillator_bins.h"
+#include "embedded/engines/scintillator_columns.h"
+#include "embedded/engines/scintillator_continuum.h"
+
+namespace embedded::engines {
+
+struct ScintillatorModel {
+    std::vector<std::size_t> nuclides;  // indices
+    Eigen::VectorXd activities;         // of these nuclides
+    Eigen::VectorXd variances;          // of the activities
+    DetectorState state;
+    double misfit = 1.0;     // mean square of the residuals in their deviations, at least 1
+    double objective = 0.0;  // -2 ln(likelihood), but for a constant
+};
+
+// A nuclide that may be missing from a model.
+struct Proposal {
+    std::size_t nuclide;
+    double gain;  // in 2 ln(likelihood), at most
+    double activity;
+};
+
+class ScintillatorFit {
+  public:
+    // Keeps references to all arguments.
+    ScintillatorFit(const ScintillatorBins& bins, const Calibration& calibration,
+                    std::span<const TemplateNuclide> nuclides);
+
+    // Fits activities and detector state, starting from those of the model.
+    void refine(ScintillatorModel& model, int passes) const;
+
+    // The nuclides that are not in the model, the greatest gain first.
+    std::vector<Proposal> proposals(const ScintillatorModel& model) const;
+
+  private:
+    struct System;
+    Eigen::MatrixXd templates(std::span<const std::size_t> nuclides,
+                              const DetectorState& state) const;
+    Eigen::MatrixXd uncertainties(const ScintillatorModel& model) const;
+    Eigen::VectorXd greatestActivities(const Eigen::MatrixXd& templates) const;
+    Eigen::VectorXd pass(ScintillatorModel& model) const;
+
+    const ScintillatorBins& bins_;
+    std::span<const TemplateNuclide> nuclides_;
+    ScintillatorContinuum continuum_;
+    ScintillatorColumns columns_;
+    Eigen::VectorXd observed_;  // beyond the baseline
+};
+
+}  // namespace embedded::engines
+
+#endif

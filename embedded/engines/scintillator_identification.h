@@ -1,0 +1,26 @@
+// Identification of nuclides in the spectrum of a scintillator.
+//
+// Lines of a scintillator overlap, so that single peaks prove little. Nuclides are therefore fitted
+// to the spectrum (scintillator_fit.h, scintillator_selection.h) instead of to its peaks.
+#ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_IDENTIFICATION_H
+#define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_IDENTIFICATION_H
+
+#include <span>
+
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/identification.h"
+#include "embedded/engines/spectrum.h"
+
+namespace embedded::engines {
+
+// Returns the same as `identify`. A peak is assigned to the nuclide that gives most of it.
+// limit: standard deviations; a nuclide without competitors that is as significant has a confidence
+// of one half.
+Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& calibration,
+                                std::span<const MeasuredPeak> peaks,
+                                std::span<const Nuclide> nuclides, const MatchingRules& rules,
+                                double limit);
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,52 @@
+// What a photon line leaves in the spectrum of a scintillator: full-energy peak, Compton continuum,
+// photons scattered back into the detector, escape of X-rays.
+#ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_RESPONSE_H
+#define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_RESPONSE_H
+
+#include <Eigen/Core>
+
+#include "embedded/engines/scintillator_bins.h"
+
+namespace embedded::engines {
+
+// How a detector departs from its calibration.
+struct DetectorState {
+    double offset = 0.0;      // keV that a line lies too high
+    double gain = 0.0;        // part of its energy by which a line lies too high
+    double broadening = 0.0;  // part of the FWHM by which peaks are too broad
+    double power = 0.0;       // of the energy, by which the efficiency is off
+    double absorber = 0.0;    // absorption exponent at 100 keV, beyond what the efficiency has
+};
+
+class ScintillatorResponse {
+  public:
+    // Keeps both, which must outlive it.
+    ScintillatorResponse(const ScintillatorBins& bins, const Calibration& calibration,
+                         const DetectorState& state)
+        : bins_(bins), calibration_(calibration), state_(state) {}
+
+    // The expected full-energy counts of a line by those that the calibrations give.
+    double efficiencyFactor(double energy) const;
+
+    // Each adds to the contents of all bins. counts: in the full-energy peak.
+    void addPeak(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
+    void addCompton(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
+    void addEdge(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
+    void addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
+    void addStep(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
+
+  private:
+    double shown(double energy) const { return energy * (1.0 + state_.gain) + state_.offset; }
+    double sigma(double energy) const;
+
+    const ScintillatorBins& bins_;
+    const Calibration& calibration_;
+    DetectorState state_;
+};
+
+// Efficiency for the full-energy peak of a usual scintillator, in a unit of its own.
+double scintillatorEfficiency(double energy);
+
+}  // namespace embedded::engines
+
+#endif

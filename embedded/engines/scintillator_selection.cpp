@@ -1,0 +1,189 @@
+#include "embedded/engines/scintillator_selection.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <utility>
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr int trialPasses = 3;
+constexpr int settlingPasses = 4;
+constexpr std::size_t trials = 5;  // nuclides that are tried for one place in a model
+constexpr std::size_t mostNuclides = 12;
+constexpr int mostExchanges = 30;
+constexpr double price = 14.0;  // of a nuclide
+constexpr double leastLead = -2.0;
+constexpr double softness = 4.0;  // of odds, in 2 ln(likelihood)
+
+// Calibrations may be off by more than a peak's width.
+constexpr std::array<double, 3> startGains = {0.0, -0.015, 0.015};
+constexpr std::size_t mostStarts = 3;
+constexpr double nearlyAsGood = 30.0;      // in cost
+constexpr double nearlyAsGoodPart = 0.02;  // of what the best first nuclide saves
+
+double confidence(double gain, double lead, double limit) {
+    return gain / (gain + limit * limit) / (1.0 + std::exp(-lead / softness));
+}
+
+ScintillatorModel withNuclide(ScintillatorModel model, const Proposal& proposal) {
+    const Eigen::Index count = model.activities.size();
+    model.nuclides.push_back(proposal.nuclide);
+    model.activities.conservativeResize(count + 1);
+    model.activities[count] = proposal.activity;
+    return model;
+}
+
+ScintillatorModel withoutNuclide(ScintillatorModel model, std::size_t place) {
+    const auto index = static_cast<Eigen::Index>(place);
+    const Eigen::Index rest = model.activities.size() - index - 1;
+    model.nuclides.erase(model.nuclides.begin() + static_cast<std::ptrdiff_t>(place));
+    model.activities.segment(index, rest) = model.activities.tail(rest).eval();
+    model.activities.conservativeResize(model.activities.size() - 1);
+    return model;
+}
+
+class Selector {
+  public:
+    Selector(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides)
+        : fit_(fit), nuclides_(nuclides) {}
+
+    ScintillatorModel best() const;
+    Selection exchanged(ScintillatorModel model, double limit) const;
+
+  private:
+    double cost(const ScintillatorModel& model, double misfit) const;
+    double loss(const ScintillatorModel& from, const ScintillatorModel& to) const;
+    void sortByCost(std::vector<ScintillatorModel>& models, double misfit) const;
+    std::vector<ScintillatorModel> withOneMore(const ScintillatorModel& model,
+                                               std::size_t excluded) const;
+    std::vector<ScintillatorModel> firstModels(const ScintillatorModel& empty) const;
+    ScintillatorModel grown(ScintillatorModel model) const;
+
+    std::size_t none() const { return nuclides_.size(); }
+
+    const ScintillatorFit& fit_;
+    std::span<const TemplateNuclide> nuclides_;
+};
+
+double Selector::cost(const ScintillatorModel& model, double misfit) const {
+    double sum = model.objective / misfit;
+    for (const std::size_t nuclide : model.nuclides) {
+        sum += price + nuclides_[nuclide].rarity;
+    }
+    return sum;
+}
+
+// By how much the second model costs more.
+double Selector::loss(const ScintillatorModel& from, const ScintillatorModel& to) const {
+    const double misfit = std::min(from.misfit, to.misfit);
+    return cost(to, misfit) - cost(from, misfit);
+}
+
+void Selector::sortByCost(std::vector<ScintillatorModel>& models, double misfit) const {
+    for (const ScintillatorModel& model : models) {
+        misfit = std::min(misfit, model.misfit);
+    }
+    std::ranges::sort(models, std::ranges::less(),
+                      [&](const ScintillatorModel& model) { return cost(model, misfit); });
+}
+
+// The cheapest first.
+std::vector<ScintillatorModel> Selector::withOneMore(const ScintillatorModel& model,
+                                                     std::size_t excluded) const {
+    std::vector<ScintillatorModel> models;
+    for (const Proposal& proposal : fit_.proposals(model)) {
+        if (models.size() == trials) {
+            break;
+        }
+        if (proposal.nuclide != excluded) {
+            models.push_back(withNuclide(model, proposal));
+            fit_.refine(models.back(), trialPasses);
+        }
+    }
+    sortByCost(models, model.misfit);
+    if (!models.empty()) {
+        fit_.refine(models.front(), settlingPasses);
+    }
+    return models;
+}
+
+ScintillatorModel Selector::grown(ScintillatorModel model) const {
+    while (model.nuclides.size() < mostNuclides) {
+        auto models = withOneMore(model, none());
+        if (models.empty() || !(loss(model, models.front()) < 0.0)) {
+            break;
+        }
+        model = std::move(models.front());
+    }
+    return model;
+}
+
+std::vector<ScintillatorModel> Selector::firstModels(const ScintillatorModel& empty) const {
+    std::vector<ScintillatorModel> models;
+    for (const double gain : startGains) {
+        ScintillatorModel start = empty;
+        start.state.gain = gain;
+        std::ranges::move(withOneMore(start, none()), std::back_inserter(models));
+    }
+    sortByCost(models, empty.misfit);
+    return models;
+}
+
+// A nuclide with many lines may take the place of two others, so the best first one may mislead.
+ScintillatorModel Selector::best() const {
+    ScintillatorModel empty;
+    fit_.refine(empty, 1);
+    const std::vector<ScintillatorModel> first = firstModels(empty);
+    ScintillatorModel best = empty;
+    std::vector<std::size_t> started;
+    for (const ScintillatorModel& model : first) {
+        const bool isRepeated = std::ranges::find(started, model.nuclides.front()) != started.end();
+        const bool isFarWorse = loss(first.front(), model) >
+                                nearlyAsGood + nearlyAsGoodPart * loss(first.front(), empty);
+        if (started.size() == mostStarts || isFarWorse) {
+            break;
+        }
+        if (!isRepeated) {
+            started.push_back(model.nuclides.front());
+            ScintillatorModel larger = grown(model);
+            if (loss(best, larger) < 0.0) {
+                best = std::move(larger);
+            }
+        }
+    }
+    return best;
+}
+
+Selection Selector::exchanged(ScintillatorModel model, double limit) const {
+    std::vector<double> confidences;
+    for (int turn = 0; turn < mostExchanges && confidences.size() < model.nuclides.size(); ++turn) {
+        const std::size_t place = confidences.size();
+        ScintillatorModel smaller = withoutNuclide(model, place);
+        fit_.refine(smaller, settlingPasses);
+        auto others = withOneMore(smaller, model.nuclides[place]);
+        const double gain = loss(model, smaller);
+        const double lead = others.empty() ? gain : loss(model, others.front());
+        if (gain < 0.0 || lead < leastLead) {
+            model = gain < 0.0 ? std::move(smaller) : std::move(others.front());
+            confidences.clear();
+        } else {
+            confidences.push_back(confidence(gain + price, lead, limit));
+        }
+    }
+    confidences.resize(model.nuclides.size());
+    return {std::move(model), std::move(confidences)};
+}
+
+}  // namespace
+
+Selection selectNuclides(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides,
+                         double limit) {
+    const Selector selector(fit, nuclides);
+    return selector.exchanged(selector.best(), limit);
+}
+
+}  // namespace embedded::engines
