@@ -58,17 +58,15 @@ Analysis::Analysis(const DataSourceAccess& dataSource, std::optional<double> sig
 
 void Analysis::readCalibration() {
     calibration_.energy = dataSource_.readCoefficients(QAR_D_ENERGYCAL);
-    calibration_.shape = dataSource_.readCoefficients(QAR_D_SHAPECAL);
     calibration_.efficiency = dataSource_.readCoefficients(QAR_D_EFFICCAL);
     if (calibration_.energy.empty()) {
         throw EngineFailure(status::noEnergyCalibration);
     }
-    if (calibration_.shape.empty()) {
-        throw EngineFailure(status::noShapeCalibration);
-    }
     if (!energyRises(calibration_, contents_.size())) {
         throw EngineFailure(status::calibrationUnusable);
     }
+    widthCalibration_ = widthCalibrationOf(dataSource_, calibration_, contents_, excess_);
+    calibration_.shape = widthCalibration_.shape;
     widths_ = widthsInChannels(calibration_, contents_.size());
     if (std::ranges::none_of(widths_, [](double width) { return width > 0.0; })) {
         throw EngineFailure(status::calibrationUnusable);
@@ -82,8 +80,12 @@ void Analysis::restrictSearch() {
     if (first < 1 || end < first || end > last) {
         throw EngineFailure(status::badSetting);
     }
-    leftOutChannels_ = std::any_of(widths_.begin() + (first - 1), widths_.begin() + end,
-                                   [](double width) { return width == 0.0; });
+    // Nobody expects peaks at energies below 0, which many calibrations give the first channels.
+    for (std::int32_t channel = first; channel <= end; ++channel) {
+        const double width = widths_[static_cast<std::size_t>(channel) - 1];
+        leftOutChannels_ =
+            leftOutChannels_ || (width == 0.0 && energyAt(calibration_, channel) > 0.0);
+    }
     std::fill(widths_.begin(), widths_.begin() + (first - 1), 0.0);
     std::fill(widths_.begin() + end, widths_.end(), 0.0);
 }
@@ -104,11 +106,21 @@ void Analysis::readSettings(std::optional<double> significanceLimit) {
         rules_.efficiencyIsAssumed ? uncalibratedAllowance : calibratedAllowance;
 }
 
-void Analysis::searchPeaks() const {
+void Analysis::searchPeaks() {
     const std::vector<FittedPeak> peaks = findPeaks(spectrum(), search_);
+    const EnergyCorrection correction = findCorrection(dataSource_, calibration_, peaks);
+    correctEnergies(correction);
     dataSource_.deleteRecords(QAR_CLS_RESULT);
     dataSource_.deleteRecords(QAR_CLS_PEAK);
+    writeWidthCalibration(dataSource_, widthCalibration_);
+    writeCorrection(dataSource_, correction);
     writePeaks(peaks);
+}
+
+// Only results get corrected energies: the calibration of the file stays its user's own.
+void Analysis::correctEnergies(const EnergyCorrection& correction) {
+    calibration_ = corrected(calibration_, correction.relation);
+    isCorrected_ = true;
 }
 
 void Analysis::writePeaks(const std::vector<FittedPeak>& peaks) const {
@@ -150,9 +162,12 @@ std::vector<MeasuredPeak> Analysis::readPeaks() const {
     return peaks;
 }
 
-void Analysis::identifyNuclides(bool nuclidesRequired) const {
+void Analysis::identifyNuclides(bool nuclidesRequired) {
     if (nuclidesRequired && dataSource_.recordCount(QAR_CLS_NUCLIDE) == 0) {
         throw EngineFailure(status::noNuclides);
+    }
+    if (!isCorrected_) {
+        correctEnergies(readCorrection(dataSource_));
     }
     const std::vector<MeasuredPeak> peaks = readPeaks();
     const Spectrum searched = spectrum();

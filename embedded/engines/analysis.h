@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "embedded/engines/calibration.h"
+#include "embedded/engines/calibration_steps.h"
 #include "embedded/engines/data_source_access.h"
 #include "embedded/engines/identification.h"
 #include "embedded/engines/nuclide_library.h"
 #include "embedded/engines/peak_search.h"
+#include "embedded/engines/width_calibration.h"
 
 namespace embedded::engines {
 
@@ -21,9 +23,9 @@ class Analysis {
     // significanceLimit: standard deviations; the file's setting where there is none.
     Analysis(const DataSourceAccess& dataSource, std::optional<double> significanceLimit);
 
-    void searchPeaks() const;
+    void searchPeaks();
     // Throws noNuclides where nuclides are required and the file has no nuclide records.
-    void identifyNuclides(bool required) const;
+    void identifyNuclides(bool required);
 
     // Whether the calibration gives no usable width somewhere between the first and the last
     // channel of the search, so that no peak was looked for there.
@@ -35,6 +37,7 @@ class Analysis {
     void readSettings(std::optional<double> significanceLimit);
     Spectrum spectrum() const { return {contents_, widths_, excess_}; }
     std::vector<MeasuredPeak> readPeaks() const;
+    void correctEnergies(const EnergyCorrection& correction);
     void writePeaks(const std::vector<FittedPeak>& peaks) const;
     bool isFound(const Identification& identification) const;
     void writeResults(const NuclideLibrary& library, const Findings& findings) const;
@@ -45,6 +48,8 @@ class Analysis {
     std::vector<double> contents_;
     std::vector<double> excess_;
     Calibration calibration_;
+    WidthCalibration widthCalibration_;
+    bool isCorrected_ = false;  // whether the energies of calibration_ are
     std::vector<double> widths_;
     bool leftOutChannels_ = false;
     SearchSettings search_{};

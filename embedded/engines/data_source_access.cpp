@@ -115,8 +115,8 @@ void DataSourceAccess::deleteRecords(std::uint16_t classCode) const {
 }
 
 void DataSourceAccess::write(std::uint32_t code, std::uint16_t record, const void* value,
-                             std::uint32_t size) const {
-    if (SOrvPutParam(context_, code, record, 1, value, size) != 0) {
+                             std::uint32_t size, std::uint16_t entry) const {
+    if (SOrvPutParam(context_, code, record, entry, value, size) != 0) {
         throw EngineFailure(status::resultsNotWritable);
     }
 }
@@ -137,6 +137,15 @@ void DataSourceAccess::writeFloat(std::uint32_t code, std::uint16_t record, floa
 
 void DataSourceAccess::writeDouble(std::uint32_t code, std::uint16_t record, double value) const {
     write(code, record, &value, sizeof value);
+}
+
+void DataSourceAccess::writeCoefficients(std::uint32_t code,
+                                         const std::vector<double>& coefficients) const {
+    const std::size_t count = std::max(coefficients.size(), readCoefficients(code).size());
+    for (std::size_t index = 0; index < count; ++index) {
+        const double value = index < coefficients.size() ? coefficients[index] : 0.0;
+        write(code, 1, &value, sizeof value, static_cast<std::uint16_t>(index + 1));
+    }
 }
 
 void DataSourceAccess::writeText(std::uint32_t code, std::uint16_t record,

@@ -66,13 +66,15 @@ class DataSourceAccess {
     void writeLong(std::uint32_t code, std::uint16_t record, std::int32_t value) const;
     void writeFloat(std::uint32_t code, std::uint16_t record, float value) const;
     void writeDouble(std::uint32_t code, std::uint16_t record, double value) const;
+    // Writes entries 1, 2, ... of record 1, and 0 to further ones that an earlier value left.
+    void writeCoefficients(std::uint32_t code, const std::vector<double>& coefficients) const;
     void writeText(std::uint32_t code, std::uint16_t record, const std::string& value) const;
 
   private:
     template <typename Value>
     std::optional<Value> read(std::uint32_t code, std::uint16_t record, std::uint16_t entry) const;
-    void write(std::uint32_t code, std::uint16_t record, const void* value,
-               std::uint32_t size) const;
+    void write(std::uint32_t code, std::uint16_t record, const void* value, std::uint32_t size,
+               std::uint16_t entry = 1) const;
 
     OrvContext context_;
 };

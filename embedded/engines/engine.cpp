@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "embedded/engines/analysis.h"
+#include "embedded/engines/calibration_steps.h"
 #include "embedded/engines/data_source_access.h"
 
 namespace embedded::engines {
@@ -12,10 +13,11 @@ namespace {
 
 constexpr std::uint32_t optionSteps = optionSearchPeaks | optionIdentifyNuclides;
 constexpr std::uint32_t smallestLimit = 10;  // tenths
+constexpr double usualLimit = 5.0;           // for the peaks of a calibration
 
 std::optional<double> limitOf(std::uint32_t options) {
     const std::uint32_t tenths = (options & optionLimitMask) >> optionLimitShift;
-    if ((options & ~(optionSteps | optionLimitMask)) != 0 ||
+    if ((options & ~(optionSteps | optionCalibrate | optionLimitMask)) != 0 ||
         (tenths != 0 && tenths < smallestLimit)) {
         throw EngineFailure(status::badOption);
     }
@@ -26,7 +28,10 @@ std::uint32_t run(OrvContext context, std::uint32_t options) {
     const std::optional<double> limit = limitOf(options);
     const std::uint32_t steps = (options & optionSteps) == 0 ? optionSteps : options & optionSteps;
     const DataSourceAccess dataSource(context);
-    const Analysis analysis(dataSource, limit);
+    if ((options & optionCalibrate) != 0) {
+        calibrateFromNuclides(dataSource, limit.value_or(usualLimit));
+    }
+    Analysis analysis(dataSource, limit);
     if ((steps & optionSearchPeaks) != 0) {
         analysis.searchPeaks();
     }

@@ -10,11 +10,13 @@
 namespace embedded::engines {
 
 // ---- The option word --------------------------------------------------------------------------
-// Bits 0 and 1 choose the steps; neither is as both. Bits 8 to 15 give the significance limit in
-// tenths of a standard deviation, 10 (1.0) to 255 (25.5); 0 takes the file's. Other bits are 0.
+// Bits 0 and 1 choose the steps; neither is as both. Bit 2 first replaces the energy calibration by
+// one from the lines of the nuclide records. Bits 8 to 15 give the significance limit in tenths of a
+// standard deviation, 10 (1.0) to 255 (25.5); 0 takes the file's. Other bits are 0.
 
 inline constexpr std::uint32_t optionSearchPeaks = 0x1;
 inline constexpr std::uint32_t optionIdentifyNuclides = 0x2;
+inline constexpr std::uint32_t optionCalibrate = 0x4;
 inline constexpr std::uint32_t optionLimitMask = 0xFF00;
 inline constexpr unsigned optionLimitShift = 8;
 
@@ -28,7 +30,6 @@ inline constexpr std::uint32_t dataSourceRefused = 0xE0610002;
 inline constexpr std::uint32_t spectrumUnreadable = 0xE0610003;
 inline constexpr std::uint32_t spectrumEmpty = 0xE0610004;
 inline constexpr std::uint32_t noEnergyCalibration = 0xE0610005;
-inline constexpr std::uint32_t noShapeCalibration = 0xE0610006;
 inline constexpr std::uint32_t calibrationUnusable = 0xE0610007;
 inline constexpr std::uint32_t badSetting = 0xE0610008;
 inline constexpr std::uint32_t noNuclides = 0xE0610009;
@@ -37,6 +38,7 @@ inline constexpr std::uint32_t resultsNotWritable = 0xE061000B;
 inline constexpr std::uint32_t outOfMemory = 0xE061000C;
 inline constexpr std::uint32_t internalFailure = 0xE061000D;
 inline constexpr std::uint32_t rangePartlySearched = 0xE061000E;
+inline constexpr std::uint32_t noAssignment = 0xE061000F;
 // End of the generated lines.
 }  // namespace status
 
@@ -45,11 +47,12 @@ inline constexpr std::uint32_t rangePartlySearched = 0xE061000E;
 // dataSource: the handle of a data source open for reading and writing; options: see above.
 //
 // Read by both steps: QAR_L_CHANNELS and the spectrum, whose contents may be negative where a
-// background was subtracted; QAR_D_ENERGYCAL, QAR_D_SHAPECAL, QAR_D_EFFICCAL (may be missing); and
-// of the settings, each with what holds where it is missing: QAR_D_PEAKLIMIT (5; 1 to 100 sigma),
-// QAR_L_FIRSTCHAN and QAR_L_LASTCHAN (the whole spectrum), QAR_S_SMOOTHWIDTH (0, as wide as peaks
-// are; channels, at most 1/16 of the spectrum), QAR_B_FITMULTIPLT (1), QAR_D_MATCHTOL (1 keV; above
-// 0), QAR_D_MINCONF (0.5; 0 to 1).
+// background was subtracted; QAR_D_ENERGYCAL (corrected for the results, see energy_correction.h),
+// QAR_D_SHAPECAL (estimated and written if missing, see width_calibration.h), QAR_D_EFFICCAL (may
+// be missing); and of the settings, each with what holds where it is missing: QAR_D_PEAKLIMIT (5; 1
+// to 100 sigma), QAR_L_FIRSTCHAN and QAR_L_LASTCHAN (the whole spectrum), QAR_S_SMOOTHWIDTH (0, as
+// wide as peaks are; channels, at most 1/16 of the spectrum), QAR_B_FITMULTIPLT (1), QAR_D_MATCHTOL
+// (1 keV; above 0), QAR_D_MINCONF (0.5; 0 to 1).
 // Read by the identification: QAR_F_CONFIDENCE (0.95; 0.5 to less than 1), QAR_D_LIVETIME,
 // QAR_D_REALTIME, QAR_T_ACQSTART, QAR_T_SAMPLETIME, QAR_B_DECAYCORR (1), QAR_D_EFFICUNC (0); of
 // each nuclide record QAR_C_NUCLNAME, QAR_B_NUCLACTIVE (1), QAR_D_HALFLIFE (stable),

@@ -74,6 +74,11 @@ QAR_B_DECAYCORR = 0x2001000E
 QAR_D_ENERGYCAL = 0x20020001
 QAR_D_SHAPECAL = 0x20020002
 QAR_D_EFFICCAL = 0x20020003
+QAR_D_SHAPEEST = 0x20020004
+QAR_S_SHAPEORIGIN = 0x20020005
+QAR_S_DETECTORKIND = 0x20020006
+QAR_D_ENERGYCORR = 0x20020007
+QAR_L_CORRLINES = 0x20020008
 QAR_T_ENERGYTIME = 0x20020010
 QAR_T_EFFICTIME = 0x20020011
 QAR_D_EFFICMIN = 0x20020012
@@ -228,6 +233,16 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Square of the peak width (FWHM) in keV: coefficients of a polynomial in the energy in keV"),
     KnownParameter("QAR_D_EFFICCAL", QAR_D_EFFICCAL, "double", 0, True, "",
         "Logarithm of the efficiency: coefficients of a polynomial in the logarithm of the energy in keV"),
+    KnownParameter("QAR_D_SHAPEEST", QAR_D_SHAPEEST, "double", 0, True, "",
+        "Estimated peak width, as QAR_D_SHAPECAL, which is an estimate if it is equal"),
+    KnownParameter("QAR_S_SHAPEORIGIN", QAR_S_SHAPEORIGIN, "short", 0, False, "",
+        "Origin of the peak width: 0 given, 1 estimated from peaks, 2 typical detector, 3 estimated because the given one contradicts the peaks"),
+    KnownParameter("QAR_S_DETECTORKIND", QAR_S_DETECTORKIND, "short", 0, False, "",
+        "Kind of detector by its peak width: 1 germanium, 2 CdZnTe, 3 LaBr3, 4 NaI or CsI, 5 BGO, 0 unknown"),
+    KnownParameter("QAR_D_ENERGYCORR", QAR_D_ENERGYCORR, "double", 0, True, "",
+        "Corrected energy of the last analysis in keV: coefficients of a polynomial in the energy of the calibration"),
+    KnownParameter("QAR_L_CORRLINES", QAR_L_CORRLINES, "long", 0, False, "",
+        "Number of lines that the correction of the energy rests on, 0 without a correction"),
     KnownParameter("QAR_T_ENERGYTIME", QAR_T_ENERGYTIME, "Date", 0, False, "",
         "Date of the energy calibration"),
     KnownParameter("QAR_T_EFFICTIME", QAR_T_EFFICTIME, "Date", 0, False, "",

@@ -136,8 +136,6 @@ TABLE = (
     Status(0xE0610004, "spectrumEmpty", ENGINE, "peak_search: no channel has a count"),
     Status(0xE0610005, "noEnergyCalibration", ENGINE,
         "peak_search: no energy calibration; write QAR_D_ENERGYCAL or calibrate"),
-    Status(0xE0610006, "noShapeCalibration", ENGINE,
-        "peak_search: no shape calibration; write QAR_D_SHAPECAL or calibrate"),
     Status(0xE0610007, "calibrationUnusable", ENGINE,
         "peak_search: the calibration gives energies that do not rise, or no widths"),
     Status(0xE0610008, "badSetting", ENGINE,
@@ -155,6 +153,9 @@ TABLE = (
     Status(0xE061000E, "rangePartlySearched", ENGINE,
         "peak_search: done, but some channels were not searched because the shape calibration "
         "gives no usable width there"),
+    Status(0xE061000F, "noAssignment", ENGINE,
+        "peak_search: the peaks cannot be assigned to the lines of the nuclides without doubt; "
+        "name all nuclides in the spectrum, or calibrate with lines and channels"),
     Status(0xE000007E, "engineMissing", ENGINE,
         "the engine library or a library that it needs is missing"),
     Status(0xE000007F, "entryPointMissing", ENGINE,

@@ -147,21 +147,85 @@ TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
     EXPECT_EQ(status::success, run(10 << engines::optionLimitShift));  // the smallest
 }
 
+// What an estimated width calibration is known by, and when it gives way.
+TEST_F(EngineTest, EstimatesMissingOrWrongWidths) {
+    const auto shape = [this](std::uint32_t code) {
+        return std::vector<double>{source_.get<double>(code, 1, 1),
+                                   source_.get<double>(code, 1, 2)};
+    };
+    const auto origin = [this] { return source_.get<std::int16_t>(QAR_S_SHAPEORIGIN, 1); };
+    ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_CALIBRATION, 1, 0));
+    putCalibration(QAR_D_ENERGYCAL, simulated::calibration().energy);
+    ASSERT_EQ(status::success, run(0));
+    EXPECT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
+    EXPECT_EQ(1, origin());
+    EXPECT_EQ(1, source_.get<std::int16_t>(QAR_S_DETECTORKIND, 1));
+    const std::vector<double> estimate = shape(QAR_D_SHAPECAL);
+    EXPECT_EQ(estimate, shape(QAR_D_SHAPEEST));
+    EXPECT_NEAR(1.55, std::sqrt(engines::polynomial(estimate, 661.66)), 0.08);
+
+    // One that a user writes later holds, unless the peaks contradict it.
+    putCalibration(QAR_D_SHAPECAL, simulated::calibration().shape);
+    ASSERT_EQ(status::success, run(0));
+    EXPECT_EQ(simulated::calibration().shape, shape(QAR_D_SHAPECAL));
+    EXPECT_EQ(0, origin());
+    for (const double wrong : {100.0, -1e6}) {
+        putCalibration(QAR_D_SHAPECAL, {wrong, 0.0});
+        for (int repeated = 0; repeated < 2; ++repeated) {
+            ASSERT_EQ(status::success, run(0));
+            EXPECT_EQ(estimate, shape(QAR_D_SHAPECAL));
+            EXPECT_EQ(3, origin());
+        }
+    }
+}
+
+// 0.4 % and 1 keV off: results have the energies of the lines, the calibration stays as it is.
+TEST_F(EngineTest, CorrectsEnergiesOfTheResults) {
+    const auto corrected = [this] { return source_.get<std::int32_t>(QAR_L_CORRLINES, 1); };
+    putNuclide(4, "Eu-152", {{121.78, 0.28}, {344.28, 0.27}, {778.9, 0.13}, {1408.0, 0.21}});
+    const std::vector<double> energy = {1.0, 0.502};
+    for (const bool isOff : {true, false}) {
+        putCalibration(QAR_D_ENERGYCAL, isOff ? energy : simulated::calibration().energy);
+        ASSERT_EQ(status::success, run(search));
+        ASSERT_EQ(status::success, run(identify));
+        EXPECT_NEAR(1173.23, source_.get<double>(QAR_D_PEAKENERGY, 2), 0.2);
+        EXPECT_THAT(identified(), testing::ElementsAre("Co-60", "Cs-137"));
+        EXPECT_EQ(isOff ? 3 : 0, corrected());
+    }
+    EXPECT_EQ(0.0, source_.get<double>(QAR_D_ENERGYCORR, 1, 1));
+    EXPECT_EQ(1.0, source_.get<double>(QAR_D_ENERGYCORR, 1, 2));
+}
+
+TEST_F(EngineTest, CalibratesFromItsNuclides) {
+    ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_CALIBRATION, 1, 0));
+    ASSERT_EQ(status::success, run(engines::optionCalibrate | search));
+    EXPECT_NEAR(0.5, source_.get<double>(QAR_D_ENERGYCAL, 1, 2), 0.0005);
+    EXPECT_NEAR(1332.49, source_.get<double>(QAR_D_PEAKENERGY, 3), 0.2);
+    EXPECT_EQ(1, source_.get<std::int16_t>(QAR_S_SHAPEORIGIN, 1));
+
+    const double before = source_.get<double>(QAR_D_ENERGYCAL, 1, 1);
+    ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_NUCLIDE, 2, 0));
+    EXPECT_EQ(status::noAssignment, run(engines::optionCalibrate));
+    for (int record = 0; record < 2; ++record) {
+        ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_NUCLIDE, 1, 0));
+    }
+    EXPECT_EQ(status::noNuclides, run(engines::optionCalibrate));
+    EXPECT_EQ(before, source_.get<double>(QAR_D_ENERGYCAL, 1, 1));
+}
+
 TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
     using Failure = std::tuple<std::uint32_t, std::int32_t, Preparation>;
     const auto nothing = [](const DataSource&) { return 0U; };
     const std::vector<Failure> failures = {
-        {status::badOption, 0x4, nothing},
+        {status::badOption, 0x8, nothing},
         {status::badOption, 0x10000, nothing},
         {status::badOption, 9 << engines::optionLimitShift, nothing},
         {status::badSetting, 0, put(QAR_S_SMOOTHWIDTH, std::int16_t{-1})},
         {status::badSetting, 0, put(QAR_S_SMOOTHWIDTH, std::int16_t{257})},
         {status::badSetting, 0, put(QAR_D_PEAKLIMIT, std::nan(""))},
-        {status::calibrationUnusable, 0, put(QAR_D_SHAPECAL, -1e6, 1)},
         {status::calibrationUnusable, 0, put(QAR_D_ENERGYCAL, -0.5, 2)},
         {status::noEnergyCalibration, 0,
          [](auto& source) { return SOrvDeleteOne(source.context(), QAR_CLS_CALIBRATION, 1, 0); }},
-        {status::noShapeCalibration, 0, put(QAR_D_ENERGYCAL, 0.0, 1)},
         {status::spectrumEmpty, 0,
          [](auto& source) { return source.putSpectrum(std::vector<std::int32_t>(4096)); }},
         {status::spectrumUnreadable, 0, put(QAR_L_CHANNELS, 0)}};

@@ -1,0 +1,30 @@
+// What a run does about the energy calibration of a data source.
+#ifndef PYORV3_EMBEDDED_ENGINES_CALIBRATION_STEPS_H
+#define PYORV3_EMBEDDED_ENGINES_CALIBRATION_STEPS_H
+
+#include <span>
+
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/data_source_access.h"
+#include "embedded/engines/energy_correction.h"
+#include "embedded/engines/peak_fit.h"
+
+namespace embedded::engines {
+
+// Finds the peaks of the spectrum without an energy calibration, assigns them to the lines of the
+// active nuclide records and writes QAR_D_ENERGYCAL; an earlier one is not used.
+// significanceLimit: of the search, standard deviations.
+// Throws spectrumUnreadable, noNuclides, noAssignment, resultsNotWritable.
+void calibrateFromNuclides(const DataSourceAccess& dataSource, double significanceLimit);
+
+// The correction that the peaks and the file's nuclide records ask for.
+EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Calibration& calibration,
+                                std::span<const FittedPeak> peaks);
+
+// QAR_D_ENERGYCORR and QAR_L_CORRLINES, which are written only if there is a correction or was one.
+EnergyCorrection readCorrection(const DataSourceAccess& dataSource);
+void writeCorrection(const DataSourceAccess& dataSource, const EnergyCorrection& correction);
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,80 @@
+#include "embedded/engines/energy_calibration.h"
+
+#include <Eigen/Core>
+#include <Eigen/QR>
+#include <cmath>
+
+#include "embedded/engines/calibration.h"
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr double lowestEnd = 100.0;  // keV of the last channel
+constexpr double highestEnd = 20000.0;
+constexpr double offsetScatter = 25.0;    // keV; most converters begin near 0
+constexpr double greatestOffset = 150.0;  // keV
+
+constexpr std::size_t leastLines = 2;
+constexpr double leastScore = 12.0;
+constexpr double leastAdvantage = 5.0;  // over any other assignment
+
+constexpr std::size_t linesForParabola = 8;
+constexpr double leastImprovement = 9.0;  // of chi-square
+constexpr double crookedness = 0.03;      // of a peak about its line, in FWHM
+
+struct Fit {
+    std::vector<double> coefficients;
+    double chiSquare;
+};
+
+Fit fitPolynomial(std::span<const PlacedPeak> peaks, const Assignment& assignment, int degree) {
+    const auto rows = static_cast<Eigen::Index>(assignment.matches.size());
+    // Channels are scaled so that the powers stay near 1.
+    const double scale = peaks.back().position;
+    Eigen::MatrixXd design(rows, degree + 1);
+    Eigen::VectorXd observed(rows);
+    for (Eigen::Index row = 0; row < rows; ++row) {
+        const LineMatch& match = assignment.matches[static_cast<std::size_t>(row)];
+        const PlacedPeak& peak = peaks[match.peak];
+        const double scatter = std::hypot(peak.uncertainty, crookedness * peak.width);
+        const double weight = 1.0 / (assignment.relation.gain * scatter);
+        for (int power = 0; power <= degree; ++power) {
+            design(row, power) = weight * std::pow(peak.position / scale, power);
+        }
+        observed[row] = weight * match.energy;
+    }
+    const Eigen::VectorXd solution = design.colPivHouseholderQr().solve(observed);
+    Fit fit{{}, (design * solution - observed).squaredNorm()};
+    for (int power = 0; power <= degree; ++power) {
+        fit.coefficients.push_back(solution[power] / std::pow(scale, power));
+    }
+    return fit;
+}
+
+}  // namespace
+
+std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
+                                                   std::span<const LinePattern> nuclides,
+                                                   std::size_t channelCount) {
+    const double middle = std::sqrt(lowestEnd * highestEnd) / static_cast<double>(channelCount);
+    const RelationLimits limits = {
+        {0.0, middle}, offsetScatter, 0.0, greatestOffset, 0.5 * std::log(highestEnd / lowestEnd)};
+    const std::vector<Assignment> best = LineAssignment(peaks, nuclides, limits).best(2);
+    if (best.empty() || best.front().matches.size() < leastLines ||
+        best.front().score < leastScore ||
+        (best.size() > 1 && best.front().score < best[1].score + leastAdvantage)) {
+        return std::nullopt;
+    }
+    const Fit straight = fitPolynomial(peaks, best.front(), 1);
+    if (best.front().matches.size() >= linesForParabola) {
+        const Fit parabola = fitPolynomial(peaks, best.front(), 2);
+        if (straight.chiSquare > parabola.chiSquare + leastImprovement &&
+            energyRises({parabola.coefficients, {}, {}}, channelCount)) {
+            return parabola.coefficients;
+        }
+    }
+    return straight.coefficients;
+}
+
+}  // namespace embedded::engines

@@ -1,0 +1,25 @@
+// An energy calibration from nuclides that are known to be in the spectrum, without any earlier
+// one.
+#ifndef PYORV3_EMBEDDED_ENGINES_ENERGY_CALIBRATION_H
+#define PYORV3_EMBEDDED_ENGINES_ENERGY_CALIBRATION_H
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "embedded/engines/line_assignment.h"
+
+namespace embedded::engines {
+
+// Assigns the peaks to the lines of the nuclides and fits the energy, as a polynomial in the
+// channel: a straight line, or a parabola if eight or more lines agree and it describes them
+// better. The spectrum may reach to 100 keV to 20 MeV. Nothing if no assignment is better than all
+// others. peaks: by rising channel, with the channel as position.
+std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
+                                                   std::span<const LinePattern> nuclides,
+                                                   std::size_t channelCount);
+
+}  // namespace embedded::engines
+
+#endif

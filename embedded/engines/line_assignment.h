@@ -1,0 +1,114 @@
+// Assignment of peaks to the lines of nuclides if the energy calibration is unknown or off.
+//
+// The energy is offset + gain x position, where the position of a peak is its channel or its energy
+// after an inexact calibration. Each pair of strong lines of a nuclide with each pair of peaks
+// proposes such a relation. Its score is the logarithm of a likelihood ratio: how much better the
+// lines of the nuclides explain energies and areas of the peaks than chance does. A line that meets
+// a peak counts the more the rarer peaks as large as this one are, and the less its energy and its
+// area, compared with the other lines of the nuclide, deviate; a line that should be seen and has
+// no peak counts against it. Each peak is explained once.
+#ifndef PYORV3_EMBEDDED_ENGINES_LINE_ASSIGNMENT_H
+#define PYORV3_EMBEDDED_ENGINES_LINE_ASSIGNMENT_H
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace embedded::engines {
+
+struct PatternLine {
+    double energy;  // keV
+    double weight;  // expected counts, relative to those of the other lines of the pattern
+};
+
+// The lines of a nuclide.
+struct LinePattern {
+    std::string name;
+    std::vector<PatternLine> lines;
+    double surprise;  // -ln(probability beforehand that the spectrum shows the nuclide)
+};
+
+struct PlacedPeak {
+    double position;         // channel, or energy after an inexact calibration
+    double uncertainty;      // of the position, one standard deviation
+    double width;            // FWHM in the unit of the position
+    double area;             // counts, positive
+    double areaUncertainty;  // one standard deviation, positive
+};
+
+struct EnergyRelation {
+    double offset;  // keV
+    double gain;    // keV per unit of the position, positive
+
+    double energyAt(double position) const { return offset + gain * position; }
+    double positionOf(double energy) const { return (energy - offset) / gain; }
+};
+
+// The relations that are possible, and how likely these are beforehand.
+struct RelationLimits {
+    EnergyRelation expected;
+    double offsetScatter;   // one standard deviation; 0: all offsets are equally likely
+    double gainScatter;     // the same, relative
+    double greatestOffset;  // departure from the expected one, keV
+    double greatestGain;    // departure, relative
+};
+
+struct LineMatch {
+    std::size_t pattern;
+    double energy;  // keV; of several lines that are not resolved the weighted mean
+    std::size_t peak;
+};
+
+struct Assignment {
+    EnergyRelation relation;
+    double score;
+    std::vector<LineMatch> matches;
+};
+
+// Keeps the peaks and patterns, which must outlive it.
+class LineAssignment {
+  public:
+    // peaks: by rising position.
+    LineAssignment(std::span<const PlacedPeak> peaks, std::span<const LinePattern> patterns,
+                   const RelationLimits& limits);
+
+    // The score of one relation as it is.
+    Assignment assess(const EnergyRelation& relation) const;
+
+    // The best relations that differ from each other by more than the uncertainty of a peak, best
+    // first, each fitted to its matches; at most `count`.
+    std::vector<Assignment> best(std::size_t count) const;
+
+  private:
+    struct PatternScore {
+        double score;
+        std::vector<LineMatch> matches;
+    };
+
+    double widthAt(double position) const;
+    double noiseAt(double position) const;
+    double rarity(double area) const;
+    bool isPossible(const EnergyRelation& relation) const;
+    double priorOf(const EnergyRelation& relation) const;
+    std::vector<PatternLine> resolvedLines(const LinePattern& pattern,
+                                           const EnergyRelation& relation) const;
+    std::optional<std::size_t> nearestPeak(double position, const std::vector<bool>& used) const;
+    PatternScore scoreOf(std::size_t pattern, const EnergyRelation& relation,
+                         const std::vector<bool>& used) const;
+    void propose(std::size_t pattern, std::vector<Assignment>& proposals) const;
+    EnergyRelation fitted(const Assignment& assignment) const;
+    std::vector<Assignment> distinct(const std::vector<Assignment>& assignments, double part,
+                                     std::size_t count) const;
+
+    std::span<const PlacedPeak> peaks_;
+    std::span<const LinePattern> patterns_;
+    RelationLimits limits_;
+    std::vector<double> areas_;  // rising
+    double range_ = 0.0;         // of the positions
+};
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,43 @@
+// The width calibration that a run works with: the file's own, or an estimate from its peaks.
+#ifndef PYORV3_EMBEDDED_ENGINES_WIDTH_CALIBRATION_H
+#define PYORV3_EMBEDDED_ENGINES_WIDTH_CALIBRATION_H
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/data_source_access.h"
+#include "embedded/engines/width_estimate.h"
+
+namespace embedded::engines {
+
+// The values are those of QAR_S_SHAPEORIGIN.
+enum class WidthOrigin : std::uint16_t {
+    given = 0,         // the file's own
+    peaks = 1,         // estimated from peaks, as the file has none
+    typical = 2,       // of a typical detector, as there are no peaks either
+    contradiction = 3  // estimated from peaks that contradict the file's own
+};
+
+struct WidthCalibration {
+    std::vector<double> shape;  // see Calibration
+    WidthOrigin origin = WidthOrigin::given;
+    DetectorKind kind = DetectorKind::unknown;  // unknown if given
+};
+
+// The file's QAR_D_SHAPECAL unless it is missing, an earlier estimate (equal to QAR_D_SHAPEEST), or
+// in contradiction to the peaks; then an estimate.
+// calibration: its energies must rise, its shape is ignored; contents, excess: see measureWidths().
+WidthCalibration widthCalibrationOf(const DataSourceAccess& dataSource,
+                                    const Calibration& calibration,
+                                    std::span<const double> contents,
+                                    std::span<const double> excess);
+
+// Writes an estimate to QAR_D_SHAPECAL and QAR_D_SHAPEEST, and to QAR_S_SHAPEORIGIN and
+// QAR_S_DETECTORKIND where it comes from. Throws resultsNotWritable.
+void writeWidthCalibration(const DataSourceAccess& dataSource, const WidthCalibration& widths);
+
+}  // namespace embedded::engines
+
+#endif

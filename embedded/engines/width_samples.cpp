@@ -1,0 +1,282 @@
+#include "embedded/engines/width_samples.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <optional>
+
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/peak_fit.h"
+#include "embedded/engines/spectrum.h"
+
+namespace embedded::engines {
+
+namespace {
+
+// FWHM in channels at which candidates are looked for: from the narrowest in steps of a factor up
+// to a part of the spectrum. From the binned width on, neighbouring channels are added up.
+constexpr double narrowest = 1.4;
+constexpr double ladderFactor = 1.4142135623730951;
+constexpr double widestPart = 1.0 / 6.0;
+constexpr double binnedWidth = 6.0;
+constexpr double resolvedWidth = 2.5;  // FWHM in added-up channels that a fit needs
+
+constexpr double smallestSignificance = 5.0;
+constexpr std::size_t mostCandidates = 40;  // of each width
+constexpr double sameWidth = 1.9;  // factor; of such candidates only the strongest is fitted
+
+// Region of a fit on each side of the peak in FWHM: the wide one unless neighbours disturb it.
+constexpr double wideReach = 1.8;
+constexpr double closeReach = 1.2;
+constexpr double closeAdvantage = 1.5;  // in significance
+constexpr double pairReach = 1.4;
+constexpr double closestPair = 0.7;  // distance in FWHM
+constexpr double widestPair = 2.0;
+constexpr std::size_t fewSamples = 8;
+constexpr std::size_t mostPairs = 10;
+constexpr std::size_t smallestReach = 3;  // channels
+constexpr int mostRounds = 6;
+constexpr double settledChange = 0.02;
+constexpr double refoundWidth = 2.2;  // factor in width from which a fit finds the same peak
+constexpr double uncertaintyPerSignificance = 1.4;  // a width is less certain than an area
+constexpr double coveringPart = 0.25;               // of the significance
+
+struct ScaledCandidate {
+    double channel;  // of the original spectrum
+    double width;
+    double significance;
+    std::size_t binning;
+};
+
+// The spectrum with `binning` neighbouring channels added up; a rest at the end is left out.
+struct BinnedSpectrum {
+    BinnedSpectrum(std::span<const double> contents, std::span<const double> excess,
+                   std::size_t channels)
+        : binning(channels), content(added(contents)), excessVariance(added(excess)) {}
+
+    std::vector<double> added(std::span<const double> values) const {
+        std::vector<double> sums(values.size() / binning, 0.0);
+        for (std::size_t index = 0; index < sums.size() * binning; ++index) {
+            sums[index / binning] += values[index];
+        }
+        return sums;
+    }
+    double toOriginal(double channel) const {
+        const auto factor = static_cast<double>(binning);
+        return (channel - 0.5) * factor + 0.5;
+    }
+    double fromOriginal(double channel) const {
+        const auto factor = static_cast<double>(binning);
+        return (channel - 0.5) / factor + 0.5;
+    }
+    Spectrum view() const { return {content, {}, excessVariance}; }
+
+    std::size_t binning;
+    std::vector<double> content;
+    std::vector<double> excessVariance;
+};
+
+void appendCandidates(const BinnedSpectrum& binned, double width,
+                      std::vector<ScaledCandidate>& all) {
+    const Spectrum spectrum = binned.view();
+    std::vector<double> variances(spectrum.contents.size());
+    for (std::size_t index = 0; index < variances.size(); ++index) {
+        variances[index] = std::max(spectrum.contents[index], 0.0) + spectrum.excessAt(index);
+    }
+    const std::vector<double> widths(variances.size(), width / static_cast<double>(binned.binning));
+    auto candidates = findCandidates(spectrum.contents, variances, widths, smallestSignificance);
+    const std::size_t kept = std::min(candidates.size(), mostCandidates);
+    std::ranges::partial_sort(candidates, candidates.begin() + static_cast<std::ptrdiff_t>(kept),
+                              std::ranges::greater(), &Candidate::significance);
+    for (std::size_t number = 0; number < kept; ++number) {
+        const Candidate& candidate = candidates[number];
+        all.push_back(
+            {binned.toOriginal(candidate.channel), width, candidate.significance, binned.binning});
+    }
+}
+
+// A peak shows at several widths of the ladder; the most significant one remains.
+std::vector<ScaledCandidate> strongestOfEach(std::vector<ScaledCandidate> all) {
+    std::ranges::sort(all, std::ranges::greater(), &ScaledCandidate::significance);
+    std::vector<ScaledCandidate> kept;
+    for (const ScaledCandidate& candidate : all) {
+        const bool isCovered = std::ranges::any_of(kept, [&](const ScaledCandidate& other) {
+            const double ratio = candidate.width / other.width;
+            return ratio < sameWidth && ratio > 1.0 / sameWidth &&
+                   std::abs(candidate.channel - other.channel) <
+                       0.8 * std::max(candidate.width, other.width);
+        });
+        if (!isCovered) {
+            kept.push_back(candidate);
+        }
+    }
+    return kept;
+}
+
+// The channels around one or more neighbouring peaks, which are in rising order.
+std::optional<Region> regionAround(const std::vector<ExpectedPeak>& peaks, double reachInWidths,
+                                   std::size_t channelCount) {
+    const ExpectedPeak& lowest = peaks.front();
+    const ExpectedPeak& highest = peaks.back();
+    const auto reach = [reachInWidths](const ExpectedPeak& peak) {
+        return std::max(reachInWidths * peak.width, static_cast<double>(smallestReach));
+    };
+    const double first = std::max(1.0, std::round(lowest.channel - reach(lowest)));
+    const double last =
+        std::min(static_cast<double>(channelCount), std::round(highest.channel + reach(highest)));
+    // A peak that is cut off by the end of the spectrum has no width.
+    if (lowest.channel - first < lowest.width || last - highest.channel < highest.width) {
+        return std::nullopt;
+    }
+    const auto index = static_cast<std::size_t>(first) - 1;
+    return Region{index, static_cast<std::size_t>(last) - index};
+}
+
+// Fits with a free width, one for all peaks, again and again around the fitted peaks until the
+// width has settled. Empty if it does not.
+std::vector<FittedPeak> fitFreely(const Spectrum& spectrum, std::vector<ExpectedPeak> peaks,
+                                  double reach) {
+    Shape shape;
+    if (peaks.size() == 1) {
+        shape.widePeak = 0;
+    }
+    for (int round = 0; round < mostRounds; ++round) {
+        const auto region = regionAround(peaks, reach, spectrum.contents.size());
+        const auto fit =
+            region ? fitRegion(spectrum, *region, peaks, shape) : std::optional<RegionFit>();
+        if (!fit) {
+            return {};
+        }
+        const double change = fit->peaks.front().width / peaks.front().width - 1.0;
+        for (std::size_t number = 0; number < peaks.size(); ++number) {
+            const FittedPeak& fitted = fit->peaks[number];
+            if (!(fitted.area > 0.0) || !std::isfinite(fitted.width)) {
+                return {};
+            }
+            peaks[number] = {fitted.channel, fitted.width};
+        }
+        if (std::abs(change) < settledChange) {
+            return fit->peaks;
+        }
+        if (!std::ranges::is_sorted(peaks, {}, &ExpectedPeak::channel)) {
+            return {};
+        }
+    }
+    return {};
+}
+
+bool isUsable(const BinnedSpectrum& binned, const FittedPeak& peak, const ExpectedPeak& expected) {
+    return peak.significance >= smallestSignificance &&
+           (binned.binning == 1 || peak.width >= resolvedWidth) &&
+           std::abs(peak.channel - expected.channel) <= expected.width;
+}
+
+WidthSample sampleOf(const BinnedSpectrum& binned, const FittedPeak& peak) {
+    return {binned.toOriginal(peak.channel), peak.width * static_cast<double>(binned.binning),
+            uncertaintyPerSignificance / peak.significance, peak.area, peak.significance};
+}
+
+ExpectedPeak expectedOf(const BinnedSpectrum& binned, const ScaledCandidate& candidate) {
+    return {binned.fromOriginal(candidate.channel),
+            candidate.width / static_cast<double>(binned.binning)};
+}
+
+std::optional<WidthSample> measure(const BinnedSpectrum& binned, const ScaledCandidate& candidate) {
+    const ExpectedPeak expected = expectedOf(binned, candidate);
+    std::optional<FittedPeak> best;
+    for (const double reach : {wideReach, closeReach}) {
+        const auto fitted = fitFreely(binned.view(), {expected}, reach);
+        if (!fitted.empty() &&
+            (!best || fitted.front().significance > closeAdvantage * best->significance)) {
+            best = fitted.front();
+        }
+    }
+    return best && isUsable(binned, *best, expected) ? std::optional(sampleOf(binned, *best))
+                                                     : std::nullopt;
+}
+
+// Whether a fit that began at the candidate would only find the same peak again.
+bool isMeasured(const std::vector<WidthSample>& samples, const ScaledCandidate& candidate) {
+    return std::ranges::any_of(samples, [&](const WidthSample& sample) {
+        const double ratio = candidate.width / sample.width;
+        return ratio < refoundWidth && ratio > 1.0 / refoundWidth &&
+               std::abs(candidate.channel - sample.channel) < 0.3 * sample.width;
+    });
+}
+
+// A wide fit over a peak and its surroundings gives way to the fit of the peak itself.
+void dropCovering(std::vector<WidthSample>& samples) {
+    const std::vector<WidthSample> all = samples;
+    std::erase_if(samples, [&](const WidthSample& wide) {
+        return std::ranges::any_of(all, [&](const WidthSample& narrow) {
+            return narrow.width < wide.width &&
+                   narrow.significance > coveringPart * wide.significance &&
+                   std::abs(narrow.channel - wide.channel) < 0.5 * wide.width;
+        });
+    });
+}
+
+// Neighbouring candidates of the same width, fitted together: peaks that are not resolved as far as
+// a fit of each alone needs.
+void appendPairs(const std::vector<BinnedSpectrum>& spectra,
+                 const std::vector<ScaledCandidate>& candidates,
+                 std::vector<WidthSample>& samples) {
+    std::size_t pairs = 0;
+    for (const ScaledCandidate& first : candidates) {
+        for (const ScaledCandidate& second : candidates) {
+            const double distance = (second.channel - first.channel) / first.width;
+            if (first.width != second.width || distance < closestPair || distance > widestPair ||
+                ++pairs > mostPairs) {
+                continue;
+            }
+            const auto binned = std::ranges::find(spectra, first.binning, &BinnedSpectrum::binning);
+            const std::vector<ExpectedPeak> expected = {expectedOf(*binned, first),
+                                                        expectedOf(*binned, second)};
+            const auto fitted = fitFreely(binned->view(), expected, pairReach);
+            for (std::size_t number = 0; number < fitted.size(); ++number) {
+                if (isUsable(*binned, fitted[number], expected[number])) {
+                    samples.push_back(sampleOf(*binned, fitted[number]));
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<WidthSample> measureWidths(std::span<const double> contents,
+                                       std::span<const double> excess) {
+    std::vector<BinnedSpectrum> spectra;
+    std::vector<ScaledCandidate> candidates;
+    const double widest = widestPart * static_cast<double>(contents.size());
+    std::size_t binning = 1;
+    for (double width = narrowest; width <= widest; width *= ladderFactor) {
+        if (width > binnedWidth * static_cast<double>(binning)) {
+            binning *= 2;
+        }
+        if (spectra.empty() || spectra.back().binning != binning) {
+            spectra.emplace_back(contents, excess, binning);
+        }
+        appendCandidates(spectra.back(), width, candidates);
+    }
+    std::vector<WidthSample> samples;
+    for (const ScaledCandidate& candidate : strongestOfEach(candidates)) {
+        const auto binned = std::ranges::find(spectra, candidate.binning, &BinnedSpectrum::binning);
+        if (isMeasured(samples, candidate)) {
+            continue;
+        }
+        if (const auto sample = measure(*binned, candidate)) {
+            samples.push_back(*sample);
+        }
+    }
+    if (samples.size() < fewSamples) {
+        std::ranges::stable_sort(candidates, std::ranges::greater(),
+                                 &ScaledCandidate::significance);
+        appendPairs(spectra, candidates, samples);
+    }
+    dropCovering(samples);
+    std::ranges::sort(samples, std::ranges::greater(), &WidthSample::significance);
+    return samples;
+}
+
+}  // namespace embedded::engines

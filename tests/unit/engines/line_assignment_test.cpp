@@ -1,0 +1,127 @@
+// Peaks assigned to lines: calibrations that are off, and none at all.
+#include "embedded/engines/line_assignment.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/energy_calibration.h"
+#include "embedded/engines/energy_correction.h"
+#include "tests/unit/engines/simulated_spectrum.h"
+
+namespace embedded::engines {
+namespace {
+
+// Energies with photons per decay.
+const LinePattern europium = {"Eu-152",
+                              {{121.78, 0.284},
+                               {244.70, 0.0755},
+                               {344.28, 0.266},
+                               {411.12, 0.0224},
+                               {443.96, 0.0312},
+                               {778.90, 0.130},
+                               {867.38, 0.0424},
+                               {964.06, 0.145},
+                               {1085.84, 0.101},
+                               {1112.08, 0.134},
+                               {1299.14, 0.0163},
+                               {1408.01, 0.208}},
+                              0.0};
+const LinePattern cobalt = {"Co-60", {{1173.23, 0.9985}, {1332.49, 0.9998}}, 0.0};
+const LinePattern barium = {
+    "Ba-133",
+    {{81.0, 0.33}, {276.40, 0.0716}, {302.85, 0.183}, {356.01, 0.62}, {383.85, 0.0894}},
+    0.0};
+const std::vector<LinePattern> library = {europium, cobalt, barium};
+
+// Peaks of a detector with an energy calibration that is off, as the efficiency leaves them.
+struct Case {
+    LinePattern nuclide;
+    double resolution;  // FWHM by energy at 662 keV
+    double offset;      // keV; calibrated = offset + gain x true energy
+    double gain;
+};
+
+std::vector<PlacedPeak> peaksOf(const Case& measured, const std::vector<double>& foreign = {}) {
+    std::vector<PlacedPeak> peaks;
+    const auto add = [&](double energy, double counts) {
+        const double width = measured.resolution * std::sqrt(662.0 * energy);
+        const double uncertainty = std::sqrt(counts + 400.0);
+        peaks.push_back({measured.offset + measured.gain * energy,
+                         width / 2.35 * uncertainty / counts, width, counts, uncertainty});
+    };
+    for (const PatternLine& line : measured.nuclide.lines) {
+        add(line.energy, 2e7 * line.weight / line.energy);
+    }
+    for (const double energy : foreign) {
+        add(energy, 3000.0);
+    }
+    std::ranges::sort(peaks, {}, &PlacedPeak::position);
+    return peaks;
+}
+
+TEST(EnergyCorrection, FindsTheLinesOfACalibrationThatIsOff) {
+    const std::vector<std::pair<Case, DetectorKind>> cases = {
+        {{europium, 0.0024, 0.0, 1.004}, DetectorKind::germanium},
+        {{europium, 0.0024, -3.0, 0.997}, DetectorKind::germanium},
+        {{europium, 0.03, 10.0, 0.94}, DetectorKind::lanthanumBromide},
+        {{barium, 0.03, 0.0, 1.08}, DetectorKind::lanthanumBromide}};
+    for (const auto& [measured, kind] : cases) {
+        const auto peaks = peaksOf(measured, {200.3, 511.0, 1460.8});
+        const auto correction = energyCorrectionOf(peaks, library, kind);
+        const double line = measured.nuclide.lines[2].energy;
+        EXPECT_GE(correction.lines, 4U) << measured.gain;
+        EXPECT_NEAR(line, correction.relation.energyAt(measured.offset + measured.gain * line),
+                    0.2 * measured.resolution * line)
+            << measured.gain;
+    }
+}
+
+TEST(EnergyCorrection, IsNotMadeWithoutEvidence) {
+    const std::vector<std::pair<std::vector<PlacedPeak>, DetectorKind>> cases = {
+        {{}, DetectorKind::germanium},
+        {peaksOf({europium, 0.0024, 0.0, 1.0}), DetectorKind::germanium},   // is not off
+        {peaksOf({cobalt, 0.0024, 0.0, 1.003}), DetectorKind::germanium},   // two lines
+        {peaksOf({europium, 0.0024, 0.0, 1.05}), DetectorKind::germanium},  // out of bounds
+        {peaksOf({{"", {}, 0.0}, 0.0024, 0.0, 1.0}, {140.5, 320.1, 834.8, 1099.2, 1674.7}),
+         DetectorKind::germanium}};  // nuclides that are not in the library
+    for (const auto& [peaks, kind] : cases) {
+        EXPECT_EQ(0U, energyCorrectionOf(peaks, library, kind).lines) << peaks.size();
+    }
+}
+
+// Channels 0.37 keV wide, with a parabola.
+double channelOf(double energy) {
+    return (std::sqrt(0.37 * 0.37 + 4e-6 * (energy + 2.0)) - 0.37) / 2e-6;
+}
+
+TEST(EnergyCalibration, AssignsPeaksToLinesWithoutACalibration) {
+    constexpr std::size_t channels = 8192;
+    for (const LinePattern& nuclide : {europium, barium}) {
+        auto peaks = peaksOf({nuclide, 0.0024, 0.0, 1.0}, {74.9, 511.0, 609.3, 1460.8, 2614.5});
+        for (PlacedPeak& peak : peaks) {
+            peak.position = channelOf(peak.position);
+            peak.width /= 0.37;
+            peak.uncertainty /= 0.37;
+        }
+        const auto energy = calibrateEnergy(peaks, std::vector{nuclide}, channels);
+        ASSERT_TRUE(energy.has_value());
+        for (const PatternLine& line : nuclide.lines) {
+            EXPECT_NEAR(line.energy, polynomial(*energy, channelOf(line.energy)), 0.15);
+        }
+    }
+}
+
+TEST(EnergyCalibration, RefusesWhatIsAmbiguous) {
+    const auto peaks = peaksOf({cobalt, 0.0024, 0.0, 1.0}, {250.0, 609.3, 1000.0, 1460.8});
+    const LinePattern one = {"Cs-137", {{661.66, 0.85}}, 0.0};
+    EXPECT_FALSE(calibrateEnergy(peaks, std::vector{one}, 4096));
+    EXPECT_FALSE(calibrateEnergy(peaks, std::vector{europium}, 4096));
+    EXPECT_FALSE(calibrateEnergy({}, std::vector{europium}, 4096));
+}
+
+}  // namespace
+}  // namespace embedded::engines
