@@ -39,14 +39,14 @@ def write_sound_file(path, folder):
             ok(pyORV3.setParameter(handle, torture.RESULT_NAME, "Cs-%d" % record, record, 0))
 
 
-def classes_of(path, query="SELECT DISTINCT code >> 16 FROM item WHERE code > 0"):
+def classes_of(path, query="SELECT DISTINCT key >> 48 FROM item WHERE key > 0"):
     with contextlib.closing(sqlite3.connect(path)) as database:
         return [number for (number,) in database.execute(query)]
 
 
 def rows_of(path):
     with contextlib.closing(sqlite3.connect(path)) as database:
-        rows = database.execute("SELECT code, record, entry, bytes FROM item WHERE code > 0")
+        rows = database.execute("SELECT key >> 32, key, bytes FROM item WHERE key > 0")
         return set(rows.fetchall())
 
 

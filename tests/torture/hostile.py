@@ -122,7 +122,7 @@ TABLES = {
         ("place", None, "class", "record", "entry"),
         ("value", "bytes", "code", "record", "entry"),
     ),
-    2: (("item", "bytes", "code", "record", "entry"), ("item", "checksum", "code", "record")),
+    2: (("item", "bytes", "key", "checksum"), ("item", "checksum", "key")),
 }
 
 
@@ -154,10 +154,10 @@ SCHEMA_CHANGES = (
     "ALTER TABLE item RENAME COLUMN bytes TO contents",
     "ALTER TABLE block RENAME COLUMN content TO contents",
     "CREATE INDEX by_record ON value(record)",
-    "CREATE INDEX by_record ON item(record)",
+    "CREATE INDEX by_bytes ON item(bytes)",
     "CREATE TABLE notes(text); INSERT INTO notes VALUES('x')",
     "CREATE UNIQUE INDEX once ON value(record, entry, code)",
-    "CREATE UNIQUE INDEX once ON item(record, entry, code)",
+    "CREATE UNIQUE INDEX once ON item(key, checksum)",
     "ANALYZE",
     "VACUUM",
     "PRAGMA user_version = 1",
@@ -169,7 +169,7 @@ SCHEMA_CHANGES = (
     "PRAGMA auto_vacuum = FULL; VACUUM",
     "PRAGMA journal_mode = WAL",
     "DROP TABLE block; CREATE TABLE block(class, content)",
-    "DROP TABLE item; CREATE TABLE item(code, record, entry, bytes, checksum)",
+    "DROP TABLE item; CREATE TABLE item(key, checksum, bytes)",
     "DELETE FROM sqlite_schema WHERE name = 'TABLE'",
     "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema WHERE name = 'block') "
     "WHERE name = 'value'",
@@ -236,7 +236,7 @@ BLOCK, PLACE, VALUE = (
 
 def redefined(table, definition, more=""):
     """The table's definition replaced in the schema, its rows left as they are."""
-    without = "" if table == "block" else " WITHOUT ROWID"
+    without = "" if table in ("block", "item") else " WITHOUT ROWID"
     text = "CREATE TABLE %s(%s)%s" % (table, definition, more or without)
     return "UPDATE sqlite_schema SET sql = '%s' WHERE name = '%s'" % (
         text.replace("'", "''"),
@@ -323,18 +323,15 @@ OLD_HOSTILE_SCHEMAS = {
 
 
 # For files of this version.
-ITEM = (
-    "code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL, checksum INTEGER NOT NULL, "
-    "%sPRIMARY KEY(code, record, entry)"
-)
+ITEM = "key INTEGER PRIMARY KEY, checksum INTEGER NOT NULL, bytes BLOB NOT NULL%s"
 HOSTILE_SCHEMAS = {
-    "CHECK that takes all time": redefined("item", ITEM % ("CHECK(NOT %s), " % SLOW)),
-    "CHECK that takes all memory": redefined("item", ITEM % ("CHECK(%s), " % LARGE)),
+    "CHECK that takes all time": redefined("item", ITEM % (", CHECK(NOT %s)" % SLOW)),
+    "CHECK that takes all memory": redefined("item", ITEM % (", CHECK(%s)" % LARGE)),
     "CHECK with a comment before it": redefined(
-        "item", ITEM % ("/* bytes BLOB */ CHECK(NOT %s), " % SLOW)
+        "item", ITEM % ("/* BLOB */, CHECK(NOT %s)" % SLOW)
     ),
-    "generated column, time": redefined("item", ITEM % ("g AS (%s), " % SLOW)),
-    "generated column, memory": redefined("item", ITEM % ("g NOT NULL AS (%s), " % LARGE)),
+    "generated column, time": redefined("item", ITEM % (", g AS (%s)" % SLOW)),
+    "generated column, memory": redefined("item", ITEM % (", g NOT NULL AS (%s)" % LARGE)),
     "generated column in the place of ours": redefined(
         "item", (ITEM % "").replace("bytes BLOB NOT NULL", "bytes AS (zeroblob(300000000))")
     ),
@@ -344,28 +341,28 @@ HOSTILE_SCHEMAS = {
     "index on an expression": "CREATE INDEX slow ON item(length(bytes)); "
     "UPDATE sqlite_schema SET sql = 'CREATE INDEX slow ON item(%s)' WHERE name = 'slow'"
     % SLOW.replace("'", "''"),
-    "partial index": "CREATE INDEX slow ON item(record) WHERE record > 0; UPDATE sqlite_schema "
-    "SET sql = 'CREATE INDEX slow ON item(record) WHERE %s' WHERE name = 'slow'"
+    "partial index": "CREATE INDEX slow ON item(checksum) WHERE checksum > 0; UPDATE sqlite_schema "
+    "SET sql = 'CREATE INDEX slow ON item(checksum) WHERE %s' WHERE name = 'slow'"
     % SLOW.replace("'", "''"),
     "trigger before insertion": "CREATE TRIGGER t BEFORE INSERT ON item BEGIN DELETE FROM item; END",
     "trigger after deletion": "CREATE TRIGGER t AFTER DELETE ON item BEGIN INSERT INTO item "
     + ENDLESS
-    + "i, i, i, i, i FROM n; END",
+    + "i, i, i FROM n; END",
     "view in the place of item": "DROP TABLE item; "
-    "CREATE VIEW item(code, record, entry, bytes, checksum) AS "
+    "CREATE VIEW item(key, checksum, bytes) AS "
     + ENDLESS
-    + "i, i, i, i, i FROM n",
+    + "i, i, i FROM n",
     "virtual table in the place of item": "DROP TABLE item; CREATE VIRTUAL TABLE item USING "
-    "fts5(code, record, entry, bytes, checksum)",
+    "fts5(key, checksum, bytes)",
     "unknown collation": redefined(
-        "item", (ITEM % "").replace("entry INTEGER", "entry INTEGER COLLATE x")
+        "item", (ITEM % "").replace("checksum INTEGER", "checksum INTEGER COLLATE x")
     ),
     "a record number of every size": "INSERT OR IGNORE INTO item WITH RECURSIVE n(i) AS (SELECT 1 "
-    "UNION ALL SELECT i + 1 FROM n WHERE i < 70000) SELECT 0x20040000, i, 0, x'', 0 FROM n",
-    "huge directory": "UPDATE item SET bytes = zeroblob(60000000) WHERE code = 0",
-    "huge block": "INSERT INTO item VALUES(0x40050000, 0, 0, zeroblob(100000000), 0)",
-    "huge spectrum": "UPDATE item SET bytes = zeroblob(100000000) WHERE code = 0x20050000",
-    "huge value": "UPDATE item SET bytes = zeroblob(30000000) WHERE code = 0x20000011",
+    "UNION ALL SELECT i + 1 FROM n WHERE i < 70000) SELECT 0x20040000 << 32 | i << 16, 0, x'' FROM n",
+    "huge directory": "UPDATE item SET bytes = zeroblob(60000000) WHERE key = 0",
+    "huge block": "INSERT INTO item VALUES(0x40050000 << 32, 0, zeroblob(100000000))",
+    "huge spectrum": "UPDATE item SET bytes = zeroblob(100000000) WHERE key >> 32 = 0x20050000",
+    "huge value": "UPDATE item SET bytes = zeroblob(30000000) WHERE key >> 32 = 0x20000011",
     "WAL without a log": "PRAGMA journal_mode = WAL",
     "two thousand tables": "".join("CREATE TABLE t%d(a);" % n for n in range(2000)),
     "pointer map": "PRAGMA auto_vacuum = INCREMENTAL; VACUUM",
@@ -376,11 +373,12 @@ DOWNGRADE = """
                        PRIMARY KEY(class, record, entry)) WITHOUT ROWID;
     CREATE TABLE value(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,
                        PRIMARY KEY(code, record, entry)) WITHOUT ROWID;
-    INSERT INTO block SELECT code >> 16, CASE WHEN length(bytes) THEN bytes END FROM item
-        WHERE code > 0 AND code & 65535 = 0 AND record = 0;
-    INSERT INTO place SELECT code >> 16, record, entry FROM item
-        WHERE code & 65535 = 0 AND record > 0;
-    INSERT INTO value SELECT code, record, entry, bytes FROM item WHERE code & 65535;
+    INSERT INTO block SELECT key >> 48, CASE WHEN length(bytes) THEN bytes END FROM item
+        WHERE key > 0 AND key & 0xFFFFFFFFFFFF = 0;
+    INSERT INTO place SELECT key >> 48, key >> 16 & 65535, key & 65535 FROM item
+        WHERE key >> 32 & 65535 = 0 AND key >> 16 & 65535 > 0;
+    INSERT INTO value SELECT key >> 32, key >> 16 & 65535, key & 65535, bytes FROM item
+        WHERE key >> 32 & 65535;
     DROP TABLE item; PRAGMA user_version = 1; VACUUM;
 """
 

@@ -8,9 +8,8 @@ namespace embedded {
 Checksum checksumOfRow(std::uint32_t code, std::size_t record, std::size_t entry,
                        std::span<const char> bytes) {
     const bool isMark = (code & 0xFFFFU) == 0 && record > 0;
-    const std::uint64_t seed = std::uint64_t{isMark ? 0 : code} << 32U |
-                               std::uint64_t{record} << 16U | std::uint64_t{entry};
-    return XXH3_64bits_withSeed(bytes.data(), bytes.size(), seed);
+    return XXH3_64bits_withSeed(bytes.data(), bytes.size(),
+                                keyOfRow(isMark ? 0 : code, record, entry));
 }
 
 }  // namespace embedded

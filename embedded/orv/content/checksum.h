@@ -18,8 +18,13 @@ constexpr std::uint32_t codeOfBlock(std::uint16_t classCode) {
     return std::uint32_t{classCode} << 16U;
 }
 
-// The checksum of a row with its key. record, entry: at most 65,535. The class of a row that marks
-// a record or entry does not count.
+// The key of a row. record, entry: at most 65,535.
+constexpr std::uint64_t keyOfRow(std::uint32_t code, std::size_t record, std::size_t entry) {
+    return std::uint64_t{code} << 32U | std::uint64_t{record} << 16U | std::uint64_t{entry};
+}
+
+// The checksum of a row with its key. The class of a row that marks a record or entry does not
+// count.
 Checksum checksumOfRow(std::uint32_t code, std::size_t record, std::size_t entry,
                        std::span<const char> bytes);
 

@@ -14,7 +14,15 @@ namespace embedded {
 namespace {
 
 constexpr std::uint32_t maxNumber = 65535;  // of classes, records and entries
-constexpr std::uint32_t maxCode = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t maxCount = std::numeric_limits<std::uint32_t>::max();
+
+std::uint64_t firstKeyOf(std::uint16_t classCode) {
+    return keyOfRow(codeOfBlock(classCode), 0, 0);
+}
+
+std::uint64_t lastKeyOf(std::uint16_t classCode) {
+    return keyOfRow(codeOfBlock(classCode) | maxNumber, maxNumber, maxNumber);
+}
 
 [[noreturn]] void refuse() {
     throw Failure(codes::damaged);
@@ -78,19 +86,23 @@ void addValue(std::vector<Record>& records, std::uint32_t code, std::size_t reco
 }
 
 // The rows of version 1 in the form of the later table. NOT INDEXED: in the order of their keys.
+// Numbers that do not fit a key get that of the block, which read refuses.
 constexpr const char* rowsOfVersion1 =
-    "SELECT class << 16, 0, 0, content FROM block WHERE class = ?1 >> 16"
-    " UNION ALL SELECT class << 16, record, entry, x'' FROM place NOT INDEXED"
-    " WHERE class = ?1 >> 16"
-    " UNION ALL SELECT code, record, entry, bytes FROM value WHERE code BETWEEN ?1 AND ?2";
+    "SELECT class << 48, 0, content FROM block WHERE class = ?1 >> 48"
+    " UNION ALL SELECT iif(record BETWEEN 1 AND 65535 AND entry BETWEEN 0 AND 65535,"
+    " (class << 48) + (record << 16) + entry, ?1), 0, x'' FROM place NOT INDEXED"
+    " WHERE class = ?1 >> 48"
+    " UNION ALL SELECT iif(record BETWEEN 1 AND 65535 AND entry BETWEEN 0 AND 65535,"
+    " (code << 32) + (record << 16) + entry, ?1), 0, bytes FROM value"
+    " WHERE code BETWEEN ?1 >> 32 AND ?2 >> 32";
 
 }  // namespace
 
 BlockReader::BlockReader(Database& database, std::uint32_t version)
     : version_(version),
       classes_(database, "SELECT class FROM block"),
-      rows_(database, hasChecksums() ? "SELECT code, record, entry, bytes, checksum FROM item"
-                                       " WHERE code BETWEEN ? AND ? ORDER BY code, record, entry"
+      rows_(database, hasChecksums() ? "SELECT key, checksum, bytes FROM item"
+                                       " WHERE key BETWEEN ? AND ? ORDER BY key"
                                      : rowsOfVersion1),
       rowCount_(database, hasChecksums()
                               ? "SELECT count(*) FROM item"
@@ -115,7 +127,8 @@ const ClassChecksums& BlockReader::readClasses() {
 }
 
 ClassChecksums BlockReader::readDirectory() {
-    Execution row(rows_, std::int64_t{directoryCode}, std::int64_t{directoryCode});
+    const std::uint64_t key = keyOfRow(directoryCode, 0, 0);
+    Execution row(rows_, key, key);
     if (!row.step()) {
         refuse();
     }
@@ -124,10 +137,11 @@ ClassChecksums BlockReader::readDirectory() {
 }
 
 BlockReader::Row BlockReader::verifiedRow(const Execution& row, Checksum& sum) const {
-    const Row result{row.number(0, maxCode), row.number(1, maxNumber), row.number(2, maxNumber),
-                     row.bytes(3)};
+    const std::uint64_t key = row.bits(0);
+    const Row result{static_cast<std::uint32_t>(key >> 32U), key >> 16U & maxNumber,
+                     key & maxNumber, row.bytes(2)};
     const Checksum checksum = checksumOfRow(result.code, result.record, result.entry, result.bytes);
-    if (hasChecksums() && row.checksum(4) != checksum) {
+    if (hasChecksums() && row.bits(1) != checksum) {
         refuse();
     }
     sum += checksum;
@@ -145,8 +159,8 @@ Block BlockReader::read(std::uint16_t classCode) {
 
 Block BlockReader::readRows(std::uint16_t classCode, BlockKind kind, Checksum& sum) {
     const std::uint32_t first = codeOfBlock(classCode);
-    Execution rows(rows_, std::int64_t{first}, std::int64_t{first | maxNumber});
-    if (!rows.step() || rows.isBlob(3) == (kind == BlockKind::Records && !hasChecksums())) {
+    Execution rows(rows_, firstKeyOf(classCode), lastKeyOf(classCode));
+    if (!rows.step() || rows.isBlob(2) == (kind == BlockKind::Records && !hasChecksums())) {
         refuse();
     }
     const Row head = verifiedRow(rows, sum);
@@ -177,8 +191,7 @@ Block BlockReader::readRows(std::uint16_t classCode, BlockKind kind, Checksum& s
 }
 
 void BlockReader::requireNothingOf(std::uint16_t classCode) {
-    const std::uint32_t first = codeOfBlock(classCode);
-    if (Execution(rows_, std::int64_t{first}, std::int64_t{first | maxNumber}).step()) {
+    if (Execution(rows_, firstKeyOf(classCode), lastKeyOf(classCode)).step()) {
         refuse();
     }
 }
@@ -189,7 +202,7 @@ void BlockReader::readAll() {
         read(classCode);
     }
     Execution count(rowCount_);
-    if (!count.step() || count.number(0, maxCode) != rowsRead_) {
+    if (!count.step() || count.number(0, maxCount) != rowsRead_) {
         refuse();
     }
 }

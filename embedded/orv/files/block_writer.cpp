@@ -10,11 +10,8 @@
 namespace embedded {
 namespace {
 
-constexpr std::size_t noLast = std::numeric_limits<std::int64_t>::max();
-
-std::int64_t number(std::size_t value) {
-    return static_cast<std::int64_t>(value);
-}
+constexpr std::size_t noLast = RecordBlock::capacity;
+constexpr std::size_t maxEntry = RecordBlock::capacity;
 
 std::span<const char> bytesOf(const SpectrumBlock& spectrum) {
     const auto bytes = std::as_bytes(std::span(spectrum.contents()));
@@ -24,9 +21,10 @@ std::span<const char> bytesOf(const SpectrumBlock& spectrum) {
 }  // namespace
 
 BlockWriter::BlockWriter(Database& database)
-    : nextCode_(database, "SELECT code FROM item WHERE code > ? ORDER BY code LIMIT 1"),
-      deleteRows_(database, "DELETE FROM item WHERE code = ? AND record BETWEEN ? AND ?"),
-      putRow_(database, "INSERT OR REPLACE INTO item VALUES(?, ?, ?, ?, ?)") {}
+    : nextKey_(database, "SELECT key FROM item WHERE key >= ? ORDER BY key LIMIT 1"),
+      deleteRows_(database, "DELETE FROM item WHERE key BETWEEN ? AND ?"),
+      updateRow_(database, "UPDATE item SET checksum = ?2, bytes = ?3 WHERE key = ?1"),
+      insertRow_(database, "INSERT OR REPLACE INTO item VALUES(?1, ?2, ?3)") {}
 
 void BlockWriter::writeChanges(const Content& content, ClassChecksums& classes) {
     write(content, false, classes);
@@ -44,24 +42,29 @@ void BlockWriter::write(const Content& content, bool wholeClasses, ClassChecksum
     for (const auto& [classCode, block, isReplaced] : content.changedBlocks()) {
         classes.set(classCode, writeBlock(classCode, *block, isReplaced || wholeClasses));
     }
-    writeRow(directoryCode, 0, 0, classes.bytes());
+    insertRow(directoryCode, 0, 0, classes.bytes());
 }
 
 Checksum BlockWriter::writeBlock(std::uint16_t classCode, const Block& block, bool isReplaced) {
     const std::uint32_t code = codeOfBlock(classCode);
-    if (const auto* spectrum = std::get_if<SpectrumBlock>(&block)) {
-        return writeRow(code, 0, 0, bytesOf(*spectrum));
+    if (const auto* records = std::get_if<RecordBlock>(&block)) {
+        return writeRecordBlock(classCode, *records, isReplaced);
     }
-    if (const auto* unformatted = std::get_if<UnformattedBlock>(&block)) {
-        return writeRow(code, 0, 0, unformatted->bytes());
-    }
-    const auto& records = std::get<RecordBlock>(block);
+    const auto* spectrum = std::get_if<SpectrumBlock>(&block);
+    const auto content =
+        spectrum != nullptr ? bytesOf(*spectrum) : std::get<UnformattedBlock>(block).bytes();
+    return isReplaced ? insertRow(code, 0, 0, content) : writeRow(code, 0, 0, content);
+}
+
+Checksum BlockWriter::writeRecordBlock(std::uint16_t classCode, const RecordBlock& records,
+                                       bool isReplaced) {
+    const std::uint32_t code = codeOfBlock(classCode);
     if (!isReplaced) {
         writeRecordChanges(classCode, records);
         return checksumOfRow(code, 0, 0, {}) + records.checksum();
     }
     writeRecords(classCode, records, 0, noLast);
-    return writeRow(code, 0, 0, {}) + records.checksum();
+    return insertRow(code, 0, 0, {}) + records.checksum();
 }
 
 void BlockWriter::writeRecordChanges(std::uint16_t classCode, const RecordBlock& block) {
@@ -100,36 +103,47 @@ void BlockWriter::writeRecords(std::uint16_t classCode, const RecordBlock& block
 
 // The key of a row begins with its code, so that the rows of some records are deleted code by code.
 void BlockWriter::deleteRecords(std::uint16_t classCode, std::size_t first, std::size_t last) {
-    std::int64_t code = std::int64_t{codeOfBlock(classCode)} - 1;
-    for (;;) {
+    for (std::uint32_t code = codeOfBlock(classCode);; ++code) {
         {
-            Execution next(nextCode_, code);
+            Execution next(nextKey_, keyOfRow(code, 0, 0));
             if (!next.step()) {
-                break;
+                return;
             }
-            code = next.number(0, std::numeric_limits<std::uint32_t>::max());
+            code = static_cast<std::uint32_t>(next.bits(0) >> 32U);
         }
-        if (classOf(static_cast<std::uint32_t>(code)) != classCode) {
-            break;
+        if (classOf(code) != classCode) {
+            return;
         }
-        run(deleteRows_, code, number(first), number(last));
+        run(deleteRows_, keyOfRow(code, first, 0), keyOfRow(code, last, maxEntry));
     }
 }
 
 void BlockWriter::writeRecord(std::uint16_t classCode, std::size_t recordNumber,
                               const Record& record) {
     for (std::size_t entry = 0; entry <= record.entries.size(); ++entry) {
-        writeRow(codeOfBlock(classCode), recordNumber, entry, {});
+        insertRow(codeOfBlock(classCode), recordNumber, entry, {});
         for (const Value value : record.valuesOf(entry)) {
-            writeRow(value.code, recordNumber, entry, value.bytes);
+            insertRow(value.code, recordNumber, entry, value.bytes);
         }
     }
 }
 
+// An update in place rewrites only the pages whose bytes change.
 Checksum BlockWriter::writeRow(std::uint32_t code, std::size_t record, std::size_t entry,
                                std::span<const char> bytes) {
     const Checksum checksum = checksumOfRow(code, record, entry, bytes);
-    run(putRow_, std::int64_t{code}, number(record), number(entry), bytes, checksum);
+    const std::uint64_t key = keyOfRow(code, record, entry);
+    run(updateRow_, key, checksum, bytes);
+    if (updateRow_.database().changedRows() == 0) {
+        run(insertRow_, key, checksum, bytes);
+    }
+    return checksum;
+}
+
+Checksum BlockWriter::insertRow(std::uint32_t code, std::size_t record, std::size_t entry,
+                                std::span<const char> bytes) {
+    const Checksum checksum = checksumOfRow(code, record, entry, bytes);
+    run(insertRow_, keyOfRow(code, record, entry), checksum, bytes);
     return checksum;
 }
 

@@ -26,8 +26,9 @@ class BlockWriter {
 
   private:
     void write(const Content& content, bool wholeClasses, ClassChecksums& classes);
-    // Returns the class's checksum.
+    // Return the class's checksum.
     Checksum writeBlock(std::uint16_t classCode, const Block& block, bool isReplaced);
+    Checksum writeRecordBlock(std::uint16_t classCode, const RecordBlock& records, bool isReplaced);
     void writeRecordChanges(std::uint16_t classCode, const RecordBlock& block);
     void writeValueChanges(std::uint16_t classCode, const RecordBlock& block);
     // Replaces the stored rows of these records, or of all from the first on if last is noLast.
@@ -35,13 +36,16 @@ class BlockWriter {
                       std::size_t last);
     void deleteRecords(std::uint16_t classCode, std::size_t first, std::size_t last);
     void writeRecord(std::uint16_t classCode, std::size_t number, const Record& record);
-    // Returns the row's checksum.
+    // Write a row and return its checksum. writeRow is faster if the row exists, insertRow if not.
     Checksum writeRow(std::uint32_t code, std::size_t record, std::size_t entry,
                       std::span<const char> bytes);
+    Checksum insertRow(std::uint32_t code, std::size_t record, std::size_t entry,
+                       std::span<const char> bytes);
 
-    Statement nextCode_;
+    Statement nextKey_;
     Statement deleteRows_;
-    Statement putRow_;
+    Statement updateRow_;
+    Statement insertRow_;
 };
 
 }  // namespace embedded

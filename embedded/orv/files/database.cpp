@@ -252,7 +252,7 @@ void Execution::bind(int parameter, std::int64_t value) {
     database_.check(sqlite3_bind_int64(handle_, parameter, value));
 }
 
-void Execution::bind(int parameter, Checksum value) {
+void Execution::bind(int parameter, std::uint64_t value) {
     bind(parameter, static_cast<std::int64_t>(value));
 }
 
@@ -272,11 +272,11 @@ bool Execution::step() {
     return result == SQLITE_ROW;
 }
 
-Checksum Execution::checksum(int column) const {
+std::uint64_t Execution::bits(int column) const {
     if (sqlite3_column_type(handle_, column) != SQLITE_INTEGER) {
         throw Failure(codes::damaged);
     }
-    return static_cast<Checksum>(sqlite3_column_int64(handle_, column));
+    return static_cast<std::uint64_t>(sqlite3_column_int64(handle_, column));
 }
 
 bool Execution::isBlob(int column) const {

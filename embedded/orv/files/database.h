@@ -11,8 +11,6 @@
 #include <string>
 #include <string_view>
 
-#include "embedded/orv/content/checksum.h"
-
 namespace embedded {
 
 // One connection to a database file, closed with the object; used by one thread at a time, and by
@@ -48,6 +46,8 @@ class Database {
     // another one; known to the moment at which the present transaction began to read.
     [[nodiscard]] std::uint32_t dataVersion();
     [[nodiscard]] bool isWritable() const;
+    // The number of rows that the last statement has changed.
+    [[nodiscard]] int changedRows() const { return sqlite3_changes(handle_.get()); }
 
     // Keeps few pages from now on, as what is read through once from end to end needs.
     void keepFewPages();
@@ -128,17 +128,17 @@ class Execution {
     bool step();
 
     // A column of the row, counted from 0. number: a whole number from 0 to max, else
-    // Failure(damaged). checksum: a whole number, else Failure(damaged). bytes: valid until the
-    // next step.
+    // Failure(damaged). bits: those of a whole number, else Failure(damaged). bytes: valid until
+    // the next step.
     [[nodiscard]] std::uint32_t number(int column, std::uint32_t max) const;
-    [[nodiscard]] Checksum checksum(int column) const;
+    [[nodiscard]] std::uint64_t bits(int column) const;
     [[nodiscard]] bool isBlob(int column) const;
     [[nodiscard]] std::span<const char> bytes(int column) const;
     [[nodiscard]] std::string_view text(int column) const;
 
   private:
     void bind(int parameter, std::int64_t value);
-    void bind(int parameter, Checksum value);
+    void bind(int parameter, std::uint64_t value);
     void bind(int parameter, std::span<const char> bytes);
     void bind(int parameter, std::nullptr_t);
 

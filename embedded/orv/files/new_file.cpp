@@ -1,11 +1,12 @@
 #include "embedded/orv/files/new_file.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
-#include <random>
 #include <span>
 #include <vector>
 
@@ -28,9 +29,17 @@ std::string pathInItsFolder(const std::string& name) {
     return (folder == "/" ? folder : folder + "/") + fileName;
 }
 
+std::uint32_t randomNumber() {
+    std::uint32_t number = 0;
+    if (getrandom(&number, sizeof number, 0) != sizeof number) {
+        throwSystemFailure(errno);
+    }
+    return number;
+}
+
 std::string temporaryPathIn(const std::string& folder) {
-    std::random_device random;
-    return folder + "/.new-" + std::to_string(random()) + "-" + std::to_string(random());
+    return folder + "/.new-" + std::to_string(randomNumber()) + "-" +
+           std::to_string(randomNumber());
 }
 
 // A file without a name, or with the temporary one that it leaves in temporaryPath.
@@ -82,7 +91,7 @@ NewFile::NewFile(const std::string& name)
       file_(openedIn(folderOf(path_), temporaryPath_)) {
     try {
         std::vector<char> content = emptyDataSource();
-        setChangeCounter(content, std::random_device()());  // foreign_journal.cpp
+        setChangeCounter(content, randomNumber());  // foreign_journal.cpp
         writeWhole(file_.number(), content);
         if (fsync(file_.number()) != 0) {
             throwSystemFailure(errno);

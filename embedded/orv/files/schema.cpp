@@ -33,9 +33,8 @@ constexpr std::array<Table, 3> tablesOfVersion1 = {{
 }};
 constexpr std::array<Table, 1> tablesOfVersion2 = {{
     {"item",
-     "CREATE TABLE item(code INTEGER, record INTEGER, entry INTEGER, bytes BLOB NOT NULL,\n"
-     "                  checksum INTEGER NOT NULL, PRIMARY KEY(code, record, entry)) WITHOUT "
-     "ROWID"},
+     "CREATE TABLE item(key INTEGER PRIMARY KEY, checksum INTEGER NOT NULL,"
+     " bytes BLOB NOT NULL)"},
 }};
 
 Tables tablesOf(std::uint32_t version) {
@@ -140,10 +139,10 @@ void createTables(Database& database) {
         database.execute(std::string(sql).c_str());
     }
     database.execute(("PRAGMA user_version = " + std::to_string(schemaVersion)).c_str());
-    Statement directory(database, "INSERT INTO item VALUES(?, 0, 0, ?, ?)");
+    Statement directory(database, "INSERT INTO item VALUES(?, ?, ?)");
     const std::span<const char> noClasses;
-    run(directory, std::int64_t{directoryCode}, noClasses,
-        checksumOfRow(directoryCode, 0, 0, noClasses));
+    run(directory, keyOfRow(directoryCode, 0, 0), checksumOfRow(directoryCode, 0, 0, noClasses),
+        noClasses);
 }
 
 std::vector<char> createEmptyDataSource() {

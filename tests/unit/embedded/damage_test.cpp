@@ -41,17 +41,16 @@ TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
         "DROP TABLE item",
         "ALTER TABLE item RENAME COLUMN bytes TO octets",
         "ALTER TABLE item ADD COLUMN size AS (length(bytes))",
-        "DROP TABLE item; CREATE TABLE item(code INTEGER, record INTEGER, entry INTEGER,"
-        " bytes BLOBNOT NULL, checksum INTEGER NOT NULL, PRIMARY KEY(code, record, entry))"
-        " WITHOUT ROWID",
+        "DROP TABLE item; CREATE TABLE item(key INTEGER PRIMARY KEY, checksum INTEGER NOT NULL,"
+        " bytes BLOBNOT NULL)",
         "ALTER TABLE item RENAME TO held; CREATE VIEW item AS SELECT * FROM held",
-        "CREATE UNIQUE INDEX single ON item(bytes, checksum)",
+        "CREATE UNIQUE INDEX single ON item(checksum, bytes)",
         "CREATE INDEX computed ON item(length(bytes))",
         "CREATE INDEX partial ON item(bytes) WHERE length(bytes) > 1",
-        "DELETE FROM item WHERE code = 0",
-        "UPDATE item SET bytes = substr(bytes, 1, 10) WHERE code = 0",
-        "UPDATE item SET checksum = 0 WHERE code = 0",
-        "UPDATE item SET entry = 1 WHERE code = 0"};
+        "DELETE FROM item WHERE key = 0",
+        "UPDATE item SET bytes = substr(bytes, 1, 10) WHERE key = 0",
+        "UPDATE item SET checksum = 0 WHERE key = 0",
+        "UPDATE item SET key = 1 WHERE key = 0"};
     afterEach(changes, [this] {
         const DataSource source;
         EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
@@ -64,20 +63,20 @@ TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
 
 TEST_F(DamageTest, ClassWithWrongRowsIsRefusedAloneAndSourceBecomesReadOnly) {
     const std::vector<std::string> changes = {
-        "UPDATE item SET bytes = x'0000000000A08440' WHERE code = 0x20040010",
-        "UPDATE item SET checksum = checksum + 1 WHERE code = 0x20040010",
-        "UPDATE item SET entry = 2 WHERE code = 0x20040010",
-        "UPDATE item SET record = 65536 WHERE code = 0x20040010",
-        "UPDATE item SET record = 'one' WHERE code = 0x20040010",
-        "UPDATE item SET code = 0x20040011 WHERE code = 0x20040010",
-        "DELETE FROM item WHERE code = 0x20040010",
-        "DELETE FROM item WHERE code = 0x20040000 AND record = 0",
-        "DELETE FROM item WHERE code = 0x20040000 AND entry = 1",
-        "INSERT INTO item SELECT code, 2, entry, bytes, checksum FROM item"
-        " WHERE code = 0x20040000 AND record = 1",
-        "DELETE FROM item WHERE code >> 16 = 0x2004",
-        "DELETE FROM item WHERE code = 0x20040010; INSERT INTO item"
-        " SELECT 0x20040010, 1, 1, bytes, checksum FROM item WHERE code = 0x20040001"};
+        "UPDATE item SET bytes = x'0000000000A08440' WHERE key >> 32 = 0x20040010",
+        "UPDATE item SET checksum = checksum + 1 WHERE key >> 32 = 0x20040010",
+        "UPDATE item SET checksum = 'one' WHERE key >> 32 = 0x20040010",
+        "UPDATE item SET key = key + 1 WHERE key >> 32 = 0x20040010",
+        "UPDATE item SET key = key + (1 << 32) WHERE key >> 32 = 0x20040010",
+        "DELETE FROM item WHERE key >> 32 = 0x20040010",
+        "DELETE FROM item WHERE key = 0x20040000 << 32",
+        "DELETE FROM item WHERE key = 0x20040000 << 32 | 0x10001",
+        "INSERT INTO item SELECT key + 0x10000, checksum, bytes FROM item"
+        " WHERE key = 0x20040000 << 32 | 0x10000",
+        "DELETE FROM item WHERE key >> 48 = 0x2004",
+        "DELETE FROM item WHERE key >> 32 = 0x20040010; INSERT INTO item"
+        " SELECT 0x20040010 << 32 | 0x10001, checksum, bytes FROM item"
+        " WHERE key >> 32 = 0x20040001"};
     const auto copy = DataSource::created(file("copy.qar"));
     afterEach(changes, [&] {
         const auto source = DataSource::opened(file(), writing);
@@ -101,10 +100,10 @@ TEST_F(DamageTest, ClassWithWrongRowsIsRefusedAloneAndSourceBecomesReadOnly) {
 }
 
 TEST_F(DamageTest, ChangedSpectrumIsRefused) {
-    afterEach({"UPDATE item SET bytes = zeroblob(4 * 4096) WHERE code = 0x20050000",
-               "UPDATE item SET bytes = x'01000000' WHERE code = 0x20050000",
-               "UPDATE item SET bytes = zeroblob(4 * 65536) WHERE code = 0x20050000",
-               "DELETE FROM item WHERE code = 0x20050000"},
+    afterEach({"UPDATE item SET bytes = zeroblob(4 * 4096) WHERE key >> 32 = 0x20050000",
+               "UPDATE item SET bytes = x'01000000' WHERE key >> 32 = 0x20050000",
+               "UPDATE item SET bytes = zeroblob(4 * 65536) WHERE key >> 32 = 0x20050000",
+               "DELETE FROM item WHERE key >> 32 = 0x20050000"},
               [this] {
                   const auto source = DataSource::opened(file(), reading);
                   EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
@@ -114,19 +113,18 @@ TEST_F(DamageTest, ChangedSpectrumIsRefused) {
 }
 
 TEST_F(DamageTest, StrayRowsOfAClassAreRefusedWhenItIsUsed) {
-    change("INSERT INTO item VALUES(0x20060000, 1, 0, x'', 0)");
+    change("INSERT INTO item VALUES(0x20060000 << 32 | 0x10000, 0, x'')");
     const auto source = DataSource::opened(file(), writing);
     EXPECT_EQ(codes::damaged, source.put(QAR_D_PEAKENERGY, 1.0));
     EXPECT_EQ(codes::readOnly, source.put(QAR_D_LIVETIME, 1.0));
-    change("DELETE FROM item WHERE code = 0x20060000");
+    change("DELETE FROM item WHERE key >> 32 = 0x20060000");
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
     EXPECT_EQ(0U, source.put(QAR_D_PEAKENERGY, 1.0));
 }
 
 TEST_F(DamageTest, VerifyingFindsDamageThatNoClassShows) {
-    afterEach({"INSERT INTO item VALUES(0x20060000, 1, 0, x'', 0)",
-               "INSERT INTO item VALUES(-1, 1, 0, x'00', 0)",
-               "INSERT INTO item VALUES(0, 1, 0, x'00', 0)"},
+    afterEach({"INSERT INTO item VALUES(0x20060000 << 32 | 0x10000, 0, x'')",
+               "INSERT INTO item VALUES(-1, 0, x'00')", "INSERT INTO item VALUES(1, 0, x'00')"},
               [this] {
                   const auto source = DataSource::opened(file(), reading);
                   EXPECT_EQ(4096U, source.getSpectrum().size());
@@ -166,19 +164,20 @@ TEST_F(DamageTest, EachFlippedBitIsFoundOrHarmless) {
     }
 }
 
-TEST_F(DamageTest, WhiteSpaceInTheTablesIsNotDamage) {
+TEST_F(DamageTest, WhiteSpaceInTheTableIsNotDamage) {
     change(
         "CREATE TABLE kept AS SELECT * FROM item; DROP TABLE item;"
-        "CREATE TABLE item (\tcode  INTEGER,record INTEGER\n,entry INTEGER, bytes BLOB  NOT NULL,"
-        "checksum INTEGER NOT NULL ,\rPRIMARY KEY( code,record,entry) )  WITHOUT ROWID;"
-        "INSERT INTO item SELECT * FROM kept");
+        "CREATE TABLE item (\tkey  INTEGER\nPRIMARY KEY ,checksum INTEGER NOT NULL,\rbytes BLOB"
+        "  NOT NULL ); INSERT INTO item SELECT * FROM kept");
     EXPECT_EQ(1, DataSource::opened(file(), reading).recordCount(QAR_CLS_SPECTRUM));
 }
 
 TEST_F(DamageTest, AddedTablesAndIndexesAreIgnoredAndTriggersNotRun) {
     change("CREATE TRIGGER intruder AFTER INSERT ON item BEGIN DELETE FROM item; END");
     change("CREATE TRIGGER intruder2 AFTER DELETE ON item BEGIN DELETE FROM item; END");
-    change("CREATE INDEX plain ON item(bytes, code); ANALYZE; CREATE TABLE mine(text, x CHECK(x))");
+    change(
+        "CREATE INDEX plain ON item(bytes, checksum); ANALYZE; CREATE TABLE mine(text, x "
+        "CHECK(x))");
     { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_HALFLIFE, 1.0)); }
     {
         const auto source = DataSource::opened(file(), writing);
@@ -196,7 +195,7 @@ TEST_F(DamageTest, VerifyingFindsDamageWhileTheFileIsOpen) {
     const auto source = DataSource::opened(file(), reading);
     EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
-    change("UPDATE item SET bytes = x'01' WHERE code = 0x20040010");
+    change("UPDATE item SET bytes = x'01' WHERE key >> 32 = 0x20040010");
     EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
     EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
 }
@@ -257,7 +256,7 @@ TEST_F(OldFileDamageTest, ValuesThatTheDictionaryDoesNotKnowAreConverted) {
     // Fails unless the value is still there.
     change(
         "CREATE TABLE t(x CHECK(x = 1)); INSERT INTO t SELECT count(*) FROM item"
-        " WHERE code = 0x2004FFFF AND bytes = x'0102'");
+        " WHERE key >> 32 = 0x2004FFFF AND bytes = x'0102'");
     EXPECT_EQ(0U, SOrvReVerify(DataSource::opened(file(), reading).context()));
 }
 
