@@ -55,6 +55,10 @@ Opened open(const std::string& path) {
     if (void* mapped = dlopen(path.c_str(), mode | RTLD_NOLOAD)) {
         return {Reference(mapped), true};
     }
+    std::error_code error;
+    if (path.find('/') != std::string::npos && !std::filesystem::is_regular_file(path, error)) {
+        return {};  // a pipe would make the loader wait
+    }
     return {Reference(dlopen(path.c_str(), mode)), false};
 }
 
@@ -171,13 +175,15 @@ namespace {
 
 using platform::Library;
 
+constexpr std::string_view keptLibrary = "pqar.dll";
+
 // The libraries that are in use or kept.
 //
 // Loading a mapped library, finding an entry point and unloading each make the loader walk through
-// all libraries of the process, and a search walks through the directories. So a library that other
-// code has in memory is kept here from its first loading on and found by its name alone, as long as
-// LD_LIBRARY_PATH does not change; a library that only callers have loaded is unloaded with the
-// last of them.
+// all libraries of the process, and a search walks through the directories. So the dictionary, which
+// most calls need, is kept here if other code has it in memory, and found by its name alone as long
+// as LD_LIBRARY_PATH does not change. Every other library is unloaded with its last user, so that a
+// rebuilt engine is loaded again.
 class Libraries {
   public:
     // Safe for concurrent use by multiple threads.
@@ -245,7 +251,7 @@ class Libraries {
     }
 
     Library* add(std::string_view name, std::string libraryPath, Opened opened) {
-        bool isKept = opened.wasMapped;
+        bool isKept = opened.wasMapped && name == keptLibrary;
         for (const auto& library : libraries_) {
             // The other user may have been a caller.
             isKept = isKept && (library->isKept || library->reference != opened.reference);

@@ -22,9 +22,9 @@ using FARPROC = std::intptr_t (*)();
 // The current folder is never searched. What cannot be loaded, for whatever reason, is null and
 // ERROR_MOD_NOT_FOUND. Every library that was loaded is to be freed once.
 //
-// A library that is in use already, or that something else held in memory when it was first loaded
-// here, is found by its name without a look at the folders, as long as LD_LIBRARY_PATH is the same;
-// the latter stays in memory.
+// A library that is in use already is found by its name without a search, as long as
+// LD_LIBRARY_PATH is the same. The dictionary pqar.dll stays in memory if something else held it
+// there when it was first loaded here. A path must be that of a regular file.
 HMODULE LoadLibraryA(LPCSTR name);
 
 // Returns the function that the library itself exports under the name; null and

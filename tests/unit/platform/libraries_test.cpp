@@ -1,4 +1,5 @@
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <tuple>
@@ -31,6 +32,7 @@ class Libraries : public ProcessFixture {};
 
 TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
     write("platform_probe.so", "no library");
+    ASSERT_EQ(0, mkfifo((folder() / "pipe.so").c_str(), 0600));
     const std::string text = folder();
     std::filesystem::create_directory(folder() / "current");
     std::filesystem::copy(first + "/platform_probe.so", folder() / "current");
@@ -48,6 +50,7 @@ TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
         {"", second + "/platform_probe.dll", 2},
         {first, "platform_probe", 0},
         {first, "", 0},
+        {"", text + "/pipe.dll", 0},
         {"", "libplatform_needed.dll", -1},  // beside the program
         {"", "platform_packaged.dll", 3},    // in the folder for a package's libraries there
         {"", "libc.so.6", -1},               // in the system
@@ -86,6 +89,7 @@ TEST_F(Libraries, AreFoundByTheSearchOfTodayAlsoWhereAnotherOneIsHeldInMemory) {
         EXPECT_EQ(answer, answerOf("platform_probe.dll")) << searchPath;
     }
     dlclose(held);
+    EXPECT_FALSE(isMapped(first + "/platform_probe.so"));
     EXPECT_FALSE(isMapped(second + "/platform_probe.so"));
 }
 
