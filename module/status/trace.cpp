@@ -4,7 +4,9 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace pyORV3 {
 
@@ -75,7 +77,11 @@ void appendToFile(const TraceReport& traceReport) {
 
 void traceToFile(const char* fileName) {
     const bool toStandardError = std::string_view(fileName) == "-";
-    traceFile = toStandardError ? stderr : std::fopen(fileName, "a");
+    std::error_code error;
+    const auto status = std::filesystem::status(fileName, error);
+    // A pipe would make the process wait for a reader.
+    const bool isRefused = std::filesystem::exists(status) && !is_regular_file(status);
+    traceFile = toStandardError ? stderr : isRefused ? nullptr : std::fopen(fileName, "a");
     if (traceFile == nullptr) {
         static_cast<void>(std::fprintf(stderr, "pyORV3: no reports: cannot open %s\n", fileName));
         return;
