@@ -136,8 +136,10 @@ def main():
                 print("FAILED %s" % failure)
     for outcome in sorted(outcomes):
         print("tried %d flips: %s" % (outcomes[outcome], outcome))
-    print("tried %d flips in %d bytes, %d classes\n%d failed" % (
-        flips, len(content), len(classes), failed))
+    print(
+        "tried %d flips in %d bytes, %d classes\n%d failed"
+        % (flips, len(content), len(classes), failed)
+    )
     return 1 if failed else 0
 
 

@@ -349,9 +349,7 @@ HOSTILE_SCHEMAS = {
     + ENDLESS
     + "i, i, i FROM n; END",
     "view in the place of item": "DROP TABLE item; "
-    "CREATE VIEW item(key, checksum, bytes) AS "
-    + ENDLESS
-    + "i, i, i FROM n",
+    "CREATE VIEW item(key, checksum, bytes) AS " + ENDLESS + "i, i, i FROM n",
     "virtual table in the place of item": "DROP TABLE item; CREATE VIRTUAL TABLE item USING "
     "fts5(key, checksum, bytes)",
     "unknown collation": redefined(
@@ -596,10 +594,7 @@ def main():
                         shutil.copytree(
                             folder, os.path.join(os.environ["TORTURE_KEEP"], str(failures))
                         )
-    print(
-        "tried %d hostile schemas\ntried %d mutants\n%d failed"
-        % (hostile, mutants, failures)
-    )
+    print("tried %d hostile schemas\ntried %d mutants\n%d failed" % (hostile, mutants, failures))
     return 1 if failures else 0
 
 

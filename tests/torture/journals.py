@@ -61,6 +61,7 @@ def check_state(path, *expected):
 # What is done after the kill. path: the killed writer's file. backup: a file in state RESTORED of
 # the same file. link: another name of it.
 
+
 def create_after_removal(path, backup, link):
     os.remove(path)
     os.remove(link)
@@ -117,8 +118,15 @@ def save_by_other_name(path, backup, link):
     check_state(link, NEW)
 
 
-AFTERWARDS = (create_after_removal, create_after_move, replace, restore_by_renaming,
-              restore_in_place, restore_and_save, save_by_other_name)
+AFTERWARDS = (
+    create_after_removal,
+    create_after_move,
+    replace,
+    restore_by_renaming,
+    restore_in_place,
+    restore_and_save,
+    save_by_other_name,
+)
 
 
 def kill_one(folder, random):

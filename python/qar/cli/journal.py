@@ -104,7 +104,7 @@ class Journal:
         self._write({"staging": folder})
 
     def is_own(self, target: str, path: str = "") -> bool:
-        """Return True if the batch created a file, for this input if given, and nobody changed it."""
+        """Return True if the batch created a file, for this input if given, unchanged since."""
         created = self.created.get(target)
         return (
             created is not None and path in ("", created.input) and created.state == _state(target)

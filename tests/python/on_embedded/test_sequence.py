@@ -6,10 +6,10 @@ import sqlite3
 import struct
 
 import pyORV3
+import support
 
 import embedded
-import support
-from embedded import READ, WRITE, code_of
+from embedded import WRITE, code_of
 
 CHUNK, GEOMETRY = 512, 0x4005
 
