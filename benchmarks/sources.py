@@ -1,9 +1,9 @@
 """The same measurement in three stores: pyORV3, Python's sqlite3 and HDF5.
 
-sqlite3 uses the same file as pyORV3 with the same durability. A store opens a file, saves one
-changed value durably and reads values and the spectrum. The value is the live time or, in the
-nuclide library, the energy of a nuclide's first line; each record of the library has a name, a
-half-life and the energies and yields of its lines.
+sqlite3 uses plain tables with the same durability. A store opens a file, saves one changed value
+durably and reads values and the spectrum. The value is the live time or, in the nuclide library,
+the energy of a nuclide's first line; each record of the library has a name, a half-life and the
+energies and yields of its lines.
 """
 
 import array
@@ -96,7 +96,7 @@ class QarStore:
 
 
 class SqliteStore:
-    """The file of a data source, read and written with SQL."""
+    """The same data in plain tables, those of version 1 of the files, through SQL."""
 
     name = "sqlite3"
     SCHEMA = """
@@ -255,23 +255,44 @@ def stores():
 
 
 def fill_qar(path, channel_count, record_count, line_count, block_size):
-    store = QarStore.create(path, random_channels(min(channel_count, LARGEST_WRITE)))
+    if block_size:  # no function writes a block, but pyORV3 converts the plain tables
+        fill_sqlite(path, channel_count, record_count, line_count, block_size)
+        store = QarStore(path)
+    else:
+        store = QarStore.create(path, random_channels(min(channel_count, LARGEST_WRITE)))
+        for record in range(1, record_count + 1):
+            name, half_life, energies, yields = nuclide(record, line_count)
+            store.set(NUCLIDE_NAME, name, record)
+            store.set(HALF_LIFE, half_life, record)
+            for line, (energy, photons) in enumerate(zip(energies, yields), start=1):
+                store.set(LINE_ENERGY, energy, record, line)
+                store.set(LINE_YIELD, photons, record, line)
     store.set(CHANNEL_COUNT, channel_count)
     store.set(MEASUREMENT_NAME, "Soil, field 7, layer of 5 µm")
+    store.close()
+
+
+def fill_sqlite(path, channel_count, record_count, line_count, block_size):
+    store = SqliteStore.create(path, random_channels(channel_count))
+    execute, executemany = store.connection.execute, store.connection.executemany
+    execute("PRAGMA application_id=0x51415233")
+    execute("PRAGMA user_version=1")
+    if block_size:
+        block = block_size.to_bytes(4, "little") + os.urandom(block_size - 4)
+        execute("INSERT INTO block VALUES(?, ?)", (GEOMETRY, block))
+    if record_count:
+        execute("INSERT INTO block VALUES(?, NULL)", (NUCLIDES,))
     for record in range(1, record_count + 1):
         name, half_life, energies, yields = nuclide(record, line_count)
-        store.set(NUCLIDE_NAME, name, record)
-        store.set(HALF_LIFE, half_life, record)
-        for line, (energy, photons) in enumerate(zip(energies, yields), start=1):
-            store.set(LINE_ENERGY, energy, record, line)
-            store.set(LINE_YIELD, photons, record, line)
+        rows = [(NUCLIDES, record, entry) for entry in range(line_count + 1)]
+        executemany("INSERT INTO place VALUES(?, ?, ?)", rows)
+        values = [(NUCLIDE_NAME, 0, name.encode()), (HALF_LIFE, 0, struct.pack("<d", half_life))]
+        for code, column in ((LINE_ENERGY, energies), (LINE_YIELD, yields)):
+            values += [(code, n, struct.pack("<d", x)) for n, x in enumerate(column, start=1)]
+        rows = [(code, record, entry, content) for code, entry, content in values]
+        executemany("INSERT INTO value VALUES(?, ?, ?, ?)", rows)
+    store.save()
     store.close()
-    if block_size:
-        connection = sqlite3.connect(path)
-        block = block_size.to_bytes(4, "little") + os.urandom(block_size - 4)
-        connection.execute("INSERT INTO block VALUES(?, ?)", (GEOMETRY, block))
-        connection.commit()
-        connection.close()
 
 
 def fill_hdf5(path, channel_count, record_count, line_count, block_size):
@@ -301,11 +322,11 @@ class Sources:
         return os.path.join(self.folder, f"{self.number}.qar")
 
     def make(self, store, channels=4096, records=0, lines=5, block=0):
-        """Create a file for a store and return its path; sqlite3 gets a file of pyORV3.
+        """Create a file for a store and return its path.
 
         lines: number of lines of each nuclide. block: size of an unformatted block in bytes.
         """
-        fill = fill_hdf5 if store.name == "h5py" else fill_qar
+        fill = {"pyORV3": fill_qar, "sqlite3": fill_sqlite, "h5py": fill_hdf5}[store.name]
         key = fill, channels, records, lines, block
         if key not in self._contents:
             path = self.new_path()
