@@ -11,6 +11,7 @@ import pickle
 import subprocess
 import sys
 import threading
+import time
 from typing import Any, List, Optional
 
 import pyORV3
@@ -44,8 +45,9 @@ class Pool:
         self._stopping = True
         for worker in self._workers:
             worker.terminate()
+        deadline = time.monotonic() + (GRACE_SECONDS if kind is not None else 0.0)
         for worker in self._workers:
-            worker.kill(GRACE_SECONDS if kind is not None else 0.0)
+            worker.kill(max(0.0, deadline - time.monotonic()))
         self._threads.shutdown()
         self._scratch.cleanup()
 

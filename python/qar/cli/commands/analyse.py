@@ -33,7 +33,7 @@ from ..inputs import files_of, local_file
 from ..output import STANDARD_INPUT, inform, print_json, print_lines, print_path, shown_path, warn
 from ..reading import add_reading, reading_of
 
-_NUMBERS = {"float": float, "double": float}
+_FLOATING = ("float", "double")
 _WHOLE_NUMBERS = ("short", "long", "longlong", "byte")
 
 
@@ -154,7 +154,7 @@ def _settings(arguments: Arguments) -> Tuple[Tuple[str, Any], ...]:
 def _typed(name: str, text: str) -> Any:
     """Return the value in the type of its parameter; a list if it has one in each entry."""
     parameter = dictionary.describe(name)
-    is_number = parameter.type_name in (*_NUMBERS, *_WHOLE_NUMBERS)
+    is_number = parameter.type_name in (*_FLOATING, *_WHOLE_NUMBERS)
     if is_number and (parameter.per_entry or (parameter.per_entry is None and "," in text)):
         return [_number(name, parameter.type_name, item) for item in text.split(",")]
     return _number(name, parameter.type_name, text) if is_number else text
@@ -162,7 +162,7 @@ def _typed(name: str, text: str) -> Any:
 
 def _number(name: str, type_name: str, text: str) -> Any:
     try:
-        return float(text) if type_name in _NUMBERS else int(text, 0)
+        return float(text) if type_name in _FLOATING else int(text, 0)
     except ValueError:
         raise FormatError(f"{name}: {text!r} is not a valid {type_name}") from None
 
