@@ -24,7 +24,7 @@ UNUSABLE = (  # settings, the message
     (("--set", "QAR_D_MATCHTOL=1,2"), "QAR_D_MATCHTOL: '1,2' is not a valid double"),
     (("--set", "QAR_D_EFFICCAL=-2.45,nan"), "QAR_D_EFFICCAL.*nan is not a finite number"),
     (("--set", "QAR_D_NOSUCH=1"), "QAR_D_NOSUCH"),
-    (("--set", "QAR_D_SHAPECAL=-1", "-l", "library.csv"), "calibration"),
+    (("--set", "QAR_D_ENERGYCAL=5,-1", "-l", "library.csv"), "calibration"),
     (("--template", "none.qar"), "none.qar"),
     (("--limit", "4", "--report", "out"), "out/a.html: .*--force"),
 )
@@ -94,7 +94,7 @@ class TestAnalyse(TestCase):
     def test_failed_analysis_from_python_changes_nothing(self):
         with qar.open("a.qar", "r+") as source:
             source.analyse()
-            source.set_calibration(shape=(-1.0, 0.0))
+            source.set_calibration(energy=(5.0, -1.0))
             source.flush()
             for settings in ({"QAR_D_MATCHTOL": 2.0}, {"QAR_D_MATCHTOL": math.nan}):
                 with self.assertRaises(qar.QarError):
