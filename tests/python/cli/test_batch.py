@@ -20,11 +20,21 @@ from qar.cli import batch, file_analysis, journal
 from qar.cli.file_analysis import COLUMNS, Options
 
 FILES = 8
+HELD_BATCH = """
+import sys, time
+from qar.cli import main, progress
+def step(self, path):
+    self._done += 1
+    if self._done == 2:
+        time.sleep(300)
+progress.Progress.step = step
+sys.exit(main.main())
+"""  # waits for a signal when two files are done
 
 
 def process(*arguments, **options):
     """A process of this Python."""
-    command = [sys.executable, "-B", "-m", *arguments]
+    command = [sys.executable, "-B", *arguments]
     return subprocess.Popen(
         command, stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL, **options
     )
@@ -91,7 +101,7 @@ class TestCase(support.TestCase):
 
     def run_until_killed(self, *options, number=signal.SIGKILL, table="b.csv", **environment):
         """Start a batch and send it a signal when some files are done; its exit status."""
-        command = ("qar", "analyse", "in", "-l", "library.csv", "-o", table, *options)
+        command = ("-c", HELD_BATCH, "analyse", "in", "-l", "library.csv", "-o", table, *options)
         with started(*command, env={**os.environ, **environment}) as running:
             self.waited_for(lambda: self.done(table))
             running.send_signal(number)
@@ -129,8 +139,18 @@ class TestTable(TestCase):
         self.assertNotIn("b.csv.partial", self.names())
         cluster, file = "distributed.cli.dask_", ("--scheduler-file", "scheduler.json")
         local = ("--host", "127.0.0.1", "--port", "0", "--no-dashboard")
-        worker = (f"{cluster}worker", "--nthreads", "1", "--no-nanny", "--no-dashboard", *file)
-        with started(f"{cluster}scheduler", *local, *file), started(*worker), started(*worker):
+        worker = (
+            "-m",
+            f"{cluster}worker",
+            "--nthreads",
+            "1",
+            "--no-nanny",
+            "--no-dashboard",
+            *file,
+        )
+        with started("-m", f"{cluster}scheduler", *local, *file), started(*worker), started(
+            *worker
+        ):
             address = self.waited_for(lambda: json.loads(self.read("scheduler.json"))["address"])
             self.assertEqual(self.analyse("b.csv", "--dask", address), table)
 
