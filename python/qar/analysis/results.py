@@ -9,6 +9,7 @@ from ..errors import check, logger
 from ..records import RecordSource
 from ..status import RANGE_PARTLY_SEARCHED, describe, unsigned
 from ..values import is_known
+from .calibration_notes import calibration_notes
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"  # of the embedded library
 NAN = float("nan")
@@ -77,6 +78,7 @@ class Analysis(NamedTuple):
     peaks: Tuple[Peak, ...]
     nuclides: Tuple[IdentifiedNuclide, ...]
     not_found: Tuple[IdentifiedNuclide, ...] = ()  # nuclides with a detection limit only
+    notes: Tuple[str, ...] = ()  # a line for each calibration that the engine estimated or corrected
 
 
 # The parameter of each field of a record.
@@ -145,7 +147,8 @@ def results(source: RecordSource) -> Analysis:
         # An engine writes a detection limit but no energy for a nuclide that it did not find.
         is_missing = nuclide.detection_limit is not None and not is_known(nuclide.energy)
         (not_found if is_missing else nuclides).append(nuclide)
-    return Analysis(_records(source, Peak, _PEAK), tuple(nuclides), tuple(not_found))
+    peaks = _records(source, Peak, _PEAK)
+    return Analysis(peaks, tuple(nuclides), tuple(not_found), calibration_notes(source))
 
 
 def _records(

@@ -116,7 +116,7 @@ def lines(columns: Sequence[Column], records: Sequence[Any]) -> List[str]:
 def results(analysis: Analysis) -> List[str]:
     """Return the lines of all results for a terminal: peaks, nuclides, detection limits."""
     peaks, nuclides = analysis.peaks, analysis.nuclides
-    result = [counted(len(peaks), "peak"), *(lines(PEAKS, peaks) if peaks else [])]
+    result = [*analysis.notes, counted(len(peaks), "peak"), *(lines(PEAKS, peaks) if peaks else [])]
     if any(map(_is_poor_fit, peaks)):
         result.append("!: the fit does not describe its region, uncertainties are enlarged")
     result += [counted(len(nuclides), "nuclide"), *(lines(NUCLIDES, nuclides) if nuclides else [])]
