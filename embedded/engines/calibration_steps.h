@@ -1,4 +1,4 @@
-// What a run does about the energy calibration of a data source.
+// The steps of a run that concern the energy calibration of a data source.
 #ifndef PYORV3_EMBEDDED_ENGINES_CALIBRATION_STEPS_H
 #define PYORV3_EMBEDDED_ENGINES_CALIBRATION_STEPS_H
 

@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 #include <Eigen/QR>
+#include <algorithm>
 #include <cmath>
 
 #include "embedded/engines/calibration.h"
@@ -19,7 +20,9 @@ constexpr std::size_t leastLines = 2;
 constexpr double leastScore = 12.0;
 constexpr double leastAdvantage = 5.0;  // over any other assignment
 
-constexpr std::size_t linesForParabola = 8;
+// A parabola needs so many lines over so great a part of the spectrum, as it goes astray beyond.
+constexpr std::size_t linesForParabola = 5;
+constexpr double spanForParabola = 0.5;
 constexpr double leastImprovement = 9.0;  // of chi-square
 constexpr double crookedness = 0.03;      // of a peak about its line, in FWHM
 
@@ -52,6 +55,15 @@ Fit fitPolynomial(std::span<const PlacedPeak> peaks, const Assignment& assignmen
     return fit;
 }
 
+bool mayBend(std::span<const PlacedPeak> peaks, const Assignment& assignment,
+             std::size_t channelCount) {
+    const auto position = [peaks](const LineMatch& match) { return peaks[match.peak].position; };
+    const auto [lowest, highest] = std::ranges::minmax(assignment.matches, {}, position);
+    return assignment.matches.size() >= linesForParabola &&
+           position(highest) - position(lowest) >
+               spanForParabola * static_cast<double>(channelCount);
+}
+
 }  // namespace
 
 std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
@@ -67,7 +79,7 @@ std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> p
         return std::nullopt;
     }
     const Fit straight = fitPolynomial(peaks, best.front(), 1);
-    if (best.front().matches.size() >= linesForParabola) {
+    if (mayBend(peaks, best.front(), channelCount)) {
         const Fit parabola = fitPolynomial(peaks, best.front(), 2);
         if (straight.chiSquare > parabola.chiSquare + leastImprovement &&
             energyRises({parabola.coefficients, {}, {}}, channelCount)) {

@@ -13,9 +13,11 @@
 namespace embedded::engines {
 
 // Assigns the peaks to the lines of the nuclides and fits the energy, as a polynomial in the
-// channel: a straight line, or a parabola if eight or more lines agree and it describes them
-// better. The spectrum may reach to 100 keV to 20 MeV. Nothing if no assignment is better than all
-// others. peaks: by rising channel, with the channel as position.
+// channel: a straight line, or a parabola if that describes the lines better and five of them lie
+// over half of the spectrum. The last channel may lie at 100 keV to 20 MeV. Nothing if no
+// assignment is better than all others.
+//
+// peaks: by rising channel, with the channel as position.
 std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
                                                    std::span<const LinePattern> nuclides,
                                                    std::size_t channelCount);

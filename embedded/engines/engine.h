@@ -11,8 +11,8 @@ namespace embedded::engines {
 
 // ---- The option word --------------------------------------------------------------------------
 // Bits 0 and 1 choose the steps; neither is as both. Bit 2 first replaces the energy calibration by
-// one from the lines of the nuclide records. Bits 8 to 15 give the significance limit in tenths of a
-// standard deviation, 10 (1.0) to 255 (25.5); 0 takes the file's. Other bits are 0.
+// one from the lines of the nuclide records. Bits 8 to 15 give the significance limit in tenths of
+// a standard deviation, 10 (1.0) to 255 (25.5); 0 takes the file's. Other bits are 0.
 
 inline constexpr std::uint32_t optionSearchPeaks = 0x1;
 inline constexpr std::uint32_t optionIdentifyNuclides = 0x2;

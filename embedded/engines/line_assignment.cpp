@@ -256,7 +256,7 @@ void LineAssignment::propose(std::size_t pattern, std::vector<Assignment>& propo
     }
 }
 
-// Least squares; what is known beforehand counts as two more observations.
+// Least squares; the expected relation counts as two more observations.
 EnergyRelation LineAssignment::fitted(const Assignment& assignment) const {
     const EnergyRelation start = assignment.relation;
     double one = 0.0;

@@ -34,8 +34,8 @@ WidthCalibration widthCalibrationOf(const DataSourceAccess& dataSource,
                                     std::span<const double> contents,
                                     std::span<const double> excess);
 
-// Writes an estimate to QAR_D_SHAPECAL and QAR_D_SHAPEEST, and to QAR_S_SHAPEORIGIN and
-// QAR_S_DETECTORKIND where it comes from. Throws resultsNotWritable.
+// Writes an estimate to QAR_D_SHAPECAL and QAR_D_SHAPEEST, its origin to QAR_S_SHAPEORIGIN and the
+// kind of detector to QAR_S_DETECTORKIND. Throws resultsNotWritable.
 void writeWidthCalibration(const DataSourceAccess& dataSource, const WidthCalibration& widths);
 
 }  // namespace embedded::engines

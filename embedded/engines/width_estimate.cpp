@@ -77,7 +77,7 @@ constexpr std::size_t leastForContradiction = 3;
 // FWHM in channels that channels of finite width still resolve.
 constexpr double narrowestResolved = 0.7;
 
-// What a sample counts in the choice of a curve: its significance, the less the greater it is, and
+// Weight of a sample in the choice of a curve: its significance, the less the greater it is, and
 // less if its counts are few beside those of the largest peak, as those of artefacts are.
 double choiceWeight(const WidthSample& sample, double largestArea) {
     return std::log1p(sample.significance / usualSignificance) *

@@ -147,7 +147,7 @@ TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
     EXPECT_EQ(status::success, run(10 << engines::optionLimitShift));  // the smallest
 }
 
-// What an estimated width calibration is known by, and when it gives way.
+// An estimate is marked as such, is estimated again, and gives way to a calibration of the user.
 TEST_F(EngineTest, EstimatesMissingOrWrongWidths) {
     const auto shape = [this](std::uint32_t code) {
         return std::vector<double>{source_.get<double>(code, 1, 1),
