@@ -4,9 +4,9 @@
  *   2. the parameter dictionary, pqar.dll or pqar.so: two entry points, looked up at run time;
  *   3. analysis engines: one kind of entry point, looked up at run time.
  *
- * Whoever replaces one of the three includes this header, defines ORV_BUILDING_LIBRARY before it
- * where the functions of section 1 are defined rather than called, and keeps to the contracts
- * below. All numbers are little-endian; texts are NUL-terminated.
+ * To replace one of the three, include this header and meet the contracts below. Define
+ * ORV_BUILDING_LIBRARY first if you define the functions of section 1 instead of calling them. All
+ * numbers are little-endian; strings are NUL-terminated.
  */
 #ifndef PYORV3_MODULE_INTERFACE_ORV_H
 #define PYORV3_MODULE_INTERFACE_ORV_H
@@ -14,7 +14,7 @@
 /* NOLINTBEGIN(modernize-deprecated-headers, modernize-use-using): C reads this file too. */
 #include <stdint.h>
 
-/* Calling conventions on 32-bit Windows; each can be set from the build. Elsewhere there is one. */
+/* Calling conventions on 32-bit Windows, set by the build. Other systems have only one. */
 #if defined(_WIN32)
 #ifndef ORV_CALL
 #define ORV_CALL __cdecl
@@ -49,42 +49,41 @@ extern "C" {
 
 /* ---- Types ------------------------------------------------------------------------------- */
 
-/* A data source context of the library; 0 names none. */
+/* A data source context of the library; 0 is no context. */
 typedef int32_t OrvContext;
 
 /* Result of the SOrv functions: 0 is success, anything else a failure code. */
 typedef uint32_t OrvStatus;
 
 /* Result of the Orv functions: 0 is success; ORV_RESULT_ASK_ERROR_QUERY is a failure whose code
- * OrvErrorQuery holds; any other value is a failure number. */
+ * OrvErrorQuery returns; any other value is a failure number. */
 typedef int16_t OrvResult;
 
-/* What the node enumeration reports of a node and context creation takes; the caller zero-fills it.
- */
+/* A node, from the node enumeration to context creation; the caller zero-fills it. */
 typedef struct OrvNodeRecord {
-    uint8_t identity[514]; /* the library's own */
-    char refusal[538];     /* NUL-terminated; a node with a text here cannot be used */
+    uint8_t identity[514]; /* defined by the library */
+    char refusal[538];     /* NUL-terminated; a node with a nonempty string cannot be used */
 } OrvNodeRecord;
 
-/* What OrvParameterDescriptionQuery is asked. */
+/* The question of OrvParameterDescriptionQuery. */
 typedef struct OrvParameterDescriptionKey {
-    char name[13]; /* all zero: the query goes by code */
+    char name[13]; /* all zero: query by code */
     uint8_t unused;
     uint16_t codeLow;  /* low 16 bits of the parameter code */
     uint16_t codeHigh; /* high 16 bits of the parameter code */
 } OrvParameterDescriptionKey;
 
-/* What OrvParameterDescriptionQuery answers; the caller zero-fills it. */
+/* The answer of OrvParameterDescriptionQuery; the caller zero-fills it. */
 typedef struct OrvParameterDescription {
     uint8_t reserved[4];
     uint16_t type; /* data type code */
-    uint16_t size; /* value size in bytes; of a text, its length without the terminator */
+    uint16_t size; /* value size in bytes; for a string, its length without the terminator */
     char name[13]; /* NUL-terminated, at most 12 characters */
-    char text[33]; /* NUL-terminated second text */
+    char text[33]; /* NUL-terminated second string */
     uint8_t unused[2];
 } OrvParameterDescription;
 
-/* Numbers that the interface gives a meaning. */
+/* Numbers with a meaning in the interface. */
 enum {
     ORV_NODE_SELECTOR = 0x42,       /* node enumeration, first try */
     ORV_NODE_SELECTOR_RETRY = 0x46, /* node enumeration, second try */
@@ -110,20 +109,20 @@ enum {
     ORV_CHANNEL_COUNT_PARAMETER = 0x20000007 /* QAR_L_CHANNELS, a signed 32-bit number */
 };
 
-/* Statuses that the interface gives a meaning. */
+/* Statuses with a meaning in the interface. */
 enum {
-    ORV_STATUS_NOT_A_SOURCE = 0x300022,       /* opening: the name stands for something else */
-    ORV_STATUS_OPENED_WITH_REMARK = 0x500001, /* opening: the state word says what it is worth */
-    ORV_STATUS_RETRY_SELECTOR = 0x500002      /* node enumeration: the second try is asked for */
+    ORV_STATUS_NOT_A_SOURCE = 0x300022,       /* opening: not a data source */
+    ORV_STATUS_OPENED_WITH_REMARK = 0x500001, /* opening: see the state word */
+    ORV_STATUS_RETRY_SELECTOR = 0x500002      /* node enumeration: a second try is necessary */
 };
 
-/* 16-bit results that the interface gives a meaning. */
+/* 16-bit results with a meaning in the interface. */
 enum {
     ORV_RESULT_NOTHING_CREATED = -2,  /* context creation: there is no context to delete */
-    ORV_RESULT_ASK_ERROR_QUERY = -1,  /* OrvErrorQuery holds the code */
-    ORV_RESULT_RETRY_SELECTOR = 2,    /* node enumeration: the second try is asked for */
-    ORV_RESULT_SOURCE_FAILED = 3,     /* class copy: the error query on the source has the code */
-    ORV_RESULT_DESTINATION_FAILED = 4 /* class copy: the one on the destination has it */
+    ORV_RESULT_ASK_ERROR_QUERY = -1,  /* OrvErrorQuery returns the code */
+    ORV_RESULT_RETRY_SELECTOR = 2,    /* node enumeration: a second try is necessary */
+    ORV_RESULT_SOURCE_FAILED = 3,     /* class copy: query the error of the source */
+    ORV_RESULT_DESTINATION_FAILED = 4 /* class copy: query the error of the destination */
 };
 
 /* Sizes of the caller's plain buffers. */
@@ -134,14 +133,14 @@ enum {
 };
 
 /* ---- 1. The data-access library ----------------------------------------------------------- */
-/* On Windows 31 functions are imported by name and 13 by ordinal (the number behind each). */
+/* On Windows 31 functions are imported by name and 13 by ordinal (the number after each). */
 
 /* Contexts and nodes.
  * node: may be null in context creation (a context bound to no node).
- * The second context creation writes the handle even where it then reports a failure that leaves
- * the context usable. Enumeration: count is 1 on entry; selector ORV_NODE_SELECTOR, or
- * ORV_NODE_SELECTOR_RETRY for the second try that ORV_STATUS_RETRY_SELECTOR (of the 16-bit form:
- * ORV_RESULT_RETRY_SELECTOR) asks for. */
+ * The second context creation sets the handle even if it reports a failure that leaves the context
+ * usable. Enumeration: count is 1 on entry; selector is ORV_NODE_SELECTOR, or
+ * ORV_NODE_SELECTOR_RETRY for the second try after ORV_STATUS_RETRY_SELECTOR (in the 16-bit form:
+ * ORV_RESULT_RETRY_SELECTOR). */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvCreateDSC(const OrvNodeRecord* node, OrvContext* context,
                                               uint16_t access, uint32_t option);
 ORV_FUNCTION OrvStatus ORV_CALL SOrvCreateDSC2(const OrvNodeRecord* node, OrvContext* context,
@@ -155,14 +154,14 @@ ORV_FUNCTION OrvResult ORV_CALL OrvNodeEnumeration(OrvContext context, OrvNodeRe
 ORV_FUNCTION OrvStatus ORV_CALL SOrvDeleteDSC(OrvContext context);
 ORV_FUNCTION OrvResult ORV_CALL OrvContextDeletion(OrvContext context); /* 4 */
 
-/* The library's 32-bit code for the last failed call on the context, in the first word; the other
- * two are the library's own. 0: the words are valid. */
+/* The library's 32-bit code for the last failed call on the context, in the first word; the
+ * library defines the other two. Result 0: the words are valid. */
 ORV_FUNCTION OrvResult ORV_CALL OrvErrorQuery(OrvContext context, uint32_t* code, uint32_t* second,
                                               uint32_t* third); /* 5 */
 
 /* Opening, creating, closing.
  * sourceType: 1 a file, 769 an input of the node. accessMode: 0x1 reads, 0x2 writes, 0x80 reads.
- * auxiliary: a text or null. The numbers of the creation are always 1, 65535, 1, 32768. */
+ * auxiliary: a string or null. The numbers of the creation are always 1, 65535, 1, 32768. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvOpenDataSource(OrvContext context, const char* sourceName,
                                                    uint16_t sourceType, uint32_t accessMode,
                                                    uint32_t option, const char* auxiliary);
@@ -182,8 +181,8 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvFlush(OrvContext context);
 ORV_FUNCTION OrvResult ORV_CALL OrvDataSourceFlush(OrvContext context); /* 40 */
 
 /* ORV_CONTEXT_STATE_ITEM: a buffer of ORV_STATE_BUFFER_SIZE zero bytes; ORV_STATE_UNUSABLE in its
- * first 32-bit word says that a source which opened with ORV_STATUS_OPENED_WITH_REMARK cannot be
- * used. */
+ * first 32-bit word means that a source opened with ORV_STATUS_OPENED_WITH_REMARK cannot be used.
+ */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvQueryDSC(OrvContext context, int32_t item, void* buffer);
 
 /* Parameters: one value in the layout of its data type. record and entry count from 1; entry 0 is
@@ -203,8 +202,8 @@ ORV_FUNCTION OrvResult ORV_CALL
 OrvParameterDescriptionQuery(OrvContext context, const OrvParameterDescriptionKey* key,
                              OrvParameterDescription* description); /* 43 */
 
-/* Spectra: signed 32-bit channel contents. firstChannel counts from 1; channels points at the
- * slot of the first channel. At most 2,048 channels in a reading and 256 in a writing call. */
+/* Spectra: signed 32-bit channel contents. firstChannel counts from 1; channels: address
+ * of the first channel. At most 2,048 channels in a reading and 256 in a writing call. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvGetSpectrum(OrvContext context, uint16_t firstChannel,
                                                 uint16_t channelCount, uint32_t option,
                                                 int32_t* channels);
@@ -214,8 +213,8 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvPutSpectrum(OrvContext context, uint16_t fir
 /* Classes, records and entries. classCode: the 16-bit class number.
  * OrvCreateBlock: size in the unit of the class (class 0x2005: channels); option 0, or -1 for an
  * unformatted block that is about to be filled.
- * SOrvEntryCount: the class as the caller has it, a class number or a code whose high half is one.
- * SOrvInsertOne: record and entry as the caller has them, signed. */
+ * SOrvEntryCount: the class argument of the caller, a class number or a code whose high half is
+ * one. SOrvInsertOne: record and entry of the caller, signed. */
 ORV_FUNCTION OrvResult ORV_CALL OrvCreateBlock(OrvContext context, uint16_t classCode, int32_t size,
                                                int32_t option);
 ORV_FUNCTION OrvStatus ORV_CALL SOrvClassCount(OrvContext context, uint16_t classCode,
@@ -243,8 +242,8 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvCopyRecord(OrvContext source, uint16_t class
                                                uint16_t sourceRecord, OrvContext destination,
                                                uint16_t destinationRecord, uint32_t option);
 
-/* Search for a nuclide record. kind: ORV_SEARCH_BY_NAME or ORV_SEARCH_BY_ENERGY. record: the
- * number of the record found; word: the library's own. */
+/* Search for a nuclide record. kind: ORV_SEARCH_BY_NAME or ORV_SEARCH_BY_ENERGY. record: set
+ * to the number of the record; word: defined by the library. */
 ORV_FUNCTION OrvStatus ORV_CALL SOrvFindRecord(OrvContext context, int32_t kind, const void* key,
                                                int32_t option, uint16_t* record, uint32_t* word);
 
@@ -270,8 +269,8 @@ ORV_FUNCTION OrvStatus ORV_CALL SOrvNextInput(OrvContext context, char* name);
 /* Both entry points return a status in which bit 0 set means success. */
 
 /* "pqar_util_getpinfo". one and zero: always 1 and 0. name and description: 256 bytes each.
- * length: characters of a text without the terminator; type: data type code; size: value size in
- * bytes. The other outputs are the dictionary's own. */
+ * length: characters of a string without the terminator; type: data type code; size: value size in
+ * bytes. The dictionary defines the other outputs. */
 typedef uint32_t(ORV_DICTIONARY_CALL* OrvParameterInfoFunction)(
     uint32_t code, uint32_t one, uint32_t zero, char* name, char* description, uint32_t* output6,
     uint32_t* output7, uint32_t* length, uint32_t* type, uint32_t* size, uint32_t* output11,
@@ -283,8 +282,8 @@ typedef uint32_t(ORV_DICTIONARY_CALL* OrvParameterNameFunction)(const char* name
 
 /* ---- 3. Analysis engines ------------------------------------------------------------------- */
 
-/* An engine's entry point: two values of the script's choice, then 0 and 0; returns a status, in
- * the engines' own family where bits 23-16 are 0x61. */
+/* The entry point of an engine: two values from the script, then 0 and 0; returns a status, of the
+ * family of engines if bits 23-16 are 0x61. */
 typedef uint32_t(ORV_ENGINE_CALL* OrvEngineFunction)(int32_t first, int32_t second, int32_t third,
                                                      int32_t fourth);
 
