@@ -96,7 +96,7 @@ constexpr std::array<float, 2> energyKey = {661.7F, 1.0F};
 
 // clang-format off
 const Step steps[] = {
-    {"SOrvCreateDSC", [](World& w) { return of(SOrvCreateDSC(nullptr, &w.contexts[0], 0, 0)); }},
+    {"SOrvCreateDSC", [](World& w) { return of(SOrvCreateDSC(nullptr, w.contexts.data(), 0, 0)); }},
     {"SOrvEnumNodes", [](World& w) { std::uint32_t n = 1; return of(SOrvEnumNodes(w.contexts[0], &w.node, &n, ORV_NODE_SELECTOR)); }},
     {"OrvNodeEnumeration", [](World& w) { std::uint16_t n = 1; return of(OrvNodeEnumeration(w.contexts[0], &w.node, &n, ORV_NODE_SELECTOR), w.contexts[0]); }},
     {"OrvCreateDSC2", [](World& w) { return of(OrvCreateDSC2(&w.node, &w.contexts[1], 0, 0), w.contexts[0]); }},

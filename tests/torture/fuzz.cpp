@@ -59,8 +59,9 @@ void convertVariant(std::uint32_t type, std::string_view bytes) {
             into, static_cast<std::uint32_t>(bytes.size() % 70), value, out));
     }
     Variant text;
-    text = std::string(bytes).c_str();
-    require(text.toString() == std::string(bytes).c_str());
+    const std::string beforeNul(bytes.substr(0, bytes.find('\0')));
+    text = beforeNul.c_str();
+    require(text.toString() == beforeNul);
     static_cast<void>(text.toInt16() + text.toInt32() + text.toInt64());
     static_cast<void>(text.toDouble() + static_cast<double>(text.toFloat()));
     static_cast<void>(text.toBoolean() == value.toBoolean());
