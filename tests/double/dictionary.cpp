@@ -1,5 +1,5 @@
-// The double's parameter dictionary. Without a scripted answer it knows one parameter of each data
-// type code and the channel count; the low byte of the other codes is their data type code.
+// The parameter dictionary of the double. Without a scripted answer it has one parameter of each
+// data type code and the channel count; the low byte of the other codes is their data type code.
 #include <algorithm>
 #include <array>
 #include <string_view>

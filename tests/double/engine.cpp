@@ -1,4 +1,4 @@
-// The double's analysis engine.
+// The analysis engine of the double.
 #include <chrono>
 #include <thread>
 #include <type_traits>
@@ -20,13 +20,13 @@ const recording::Presence presence("double_engine");
 
 extern "C" {
 
-// Returns or throws what the script says; what is thrown lies in the engine.
+// Returns or throws the scripted answer; the code of the exception is in the engine.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL run(int32_t first, int32_t second, int32_t third,
                                         int32_t fourth) {
     return static_cast<uint32_t>(Recorder::instance().take(__func__, FOUR_INPUTS, 0).end());
 }
 
-// Blocks until another thread calls a function of the double; fails when nobody does.
+// Waits until another thread calls a function of the double; fails without such a call.
 ORV_EXPORT uint32_t ORV_ENGINE_CALL waitForAnotherCall(int32_t first, int32_t second, int32_t third,
                                                        int32_t fourth) {
     const auto result = recording::reply(__func__, FOUR_INPUTS, 0);

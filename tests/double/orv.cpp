@@ -1,4 +1,4 @@
-// The double's data-access library: all 44 functions.
+// The data-access library of the double: all 44 functions.
 #include <algorithm>
 #include <cstring>
 
@@ -11,8 +11,8 @@ using recording::Argument;
 using recording::input;
 using recording::output;
 
-// A fixed field without the zero bytes at its end, so that a zero-filled field is an empty text in
-// the log; a null value for the field of a null record.
+// Logs a fixed field without the zero bytes at its end, so that a zero-filled field is an empty
+// string, and a field of a null record as a null value.
 Argument field(const char* name, const void* data, std::size_t size) {
     const auto* const bytes = static_cast<const char*>(data);
     while (data != nullptr && size > 0 && bytes[size - 1] == '\0') {
@@ -29,15 +29,15 @@ Argument refusal(const OrvNodeRecord* node) {
     return field("refusal", node != nullptr ? node->refusal : nullptr, sizeof node->refusal);
 }
 
-// A search key: a text with its NUL, or two floats.
+// A search key: a string with its NUL, or two floats.
 Argument searchKey(std::int32_t kind, const void* key) {
     const bool isName = kind == ORV_SEARCH_BY_NAME;
     return input("key", key,
                  isName ? std::strlen(static_cast<const char*>(key)) + 1 : 2 * sizeof(float));
 }
 
-// Lists that several functions have, some with integers of other widths. Where no answer is
-// scripted a new context has the next number.
+// Argument lists of several functions, some with integers of other widths. Without a scripted
+// answer a new context gets the next number.
 #define CONTEXT_CREATION                                                                \
     (const OrvNodeRecord* node, OrvContext* context, uint16_t access, uint32_t option), \
         identity(node), refusal(node), INPUT(access), INPUT(option),                    \

@@ -5,7 +5,7 @@
 //     unused_answers() -> [function, ...]
 //     is_mapped(library) -> bool
 //
-// Values are ints, bytes, or None for a null pointer. tests/python/double.py makes it comfortable.
+// Values are ints, bytes, or None for a null pointer. tests/python/double.py is the wrapper.
 #include <Python.h>
 
 #include <exception>
@@ -88,7 +88,8 @@ PyObject* fromValues(const Values& values) {
     return dictionary.release();
 }
 
-// A Python function that may throw: where Python has no error yet, the exception is a ValueError.
+// Calls a function that may throw; the exception becomes a ValueError unless a Python error is
+// pending.
 template <PyObject* (*function)(PyObject*)>
 PyObject* method(PyObject* /*module*/, PyObject* arguments) {
     try {
@@ -123,7 +124,7 @@ PyObject* answer(PyObject* arguments) {
     Py_RETURN_NONE;
 }
 
-// A list of what the function makes of each item.
+// Returns a list with the result of the function for each item.
 template <typename Items, typename Function>
 PyObject* listOf(const Items& items, Function function) {
     Reference list = owned(PyList_New(0));

@@ -28,7 +28,7 @@ void write(const char* function, const Argument& output, const Value& value) {
 }  // namespace
 
 Recorder& Recorder::instance() {
-    // Never destroyed: an engine may still be at work in a thread while the process ends.
+    // Never destroyed: an engine may still run in a thread while the process ends.
     static auto& recorder = *std::make_unique<Recorder>().release();
     return recorder;
 }
@@ -46,7 +46,7 @@ void Recorder::answer(const std::string& function, Answer answer) {
     }
     const std::scoped_lock lock(mutex_);
     std::deque<Answer>& answers = answers_[function];
-    // What stands for ever lies behind the counted answers, the newest first.
+    // Permanent answers come after the counted ones, the newest first.
     const auto place = std::ranges::find(answers, forEver, &Answer::times);
     answers.insert(place, std::move(answer));
 }

@@ -1,15 +1,15 @@
-// The recording double: what was called, and what the test wants answered.
+// The recording double: logs calls and returns the answers that a test has scripted.
 //
-// Every function of the double's data-access library, dictionary and engine is one list of its
-// named arguments. It logs its name and its inputs and answers as the test scripted it:
+// Every function of its data-access library, dictionary and engine is a list of named arguments. It
+// logs its name and its inputs and then uses the scripted answer:
 //
 //     FUNCTION(OrvStatus, SOrvClassCount,
 //              (OrvContext context, uint16_t classCode, uint16_t* count),
 //              INPUT(context), INPUT(classCode), OUTPUT(count))
 //
-// FUNCTION_OR names the result of a call without a scripted answer, which else is 0.
+// FUNCTION_OR defines the result of a call without a scripted answer; the default is 0.
 //
-// The one Recorder of the process lives in the data-access library; any thread may use it.
+// The data-access library contains the only Recorder of the process. Safe for concurrent use.
 #ifndef PYORV3_TESTS_DOUBLE_RECORDER_H
 #define PYORV3_TESTS_DOUBLE_RECORDER_H
 
@@ -39,7 +39,7 @@
 
 namespace recording {
 
-// A null pointer, an integer of any width of the interface, or the bytes of a text or a buffer.
+// A null pointer, an integer of any width of the interface, or the bytes of a string or a buffer.
 using Value = std::variant<std::monostate, std::int64_t, std::string>;
 // Values by name, in the order of the interface.
 using Values = std::vector<std::pair<std::string, Value>>;
@@ -56,7 +56,8 @@ void raiseInteger(std::int64_t number) {
     throw static_cast<Integer>(number);
 }
 
-// By type what throws a value of it, from the code of the library that includes this.
+// By type: functions that throw a value of the type, from the code of the library that includes
+// this.
 inline const std::map<std::string, void (*)(std::int64_t)> raisers{
     {"short", raiseInteger<short>},
     {"int", raiseInteger<int>},
@@ -69,14 +70,14 @@ inline const std::map<std::string, void (*)(std::int64_t)> raisers{
     {"struct", [](std::int64_t) { throw Values(); }},
 };
 
-// What one call (or several) of a function does. The outputs are written first, whatever the
-// result, and only those that are named here; then the call throws or returns.
+// Behaviour of one call (or several) of a function. It writes the outputs in the list, whatever the
+// result, and then throws or returns.
 struct Answer {
     std::int64_t result = 0;
-    std::string thrown = {};  // one of the raisers: thrown with the result as its value
+    std::string thrown = {};  // name of a raiser, which throws the result
     Values outputs = {};
-    Values when = {};  // arguments that the call must have had for this answer to be taken
-    int times = 1;     // forEver, or how many calls are answered
+    Values when = {};  // the answer is only for calls with these arguments
+    int times = 1;     // number of calls, or forEver
 
     std::int64_t end() const {
         if (!thrown.empty()) {
@@ -86,15 +87,15 @@ struct Answer {
     }
 };
 
-// An input, which is logged, or the place of an output.
+// An input, which is logged, or an output.
 struct Argument {
     enum class Kind : std::uint8_t { input, number, bytes };
 
     std::string name;
-    Value value;  // of an input; of an output what is written where no answer is scripted
+    Value value;  // of an input; of an output, the value without a scripted answer
     Kind kind = Kind::input;
-    void* destination = nullptr;  // null is left alone
-    std::size_t size = 0;         // bytes there; a number that is written as bytes takes 4 of them
+    void* destination = nullptr;  // null: not written
+    std::size_t size = 0;         // bytes; a number written as bytes has 4
 };
 using Arguments = std::vector<Argument>;
 
@@ -102,18 +103,19 @@ class Recorder {
   public:
     ORV_EXPORT static Recorder& instance();
 
-    // Forgets calls and answers; contexts count from 1001 again.
+    // Deletes calls and answers; contexts count from 1001 again.
     ORV_EXPORT void reset();
-    // Throws std::out_of_range where no raiser throws what is to be thrown.
+    // Throws std::out_of_range if there is no raiser of this name.
     ORV_EXPORT void answer(const std::string& function, Answer answer);
     ORV_EXPORT std::vector<Call> calls() const;
-    // The functions for which counted answers are left: calls that the test expected in vain.
+    // Returns the functions with unused counted answers: calls that the test expected and did not
+    // get.
     ORV_EXPORT std::vector<std::string> unusedAnswers() const;
 
-    // Logs the inputs and takes the oldest counted answer that fits, else the newest one that
-    // stands for ever; writes the outputs that it names. Without an answer writes all of them and
-    // gives the default result. Throws std::length_error where bytes do not fit their place, and
-    // std::invalid_argument where the answer names an output that the function has not.
+    // Logs the inputs and uses the oldest counted answer that matches, otherwise the newest
+    // permanent one; writes its outputs. Without an answer, writes all outputs and returns the
+    // default result. Throws std::length_error if bytes do not fit, and std::invalid_argument if
+    // the answer names an unknown output.
     ORV_EXPORT Answer take(const char* function, const Arguments& arguments, std::int64_t result);
 
     ORV_EXPORT OrvContext nextContext();
@@ -134,7 +136,7 @@ class Recorder {
 inline Argument input(const char* name, Value value) {
     return {name, std::move(value)};
 }
-// A null text is a null value.
+// A null string is a null value.
 inline Argument input(const char* name, const char* text) {
     return {name, text == nullptr ? Value() : Value(text)};
 }
@@ -152,14 +154,14 @@ inline Argument area(const char* name, void* destination, std::size_t size,
     return {name, std::string(fallback), Argument::Kind::bytes, destination, size};
 }
 
-// One call from its first step to its end.
+// One call from its first to its last step.
 ORV_EXPORT std::int64_t reply(const char* function, const Arguments& arguments,
                               std::int64_t result);
 
-// Whether the double's dictionary, "pqar", or its engine is in the process.
+// True if the dictionary of the double, "pqar", or its engine is in the process.
 ORV_EXPORT std::atomic<bool>& isMapped(std::string_view library);
 
-// Lives in such a library.
+// Part of such a library.
 struct Presence {
     explicit Presence(const char* library) : mark(isMapped(library)) { mark = true; }
     ~Presence() { mark = false; }
