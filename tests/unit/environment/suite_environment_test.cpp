@@ -25,7 +25,7 @@ class SuiteEnvironment : public ProcessFixture {
     }
 };
 
-TEST_F(SuiteEnvironment, VariablesComeFromTheRegistryUnlessTheyHaveAValue) {
+TEST_F(SuiteEnvironment, RegistrySetsOnlyUnsetVariables) {
     const std::string bufferSized(256, 'x');
     const std::string longText(100000, 'y');
     const std::vector<
@@ -60,7 +60,7 @@ TEST_F(SuiteEnvironment, VariablesComeFromTheRegistryUnlessTheyHaveAValue) {
     }
 }
 
-TEST_F(SuiteEnvironment, ManyVariablesAndLongNamesAreAllRead) {
+TEST_F(SuiteEnvironment, ManyVariablesAndLongNamesAreRead) {
     std::vector<std::string> names = {"PYORV3_" + std::string(16000, 'N'),
                                       "PYORV3_" + std::string(249, 'F')};
     for (int i = 0; i < 300; ++i) {
@@ -78,7 +78,7 @@ TEST_F(SuiteEnvironment, ManyVariablesAndLongNamesAreAllRead) {
     }
 }
 
-TEST_F(SuiteEnvironment, ItIsLoadedOnceAndTriedAgainWhileTheKeyIsMissing) {
+TEST_F(SuiteEnvironment, MissingKeyIsTriedAgain) {
     pyORV3::loadSuiteEnvironment();
     EXPECT_EQ(std::nullopt, environmentVariable("OSVENV"));
 

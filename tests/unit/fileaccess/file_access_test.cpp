@@ -1,5 +1,5 @@
-// What the object layer offers beyond what the module's analysis-sequence copy makes of it: which
-// calls, in which order, with which arguments.
+// Tests of the object layer that the analysis-sequence copy of the module does not cover: library
+// calls, their order and their arguments.
 #include "fileaccess/file_access.h"
 
 #include <gtest/gtest.h>
@@ -73,7 +73,7 @@ class FileAccessTest : public testing::Test {
     FileAccess empty_;
 };
 
-TEST_F(FileAccessTest, OpensOrCreatesTheAbsolutePathOnceAndClosesWhenDestroyed) {
+TEST_F(FileAccessTest, OpenUsesAbsolutePathAndDestructorCloses) {
     for (const auto& [flags, opening] :
          {std::pair{0x3U, "OrvDataSourceOpening 3ea \"" + absoluteName + "\" 1 83 0 null"},
           {0x403U, "OrvFileCreation 3ea \"" + absoluteName + "\" 1 ffff 1 8000"}}) {
@@ -90,7 +90,7 @@ TEST_F(FileAccessTest, OpensOrCreatesTheAbsolutePathOnceAndClosesWhenDestroyed) 
     EXPECT_EQ(0xEBE8138DU, codeOf(file_.open("other.qar", 0)));
 }
 
-TEST_F(FileAccessTest, StaysEmptyAndLeavesAContextWhereTheLibraryDoesNotOpen) {
+TEST_F(FileAccessTest, FailedOpenLeavesObjectEmpty) {
     const std::vector<std::tuple<std::uint32_t, const char*, int, std::uint32_t>> cases{
         {0, "OrvDataSourceOpening", -32763, 0xFFFF8005},
         {0, "OrvDataSourceOpening", 5, 5},
@@ -110,7 +110,7 @@ TEST_F(FileAccessTest, StaysEmptyAndLeavesAContextWhereTheLibraryDoesNotOpen) {
     EXPECT_EQ(4U, codeOf(empty_.open("some.qar", 0)));
 }
 
-TEST_F(FileAccessTest, ReportsTheFirstFailureOfAClosingAndAlwaysDeletesTheContext) {
+TEST_F(FileAccessTest, FailedCloseDeletesContext) {
     const std::string flush = "OrvDataSourceFlush 3ea";
     const std::string closing = "OrvDataSourceClosing 3ea";
     const std::string deletion = "OrvContextDeletion 3ea";
@@ -135,7 +135,7 @@ TEST_F(FileAccessTest, ReportsTheFirstFailureOfAClosingAndAlwaysDeletesTheContex
     }
 }
 
-TEST_F(FileAccessTest, RefusesMissingAndEqualSidesAndForgetsAttachedOnesWithoutACall) {
+TEST_F(FileAccessTest, CopyRefusesMissingAndEqualSides) {
     FileAccess alsoEmpty;
     Variant value;
     value = "former";
@@ -156,7 +156,7 @@ TEST_F(FileAccessTest, RefusesMissingAndEqualSidesAndForgetsAttachedOnesWithoutA
     EXPECT_EQ(Lines{}, calls());
 }
 
-TEST_F(FileAccessTest, CopiesTheClassInTheHighHalfOfTheArgumentOrTheWholeSource) {
+TEST_F(FileAccessTest, CopyAcceptsClassOrCodeOrWholeSource) {
     for (const auto& [classArgument, call] : {std::pair{0x2010U, "OrvClassCopy 1 2 2010"},
                                               {code, "OrvClassCopy 1 2 2010"},
                                               {wholeSource, "OrvDataSourceDuplication 1 2"}}) {
@@ -166,7 +166,7 @@ TEST_F(FileAccessTest, CopiesTheClassInTheHighHalfOfTheArgumentOrTheWholeSource)
     }
 }
 
-TEST_F(FileAccessTest, DoesNotAskForTheCodeOfAFailedDuplicationOrBlock) {
+TEST_F(FileAccessTest, FailedDuplicationOrBlockIsNotQueried) {
     for (const auto& [result, status] : {std::pair{-1, 0xFFFFFFFFU}, {-32763, 0xEBE88005U}}) {
         answer("OrvDataSourceDuplication", result);
         answer("OrvCreateBlock", result);
@@ -176,7 +176,7 @@ TEST_F(FileAccessTest, DoesNotAskForTheCodeOfAFailedDuplicationOrBlock) {
     EXPECT_EQ(4U, calls().size());
 }
 
-TEST_F(FileAccessTest, CreatesTheSpectrumBlockWithTheChannelCountOfTheFile) {
+TEST_F(FileAccessTest, SpectrumBlockGetsChannelCountOfFile) {
     describe(8, 4);
     answer("OrvParameterRead", 0, {{"buffer", 4096}});
     EXPECT_EQ(0U, codeOf(file_.createBlock(0x2005, 0, 1, 1)));
@@ -187,7 +187,7 @@ TEST_F(FileAccessTest, CreatesTheSpectrumBlockWithTheChannelCountOfTheFile) {
               calls(1));
 }
 
-TEST_F(FileAccessTest, MovesValuesOfTheRecordAndEntryThatAreNamed) {
+TEST_F(FileAccessTest, ReadsAndWritesTheGivenRecordAndEntry) {
     Variant value;
     describe(14, 3);
     answer("OrvParameterRead", 0, {{"buffer", "abc"}});
@@ -201,7 +201,7 @@ TEST_F(FileAccessTest, MovesValuesOfTheRecordAndEntryThatAreNamed) {
     EXPECT_EQ(Variant::DataType::Unknown, value.getDataType());
 }
 
-TEST_F(FileAccessTest, DescribesAParameterByItsNameOrElseItsCode) {
+TEST_F(FileAccessTest, UnknownParameterIsDescribedByCode) {
     EXPECT_EQ("05", describeParameterCode(5));
     EXPECT_EQ("20100075", describeParameterCode(code));
     describe(8, 4, "ABCDEFGHIJKLM");  // too long by one

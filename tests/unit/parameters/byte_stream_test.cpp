@@ -18,7 +18,7 @@ std::vector<int> bytesOf(const ByteStream& stream) {
     return {stream.data(), stream.data() + stream.size()};
 }
 
-TEST(ByteStream, GrowKeepsTheFrontAndZeroesTheRestAndAllocateZeroesAll) {
+TEST(ByteStream, GrowAppendsZerosAndAllocateClears) {
     ByteStream stream(2);
     EXPECT_THAT(bytesOf(stream), ElementsAre(0, 0));
     std::memcpy(stream.data(), "ab", 2);

@@ -1,4 +1,4 @@
-// What dates can do beyond what the values of parameters make of them.
+// Tests of dates that parameter values do not cover.
 #include "parameters/timestamp.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ using Tarsel::Utility::Timestamp;
 constexpr std::int64_t epochDistance = 3'506'716'800;
 constexpr std::int64_t lastWritableSecond = 253'402'300'799;
 
-TEST(Timestamp, WritesTheLibraryDoubleRoundedToTicks) {
+TEST(Timestamp, LibraryDoubleIsRoundedToTicks) {
     EXPECT_EQ(5'212'846'932.0, Timestamp(1'706'130'132, 0).toDouble());
     for (const auto& [nanoseconds, ticks] : {std::pair{49U, 0}, {149U, 1}, {150U, 2}}) {
         const Timestamp afterLibraryEpoch(-epochDistance, nanoseconds);
@@ -26,7 +26,7 @@ TEST(Timestamp, WritesTheLibraryDoubleRoundedToTicks) {
     }
 }
 
-TEST(Timestamp, FormatsWithZoneAndFraction) {
+TEST(Timestamp, FormatAppliesZoneAndFraction) {
     const Timestamp instant(1'706'130'132, 123'456'789);
     const std::int64_t far = std::numeric_limits<std::int64_t>::max();
     const std::vector<std::tuple<Timestamp, bool, std::int32_t, const char*, const char*>> cases = {
@@ -50,7 +50,7 @@ TEST(Timestamp, FormatsWithZoneAndFraction) {
     }
 }
 
-TEST(CivilToSeconds, CarriesUnitsIntoTheNext) {
+TEST(CivilToSeconds, OverflowingUnitsCarry) {
     const std::vector<std::tuple<BrokenDownTime, std::int64_t, std::int64_t>> cases = {
         {{0, 0, 0, 1, 0, 70}, 0, 0},
         {{0, 0, 0, 31, 1, 123}, 0, 1'677'801'600},      // 2023-02-31 is 2023-03-03

@@ -30,7 +30,7 @@ int answerOf(const std::string& name) {
 
 class Libraries : public ProcessFixture {};
 
-TEST_F(Libraries, AreFoundInFoldersNamedInFullBesideTheProgramAndInTheSystem) {
+TEST_F(Libraries, SearchesAbsoluteDirectoriesThenModuleThenSystem) {
     write("platform_probe.so", "no library");
     ASSERT_EQ(0, mkfifo((folder() / "pipe.so").c_str(), 0600));
     const std::string text = folder();
@@ -68,7 +68,7 @@ bool isMapped(const std::string& path) {
     return library != nullptr && dlclose(library) == 0;
 }
 
-TEST_F(Libraries, GoWithTheirLastUse) {
+TEST_F(Libraries, LastReleaseUnloads) {
     const std::string path = first + "/platform_probe.so";
     setenv("LD_LIBRARY_PATH", first.c_str(), 1);
     HMODULE byName = LoadLibraryA("platform_probe.dll");
@@ -81,7 +81,7 @@ TEST_F(Libraries, GoWithTheirLastUse) {
     EXPECT_FALSE(isMapped(path));
 }
 
-TEST_F(Libraries, AreFoundByTheSearchOfTodayAlsoWhereAnotherOneIsHeldInMemory) {
+TEST_F(Libraries, ChangedSearchPathFindsOtherLibrary) {
     void* held = dlopen((first + "/platform_probe.so").c_str(), RTLD_NOW | RTLD_LOCAL);
     for (const auto& [searchPath, answer] :
          {std::pair(first, 1), {first, 1}, {second, 2}, {first, 1}, {second + ":" + first, 2}}) {
@@ -93,7 +93,7 @@ TEST_F(Libraries, AreFoundByTheSearchOfTodayAlsoWhereAnotherOneIsHeldInMemory) {
     EXPECT_FALSE(isMapped(second + "/platform_probe.so"));
 }
 
-TEST_F(Libraries, GiveOnlyEntryPointsOfTheirOwn) {
+TEST_F(Libraries, EntryPointOfDependencyIsMissing) {
     HMODULE library = LoadLibraryA((first + "/platform_probe.dll").c_str());
     ASSERT_NE(nullptr, library);
     EXPECT_NE(nullptr, GetProcAddress(library, "probeAnswer"));

@@ -10,7 +10,7 @@ namespace {
 
 class Process : public ProcessFixture {};
 
-TEST_F(Process, LastErrorBelongsToItsThread) {
+TEST_F(Process, EachThreadHasItsLastError) {
     SetLastError(5);
     DWORD other = 1;
     std::thread([&other] { other = GetLastError(); }).join();
@@ -18,7 +18,7 @@ TEST_F(Process, LastErrorBelongsToItsThread) {
     EXPECT_EQ(DWORD{5}, GetLastError());
 }
 
-TEST_F(Process, PathsBecomeAbsoluteByTheirText) {
+TEST_F(Process, FullPathIgnoresFileSystem) {
     std::filesystem::create_directory_symlink("/", folder() / "link");
     std::filesystem::current_path(folder());
     const std::string here = std::filesystem::current_path();

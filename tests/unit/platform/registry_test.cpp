@@ -41,7 +41,7 @@ class Registry : public ProcessFixture {
         setenv("ORSOVA_REGISTRY", write("registry.reg", content).c_str(), 1);
     }
 
-    // The values of the suite's key; the status of the opening where it fails.
+    // Returns the values of the suite's key, or the status if it cannot be opened.
     static LSTATUS read(Values& values) {
         values.clear();
         HKEY key = nullptr;
@@ -67,7 +67,7 @@ class Registry : public ProcessFixture {
     }
 };
 
-TEST_F(Registry, ExportsOfEveryKindAreRead) {
+TEST_F(Registry, AllExportFormatsAreRead) {
     const std::string wow =
         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\WOW6432Node\\Tarsel\\Orsova Environment]\n";
     const std::vector<std::pair<std::string, Values>> cases = {
@@ -101,7 +101,7 @@ TEST_F(Registry, ExportsOfEveryKindAreRead) {
     }
 }
 
-TEST_F(Registry, MalformedLinesAreLeftOut) {
+TEST_F(Registry, MalformedLinesAreSkipped) {
     std::istringstream lines(
         R"(A="x"|"A|"A"|"A"=|"A"="x|"A"="x" y|; "A"="x"\|="x"|[|]|"A"=- x|"A"=dword:|)"
         R"("A"=dword:123456789|"A"=hex:0g|"A"=hex:1,,2|"A"=hex:123|"A"=hex(:1)|)"
@@ -116,7 +116,7 @@ TEST_F(Registry, MalformedLinesAreLeftOut) {
     }
 }
 
-TEST_F(Registry, FilesWithoutTheKeyAndFilesThatAreNoExportDiffer) {
+TEST_F(Registry, MissingKeyAndInvalidFileGiveDifferentErrors) {
     Values values;
     setenv("ORSOVA_REGISTRY", (folder() / "missing.reg").c_str(), 1);
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, read(values));
@@ -136,7 +136,7 @@ TEST_F(Registry, FilesWithoutTheKeyAndFilesThatAreNoExportDiffer) {
     }
 }
 
-TEST_F(Registry, DamagedFilesAreReadWithoutHarm) {
+TEST_F(Registry, DamagedFilesDoNotCrash) {
     const std::string sound =
         section + "\"A\"=\"C:\\\\x\"\r\n\"B\"=hex(2):25,00,\\\r\n  00,00\r\n" +
         "\"C\"=dword:1\r\n@=-\r\n[-HKEY_LOCAL_MACHINE\\Software]\r\n" + section;

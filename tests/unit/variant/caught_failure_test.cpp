@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(CaughtFailure, GivesEachThrownTypeItsStatus) {
+TEST(CaughtFailure, EachThrownTypeHasItsStatus) {
     const std::vector<std::pair<std::uint32_t, std::function<void()>>> cases{
         {0xECE99F6D, [] { throw std::string("disk full"); }},
         {0xEBE88102, [] { throw 0xEBE88102U; }},

@@ -1,5 +1,4 @@
-// What a Variant is beyond the values that data sources move through it, which are tried through
-// the module's analysis-sequence copy.
+// Tests of Variant that values of data sources do not cover.
 #include "variant/variant.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +31,7 @@ Variant::ValueBytes bytesOf(Number number) {
     return bytes;
 }
 
-TEST(Variant, AcceptsTheTypesThatNoAssignmentProduces) {
+TEST(Variant, TypesWithoutAssignmentConvert) {
     const std::vector<
         std::tuple<DataType, Variant::ValueBytes, std::int64_t, double, std::u16string>>
         cases{
@@ -54,7 +53,7 @@ TEST(Variant, AcceptsTheTypesThatNoAssignmentProduces) {
     }
 }
 
-TEST(Variant, SaysOnStandardOutputThatATypeHoldsNoNumber) {
+TEST(Variant, TypeWithoutNumberIsReportedOnStandardOutput) {
     const Variant empty;
     const auto beyondTheTable = static_cast<DataType>(15);
     const std::string line =
@@ -69,13 +68,13 @@ TEST(Variant, SaysOnStandardOutputThatATypeHoldsNoNumber) {
     EXPECT_EQ(u"", Variant::convertToString(beyondTheTable, bytesOf(1.0), {}, u"text"));
 }
 
-TEST(Variant, WidensBytesWithTheirSignAndBringsThemBack) {
+TEST(Variant, BytesAreSignExtendedAndRestored) {
     const Variant variant = variantOf("A\x7F\x80\xE9\xFF");
     EXPECT_EQ(u"A\u007F\uFF80\uFFE9\uFFFF", variant.convertToString());
     EXPECT_EQ("A\x7F\x80\xE9\xFF", variant.toString());
 }
 
-TEST(Variant, KeepsItsDateButNoOtherFormerValue) {
+TEST(Variant, AssignmentKeepsOnlyTheDate) {
     const Timestamp timestamp(1706130132, 123456789);
     Variant variant = variantOf(timestamp);
     EXPECT_EQ(timestamp, variant.toDateTime());
@@ -93,7 +92,7 @@ TEST(Variant, KeepsItsDateButNoOtherFormerValue) {
     EXPECT_EQ("1", variant.toString());
 }
 
-TEST(Variant, ACopyIsWholeAndCarriesWholeSecondsOfTheNanoseconds) {
+TEST(Variant, CopyNormalisesItsDate) {
     Variant variant = variantOf("long enough to be stored outside the string object");
     const Variant& itself = variant;
     variant = itself;
