@@ -93,8 +93,8 @@ def folder():
 
 
 def failure_of(work):
-    """What is wrong with the work, which a process of its own does: the failure that it raises, the
-    signal that ends it (SIGALRM: it waits for ever), or the end that a sanitizer makes; or None."""
+    """Run the work in a process of its own and return its failure: the exception, the signal that
+    ended it (SIGALRM: it hung), or the report of a sanitizer. None after a success."""
     reports, write_end = os.pipe()
     child = os.fork()
     if child == 0:

@@ -78,7 +78,9 @@ class Analysis(NamedTuple):
     peaks: Tuple[Peak, ...]
     nuclides: Tuple[IdentifiedNuclide, ...]
     not_found: Tuple[IdentifiedNuclide, ...] = ()  # nuclides with a detection limit only
-    notes: Tuple[str, ...] = ()  # a line for each calibration that the engine estimated or corrected
+    notes: Tuple[
+        str, ...
+    ] = ()  # a line for each calibration that the engine estimated or corrected
 
 
 # The parameter of each field of a record.
