@@ -19,7 +19,7 @@ if(PYORV3_SANITIZE)
 endif()
 
 if(NOT WIN32)
-    # Hardening against what comes in files and from scripts.
+    # Hardening against data from files and scripts.
     if(NOT PYORV3_SANITIZE)
         target_compile_definitions(project_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
     endif()

@@ -9,7 +9,7 @@ if(DEFINED ENV{PYTHON})
 endif()
 find_program(python_interpreter "${PYTHON}" NO_CACHE)
 if(NOT python_interpreter)
-    message(FATAL_ERROR "PYTHON names \"${PYTHON}\", which is no program here")
+    message(FATAL_ERROR "PYTHON: \"${PYTHON}\" is not a program on this machine")
 endif()
 set(PYTHON "${python_interpreter}")
 

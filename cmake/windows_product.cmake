@@ -14,7 +14,7 @@ function(finish_windows_product target)
     target_link_options(${target} PRIVATE -static -Wl,--dynamicbase -Wl,--nxcompat $<$<CONFIG:Release>:-s>)
 endfunction()
 
-# package_windows: the wheel, which holds what cmake --install makes.
+# package_windows: the wheel with the files that cmake --install writes.
 function(add_windows_package target)
     add_custom_target(package_windows
         COMMAND "${PYTHON}" -B "${PROJECT_SOURCE_DIR}/python/packaging/wheel_backend.py" wheel

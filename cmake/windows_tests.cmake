@@ -1,4 +1,4 @@
-# What the tests need on Windows: GoogleTest built from Debian's sources, the compiler's runtime
+# Needs of the tests on Windows: GoogleTest built from Debian's sources, the compiler's runtime
 # libraries beside the programs, and a folder for Wine that exists while CTest runs.
 
 set(PYORV3_GOOGLETEST "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")

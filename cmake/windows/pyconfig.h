@@ -1,4 +1,4 @@
-/* What Python's headers have to know of 32-bit Windows to declare the stable ABI. */
+/* Properties of 32-bit Windows with which the headers of Python declare the stable ABI. */
 #ifndef Py_PYCONFIG_H
 #define Py_PYCONFIG_H
 

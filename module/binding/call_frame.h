@@ -35,7 +35,7 @@ PyObject* integerObject(std::int32_t integer);
 PyObject* bareResult(const char* method, Outcome outcome);
 
 // Returns the tuple (mapped status, value). If the value is empty after a failure, uses the value
-// on failure, unless a Python error is pending. Null if there is no value.
+// on failure, unless a Python error is pending. Null if both are missing.
 PyObject* tupleResult(PythonReference tuple, const char* method, Outcome outcome,
                       PythonReference value, PythonReference (*valueOnFailure)());
 

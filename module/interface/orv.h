@@ -49,7 +49,7 @@ extern "C" {
 
 /* ---- Types ------------------------------------------------------------------------------- */
 
-/* A data source context of the library; 0 is no context. */
+/* A data source context of the library; 0 means none. */
 typedef int32_t OrvContext;
 
 /* Result of the SOrv functions: 0 is success, anything else a failure code. */

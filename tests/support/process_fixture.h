@@ -1,4 +1,4 @@
-// For tests that change what belongs to the whole process.
+// A fixture for tests that change properties of the whole process.
 #ifndef PYORV3_TESTS_SUPPORT_PROCESS_FIXTURE_H
 #define PYORV3_TESTS_SUPPORT_PROCESS_FIXTURE_H
 

@@ -16,7 +16,7 @@ namespace {
 constexpr int callCount = 100000;
 constexpr int callsToRemember = 400;
 
-// Where the stack of a function that is called now begins.
+// Address of the stack of a function that is called now.
 [[gnu::noinline]] std::intptr_t stackPosition() {
     volatile char here = 0;
     return reinterpret_cast<std::intptr_t>(&here);  // NOLINT: a number, no pointer

@@ -8,7 +8,7 @@
 #include "module/interface/orv.h"
 #include "platform/dynamic_library.h"
 
-// What the run ends with: the engine's result, or the status of what it threw.
+// Returns the result of the engine, or the status of its exception.
 inline std::uint32_t runGuarded(std::int32_t kind, std::int32_t value) {
     const platform::DynamicLibrary engine("throwing_engine.dll");
     const auto outcome = pyORV3::guardedRegion([&]() -> pyORV3::Outcome {

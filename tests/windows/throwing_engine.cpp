@@ -1,4 +1,4 @@
-// An engine that throws what its first value says.
+// An engine whose first value selects the exception that it throws.
 #include <new>
 #include <stdexcept>
 
