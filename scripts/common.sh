@@ -1,7 +1,7 @@
-# Shared by the scripts: the places of the project and of its builds, the tools that are needed and
-# their installation, the build itself.
+# Shared by the scripts: paths of the project and its builds, the necessary tools and their
+# installation, and the build.
 #
-# BUILD_DIR names a folder for the builds, for a checkout that cannot be written.
+# BUILD_DIR is the directory for the builds if the checkout is read-only.
 
 set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -27,8 +27,8 @@ is_installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" 
 
 has_apt() { command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; }
 
-# version_of TOOL COMMAND: the version of the tool that is there, or else of the package that would
-# be installed; empty where neither is known.
+# version_of TOOL COMMAND: prints the version of the installed tool, or of the package that would be
+# installed; nothing if both are unknown.
 version_of() {
     if command -v "$2" >/dev/null; then
         "$2" --version | sed -nE '1s/.* ([0-9]+(\.[0-9]+)+).*/\1/p'
@@ -45,8 +45,8 @@ check_version() {
         fail "$2 $version is too old: $3 or later is needed (Debian 12, Ubuntu 24.04 and later have it)."
 }
 
-# install_packages PACKAGE...: installs those that are missing, with apt; on other systems looks for
-# the tools, which may be there under other names. Says before anything is changed what cannot work.
+# install_packages PACKAGE...: installs missing packages with apt. On other systems it only checks that
+# the tools exist, as their packages have other names. Fails before any change if a tool is too old.
 install_packages() {
     local missing=() package
     check_version g++ "${CXX:-g++}" 12
@@ -75,7 +75,7 @@ sudo apt-get install ${missing[*]}"
 
 # ---- The build ---------------------------------------------------------------------------------
 
-# show_progress: of a build's output one line that grows; where no one watches, the last step only.
+# show_progress: prints the progress of a build on one line; without a terminal only the last step.
 show_progress() {
     local line steps=
     while IFS= read -r line; do
@@ -92,7 +92,7 @@ show_progress() {
     fi
 }
 
-# build PRESET OPTION...: configures and builds into the folder PRESET of the builds.
+# build PRESET OPTION...: configures and builds in the directory PRESET of the builds.
 build() {
     local folder=$builds/$1
     mkdir -p "$folder"
