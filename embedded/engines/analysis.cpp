@@ -28,11 +28,6 @@ constexpr Setting peakLimit = {QAR_D_PEAKLIMIT, 5.0, 1.0, 100.0};
 constexpr Setting matchTolerance = {QAR_D_MATCHTOL, 1.0, 1e-6, 1e6};
 constexpr Setting leastConfidence = {QAR_D_MINCONF, 0.5, 0.0, 1.0};
 
-// How far the efficiency of one line may be wrong beside the others: with a calibration by what it
-// leaves out, such as coincidence summing, and without one by a factor.
-constexpr double calibratedAllowance = 0.15;
-constexpr double uncalibratedAllowance = 0.5;
-
 constexpr double widestSmoothing = 1.0 / 16.0;  // of the spectrum
 
 double readSetting(const DataSourceAccess& dataSource, const Setting& setting) {
@@ -102,8 +97,6 @@ void Analysis::readSettings(std::optional<double> significanceLimit) {
     rules_.tolerance = readSetting(dataSource_, matchTolerance);
     rules_.smallestConfidence = readSetting(dataSource_, leastConfidence);
     rules_.efficiencyIsAssumed = calibration_.efficiency.empty();
-    rules_.weightAllowance =
-        rules_.efficiencyIsAssumed ? uncalibratedAllowance : calibratedAllowance;
 }
 
 void Analysis::searchPeaks() {
@@ -158,6 +151,7 @@ std::vector<MeasuredPeak> Analysis::readPeaks() const {
             throw EngineFailure(status::recordUnreadable);
         }
         peak.energyUncertainty = width / fwhmPerSigma * peak.areaUncertainty / peak.area;
+        peak.width = width;
     }
     return peaks;
 }
@@ -176,7 +170,7 @@ void Analysis::identifyNuclides(bool nuclidesRequired) {
         isScintillator(calibration_)
             ? identifyInScintillator(searched, calibration_, peaks, library.nuclides(), rules_,
                                      search_.limit)
-            : identify(peaks, library.nuclides(), rules_);
+            : identify(peaks, library.nuclides(), rules_, library.elements());
 
     dataSource_.deleteRecords(QAR_CLS_RESULT);
     writeResults(library, findings);
@@ -188,7 +182,8 @@ void Analysis::identifyNuclides(bool nuclidesRequired) {
     }
 }
 
-// Those found before those that were not, of which there are records where a limit can be stated.
+// The most confident first. A nuclide that was not found has a record if one of its lines has a
+// peak or if its detection limit is known.
 void Analysis::writeResults(const NuclideLibrary& library, const Findings& findings) const {
     std::vector<std::size_t> order(findings.nuclides.size());
     std::iota(order.begin(), order.end(), 0U);
@@ -197,7 +192,7 @@ void Analysis::writeResults(const NuclideLibrary& library, const Findings& findi
     });
     std::uint16_t record = 0;
     for (const std::size_t nuclide : order) {
-        if (isFound(findings.nuclides[nuclide]) ||
+        if (!findings.nuclides[nuclide].peaks.empty() ||
             (library.measurement().isAbsolute &&
              std::isfinite(library.detectionLimitOf(nuclide)))) {
             writeResult(library, findings, nuclide, ++record);
@@ -215,6 +210,7 @@ void Analysis::writeResult(const NuclideLibrary& library, const Findings& findin
     dataSource_.writeText(QAR_C_RESNUCLIDE, record, library.nuclides()[nuclide].name);
     dataSource_.writeLong(QAR_L_RESLINES, record, static_cast<std::int32_t>(found.peaks.size()));
     dataSource_.writeDouble(QAR_D_RESCONF, record, found.confidence);
+    dataSource_.writeText(QAR_C_RESREASON, record, found.reason);
     if (isFound(found)) {
         dataSource_.writeDouble(QAR_D_RESENERGY, record, found.energy);
     }

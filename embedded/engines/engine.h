@@ -66,10 +66,10 @@ inline constexpr std::uint32_t noAssignment = 0xE061000F;
 // (chi-square of that region per degree of freedom) and an empty QAR_C_PEAKNUCL. Old records of
 // class 0x2007 go with the old peaks. The identification works on the records of class 0x2006. It
 // replaces those of class 0x2007: QAR_C_RESNUCLIDE, QAR_L_RESLINES (lines at a peak),
-// QAR_D_RESCONF; the most confident first, those found, with a confidence of QAR_D_MINCONF and
-// more, having QAR_D_RESENERGY too. Where the file has an efficiency calibration and a live time,
-// QAR_D_DETECTLIMIT is written of every nuclide and QAR_D_ACTIVITY and QAR_D_ACTIVITYUNC of those
-// found; otherwise there are records of those found alone. It writes QAR_C_PEAKNUCL and
+// QAR_D_RESCONF and QAR_C_RESREASON of each nuclide that has a line at a peak, the most confident
+// first, and QAR_D_RESENERGY of those found, with a confidence of QAR_D_MINCONF and more. If the
+// file has an efficiency calibration and a live time, it writes QAR_D_DETECTLIMIT of every nuclide
+// and QAR_D_ACTIVITY and QAR_D_ACTIVITYUNC of those found. It writes QAR_C_PEAKNUCL and
 // QAR_S_PEAKORIGIN of every peak. With both steps asked for a file without nuclide records has none
 // identified; with 0x2 alone that is a failure. The headers of peak_fit.h, multiplet.h,
 // identification.h and nuclide_library.h say how each value is computed.

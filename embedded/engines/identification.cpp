@@ -1,147 +1,258 @@
 #include "embedded/engines/identification.h"
 
-#include <Eigen/Cholesky>
-#include <Eigen/Core>
 #include <algorithm>
 #include <cmath>
 #include <utility>
 
+#include "embedded/engines/activities.h"
+#include "embedded/engines/certain_lines.h"
 #include "embedded/engines/joint_fit.h"
+#include "embedded/engines/line_matches.h"
+#include "embedded/engines/nuclide_evidence.h"
+#include "embedded/engines/nuclide_models.h"
+#include "embedded/engines/nuclide_prior.h"
 
 namespace embedded::engines {
 
 namespace {
 
-constexpr double toleranceInSigmas = 2.0;  // what the tolerance is for the calibration
-constexpr int mostPasses = 3;
-
-// For correcting the energy calibration and an assumed efficiency, of which the power is wrong by
-// about this much.
-constexpr double powerUncertainty = 0.7;
+constexpr int passes = 4;            // in which origins and responses settle
+constexpr int corrections = 2;       // of the energies
 constexpr double beyondDoubt = 0.8;  // confidence
-constexpr int fewestLines = 4;
-constexpr double leastScatter = 0.1;  // keV
+constexpr double mainPart = 0.5;     // of a peak
 
-// Straight line through the differences between lines and peaks, weighted with their certainty, and
-// their scatter about it.
-std::optional<std::vector<MeasuredPeak>> recalibrated(const JointFit& joint,
-                                                      const std::vector<Identification>& found,
-                                                      std::span<const MeasuredPeak> measured) {
-    Eigen::Matrix2d matrix = Eigen::Matrix2d::Zero();
-    Eigen::Vector2d right = Eigen::Vector2d::Zero();
-    double squares = 0.0;
-    double weights = 0.0;
-    int lines = 0;
-    for (const Match& match : joint.matches()) {
-        const Identification& nuclide = found[match.nuclide];
-        if (!match.peak || nuclide.confidence < beyondDoubt || nuclide.peaks.size() < 2 ||
-            match.weight * nuclide.activity < 0.5 * joint.area(*match.peak)) {
+// The nuclides of a library and the K X-rays of the elements, matched with the peaks of a spectrum.
+class Identifier {
+  public:
+    Identifier(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> all,
+               std::size_t libraryCount, const MatchingRules& rules);
+
+    void settle();
+    const std::vector<Identification>& identifications() const { return found_; }
+    std::vector<CertainLine> certainLines(std::span<const MeasuredPeak> measured) const;
+    Findings findings() const;
+
+  private:
+    bool isElement(std::size_t nuclide) const { return nuclide >= libraryCount_; }
+    double allowance() const {
+        return rules_.efficiencyIsAssumed ? assumedAllowance : calibratedAllowance;
+    }
+    JointFitInput input() const {
+        return {peaks_, origins_, all_, matches_, models_.all(), improbabilities_, allowance()};
+    }
+    void updateImprobabilities();
+    void judge(JointFit& fit);
+    std::vector<double> trust() const;
+    void assignPeaks(const JointFit& fit);
+    void explainPeaks(const JointFit& fit);
+
+    std::vector<MeasuredPeak> peaks_;
+    std::span<const Nuclide> all_;
+    std::size_t libraryCount_;
+    MatchingRules rules_;
+    std::vector<NuclideMatches> matches_;
+    NuclideModels models_;
+    std::vector<PeakOrigin> origins_;
+    std::vector<double> improbabilities_;
+    std::vector<Identification> found_;
+    std::vector<PeakSource> assigned_;
+    ExplainedParts explained_;
+};
+
+Identifier::Identifier(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> all,
+                       std::size_t libraryCount, const MatchingRules& rules)
+    : peaks_(std::move(peaks)),
+      all_(all),
+      libraryCount_(libraryCount),
+      rules_(rules),
+      matches_(matchLines(peaks_, all, rules.tolerance)),
+      models_(peaks_, matches_, priorResponse(rules.efficiencyIsAssumed), allowance()),
+      found_(all.size()),
+      assigned_(peaks_.size()),
+      explained_(peaks_.size(), 0.0) {}
+
+// The sums follow from the nuclides, and their response from their shares in the peaks.
+void Identifier::settle() {
+    for (int pass = 0; pass < passes; ++pass) {
+        origins_ = originsOf(peaks_, assigned_, rules_.tolerance);
+        updateImprobabilities();
+        JointFit fit(input());
+        judge(fit);
+        explainPeaks(fit);
+        judge(fit);
+        assignPeaks(fit);
+        if (pass + 1 < passes) {
+            models_.update(fit, trust());
+        }
+    }
+}
+
+void Identifier::updateImprobabilities() {
+    ExcitedElements excited;
+    for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
+        if (found_[nuclide].confidence >= mainPart) {
+            excited.addNuclide(all_[nuclide].name);
+        }
+    }
+    improbabilities_.clear();
+    for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
+        improbabilities_.push_back(isElement(nuclide) ? excited.improbabilityOf(all_[nuclide].name)
+                                                      : improbabilityOf(all_[nuclide]));
+    }
+}
+
+void Identifier::judge(JointFit& fit) {
+    for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
+        Identification& result = found_[nuclide];
+        result = {};
+        double greatestWeight = 0.0;
+        for (const LineMatch& match : matches_[nuclide].lines) {
+            if (match.peak) {
+                result.peaks.push_back(*match.peak);
+                if (match.line->weight > greatestWeight) {
+                    greatestWeight = match.line->weight;
+                    result.energy = match.line->energy;
+                }
+            }
+        }
+        if (fit.activity(nuclide) > 0.0) {
+            const NuclideEvidence evidence =
+                evidenceOf(nuclide, fit, input(), explained_, rules_.tolerance);
+            result.activity = fit.activity(nuclide);
+            result.confidence = evidence.confidence;
+            result.reason = evidence.reason;
+        } else if (matches_[nuclide].keyMissing) {
+            result.reason = "key line missing";
+        } else if (result.peaks.empty()) {
+            result.reason = "no line found";
+        } else {
+            result.reason = "other nuclides explain its peaks";
+        }
+    }
+}
+
+std::vector<double> Identifier::trust() const {
+    std::vector<double> trust(found_.size(), 0.0);
+    for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
+        const bool isShown =
+            models_.all()[nuclide].activity > 0.0 && matches_[nuclide].peakCount > 1;
+        trust[nuclide] = isShown ? found_[nuclide].confidence : 0.0;
+    }
+    return trust;
+}
+
+// Which part of each peak other origins and nuclides that are certainly there explain.
+void Identifier::explainPeaks(const JointFit& fit) {
+    for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {
+        explained_[peak] = fit.otherArea(peak);
+    }
+    for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
+        if (found_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
             continue;
         }
-        const MeasuredPeak& peak = measured[*match.peak];
-        const double difference = match.line->energy - peak.energy;
-        const double uncertainty =
-            std::hypot(peak.energyUncertainty, match.line->energyUncertainty, leastScatter);
-        const double weight = 1.0 / (uncertainty * uncertainty);
-        const Eigen::Vector2d terms(1.0, peak.energy);
-        matrix += weight * terms * terms.transpose();
-        right += weight * difference * terms;
-        squares += weight * difference * difference;
-        weights += weight;
-        ++lines;
-    }
-    if (lines < fewestLines) {
-        return std::nullopt;
-    }
-    const Eigen::Vector2d line = matrix.ldlt().solve(right);
-    const double remaining = std::max(0.0, squares - right.dot(line));
-    const double scatter =
-        std::max(leastScatter, std::sqrt(remaining / weights * lines / (lines - 2.0)));
-    std::vector<MeasuredPeak> peaks(measured.begin(), measured.end());
-    for (MeasuredPeak& peak : peaks) {
-        peak.energy += line[0] + line[1] * peak.energy;
-        peak.energyUncertainty = std::hypot(peak.energyUncertainty, scatter);
-    }
-    return peaks;
-}
-
-// Least squares of ln(area / expected area) against ln(energy), each nuclide's about its mean.
-double efficiencyPower(const JointFit& joint, const std::vector<Identification>& found,
-                       double allowance) {
-    const double variance = allowance * allowance;
-    double products = 0.0;
-    double squares = variance / (powerUncertainty * powerUncertainty);
-    for (std::size_t nuclide = 0; nuclide < found.size(); ++nuclide) {
-        double count = 0.0;
-        Eigen::Vector2d sum = Eigen::Vector2d::Zero();
-        Eigen::Matrix2d sumOfProducts = Eigen::Matrix2d::Zero();
-        for (const Match& match : joint.matches()) {
-            const double expected = match.weight * found[nuclide].activity;
-            if (match.nuclide != nuclide || !match.peak || expected <= 0.0 ||
-                expected < 0.5 * joint.area(*match.peak)) {
-                continue;
+        const auto& lines = matches_[nuclide].lines;
+        for (std::size_t line = 0; line < lines.size(); ++line) {
+            if (lines[line].peak) {
+                explained_[*lines[line].peak] +=
+                    fit.activity(nuclide) * models_.all()[nuclide].weights[line];
             }
-            const Eigen::Vector2d point(std::log(match.line->energy),
-                                        std::log(joint.peaks()[*match.peak].area / expected));
-            sum += point;
-            sumOfProducts += point * point.transpose();
-            ++count;
-        }
-        if (count >= 3.0) {
-            products += sumOfProducts(0, 1) - sum[0] * sum[1] / count;
-            squares += sumOfProducts(0, 0) - sum[0] * sum[0] / count;
         }
     }
-    return products / squares;
+    for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {
+        explained_[peak] = std::min(1.0, explained_[peak] / peaks_[peak].area);
+    }
 }
 
-// Before anything is identified, the calibration may be off by half the tolerance.
-std::vector<MeasuredPeak> uncalibrated(std::span<const MeasuredPeak> measured, double tolerance) {
-    std::vector<MeasuredPeak> peaks(measured.begin(), measured.end());
-    for (MeasuredPeak& peak : peaks) {
-        peak.energyUncertainty = std::hypot(peak.energyUncertainty, tolerance / toleranceInSigmas);
+void Identifier::assignPeaks(const JointFit& fit) {
+    assigned_.assign(peaks_.size(), {});
+    std::vector<double> most(peaks_.size(), 0.0);
+    for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
+        const auto& lines = matches_[nuclide].lines;
+        if (fit.activity(nuclide) <= 0.0 ||
+            found_[nuclide].confidence < (isElement(nuclide) ? 0.0 : rules_.smallestConfidence)) {
+            continue;
+        }
+        for (std::size_t line = 0; line < lines.size(); ++line) {
+            const auto peak = lines[line].peak;
+            const double area = fit.activity(nuclide) * models_.all()[nuclide].weights[line];
+            if (peak && area > most[*peak]) {
+                most[*peak] = area;
+                assigned_[*peak] = {all_[nuclide].name, isElement(nuclide)};
+            }
+        }
     }
-    return peaks;
+    for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {
+        // An escape or sum peak that the nuclides explain is none.
+        const PeakOrigin origin = origins_[peak];
+        if (origin != PeakOrigin::line && origin != PeakOrigin::annihilation &&
+            fit.otherArea(peak) < mainPart * peaks_[peak].area) {
+            origins_[peak] = PeakOrigin::line;
+        }
+    }
 }
 
-// Which sums there are follows from which nuclides there are.
-Findings fitUntilSettled(JointFit& joint, std::size_t nuclides, double tolerance) {
-    Findings findings;
-    for (int pass = 0; pass < mostPasses; ++pass) {
-        auto origins = originsOf(joint.peaks(), findings.assigned, tolerance);
-        if (pass > 0 && origins == findings.origins) {
-            break;
+std::vector<CertainLine> Identifier::certainLines(std::span<const MeasuredPeak> measured) const {
+    std::vector<CertainLine> certain;
+    for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
+        if (found_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
+            continue;
         }
-        findings.origins = std::move(origins);
-        joint.fit(findings.origins);
-        findings.nuclides.clear();
-        for (std::size_t number = 0; number < nuclides; ++number) {
-            findings.nuclides.push_back(joint.identification(number));
+        for (const LineMatch& match : matches_[nuclide].lines) {
+            if (match.peak && assigned_[*match.peak].name == all_[nuclide].name &&
+                origins_[*match.peak] == PeakOrigin::line) {
+                const MeasuredPeak& peak = measured[*match.peak];
+                certain.push_back(
+                    {peak.energy, match.line->energy,
+                     std::hypot(peak.energyUncertainty, match.line->energyUncertainty)});
+            }
         }
-        findings.assigned = joint.assigned(findings.nuclides);
     }
+    return certain;
+}
+
+Findings Identifier::findings() const {
+    Findings findings{{found_.begin(), found_.begin() + static_cast<std::ptrdiff_t>(libraryCount_)},
+                      {},
+                      origins_};
+    for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {
+        const PeakSource& source = assigned_[peak];
+        findings.assigned.push_back(source.isXRay ? "" : source.name);
+        if (source.isXRay) {
+            findings.origins[peak] = PeakOrigin::xRay;
+        }
+    }
+    std::vector<NuclideModel> models = models_.all();
+    if (!rules_.efficiencyIsAssumed) {
+        for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
+            const auto& lines = matches_[nuclide].lines;
+            for (std::size_t line = 0; line < models[nuclide].weights.size(); ++line) {
+                models[nuclide].weights[line] = lines[line].line->weight;
+            }
+        }
+    }
+    measureActivities(
+        findings.nuclides,
+        {peaks_, findings.origins, all_, matches_, models, improbabilities_, allowance()},
+        rules_.smallestConfidence);
     return findings;
 }
 
 }  // namespace
 
 Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-                  const MatchingRules& rules) {
-    JointFit joint(uncalibrated(peaks, rules.tolerance), nuclides, rules, 0.0);
-    Findings findings = fitUntilSettled(joint, nuclides.size(), rules.tolerance);
-    double power = 0.0;
-    if (rules.efficiencyIsAssumed) {
-        power = efficiencyPower(joint, findings.nuclides, rules.weightAllowance);
-        joint = JointFit(joint.peaks(), nuclides, rules, power);
-        findings = fitUntilSettled(joint, nuclides.size(), rules.tolerance);
+                  const MatchingRules& rules, std::span<const Nuclide> elements) {
+    std::vector<Nuclide> all(nuclides.begin(), nuclides.end());
+    all.insert(all.end(), elements.begin(), elements.end());
+    std::vector<MeasuredPeak> corrected = withUncertainCalibration(peaks, rules.tolerance);
+    for (int correction = 0;; ++correction) {
+        Identifier identifier(corrected, all, nuclides.size(), rules);
+        identifier.settle();
+        const auto certain = identifier.certainLines(peaks);
+        if (correction == corrections || certain.empty()) {
+            return identifier.findings();
+        }
+        corrected = withCorrectedEnergies(peaks, certain, rules.tolerance);
     }
-    if (auto corrected = recalibrated(joint, findings.nuclides, peaks)) {
-        joint = JointFit(std::move(*corrected), nuclides, rules, power);
-        findings = fitUntilSettled(joint, nuclides.size(), rules.tolerance);
-    }
-    joint.measure(findings.nuclides);
-    findings.origins = joint.confirmed(std::move(findings.origins));
-    return findings;
 }
 
 }  // namespace embedded::engines

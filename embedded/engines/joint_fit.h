@@ -1,4 +1,5 @@
-// All nuclides of a library fitted to all peaks of a spectrum; identification.h says how.
+// All nuclides of a library fitted together to all peaks of a spectrum; identification.h explains
+// how.
 #ifndef PYORV3_EMBEDDED_ENGINES_JOINT_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_JOINT_FIT_H
 
@@ -6,73 +7,78 @@
 #include <cstddef>
 #include <optional>
 #include <span>
-#include <string>
 #include <vector>
 
-#include "embedded/engines/identification.h"
+#include "embedded/engines/line_matches.h"
 #include "embedded/engines/nonnegative_fit.h"
+#include "embedded/engines/nuclide.h"
+#include "embedded/engines/peak_origin.h"
 
 namespace embedded::engines {
 
-// A line with the peak that it was found as.
-struct Match {
-    std::size_t nuclide;
-    const ExpectedLine* line;
-    double weight;  // the line's, corrected
-    std::optional<std::size_t> peak;
+// How far an area may be wrong beside its counting statistics, relative, each line by itself:
+// coincidence summing and the scatter of an efficiency.
+inline constexpr double calibratedAllowance = 0.15;
+inline constexpr double assumedAllowance = 0.25;
+
+// A nuclide with its response: the expected counts of its lines for an activity of 1.
+struct NuclideModel {
+    double activity = 0.0;              // from its own lines alone; 0 if it cannot be present
+    std::vector<double> weights;        // of each line of its matches
+    std::vector<double> uncertainties;  // of the logarithms of the weights
+    double tension = 0.0;  // sum of squares by which its response differs from the common one
 };
 
-// Keeps the nuclides, which must outlive it.
+// What a joint fit works on. The spans must outlive the fit.
+struct JointFitInput {
+    std::span<const MeasuredPeak> peaks;
+    std::span<const PeakOrigin> origins;  // of each peak
+    std::span<const Nuclide> nuclides;
+    std::span<const NuclideMatches> matches;  // of each nuclide
+    std::span<const NuclideModel> models;     // of each nuclide
+    // Of each nuclide: what its presence costs in the sum of squares.
+    std::span<const double> improbabilities;
+    double allowance;
+};
+
 class JointFit {
   public:
-    // efficiencyPower: of the energy, by which the weights of the lines are corrected.
-    JointFit(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-             const MatchingRules& rules, double efficiencyPower);
+    explicit JointFit(const JointFitInput& input);
 
-    // Fits with these origins of the peaks.
-    void fit(const std::vector<PeakOrigin>& origins);
+    double activity(std::size_t nuclide) const { return activities_[nuclide]; }
+    // The area that the nuclides give a peak, and what its other origin adds to it.
+    double areaOfNuclides(std::size_t peak) const { return areas_[peak]; }
+    double otherArea(std::size_t peak) const { return otherAreas_[peak]; }
+    double area(std::size_t peak) const { return areas_[peak] + otherAreas_[peak]; }
 
-    const std::vector<MeasuredPeak>& peaks() const { return peaks_; }
-    const std::vector<Match>& matches() const { return matches_; }
-    // The area that the fit gives a peak.
-    double area(std::size_t peak) const { return areas_[static_cast<Eigen::Index>(peak)]; }
-
-    Identification identification(std::size_t nuclide) const;
-
-    // Of each peak the nuclide that gives most of it, or "".
-    std::vector<std::string> assigned(const std::vector<Identification>& found) const;
-
-    // The second fit, for the activities of what was found.
-    void measure(std::vector<Identification>& found) const;
-
-    // The origins but for those of escape and sum peaks that the nuclides explain.
-    std::vector<PeakOrigin> confirmed(std::vector<PeakOrigin> origins) const;
+    // By how much the sum of squares rises without a nuclide, not negative.
+    double gain(std::size_t nuclide);
 
   private:
-    struct Equations {
-        Eigen::MatrixXd design;
-        Eigen::VectorXd observed;
+    // The areas of all peaks.
+    struct Areas {
+        std::vector<double> ofNuclides;
+        std::vector<double> ofOthers;
     };
 
-    void matchLines(double efficiencyPower);
-    Equations equations(const std::vector<PeakOrigin>& origins) const;
-    void addEquilibrium(Equations& equations, const Eigen::VectorXd& activities) const;
-    Eigen::VectorXd model(const Eigen::VectorXd& activities) const;
-    double misfit(const Eigen::VectorXd& activities) const;
-    double support(std::size_t nuclide) const;
-    double agreement(std::size_t nuclide) const;
-    double chance(std::size_t nuclide) const;
-    double energyDeviation(const Match& match) const;
+    void chooseColumns();
+    void addAreas();
+    Eigen::VectorXd partsOfActivities() const;
+    void setPenalties(const Eigen::VectorXd& parts);
+    void addEquilibrium(const Eigen::VectorXd& values);
+    Areas areasOf(const Eigen::VectorXd& values) const;
+    double misfit(const Eigen::VectorXd& values) const;
 
-    std::vector<MeasuredPeak> peaks_;
-    std::span<const Nuclide> nuclides_;
-    MatchingRules rules_;
-    std::vector<Match> matches_;
-    std::vector<bool> possible_;
-    Equations equations_;
-    std::vector<PeakOrigin> origins_;
-    NonnegativeFit fitted_;
-    Eigen::VectorXd areas_;  // that the fit gives the peaks
+    JointFitInput input_;
+    std::vector<std::size_t> columns_;                        // the nuclide of each column
+    std::vector<std::optional<Eigen::Index>> columnOf_;       // of each nuclide
+    std::vector<std::optional<Eigen::Index>> otherColumnOf_;  // of each peak with another origin
+    NonnegativeProblem problem_;
+    std::optional<NonnegativeFit> fit_;
+    Eigen::VectorXd values_;
+    std::vector<double> activities_;
+    std::vector<double> areas_;
+    std::vector<double> otherAreas_;
 };
 
 }  // namespace embedded::engines

@@ -2,8 +2,9 @@
 
 #include <Eigen/Cholesky>
 #include <algorithm>
+#include <cstddef>
 #include <limits>
-#include <vector>
+#include <optional>
 
 namespace embedded::engines {
 
@@ -12,96 +13,157 @@ namespace {
 constexpr double smallestGradient = 1e-9;  // of columns of length 1
 constexpr double smallestPivot = 1e-10;
 
-class ActiveSet {
-  public:
-    // matrix, right: of the normal equations, with 1 on the diagonal.
-    ActiveSet(Eigen::MatrixXd matrix, Eigen::VectorXd right)
-        : matrix_(std::move(matrix)),
-          right_(std::move(right)),
-          values_(Eigen::VectorXd::Zero(right_.size())),
-          excluded_(static_cast<std::size_t>(right_.size()), false) {}
+}  // namespace
 
+// The free unknowns have the values that fit best, the others are held at 0.
+class ActiveSetMethod {
+  public:
+    ActiveSetMethod(NonnegativeFit& fit, std::optional<Eigen::Index> excluded);
+
+    void startWith(const Eigen::VectorXd& values);
     void solve();
     const Eigen::VectorXd& values() const { return values_; }
     Eigen::VectorXd variances() const;
 
   private:
-    bool enter();
-    void settle();
-    Eigen::MatrixXd freeMatrix() const { return matrix_(free_, free_); }
+    void factorise();
+    bool freeBest();
+    void moveToBest();
+    void addFree(Eigen::Index unknown);
+    void removeFree(Eigen::Index unknown);
+    Eigen::VectorXd gradient() const;
+    Eigen::MatrixXd freeMatrix() const;
 
-    Eigen::MatrixXd matrix_;
-    Eigen::VectorXd right_;
+    NonnegativeFit& fit_;
     Eigen::VectorXd values_;
     std::vector<Eigen::Index> free_;
-    std::vector<bool> excluded_;
+    std::vector<bool> isFree_;
+    std::vector<bool> isExcluded_;
+    Eigen::LDLT<Eigen::MatrixXd> factors_;  // of the matrix of the free unknowns
 };
 
-// Frees the unknown that would lower the sum of squares most.
-bool ActiveSet::enter() {
-    const Eigen::VectorXd gradient = right_ - matrix_ * values_;
-    const double least = smallestGradient * right_.cwiseAbs().maxCoeff();
+ActiveSetMethod::ActiveSetMethod(NonnegativeFit& fit, std::optional<Eigen::Index> excluded)
+    : fit_(fit),
+      values_(Eigen::VectorXd::Zero(fit.right_.size())),
+      isFree_(static_cast<std::size_t>(fit.right_.size()), false),
+      isExcluded_(static_cast<std::size_t>(fit.right_.size()), false) {
+    if (excluded) {
+        isExcluded_[static_cast<std::size_t>(*excluded)] = true;
+    }
+}
+
+void ActiveSetMethod::addFree(Eigen::Index unknown) {
+    fit_.normalColumn(unknown);
+    free_.push_back(unknown);
+    isFree_[static_cast<std::size_t>(unknown)] = true;
+}
+
+void ActiveSetMethod::removeFree(Eigen::Index unknown) {
+    std::erase(free_, unknown);
+    isFree_[static_cast<std::size_t>(unknown)] = false;
+}
+
+// Of half the sum of squares, with the opposite sign.
+Eigen::VectorXd ActiveSetMethod::gradient() const {
+    Eigen::VectorXd gradient = fit_.right_;
+    for (const Eigen::Index unknown : free_) {
+        gradient -= values_[unknown] * fit_.normalColumn(unknown);
+    }
+    return gradient;
+}
+
+Eigen::MatrixXd ActiveSetMethod::freeMatrix() const {
+    const auto size = static_cast<Eigen::Index>(free_.size());
+    Eigen::MatrixXd matrix(size, size);
+    for (Eigen::Index column = 0; column < size; ++column) {
+        matrix.col(column) = fit_.normalColumn(free_[static_cast<std::size_t>(column)])(free_);
+    }
+    return matrix;
+}
+
+void ActiveSetMethod::factorise() {
+    if (!free_.empty()) {
+        factors_.compute(freeMatrix());
+    }
+}
+
+// Frees the unknown that would lower the sum of squares most. False if none would.
+bool ActiveSetMethod::freeBest() {
+    const Eigen::VectorXd slope = gradient();
+    const double least = smallestGradient * fit_.right_.cwiseAbs().maxCoeff();
     Eigen::Index best = -1;
-    for (Eigen::Index unknown = 0; unknown < gradient.size(); ++unknown) {
-        const bool isFree = std::ranges::find(free_, unknown) != free_.end();
-        if (!isFree && !excluded_[static_cast<std::size_t>(unknown)] && gradient[unknown] > least &&
-            (best < 0 || gradient[unknown] > gradient[best])) {
+    for (Eigen::Index unknown = 0; unknown < slope.size(); ++unknown) {
+        const auto place = static_cast<std::size_t>(unknown);
+        if (!isFree_[place] && !isExcluded_[place] && slope[unknown] > least &&
+            (best < 0 || slope[unknown] > slope[best])) {
             best = unknown;
         }
     }
     if (best < 0) {
         return false;
     }
-    free_.push_back(best);
-    const Eigen::LDLT<Eigen::MatrixXd> factors(freeMatrix());
-    if (factors.vectorD().minCoeff() < smallestPivot) {
-        free_.pop_back();
-        excluded_[static_cast<std::size_t>(best)] = true;
+    addFree(best);
+    factorise();
+    if (factors_.vectorD().minCoeff() < smallestPivot) {
+        removeFree(best);
+        isExcluded_[static_cast<std::size_t>(best)] = true;
+        factorise();
     }
     return true;
 }
 
-// The best values of the free unknowns; those that would be negative go back to 0.
-void ActiveSet::settle() {
+// Moves the free unknowns to their best values; those that would be negative return to 0.
+void ActiveSetMethod::moveToBest() {
     while (!free_.empty()) {
-        const Eigen::VectorXd best = freeMatrix().ldlt().solve(right_(free_).eval());
+        const Eigen::VectorXd best = factors_.solve(fit_.right_(free_).eval());
         double step = 1.0;
         for (std::size_t place = 0; place < free_.size(); ++place) {
-            const double wanted = best[static_cast<Eigen::Index>(place)];
+            const double next = best[static_cast<Eigen::Index>(place)];
             const double now = values_[free_[place]];
-            if (wanted <= 0.0) {
-                step = std::min(step, now / (now - wanted + std::numeric_limits<double>::min()));
+            if (next <= 0.0) {
+                step = std::min(step, now / (now - next + std::numeric_limits<double>::min()));
             }
         }
+        std::vector<Eigen::Index> out;
         for (std::size_t place = 0; place < free_.size(); ++place) {
             double& value = values_[free_[place]];
-            value += step * (best[static_cast<Eigen::Index>(place)] - value);
+            const double next = best[static_cast<Eigen::Index>(place)];
+            value += step * (next - value);
+            if (next <= 0.0 && value <= 1e-12 * values_.maxCoeff()) {
+                out.push_back(free_[place]);
+            }
         }
-        const auto isOut = [&](Eigen::Index unknown) {
-            const auto place = std::ranges::find(free_, unknown) - free_.begin();
-            return best[place] <= 0.0 && values_[unknown] <= 1e-12 * values_.maxCoeff();
-        };
-        std::vector<Eigen::Index> out;
-        std::ranges::copy_if(free_, std::back_inserter(out), isOut);
         if (out.empty()) {
             return;
         }
         for (const Eigen::Index unknown : out) {
             values_[unknown] = 0.0;
-            std::erase(free_, unknown);
+            removeFree(unknown);
+        }
+        factorise();
+    }
+}
+
+void ActiveSetMethod::startWith(const Eigen::VectorXd& values) {
+    for (Eigen::Index unknown = 0; unknown < values.size(); ++unknown) {
+        if (values[unknown] > 0.0 && !isExcluded_[static_cast<std::size_t>(unknown)]) {
+            values_[unknown] = values[unknown];
+            addFree(unknown);
         }
     }
+    factorise();
+    moveToBest();
 }
 
-void ActiveSet::solve() {
-    // Each unknown comes and goes a few times at most; more is rounding error going in circles.
-    for (Eigen::Index turn = 0; turn < 3 * right_.size() && enter(); ++turn) {
-        settle();
+void ActiveSetMethod::solve() {
+    // Each unknown is freed and held a few times at most; more is a cycle of rounding errors.
+    for (Eigen::Index turn = 0; turn < 3 * values_.size() && freeBest(); ++turn) {
+        moveToBest();
     }
 }
 
-Eigen::VectorXd ActiveSet::variances() const {
-    Eigen::VectorXd variances = Eigen::VectorXd::Zero(right_.size());
+Eigen::VectorXd ActiveSetMethod::variances() const {
+    Eigen::VectorXd variances = Eigen::VectorXd::Zero(values_.size());
     if (!free_.empty()) {
         const auto size = static_cast<Eigen::Index>(free_.size());
         const Eigen::MatrixXd inverse =
@@ -111,16 +173,35 @@ Eigen::VectorXd ActiveSet::variances() const {
     return variances;
 }
 
-}  // namespace
+NonnegativeFit::NonnegativeFit(const NonnegativeProblem& problem)
+    : normalColumns_(static_cast<std::size_t>(problem.design.cols())) {
+    const Eigen::VectorXd lengths =
+        (problem.design.colwise().squaredNorm().transpose() + problem.penalties).cwiseSqrt();
+    scale_ = (lengths.array() > 0.0).select(lengths.cwiseMax(1e-300).cwiseInverse(), 0.0);
+    design_ = problem.design * scale_.asDiagonal();
+    penalties_ = problem.penalties.cwiseProduct(scale_.cwiseAbs2());
+    right_ = design_.transpose() * problem.observed;
+    ActiveSetMethod method(*this, std::nullopt);
+    method.solve();
+    scaledValues_ = method.values();
+    values_ = scaledValues_.cwiseProduct(scale_);
+    variances_ = method.variances().cwiseProduct(scale_.cwiseAbs2());
+}
 
-NonnegativeFit fitNonnegative(const Eigen::MatrixXd& design, const Eigen::VectorXd& observed) {
-    const Eigen::VectorXd lengths = design.colwise().norm().transpose();
-    const Eigen::VectorXd scale =
-        (lengths.array() > 0.0).select(lengths.cwiseMax(1e-300).cwiseInverse(), 0.0);
-    const Eigen::MatrixXd scaled = design * scale.asDiagonal();
-    ActiveSet set(scaled.transpose() * scaled, scaled.transpose() * observed);
-    set.solve();
-    return {set.values().cwiseProduct(scale), set.variances().cwiseProduct(scale.cwiseAbs2())};
+const Eigen::VectorXd& NonnegativeFit::normalColumn(Eigen::Index unknown) {
+    Eigen::VectorXd& column = normalColumns_[static_cast<std::size_t>(unknown)];
+    if (column.size() == 0) {
+        column = design_.transpose() * design_.col(unknown);
+        column[unknown] += penalties_[unknown];
+    }
+    return column;
+}
+
+Eigen::VectorXd NonnegativeFit::valuesWithout(Eigen::Index unknown) {
+    ActiveSetMethod method(*this, unknown);
+    method.startWith(scaledValues_);
+    method.solve();
+    return method.values().cwiseProduct(scale_);
 }
 
 }  // namespace embedded::engines

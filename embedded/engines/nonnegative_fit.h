@@ -3,19 +3,45 @@
 #define PYORV3_EMBEDDED_ENGINES_NONNEGATIVE_FIT_H
 
 #include <Eigen/Core>
+#include <vector>
 
 namespace embedded::engines {
 
-struct NonnegativeFit {
-    Eigen::VectorXd values;
-    Eigen::VectorXd variances;  // of the unknowns that are not held at 0; 0 for the others
+// Minimises |design x - observed|^2 + sum of penalties x^2. Each row is already divided by the
+// standard deviation of its observation.
+struct NonnegativeProblem {
+    Eigen::MatrixXd design;
+    Eigen::VectorXd observed;
+    Eigen::VectorXd penalties;
 };
 
-// The values x, none negative, that make |design x - observed| least; each row is already divided
-// by the standard deviation of its observation. Method: the active sets of C. L. Lawson and R. J.
-// Hanson, Solving Least Squares Problems (1974), chapter 23, on the normal equations (R. Bro and S.
-// de Jong, J. Chemometrics 11 (1997) 393). Columns that cannot be told from others stay at 0.
-NonnegativeFit fitNonnegative(const Eigen::MatrixXd& design, const Eigen::VectorXd& observed);
+// Solves one problem, and the same without one of its unknowns, by the active-set method of C. L.
+// Lawson and R. J. Hanson, Solving Least Squares Problems (1974), chapter 23, on the normal
+// equations. Columns that depend linearly on others stay at 0.
+class NonnegativeFit {
+  public:
+    explicit NonnegativeFit(const NonnegativeProblem& problem);
+
+    const Eigen::VectorXd& values() const { return values_; }
+    // Of the unknowns that are not held at 0; 0 for the others.
+    const Eigen::VectorXd& variances() const { return variances_; }
+    // The values without one of the unknowns.
+    Eigen::VectorXd valuesWithout(Eigen::Index unknown);
+
+  private:
+    friend class ActiveSetMethod;
+
+    const Eigen::VectorXd& normalColumn(Eigen::Index unknown);
+
+    Eigen::VectorXd scale_;   // of each column, for a length of 1
+    Eigen::MatrixXd design_;  // scaled
+    Eigen::VectorXd penalties_;
+    Eigen::VectorXd right_;                       // of the normal equations
+    std::vector<Eigen::VectorXd> normalColumns_;  // of their matrix, computed when needed
+    Eigen::VectorXd scaledValues_;
+    Eigen::VectorXd values_;
+    Eigen::VectorXd variances_;
+};
 
 }  // namespace embedded::engines
 

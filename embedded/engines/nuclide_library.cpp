@@ -10,6 +10,7 @@
 
 #include "embedded/engines/engine.h"
 #include "embedded/engines/multiplet.h"
+#include "embedded/engines/x_ray_lines.h"
 #include "embedded/pqar/parameter_codes.h"
 
 namespace embedded::engines {
@@ -21,6 +22,10 @@ constexpr double leastBackground = 2.0;
 
 // A nuclide of which less than a billionth is left cannot be there.
 constexpr double mostHalfLives = 30.0;
+
+// Of the energies and relative intensities of X-rays, which depend a little on how they arise.
+constexpr double xRayUncertainty = 0.03;  // keV
+constexpr double xRayIntensityUncertainty = 0.15;
 
 double decayConstant(double halfLife) {
     return halfLife > 0.0 ? std::numbers::ln2 / halfLife : 0.0;
@@ -179,7 +184,9 @@ void NuclideLibrary::readNuclide(std::uint16_t record) {
     }
     const double factor =
         decayFactor(measurement_, decay.halfLife) * measurement_.liveTime.value_or(1.0);
-    Nuclide nuclide{names_[record - 1U], {}, std::nullopt,
+    Nuclide nuclide{names_[record - 1U],
+                    {},
+                    std::nullopt,
                     dataSource_.readDouble(QAR_D_HALFLIFE, record).value_or(0.0)};
     const std::uint16_t entries = dataSource_.entryCount(QAR_CLS_NUCLIDE, record);
     for (std::uint32_t entry = 1; entry <= entries; ++entry) {
@@ -190,6 +197,21 @@ void NuclideLibrary::readNuclide(std::uint16_t record) {
     commonUncertainties_.push_back(
         std::hypot(measurement_.efficiencyUncertainty,
                    decayUncertainty(measurement_, decay.halfLife, decay.uncertainty)));
+}
+
+std::vector<Nuclide> NuclideLibrary::elements() const {
+    std::vector<Nuclide> elements;
+    for (const XRayElement& element : xRayElements()) {
+        Nuclide nuclide{std::string(element.symbol), {}, std::nullopt};
+        for (const XRayLine& line : element.lines) {
+            nuclide.lines.push_back({line.energy, xRayUncertainty,
+                                     line.intensity * efficiencyAt(calibration_, line.energy),
+                                     xRayIntensityUncertainty, detectionLimitAt(line.energy),
+                                     line.intensity == 1.0});
+        }
+        elements.push_back(std::move(nuclide));
+    }
+    return elements;
 }
 
 double NuclideLibrary::detectionLimitOf(std::size_t nuclide) const {

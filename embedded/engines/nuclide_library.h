@@ -51,6 +51,8 @@ class NuclideLibrary {
     // Those that are active and not yet decayed. The weights of their lines are counts per Bq,
     // where the measurement is absolute, otherwise in proportion to them.
     const std::vector<Nuclide>& nuclides() const { return nuclides_; }
+    // The K X-rays of the elements, as nuclides with the symbols of the elements as names.
+    std::vector<Nuclide> elements() const;
     const Measurement& measurement() const { return measurement_; }
 
     // The relative uncertainty that all lines of a nuclide share: of efficiency and decay.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numeric>
 
 namespace embedded::engines {
 
@@ -12,8 +11,9 @@ namespace {
 constexpr double electronMass = 510.999;  // keV
 constexpr double greatestEscape = 0.5;    // of the area of a full-energy peak of 2.6 MeV
 constexpr double energyOfGreatest = 2614.5;
-constexpr double greatestSum = 0.05;  // of the smaller area
-constexpr std::size_t strongestOfSums = 10;
+constexpr double greatestEfficiency = 0.15;
+constexpr double energyOfGreatestEfficiency = 150.0;  // keV, and below
+constexpr double pileUp = 0.002;                      // of the smaller area
 
 constexpr double agreement = 3.0;  // standard deviations
 
@@ -31,35 +31,54 @@ bool isEscape(std::span<const MeasuredPeak> peaks, const MeasuredPeak& peak, dou
     });
 }
 
-std::vector<std::size_t> strongest(std::span<const MeasuredPeak> peaks) {
-    std::vector<std::size_t> order(peaks.size());
-    std::iota(order.begin(), order.end(), 0U);
-    std::ranges::sort(order, std::ranges::greater(),
-                      [peaks](std::size_t number) { return peaks[number].area; });
-    order.resize(std::min(order.size(), strongestOfSums));
-    return order;
+// The largest full-energy peak efficiency of a source close to a large detector.
+double largestEfficiency(double energy) {
+    return greatestEfficiency * std::min(1.0, std::pow(energy / energyOfGreatestEfficiency, -0.9));
 }
 
-bool isSum(std::span<const MeasuredPeak> peaks, std::span<const std::string> nuclides,
-           const MeasuredPeak& peak, double tolerance) {
-    const std::vector<std::size_t> parts = strongest(peaks);
-    for (const std::size_t one : parts) {
-        for (const std::size_t other : parts) {
-            const double energy = peaks[one].energy + peaks[other].energy;
-            if (!nuclides[one].empty() && nuclides[one] == nuclides[other] &&
-                agree(energy, peak, tolerance) &&
-                peak.area <= greatestSum * std::min(peaks[one].area, peaks[other].area)) {
-                return true;
+struct Sum {
+    double energy;
+    double largestArea;
+};
+
+// The sums of all pairs of peaks that have a source, in rising order of energies.
+std::vector<Sum> possibleSums(std::span<const MeasuredPeak> peaks,
+                              std::span<const PeakSource> sources) {
+    std::vector<Sum> sums;
+    for (std::size_t one = 0; one < peaks.size(); ++one) {
+        for (std::size_t other = one; other < peaks.size(); ++other) {
+            if (sources[one].name.empty() || sources[other].name.empty()) {
+                continue;
             }
+            const MeasuredPeak& first = peaks[one];
+            const MeasuredPeak& second = peaks[other];
+            double largest = pileUp * std::min(first.area, second.area);
+            if (sources[one].name == sources[other].name || sources[one].isXRay ||
+                sources[other].isXRay) {
+                largest =
+                    std::max(largest, std::min(first.area * largestEfficiency(second.energy),
+                                               second.area * largestEfficiency(first.energy)));
+            }
+            sums.push_back({first.energy + second.energy, largest});
         }
     }
-    return false;
+    std::ranges::sort(sums, {}, &Sum::energy);
+    return sums;
+}
+
+bool isSum(std::span<const Sum> sums, const MeasuredPeak& peak, double tolerance) {
+    const auto first = std::ranges::lower_bound(sums, peak.energy - tolerance, {}, &Sum::energy);
+    const auto last = std::ranges::upper_bound(sums, peak.energy + tolerance, {}, &Sum::energy);
+    return std::any_of(first, last, [&](const Sum& sum) {
+        return agree(sum.energy, peak, tolerance) && peak.area <= sum.largestArea;
+    });
 }
 
 }  // namespace
 
 std::vector<PeakOrigin> originsOf(std::span<const MeasuredPeak> peaks,
-                                  std::span<const std::string> nuclides, double tolerance) {
+                                  std::span<const PeakSource> sources, double tolerance) {
+    const std::vector<Sum> sums = possibleSums(peaks, sources);
     std::vector<PeakOrigin> origins(peaks.size(), PeakOrigin::line);
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         const MeasuredPeak& peak = peaks[number];
@@ -69,7 +88,7 @@ std::vector<PeakOrigin> originsOf(std::span<const MeasuredPeak> peaks,
             origins[number] = PeakOrigin::singleEscape;
         } else if (isEscape(peaks, peak, 2.0 * electronMass, tolerance)) {
             origins[number] = PeakOrigin::doubleEscape;
-        } else if (!nuclides.empty() && isSum(peaks, nuclides, peak, tolerance)) {
+        } else if (isSum(sums, peak, tolerance)) {
             origins[number] = PeakOrigin::sum;
         }
     }

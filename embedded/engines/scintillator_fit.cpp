@@ -147,10 +147,10 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
     normal.diagonal() = normal.diagonal() * (1.0 + ridge) +
                         Eigen::VectorXd::Constant(normal.cols(), leastCurvature);
     const Eigen::LLT<Eigen::MatrixXd> factors(normal);
-    const NonnegativeFit fit =
-        fitNonnegative(factors.matrixU(), factors.matrixL().solve(system.right));
-    model.activities = fit.values.cwiseMin(greatestActivities(shapes));
-    model.variances = fit.variances;
+    const NonnegativeFit fit({factors.matrixU(), factors.matrixL().solve(system.right),
+                              Eigen::VectorXd::Zero(system.right.size())});
+    model.activities = fit.values().cwiseMin(greatestActivities(shapes));
+    model.variances = fit.variances();
 
     const Eigen::VectorXd left = system.observed - system.design * model.activities;
     const Eigen::VectorXd half =

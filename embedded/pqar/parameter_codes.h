@@ -147,6 +147,7 @@ inline constexpr std::uint32_t QAR_D_ACTIVITY = 0x20070005;
 inline constexpr std::uint32_t QAR_D_ACTIVITYUNC = 0x20070006;
 inline constexpr std::uint32_t QAR_D_DETECTLIMIT = 0x20070007;
 inline constexpr std::uint32_t QAR_S_RESSTATE = 0x20070008;
+inline constexpr std::uint32_t QAR_C_RESREASON = 0x20070009;
 
 // ---- QAR_CLS_ANALCNTL ----------------------------------------------------------------------
 

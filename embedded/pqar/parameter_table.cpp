@@ -116,7 +116,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_L_PEAKLEFT,     Long,           0, Record, "channel",  "First channel of the peak's region"),
     PARAMETER(QAR_L_PEAKRIGHT,    Long,           0, Record, "channel",  "Last channel of the peak's region"),
     PARAMETER(QAR_F_PEAKCHISQ,    Float,          0, Record, "",         "Reduced chi square of the peak's fit"),
-    PARAMETER(QAR_S_PEAKORIGIN,   UnsignedShort,  0, Record, "",         "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum"),
+    PARAMETER(QAR_S_PEAKORIGIN,   UnsignedShort,  0, Record, "",         "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum, 5 X-ray"),
 
     PARAMETER(QAR_C_RESNUCLIDE,   Text,          16, Record, "",         "Name of the identified nuclide"),
     PARAMETER(QAR_L_RESLINES,     Long,           0, Record, "",         "Lines of the nuclide that match a peak"),
@@ -126,6 +126,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_D_ACTIVITYUNC,  Double,         0, Record, "Bq",       "Uncertainty of the activity, one sigma, in Bq"),
     PARAMETER(QAR_D_DETECTLIMIT,  Double,         0, Record, "Bq",       "Detection limit of the nuclide in Bq"),
     PARAMETER(QAR_S_RESSTATE,     UnsignedShort,  0, Record, "",         "State of the result: 0 not reviewed, 1 accepted, 2 rejected"),
+    PARAMETER(QAR_C_RESREASON,    Text,          48, Record, "",         "Why the confidence of the identification is not higher"),
 
     PARAMETER(QAR_C_ANSEQUENCE,   Text,          64, Record, "",         "Name of the analysis sequence that the settings belong to"),
     PARAMETER(QAR_T_ANALYSED,     Date,           0, Record, "",         "Time of the last analysis"),

@@ -127,6 +127,7 @@ QAR_D_ACTIVITY = 0x20070005
 QAR_D_ACTIVITYUNC = 0x20070006
 QAR_D_DETECTLIMIT = 0x20070007
 QAR_S_RESSTATE = 0x20070008
+QAR_C_RESREASON = 0x20070009
 QAR_C_ANSEQUENCE = 0x20100005
 QAR_T_ANALYSED = 0x20100006
 QAR_S_ANSTEP = 0x20100007
@@ -322,7 +323,7 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
     KnownParameter("QAR_F_PEAKCHISQ", QAR_F_PEAKCHISQ, "float", 0, False, "",
         "Reduced chi square of the peak's fit"),
     KnownParameter("QAR_S_PEAKORIGIN", QAR_S_PEAKORIGIN, "short", 0, False, "",
-        "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum"),
+        "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum, 5 X-ray"),
     KnownParameter("QAR_C_RESNUCLIDE", QAR_C_RESNUCLIDE, "str", 16, False, "",
         "Name of the identified nuclide"),
     KnownParameter("QAR_L_RESLINES", QAR_L_RESLINES, "long", 0, False, "",
@@ -339,6 +340,8 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Detection limit of the nuclide in Bq"),
     KnownParameter("QAR_S_RESSTATE", QAR_S_RESSTATE, "short", 0, False, "",
         "State of the result: 0 not reviewed, 1 accepted, 2 rejected"),
+    KnownParameter("QAR_C_RESREASON", QAR_C_RESREASON, "str", 48, False, "",
+        "Why the confidence of the identification is not higher"),
     KnownParameter("QAR_C_ANSEQUENCE", QAR_C_ANSEQUENCE, "str", 64, False, "",
         "Name of the analysis sequence that the settings belong to"),
     KnownParameter("QAR_T_ANALYSED", QAR_T_ANALYSED, "Date", 0, False, "",

@@ -13,7 +13,7 @@ from .calibration_notes import calibration_notes
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"  # of the embedded library
 NAN = float("nan")
-_ORIGINS = {1: "annihilation", 2: "single escape", 3: "double escape", 4: "sum"}
+_ORIGINS = {1: "annihilation", 2: "single escape", 3: "double escape", 4: "sum", 5: "X-ray"}
 
 
 class GammaLine(NamedTuple):
@@ -51,7 +51,7 @@ class Peak(NamedTuple):
     left: Optional[int] = None  # first channel of its region, counted from 1
     right: Optional[int] = None  # last channel of its region
     chi_square: Optional[float] = None  # reduced, of the fit
-    origin: Optional[int] = None  # 0 gamma line, 1 annihilation, 2 and 3 escapes, 4 sum
+    origin: Optional[int] = None  # 0 gamma line, 1 annihilation, 2 and 3 escapes, 4 sum, 5 X-ray
 
     @property
     def label(self) -> str:
@@ -70,6 +70,7 @@ class IdentifiedNuclide(NamedTuple):
     activity_uncertainty: Optional[float] = None  # one sigma, Bq
     detection_limit: Optional[float] = None  # Bq
     state: Optional[int] = None  # 0 not reviewed, 1 accepted, 2 rejected
+    reason: str = ""  # why the confidence is not higher
 
 
 class Analysis(NamedTuple):
@@ -77,7 +78,7 @@ class Analysis(NamedTuple):
 
     peaks: Tuple[Peak, ...]
     nuclides: Tuple[IdentifiedNuclide, ...]
-    not_found: Tuple[IdentifiedNuclide, ...] = ()  # nuclides with a detection limit only
+    not_found: Tuple[IdentifiedNuclide, ...] = ()  # with reasons and detection limits
     notes: Tuple[
         str, ...
     ] = ()  # a line for each calibration that the engine estimated or corrected
@@ -107,6 +108,7 @@ _IDENTIFIED = {
     "activity_uncertainty": "QAR_D_ACTIVITYUNC",
     "detection_limit": "QAR_D_DETECTLIMIT",
     "state": "QAR_S_RESSTATE",
+    "reason": "QAR_C_RESREASON",
 }
 _LIBRARY = {
     "name": "QAR_C_NUCLNAME",
@@ -146,8 +148,9 @@ def results(source: RecordSource) -> Analysis:
     nuclides: List[IdentifiedNuclide] = []
     not_found: List[IdentifiedNuclide] = []
     for nuclide in _records(source, IdentifiedNuclide, _IDENTIFIED):
-        # An engine writes a detection limit but no energy for a nuclide that it did not find.
-        is_missing = nuclide.detection_limit is not None and not is_known(nuclide.energy)
+        # An engine writes no energy for a nuclide that it did not find.
+        is_judged = nuclide.detection_limit is not None or nuclide.reason != ""
+        is_missing = is_judged and not is_known(nuclide.energy)
         (not_found if is_missing else nuclides).append(nuclide)
     peaks = _records(source, Peak, _PEAK)
     return Analysis(peaks, tuple(nuclides), tuple(not_found), calibration_notes(source))

@@ -67,10 +67,15 @@ class EngineTest : public DataSourceTest {
             ASSERT_EQ(0U, source_.put(QAR_D_LINEYIELD, yield, record, entry));
         }
     }
+    // Those with an energy were found.
     std::vector<std::string> identified() const {
         std::vector<std::string> names;
         for (std::uint16_t record = 1; record <= source_.recordCount(QAR_CLS_RESULT); ++record) {
-            names.push_back(source_.text(QAR_C_RESNUCLIDE, record));
+            double energy = 0.0;
+            if (SOrvGetParam(source_.context(), QAR_D_RESENERGY, record, 1, &energy,
+                             sizeof energy) == 0) {
+                names.push_back(source_.text(QAR_C_RESNUCLIDE, record));
+            }
         }
         return names;
     }

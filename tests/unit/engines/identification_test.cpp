@@ -7,14 +7,18 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "embedded/engines/response_curve.h"
+#include "embedded/engines/x_ray_lines.h"
 
 namespace {
 
 using namespace embedded::engines;
 
 constexpr double unreachable = std::numeric_limits<double>::infinity();
-constexpr MatchingRules rules = {1.0, 0.1, false, 0.5};
+constexpr MatchingRules rules = {1.0, false, 0.5};
 
 MeasuredPeak peak(double energy, double area) {
     return {energy, 0.05, area, std::sqrt(area + 100.0)};
@@ -172,16 +176,97 @@ TEST(Identify, LearnsFromSureLinesHowCalibrationsAreOff) {
             peaks.push_back(shown(energy, 5000.0));
             sure.lines.push_back(line(energy, std::pow(energy / 500.0, -1.5)));
         }
-        const Nuclide right{"Right-1", {line(600.0, 1.0)}, {}};
-        const Nuclide wrong{"Wrong-1", {line(900.56, 1.0)}, {}};
-        peaks.push_back(shown(600.0, 300.0));
-        peaks.push_back(shown(900.0, 300.0));  // of a line that is in no library
-        const MatchingRules assumed = {1.0, 0.5, true, 0.5};
+        const Nuclide right{"Right-1", {line(650.0, 1.0)}, {}};
+        const Nuclide wrong{"Wrong-1", {line(950.56, 1.0)}, {}};
+        peaks.push_back(shown(650.0, 300.0));
+        peaks.push_back(shown(950.0, 300.0));  // of a line that is in no library
+        const MatchingRules assumed = {1.0, true, 0.5};
         const Findings findings = identify(peaks, std::vector{sure, right, wrong}, assumed);
         EXPECT_GT(findings.nuclides[0].confidence, 0.9) << slope;
         EXPECT_GT(findings.nuclides[1].confidence, 0.5) << slope;
         EXPECT_LT(findings.nuclides[2].confidence, 0.1) << slope;
     }
+}
+
+// Lines of a source behind an absorber; those that it hides are missing.
+struct ShieldedCase {
+    std::string name;
+    double lead;  // g/cm2
+    double iron;
+};
+
+class IdentifyShielded : public testing::TestWithParam<ShieldedCase> {};
+
+TEST_P(IdentifyShielded, FindsNuclideByLinesThatPass) {
+    constexpr double limit = 100.0;
+    const std::vector<std::pair<double, double>> lines = {
+        {121.78, 0.286}, {244.70, 0.0757}, {344.28, 0.266}, {778.90, 0.130},
+        {964.08, 0.146}, {1112.07, 0.137}, {1408.01, 0.209}};
+    std::vector<MeasuredPeak> peaks;
+    Nuclide source{"Source-1", {}, {}};
+    for (const auto& [energy, photons] : lines) {
+        const double weight = photons * std::pow(energy / 500.0, -0.9);
+        const ResponseVector terms = responseTerms(energy);
+        const double passing = std::exp(GetParam().lead * terms[2] + GetParam().iron * terms[3]);
+        source.lines.push_back(line(energy, weight, limit));
+        if (1e5 * weight * passing > limit) {
+            peaks.push_back(peak(energy, 1e5 * weight * passing));
+        }
+    }
+    ASSERT_GE(peaks.size(), 3U);
+    const MatchingRules assumed = {1.0, true, 0.5};
+    EXPECT_GT(identify(peaks, std::vector{source}, assumed).nuclides[0].confidence, 0.5);
+    // A line between the others passes as they do.
+    source.lines.push_back(line(1020.0, 0.1, limit));
+    source.lines.push_back(line(1250.0, 0.1, limit));
+    source.lines.push_back(line(1330.0, 0.1, limit));
+    const Findings findings = identify(peaks, std::vector{source}, assumed);
+    EXPECT_LT(findings.nuclides[0].confidence, 0.9);
+}
+
+INSTANTIATE_TEST_SUITE_P(Absorbers, IdentifyShielded,
+                         testing::Values(ShieldedCase{"None", 0.0, 0.0},
+                                         ShieldedCase{"Lead", 13.6, 0.0},
+                                         ShieldedCase{"Iron", 0.0, 39.3}),
+                         [](const auto& instance) { return instance.param.name; });
+
+TEST(Identify, GivesXRaysOfLeadAnOriginOfTheirOwn) {
+    Nuclide lead{"Pb", {}, {}};
+    std::vector<MeasuredPeak> peaks;
+    for (const auto& element : xRayElements()) {
+        for (const XRayLine& xRay : element.lines) {
+            if (element.symbol == "Pb") {
+                lead.lines.push_back(line(xRay.energy, xRay.intensity, 500.0));
+                peaks.push_back(peak(xRay.energy, 1e4 * xRay.intensity));
+            }
+        }
+    }
+    const Nuclide other{"X-1", {line(74.97, 1.0)}, {}};
+    const Findings findings = identify(peaks, std::vector{other}, rules, std::vector{lead});
+    EXPECT_LT(findings.nuclides[0].confidence, 0.1);
+    EXPECT_EQ(PeakOrigin::xRay, findings.origins[1]);
+}
+
+TEST(Identify, PrefersTheLongLivedOfTwoWithTheSameLine) {
+    Nuclide lasting{"Long-1", {line(165.86, 1.0)}, {}};
+    Nuclide fleeting{"Short-1", {line(165.86, 1.0)}, {}};
+    lasting.halfLife = 1e7;
+    fleeting.halfLife = 5e3;
+    const Findings findings =
+        identify(std::vector{peak(165.9, 3000.0)}, std::vector{fleeting, lasting}, rules);
+    EXPECT_LT(findings.nuclides[0].confidence, 0.1);
+    EXPECT_GT(findings.nuclides[1].confidence, 0.5);
+}
+
+TEST(Identify, DoesNotMissLinesBehindStrongNeighbours) {
+    Nuclide hidden{"X-1", {line(500.0, 1.0), line(800.0, 1.0), line(1001.5, 1.0, 50.0, true)}, {}};
+    std::vector<MeasuredPeak> peaks = {peak(500.0, 3000.0), peak(800.0, 3000.0), peak(1000.0, 1e6)};
+    for (MeasuredPeak& one : peaks) {
+        one.width = 2.0;
+    }
+    EXPECT_GT(identify(peaks, std::vector{hidden}, rules).nuclides[0].confidence, 0.5);
+    peaks.pop_back();
+    EXPECT_LT(identify(peaks, std::vector{hidden}, rules).nuclides[0].confidence, 0.1);
 }
 
 }  // namespace

@@ -1,0 +1,21 @@
+// The activities of the nuclides that were found.
+#ifndef PYORV3_EMBEDDED_ENGINES_ACTIVITIES_H
+#define PYORV3_EMBEDDED_ENGINES_ACTIVITIES_H
+
+#include <vector>
+
+#include "embedded/engines/identification.h"
+#include "embedded/engines/joint_fit.h"
+
+namespace embedded::engines {
+
+// Fits the nuclides with the smallest confidence and more to the areas of the peaks, with no other
+// uncertainties than those of the areas and of single weights. If the lines of a nuclide disagree
+// by more, its uncertainty is enlarged by the root of chi-square per degree of freedom.
+// Sets activity and uncertainty; 0 for the others.
+void measureActivities(std::vector<Identification>& nuclides, const JointFitInput& input,
+                       double smallestConfidence);
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,28 @@
+// The evidence that a nuclide is present, as its part in a joint fit shows it.
+#ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_EVIDENCE_H
+#define PYORV3_EMBEDDED_ENGINES_NUCLIDE_EVIDENCE_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "embedded/engines/joint_fit.h"
+
+namespace embedded::engines {
+
+struct NuclideEvidence {
+    double confidence = 0.0;  // 0 to 1
+    std::string reason;       // why the confidence is not higher
+};
+
+// Which part of each peak is explained beyond doubt, 0 to 1.
+using ExplainedParts = std::vector<double>;
+
+// The evidence for one nuclide that has an activity in the fit.
+// explained: by nuclides that are certainly present; tolerance: keV.
+NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInput& input,
+                           const ExplainedParts& explained, double tolerance);
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,32 @@
+// How improbable a nuclide or the X-rays of an element are before any peak is compared with them.
+#ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_PRIOR_H
+#define PYORV3_EMBEDDED_ENGINES_NUCLIDE_PRIOR_H
+
+#include <set>
+#include <span>
+#include <string_view>
+
+#include "embedded/engines/nuclide.h"
+
+namespace embedded::engines {
+
+// By how much the half-life raises the sum of squares of a fit with the nuclide: nuclides that
+// decay soon and have no parent in the library are less probable than others.
+double improbabilityOf(const Nuclide& nuclide);
+
+// The elements whose K X-rays are expected: materials that shields and linings are made of, and the
+// neighbours of nuclides that are present, whose decay leaves excited atoms.
+class ExcitedElements {
+  public:
+    // name: such as "Eu-152".
+    void addNuclide(std::string_view name);
+
+    double improbabilityOf(std::string_view element) const;
+
+  private:
+    std::set<std::string_view> neighbours_;
+};
+
+}  // namespace embedded::engines
+
+#endif

@@ -1,0 +1,287 @@
+#include "embedded/engines/response_curve.h"
+
+#include <Eigen/Cholesky>
+#include <Eigen/LU>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr double referenceEnergy = 500.0;  // keV, at which the power has no effect
+constexpr double windowAbsorption = 80.0;  // keV, of the assumed efficiency
+constexpr double outlier = 3.0;            // standard deviations
+constexpr double shared = 2.0;             // standard deviations beyond which a peak is shared
+constexpr double thick = 1.5;              // standard deviations of an absorber
+constexpr int mostIterations = 12;
+
+struct Attenuation {
+    double energy;  // keV
+    double lead;    // mass attenuation coefficient, cm2/g
+    double iron;
+};
+
+// Rounded from the tables of J. H. Hubbell and S. M. Seltzer, NISTIR 5632 (1995).
+constexpr std::array attenuations = {
+    Attenuation{10, 131, 171},         Attenuation{15, 112, 57.1},
+    Attenuation{20, 86.4, 25.7},       Attenuation{30, 30.3, 8.18},
+    Attenuation{40, 14.4, 3.63},       Attenuation{50, 8.04, 1.96},
+    Attenuation{60, 5.02, 1.205},      Attenuation{80, 2.42, 0.595},
+    Attenuation{88, 1.91, 0.488},      Attenuation{88.01, 7.68, 0.488},
+    Attenuation{100, 5.55, 0.372},     Attenuation{150, 2.01, 0.196},
+    Attenuation{200, 0.999, 0.146},    Attenuation{300, 0.403, 0.11},
+    Attenuation{400, 0.232, 0.094},    Attenuation{500, 0.161, 0.0841},
+    Attenuation{600, 0.125, 0.077},    Attenuation{800, 0.0887, 0.067},
+    Attenuation{1000, 0.071, 0.06},    Attenuation{1250, 0.0588, 0.0535},
+    Attenuation{1500, 0.0522, 0.0488}, Attenuation{2000, 0.0461, 0.0426},
+    Attenuation{3000, 0.0423, 0.0362}};
+
+// Interpolates the logarithms of energy and coefficient; the nearest row beyond the table.
+double attenuationAt(double energy, double Attenuation::*material) {
+    const auto above = std::ranges::upper_bound(attenuations, energy, {}, &Attenuation::energy);
+    if (above == attenuations.begin()) {
+        return attenuations.front().*material;
+    }
+    if (above == attenuations.end()) {
+        return attenuations.back().*material;
+    }
+    const auto below = above - 1;
+    const double part = std::log(energy / below->energy) / std::log(above->energy / below->energy);
+    return (*below).*material * std::pow((*above).*material / (*below).*material, part);
+}
+
+// Standard deviations before and beside what the lines show: power, transparency, lead and iron.
+const ResponseVector assumedEfficiency(0.7, 0.6, 1.5, 5.0);
+const ResponseVector calibratedEfficiency(0.1, 0.1, 1.5, 5.0);
+const ResponseVector ofOneNuclide(0.15, 0.2, 0.5, 2.0);
+const ResponseVector shownByItsLines(0.3, 0.3, 1.5, 5.0);
+constexpr std::size_t fewestLines = 3;
+
+ResponseMatrix diagonal(const ResponseVector& deviations) {
+    return deviations.cwiseAbs2().asDiagonal();
+}
+
+// Solves normal equations whose last two unknowns, the absorbers, cannot be negative.
+template <int Size>
+Eigen::Matrix<double, Size, 1> solveWithAbsorbers(Eigen::Matrix<double, Size, Size> matrix,
+                                                  Eigen::Matrix<double, Size, 1> right) {
+    Eigen::Matrix<double, Size, 1> solution = matrix.ldlt().solve(right);
+    for (int unknown = Size - 2; unknown < Size; ++unknown) {
+        if (solution[unknown] < 0.0) {
+            matrix.row(unknown).setZero();
+            matrix.col(unknown).setZero();
+            matrix(unknown, unknown) = 1.0;
+            right[unknown] = 0.0;
+            solution = matrix.ldlt().solve(right);
+        }
+    }
+    return solution;
+}
+
+using PatternVector = Eigen::Matrix<double, 5, 1>;
+using PatternMatrix = Eigen::Matrix<double, 5, 5>;
+
+// Starting points: absorbers in g/cm2.
+struct Absorbers {
+    double lead;
+    double iron;
+};
+constexpr std::array<Absorbers, 8> starts = {Absorbers{0, 0}, {3, 0},  {7, 0},  {14, 0},
+                                             {0, 8},          {0, 20}, {0, 40}, {7, 20}};
+
+class PatternSearch {
+  public:
+    PatternSearch(std::span<const LineRatio> ratios, const ResponseCurve& prior)
+        : ratios_(ratios), prior_(prior), precision_(prior.covariance.inverse()) {}
+
+    PatternVector start() const;
+    double priorMisfit(const PatternVector& pattern) const;
+    void refine(PatternVector& pattern, PatternMatrix& covariance) const;
+
+  private:
+    static double excess(const LineRatio& ratio, const PatternVector& pattern) {
+        return (ratio.logarithm - pattern[0] - pattern.tail<4>().dot(ratio.terms)) /
+               ratio.deviation;
+    }
+    static double cost(double deviation);
+    static double weight(double deviation);
+    double misfit(const PatternVector& pattern) const;
+    ResponseVector priorDeviations(const PatternVector& pattern) const;
+    ResponseMatrix precisionAt(const PatternVector& pattern) const;
+
+    std::span<const LineRatio> ratios_;
+    const ResponseCurve& prior_;
+    ResponseMatrix precision_;
+};
+
+// A peak may have more counts than a line, for it may be shared; that it has fewer is a
+// contradiction.
+double PatternSearch::cost(double deviation) {
+    return deviation > 0.0 ? shared * shared * -std::expm1(-std::pow(deviation / shared, 2))
+                           : outlier * outlier * std::log1p(std::pow(deviation / outlier, 2));
+}
+
+// The derivative of the cost by the square of the deviation.
+double PatternSearch::weight(double deviation) {
+    return deviation > 0.0 ? std::exp(-std::pow(deviation / shared, 2))
+                           : 1.0 / (1.0 + std::pow(deviation / outlier, 2));
+}
+
+// Thick absorbers are less improbable than a normal distribution would have them.
+ResponseVector PatternSearch::priorDeviations(const PatternVector& pattern) const {
+    return (pattern.tail<4>() - prior_.mean)
+        .cwiseQuotient(prior_.covariance.diagonal().cwiseSqrt());
+}
+
+ResponseMatrix PatternSearch::precisionAt(const PatternVector& pattern) const {
+    const ResponseVector deviations = priorDeviations(pattern);
+    ResponseVector factors = ResponseVector::Ones();
+    for (const Eigen::Index absorber : {2, 3}) {
+        factors[absorber] = 1.0 / std::hypot(1.0, deviations[absorber] / thick);
+    }
+    return factors.asDiagonal() * precision_ * factors.asDiagonal();
+}
+
+double PatternSearch::priorMisfit(const PatternVector& pattern) const {
+    const ResponseVector deviations = priorDeviations(pattern);
+    double sum = deviations.head<2>().squaredNorm();
+    for (const Eigen::Index absorber : {2, 3}) {
+        sum += thick * thick * std::log1p(std::pow(deviations[absorber] / thick, 2));
+    }
+    return sum;
+}
+
+double PatternSearch::misfit(const PatternVector& pattern) const {
+    double sum = priorMisfit(pattern);
+    for (const LineRatio& ratio : ratios_) {
+        const double deviation = excess(ratio, pattern);
+        if (!ratio.isLimit || deviation < 0.0) {
+            sum += cost(deviation);
+        }
+    }
+    return sum;
+}
+
+// Tries which line and which absorbers fit best.
+PatternVector PatternSearch::start() const {
+    PatternVector best;
+    double least = std::numeric_limits<double>::infinity();
+    for (const Absorbers& absorbers : starts) {
+        PatternVector pattern;
+        pattern.tail<4>() = prior_.mean;
+        pattern[3] = std::max(pattern[3], absorbers.lead);
+        pattern[4] = std::max(pattern[4], absorbers.iron);
+        for (const LineRatio& ratio : ratios_) {
+            if (ratio.isLimit) {
+                continue;
+            }
+            pattern[0] = ratio.logarithm - pattern.tail<4>().dot(ratio.terms);
+            const double sum = misfit(pattern);
+            if (sum < least) {
+                least = sum;
+                best = pattern;
+            }
+        }
+    }
+    return best;
+}
+
+// Iterated least squares.
+void PatternSearch::refine(PatternVector& pattern, PatternMatrix& covariance) const {
+    PatternMatrix matrix;
+    for (int iteration = 0; iteration < mostIterations; ++iteration) {
+        const ResponseMatrix precision = precisionAt(pattern);
+        matrix.setZero();
+        matrix.bottomRightCorner<4, 4>() = precision;
+        PatternVector right = PatternVector::Zero();
+        right.tail<4>() = precision * prior_.mean;
+        for (const LineRatio& ratio : ratios_) {
+            const double deviation = excess(ratio, pattern);
+            if (ratio.isLimit && deviation >= 0.0) {
+                continue;
+            }
+            const double certainty = weight(deviation) / std::pow(ratio.deviation, 2);
+            PatternVector terms;
+            terms << 1.0, ratio.terms;
+            matrix += certainty * terms * terms.transpose();
+            right += certainty * ratio.logarithm * terms;
+        }
+        const PatternVector next = solveWithAbsorbers<5>(matrix, right);
+        const double change = (next - pattern).cwiseAbs().maxCoeff();
+        pattern = next;
+        if (change < 1e-4) {
+            break;
+        }
+    }
+    covariance = matrix.inverse();
+}
+
+}  // namespace
+
+ResponseVector responseTerms(double energy) {
+    const double window = energy / windowAbsorption;
+    return {std::log(energy / referenceEnergy), -std::log(-std::expm1(-window * window)),
+            -attenuationAt(energy, &Attenuation::lead), -attenuationAt(energy, &Attenuation::iron)};
+}
+
+ResponseCurve priorResponse(bool efficiencyIsAssumed) {
+    return {ResponseVector::Zero(),
+            diagonal(efficiencyIsAssumed ? assumedEfficiency : calibratedEfficiency)};
+}
+
+ResponseCurve responseOfNuclide(const ResponseCurve& common, std::size_t lines) {
+    return {common.mean,
+            common.covariance + diagonal(lines < fewestLines ? ofOneNuclide : shownByItsLines)};
+}
+
+double LinePattern::uncertainty(const ResponseVector& terms) const {
+    PatternVector all;
+    all << 1.0, terms;
+    return std::sqrt(std::max(0.0, all.dot(covariance * all)));
+}
+
+LinePattern fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior) {
+    const PatternSearch search(ratios, prior);
+    PatternVector pattern = search.start();
+    PatternMatrix covariance;
+    search.refine(pattern, covariance);
+    return {pattern[0], pattern.tail<4>(), covariance, search.priorMisfit(pattern)};
+}
+
+CommonResponse::CommonResponse(const ResponseCurve& prior)
+    : matrix_(prior.covariance.inverse()), right_(matrix_ * prior.mean) {}
+
+// The scale drops out of the differences from the nuclide's mean.
+void CommonResponse::add(std::span<const LineRatio> ratios, double trust,
+                         const LinePattern& expected) {
+    double weights = 0.0;
+    double mean = 0.0;
+    ResponseVector meanTerms = ResponseVector::Zero();
+    ResponseMatrix products = ResponseMatrix::Zero();
+    ResponseVector mixed = ResponseVector::Zero();
+    for (const LineRatio& ratio : ratios) {
+        const double deviation =
+            (ratio.logarithm - expected.logarithm(ratio.terms)) / ratio.deviation;
+        const double weight =
+            trust / (1.0 + std::pow(deviation / outlier, 2)) / std::pow(ratio.deviation, 2);
+        weights += weight;
+        mean += weight * ratio.logarithm;
+        meanTerms += weight * ratio.terms;
+        products += weight * ratio.terms * ratio.terms.transpose();
+        mixed += weight * ratio.logarithm * ratio.terms;
+    }
+    if (weights > 0.0) {
+        matrix_ += products - meanTerms * meanTerms.transpose() / weights;
+        right_ += mixed - mean * meanTerms / weights;
+    }
+}
+
+ResponseCurve CommonResponse::fit() const {
+    return {solveWithAbsorbers<4>(matrix_, right_), matrix_.inverse()};
+}
+
+}  // namespace embedded::engines

@@ -1,0 +1,73 @@
+// How the response to a photon of some energy differs from the expected efficiency.
+//
+// ln(response) is a sum of four terms: a power of the energy, the transparency of entrance windows
+// at low energies, and absorbers of lead and of iron between source and detector. Lead stands for
+// heavy absorbers, iron for medium and light ones, whose attenuation has nearly the same shape.
+#ifndef PYORV3_EMBEDDED_ENGINES_RESPONSE_CURVE_H
+#define PYORV3_EMBEDDED_ENGINES_RESPONSE_CURVE_H
+
+#include <Eigen/Core>
+#include <span>
+
+namespace embedded::engines {
+
+using ResponseVector = Eigen::Vector4d;
+using ResponseMatrix = Eigen::Matrix4d;
+
+// The derivatives of ln(response) by the four parameters. energy: keV, positive.
+ResponseVector responseTerms(double energy);
+
+// Parameters and their covariance: power, transparency, lead in g/cm2, iron in g/cm2.
+struct ResponseCurve {
+    ResponseVector mean;
+    ResponseMatrix covariance;
+};
+
+// Before any peak was compared with a line. An assumed efficiency may be wrong by far more than a
+// calibrated one; absorbers are possible in both cases.
+ResponseCurve priorResponse(bool efficiencyIsAssumed);
+
+// The same curve for a nuclide whose own absorbers may differ from those of the others.
+// lines: how many of its lines were found; with three and more they show its own absorbers.
+ResponseCurve responseOfNuclide(const ResponseCurve& common, std::size_t lines);
+
+// One line of a nuclide compared with its peak or, if there is none, with its detection limit.
+struct LineRatio {
+    ResponseVector terms;
+    double logarithm;  // ln(area / weight), or of the limit
+    double deviation;  // one standard deviation of the logarithm
+    bool isLimit;      // the line was not found: only a higher expectation is a deviation
+};
+
+// The lines of one nuclide: ln(counts / weight) = scale + parameters x terms.
+struct LinePattern {
+    double scale;
+    ResponseVector parameters;
+    Eigen::Matrix<double, 5, 5> covariance;  // of scale and parameters
+    double priorMisfit;  // sum of squares by which the parameters differ from the expected ones
+
+    double logarithm(const ResponseVector& terms) const { return scale + parameters.dot(terms); }
+    double uncertainty(const ResponseVector& terms) const;
+};
+
+// Fits scale and parameters so that lines which disagree strongly have little weight: their peaks
+// may belong to something else. At least one ratio must belong to a peak.
+LinePattern fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior);
+
+// The curve that several nuclides have in common, each with a scale of its own.
+class CommonResponse {
+  public:
+    explicit CommonResponse(const ResponseCurve& prior);
+
+    // ratios: of peaks only; trust: 0 to 1; expected: the pattern that they should follow.
+    void add(std::span<const LineRatio> ratios, double trust, const LinePattern& expected);
+    ResponseCurve fit() const;
+
+  private:
+    ResponseMatrix matrix_;
+    ResponseVector right_;
+};
+
+}  // namespace embedded::engines
+
+#endif
