@@ -76,6 +76,10 @@ bool isAlone(const RegionFit& fit, std::size_t number) {
     });
 }
 
+bool isStrong(const RegionFit& fit) {
+    return fit.peaks[strongestPeak(fit)].significance >= strongEnoughForTail;
+}
+
 struct Improvement {
     RegionFit fit;
     double merit;  // gain in -2 ln(likelihood) beyond what its unknowns cost
@@ -88,9 +92,12 @@ struct Extension {
     void (*take)(Shape& shape);
 };
 
-constexpr Extension tail = {[](const Shape& shape) { return shape.tailed; },
-                            [](Shape& shape, std::size_t) { shape.tailed = true; },
-                            [](Shape& shape) { shape.tailed = false; }};
+constexpr Extension leftTail = {[](const Shape& shape) { return shape.leftTail; },
+                                [](Shape& shape, std::size_t) { shape.leftTail = true; },
+                                [](Shape& shape) { shape.leftTail = false; }};
+constexpr Extension rightTail = {[](const Shape& shape) { return shape.rightTail; },
+                                 [](Shape& shape, std::size_t) { shape.rightTail = true; },
+                                 [](Shape& shape) { shape.rightTail = false; }};
 constexpr Extension ownWidth = {
     [](const Shape& shape) { return shape.widePeak.has_value(); },
     [](Shape& shape, std::size_t strongest) { shape.widePeak = strongest; },
@@ -178,7 +185,7 @@ void Improver::tryAll(const RegionFit& fit) {
 
 // Takes back what is no longer needed once something else was found.
 RegionFit Improver::simplified(RegionFit fit) const {
-    for (const Extension* extension : {&tail, &ownWidth, &curvature}) {
+    for (const Extension* extension : {&leftTail, &rightTail, &ownWidth, &curvature}) {
         if (extension->isIn(fit.shape)) {
             Shape shape = fit.shape;
             extension->take(shape);
@@ -212,8 +219,9 @@ std::optional<RegionFit> Improver::best(const RegionFit& fit) {
 RegionFit Improver::improve(RegionFit fit) {
     for (int number = 0; number < mostImprovements; ++number) {
         found_.clear();
-        if (fit.peaks[strongestPeak(fit)].significance >= strongEnoughForTail) {
-            tryShape(fit, tail);
+        if (isStrong(fit)) {
+            tryShape(fit, leftTail);
+            tryShape(fit, rightTail);
         }
         const double deviation = std::sqrt(2.0 * fit.degreesOfFreedom);
         if (fit.chiSquare > fit.degreesOfFreedom + wellDescribed * deviation) {

@@ -1,6 +1,5 @@
-// What a fit lacks that does not describe its region: the data choose a width of its own for a lone
-// peak, the tail, a curved continuum or another peak, whichever raises the likelihood most beyond
-// what it costs in unknowns, as long as something does.
+// Finds what a fit that does not describe its region lacks: a tail, a width, a curvature or a peak.
+// See docs/engine.md, "How it works".
 #ifndef PYORV3_EMBEDDED_ENGINES_FIT_IMPROVEMENT_H
 #define PYORV3_EMBEDDED_ENGINES_FIT_IMPROVEMENT_H
 
@@ -8,10 +7,11 @@
 
 namespace embedded::engines {
 
-// Peaks with this part of the limit stay in a fit, for the others come out wrong without them.
+// Peaks with this part of the limit stay in a fit, because the others are wrong without them.
 inline constexpr double keptPart = 0.8;
 
-// limit: the significance that another peak must reach; morePeaks: whether any is tried.
+// Adds what raises the likelihood most beyond what it costs in unknowns, as long as anything does.
+// limit: the significance that another peak must reach; morePeaks: false to try no other peak.
 RegionFit improved(const Spectrum& spectrum, RegionFit fit, double limit, bool morePeaks);
 
 }  // namespace embedded::engines

@@ -154,22 +154,73 @@ std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<Expec
     return std::nullopt;
 }
 
-std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
-                                      ChannelRange range, double limit, bool morePeaks) {
-    const double kept = keptPart * limit;
-    auto fit = fitCoarsely(spectrum, std::move(expected), range, kept);
-    if (!fit) {
+namespace {
+
+// A fainter peak nearer than this to the strongest, in widths, may be an effect of its shape.
+constexpr double satelliteReach = 4.0;
+constexpr double satellitePart = 0.1;  // of the strongest area
+
+// The peaks of a fit without those that the shape of the strongest may have caused.
+Group withoutSatellites(const RegionFit& fit) {
+    const FittedPeak& strongest = *std::ranges::max_element(fit.peaks, {}, &FittedPeak::area);
+    Group group;
+    for (std::size_t number = 0; number < fit.peaks.size(); ++number) {
+        const FittedPeak& peak = fit.peaks[number];
+        const bool isNear =
+            std::abs(peak.channel - strongest.channel) < satelliteReach * strongest.width;
+        if (!isNear || peak.area >= satellitePart * strongest.area) {
+            group.push_back(fit.expected[number]);
+        }
+    }
+    return group;
+}
+
+// Improves a first look until it describes its region as well as it can; nullopt for an edge.
+std::optional<RegionFit> refined(const Spectrum& spectrum, RegionFit fit, ChannelRange range,
+                                 double limit, bool morePeaks) {
+    if (isEdge(spectrum, fit, range)) {
+        return std::nullopt;
+    }
+    fit = widened(spectrum, improved(spectrum, std::move(fit), limit, morePeaks), range);
+    fit = withoutShoulders(spectrum, std::move(fit), limit);
+    if (isEdge(spectrum, fit, range)) {
+        return std::nullopt;
+    }
+    return narrowed(spectrum, std::move(fit), range, keptPart * limit);
+}
+
+// The same without satellites if the region is described better then.
+RegionFit simplest(const Spectrum& spectrum, RegionFit fit, ChannelRange range, double limit,
+                   bool morePeaks) {
+    if (describesRegion(fit)) {
         return fit;
     }
-    if (isEdge(spectrum, *fit, range)) {
+    Group group = withoutSatellites(fit);
+    if (group.size() == fit.peaks.size()) {
+        return fit;
+    }
+    auto first = fitCoarsely(spectrum, std::move(group), range, keptPart * limit);
+    if (!first) {
+        return fit;
+    }
+    auto other = refined(spectrum, std::move(*first), range, limit, morePeaks);
+    const bool isBetter =
+        other && other->chiSquare / other->degreesOfFreedom < fit.chiSquare / fit.degreesOfFreedom;
+    return isBetter ? std::move(*other) : std::move(fit);
+}
+
+}  // namespace
+
+std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
+                                      ChannelRange range, double limit, bool morePeaks) {
+    auto fit = fitCoarsely(spectrum, std::move(expected), range, keptPart * limit);
+    if (fit) {
+        fit = refined(spectrum, std::move(*fit), range, limit, morePeaks);
+    }
+    if (!fit) {
         return std::nullopt;
     }
-    *fit = widened(spectrum, improved(spectrum, std::move(*fit), limit, morePeaks), range);
-    *fit = withoutShoulders(spectrum, std::move(*fit), limit);
-    if (isEdge(spectrum, *fit, range)) {
-        return std::nullopt;
-    }
-    *fit = narrowed(spectrum, std::move(*fit), range, kept);
+    *fit = simplest(spectrum, std::move(*fit), range, limit, morePeaks);
     for (std::size_t number = 0; number < fit->peaks.size(); ++number) {
         fit->peaks[number].significance = likelihoodSignificance(spectrum, *fit, number);
     }

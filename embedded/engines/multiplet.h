@@ -1,10 +1,5 @@
-// A group of neighbouring peaks: which of the expected ones are there, and which are missing.
-//
-// All are fitted together in the widest region; the least significant is dropped and the rest
-// fitted again until each that is left reaches the limit. Where the model then does not describe
-// the region, it is improved (fit_improvement.h). Only after that the region is narrowed. What
-// reads as peaks but is the rounded shoulder of a step in the continuum, such as a Compton edge, is
-// told apart in the widest region.
+// A group of neighbouring peaks: decides which of the expected peaks exist and which are missing.
+// See docs/engine.md, "How it works".
 #ifndef PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 #define PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 
@@ -25,8 +20,8 @@ struct ChannelRange {
 std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
                                      ChannelRange range, double limit);
 
-// The fit in which every peak reaches the limit; nothing where none does.
-// expected: at least one; morePeaks: whether peaks beyond the expected ones are tried.
+// Returns the fit in which every peak reaches the limit, or nullopt if none does.
+// expected: at least one; morePeaks: false to try no peaks beyond the expected ones.
 std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
                                       ChannelRange range, double limit, bool morePeaks);
 

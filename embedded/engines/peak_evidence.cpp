@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "embedded/engines/calibration.h"
+#include "embedded/engines/likelihood_fit.h"
 #include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
@@ -32,44 +33,54 @@ struct FoundEdge {
     double chiSquare;
 };
 
-// A fit without some of the peaks; the others may move from where they are into their place.
-// edge: instead of them.
+// Gives the unknowns the values of a continuum with this edge.
+void putEdge(const FoundEdge& edge, Eigen::VectorXd& values) {
+    placeEdge(edge.place, values);
+    values[PeakModel::level] = edge.heights[0];
+    values[PeakModel::slope] = edge.heights[1];
+    values[PeakModel::edgeHeight] = edge.heights[2];
+}
+
+// Removes a peak from the unknowns. The level rises by its counts, because a fit falls to the
+// continuum more reliably than it rises.
+void removePeak(std::size_t peak, const Region& region, LikelihoodFit& fit,
+                Eigen::VectorXd& values) {
+    values[PeakModel::level] += values[PeakModel::area(peak)] / static_cast<double>(region.count);
+    values[PeakModel::area(peak)] = 0.0;
+    fit.fix(PeakModel::area(peak));
+    fit.fix(PeakModel::channel(peak));
+}
+
+// Fits again without some of the peaks, which an edge may replace. The other peaks may move from
+// where they are to theirs.
 RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
                      std::span<const std::size_t> peaks, const std::optional<FoundEdge>& edge) {
-    RegionFit result{fit.region, fit.expected, fit.shape, fit.values, {}, 0.0, 0.0, 0.0, {}};
+    RegionFit result = fit;
     for (std::size_t number = 0; number < result.expected.size(); ++number) {
         result.expected[number].channel = fit.peaks[number].channel;
     }
-    PeakModel model(result.region, result.expected, result.shape);
-    model.estimate(spectrum.contents);  // decides where the step is
     if (edge) {
         result.shape.edge = edge->place;
     }
-    LikelihoodFit without(spectrum, model, result.shape);
+    PeakModel model = modelOf(spectrum, result.region, result.expected, result.shape);
+    model.estimate(spectrum.contents);  // decides where the step is
+    LikelihoodFit without(spectrum, model);
     for (const std::size_t peak : peaks) {
-        // From a level continuum the fit comes down more surely than from one far below.
-        result.values[PeakModel::level] +=
-            result.values[PeakModel::area(peak)] / static_cast<double>(fit.region.count);
-        result.values[PeakModel::area(peak)] = 0.0;
-        without.fix(PeakModel::area(peak));
-        without.fix(PeakModel::channel(peak));
+        removePeak(peak, fit.region, without, result.values);
         if (edge && model.strongest() == peak) {
-            // Two steps near each other could make a peak.
+            // Two steps close to each other could form a peak.
             without.fix(PeakModel::step);
             result.values[PeakModel::step] = 0.0;
         }
     }
     if (edge) {
-        placeEdge(edge->place, result.values);
-        result.values[PeakModel::level] = edge->heights[0];
-        result.values[PeakModel::slope] = edge->heights[1];
-        result.values[PeakModel::edgeHeight] = edge->heights[2];
+        putEdge(*edge, result.values);
     }
     without.converge(result.values);
     result.values = without.values();
     result.unlikelihood = without.unlikelihood();
     result.chiSquare = without.chiSquare();
-    result.degreesOfFreedom = static_cast<double>(fit.region.count + 1) - without.freeUnknowns();
+    result.degreesOfFreedom = without.degreesOfFreedom();
     return result;
 }
 
@@ -89,7 +100,7 @@ class EdgeScan {
   public:
     EdgeScan(const Spectrum& spectrum, const RegionFit& fit, std::span<const std::size_t> peaks);
 
-    // The place in reach of the peak that leaves the least chi-square; nothing where that is much.
+    // Returns the nearby edge with the smallest chi-square, or nullopt if even that is too large.
     std::optional<FoundEdge> best(const FittedPeak& peak) const;
 
   private:
@@ -103,7 +114,7 @@ class EdgeScan {
 EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
                    std::span<const std::size_t> peaks)
     : fit_(fit) {
-    PeakModel model(fit.region, fit.expected, fit.shape);
+    PeakModel model = modelOf(spectrum, fit.region, fit.expected, fit.shape);
     model.estimate(spectrum.contents);
     Eigen::VectorXd others = fit.values;
     others[PeakModel::level] = others[PeakModel::slope] = 0.0;
@@ -203,7 +214,7 @@ void weighFaintPeaks(const Spectrum& spectrum, RegionFit& fit, double limit) {
     }
 }
 
-// Whether the stronger of two peaks stands for both.
+// Whether two peaks are too close to be separated.
 bool isUnresolved(const RegionFit& fit, std::size_t fainter, std::size_t stronger) {
     const FittedPeak& peak = fit.peaks[stronger];
     const double distance = std::abs(fit.peaks[fainter].channel - peak.channel);
@@ -215,7 +226,6 @@ bool isCertain(const FittedPeak& peak) {
     return peak.area >= leastCertainty * peak.areaUncertainty;
 }
 
-// The peak that the fit shows to be none: too faint, or not to be told from a stronger neighbour.
 std::optional<std::size_t> superfluous(const RegionFit& fit, double limit) {
     const auto significanceOf = [&fit](std::size_t number) {
         return isCertain(fit.peaks[number]) ? fit.peaks[number].significance : 0.0;

@@ -1,4 +1,5 @@
-// What speaks for a peak of a fit: what the likelihood loses without it, or with an edge instead.
+// Significance of fitted peaks: the drop in likelihood if they are removed or replaced by an edge.
+// See docs/engine.md, "Fit".
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_EVIDENCE_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_EVIDENCE_H
 
@@ -10,26 +11,23 @@
 
 namespace embedded::engines {
 
-// The significance of a peak of the fit: the root of twice the logarithm of the factor by which the
-// likelihood of the best fit rises when the peak is allowed (S. S. Wilks, Ann. Math. Stat. 9 (1938)
-// 60), by the enlargement; 0 where the area is not positive.
+// Returns the root of the gain in 2 ln(likelihood) that the peak brings, divided by the
+// enlargement; 0 if its area is not positive.
 double likelihoodSignificance(const Spectrum& spectrum, const RegionFit& fit, std::size_t peak);
 
-// The edge that stands for some of the peaks of the fit, about where the first of them is; nothing
-// where they raise 2 ln(likelihood) by more than 9, three standard deviations, above it, or where
-// it does not describe the region though the peaks do.
+// Returns the edge that explains the contents as well as some of the peaks, near the first of them.
+// Returns nullopt if the peaks raise 2 ln(likelihood) by more than 9, three standard deviations, or
+// if only they describe the region.
 std::optional<ExpectedPeak> edgeInstead(const Spectrum& spectrum, const RegionFit& fit,
                                         std::span<const std::size_t> peaks);
 
-// Gives the peaks of the fit whose areas are not many times their uncertainties the significance by
-// likelihood.
+// Replaces the significance of faint peaks by that of the likelihood.
 void weighFaintPeaks(const Spectrum& spectrum, RegionFit& fit, double limit);
 
-// Whether the area is known well enough to be one.
+// True if the area is at least twice its uncertainty.
 bool isCertain(const FittedPeak& peak);
 
-// The number of the peak that the fit shows to be none: too faint, or not to be told from a
-// stronger neighbour.
+// Returns the index of a peak that is too faint or cannot be separated from a stronger neighbour.
 std::optional<std::size_t> superfluous(const RegionFit& fit, double limit);
 
 }  // namespace embedded::engines

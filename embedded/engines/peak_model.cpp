@@ -24,55 +24,11 @@ constexpr Range widthFactorRange = {0.7, 1.4};
 constexpr Range ownWidthRange = {0.7, 2.5};
 constexpr Range tailFractionRange = {0.0, 0.5};
 constexpr Range tailLengthRange = {0.5, 4.0};
-constexpr double narrowestEdge = 0.25;  // channels
-
-constexpr double outOfSight = 8.0;  // in standard deviations: less than 1e-15 of a peak lies beyond
-
-double normalDensity(double x) {
-    constexpr double density = 0.5 * std::numbers::inv_sqrtpi * std::numbers::sqrt2;
-    return density * std::exp(-0.5 * x * x);
-}
-
-double normalDistribution(double x) {
-    return 0.5 * std::erfc(-x / std::numbers::sqrt2);
-}
+constexpr Range driftRange = {0.01, 3.5};  // at 0 its derivative is 0
+constexpr double narrowestEdge = 0.25;     // channels
 
 double channelOf(std::size_t index) {
     return static_cast<double>(index + 1);
-}
-
-// The part of a peak below a place, and its derivatives.
-struct Distribution {
-    double value;
-    double byPlace;     // in sigma
-    double byFraction;  // of the tail
-    double byLength;
-};
-
-Distribution distribution(double place, double fraction, double length) {
-    if (place > outOfSight) {
-        return {1.0, 0.0, 0.0, 0.0};
-    }
-    if (place < -outOfSight * std::max(1.0, 3.0 * length)) {
-        return {0.0, 0.0, 0.0, 0.0};
-    }
-    const double density = normalDensity(place);
-    const double below = normalDistribution(place);
-    // The exponential part of the folded distribution, exp(z/t + 1/2t^2) x Phi(-z - 1/t).
-    const double inverse = 1.0 / length;
-    const double folded =
-        std::exp(inverse * (place + 0.5 * inverse)) * normalDistribution(-place - inverse);
-    const double byLength = inverse * inverse * (density - (place + inverse) * folded);
-    return {below + fraction * folded, density + fraction * (folded * inverse - density), folded,
-            fraction * byLength};
-}
-
-// The same without a tail, for which it costs half.
-Distribution distribution(double place) {
-    if (std::abs(place) > outOfSight) {
-        return {place > 0.0 ? 1.0 : 0.0, 0.0, 0.0, 0.0};
-    }
-    return {normalDistribution(place), normalDensity(place), 0.0, 0.0};
 }
 
 // Distance below the edge in standard deviations of the peak that would be as rounded.
@@ -83,8 +39,12 @@ double edgeArgument(const Eigen::VectorXd& values, std::size_t index) {
 
 }  // namespace
 
-PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected, const Shape& shape)
-    : region_(region), expected_(std::move(expected)), shape_(shape) {
+PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected, const Shape& shape,
+                     const PeakShape& expectedShape)
+    : region_(region),
+      expected_(std::move(expected)),
+      shape_(shape),
+      expectedShape_(expectedShape) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     lowest_.setConstant(unknowns(), -infinity);
     highest_.setConstant(unknowns(), infinity);
@@ -94,13 +54,41 @@ PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected, const Sh
     };
     setRange(widthFactor, widthFactorRange);
     setRange(ownWidth, ownWidthRange);
-    setRange(tailFraction, tailFractionRange);
-    setRange(tailLength, tailLengthRange);
+    setRange(leftFraction, tailFractionRange);
+    setRange(leftLength, tailLengthRange);
+    setRange(rightFraction, tailFractionRange);
+    setRange(rightLength, tailLengthRange);
+    if (shape_.drifted) {
+        setRange(drift, driftRange);
+    }
     setRange(edgeChannel, {channelOf(region_.first), channelOf(region_.first + region_.count)});
     setRange(edgeWidth, {narrowestEdge, static_cast<double>(region_.count)});
     for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
         const auto [centre, fwhm] = expected_[peak];
         setRange(channel(peak), {centre - centroidRange * fwhm, centre + centroidRange * fwhm});
+    }
+}
+
+bool PeakModel::isFitted(Eigen::Index unknown) const {
+    switch (unknown) {
+        case curvature:
+            return shape_.curved;
+        case edgeHeight:
+        case edgeChannel:
+        case edgeWidth:
+            return shape_.edge.has_value();
+        case ownWidth:
+            return shape_.widePeak.has_value();
+        case leftFraction:
+        case leftLength:
+            return shape_.leftTail;
+        case rightFraction:
+        case rightLength:
+            return shape_.rightTail;
+        case drift:
+            return shape_.drifted;
+        default:
+            return true;
     }
 }
 
@@ -117,9 +105,13 @@ Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
     }
     values[level] = 0.5 * (low + high) / static_cast<double>(averaged);
     values[slope] = 0.5 * (high - low) / static_cast<double>(averaged);
-    values[widthFactor] = 1.0;
+    values[widthFactor] = expectedShape_.widthFactor.value;
     values[ownWidth] = 1.0;
-    values[tailLength] = usualTailLength;
+    values[leftFraction] = expectedShape_.left.fraction.value;
+    values[leftLength] = expectedShape_.left.length.value;
+    values[rightFraction] = expectedShape_.right.fraction.value;
+    values[rightLength] = expectedShape_.right.length.value;
+    values[drift] = expectedShape_.drift.value;
     values[edgeWidth] = 1.0;
 
     for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
@@ -185,11 +177,12 @@ void PeakModel::addStep(const Eigen::VectorXd& values, Eigen::VectorXd& contents
     const double perSigma = fwhmPerSigma / width(values, strongest_);
     for (std::size_t number = 0; number < region_.count; ++number) {
         const auto row = static_cast<Eigen::Index>(number);
-        const Distribution part = distribution(stepArgument(values, region_.first + number));
+        const PartBelow part =
+            partBelow(stepArgument(values, region_.first + number), nullptr, nullptr);
         contents[row] += values[step] * part.value;
         if (derivatives != nullptr) {
             auto& matrix = *derivatives;
-            const double byPlace = values[step] * part.byPlace;
+            const double byPlace = values[step] * part.byPosition;
             const double byWidth = byPlace * stepArgument(values, region_.first + number);
             matrix(row, step) = part.value;
             matrix(row, channel(strongest_)) += byPlace * perSigma;
@@ -206,11 +199,11 @@ void PeakModel::addEdge(const Eigen::VectorXd& values, Eigen::VectorXd& contents
     for (std::size_t number = 0; number < region_.count; ++number) {
         const auto row = static_cast<Eigen::Index>(number);
         const double argument = edgeArgument(values, region_.first + number);
-        const Distribution part = distribution(argument);
+        const PartBelow part = partBelow(argument, nullptr, nullptr);
         contents[row] += values[edgeHeight] * part.value;
         if (derivatives != nullptr) {
             auto& matrix = *derivatives;
-            const double byPlace = values[edgeHeight] * part.byPlace;
+            const double byPlace = values[edgeHeight] * part.byPosition;
             matrix(row, edgeHeight) = part.value;
             matrix(row, edgeChannel) = byPlace * fwhmPerSigma / values[edgeWidth];
             matrix(row, edgeWidth) = -byPlace * argument / values[edgeWidth];
@@ -218,41 +211,79 @@ void PeakModel::addEdge(const Eigen::VectorXd& values, Eigen::VectorXd& contents
     }
 }
 
+PartBelow PeakModel::Form::below(double position) const {
+    const Tail* const atLeft = left ? &*left : nullptr;
+    const Tail* const atRight = right ? &*right : nullptr;
+    return drift > 0.0 ? partBelowWithDrift(position, drift, atLeft, atRight)
+                       : partBelow(position, atLeft, atRight);
+}
+
+// A fitted tail counts even if its fraction is 0, because its derivative is needed to leave 0.
+PeakModel::Form PeakModel::formOf(const Eigen::VectorXd& values, std::size_t peak) const {
+    const double broad = broadening(values, peak);
+    Form form{width(values, peak) / fwhmPerSigma, broad, values[drift] / broad, {}, {}};
+    if (shape_.leftTail || values[leftFraction] > 0.0) {
+        form.left = Tail{values[leftFraction], values[leftLength] / broad};
+    }
+    if (shape_.rightTail || values[rightFraction] > 0.0) {
+        form.right = Tail{values[rightFraction], values[rightLength] / broad};
+    }
+    return form;
+}
+
 void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::VectorXd& contents,
                         Eigen::MatrixXd* derivatives) const {
-    const double sigma = width(values, peak) / fwhmPerSigma;
-    const double height = values[area(peak)];
-    const double fraction = values[tailFraction];
-    const double length = values[tailLength] / broadening(values, peak);
-    const auto placeOf = [&](std::size_t number) {
-        return (channelOf(region_.first + number) - 0.5 - values[channel(peak)]) / sigma;
+    const Form form = formOf(values, peak);
+    const auto boundaryBelow = [&](std::size_t number) {
+        const double channelNumber = channelOf(region_.first + number) - 0.5;
+        const double position = (channelNumber - values[channel(peak)]) / form.sigma;
+        return Boundary{position, form.below(position)};
     };
-    // A fit that comes to T = 0 finds its way back by the derivative.
-    const auto below = [&](double place) {
-        return shape_.tailed ? distribution(place, fraction, length) : distribution(place);
-    };
-    double lowPlace = placeOf(0);
-    Distribution low = below(lowPlace);
+    Boundary low = boundaryBelow(0);
     for (std::size_t number = 0; number < region_.count; ++number) {
         const auto row = static_cast<Eigen::Index>(number);
-        const double highPlace = placeOf(number + 1);
-        const Distribution high = below(highPlace);
-        contents[row] += height * (high.value - low.value);
+        const Boundary high = boundaryBelow(number + 1);
+        contents[row] += values[area(peak)] * (high.below.value - low.below.value);
         if (derivatives != nullptr) {
-            auto& matrix = *derivatives;
-            matrix(row, area(peak)) = high.value - low.value;
-            matrix(row, channel(peak)) += height * (low.byPlace - high.byPlace) / sigma;
-            const double byWidth = height * (lowPlace * low.byPlace - highPlace * high.byPlace);
-            matrix(row, widthFactor) += byWidth / values[widthFactor];
-            const double byLength = height * (high.byLength - low.byLength);
-            if (peak == shape_.widePeak) {
-                matrix(row, ownWidth) += (byWidth - byLength * length) / values[ownWidth];
-            }
-            matrix(row, tailFraction) += height * (high.byFraction - low.byFraction);
-            matrix(row, tailLength) += byLength / broadening(values, peak);
+            addDerivatives(values, peak, form, low, high, row, *derivatives);
         }
         low = high;
-        lowPlace = highPlace;
+    }
+}
+
+// The derivatives of a channel's content. The further factor to the width of a peak leaves tails
+// and drift as they are in channels, so it shortens them in sigma.
+void PeakModel::addDerivatives(const Eigen::VectorXd& values, std::size_t peak, const Form& form,
+                               const Boundary& low, const Boundary& high, Eigen::Index row,
+                               Eigen::MatrixXd& matrix) const {
+    const double height = values[area(peak)];
+    const PartBelow& one = low.below;
+    const PartBelow& other = high.below;
+    const double byWidth =
+        height * (low.position * one.byPosition - high.position * other.byPosition);
+    matrix(row, area(peak)) = other.value - one.value;
+    matrix(row, channel(peak)) += height * (one.byPosition - other.byPosition) / form.sigma;
+    matrix(row, widthFactor) += byWidth / values[widthFactor];
+    double shortening = 0.0;
+    if (form.left) {
+        const double byLength = height * (other.left.byLength - one.left.byLength);
+        matrix(row, leftFraction) += height * (other.left.byFraction - one.left.byFraction);
+        matrix(row, leftLength) += byLength / form.broadening;
+        shortening += byLength * form.left->length;
+    }
+    if (form.right) {
+        const double byLength = height * (other.right.byLength - one.right.byLength);
+        matrix(row, rightFraction) += height * (other.right.byFraction - one.right.byFraction);
+        matrix(row, rightLength) += byLength / form.broadening;
+        shortening += byLength * form.right->length;
+    }
+    if (form.drift > 0.0) {
+        const double byDrift = height * (other.byDrift - one.byDrift);
+        matrix(row, drift) += byDrift / form.broadening;
+        shortening += byDrift * form.drift;
+    }
+    if (peak == shape_.widePeak) {
+        matrix(row, ownWidth) += (byWidth - shortening) / values[ownWidth];
     }
 }
 

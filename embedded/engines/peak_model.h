@@ -1,15 +1,6 @@
-// The model of a region's contents and its unknowns.
-//
-// A peak is area x ((1 - T) Gaussian + T (Gaussian folded with an exponential that falls to lower
-// channels)): incomplete collection of charge gives peaks of germanium detectors this tail on the
-// low side (L. C. Longoria et al., Nucl. Instr. Meth. A 299 (1990) 308). All peaks of a region
-// share T, the tail's decay length in units of their sigma, and one factor to their calibrated
-// widths; one of them may have a further factor of its own, as the annihilation peak needs for the
-// motion of the electrons, which leaves the detector's tail as long as it is. Under the peaks lie a
-// parabola, which is a straight line where its curvature is held at 0, and a step
-// (1/2) height erfc((x - centroid) / (sqrt(2) sigma)) under the strongest peak, as small-angle
-// scattering makes it (G. W. Phillips and K. W. Marlow, Nucl. Instr. Meth. 137 (1976) 525).
-// Channels get the integrals over their width.
+// The model of a region's contents and its unknowns: peaks with common tails and a common width
+// factor on a continuum with a step. Channels get integrals over their width.
+// See docs/engine.md, "Peak shape".
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 
@@ -19,6 +10,9 @@
 #include <span>
 #include <vector>
 
+#include "embedded/engines/peak_profile.h"
+#include "embedded/engines/peak_shape.h"
+
 namespace embedded::engines {
 
 // A range of channels, as indexes from 0: index = channel - 1.
@@ -27,22 +21,21 @@ struct Region {
     std::size_t count;
 };
 
-// Where a peak is looked for; its centroid stays within half a width of here.
+// A peak to fit; its centroid stays within half a width of the channel.
 struct ExpectedPeak {
     double channel;
     double width;  // calibrated FWHM in channels
 };
 
-// What the data may ask for beyond Gaussians of the calibrated width on a straight continuum.
+// The unknowns of a fit beyond areas, centroids, width factor, step and a straight continuum.
 struct Shape {
     bool curved = false;
-    bool tailed = false;
-    std::optional<std::size_t> widePeak;  // the number of the one with a width of its own
-    std::optional<ExpectedPeak> edge;     // a step in the continuum, about as rounded as this peak
+    bool leftTail = false;   // fitted; otherwise as expected
+    bool rightTail = false;  // fitted; otherwise as expected
+    bool drifted = false;
+    std::optional<std::size_t> widePeak = {};  // index of the peak with a width of its own
+    std::optional<ExpectedPeak> edge = {};     // a step in the continuum, as rounded as this peak
 };
-
-// In sigma: where a fit of a tail begins.
-inline constexpr double usualTailLength = 1.5;
 
 class PeakModel {
   public:
@@ -57,8 +50,11 @@ class PeakModel {
         edgeWidth,     // of the peak that would be as rounded: FWHM in channels
         widthFactor,   // of all peaks
         ownWidth,      // further factor of the wide peak
-        tailFraction,  // T
-        tailLength,    // in sigma without the further factor
+        leftFraction,  // of each area
+        leftLength,    // in sigma without the further factor
+        rightFraction,
+        rightLength,
+        drift,  // of the centroids during the measurement, in sigma without the further factor
         firstPeak
     };
     static constexpr Eigen::Index area(std::size_t peak) {
@@ -66,23 +62,27 @@ class PeakModel {
     }
     static constexpr Eigen::Index channel(std::size_t peak) { return area(peak) + 1; }
 
-    // shape: whether there is a tail, and which peak ownWidth belongs to.
-    PeakModel(Region region, std::vector<ExpectedPeak> expected, const Shape& shape);
+    PeakModel(Region region, std::vector<ExpectedPeak> expected, const Shape& shape,
+              const PeakShape& expectedShape = {});
 
     Eigen::Index unknowns() const { return area(expected_.size()); }
+    // False for an unknown that the shape lacks.
+    bool isFitted(Eigen::Index unknown) const;
     const Region& region() const { return region_; }
+    const Shape& shape() const { return shape_; }
+    const PeakShape& expectedShape() const { return expectedShape_; }
     std::size_t strongest() const { return strongest_; }
 
-    // A first guess, without tail, from the contents of all channels. Decides which peak is the
-    // strongest.
+    // A first guess with the expected shape from the contents of all channels. Decides which peak
+    // is the strongest.
     Eigen::VectorXd estimate(std::span<const double> contents);
 
     // The range of each unknown; infinite where it has none.
     const Eigen::VectorXd& lowest() const { return lowest_; }
     const Eigen::VectorXd& highest() const { return highest_; }
 
-    // The contents of the region's channels, and, where wanted, their derivatives by the unknowns,
-    // one column for each.
+    // Computes the contents of the region's channels and, unless null, their derivatives by the
+    // unknowns, one column for each.
     void evaluate(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
                   Eigen::MatrixXd* derivatives) const;
 
@@ -101,12 +101,34 @@ class PeakModel {
                  Eigen::MatrixXd* derivatives) const;
     void addEdge(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
                  Eigen::MatrixXd* derivatives) const;
+    // The shape of one peak, in its own sigma.
+    struct Form {
+        double sigma;  // channels
+        double broadening;
+        double drift;
+        std::optional<Tail> left;
+        std::optional<Tail> right;
+
+        PartBelow below(double position) const;
+    };
+
+    // A boundary between channels, seen from a peak.
+    struct Boundary {
+        double position;  // in sigma from the centroid
+        PartBelow below;
+    };
+
+    Form formOf(const Eigen::VectorXd& values, std::size_t peak) const;
     void addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::VectorXd& contents,
                  Eigen::MatrixXd* derivatives) const;
+    void addDerivatives(const Eigen::VectorXd& values, std::size_t peak, const Form& form,
+                        const Boundary& low, const Boundary& high, Eigen::Index row,
+                        Eigen::MatrixXd& matrix) const;
 
     Region region_;
     std::vector<ExpectedPeak> expected_;
     Shape shape_;
+    PeakShape expectedShape_;
     Eigen::VectorXd lowest_;
     Eigen::VectorXd highest_;
     std::size_t strongest_ = 0;

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "embedded/engines/multiplet.h"
+#include "embedded/engines/shape_measurement.h"
 #include "embedded/engines/spectrum.h"
 
 namespace embedded::engines {
@@ -157,6 +158,9 @@ std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings
         groupsOf(spectrum, channelsOf(candidates), largest), [&](const auto& group, auto range) {
             return fitCoarsely(spectrum, group, range, firstPassPart * settings.limit);
         });
+    const ShapeCalibration shapes = measureShapes(spectrum, coarse);
+    Spectrum calibrated = spectrum;
+    calibrated.shapes = &shapes;
     // What stands out by itself is looked at again, should a bad fit of its group have lost it.
     std::vector<double> channels = channelsOf(coarse);
     for (const Candidate& candidate : candidates) {
@@ -166,7 +170,7 @@ std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings
     }
     std::ranges::sort(channels);
     return fitAll(groupsOf(spectrum, channels, largest), [&](const auto& group, auto range) {
-        return fitMultiplet(spectrum, group, range, settings.limit, settings.multiplets);
+        return fitMultiplet(calibrated, group, range, settings.limit, settings.multiplets);
     });
 }
 

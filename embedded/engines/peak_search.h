@@ -1,5 +1,5 @@
-// The peaks of a whole spectrum: second differences propose candidates, generously
-// (spectrum.h); fits of neighbouring ones decide (multiplet.h).
+// The peaks of a whole spectrum: second differences propose candidates, fits decide.
+// See docs/engine.md, "How it works".
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_SEARCH_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_SEARCH_H
 

@@ -13,6 +13,8 @@
 #include <span>
 #include <vector>
 
+#include "embedded/engines/shape_calibration.h"
+
 namespace embedded::engines {
 
 // All of all channels, channel 1 first; not owned.
@@ -22,8 +24,12 @@ struct Spectrum {
     // Variance of a content beyond that of counting, as the subtraction of a background leaves it;
     // empty where the contents are counts.
     std::span<const double> excess = {};
+    const ShapeCalibration* shapes = nullptr;  // if known
 
     double excessAt(std::size_t index) const { return excess.empty() ? 0.0 : excess[index]; }
+    PeakShape shapeAt(double channel) const {
+        return shapes == nullptr ? PeakShape{} : shapes->at(channel);
+    }
 };
 
 // The variance of each content beyond that of a count, for a spectrum from which a background was

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <utility>
 #include <vector>
+
+#include "embedded/engines/likelihood_fit.h"
+#include "embedded/engines/shape_calibration.h"
 
 namespace {
 
@@ -11,16 +15,24 @@ using namespace embedded::engines;
 
 // A wrong one spoils uncertainties and ends fits too early; from where one is 0 no fit returns.
 TEST(PeakModel, HasTheDerivativesOfItsContents) {
-    for (const auto& [widePeak, tailFraction] : {std::pair(0U, 0.2), std::pair(1U, 0.0)}) {
-        const PeakModel model({100, 40}, {{115.3, 5.0}, {124.1, 5.2}}, {true, true, widePeak, {}});
+    for (const auto& [widePeak, fraction] : {std::pair(0U, 0.2), std::pair(1U, 0.0)}) {
+        const Shape shape{.curved = true,
+                          .leftTail = true,
+                          .rightTail = true,
+                          .drifted = widePeak == 0U,
+                          .widePeak = widePeak};
+        const PeakModel model({100, 40}, {{115.3, 5.0}, {124.1, 5.2}}, shape);
         Eigen::VectorXd values(model.unknowns());
-        values << 50.0, 5.0, 3.0, 20.0, 30.0, 130.2, 3.0, 1.1, 1.3, tailFraction, 1.4, 400.0, 115.1,
-            900.0, 124.4;
+        values << 50.0, 5.0, 3.0, 20.0, 30.0, 130.2, 3.0, 1.1, 1.3, fraction, 1.4, fraction, 1.8,
+            shape.drifted ? 1.2 : 0.0, 400.0, 115.1, 900.0, 124.4;
         Eigen::VectorXd below;
         Eigen::VectorXd above;
         Eigen::MatrixXd derivatives;
         model.evaluate(values, below, &derivatives);
         for (Eigen::Index unknown = 0; unknown < values.size(); ++unknown) {
+            if (unknown == PeakModel::drift && !shape.drifted) {
+                continue;
+            }
             const Eigen::VectorXd moved = Eigen::VectorXd::Unit(values.size(), unknown) * 1e-4;
             model.evaluate(values - moved, below, nullptr);
             model.evaluate(values + moved, above, nullptr);
@@ -33,16 +45,38 @@ TEST(PeakModel, HasTheDerivativesOfItsContents) {
 // What belongs to peaks that are left out must not keep the rest from moving.
 TEST(LikelihoodFit, FindsTheContinuumWithoutItsPeaks) {
     const std::vector<double> contents(40, 50.0);
-    const Shape shape = {true, true, 0U, {}};
-    PeakModel model({0, 40}, {{20.0, 5.0}}, shape);
+    PeakModel model({0, 40}, {{20.0, 5.0}}, {.curved = true, .leftTail = true, .widePeak = 0U});
     Eigen::VectorXd values = model.estimate(contents);
     values[PeakModel::level] = 200.0;
     values[PeakModel::area(0)] = 0.0;
     const Spectrum spectrum{contents, {}};
-    LikelihoodFit fit(spectrum, model, shape);
+    LikelihoodFit fit(spectrum, model);
     fit.fix(PeakModel::area(0));
     fit.converge(values);
     EXPECT_NEAR(0.0, fit.unlikelihood(), 0.01);
+}
+
+struct Measurement {
+    std::vector<double> values;  // at channels 100, 200, ..., with a standard deviation of 0.1
+    double expected;             // at channel 250
+    double largestDeviation;
+};
+
+TEST(SmoothFunction, OutliersAreLeftOut) {
+    for (const auto& [values, expected, largestDeviation] :
+         {Measurement{{1.0, 1.1, 1.0, 0.9, 1.0}, 1.0, 0.06},
+          Measurement{{1.0, 2.0, 3.0, 4.0, 5.0}, 2.5, 0.06},
+          Measurement{{1.0, 1.1, 9.0, 0.9, 1.0}, 1.0, 0.06}, Measurement{{1.0, 3.0}, 2.0, 2.0}}) {
+        std::vector<MeasuredValue> measured;
+        for (const double value : values) {
+            const auto channel = 100.0 * static_cast<double>(measured.size() + 1);
+            measured.push_back({channel, {value, 0.01}});
+        }
+        const Expectation found = SmoothFunction::through(measured)->at(250.0);
+        EXPECT_NEAR(expected, found.value, 1e-9);
+        EXPECT_LT(std::sqrt(found.variance), largestDeviation);
+        EXPECT_GT(std::sqrt(found.variance), 0.5 * largestDeviation);
+    }
 }
 
 }  // namespace

@@ -170,6 +170,47 @@ TEST(PeakSearch, TakesABroadOrTailedPeakForOne) {
     }
 }
 
+struct Tailed {
+    double left;
+    double right;
+    double drift;  // in widths
+};
+
+// Pile-up, drift and incomplete collection of charge make no second peak and hide no counts,
+// neither of a strong peak nor of the faint ones beside it.
+TEST(PeakSearch, TailsAndDriftMakeNoSecondPeakAndHideNoCounts) {
+    auto random = simulated::repeatableRandom(12);
+    for (const auto& [left, right, drift] :
+         {Tailed{0.0, 0.02, 0.0}, Tailed{0.0, 0.05, 0.0}, Tailed{0.0, 0.0, 0.5},
+          Tailed{0.0, 0.0, 1.0}, Tailed{0.05, 0.05, 0.0}, Tailed{0.15, 0.0, 0.0}}) {
+        Pulls faint;
+        double strong = 0.0;
+        constexpr int spectra = 4;
+        for (int number = 0; number < spectra; ++number) {
+            SimulatedSpectrum spectrum;
+            for (int peak = 1; peak <= 14; ++peak) {
+                const double area = peak % 3 == 0 ? 3e5 : (peak % 2 == 0 ? 1000.0 : 3000.0);
+                spectrum.addPeak(260.3 * peak, area, 1.0, left, right, drift);
+            }
+            auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+            EXPECT_EQ(14U, found.size()) << left << " " << right << " " << drift;
+            for (int peak = 1; peak <= 14; ++peak) {
+                for (const FittedPeak& one : take(found, 260.3 * peak, 4.0)) {
+                    if (peak % 3 == 0) {
+                        strong += one.area / (4.0 * spectra * 3e5);
+                    } else {
+                        const double area = peak % 2 == 0 ? 1000.0 : 3000.0;
+                        faint.add((one.area - area) / one.areaUncertainty);
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(10 * spectra, faint.count);
+        EXPECT_NEAR(0.0, faint.mean(), 0.45) << left << " " << right << " " << drift;
+        EXPECT_NEAR(1.0, strong, 0.003) << left << " " << right << " " << drift;
+    }
+}
+
 // Currie's limit for a search at 5 sigma on a background of 4.5 counts, found 95 times in 100.
 TEST(PeakSearch, FindsFaintPeaksInFewCounts) {
     auto random = simulated::repeatableRandom(8);

@@ -51,20 +51,27 @@ class SimulatedSpectrum {
     }
 
     // broadening: of the calibrated width; tail: the part that trails off to lower channels, by
-    // 1.5 calibrated sigma on the average.
-    void addPeak(double channel, double area, double broadening = 1.0, double tail = 0.0) {
+    // 1.5 calibrated sigma on the average; rightTail: the same to higher channels; drift: of the
+    // centroid during the measurement, in calibrated widths around the channel.
+    void addPeak(double channel, double area, double broadening = 1.0, double tail = 0.0,
+                 double rightTail = 0.0, double drift = 0.0) {
         const double sigma = broadening * width(channel) / fwhmPerSigma;
         const double length = 1.5 / broadening;
         const auto below = [&](double place) {
-            const double z = (place - channel) / sigma;
-            const double trailing = z > 8.0 ? 0.0
-                                            : std::exp((z + 0.5 / length) / length) *
-                                                  normalDistribution(-z - 1.0 / length);
-            return normalDistribution(z) + tail * trailing;
+            return normalDistribution(place) + tail * raised(place, length) -
+                   rightTail * raised(-place, length);
         };
-        for (std::size_t index = 0; index < channelCount; ++index) {
-            const auto number = static_cast<double>(index + 1);
-            means_[index] += area * (below(number + 0.5) - below(number - 0.5));
+        constexpr int steps = 20;
+        for (int step = 0; step < (drift > 0.0 ? steps : 1); ++step) {
+            const double centroid =
+                drift > 0.0 ? channel + drift * width(channel) * ((step + 0.5) / steps - 0.5)
+                            : channel;
+            const double part = drift > 0.0 ? area / steps : area;
+            for (std::size_t index = 0; index < channelCount; ++index) {
+                const double place = (static_cast<double>(index + 1) - centroid) / sigma;
+                const double half = 0.5 / sigma;
+                means_[index] += part * (below(place + half) - below(place - half));
+            }
         }
     }
 
@@ -107,6 +114,13 @@ class SimulatedSpectrum {
     }
 
   private:
+    // What folding with an exponential adds to the part of a Gaussian below a place.
+    static double raised(double place, double length) {
+        return place > 8.0 ? 0.0
+                           : std::exp((place + 0.5 / length) / length) *
+                                 normalDistribution(-place - 1.0 / length);
+    }
+
     std::vector<double> widths_;
     std::vector<double> means_;
 };

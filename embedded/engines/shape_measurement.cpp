@@ -1,0 +1,276 @@
+#include "embedded/engines/shape_measurement.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace embedded::engines {
+
+namespace {
+
+constexpr double strongSignificance = 50.0;
+constexpr std::size_t mostPeaks = 32;
+constexpr double regionReach = 4.0;  // in widths
+
+// A fainter peak nearer than this, in widths, may be the tail of a stronger one. Two of similar
+// areas are a doublet, whose shape is not known.
+constexpr double tailReach = 2.5;
+constexpr double doubletPart = 0.5;
+
+constexpr double requiredGainOfPeak = 25.0;  // in -2 ln(likelihood)
+constexpr double absentFraction = 0.01;      // standard deviation of the fraction of an absent tail
+constexpr double significantDeviation = 3.0;  // in standard deviations
+
+// A drift of all peaks must reduce -2 ln(likelihood) of the strongest to this part.
+constexpr double remainingPart = 0.7;
+constexpr std::size_t mostForDrift = 6;
+constexpr std::size_t several = 3;
+
+constexpr double greatestReducedChiSquare = 10.0;
+
+// A strong peak, the first, and its neighbours.
+struct Group {
+    std::vector<ExpectedPeak> peaks;       // without those that may be its tails
+    std::vector<ExpectedPeak> satellites;  // those that may be
+    Region region;
+};
+
+Region regionOf(const Spectrum& spectrum, const ExpectedPeak& peak) {
+    const auto last = static_cast<double>(spectrum.contents.size());
+    const double reach = regionReach * peak.width;
+    const auto first =
+        static_cast<std::size_t>(std::clamp(std::ceil(peak.channel - reach), 1.0, last));
+    const auto end =
+        static_cast<std::size_t>(std::clamp(std::floor(peak.channel + reach), 1.0, last));
+    return {first - 1, end - first + 1};
+}
+
+std::optional<Group> groupOf(const Spectrum& spectrum, std::span<const FittedPeak> peaks,
+                             const FittedPeak& strong) {
+    std::vector<double> channels = {strong.channel};
+    std::vector<double> satellites;
+    for (const FittedPeak& peak : peaks) {
+        const double distance = std::abs(peak.channel - strong.channel) / strong.width;
+        if (distance == 0.0 || distance > regionReach + 1.0) {
+            continue;
+        }
+        if (distance > tailReach) {
+            channels.push_back(peak.channel);
+        } else if (peak.area > doubletPart * strong.area) {
+            return std::nullopt;
+        } else {
+            satellites.push_back(peak.channel);
+        }
+    }
+    Group group{expectedAt(spectrum, channels), expectedAt(spectrum, satellites), {}};
+    group.region = regionOf(spectrum, group.peaks.front());
+    return group;
+}
+
+// A bad fit, which a tail makes of a first look, enlarges the uncertainty of a strong peak.
+bool isStrong(const FittedPeak& peak) {
+    return peak.significance * std::sqrt(std::max(1.0, peak.reducedChiSquare)) >=
+           strongSignificance;
+}
+
+std::vector<Group> strongGroups(const Spectrum& spectrum, std::span<const FittedPeak> peaks) {
+    std::vector<FittedPeak> strong;
+    std::ranges::copy_if(peaks, std::back_inserter(strong), isStrong);
+    std::ranges::sort(strong, std::ranges::greater(), &FittedPeak::area);
+    std::vector<Group> groups;
+    for (const FittedPeak& peak : strong) {
+        if (groups.size() == mostPeaks) {
+            break;
+        }
+        if (auto group = groupOf(spectrum, peaks, peak)) {
+            groups.push_back(std::move(*group));
+        }
+    }
+    return groups;
+}
+
+constexpr Shape bothTails{.leftTail = true, .rightTail = true};
+
+using Fits = std::vector<std::optional<RegionFit>>;  // of the groups, in their order
+
+// With a curved continuum if the region is not described without. earlier: a fit to begin with.
+std::optional<RegionFit> fitShape(const Spectrum& spectrum, const Group& group, Shape shape,
+                                  const std::optional<RegionFit>& earlier = std::nullopt) {
+    shape.curved = earlier && earlier->shape.curved;
+    auto fit = fitRegion(spectrum, group.region, group.peaks, shape, earlier ? &*earlier : nullptr);
+    if (fit && !earlier && !describesRegion(*fit)) {
+        shape.curved = true;
+        if (auto curved = fitRegion(spectrum, group.region, group.peaks, shape, &*fit)) {
+            fit = std::move(curved);
+        }
+    }
+    return fit;
+}
+
+// earlier: fits of the first groups to begin with.
+Fits fitShapes(const Spectrum& spectrum, std::span<const Group> groups, const Shape& shape,
+               const Fits& earlier = {}) {
+    Fits fits;
+    for (std::size_t number = 0; number < groups.size(); ++number) {
+        fits.push_back(fitShape(spectrum, groups[number], shape,
+                                number < earlier.size() ? earlier[number] : std::nullopt));
+    }
+    return fits;
+}
+
+// The gain in -2 ln(likelihood) of a better fit, less what its own misfit makes of it.
+double gainOf(const RegionFit& worse, const RegionFit& better) {
+    const double enlargement = enlargementOf(better);
+    return (worse.unlikelihood - better.unlikelihood) / (enlargement * enlargement);
+}
+
+// Removes the groups of which it is not known whether their satellites are tails, if there are
+// enough others.
+void removeUndecided(std::vector<Group>& groups) {
+    const auto isDecided = [](const Group& group) { return group.satellites.empty(); };
+    if (std::ranges::count_if(groups, isDecided) >= static_cast<std::ptrdiff_t>(several)) {
+        std::erase_if(groups, std::not_fn(isDecided));
+    }
+}
+
+// Takes the satellites for peaks if their group is not described by tails alone.
+void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
+    for (Group& group : groups) {
+        if (group.satellites.empty()) {
+            continue;
+        }
+        const double required = requiredGainOfPeak * static_cast<double>(group.satellites.size());
+        Group other = group;
+        other.peaks.insert(other.peaks.end(), group.satellites.begin(), group.satellites.end());
+        const auto tails = fitShape(spectrum, group, bothTails);
+        const auto peaks = fitShape(spectrum, other, bothTails);
+        if (peaks && (!tails || gainOf(*tails, *peaks) > required)) {
+            other.satellites.clear();
+            group = std::move(other);
+        }
+    }
+}
+
+// A fit that does not describe its region may be of an unknown doublet, so it counts only among
+// several.
+std::vector<MeasuredValue> measured(const Fits& fits, Eigen::Index unknown) {
+    const double greatest = fits.size() < several ? 1.0 : greatestReducedChiSquare;
+    std::vector<MeasuredValue> values;
+    for (const auto& fit : fits) {
+        if (fit && (describesRegion(*fit) || fit->chiSquare < greatest * fit->degreesOfFreedom)) {
+            const double enlargement = enlargementOf(*fit);
+            const double variance = fit->variances[unknown] * enlargement * enlargement;
+            values.push_back({fit->peaks.front().channel, {fit->values[unknown], variance}});
+        }
+    }
+    return values;
+}
+
+bool isSignificant(const Expectation& value) {
+    return value.value > significantDeviation * std::sqrt(value.variance);
+}
+
+// The decay length of the tails that are seen.
+std::optional<SmoothFunction> lengthOf(const Fits& fits, Eigen::Index fraction) {
+    const std::vector<MeasuredValue> fractions = measured(fits, fraction);
+    const std::vector<MeasuredValue> lengths = measured(fits, fraction + 1);
+    std::vector<MeasuredValue> seen;
+    for (std::size_t number = 0; number < fractions.size(); ++number) {
+        if (isSignificant(fractions[number].value)) {
+            seen.push_back(lengths[number]);
+        }
+    }
+    const auto function = SmoothFunction::through(std::move(seen));
+    return function ? std::optional(function->exact()) : std::nullopt;
+}
+
+// Whether most peaks have the tail, and not only a few that hide a neighbour.
+bool isCommon(const std::vector<MeasuredValue>& fractions) {
+    constexpr double deviationOfMedian = 1.2533;  // of that of the mean, for a normal distribution
+    std::vector<double> values;
+    double weight = 0.0;
+    for (const MeasuredValue& fraction : fractions) {
+        values.push_back(fraction.value.value);
+        weight += 1.0 / std::sqrt(fraction.value.variance);
+    }
+    if (values.empty()) {
+        return false;
+    }
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    const double meanDeviation = static_cast<double>(values.size()) / weight;
+    return *middle > significantDeviation * deviationOfMedian * meanDeviation /
+                         std::sqrt(static_cast<double>(values.size()));
+}
+
+// The fraction of the tail; about 0 if most peaks have none.
+std::optional<SmoothFunction> fractionOf(const Fits& fits, Eigen::Index fraction) {
+    std::vector<MeasuredValue> values = measured(fits, fraction);
+    if (!isCommon(values)) {
+        const auto count = static_cast<double>(values.size());
+        for (MeasuredValue& value : values) {
+            value.value = {0.0, absentFraction * absentFraction * count};
+        }
+    }
+    return SmoothFunction::through(std::move(values));
+}
+
+double unlikelihoodOf(const Fits& fits) {
+    double sum = 0.0;
+    for (const auto& fit : fits) {
+        sum += fit ? fit->unlikelihood : 0.0;
+    }
+    return sum;
+}
+
+// The drift of the peaks if the strongest are described clearly better with it.
+std::optional<SmoothFunction> driftOf(const Spectrum& spectrum, std::span<const Group> groups,
+                                      const Fits& fits) {
+    const std::size_t count = std::min(groups.size(), mostForDrift);
+    const Fits without(fits.begin(), fits.begin() + static_cast<std::ptrdiff_t>(count));
+    const bool isDescribed =
+        std::ranges::all_of(without, [](const auto& fit) { return !fit || describesRegion(*fit); });
+    if (isDescribed || count < several) {
+        return std::nullopt;
+    }
+    const Shape drifted{.leftTail = true, .rightTail = true, .drifted = true};
+    const Fits with = fitShapes(spectrum, groups.first(count), drifted, without);
+    if (unlikelihoodOf(with) > remainingPart * unlikelihoodOf(without)) {
+        return std::nullopt;
+    }
+    const auto function = SmoothFunction::through(measured(with, PeakModel::drift));
+    return function ? std::optional(function->exact()) : std::nullopt;
+}
+
+}  // namespace
+
+// The quantities depend on each other, so they are measured one after the other, each with the
+// earlier ones as functions of the channel.
+ShapeCalibration measureShapes(const Spectrum& spectrum, std::span<const FittedPeak> peaks) {
+    std::vector<Group> groups = strongGroups(spectrum, peaks);
+    acceptSatellites(spectrum, groups);
+    removeUndecided(groups);
+    ShapeCalibration shapes;
+    Spectrum calibrated = spectrum;
+    calibrated.shapes = &shapes;
+    Fits fits = fitShapes(calibrated, groups, bothTails);
+    shapes.drift = driftOf(calibrated, groups, fits);
+    if (shapes.drift) {
+        fits = fitShapes(calibrated, groups, bothTails);
+    }
+    shapes.left.length = lengthOf(fits, PeakModel::leftFraction);
+    shapes.right.length = lengthOf(fits, PeakModel::rightFraction);
+    fits = fitShapes(calibrated, groups, bothTails, fits);
+    shapes.left.fraction = fractionOf(fits, PeakModel::leftFraction);
+    shapes.right.fraction = fractionOf(fits, PeakModel::rightFraction);
+    fits = fitShapes(calibrated, groups, {}, fits);
+    shapes.widthFactor = SmoothFunction::through(measured(fits, PeakModel::widthFactor));
+    return shapes;
+}
+
+}  // namespace embedded::engines
