@@ -75,6 +75,8 @@ void Analysis::restrictSearch() {
     if (first < 1 || end < first || end > last) {
         throw EngineFailure(status::badSetting);
     }
+    inRange_.assign(contents_.size(), 0.0);
+    std::fill(inRange_.begin() + (first - 1), inRange_.begin() + end, 1.0);
     // Nobody expects peaks at energies below 0, which many calibrations give the first channels.
     for (std::int32_t channel = first; channel <= end; ++channel) {
         const double width = widths_[static_cast<std::size_t>(channel) - 1];
@@ -168,8 +170,8 @@ void Analysis::identifyNuclides(bool nuclidesRequired) {
     const NuclideLibrary library(dataSource_, searched, calibration_, search_.limit);
     const Findings findings =
         isScintillator(calibration_)
-            ? identifyInScintillator(searched, calibration_, peaks, library.nuclides(), rules_,
-                                     search_.limit)
+            ? identifyInScintillator({.contents = contents_, .widths = inRange_, .excess = excess_},
+                                     calibration_, peaks, library.nuclides(), rules_, search_.limit)
             : identify(peaks, library.nuclides(), rules_, library.elements());
 
     dataSource_.deleteRecords(QAR_CLS_RESULT);

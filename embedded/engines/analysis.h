@@ -51,6 +51,7 @@ class Analysis {
     WidthCalibration widthCalibration_;
     bool isCorrected_ = false;  // whether the energies of calibration_ are
     std::vector<double> widths_;
+    std::vector<double> inRange_;  // 1 in the channels of the search, 0 in others
     bool leftOutChannels_ = false;
     SearchSettings search_{};
     MatchingRules rules_{};

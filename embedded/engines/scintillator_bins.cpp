@@ -17,38 +17,80 @@ constexpr std::size_t fewestBins = 12;
 constexpr double thresholdRise = 0.7;
 constexpr double partAboveThreshold = 0.1;  // of the mean content of the next few channels
 
-// The first channel above the threshold, from 0.
-std::size_t firstChannel(const Spectrum& spectrum, const Calibration& calibration) {
-    const std::size_t count = spectrum.contents.size();
-    std::size_t index = 0;
-    const auto energy = [&](std::size_t channel) {
-        return energyAt(calibration, static_cast<double>(channel + 1));
-    };
-    while (index < count &&
-           (energy(index) < lowestEnergy || widthAtEnergy(calibration, energy(index)) <= 0.0)) {
-        ++index;
+class Channels {
+  public:
+    Channels(const Spectrum& spectrum, const Calibration& calibration)
+        : spectrum_(spectrum), calibration_(calibration) {}
+
+    // Channels count from 0 here.
+    std::size_t count() const { return spectrum_.contents.size(); }
+    double energy(std::size_t channel) const {
+        return energyAt(calibration_, static_cast<double>(channel + 1));
     }
-    for (; index < count; ++index) {
-        const double reach = energy(index) + widthAtEnergy(calibration, energy(index));
-        double sum = 0.0;
-        std::size_t channels = 0;
-        for (std::size_t next = index; next < count && (channels == 0 || energy(next) < reach);
-             ++next, ++channels) {
-            sum += spectrum.contents[next];
-        }
-        if (sum > 0.0 &&
-            spectrum.contents[index] >= partAboveThreshold * sum / static_cast<double>(channels)) {
-            break;
-        }
+    double lowerEdge(std::size_t channel) const {
+        return energyAt(calibration_, static_cast<double>(channel) + 0.5);
     }
-    if (index == 0 || index >= count || energy(index) < 1.5 * lowestEnergy) {
-        return index;
+    double fwhm(std::size_t channel) const { return widthAtEnergy(calibration_, energy(channel)); }
+    // In FWHM.
+    double width(std::size_t channel) const {
+        return energyPerChannel(calibration_, static_cast<double>(channel + 1)) / fwhm(channel);
     }
-    const double end = energy(index) + thresholdRise * widthAtEnergy(calibration, energy(index));
-    while (index < count && energy(index) < end) {
-        ++index;
+    bool isUsable(std::size_t channel) const {
+        return spectrum_.widths[channel] > 0.0 && energy(channel) >= lowestEnergy &&
+               fwhm(channel) > 0.0;
     }
-    return index;
+    std::size_t firstUsable() const;
+    // The first usable channel above the detector's threshold.
+    std::size_t firstAboveThreshold() const;
+
+  private:
+    double meanAbove(std::size_t channel) const;
+
+    const Spectrum& spectrum_;
+    const Calibration& calibration_;
+};
+
+std::size_t Channels::firstUsable() const {
+    std::size_t channel = 0;
+    while (channel < count() && !isUsable(channel)) {
+        ++channel;
+    }
+    return channel;
+}
+
+// Mean content from the channel to one FWHM above it.
+double Channels::meanAbove(std::size_t channel) const {
+    const double end = energy(channel) + fwhm(channel);
+    double sum = 0.0;
+    std::size_t channels = 0;
+    for (std::size_t next = channel; next < count() && energy(next) <= end; ++next) {
+        sum += spectrum_.contents[next];
+        ++channels;
+    }
+    return sum / static_cast<double>(channels);
+}
+
+std::size_t Channels::firstAboveThreshold() const {
+    const std::size_t first = firstUsable();
+    std::size_t channel = first;
+    while (channel < count() && isUsable(channel) &&
+           !(spectrum_.contents[channel] > 0.0 &&
+             spectrum_.contents[channel] >= partAboveThreshold * meanAbove(channel))) {
+        ++channel;
+    }
+    if (channel == first || channel >= count()) {
+        return channel;
+    }
+    const double end = energy(channel) + thresholdRise * fwhm(channel);
+    while (channel < count() && energy(channel) < end) {
+        ++channel;
+    }
+    return channel;
+}
+
+Eigen::VectorXd vectorOf(const std::vector<double>& values) {
+    return Eigen::Map<const Eigen::VectorXd>(values.data(),
+                                             static_cast<Eigen::Index>(values.size()));
 }
 
 }  // namespace
@@ -72,47 +114,32 @@ Eigen::Index ScintillatorBins::binAt(double energy) const {
 }
 
 ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& calibration) {
+    const Channels channels(spectrum, calibration);
+    std::size_t channel = channels.firstAboveThreshold();
     std::vector<double> counts;
     std::vector<double> excess;
-    std::vector<double> edges;
+    std::vector<double> edges = {channels.lowerEdge(channel)};
     std::vector<double> positions = {0.0};
-    const std::size_t count = spectrum.contents.size();
-    std::size_t index = firstChannel(spectrum, calibration);
-    if (index < count) {
-        edges.push_back(energyAt(calibration, static_cast<double>(index) + 0.5));
-    }
-    // The last channel often holds what lies beyond it.
-    while (index + 1 < count) {
-        double sum = 0.0;
-        double variance = 0.0;
-        double width = 0.0;
-        for (; index + 1 < count && width < binWidth; ++index) {
-            const auto channel = static_cast<double>(index + 1);
-            const double fwhm = widthAtEnergy(calibration, energyAt(calibration, channel));
-            if (fwhm <= 0.0) {
-                index = count;
-                break;
-            }
-            sum += spectrum.contents[index];
-            variance += spectrum.excessAt(index);
-            width += energyPerChannel(calibration, channel) / fwhm;
+    double sum = 0.0;
+    double variance = 0.0;
+    double width = 0.0;
+    // The last channel often holds everything beyond it.
+    for (; channel + 1 < channels.count() && channels.isUsable(channel); ++channel) {
+        sum += spectrum.contents[channel];
+        variance += spectrum.excessAt(channel);
+        width += channels.width(channel);
+        if (width >= binWidth) {
+            counts.push_back(sum);
+            excess.push_back(variance);
+            edges.push_back(channels.lowerEdge(channel + 1));
+            positions.push_back(positions.back() + width);
+            sum = variance = width = 0.0;
         }
-        if (width < binWidth) {
-            break;
-        }
-        counts.push_back(sum);
-        excess.push_back(variance);
-        edges.push_back(energyAt(calibration, static_cast<double>(index) + 0.5));
-        positions.push_back(positions.back() + width);
     }
     if (counts.size() < fewestBins) {
         return {};
     }
-    const auto vector = [](const std::vector<double>& values) -> Eigen::VectorXd {
-        return Eigen::Map<const Eigen::VectorXd>(values.data(),
-                                                 static_cast<Eigen::Index>(values.size()));
-    };
-    return {vector(counts), vector(excess), vector(edges), vector(positions)};
+    return {vectorOf(counts), vectorOf(excess), vectorOf(edges), vectorOf(positions)};
 }
 
 }  // namespace embedded::engines

@@ -36,8 +36,8 @@ struct ScintillatorBins {
     double centre(Eigen::Index bin) const { return 0.5 * (edges[bin] + edges[bin + 1]); }
 };
 
-// Bins from the detector's threshold to the last channel.
-// searched: channels with a width above 0 in the spectrum. Empty if too little is left to fit.
+// Bins from the detector's threshold to the last channel but one, of channels whose width in the
+// spectrum is not 0. Empty if too few bins are left to fit.
 ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& calibration);
 
 }  // namespace embedded::engines

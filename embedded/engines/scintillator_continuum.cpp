@@ -15,7 +15,7 @@ constexpr double coarseDistance = 1.5;       // FWHM between knots
 constexpr double baselineUncertainty = 0.4;  // of the baseline
 constexpr double contentUncertainty = 0.15;  // of the contents, under peaks
 constexpr double fineDistance = 0.75;
-constexpr double fineUncertainty = 0.01;  // of the contents
+constexpr double fineUncertainty = 0.02;  // of the contents
 constexpr double binUncertainty = 0.015;  // of the contents, in each bin
 constexpr double leastVariance = 0.05;
 

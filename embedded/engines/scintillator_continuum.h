@@ -1,7 +1,7 @@
 // The smooth part of a scintillator's spectrum, and the noise, as a covariance.
 //
 // Contents = templates + continuum + noise. The continuum is a baseline, clipped under peaks, plus
-// a coarse spline that may change most of it and a fine spline of 1 % of the contents, because no
+// a coarse spline that may change most of it and a fine spline of 2 % of the contents, because no
 // response is known exactly; the noise is that of counting and a part of each content. All are
 // Gaussian, so that a fit of templates needs only their covariance.
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_CONTINUUM_H

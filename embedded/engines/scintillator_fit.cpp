@@ -20,6 +20,7 @@ constexpr double greatestDeviations = 3.0;  // beyond which a detector state is 
 constexpr double implausibleWeight = 10.0;
 constexpr double ridge = 1e-6;  // for templates that do not differ from uncertainties or others
 constexpr double leastCurvature = 1e-30;
+constexpr double leastPartOfAssumed = 0.3;  // of the activity that uncertainties are computed for
 constexpr double sameObjective = 2.0;
 constexpr double freeActivity = 3.0;  // deviation of an activity that may have any value
 constexpr double strongPart = 0.3;    // of a template's greatest content
@@ -135,6 +136,7 @@ Eigen::VectorXd ScintillatorFit::greatestActivities(const Eigen::MatrixXd& templ
 
 // Activities and likelihood at the model's detector state; returns a better state in deviations.
 Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
+    const Eigen::VectorXd assumed = model.activities;
     const Eigen::MatrixXd uncertain = uncertainties(model);
     const Eigen::MatrixXd shapes = templates(model.nuclides, model.state);
     // The state's deviations count from the calibration, the templates are those of the state.
@@ -159,7 +161,12 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
     model.misfit = std::max(1.0, meanSquare(left - system.uncertain * values));
     const double objective = left.squaredNorm() - half.squaredNorm() + system.logDeterminant() +
                              implausibility(values.head(stateSize));
-    model.objective = std::isfinite(objective) ? objective : std::numeric_limits<double>::max();
+    // Uncertainties of a nuclide must not explain what its template does not.
+    const bool areUncertaintiesTooLarge =
+        (model.activities.array() < leastPartOfAssumed * assumed.array()).any();
+    model.objective = std::isfinite(objective) && !areUncertaintiesTooLarge
+                          ? objective
+                          : std::numeric_limits<double>::max();
     return values.head(stateSize);
 }
 
@@ -167,7 +174,7 @@ void ScintillatorFit::refine(ScintillatorModel& model, int passes) const {
     ScintillatorModel best;
     for (int number = 0; number < passes; ++number) {
         const Eigen::VectorXd state = pass(model);
-        if (number == 0 || model.objective < best.objective + sameObjective) {
+        if (number == 0 || model.objective <= best.objective + sameObjective) {
             best = model;
         }
         model.state = columns_.limitedState(state);
