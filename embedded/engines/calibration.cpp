@@ -7,7 +7,7 @@ namespace embedded::engines {
 namespace {
 
 constexpr double narrowestWidth = 0.5;
-constexpr double widestPartOfSpectrum = 1.0 / 16.0;
+constexpr double widestPartOfSpectrum = 0.1;
 
 constexpr double typicalPower = -0.9;
 constexpr double typicalAbsorption = 80.0;  // keV

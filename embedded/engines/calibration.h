@@ -38,7 +38,7 @@ double channelAt(const Calibration& calibration, double energy, std::size_t chan
 bool energyRises(const Calibration& calibration, std::size_t channelCount);
 
 // FWHM in channels at each channel, channel 1 first; 0 at a channel where the calibration gives no
-// width a peak can have: not a number, less than half a channel, more than 1/16 of the spectrum.
+// width a peak can have: not a number, less than half a channel, more than 1/10 of the spectrum.
 std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t channelCount);
 
 // Full-energy peak efficiency; 0 where the calibration gives no finite number. Without an
