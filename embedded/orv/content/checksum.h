@@ -1,4 +1,4 @@
-// The checksums that a file keeps of its rows (FORMAT.md).
+// The checksums of the rows of a file (FORMAT.md).
 #ifndef PYORV3_EMBEDDED_ORV_CONTENT_CHECKSUM_H
 #define PYORV3_EMBEDDED_ORV_CONTENT_CHECKSUM_H
 
@@ -8,8 +8,8 @@
 
 namespace embedded {
 
-// 64 bits of XXH3. The checksum of several rows is the sum of theirs, modulo 2^64, so that a change
-// of one row needs no other.
+// 64 bits of XXH3. The checksum of several rows is the sum of their checksums modulo 2^64, so it
+// can be updated from the changed row alone.
 using Checksum = std::uint64_t;
 
 // The code of the row of a class's block (record and entry 0), and of the rows that mark its
@@ -23,8 +23,8 @@ constexpr std::uint64_t keyOfRow(std::uint32_t code, std::size_t record, std::si
     return std::uint64_t{code} << 32U | std::uint64_t{record} << 16U | std::uint64_t{entry};
 }
 
-// The checksum of a row with its key. The class of a row that marks a record or entry does not
-// count.
+// Returns the checksum of a row with its key. Ignores the class of a row that marks a record or
+// entry.
 Checksum checksumOfRow(std::uint32_t code, std::size_t record, std::size_t entry,
                        std::span<const char> bytes);
 

@@ -157,7 +157,7 @@ bool Content::has(std::uint16_t classCode) const {
     if (slot != nullptr && slot->hasBlock()) {
         return true;
     }
-    kindOf(classCode);  // refuses a number that is no class
+    kindOf(classCode);  // throws if the number is not a class
     return false;
 }
 

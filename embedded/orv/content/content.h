@@ -1,4 +1,4 @@
-// What one data source holds: a block for each class that it has.
+// The content of one data source: a block for each of its classes.
 #ifndef PYORV3_EMBEDDED_ORV_CONTENT_CONTENT_H
 #define PYORV3_EMBEDDED_ORV_CONTENT_CONTENT_H
 
@@ -26,12 +26,12 @@ using Blocks = std::map<std::uint16_t, Block>;
 // The kind of a block follows from its class and never changes.
 enum class BlockKind : std::uint8_t { Records, Spectrum, Unformatted };
 
-// Throw Failure(unknownClass) for a number that is no class.
+// Throw Failure(unknownClass) if the number is not a class.
 BlockKind kindOf(std::uint16_t classCode);
 Block emptyBlock(std::uint16_t classCode);
 
-// The classes whose blocks a call looks into, so that they must be loaded before; whether a source
-// has a class is known without. 0 names none.
+// The classes whose blocks must be loaded before a call. Checking whether a source has a class does
+// not need its block. 0 means no class.
 struct NeededClasses {
     std::array<std::uint16_t, 2> classes{};
     bool all = false;
@@ -40,17 +40,17 @@ struct NeededClasses {
 inline constexpr NeededClasses noClass{};
 inline constexpr NeededClasses allClasses{{}, true};
 
-// A gamma line of a nuclide record, where the search by energy finds it.
+// A gamma line of a nuclide record, as the search by energy uses it.
 struct NuclideLine {
     float energy;  // keV, in the precision of the search key
     std::uint16_t record;
     std::uint16_t entry;
 };
 
-// The blocks of a source as far as they are in memory, and the changes since the last save. It
-// loads nothing itself: its owner loads the needed classes first. Not synchronised; its owner is.
+// The loaded blocks of a source and the changes since the last save. The owner loads the needed
+// classes and synchronises all calls.
 //
-// Each class has two states. A class that has no slot is Unchecked and Saved.
+// Each class has two states. A class without a slot is Unchecked and Saved.
 //
 //     event               | in memory                  | unsaved
 //     --------------------+----------------------------+---------------------------------
@@ -63,7 +63,7 @@ struct NuclideLine {
 //     changesSaved        | stays                      | any -> Saved
 class Content {
   public:
-    // The content of a source with these classes, none of which is loaded.
+    // Creates the content of a source with these classes, none of them loaded.
     explicit Content(const std::vector<std::uint16_t>& classes = {});
 
     // ---- For the file that loads and saves it ----
@@ -78,42 +78,42 @@ class Content {
     void setLoaded(std::uint16_t classCode, Block block);
     // Records that the file holds nothing of a missing class without a block.
     void setAbsent(std::uint16_t classCode);
-    // The file is new and holds nothing of any class.
+    // Records that the file is new and holds no rows of any class.
     void setNew() { new_ = true; }
 
     struct ChangedBlock {
         std::uint16_t classCode;
         const Block* block;
-        bool isReplaced;  // nothing that was saved of the class is valid
+        bool isReplaced;  // no saved row of the class is valid
     };
     [[nodiscard]] bool isChanged() const;
     [[nodiscard]] std::vector<ChangedBlock> changedBlocks() const;
-    // Classes that have no block any more.
+    // Classes whose saved block has been removed.
     [[nodiscard]] std::vector<std::uint16_t> removedClasses() const;
     // Marks all loaded blocks as replaced, so that the next save writes them whole.
     void replaceAll() noexcept;
-    // Everything has been saved: nothing is changed, and the refilling of blocks ends.
+    // Marks all blocks as saved and ends the refilling of blocks.
     void changesSaved() noexcept;
 
     // ---- For those who use it ----
 
-    // Throw Failure(unknownClass) for a number that is no class.
+    // Throw Failure(unknownClass) if the number is not a class.
     [[nodiscard]] bool has(std::uint16_t classCode) const;
-    // The class's block, or null when the source has none.
+    // Returns the block of the class, or null if the source has none.
     [[nodiscard]] const Block* find(std::uint16_t classCode) const;
-    // As find, for a class of one kind. Throws Failure(unknownClass) for one of another kind.
+    // As find, for a class of one kind. Throws Failure(unknownClass) if it is of another kind.
     template <typename Kind>
     [[nodiscard]] const Kind* find(std::uint16_t classCode) const {
         requireKind<Kind>(classCode);
         return std::get_if<Kind>(find(classCode));
     }
 
-    // Replaces the class's block, or adds it.
+    // Replaces or adds the block of the class.
     void put(std::uint16_t classCode, Block block);
-    // Removes the blocks of all these classes, or none when it throws.
+    // Removes the blocks of all these classes, or none if it throws.
     void remove(std::initializer_list<std::uint16_t> classes);
-    // Calls change with the class's block, or with a new one that is kept when change returns.
-    // Throws as find<Kind>, and what change throws.
+    // Calls change with the block of the class. If there is none, calls it with a new block and
+    // adds that afterwards. Throws as find<Kind> and as change.
     template <typename Kind, typename Change>
     void change(std::uint16_t classCode, Change change) {
         requireKind<Kind>(classCode);
@@ -127,12 +127,12 @@ class Content {
         }
     }
 
-    // A copy of all blocks, which must be loaded.
+    // Returns a copy of all blocks, which must be loaded.
     [[nodiscard]] Blocks copyOfBlocks() const;
     // Removes all blocks and adds these.
     void replaceBlocks(Blocks&& blocks);
 
-    // All gamma lines of the nuclide records in their order; collected once after each change.
+    // Returns all gamma lines of the nuclide records in their order; cached until the next change.
     [[nodiscard]] const std::vector<NuclideLine>& nuclideLines() const;
 
   private:
@@ -145,8 +145,8 @@ class Content {
     enum class Unsaved : std::uint8_t {
         Saved,     // the file holds the same
         Changed,   // the block has changes; a block of records lists its own
-        Replaced,  // the block takes the place of all that the file holds of the class
-        Removed,   // what the file holds of the class is to be deleted
+        Replaced,  // the block replaces all rows of the class in the file
+        Removed,   // all rows of the class in the file are to be deleted
     };
     struct Slot {
         Memory memory = Memory::Unchecked;
@@ -159,11 +159,11 @@ class Content {
     };
 
     [[nodiscard]] const Slot* findSlot(std::uint16_t classCode) const;
-    // The class's slot, or null if the source has no block of it. Throws Failure: unknownClass.
+    // Returns the slot of the class, or null if it has no block. Throws Failure(unknownClass).
     [[nodiscard]] const Slot* loadedSlot(std::uint16_t classCode) const;
     Slot* loadedSlot(std::uint16_t classCode);
     void noteChange(std::uint16_t classCode, Slot& slot) noexcept;
-    // Drops what was collected from the class's block.
+    // Drops the cached lines if the class is that of the nuclides.
     void forgetCollected(std::uint16_t classCode) noexcept;
 
     template <typename Kind>

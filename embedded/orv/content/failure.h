@@ -1,5 +1,4 @@
-// The codes of the data-access library's failures, how a failure travels inside the library, and
-// the check of arguments that throws one.
+// The failure codes of the data-access library, and the exception that carries them inside it.
 #ifndef PYORV3_EMBEDDED_ORV_CONTENT_FAILURE_H
 #define PYORV3_EMBEDDED_ORV_CONTENT_FAILURE_H
 
@@ -10,13 +9,12 @@
 
 namespace embedded {
 
-// The library's own codes have the high half 0 and a low half in 0x8100 to 0x81FF; scripts see
-// them as 0xEBE881xx.
+// The library's own codes are 0x8100 to 0x81FF; scripts get them as 0xEBE881xx.
 namespace codes {
 
 inline constexpr std::uint32_t success = 0;
 
-// ---- Codes that the interface itself gives a meaning ----------------------------------------
+// ---- Codes that the interface defines -------------------------------------------------------
 
 inline constexpr std::uint32_t notADataSource = ORV_STATUS_NOT_A_SOURCE;
 inline constexpr std::uint32_t openedWithRemark = ORV_STATUS_OPENED_WITH_REMARK;
@@ -60,8 +58,8 @@ inline constexpr std::uint32_t windowsPath = 0x811E;
 
 }  // namespace codes
 
-// Thrown by every operation that fails; nothing has been changed then. What callers expect to
-// happen (no value there, no match, end of a list) is returned as a code or as nothing instead.
+// Thrown by every operation that fails; the operation has then changed nothing. Expected outcomes
+// (no value, no match, end of a list) are returned as a code or as nullopt instead.
 class Failure : public std::exception {
   public:
     explicit Failure(std::uint32_t code) : code_(code) {}
@@ -73,7 +71,7 @@ class Failure : public std::exception {
     std::uint32_t code_;
 };
 
-// Throws codes::nullPointer when one of the pointers is null.
+// Throws Failure(nullPointer) if one of the pointers is null.
 template <typename... Pointers>
 void requirePointers(const Pointers*... pointers) {
     const bool anyIsNull = ((pointers == nullptr) || ...);

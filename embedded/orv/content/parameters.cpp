@@ -17,7 +17,7 @@ const SpectrumBlock* findSpectrum(const Content& content) {
     return content.find<SpectrumBlock>(QAR_CLS_SPECTRUM);
 }
 
-// The channel count as it was written; a negative or too large one is brought into range.
+// Returns the written channel count, limited to the valid range.
 std::optional<std::size_t> writtenChannelCount(const Content& content) {
     const auto* measurement = content.find<RecordBlock>(QAR_CLS_MEASUREMENT);
     if (measurement == nullptr) {
@@ -39,7 +39,7 @@ ValueFound storedValue(const Content& content, const ParameterDescription& param
     return (block == nullptr ? nothing : *block).value(parameter, record, entry);
 }
 
-// Fills the buffer only as far as a value can reach: a caller's size may be larger than its buffer.
+// Fills at most the maximum size of a value: the size that a caller passes may exceed its buffer.
 std::uint32_t copyValue(const ParameterDescription& parameter, ValueBytes bytes,
                         std::span<char> buffer) {
     if (buffer.size() < bytes.size() + (parameter.isText() ? 1 : 0)) {

@@ -13,35 +13,35 @@
 
 namespace embedded {
 
-// The parameter with the code, or with the short name. Throw Failure(unknownParameter).
+// Return the parameter with the code or short name. Throw Failure(unknownParameter).
 const ParameterDescription& requireParameter(std::uint32_t code);
 const ParameterDescription& requireParameter(std::string_view shortName);
 
-// The classes that reading and writing a parameter's values need, and those that the spectrum and
-// the channel count need.
+// Returns the classes that must be loaded to read or write values of a parameter.
 NeededClasses neededFor(std::uint32_t code);
+// The classes that must be loaded to read or write the spectrum and the channel count.
 inline constexpr NeededClasses neededForSpectrum{{QAR_CLS_MEASUREMENT, QAR_CLS_SPECTRUM}};
 
-// Reads a value into the buffer, which holds at least the value; of a text, the stored characters
-// and a NUL. A text's remaining characters up to its most are filled with NULs as far as the
-// buffer goes. The channel count that was never written is that of the spectrum, if there is one.
-// record and entry: see RecordBlock; entry 0 and 1 both name the value of a record.
-// Returns codes::success, or what is in the way: notSet, noSuchRecord, noSuchEntry, sizeRefused.
+// Reads a value into the buffer, which must have room for it; for a string, for the stored
+// characters and a NUL. The rest of a string, up to its maximum size, is filled with NULs if the
+// buffer has room. A channel count that was never written is that of the spectrum. record and
+// entry: see RecordBlock; entries 0 and 1 both mean the value of a record. Returns codes::success,
+// notSet, noSuchRecord, noSuchEntry or sizeRefused.
 std::uint32_t readParameter(const Content& content, const ParameterDescription& parameter,
                             std::size_t record, std::size_t entry, std::span<char> buffer);
 
-// Writes a value of exactly the parameter's size; of a text, 1 to its size bytes with a NUL among
-// them, which ends it. The class's block, the next record and the next entry are made as needed.
+// Writes a value of exactly the parameter's size; a string has 1 to that many bytes and ends at its
+// first NUL. Creates the block, the next record and the next entry if necessary.
 // Throws Failure: noSuchRecord, noSuchEntry, sizeRefused, blockFull.
 void writeParameter(Content& content, const ParameterDescription& parameter, std::size_t record,
                     std::size_t entry, std::span<const char> value);
 
-// Channels that the spectrum has: the channel count as it was written, else what is stored.
+// Returns the channel count that was written, otherwise the number of stored channels.
 std::size_t channelCount(const Content& content);
 
-// Write the spectrum up to the channel count, or beyond what is stored as far as no channel count
-// was written; read it up to the channel count.
-// Throw Failure: sizeRefused for channels out of range, noBlock for reading where there is neither.
+// Write and read channels up to the channel count. Without a written channel count, writing extends
+// the stored spectrum. Throw Failure: sizeRefused if the channels are out of range; reading also
+// noBlock if there is neither a spectrum nor a channel count.
 void writeSpectrum(Content& content, std::size_t firstChannel,
                    std::span<const std::int32_t> channels);
 void readSpectrum(const Content& content, std::size_t firstChannel,

@@ -19,7 +19,7 @@ Number numberAt(const char* place) {
     return number;
 }
 
-// Refuses a number counted from 1 that is neither in use nor the next.
+// Throws if a number, counted from 1, is neither in use nor the next one.
 template <typename Items>
 void requireThisOrNext(const Items& items, std::size_t number, std::uint32_t missingCode) {
     if (number == 0 || number > items.size() + 1) {
@@ -44,7 +44,7 @@ void requireThis(const Items& items, std::size_t number, std::uint32_t missingCo
     }
 }
 
-// Afterwards one item more needs no memory.
+// Reserves memory for one more item.
 template <typename Items>
 void makeRoom(Items& items) {
     if (items.size() == items.capacity()) {
@@ -62,7 +62,7 @@ ValueFound foundIn(const Values& values, std::uint32_t code) {
     return bytes ? ValueFound{*bytes, codes::success} : ValueFound{{}, codes::notSet};
 }
 
-// The entry at which a value stands, from the entry that a caller gives.
+// Returns the entry under which a value is stored, for the entry that a caller passes.
 std::size_t entryOfValue(const ParameterDescription& parameter, std::size_t entry) {
     if (parameter.scope == ParameterScope::Entry) {
         return entry == 0 ? 1 : entry;
@@ -74,7 +74,7 @@ Checksum checksumOfMark(std::size_t record, std::size_t entry) {
     return checksumOfRow(0, record, entry, {});
 }
 
-// The sum over the rows of a record, which has this number.
+// Returns the sum over the rows of the record with this number.
 Checksum checksumOfRecord(std::size_t number, const Record& record) {
     Checksum sum = 0;
     for (std::size_t entry = 0; entry <= record.entries.size(); ++entry) {

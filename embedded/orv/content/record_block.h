@@ -16,7 +16,7 @@
 
 namespace embedded {
 
-// The bytes of one value in the layout of its type; of a text, without the NUL.
+// The bytes of one value in the layout of its type; a string has no NUL.
 using ValueBytes = std::string_view;
 
 struct Value {
@@ -24,8 +24,8 @@ struct Value {
     ValueBytes bytes;
 };
 
-// Values by parameter code, packed into one buffer: a file has very many of them and few in one
-// place, so that they are looked for in turn and need neither a node nor an allocation each.
+// Values by parameter code, packed into one buffer. A file has many values but few in each record
+// or entry, so they are searched linearly and need neither a node nor an allocation each.
 class Values {
   public:
     static constexpr std::size_t longestValue = 65535;  // bytes
@@ -41,19 +41,19 @@ class Values {
         const char* place_;
     };
 
-    // The values ascend by code. Views and iterators hold until the next change.
+    // The values ascend by code. Views and iterators are valid until the next change.
     [[nodiscard]] Iterator begin() const { return Iterator(packed_.data()); }
     [[nodiscard]] Iterator end() const { return Iterator(packed_.data() + packed_.size()); }
 
     [[nodiscard]] std::optional<ValueBytes> find(std::uint32_t code) const;
 
-    // bytes: at most longestValue, not of this object. Leaves the values as they were when it
-    // throws.
+    // bytes: at most longestValue, not a view of this object. If it throws, the values are
+    // unchanged.
     void set(std::uint32_t code, ValueBytes bytes);
 
   private:
-    // Of each value: its code (4 bytes), the number of its bytes (2) and the bytes. A number of 8
-    // bytes that stands alone fits into the string without an allocation.
+    // For each value its code (4 bytes), its size (2 bytes) and its bytes. A single value of 8
+    // bytes fits into the string without an allocation.
     std::string packed_;
 };
 
@@ -61,7 +61,7 @@ struct Record {
     Values values;                // of parameters that have one value in each record
     std::vector<Values> entries;  // of parameters that have one value in each entry
 
-    // The values of entry 1, 2, ..., or of the record itself where entry is 0.
+    // Returns the values of an entry, or of the record itself if entry is 0.
     [[nodiscard]] const Values& valuesOf(std::size_t entry) const {
         return entry == 0 ? values : entries[entry - 1];
     }
@@ -70,24 +70,24 @@ struct Record {
     }
 };
 
-// A value, or the code of the reason why there is none.
+// A value, or the code of the reason if there is none.
 struct ValueFound {
     ValueBytes bytes;
     std::uint32_t code;  // codes::success; notSet, noSuchRecord, noSuchEntry
 };
 
-// Numbered records with numbered entries, both counted from 1 and without holes: what is written
-// or inserted one beyond the last becomes the last, and what is deleted closes the gap. A block
-// holds at most 65,535 records of at most 65,535 entries. It notes what is changed.
+// Records with entries, both numbered from 1 without gaps: writing or inserting at the number after
+// the last one appends, and deleting renumbers the later ones. A block has at most 65,535 records
+// of at most 65,535 entries. It records its changes for the next save.
 //
-// Operations that fail throw Failure and leave the block as it was: noSuchRecord and noSuchEntry
-// for numbers outside the block, blockFull where no further one has room.
+// Operations that fail throw Failure and leave the block unchanged: noSuchRecord and noSuchEntry
+// for numbers outside the block, blockFull if there is no room for another one.
 class RecordBlock {
   public:
     static constexpr std::size_t capacity = 65535;
 
     RecordBlock() : checksum_(0) {}
-    // Records as they were saved.
+    // Creates a block of saved records.
     explicit RecordBlock(std::vector<Record> records) : records_(std::move(records)) {}
     RecordBlock(std::vector<Record> records, Checksum checksum)
         : records_(std::move(records)), checksum_(checksum) {}
@@ -96,12 +96,12 @@ class RecordBlock {
     [[nodiscard]] const std::vector<Record>& records() const { return records_; }
     [[nodiscard]] const Record& record(std::size_t record) const;
 
-    // Does not throw. entry: 0 and 1 both name the value of a parameter that has one in each
-    // record, and the first value of the others. Record 1 and entry 1 need not exist: nothing has
-    // been written to them yet.
+    // Does not throw. entry: 0 and 1 both mean the value of a parameter with one value in each
+    // record, or the first value of other parameters. If record 1 or entry 1 does not exist, its
+    // values are notSet.
     [[nodiscard]] ValueFound value(const ParameterDescription& parameter, std::size_t record,
                                    std::size_t entry) const;
-    // record and entry: an existing one or the next. bytes: at most Values::longestValue.
+    // record and entry: existing or the next number. bytes: at most Values::longestValue.
     void setValue(const ParameterDescription& parameter, std::size_t record, std::size_t entry,
                   ValueBytes bytes);
 
@@ -112,17 +112,17 @@ class RecordBlock {
     // Replaces the record, or appends it as the next one.
     void putRecord(std::size_t record, Record content);
 
-    // The sum over the rows of all records, entries and values. Follows most changes; computed
-    // again from all records after one that has renumbered some.
+    // Returns the sum over the rows of all records, entries and values. Most changes update it; a
+    // change that renumbers records makes the next call compute it again from all records.
     [[nodiscard]] Checksum checksum() const;
 
     [[nodiscard]] const RecordChanges& changes() const { return changes_; }
     void changesSaved() noexcept { changes_.clear(); }
 
   private:
-    // In a record that there is.
+    // The record must exist.
     void changeValue(std::size_t record, std::size_t entry, std::uint32_t code, ValueBytes bytes);
-    // Calls change, which changes one existing record, and corrects the checksum by it.
+    // Calls change, which changes one existing record, and updates the checksum.
     template <typename Change>
     void changeRecord(std::size_t record, Change change);
     void addToChecksum(Checksum difference) noexcept;

@@ -1,4 +1,4 @@
-// What was changed in the records of a class since they were saved.
+// The changes in the records of a class since the last save.
 #ifndef PYORV3_EMBEDDED_ORV_CONTENT_RECORD_CHANGES_H
 #define PYORV3_EMBEDDED_ORV_CONTENT_RECORD_CHANGES_H
 
@@ -10,9 +10,9 @@
 
 namespace embedded {
 
-// Notes as little as a save needs to write: single values, whole records, and the record from
-// which on everything has another number than it was saved under. What is noted too much costs
-// time only; what is not noted is lost.
+// Records as little as a save needs: single values, whole records, and the first record whose
+// number differs from its saved number. Recording too much only costs time; a change that is not
+// recorded is lost.
 class RecordChanges {
   public:
     struct ValuePlace {
@@ -24,7 +24,7 @@ class RecordChanges {
         auto operator<=>(const ValuePlace&) const = default;
     };
 
-    // In the place of a code: the record got this entry as its last.
+    // Used instead of a code: this entry was appended to the record.
     static constexpr std::uint32_t newEntry = 0;
 
     void noteValue(std::size_t record, std::size_t entry, std::uint32_t code) {
@@ -49,11 +49,11 @@ class RecordChanges {
     [[nodiscard]] bool empty() const {
         return values_.empty() && records_.empty() && movedFrom_ == noRecord;
     }
-    // Those of a record that was noted as a whole later may be among them, and an entry that for
-    // lack of memory was not made after all.
+    // May also contain values of a record that was recorded as a whole later, and an entry that was
+    // not created because memory ran out.
     [[nodiscard]] const std::set<ValuePlace>& values() const { return values_; }
     [[nodiscard]] const std::set<std::size_t>& records() const { return records_; }
-    // noRecord when none has moved.
+    // noRecord if no record has moved.
     [[nodiscard]] std::size_t movedFrom() const { return movedFrom_; }
 
     static constexpr std::size_t noRecord = std::numeric_limits<std::size_t>::max();

@@ -10,8 +10,8 @@
 
 namespace embedded {
 
-// Signed 32-bit contents of channels that count from 1. Operations that fail throw Failure and
-// leave the spectrum as it was: sizeRefused for channels outside the permitted range.
+// Signed 32-bit contents of channels, which are numbered from 1. Operations on channels outside the
+// permitted range throw Failure(sizeRefused) and leave the spectrum unchanged.
 class SpectrumBlock {
   public:
     static constexpr std::size_t capacity = 65535;  // channels
@@ -22,14 +22,14 @@ class SpectrumBlock {
     [[nodiscard]] std::size_t channelCount() const { return contents_.size(); }
     [[nodiscard]] const std::vector<std::int32_t>& contents() const { return contents_; }
 
-    // Makes the spectrum at least this long; new channels hold 0. No content is lost.
+    // Extends the spectrum to at least this many channels; new ones are 0.
     void extend(std::size_t channelCount);
 
-    // Writes successive channels from firstChannel on, at most up to channel limit.
+    // Writes successive channels from firstChannel on. The last one may be channel `limit`.
     void put(std::size_t firstChannel, std::span<const std::int32_t> contents, std::size_t limit);
 
-    // Reads successive channels from firstChannel on; those up to channel limit that were never
-    // written hold 0, and beyond it nothing is read.
+    // Reads successive channels from firstChannel on. The last one may be channel `limit`; channels
+    // that were never written are 0.
     void get(std::size_t firstChannel, std::span<std::int32_t> contents, std::size_t limit) const;
 
   private:

@@ -32,7 +32,7 @@ void UnformattedBlock::beginRefilling() {
 
 void UnformattedBlock::endRefilling() noexcept {
     if (position_ != 0) {
-        bytes_.resize(position_);  // never makes it longer
+        bytes_.resize(position_);  // position_ never exceeds the size
     }
     position_ = bytes_.size();
 }

@@ -1,4 +1,4 @@
-// The bytes of a class whose inner form is known to its user only.
+// The bytes of a class whose structure only its user knows.
 #ifndef PYORV3_EMBEDDED_ORV_CONTENT_UNFORMATTED_BLOCK_H
 #define PYORV3_EMBEDDED_ORV_CONTENT_UNFORMATTED_BLOCK_H
 
@@ -10,10 +10,10 @@
 namespace embedded {
 
 // Written by appending, read at an offset. Operations that fail throw Failure(sizeRefused) and
-// leave the block as it was.
+// leave the block unchanged.
 //
-// A block can be refilled, also from itself: what is appended then takes the place of the old bytes
-// from the first on, and those behind it stay readable until the refilling ends.
+// A block can be refilled, even from its own bytes: appended bytes then overwrite the old ones from
+// the start, and the remaining old bytes stay readable until the refilling ends.
 class UnformattedBlock {
   public:
     static constexpr std::size_t capacity = std::size_t{64} << 20U;     // bytes
@@ -31,19 +31,19 @@ class UnformattedBlock {
     // chunk: 1 to longestChunk bytes.
     void append(std::span<const char> chunk);
 
-    // Fills the chunk (1 to longestChunk bytes) with the bytes from the offset on and with zeros
-    // after the block's end. Returns the bytes read; 0 when the offset is the block's end.
-    // Refused for an offset beyond the end.
+    // Fills the chunk (1 to longestChunk bytes) with the bytes at the offset, and with zeros after
+    // the end of the block. Returns the number of bytes read; 0 if the offset is the end. Throws if
+    // the offset is beyond the end.
     std::size_t read(std::size_t offset, std::span<char> chunk) const;
 
     void beginRefilling();
-    // The old bytes behind what was appended go; without anything appended the block stays as it
-    // was. The content has been saved.
+    // Removes the old bytes after the appended ones, or nothing if none were appended. Called after
+    // the content has been saved.
     void endRefilling() noexcept;
 
   private:
     std::vector<char> bytes_;
-    std::size_t position_ = 0;  // where the next chunk goes
+    std::size_t position_ = 0;  // offset of the next chunk
 };
 
 }  // namespace embedded
