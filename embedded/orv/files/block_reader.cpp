@@ -85,8 +85,8 @@ void addValue(std::vector<Record>& records, std::uint32_t code, std::size_t reco
     records[record - 1].valuesOf(entry).set(code, {bytes.data(), bytes.size()});
 }
 
-// The rows of version 1 in the form of the later table. NOT INDEXED: in the order of their keys.
-// Numbers that do not fit a key get that of the block, which read refuses.
+// The rows of version 1 with the columns of the later table. NOT INDEXED gives the order of their
+// keys. Rows whose numbers do not fit into a key get the key of the block, which read refuses.
 constexpr const char* rowsOfVersion1 =
     "SELECT class << 48, 0, content FROM block WHERE class = ?1 >> 48"
     " UNION ALL SELECT iif(record BETWEEN 1 AND 65535 AND entry BETWEEN 0 AND 65535,"

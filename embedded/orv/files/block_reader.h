@@ -1,4 +1,4 @@
-// From the rows of a database to the blocks of a data source.
+// Reads the blocks of a data source from the rows of a database.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_BLOCK_READER_H
 #define PYORV3_EMBEDDED_ORV_FILES_BLOCK_READER_H
 
@@ -15,8 +15,8 @@
 
 namespace embedded {
 
-// Reads within a transaction of its caller. Functions throw Failure(damaged) for rows that
-// contradict each other, the format, the dictionary or their checksums, and as Database.
+// Reads within a transaction of its caller. Functions throw as Database, and Failure(damaged) for
+// rows that contradict each other, the format, the dictionary or their checksums.
 class BlockReader {
   public:
     // version: of the schema.
@@ -27,16 +27,16 @@ class BlockReader {
     // Reads which classes have a block, and their checksums, which the functions below use.
     const ClassChecksums& readClasses();
     [[nodiscard]] const ClassChecksums& classes() const { return checksums_; }
-    // Replaces the checksums after the caller has saved.
+    // Sets the checksums after a save.
     void setClasses(ClassChecksums classes) noexcept { checksums_ = std::move(classes); }
 
     // Reads the block of a class that has one.
     Block read(std::uint16_t classCode);
 
-    // Refuses rows of a class that has no block.
+    // Throws Failure(damaged) if a class without a block has rows.
     void requireNothingOf(std::uint16_t classCode);
 
-    // Reads every block, and refuses rows that belong to none. Keeps nothing in memory.
+    // Reads and discards every block. Throws Failure(damaged) if a row belongs to no block.
     void readAll();
 
   private:
@@ -49,7 +49,7 @@ class BlockReader {
 
     [[nodiscard]] bool hasChecksums() const { return version_ > 1; }
     ClassChecksums readDirectory();
-    // The current row of a class. Adds its checksum, which it verifies, to the sum.
+    // Returns the current row of a class, verifies its checksum and adds that to the sum.
     Row verifiedRow(const Execution& row, Checksum& sum) const;
     [[nodiscard]] Block readRows(std::uint16_t classCode, BlockKind kind, Checksum& sum);
 

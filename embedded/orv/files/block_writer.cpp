@@ -101,7 +101,7 @@ void BlockWriter::writeRecords(std::uint16_t classCode, const RecordBlock& block
     }
 }
 
-// The key of a row begins with its code, so that the rows of some records are deleted code by code.
+// The key of a row begins with its code, so rows of a range of records are deleted code by code.
 void BlockWriter::deleteRecords(std::uint16_t classCode, std::size_t first, std::size_t last) {
     for (std::uint32_t code = codeOfBlock(classCode);; ++code) {
         {

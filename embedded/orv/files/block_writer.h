@@ -1,4 +1,4 @@
-// From what was changed in the blocks of a data source to the rows of a database.
+// Writes changed blocks of a data source to the rows of a database.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_BLOCK_WRITER_H
 #define PYORV3_EMBEDDED_ORV_FILES_BLOCK_WRITER_H
 
@@ -17,16 +17,17 @@ class BlockWriter {
   public:
     explicit BlockWriter(Database& database);
 
-    // Deletes and writes the rows that were changed and no others. classes: the checksums of the
-    // file's classes, which the function brings up to date.
+    // Deletes and writes only the changed rows. classes: the checksums of the classes in the file,
+    // which the function updates.
     void writeChanges(const Content& content, ClassChecksums& classes);
 
-    // As writeChanges, but writes each changed class whole: its saved rows are not known.
+    // As writeChanges, but rewrites all rows of each changed class because the saved rows are not
+    // known.
     void writeChangedClasses(const Content& content, ClassChecksums& classes);
 
   private:
     void write(const Content& content, bool wholeClasses, ClassChecksums& classes);
-    // Return the class's checksum.
+    // Return the checksum of the class.
     Checksum writeBlock(std::uint16_t classCode, const Block& block, bool isReplaced);
     Checksum writeRecordBlock(std::uint16_t classCode, const RecordBlock& records, bool isReplaced);
     void writeRecordChanges(std::uint16_t classCode, const RecordBlock& block);

@@ -12,14 +12,14 @@
 
 namespace embedded {
 
-// The code of the row that holds it, with record 0 and entry 0.
+// The code of the row that stores the directory; its record and entry are 0.
 inline constexpr std::uint32_t directoryCode = 0;
 
-// One checksum for each class that has a block.
+// The checksums of all classes that have a block.
 class ClassChecksums {
   public:
     ClassChecksums() = default;
-    // bytes: as stored. Throws Failure(damaged).
+    // bytes: the stored form. Throws Failure(damaged).
     explicit ClassChecksums(std::span<const char> bytes);
 
     // Adds a class or replaces its checksum.

@@ -52,7 +52,7 @@ void DataFile::requireInPlace() const {
         if (identityOf(path_) == identity_) {
             return;
         }
-    } catch (const Failure&) {  // whatever has the name now, it is not this file
+    } catch (const Failure&) {  // the name no longer belongs to this file
     }
     throw Failure(codes::fileMoved);
 }
@@ -62,7 +62,7 @@ void DataFile::requireInPlace() const {
 Storage& DataFile::storage() {
     if (storage_ == nullptr) {
         if (content_.isChanged()) {
-            throw Failure(codes::inUse);  // the parent process has its changes, and goes on
+            throw Failure(codes::inUse);  // the parent may save the same changes
         }
         storage_ = std::make_unique<Storage>(path_);
     }
@@ -119,8 +119,9 @@ void DataFile::startWriting() {
         auto access = std::make_unique<WriteAccess>(path_);
         storage().prepareSaving();
         loadFromFile(noClass);
-        // Refuse now a file that could not be converted, and one whose interrupted save can only be
-        // rolled back by another name of it: a save would make that impossible.
+        // Check now whether the file can be converted. Check it too if it has several names: an
+        // interrupted save may have left its journal beside another name, and a new save would
+        // make the rollback impossible.
         if (storage().convertsAtSave() || hasSeveralNames(path_)) {
             checkFile();
         }

@@ -1,4 +1,4 @@
-// One data source that is open in this process, however many contexts have it open.
+// One data source that is open in this process, shared by all contexts that have it open.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_DATA_FILE_H
 #define PYORV3_EMBEDDED_ORV_FILES_DATA_FILE_H
 
@@ -14,20 +14,18 @@
 
 namespace embedded {
 
-// Keeps in memory what was asked for and what was changed: calls touch the disk when they need a
-// class for the first time, and when the source is saved. Any thread may call any function; one
-// call at a time is served.
+// Keeps the loaded classes and all changes in memory: calls access the disk only if they need a
+// class for the first time or save. Safe for use by several threads, one call at a time.
 //
-// A process forked from the one that opened the file has a copy of what was in memory. It may read
-// that and not write it; what is not in memory it reads with a connection of its own, unless the
-// copy has unsaved changes.
+// A forked process has a copy of the loaded classes and may only read. It reads other classes with
+// a connection of its own, unless the copy has unsaved changes.
 //
-// Functions throw Failure as storage.h says, and fileMoved when another file or none has the name.
+// Functions throw Failure as Storage does, and fileMoved if the name no longer belongs to the file.
 class DataFile {
   public:
-    // An existing file. Throws Failure also: notADataSource, damaged.
+    // Opens an existing file. Throws Failure also: notADataSource, damaged.
     DataFile(const std::string& name, FileIdentity identity);
-    // A file that this process has just created, open for writing.
+    // Opens a file that this process has just created for writing.
     DataFile(const std::string& name, FileIdentity identity, std::unique_ptr<WriteAccess> access);
 
     [[nodiscard]] const FileIdentity& identity() const { return identity_; }
@@ -36,11 +34,11 @@ class DataFile {
     [[nodiscard]] bool isOfThisProcess() const { return !inherited_; }
     [[nodiscard]] bool isWrittenElsewhere() const;
     [[nodiscard]] bool hasUnsavedChanges() const;
-    // A class of the file was found damaged.
+    // True if a class of the file was found to be damaged.
     [[nodiscard]] bool isDamaged() const;
 
-    // Calls read with the content, in which the needed classes are loaded, and returns its result.
-    // A class that is found damaged gives Failure(damaged) and leaves the others readable.
+    // Loads the needed classes, calls read with the content and returns its result. If a class is
+    // damaged, throws Failure(damaged); the other classes remain readable.
     template <typename Read>
     auto read(const NeededClasses& needed, Read read) {
         const std::lock_guard guard(mutex_);
@@ -48,8 +46,9 @@ class DataFile {
         return read(std::as_const(content_));
     }
 
-    // Calls change with the content, which change leaves as it was when it throws.
-    // Throws Failure: inUse in a forked process, readOnly for a file with a damaged class.
+    // Loads the needed classes and calls change with the content. If change throws, it must leave
+    // the content unchanged. Throws Failure: inUse in a forked process, readOnly if a class of the
+    // file is damaged.
     template <typename Change>
     auto change(const NeededClasses& needed, Change change) {
         const std::lock_guard guard(mutex_);
@@ -59,24 +58,24 @@ class DataFile {
         return change(content_);
     }
 
-    // Gets the access for writing unless it is there. Throws Failure as WriteAccess.
+    // Acquires write access if the file does not have it. Throws Failure as WriteAccess.
     void startWriting();
-    // Releases it. Everything has been saved.
+    // Releases write access. The caller must have saved.
     void endWriting();
 
-    // Makes unsaved changes durable. Throws Failure(inUse) in a forked process with changes.
+    // Writes unsaved changes to the disk. Throws Failure(inUse) in a forked process with changes.
     void save();
-    // Saves, and makes the file as small as it can be.
+    // Saves and reduces the file to its minimum size.
     void compact();
-    // Reads the whole file and checks that it holds together. Throws Failure(damaged).
+    // Reads and checks the whole file. Throws Failure(damaged).
     void check();
-    // Checks, and takes over what another process has saved unless there are unsaved changes.
+    // As check. Then reloads what another process has saved, unless there are unsaved changes.
     void verify();
-    // Takes over what another process has saved, unless this one writes the file.
+    // Reloads what another process has saved, unless this process writes the file.
     void refresh();
 
-    // In a forked process, before anything else: leaves to the parent what only one of the two can
-    // use. Neither allocates nor waits.
+    // Called first in a forked process: gives up connection and lock, which belong to the parent.
+    // Neither allocates nor waits.
     void leaveToParent() noexcept;
 
   private:

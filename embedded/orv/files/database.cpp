@@ -14,10 +14,10 @@
 namespace embedded {
 namespace {
 
-// Waits for another program that holds the file. Many short waits: a reader meets the gaps between
-// the saves of a writer that saves all the time.
+// Waits for another program that locks the file. The waits are short so that a reader finds the
+// gaps between the saves of a writer that saves continuously.
 int waitWhileBusy(void* /*unused*/, int waitsSoFar) {
-    constexpr int longestWait = 900;  // milliseconds, and what the waits themselves cost
+    constexpr int longestWait = 900;  // milliseconds of sleep; the calls take additional time
     if (waitsSoFar >= longestWait) {
         return 0;
     }
@@ -30,7 +30,7 @@ struct Limit {
     int value;
 };
 
-// What the format and its upkeep need, and little more.
+// Slightly above the needs of the format and of VACUUM.
 constexpr std::array limits = {
     Limit{SQLITE_LIMIT_LENGTH, static_cast<int>(UnformattedBlock::capacity) + 4096},
     Limit{SQLITE_LIMIT_SQL_LENGTH, 100'000},
@@ -56,7 +56,7 @@ constexpr std::array<std::array<int, 2>, 4> settings = {{
 
 Database::Database(const std::string& name) {
     sqlite3* opened = nullptr;
-    // The caller sees to it that one thread at a time uses a connection.
+    // The caller ensures that only one thread at a time uses the connection.
     const int result = sqlite3_open_v2(name.c_str(), &opened,
                                        SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE, nullptr);
     handle_.reset(opened);
@@ -86,7 +86,7 @@ Database::Database(std::span<const unsigned char> image) : Database(":memory:") 
 // ---- Failures --------------------------------------------------------------------------------
 
 void Database::check(int result) const {
-    switch (result) {  // those whose kind alone does not say enough
+    switch (result) {  // extended results that need a code of their own
         case SQLITE_IOERR_NOMEM:
             throw std::bad_alloc();
         case SQLITE_IOERR_LOCK:
@@ -99,7 +99,7 @@ void Database::check(int result) const {
         default:
             break;
     }
-    switch (result & 0xFF) {  // the kind of result
+    switch (result & 0xFF) {  // primary results
         case SQLITE_OK:
         case SQLITE_ROW:
         case SQLITE_DONE:
@@ -108,7 +108,7 @@ void Database::check(int result) const {
             throw std::bad_alloc();
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
-        case SQLITE_ERROR:  // the tables are not those that the statements know
+        case SQLITE_ERROR:  // the tables do not fit the statements
         case SQLITE_CONSTRAINT:
             throw Failure(readingFailed() ? codes::storageFailed : codes::damaged);
         case SQLITE_TOOBIG:
@@ -127,7 +127,7 @@ void Database::check(int result) const {
     }
 }
 
-// SQLite calls a file busy as well that has no locks to be had.
+// SQLite also reports a file as busy if the file system does not support locks.
 void Database::failBusy() const {
     int reserved = 0;
     sqlite3_file& file = this->file();
@@ -257,7 +257,7 @@ void Execution::bind(int parameter, std::uint64_t value) {
 }
 
 void Execution::bind(int parameter, std::span<const char> bytes) {
-    // A null pointer would store NULL in the place of no bytes.
+    // A null pointer would store NULL instead of an empty value.
     const char* data = bytes.empty() ? "" : bytes.data();
     database_.check(sqlite3_bind_blob64(handle_, parameter, data, bytes.size(), SQLITE_STATIC));
 }
@@ -327,13 +327,13 @@ Transactions::Reading::Reading(Transactions& transactions)
 
 Transactions::Writing::Writing(Transactions& transactions) : transactions_(transactions) {
     transactions_.endWhatIsLeft();
-    transactions_.rollback_.prepared();  // there may be no memory for it later
+    transactions_.rollback_.prepared();  // memory may have run out when it is needed
     run(transactions_.begin_);
 }
 
 Transactions::Writing::~Writing() {
     if (open_) {
-        // Some failures have ended the transaction already, so that this one has nothing to undo.
+        // Ignore the result: some failures have already ended the transaction.
         sqlite3_step(transactions_.rollback_.prepared());
         sqlite3_reset(transactions_.rollback_.prepared());
     }

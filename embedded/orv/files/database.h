@@ -1,4 +1,4 @@
-// SQLite's handles as classes, its results as Failure.
+// Classes for the handles of SQLite; its error results become exceptions.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_DATABASE_H
 #define PYORV3_EMBEDDED_ORV_FILES_DATABASE_H
 
@@ -13,48 +13,49 @@
 
 namespace embedded {
 
-// One connection to a database file, closed with the object; used by one thread at a time, and by
-// the process alone that opened it. Every operation throws Failure: damaged where the file's
-// content is to blame; inUse when another program holds the file for longer than a second;
-// accessDenied; tooManyOpen; fileMoved; storageFailed for the rest; and std::bad_alloc.
+// One connection to a database file. Used by one thread at a time, and only by the process that
+// opened it. Every operation throws std::bad_alloc or Failure: damaged for wrong content of the
+// file; inUse if another program locks the file for longer than a second; accessDenied;
+// tooManyOpen; fileMoved; storageFailed for other errors.
 class Database {
   public:
-    // An existing file, writable where the system lets it be. Nothing that its schema holds is
-    // run. Reading may write all the same: it brings a file in order whose writer was killed.
-    // name: begins with / or ./, as SQLite gives other names meanings of its own; or is ":memory:".
+    // Opens an existing file, for writing if the system permits it. Runs no code from its schema.
+    // Even reading may write: it rolls back the transaction of a writer that was killed.
+    // name: begins with / or ./, because SQLite interprets other names; or is ":memory:".
     explicit Database(const std::string& name);
-    // A copy in memory of a file with this content, for reading.
+    // Opens a copy in memory of a file with this content, for reading.
     explicit Database(std::span<const unsigned char> image);
 
     // The file's absolute path.
     [[nodiscard]] std::string path() const;
 
-    // One statement or several, without results.
+    // Runs one or several statements without results.
     void execute(const char* sql);
 
-    // The file as it is on the disk, past SQLite's cache. The start is cut off or filled with zeros
-    // to the size of the span. These use the connection's own descriptor: closing another one of
-    // the file would release the locks that any connection of this process has on it.
+    // The following use the connection's own descriptor: closing another descriptor of the file
+    // would release the locks that all connections of this process have on it.
+    //
+    // Reads the start of the file without SQLite's cache; bytes after the end of the file are 0.
     void readStart(std::span<unsigned char> start);
     [[nodiscard]] std::int64_t fileSize();
-    // Waits until the file's content is on the disk.
+    // Waits until the content of the file is on the disk.
     void sync();
-    // Whether the system has failed to read the file: SQLite calls damaged what is then missing.
+    // True if the system failed to read the file, which SQLite reports as damage.
     [[nodiscard]] bool readingFailed() const;
 
-    // A number that changes whenever anything is committed to the file, through this connection or
-    // another one; known to the moment at which the present transaction began to read.
+    // Returns a number that changes with each commit to the file by any connection, as of the first
+    // read of the current transaction.
     [[nodiscard]] std::uint32_t dataVersion();
     [[nodiscard]] bool isWritable() const;
-    // The number of rows that the last statement has changed.
+    // Returns the number of rows that the last statement changed.
     [[nodiscard]] int changedRows() const { return sqlite3_changes(handle_.get()); }
 
-    // Keeps few pages from now on, as what is read through once from end to end needs.
+    // Limits the page cache from now on, for reading a file once from start to end.
     void keepFewPages();
-    // Lets memory go that only makes reading the same again quicker.
+    // Releases the page cache.
     void releaseMemory();
 
-    // SQLite's lock that keeps all other connections out, held with the object. Taken between two
+    // Holds SQLite's exclusive lock, which blocks all other connections. Acquired between two
     // transactions of this connection.
     class ExclusiveLock {
       public:
@@ -75,7 +76,7 @@ class Database {
 
     [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
 
-    // Throws the Failure for a result of SQLite that is none of success.
+    // Throws the exception for a result of SQLite that is not a success.
     void check(int result) const;
 
   private:
@@ -89,10 +90,10 @@ class Database {
     std::unique_ptr<sqlite3, Closer> handle_;
 };
 
-// A statement that is prepared when it is first used and kept for the next time.
+// A statement that is prepared at its first use and reused afterwards.
 class Statement {
   public:
-    // sql lives as long as the object.
+    // sql must live as long as the object.
     Statement(Database& database, const char* sql) : database_(database), sql_(sql) {}
 
     sqlite3_stmt* prepared();
@@ -108,10 +109,10 @@ class Statement {
     std::unique_ptr<sqlite3_stmt, Finaliser> handle_;
 };
 
-// One execution of a statement, which ends with the object.
+// One execution of a statement; the destructor ends it.
 class Execution {
   public:
-    // arguments: numbers, bytes that live as long as the object, and nullptr for NULL.
+    // arguments: numbers, bytes that must live as long as the object, and nullptr for NULL.
     template <typename... Arguments>
     explicit Execution(Statement& statement, const Arguments&... arguments)
         : database_(statement.database()), handle_(statement.prepared()) {
@@ -124,12 +125,12 @@ class Execution {
     Execution(Execution&&) = delete;
     Execution& operator=(Execution&&) = delete;
 
-    // Goes to the next row; false when there is none.
+    // Advances to the next row. False if there is none.
     bool step();
 
-    // A column of the row, counted from 0. number: a whole number from 0 to max, else
-    // Failure(damaged). bits: those of a whole number, else Failure(damaged). bytes: valid until
-    // the next step.
+    // Return a column of the row; columns are numbered from 0. number: throws Failure(damaged)
+    // unless the column has a whole number from 0 to max. bits: throws Failure(damaged) unless it
+    // has a whole number. bytes: valid until the next step.
     [[nodiscard]] std::uint32_t number(int column, std::uint32_t max) const;
     [[nodiscard]] std::uint64_t bits(int column) const;
     [[nodiscard]] bool isBlob(int column) const;
@@ -157,8 +158,8 @@ class Transactions {
   public:
     explicit Transactions(Database& database);
 
-    // A transaction that only reads: what is read while it lives is of one saved state. SQLite ends
-    // a transaction that was not begun expressly when the last of its statements ends.
+    // A read transaction: all reads during its life see the same saved state. It keeps a statement
+    // open, because SQLite ends an implicit transaction with its last statement.
     class Reading {
       public:
         explicit Reading(Transactions& transactions);
@@ -167,7 +168,7 @@ class Transactions {
         Execution firstLook_;
     };
 
-    // A transaction that writes, which is undone unless it is committed.
+    // A write transaction; the destructor rolls it back unless it was committed.
     class Writing {
       public:
         explicit Writing(Transactions& transactions);
@@ -185,11 +186,11 @@ class Transactions {
     };
 
   private:
-    // Undoes a transaction whose undoing failed before, for lack of memory.
+    // Rolls back a transaction whose rollback failed earlier because memory ran out.
     void endWhatIsLeft();
 
     Database& database_;
-    Statement firstLook_;  // at what stands in every file, before its schema is read
+    Statement firstLook_;  // reads a value that every file has, before the schema is read
     Statement begin_;
     Statement commit_;
     Statement rollback_;

@@ -12,7 +12,7 @@
 namespace embedded {
 namespace {
 
-// Costs nothing but its number.
+// Uses up a descriptor but opens no file.
 FileDescriptor placeholder() {
     return {"/", O_PATH};
 }
@@ -40,7 +40,7 @@ void throwSystemFailure(int error) {
         case EACCES:
         case EPERM:
         case EROFS:
-        case ENOLCK:  // locks cannot be had here
+        case ENOLCK:  // the file system does not support locks
         case ETXTBSY:
             throw Failure(codes::accessDenied);
         case ENAMETOOLONG:
@@ -108,7 +108,7 @@ ReservedDescriptors::Use::~Use() {
         for (FileDescriptor& descriptor : reserved_.descriptors_) {
             descriptor = placeholder();
         }
-    } catch (const std::exception&) {  // the next save has to do with what is free then
+    } catch (const std::exception&) {  // the next save uses the descriptors that are free then
         return;
     }
 }

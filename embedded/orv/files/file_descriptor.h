@@ -1,4 +1,4 @@
-// What the library asks of files besides SQLite.
+// Operations on files that SQLite does not offer.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_FILE_DESCRIPTOR_H
 #define PYORV3_EMBEDDED_ORV_FILES_FILE_DESCRIPTOR_H
 
@@ -11,7 +11,7 @@
 
 namespace embedded {
 
-// Which file a name stands for, whatever the name.
+// Identifies a file independently of its names.
 struct FileIdentity {
     dev_t device;
     ino_t inode;
@@ -20,25 +20,25 @@ struct FileIdentity {
     auto operator<=>(const FileIdentity&) const = default;
 };
 
-// The regular file with this name. Opens nothing: closing any descriptor of a file would release
-// the locks by which a transaction of this process holds it.
-// Throws Failure: fileNotFound, notADataSource for what is no regular file, accessDenied,
+// Returns the identity of the regular file with this name. Does not open it: closing any descriptor
+// of a file would release the locks of a transaction of this process.
+// Throws Failure: fileNotFound, notADataSource if it is not a regular file, accessDenied,
 // nameRefused.
 FileIdentity identityOf(const std::string& path);
 
-// True if the file has further names (hard links). Opens nothing. Throws Failure as identityOf.
+// True if the file has further names (hard links). Does not open it. Throws Failure as identityOf.
 bool hasSeveralNames(const std::string& path);
 
 // Throws the Failure for the system's error number, or std::bad_alloc.
 [[noreturn]] void throwSystemFailure(int error);
 
-// An open file, closed with the object and not inherited by programs that are started.
+// Owns an open file. Started programs do not inherit it.
 class FileDescriptor {
   public:
-    // What a system call returned: a descriptor, or -1. Throws the Failure for its error.
+    // number: the result of a system call. Throws the Failure for errno if it is -1.
     explicit FileDescriptor(int number);
-    // flags, mode: as for open. Throws Failure: fileNotFound, accessDenied, tooManyOpen,
-    // storageFailed.
+    // Opens a file. flags, mode: as for open. Throws Failure: fileNotFound, accessDenied,
+    // tooManyOpen, storageFailed.
     FileDescriptor(const std::string& path, int flags, mode_t mode = 0);
     ~FileDescriptor() { close(); }
     FileDescriptor(FileDescriptor&& other) noexcept;
@@ -47,7 +47,7 @@ class FileDescriptor {
     FileDescriptor& operator=(const FileDescriptor&) = delete;
 
     [[nodiscard]] int number() const { return number_; }
-    // Another number for the same opening of the file, with which it shares its locks.
+    // Returns a duplicate of the descriptor, which shares its locks.
     [[nodiscard]] FileDescriptor duplicate() const;
     void close() noexcept;
 
@@ -55,18 +55,18 @@ class FileDescriptor {
     int number_;
 };
 
-// Keeps two descriptors for the time when a file is saved: SQLite opens the journal, and the
-// folder to sync it.
+// Reserves two descriptors for saving a file: SQLite opens the journal, and its directory to sync
+// it.
 class ReservedDescriptors {
   public:
     // Throws Failure(tooManyOpen).
     ReservedDescriptors();
 
-    // While it lives, the descriptors are free for use.
+    // Frees the descriptors during its life.
     class Use {
       public:
         explicit Use(ReservedDescriptors& reserved);
-        // Reserves them again, as far as nobody else has taken them.
+        // Reserves the descriptors again if they are still free.
         ~Use();
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;

@@ -1,4 +1,4 @@
-// Names of files and inputs, as scripts, parameter values and the environment give them.
+// Names of files and inputs from scripts, parameter values and the environment.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_FILE_NAME_H
 #define PYORV3_EMBEDDED_ORV_FILES_FILE_NAME_H
 
@@ -7,25 +7,24 @@
 
 namespace embedded {
 
-// The name in UTF-8. Bytes that are not are taken for the code page Windows-1252, in which values
-// and settings are stored: so both ways of giving a name find the same file.
+// Returns the name in UTF-8. A name that is not valid UTF-8 is taken as Windows-1252, the code page
+// of stored values and settings, so that a name finds the same file in both encodings.
 std::string nameInUtf8(std::string_view name);
 
-// Refuses a path that begins with a drive letter or a server of Windows, and that here would name
-// a file of its own. Throws Failure(windowsPath).
+// Throws Failure(windowsPath) if the path begins with a Windows drive letter or server; on this
+// system it would be the name of a new file in the current directory.
 void requireLocalPath(std::string_view path);
 
-// The name from the root, without links. Throws Failure: fileNotFound, accessDenied, nameRefused.
+// Returns the absolute path without links. Throws Failure: fileNotFound, accessDenied, nameRefused.
 std::string absolutePath(const std::string& name);
 
-// The part before the last slash ("." for none), and the one behind it.
+// Return the part before the last slash ("." if there is none) and the part after it.
 std::string folderOf(const std::string& path);
 std::string lastNameOf(const std::string& path);
 
-// Refuses a file that could be written and never saved, since a save makes a journal beside it: a
-// name or path that has no room for the journal's longer one (Failure(nameRefused)), and a folder
-// in which nothing can be made or whose names cannot be synced (accessDenied).
-// path: absolute.
+// Throws if a save could not create its journal beside the file: Failure(nameRefused) if the longer
+// name of the journal exceeds the limits of the system, accessDenied if no file can be created in
+// the directory or the directory cannot be synced. path: absolute.
 void requireSavable(const std::string& path);
 
 }  // namespace embedded

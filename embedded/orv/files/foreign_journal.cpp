@@ -21,7 +21,7 @@ namespace embedded {
 namespace {
 
 enum class Journal {
-    Needed,     // SQLite shall decide: it belongs to this file or is harmless
+    Needed,     // it belongs to this file or is harmless: left to SQLite
     Completed,  // its transaction is complete in the file
     Foreign,    // it belongs to another file or state
 };
@@ -31,7 +31,7 @@ bool isRegularFile(const std::string& path) {
     return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// True if the file without the journal is in one saved state. Only checksums can show that.
+// True if the file is consistent without the journal, as its checksums show.
 bool isSoundAsItIs(Database& database) {
     std::vector<unsigned char> image(static_cast<std::size_t>(database.fileSize()));
     database.readStart(image);
@@ -45,11 +45,11 @@ bool isSoundAsItIs(Database& database) {
 }
 
 // The change counter of a new file begins at a random number and each save increases it by one. So
-// the header in the journal is that of this file before the transaction (no page is written yet),
-// or the counter of this file is the next one, or the journal belongs to another file or state.
+// a journal belongs to this file if its header equals that of the file (no page was written yet) or
+// if the counter of the file is the next one.
 //
-// The counter is also the next one if a copy of the earlier state was saved once and has replaced
-// the file, or if the file was saved once by another name of it. Then the file is sound.
+// The counter is also the next one if a copy of the earlier state was saved once and then replaced
+// the file, or if the file was saved once by another of its names. The file is consistent then.
 Journal kindOf(const RollbackJournal& journal, Database& database, const FirstPage& page) {
     if (!journal.hasPages()) {  // a rollback would only change the size
         return journal.databaseSize() == database.fileSize() ? Journal::Needed : Journal::Foreign;
@@ -106,7 +106,7 @@ void setForeignJournalsAside(Database& database) {
     }
     const Database::ExclusiveLock lock(database);
     if (!lock.isHeld()) {
-        return;  // whoever holds the file has looked at the journal, or is writing it
+        return;  // the program that locks the file has handled the journal or is writing it
     }
     const FirstPage page(database);
     if (hasJournal) {

@@ -22,8 +22,8 @@ class ForkGate {
         }
     }
 
-    // By the thread that forks. It keeps the entrance locked; the parent and the forked process,
-    // where this thread goes on, each unlock theirs.
+    // Called by the thread that forks. The entrance stays locked until that thread calls open, both
+    // in the parent and in the forked process.
     void close() {
         entrance_.lock();
         for (int inside = inside_; inside != 0; inside = inside_) {
@@ -40,7 +40,7 @@ class ForkGate {
 };
 
 ForkGate& gate() {
-    // Never destroyed: threads may still be at work while the process ends.
+    // Never destroyed: threads may still run while the process ends.
     static auto& gate = *std::make_unique<ForkGate>().release();
     return gate;
 }

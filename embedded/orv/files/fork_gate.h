@@ -1,12 +1,12 @@
-// What keeps a fork from meeting the library in the middle of a call.
+// Prevents a fork during a call of the library.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_FORK_GATE_H
 #define PYORV3_EMBEDDED_ORV_FILES_FORK_GATE_H
 
 namespace embedded {
 
-// One call of the library. While any lives, the process is not forked: a forked process has its
-// parent's memory and only the thread that forked, so that a mutex which another thread held would
-// stay locked for ever. Not nested: a call within a call would wait for the fork that waits for it.
+// One call of the library. A fork waits until no call is active: only the forking thread exists in
+// a forked process, so a mutex held by another thread would remain locked there. Must not be
+// nested: a nested call would deadlock with a fork that waits for the outer one.
 class LibraryCall {
   public:
     LibraryCall();
@@ -17,8 +17,8 @@ class LibraryCall {
     LibraryCall& operator=(LibraryCall&&) = delete;
 };
 
-// Registers what a forked process does first; once. It may neither allocate nor wait.
-// Throws std::bad_alloc.
+// Registers the function that a forked process calls first. It must neither allocate nor wait.
+// Called once. Throws std::bad_alloc.
 void callInForkedProcess(void (*action)());
 
 }  // namespace embedded

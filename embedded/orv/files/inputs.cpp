@@ -19,13 +19,13 @@ namespace {
 
 constexpr std::string_view extension = ".qar";
 
-// Empty where there is none.
+// Returns an empty string if the variable is not set.
 std::string inputFolder() {
     const char* const folder = std::getenv("ORV_INPUTS");
     return folder == nullptr ? std::string() : nameInUtf8(folder);
 }
 
-// Null after the last one.
+// Returns null after the last entry.
 const dirent* nextIn(DIR* folder) {
     errno = 0;
     const dirent* place = readdir(folder);
@@ -53,7 +53,7 @@ std::vector<std::string> inputNames() {
     }
     while (const dirent* place = nextIn(opened.get())) {
         const std::string_view file = place->d_name;
-        // What is not UTF-8 could not be opened by the name that is listed.
+        // A file whose name is not UTF-8 could not be opened by its listed name.
         if (file.size() > extension.size() && file.ends_with(extension) && text::isUtf8(file) &&
             isDataSource(folder + "/" + std::string(file))) {
             names.emplace_back(file.substr(0, file.size() - extension.size()));

@@ -42,13 +42,13 @@ std::string temporaryPathIn(const std::string& folder) {
            std::to_string(randomNumber());
 }
 
-// A file without a name, or with the temporary one that it leaves in temporaryPath.
+// Creates a file without a name, or with a temporary name that it stores in temporaryPath.
 FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
     const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, asTheUmaskSays);
     if (unnamed >= 0) {
         return FileDescriptor(unnamed);
     }
-    // What the many file systems and kernels say that have no such files.
+    // The errors of file systems and kernels that do not support files without a name.
     if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
         throwSystemFailure(errno);
     }
@@ -66,18 +66,18 @@ void writeWhole(int file, std::span<const char> bytes) {
     }
 }
 
-// Some file systems have nothing to sync of a folder, and say so.
+// Some file systems refuse to sync a directory because they need not.
 bool syncFolder(int folder) {
     return fsync(folder) == 0 || errno == EINVAL || errno == EOPNOTSUPP;
 }
 
-// Gives a name that nothing else has.
+// Gives the file a name. False if the name is taken.
 bool link(const FileDescriptor& file, const std::string& temporaryPath, const char* path) {
     if (temporaryPath.empty()) {
         const std::string unnamed = "/proc/self/fd/" + std::to_string(file.number());
         return linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
     }
-    // Neither of the two is offered by every file system.
+    // Some file systems support only one of the two calls.
     const char* const from = temporaryPath.c_str();
     return renameat2(AT_FDCWD, from, AT_FDCWD, path, RENAME_NOREPLACE) == 0 ||
            ((errno == EINVAL || errno == ENOSYS) && ::link(from, path) == 0);

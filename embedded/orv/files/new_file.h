@@ -1,4 +1,4 @@
-// A data source file that is about to get its name.
+// Creates the file of a data source.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_NEW_FILE_H
 #define PYORV3_EMBEDDED_ORV_FILES_NEW_FILE_H
 
@@ -8,14 +8,14 @@
 
 namespace embedded {
 
-// Complete on the disk before it appears under its name in one step, so that a data source is never
-// seen half made. Where the file system has files without a name, nothing else is ever seen, also
-// of a creation that is killed; elsewhere it has a temporary name ".new-..." before.
+// A new data source. The file is complete on the disk before it gets its name in one step. Until
+// then it has no name if the file system supports that, so that a killed process leaves nothing
+// behind; otherwise it has a temporary name ".new-...".
 //
-// A name that it gave goes with the object unless it is kept.
+// The destructor deletes a published file unless keep was called.
 class NewFile {
   public:
-    // name: where the file shall be. Throws Failure: nameRefused, fileNotFound for a folder that
+    // name: the future name of the file. Throws Failure: nameRefused, fileNotFound if the directory
     // does not exist, accessDenied, tooManyOpen, storageFailed.
     explicit NewFile(const std::string& name);
     ~NewFile();
@@ -29,14 +29,14 @@ class NewFile {
     // Open for reading and writing.
     [[nodiscard]] FileDescriptor descriptor() const { return file_.duplicate(); }
 
-    // Gives the file its name, unless something has it (Failure(fileExists)).
+    // Gives the file its name. Throws Failure(fileExists) if the name is taken.
     void publish();
     void keep() noexcept { published_ = false; }
 
   private:
     const std::string path_;
     const FileDescriptor folder_;
-    std::string temporaryPath_;  // empty where the file has no name
+    std::string temporaryPath_;  // empty if the file has no name
     const FileDescriptor file_;
     bool published_ = false;
 };

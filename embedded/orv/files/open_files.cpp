@@ -12,7 +12,7 @@
 namespace embedded {
 namespace {
 
-// Saves at the normal end of the process what scripts did not close.
+// Saves files that scripts did not close, at the normal end of the process.
 class SaveAtExit {
   public:
     explicit SaveAtExit(OpenFiles& files) : files_(files) {}
@@ -26,7 +26,7 @@ class SaveAtExit {
     OpenFiles& files_;
 };
 
-// The name as SQLite takes it for that of a file, whatever it is.
+// Returns the name in a form that SQLite does not interpret.
 std::string plainName(const std::string& name) {
     return name.starts_with('/') ? name : "./" + name;
 }
@@ -34,7 +34,7 @@ std::string plainName(const std::string& name) {
 }  // namespace
 
 OpenFiles& openFiles() {
-    // Never destroyed: threads may still be at work while the process ends.
+    // Never destroyed: threads may still run while the process ends.
     static auto& files = *[] {
         auto made = std::make_unique<OpenFiles>();
         callInForkedProcess([] { openFiles().leaveToParent(); });
@@ -46,7 +46,7 @@ OpenFiles& openFiles() {
 
 bool isDataSource(const std::string& name) {
     try {
-        identityOf(name);  // opening what is no regular file may wait or do worse
+        identityOf(name);  // throws if it is not a regular file: opening a pipe would wait
         Database database(plainName(name));
         return isDataSource(database);
     } catch (const Failure& failure) {
@@ -153,7 +153,7 @@ void OpenFiles::saveAll() noexcept {
                 entry.file->save();
             }
         } catch (const std::exception&) {
-            // Where even this cannot be reported, there is nobody left to tell.
+            // Ignore a failure to print.
             static_cast<void>(
                 std::fprintf(stderr, "%s: could not be saved\n", entry.file->path().c_str()));
         }

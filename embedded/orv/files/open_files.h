@@ -12,29 +12,28 @@
 
 namespace embedded {
 
-// Sees to it that a file is open once, whatever names and contexts it is opened by, and that it is
-// saved when they close it and at the latest when the process ends. Any thread may call any
-// function. Opening and closing wait for each other; work on open files does not wait for them.
+// Opens each file only once, even under several names and by several contexts, and saves it when
+// they close it and at the end of the process. Safe for use by several threads. Opening and closing
+// wait for each other, but not for work on open files.
 class OpenFiles {
   public:
     // Opens for one user. Throws Failure as DataFile, fileNotFound, nameRefused, accessDenied.
     std::shared_ptr<DataFile> open(const std::string& name, bool writing);
 
-    // Makes an empty data source and opens it for one user that writes. A name that is taken is
-    // refused (fileExists), and a creation that fails leaves nothing behind.
-    // Throws Failure also: nameRefused, accessDenied, storageFailed.
+    // Creates an empty data source and opens it for one user that writes. If it fails, it leaves no
+    // file behind. Throws Failure also: fileExists, nameRefused, accessDenied, storageFailed.
     std::shared_ptr<DataFile> create(const std::string& name);
 
-    // Saves the file and ends one user's use of it. When saving fails, the use goes on.
+    // Saves the file and ends the use by one user. If saving fails, the use continues.
     void close(const std::shared_ptr<DataFile>& file, bool writing);
-    // As close, but the use ends in any case. What could not be saved stays here and is saved at
-    // the next opportunity, which is the end of the process when there is none before.
+    // As close, but the use ends in any case. If saving fails, the file stays open and is saved at
+    // the next opportunity, at the latest at the end of the process.
     void abandon(const std::shared_ptr<DataFile>& file, bool writing);
 
-    // Saves what this process opened; reports what cannot be saved on the standard error stream.
+    // Saves the files that this process opened; prints failures to standard error.
     void saveAll() noexcept;
 
-    // In a forked process, before anything else. Neither allocates nor waits.
+    // Called first in a forked process. Neither allocates nor waits.
     void leaveToParent() noexcept;
 
   private:
@@ -51,11 +50,11 @@ class OpenFiles {
     std::map<FileIdentity, Entry> entries_;
 };
 
-// The one of this process. Throws std::bad_alloc when it is made.
+// Returns the instance of this process. The first call may throw std::bad_alloc.
 OpenFiles& openFiles();
 
-// Whether the name stands for a data source, damaged or not, that may be read. Throws
-// Failure(storageFailed) where that cannot be said, and tooManyOpen.
+// True if the name is that of a readable data source, which may be damaged. Throws Failure:
+// storageFailed if that cannot be determined, tooManyOpen.
 bool isDataSource(const std::string& name);
 
 }  // namespace embedded

@@ -18,7 +18,7 @@ namespace embedded {
 namespace {
 
 constexpr std::array<unsigned char, 8> magic = {0xD9, 0xD5, 0x05, 0xF9, 0x20, 0xA1, 0x63, 0xD7};
-// In place of the number of records in a journal that is not synced: all that there are.
+// Replaces the number of records in a journal that is not synced: all records up to its end.
 constexpr std::uint32_t countedBySize = 0xFFFFFFFF;
 
 struct Header {
@@ -40,7 +40,7 @@ class JournalFile {
         }
         return status.st_size;
     }
-    // False if the file ends before.
+    // False if the file is too short.
     bool read(std::int64_t offset, std::span<unsigned char> bytes) const {
         const ssize_t length = pread(file_.number(), bytes.data(), bytes.size(), offset);
         if (length < 0) {
@@ -48,12 +48,12 @@ class JournalFile {
         }
         return static_cast<std::size_t>(length) == bytes.size();
     }
-    // nullopt if the file ends before.
+    // nullopt if the file is too short.
     [[nodiscard]] std::optional<std::uint32_t> number(std::int64_t offset) const {
         std::array<unsigned char, 4> bytes{};
         return read(offset, bytes) ? std::optional(bigEndian(bytes)) : std::nullopt;
     }
-    // nullopt if SQLite does not accept what is at the offset as a header.
+    // nullopt if SQLite does not accept the bytes at the offset as a header.
     [[nodiscard]] std::optional<Header> header(std::int64_t offset) const {
         std::array<unsigned char, magic.size() + sizeof(Header)> bytes{};
         if (!read(offset, bytes) || !std::equal(magic.begin(), magic.end(), bytes.begin())) {
@@ -81,7 +81,7 @@ class JournalFile {
     FileDescriptor file_;
 };
 
-// SQLite adds up every 200th byte, counted from the end.
+// SQLite adds every 200th byte, counted from the end.
 std::uint32_t checksumOfPage(std::span<const unsigned char> page, std::uint32_t seed) {
     for (std::size_t distance = 200; distance < page.size(); distance += 200) {
         seed += page[page.size() - distance];
@@ -89,7 +89,7 @@ std::uint32_t checksumOfPage(std::span<const unsigned char> page, std::uint32_t 
     return seed;
 }
 
-// The page in the record at the offset; nullopt if it is not complete.
+// Returns the page in the record at the offset, or nullopt if the record is not complete.
 std::optional<FirstPage> pageAt(const JournalFile& file, std::int64_t offset,
                                 const Header& header) {
     std::vector<unsigned char> page(header.pageSize);

@@ -1,4 +1,4 @@
-// SQLite's rollback journal as a file.
+// Reads the file format of SQLite's rollback journals.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_ROLLBACK_JOURNAL_H
 #define PYORV3_EMBEDDED_ORV_FILES_ROLLBACK_JOURNAL_H
 
@@ -15,10 +15,11 @@ namespace embedded {
 // page number, page, checksum. A large transaction has several such parts.
 class RollbackJournal {
   public:
-    // Reads the file. nullopt if SQLite ignores it: it is missing, too short or not a journal.
+    // Reads the file. nullopt if SQLite ignores it because it is missing, too short or not a
+    // journal.
     static std::optional<RollbackJournal> read(const std::string& path);
 
-    // The size in bytes to which a rollback cuts or extends the database.
+    // Returns the size in bytes that a rollback gives the database.
     [[nodiscard]] std::int64_t databaseSize() const { return databaseSize_; }
     // True if a rollback would write pages.
     [[nodiscard]] bool hasPages() const { return hasPages_; }

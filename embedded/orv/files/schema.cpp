@@ -49,7 +49,7 @@ bool isPunctuation(char character) {
     return std::string_view("(),").find(character) != std::string_view::npos;
 }
 
-// The statement with one blank between words and none elsewhere.
+// Returns the statement with one blank between words and no other white space.
 std::string withoutSpareSpace(std::string_view sql) {
     std::string text;
     bool pending = false;
@@ -69,15 +69,16 @@ std::string withoutSpareSpace(std::string_view sql) {
 
 // ---- The header of the file ------------------------------------------------------------------
 
-// SQLite itself reads what is missing of the last page as zeros.
+// True if the file has all pages of its header. SQLite would read missing bytes of the last page as
+// zeros.
 bool isWhole(Database& database, const FirstPage& page) {
     return page.usesWriteAheadLog() ||
            database.fileSize() >= std::int64_t{page.pageSize()} * page.pageCount();
 }
 
-// True if the schema in the file is byte for byte as this library creates it, so that nothing has
-// been changed in it or added. Ignores the numbers of the header that saves and VACUUM change.
-// False for a file whose pages have another size or may be in a log.
+// True if the schema in the file is byte for byte the one that this library creates. Ignores the
+// numbers in the header that saves and VACUUM change. False if the pages have another size or may
+// be in a write-ahead log.
 bool hasUnchangedSchema(const FirstPage& page) {
     const std::vector<char>& created = emptyDataSource();
     const auto bytes = page.bytes();
@@ -100,7 +101,7 @@ std::string_view statementOf(Tables tables, std::string_view table) {
     return {};
 }
 
-// A plain index names columns and constrains nothing.
+// Throws Failure(damaged) for an index with an expression, a condition or a constraint.
 void requirePlainIndexes(Database& database) {
     Statement odd(database,
                   "SELECT 1 FROM sqlite_schema AS t, pragma_index_list(t.name) AS i,"
@@ -161,7 +162,7 @@ std::vector<char> createEmptyDataSource() {
 }  // namespace
 
 const std::vector<char>& emptyDataSource() {
-    // Never destroyed: threads may still be at work while the process ends.
+    // Never destroyed: threads may still run while the process ends.
     static const auto& image =
         *std::make_unique<const std::vector<char>>(createEmptyDataSource()).release();
     return image;

@@ -9,7 +9,7 @@
 namespace embedded {
 namespace {
 
-// The last connection that was left to a parent process; the others hang on it.
+// The last connection that was left to a parent process; it links to the earlier ones.
 Storage* lastLeft = nullptr;
 
 }  // namespace
@@ -26,8 +26,8 @@ void Storage::prepareSaving() {
     if (!database_.isWritable()) {
         throw Failure(codes::accessDenied);
     }
-    // In memory, so that no save needs more files than the journal: what SQLite puts aside within
-    // a transaction, and changed pages until they are all written at once.
+    // SQLite keeps temporary data and changed pages in memory, so that a save needs no file except
+    // the journal.
     database_.execute(
         "PRAGMA synchronous = EXTRA; PRAGMA temp_store = MEMORY; PRAGMA cache_spill = OFF");
 }
@@ -55,7 +55,7 @@ void Storage::load(Content& content, const NeededClasses& needed) {
         }
     }
     const auto missing = content.missing(needed);
-    constexpr std::int64_t large = 1 << 20;  // bytes, beside which the pages kept count for little
+    constexpr std::int64_t large = 1 << 20;  // bytes; smaller files need little cache
     if (!missing.empty() && database_.fileSize() > large) {
         database_.keepFewPages();
     }
@@ -68,7 +68,7 @@ void Storage::load(Content& content, const NeededClasses& needed) {
         }
     }
     if (!missing.empty()) {
-        database_.releaseMemory();  // the blocks are in memory now, and not twice
+        database_.releaseMemory();  // the content has its own copy of the blocks
     }
 }
 

@@ -1,4 +1,4 @@
-// The check of a whole file.
+// Checks a whole file.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_VERIFICATION_H
 #define PYORV3_EMBEDDED_ORV_FILES_VERIFICATION_H
 
@@ -6,7 +6,7 @@
 
 namespace embedded {
 
-// Reads everything: the schema, SQLite's structures, all rows with their checksums. Called within a
+// Checks the schema, the structures of SQLite and all rows with their checksums. Called within a
 // transaction. Throws Failure: damaged; storageFailed if the system failed to read the file.
 void requireSoundFile(Database& database);
 

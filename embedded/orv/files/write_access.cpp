@@ -32,8 +32,8 @@ FileDescriptor openedForWriting(const std::string& path) {
 
 WriteAccess::WriteAccess(const std::string& path) : WriteAccess(openedForWriting(path)) {}
 
-// The lock belongs to the open descriptor and not to the process, which may open and close other
-// descriptors of the file as it likes.
+// The lock belongs to the open descriptor and not to the process, so closing other descriptors of
+// the file does not release it.
 WriteAccess::WriteAccess(FileDescriptor file) : file_(std::move(file)) {
     struct flock lock = lockOf(F_WRLCK);
     if (fcntl(file_.number(), F_OFD_SETLK, &lock) != 0) {
@@ -44,8 +44,8 @@ WriteAccess::WriteAccess(FileDescriptor file) : file_(std::move(file)) {
     }
 }
 
-// What is only closed stays locked as long as a program that was just started has not let go of
-// its copy of the descriptor.
+// Unlocks before closing: a program that was just started may still have a copy of the descriptor,
+// which would keep the lock.
 WriteAccess::~WriteAccess() {
     if (file_.number() >= 0) {
         struct flock lock = lockOf(F_UNLCK);

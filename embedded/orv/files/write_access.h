@@ -1,4 +1,4 @@
-// What a process holds while it may write a data source.
+// The right of a process to write a data source.
 #ifndef PYORV3_EMBEDDED_ORV_FILES_WRITE_ACCESS_H
 #define PYORV3_EMBEDDED_ORV_FILES_WRITE_ACCESS_H
 
@@ -8,19 +8,18 @@
 
 namespace embedded {
 
-// The lock by which one process at a time writes a data source, and what its saves need. Held from
-// the opening for writing to its end, over any number of transactions. The lock lies on a byte
-// that SQLite neither locks nor stores anything at, so that it keeps no reader away. The system
-// releases it when the process ends, however it ends.
+// The lock that permits one process at a time to write a data source, and the descriptors that its
+// saves need. Held as long as the source is open for writing, over any number of transactions. The
+// locked byte is one that SQLite neither locks nor stores, so readers are not blocked. The system
+// releases the lock if the process ends or is killed.
 //
-// The end of a WriteAccess closes a descriptor of the file: no transaction of this process may be
-// under way on it.
+// The destructor closes a descriptor of the file, so this process must have no active transaction.
 class WriteAccess {
   public:
-    // path: absolute. Throws Failure: inUse when another process has it; nameRefused and
-    // accessDenied for what could not be saved; fileNotFound, tooManyOpen.
+    // path: absolute. Throws Failure: inUse if another process has access; nameRefused or
+    // accessDenied if the file could not be saved; fileNotFound, tooManyOpen.
     explicit WriteAccess(const std::string& path);
-    // The same for a new file that is open for writing and whose path was found savable.
+    // file: a new file, open for writing, whose path has passed requireSavable.
     explicit WriteAccess(FileDescriptor file);
     ~WriteAccess();
     WriteAccess(const WriteAccess&) = delete;
@@ -28,13 +27,13 @@ class WriteAccess {
     WriteAccess(WriteAccess&&) = delete;
     WriteAccess& operator=(WriteAccess&&) = delete;
 
-    // To be used while the file is saved.
+    // The descriptors for the next save.
     [[nodiscard]] ReservedDescriptors& reserved() { return reserved_; }
 
-    // In a forked process: the parent goes on with the access, and alone.
+    // Called in a forked process: only the parent keeps the access.
     void leaveToParent() noexcept { file_.close(); }
 
-    // Whether another process, or this one, has the access.
+    // True if this or another process has access.
     static bool isHeld(const std::string& path);
 
   private:
