@@ -1,4 +1,4 @@
-// What the tests of the embedded library share: a folder of their own and open data sources.
+// Fixtures of the tests of the embedded library: a temporary directory and open data sources.
 #ifndef PYORV3_TESTS_SUPPORT_DATA_SOURCE_H
 #define PYORV3_TESTS_SUPPORT_DATA_SOURCE_H
 
@@ -28,7 +28,7 @@
 
 namespace testing_support {
 
-// A test in a folder of its own, which goes with it.
+// A test with a temporary directory, which the destructor deletes.
 class DataSourceTest : public testing::Test {
   public:
     DataSourceTest() {
@@ -50,7 +50,7 @@ class DataSourceTest : public testing::Test {
         return std::distance(std::filesystem::directory_iterator(folder_), {});
     }
 
-    // Another program that has the file open and has run the statements.
+    // Opens the file like another program and runs the statements.
     using Program = std::unique_ptr<sqlite3, decltype(&sqlite3_close)>;
     Program program(const std::string& sql) const {
         sqlite3* opened = nullptr;
@@ -68,7 +68,7 @@ class DataSourceTest : public testing::Test {
     std::filesystem::path folder_;
 };
 
-// Does the work while every file of this process ends at 4 KiB, as on a full disk.
+// Does the work while files of this process are limited to 4 KiB, as on a full disk.
 inline void onFullDisk(const std::function<void()>& work) {
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
@@ -80,7 +80,7 @@ inline void onFullDisk(const std::function<void()>& work) {
     static_cast<void>(std::signal(SIGXFSZ, handler));
 }
 
-// A forked process that ends with the success of its work.
+// Starts a forked process that does the work; its exit status is 0 if the work returns true.
 inline pid_t started(const std::function<bool()>& work) {
     EXPECT_EQ(0, fflush(nullptr));
     const pid_t process = fork();
@@ -102,7 +102,7 @@ inline void runElsewhere(const std::function<bool()>& work) {
 constexpr std::uint32_t reading = 0x1;
 constexpr std::uint32_t writing = 0x3;
 
-// A context that is deleted with the object, and what tests do with it.
+// Owns a context and wraps the calls that tests make with it.
 class DataSource {
   public:
     DataSource() { EXPECT_EQ(0U, SOrvCreateDSC2(nullptr, &context_, 0, 0)); }
@@ -139,7 +139,7 @@ class DataSource {
         EXPECT_EQ(0U, second + third);
         return code;
     }
-    // The code of the failure behind a result; 0 where there is none.
+    // Returns the failure code of a result; 0 if it is a success.
     [[nodiscard]] std::uint32_t failure(std::int64_t result) const {
         return result == 0 ? 0 : lastFailure();
     }
@@ -154,13 +154,13 @@ class DataSource {
         return word;
     }
 
-    // The value is a number, or a literal text with its terminator.
+    // value: a number or a string literal.
     template <typename Value>
     [[nodiscard]] OrvStatus put(std::uint32_t code, const Value& value, std::int32_t record = 1,
                                 std::int32_t entry = 0) const {
         return SOrvPutParam(context_, code, record, entry, &value, sizeof value);
     }
-    // The value; the status of a reading that fails is reported as the test's failure.
+    // Returns the value; the test fails if it cannot be read.
     template <typename Number>
     [[nodiscard]] Number get(std::uint32_t code, std::uint16_t record = 1,
                              std::uint16_t entry = 0) const {

@@ -1,4 +1,4 @@
-// The engine as scripts run it: loaded by its name, on a file.
+// Tests of the engine through its entry point, on a file.
 #include "embedded/engines/engine.h"
 
 #include <dlfcn.h>
@@ -43,7 +43,7 @@ class EngineTest : public DataSourceTest {
         ASSERT_EQ(0U, source_.putSpectrum({contents.begin(), contents.end()}));
         putNuclide(1, "Cs-137", {{661.66, 0.851}});
         putNuclide(2, "Co-60", {{1173.23, 0.9985}, {1332.49, 0.9998}});
-        // The longest name that there may be.
+        // A name of maximum length.
         putNuclide(3, "Na-22 16 letters", {{1274.54, 0.9994}, {661.2, 0.01}});
     }
 
@@ -85,9 +85,9 @@ class EngineTest : public DataSourceTest {
     DataSource source_ = DataSource::created(file());
 };
 
-TEST_F(EngineTest, WritesPeaksAndNuclides) {
+TEST_F(EngineTest, RepeatedRunWritesPeaksAndNuclides) {
     ASSERT_EQ(status::success, run(0));
-    ASSERT_EQ(status::success, run(0));  // replaces what the first run wrote
+    ASSERT_EQ(status::success, run(0));  // replaces the results of the first run
     ASSERT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
     EXPECT_NEAR(661.66, source_.get<double>(QAR_D_PEAKENERGY, 1), 0.05);
     EXPECT_NEAR(1323.32, source_.get<double>(QAR_D_PEAKCENTR, 1), 0.1);
@@ -96,7 +96,7 @@ TEST_F(EngineTest, WritesPeaksAndNuclides) {
     EXPECT_NEAR(std::sqrt(20000.0 + 490.0), uncertainty, 5.0);
     EXPECT_NEAR(20000.0, source_.get<double>(QAR_D_PEAKAREA, 1), 3.5 * uncertainty);
     EXPECT_NEAR(490.0, source_.get<double>(QAR_D_PEAKCONT, 1), 50.0);
-    // By likelihood: more than the area in its own uncertainty, in which the signal is.
+    // From the likelihood: larger than area / uncertainty, which includes the noise of the signal.
     EXPECT_NEAR(230.0, source_.get<double>(QAR_D_PEAKSIGNIF, 1), 5.0);
     EXPECT_NEAR(1323 - 4 * 3.1, source_.get<std::int32_t>(QAR_L_PEAKLEFT, 1), 2);
     EXPECT_NEAR(1323 + 4 * 3.1, source_.get<std::int32_t>(QAR_L_PEAKRIGHT, 1), 2);
@@ -110,18 +110,18 @@ TEST_F(EngineTest, WritesPeaksAndNuclides) {
     EXPECT_DOUBLE_EQ(1173.23, source_.get<double>(QAR_D_RESENERGY, 1));
 }
 
-TEST_F(EngineTest, RunsEachStepAlone) {
+TEST_F(EngineTest, OptionsRunSingleSteps) {
     ASSERT_EQ(status::success, run(search));
     EXPECT_EQ(3, source_.recordCount(QAR_CLS_PEAK));
     EXPECT_THAT(identified(), testing::IsEmpty());
     EXPECT_EQ("", source_.text(QAR_C_PEAKNUCL, 1));
     ASSERT_EQ(status::success, run(identify));
     EXPECT_THAT(identified(), testing::ElementsAre("Co-60", "Cs-137"));
-    ASSERT_EQ(status::success, run(search));  // results of old peaks do not stay
+    ASSERT_EQ(status::success, run(search));  // deletes the nuclides of the old peaks
     EXPECT_THAT(identified(), testing::IsEmpty());
 }
 
-// What a case does to the file before the engine runs; it also stands for the cases behind it.
+// Changes the file before the engine runs; the change also applies to the following cases.
 using Preparation = std::function<OrvStatus(const DataSource&)>;
 
 template <typename Value>
@@ -129,7 +129,7 @@ Preparation put(std::uint32_t code, Value value, int entry = 0) {
     return [=](const DataSource& source) { return source.put(code, value, 1, entry); };
 }
 
-TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
+TEST_F(EngineTest, SettingsOfTheFileLimitTheResults) {
     const std::vector<std::pair<Preparation, std::vector<std::string>>> settings = {
         {put(QAR_L_FIRSTCHAN, 2000), {"Co-60"}},
         {put(QAR_L_LASTCHAN, 2300), {}},
@@ -147,13 +147,13 @@ TEST_F(EngineTest, KeepsToTheSettingsOfTheFile) {
         ASSERT_EQ(status::success, run(0));
         EXPECT_EQ(setting.second, identified()) << &setting - settings.data();
     }
-    ASSERT_EQ(status::success, run(50 << engines::optionLimitShift));  // 5.0 in place of the file's
+    ASSERT_EQ(status::success, run(50 << engines::optionLimitShift));  // 5.0 overrides the file
     EXPECT_THAT(identified(), testing::ElementsAre("Co-60"));
-    EXPECT_EQ(status::success, run(10 << engines::optionLimitShift));  // the smallest
+    EXPECT_EQ(status::success, run(10 << engines::optionLimitShift));  // the minimum
 }
 
-// An estimate is marked as such, is estimated again, and gives way to a calibration of the user.
-TEST_F(EngineTest, EstimatesMissingOrWrongWidths) {
+// The estimate is marked, is made again in each run, and is replaced by a calibration of the user.
+TEST_F(EngineTest, MissingOrWrongWidthsAreReplacedByAnEstimate) {
     const auto shape = [this](std::uint32_t code) {
         return std::vector<double>{source_.get<double>(code, 1, 1),
                                    source_.get<double>(code, 1, 2)};
@@ -169,7 +169,7 @@ TEST_F(EngineTest, EstimatesMissingOrWrongWidths) {
     EXPECT_EQ(estimate, shape(QAR_D_SHAPEEST));
     EXPECT_NEAR(1.55, std::sqrt(engines::polynomial(estimate, 661.66)), 0.08);
 
-    // One that a user writes later holds, unless the peaks contradict it.
+    // A calibration that a user writes later replaces the estimate unless the peaks contradict it.
     putCalibration(QAR_D_SHAPECAL, simulated::calibration().shape);
     ASSERT_EQ(status::success, run(0));
     EXPECT_EQ(simulated::calibration().shape, shape(QAR_D_SHAPECAL));
@@ -184,8 +184,9 @@ TEST_F(EngineTest, EstimatesMissingOrWrongWidths) {
     }
 }
 
-// 0.4 % and 1 keV off: results have the energies of the lines, the calibration stays as it is.
-TEST_F(EngineTest, CorrectsEnergiesOfTheResults) {
+// A calibration that is wrong by 0.4 % and 1 keV: the results have the energies of the lines, the
+// calibration is unchanged.
+TEST_F(EngineTest, WrongCalibrationCorrectsTheEnergiesOfResults) {
     const auto corrected = [this] { return source_.get<std::int32_t>(QAR_L_CORRLINES, 1); };
     putNuclide(4, "Eu-152", {{121.78, 0.28}, {344.28, 0.27}, {778.9, 0.13}, {1408.0, 0.21}});
     const std::vector<double> energy = {1.0, 0.502};
@@ -201,7 +202,7 @@ TEST_F(EngineTest, CorrectsEnergiesOfTheResults) {
     EXPECT_EQ(1.0, source_.get<double>(QAR_D_ENERGYCORR, 1, 2));
 }
 
-TEST_F(EngineTest, CalibratesFromItsNuclides) {
+TEST_F(EngineTest, MissingCalibrationIsMadeFromTheNuclides) {
     ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_CALIBRATION, 1, 0));
     ASSERT_EQ(status::success, run(engines::optionCalibrate | search));
     EXPECT_NEAR(0.5, source_.get<double>(QAR_D_ENERGYCAL, 1, 2), 0.0005);
@@ -218,7 +219,7 @@ TEST_F(EngineTest, CalibratesFromItsNuclides) {
     EXPECT_EQ(before, source_.get<double>(QAR_D_ENERGYCAL, 1, 1));
 }
 
-TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
+TEST_F(EngineTest, UnusableInputReturnsItsStatus) {
     using Failure = std::tuple<std::uint32_t, std::int32_t, Preparation>;
     const auto nothing = [](const DataSource&) { return 0U; };
     const std::vector<Failure> failures = {
@@ -248,8 +249,9 @@ TEST_F(EngineTest, HasAStatusForWhatCannotRun) {
     EXPECT_EQ(status::dataSourceRefused, run(-1, 0));
 }
 
-// 1 % of efficiency at all energies, 1,000 s of live time: 20,000 counts of Cs-137 are 2,353 Bq.
-TEST_F(EngineTest, GivesActivitiesAndDetectionLimits) {
+// An efficiency of 1 % at all energies and a live time of 1,000 s: 20,000 counts of Cs-137 are
+// 2,353 Bq.
+TEST_F(EngineTest, EfficiencyAndLiveTimeGiveActivitiesAndDetectionLimits) {
     ASSERT_EQ(0U, source_.put(QAR_D_EFFICCAL, std::log(0.01)));
     ASSERT_EQ(0U, source_.put(QAR_D_LIVETIME, 1000.0));
     ASSERT_EQ(status::success, run(0));
@@ -259,7 +261,7 @@ TEST_F(EngineTest, GivesActivitiesAndDetectionLimits) {
     ASSERT_EQ("Cs-137", source_.text(QAR_C_RESNUCLIDE, 2));
     EXPECT_NEAR(activity, source_.get<double>(QAR_D_ACTIVITY, 2), 1e-3 * activity);
     EXPECT_NEAR(uncertainty / 8.51, source_.get<double>(QAR_D_ACTIVITYUNC, 2), 0.1);
-    // Not found: its record says so and below which activity; line 1 decides.
+    // A nuclide that was not found has a record with a detection limit, which line 1 determines.
     ASSERT_EQ("Na-22 16 letters", source_.text(QAR_C_RESNUCLIDE, 3));
     EXPECT_LT(source_.get<double>(QAR_D_RESCONF, 3), 0.1);
     std::array<double, 1> unset{};
@@ -275,8 +277,8 @@ TEST_F(EngineTest, GivesActivitiesAndDetectionLimits) {
     EXPECT_EQ(status::badSetting, run(0));
 }
 
-// Ten days of half-life, measured 20 days after the time of reference, for one day.
-TEST_F(EngineTest, CorrectsActivitiesForDecayAndCarriesUncertaintiesOn) {
+// A half-life of 10 days; a measurement of one day, 20 days after the reference time.
+TEST_F(EngineTest, HalfLifeCorrectsActivitiesAndTheirUncertainties) {
     constexpr double day = 86400.0;
     ASSERT_EQ(0U, source_.put(QAR_D_EFFICCAL, std::log(0.01)));
     ASSERT_EQ(0U, source_.put(QAR_D_LIVETIME, 1000.0));
@@ -301,7 +303,7 @@ TEST_F(EngineTest, CorrectsActivitiesForDecayAndCarriesUncertaintiesOn) {
     ASSERT_EQ(0U, source_.put(QAR_B_DECAYCORR, std::uint8_t{0}));
     ASSERT_EQ(status::success, run(0));
     EXPECT_NEAR(factor / 4.0, source_.get<double>(QAR_D_ACTIVITY, 2) / now, 1e-3);
-    // A parent that lives longer rules.
+    // The longer half-life of a parent replaces that of the nuclide.
     putNuclide(4, "Parent-1", {});
     ASSERT_EQ(0U, source_.put(QAR_D_HALFLIFE, 1e12, 4));
     ASSERT_EQ(0U, SOrvPutParam(source_.context(), QAR_C_NUCLPARENT, 1, 0, "Parent-1", 9));
@@ -311,7 +313,7 @@ TEST_F(EngineTest, CorrectsActivitiesForDecayAndCarriesUncertaintiesOn) {
 }
 
 // (FWHM / keV)^2 = -1 + energy / 200 keV: no width below 200 keV.
-TEST_F(EngineTest, TellsWhereItCouldNotSearch) {
+TEST_F(EngineTest, ChannelsWithoutWidthReturnRangePartlySearched) {
     putCalibration(QAR_D_SHAPECAL, {-1.0, 0.005});
     EXPECT_EQ(status::rangePartlySearched, run(0));
     EXPECT_THAT(identified(), testing::ElementsAre("Co-60", "Cs-137"));
@@ -320,9 +322,9 @@ TEST_F(EngineTest, TellsWhereItCouldNotSearch) {
     EXPECT_EQ(status::success, run(0));
 }
 
-// Two peaks at a distance of 0.9 widths and two at 3.2, which smoothing over 40 channels looks for
-// in the middle, where neither is.
-TEST_F(EngineTest, SmoothsAndPartsAsTheFileSays) {
+// Two peaks 0.9 widths apart and two peaks 3.2 widths apart. Smoothing over 40 channels moves the
+// maximum of the latter to their middle, where there is no peak.
+TEST_F(EngineTest, SmoothingAndMultipletSettingsChangeTheNumberOfPeaks) {
     using Way = std::tuple<std::uint8_t, std::int16_t, int>;
     auto random = simulated::repeatableRandom(4);
     simulated::SimulatedSpectrum spectrum;
@@ -339,7 +341,7 @@ TEST_F(EngineTest, SmoothsAndPartsAsTheFileSays) {
     }
 }
 
-TEST_F(EngineTest, WantsNuclideRecordsForTheIdentificationAloneAndWithTheirValues) {
+TEST_F(EngineTest, MissingNuclideRecordsFailOnlyTheIdentification) {
     ASSERT_EQ(0U, source_.put(QAR_D_LINEENERGY, 1000.0, 1, 2));  // a line without yield
     EXPECT_EQ(status::recordUnreadable, run(0));
     for (int record = 0; record < 3; ++record) {

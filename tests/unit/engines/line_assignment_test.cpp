@@ -1,4 +1,4 @@
-// Peaks assigned to lines: calibrations that are off, and none at all.
+// Tests of assigning peaks to lines with a wrong calibration and without one.
 #include "embedded/engines/line_assignment.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@
 namespace embedded::engines {
 namespace {
 
-// Energies with photons per decay.
+// Energies in keV and photons per decay.
 const LinePattern europium = {"Eu-152",
                               {{121.78, 0.284},
                                {244.70, 0.0755},
@@ -37,7 +37,7 @@ const LinePattern barium = {
     0.0};
 const std::vector<LinePattern> library = {europium, cobalt, barium};
 
-// Peaks of a detector with an energy calibration that is off, as the efficiency leaves them.
+// A nuclide measured by a detector with a wrong energy calibration.
 struct Case {
     LinePattern nuclide;
     double resolution;  // FWHM by energy at 662 keV
@@ -63,7 +63,7 @@ std::vector<PlacedPeak> peaksOf(const Case& measured, const std::vector<double>&
     return peaks;
 }
 
-TEST(EnergyCorrection, FindsTheLinesOfACalibrationThatIsOff) {
+TEST(EnergyCorrection, WrongCalibrationIsCorrected) {
     const std::vector<std::pair<Case, DetectorKind>> cases = {
         {{europium, 0.0024, 0.0, 1.004}, DetectorKind::germanium},
         {{europium, 0.0024, -3.0, 0.997}, DetectorKind::germanium},
@@ -80,12 +80,12 @@ TEST(EnergyCorrection, FindsTheLinesOfACalibrationThatIsOff) {
     }
 }
 
-TEST(EnergyCorrection, IsNotMadeWithoutEvidence) {
+TEST(EnergyCorrection, MissingEvidenceGivesNoCorrection) {
     const std::vector<std::pair<std::vector<PlacedPeak>, DetectorKind>> cases = {
         {{}, DetectorKind::germanium},
-        {peaksOf({europium, 0.0024, 0.0, 1.0}), DetectorKind::germanium},   // is not off
-        {peaksOf({cobalt, 0.0024, 0.0, 1.003}), DetectorKind::germanium},   // two lines
-        {peaksOf({europium, 0.0024, 0.0, 1.05}), DetectorKind::germanium},  // out of bounds
+        {peaksOf({europium, 0.0024, 0.0, 1.0}), DetectorKind::germanium},   // correct calibration
+        {peaksOf({cobalt, 0.0024, 0.0, 1.003}), DetectorKind::germanium},   // only two lines
+        {peaksOf({europium, 0.0024, 0.0, 1.05}), DetectorKind::germanium},  // error out of range
         {peaksOf({{"", {}, 0.0}, 0.0024, 0.0, 1.0}, {140.5, 320.1, 834.8, 1099.2, 1674.7}),
          DetectorKind::germanium}};  // nuclides that are not in the library
     for (const auto& [peaks, kind] : cases) {
@@ -93,12 +93,12 @@ TEST(EnergyCorrection, IsNotMadeWithoutEvidence) {
     }
 }
 
-// Channels 0.37 keV wide, with a parabola.
+// Returns the channel of an energy for a quadratic calibration of about 0.37 keV per channel.
 double channelOf(double energy) {
     return (std::sqrt(0.37 * 0.37 + 8e-7 * (energy + 2.0)) - 0.37) / 4e-7;
 }
 
-TEST(EnergyCalibration, AssignsPeaksToLinesWithoutACalibration) {
+TEST(EnergyCalibration, PeaksInChannelsGiveACalibration) {
     constexpr std::size_t channels = 4096;
     for (const LinePattern& nuclide : {europium, barium}) {
         auto peaks = peaksOf({nuclide, 0.0024, 0.0, 1.0}, {74.9, 511.0, 609.3, 1460.8, 2614.5});
@@ -115,7 +115,7 @@ TEST(EnergyCalibration, AssignsPeaksToLinesWithoutACalibration) {
     }
 }
 
-TEST(EnergyCalibration, RefusesWhatIsAmbiguous) {
+TEST(EnergyCalibration, AmbiguousPeaksGiveNoCalibration) {
     const auto peaks = peaksOf({cobalt, 0.0024, 0.0, 1.0}, {250.0, 609.3, 1000.0, 1460.8});
     const LinePattern one = {"Cs-137", {{661.66, 0.85}}, 0.0};
     EXPECT_FALSE(calibrateEnergy(peaks, std::vector{one}, 4096));

@@ -13,7 +13,8 @@ namespace {
 
 using namespace embedded::engines;
 
-// A wrong one spoils uncertainties and ends fits too early; from where one is 0 no fit returns.
+// A wrong derivative gives wrong uncertainties and ends fits too early; a fit never leaves a point
+// at which a derivative is 0.
 TEST(PeakModel, HasTheDerivativesOfItsContents) {
     for (const auto& [widePeak, fraction] : {std::pair(0U, 0.2), std::pair(1U, 0.0)}) {
         const Shape shape{.curved = true,
@@ -42,8 +43,8 @@ TEST(PeakModel, HasTheDerivativesOfItsContents) {
     }
 }
 
-// What belongs to peaks that are left out must not keep the rest from moving.
-TEST(LikelihoodFit, FindsTheContinuumWithoutItsPeaks) {
+// The parameters of peaks with a fixed area of 0 must not prevent a fit of the continuum.
+TEST(LikelihoodFit, FixedPeaksDoNotPreventTheFitOfTheContinuum) {
     const std::vector<double> contents(40, 50.0);
     PeakModel model({0, 40}, {{20.0, 5.0}}, {.curved = true, .leftTail = true, .widePeak = 0U});
     Eigen::VectorXd values = model.estimate(contents);

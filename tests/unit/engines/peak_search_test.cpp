@@ -24,8 +24,8 @@ struct Peak {
     double area;
 };
 
-// Ten peaks from 60 to 120,000 counts, each with its Compton edge and its step, anywhere but nearer
-// than three widths to each other.
+// Adds ten peaks of 60 to 120,000 counts, each with a Compton edge and a step, at random channels
+// at least three widths apart.
 std::vector<Peak> addRandomPeaks(SimulatedSpectrum& spectrum, std::mt19937_64& random) {
     std::uniform_real_distribution<double> uniform;
     std::vector<Peak> peaks;
@@ -39,7 +39,7 @@ std::vector<Peak> addRandomPeaks(SimulatedSpectrum& spectrum, std::mt19937_64& r
         if (std::ranges::any_of(peaks, isNear)) {
             continue;
         }
-        const double edge = channel / (1.0 + 511.0 / channel);  // two channels are a keV
+        const double edge = channel / (1.0 + 511.0 / channel);  // two channels per keV
         peaks.push_back({channel, area});
         spectrum.addEdge(edge, 0.6 * area / edge);
         spectrum.addEdge(channel, 0.002 * area / width);
@@ -47,12 +47,13 @@ std::vector<Peak> addRandomPeaks(SimulatedSpectrum& spectrum, std::mt19937_64& r
     return peaks;
 }
 
-// The standard deviations that a net area has where a second observation gives the continuum.
+// Returns the net area in units of its standard deviation, if a second measurement of the same
+// duration gives the continuum.
 double expectedSignificance(const SimulatedSpectrum& continuum, const Peak& peak) {
     return peak.area / std::sqrt(peak.area + 2.0 * continuum.countsAround(peak.channel));
 }
 
-// How the areas found compare with the true ones, in their uncertainties.
+// Statistics of (measured area - true area) / uncertainty.
 struct Pulls {
     double sum = 0.0;
     double squares = 0.0;
@@ -71,7 +72,7 @@ struct Pulls {
     double deviation() const { return std::sqrt(squares / count - mean() * mean()); }
 };
 
-// Takes the nearest found peak within 0.6 widths out of the list.
+// Removes the nearest peak within 0.6 widths from the list and returns it.
 std::vector<FittedPeak> take(std::vector<FittedPeak>& found, double channel, double width) {
     const auto distance = [channel](const FittedPeak& peak) {
         return std::abs(peak.channel - channel);
@@ -85,7 +86,7 @@ std::vector<FittedPeak> take(std::vector<FittedPeak>& found, double channel, dou
     return taken;
 }
 
-TEST(PeakSearch, FindsAllPeaksOfHundredSpectraWithTheirAreasAndNoOther) {
+TEST(PeakSearch, RandomSpectraGiveAllPeaksAndNoOthers) {
     auto random = simulated::repeatableRandom(20240229);
     Pulls pulls;
     for (int number = 0; number < 100; ++number) {
@@ -106,9 +107,9 @@ TEST(PeakSearch, FindsAllPeaksOfHundredSpectraWithTheirAreasAndNoOther) {
         }
         EXPECT_TRUE(found.empty()) << "spectrum " << number << " channel " << found[0].channel;
     }
-    // Right areas with right uncertainties scatter by one uncertainty, and of some 850 areas about
-    // two lie beyond three of them by chance: more than eight happen once in a thousand times, one
-    // beyond 4.5 in two hundred.
+    // Correct areas scatter by one uncertainty. Of about 850 areas, two deviate by more than three
+    // uncertainties by chance; more than eight do so with a probability of 1/1000, and one deviates
+    // by more than 4.5 with a probability of 1/200.
     EXPECT_GT(pulls.count, 700);
     EXPECT_NEAR(0.0, pulls.mean(), 0.12);
     EXPECT_NEAR(1.0, pulls.deviation(), 0.1);
@@ -116,11 +117,11 @@ TEST(PeakSearch, FindsAllPeaksOfHundredSpectraWithTheirAreasAndNoOther) {
     EXPECT_LT(pulls.greatest, 4.5);
 }
 
-// On 20 counts a channel, without noise: where there is no chance there is no excuse.
-TEST(PeakSearch, PartsMultiplets) {
+// 20 counts per channel without noise, so the limits are narrow.
+TEST(PeakSearch, MultipletsAreResolved) {
     const double first = 2000.3;
     std::vector<std::vector<Peak>> multiplets = {
-        // channels in widths from the first
+        // distances from the first peak in widths
         {{0, 1e3}, {1.25, 333}}, {{0, 1e3}, {-1.25, 333}},
         {{0, 1e3}, {1.5, 333}},  {{0, 1e3}, {2.0, 333}},
         {{0, 1e5}, {1.0, 1e4}},  {{0, 1e5}, {-1.0, 1e4}},
@@ -155,8 +156,8 @@ struct Unusual {
     double tolerance;  // relative, of the area
 };
 
-// The annihilation peak is about twice as wide as others; a tail is no second peak.
-TEST(PeakSearch, TakesABroadOrTailedPeakForOne) {
+// The annihilation peak is about twice as wide as others; a tail must not become a second peak.
+TEST(PeakSearch, BroadOrTailedPeaksAreSinglePeaks) {
     auto random = simulated::repeatableRandom(6);
     for (const auto& [area, broadening, tail, tolerance] :
          {Unusual{1e4, 2.0, 0.0, 0.05}, Unusual{1.6e5, 2.0, 0.1, 0.05},
@@ -212,13 +213,13 @@ TEST(PeakSearch, TailsAndDriftMakeNoSecondPeakAndHideNoCounts) {
 }
 
 // Currie's limit for a search at 5 sigma on a background of 4.5 counts, found 95 times in 100.
-TEST(PeakSearch, FindsFaintPeaksInFewCounts) {
+TEST(PeakSearch, FaintPeaksAreFoundInFewCounts) {
     auto random = simulated::repeatableRandom(8);
     constexpr int spectra = 20;
     constexpr int peaksInEach = 10;
     int found = 0;
     for (int number = 0; number < spectra; ++number) {
-        SimulatedSpectrum spectrum(0.6, 0.0);  // a channel; 4.5 counts within 1.25 widths
+        SimulatedSpectrum spectrum(0.6, 0.0);  // per channel; 4.5 counts within 1.25 widths
         for (int peak = 1; peak <= peaksInEach; ++peak) {
             spectrum.addPeak(350.3 * peak, 24.5);
         }
@@ -228,10 +229,10 @@ TEST(PeakSearch, FindsFaintPeaksInFewCounts) {
         }
         EXPECT_TRUE(peaks.empty());
     }
-    EXPECT_GE(found, 182);  // fewer than once in a hundred times where 95 of 100 are found
+    EXPECT_GE(found, 182);  // fewer have a probability below 1/100 if 95 % are found
 }
 
-// Ten peaks of 1,500 counts on 200 counts a channel.
+// Returns ten peaks of 1,500 counts on 200 counts per channel.
 SimulatedSpectrum tenPeaks() {
     SimulatedSpectrum spectrum(200.0, 0.0);
     for (int peak = 1; peak <= 10; ++peak) {
@@ -240,8 +241,8 @@ SimulatedSpectrum tenPeaks() {
     return spectrum;
 }
 
-// Adds how their areas come out of a spectrum, which is so many times what was counted; returns how
-// many other peaks it shows.
+// Adds the areas of the ten peaks found in a spectrum whose counts were multiplied by the factor.
+// Returns the number of other peaks found.
 std::size_t addPulls(const embedded::engines::Spectrum& spectrum, double factor, Pulls& pulls) {
     auto found = findPeaks(spectrum, {limit});
     for (int peak = 1; peak <= 10; ++peak) {
@@ -252,8 +253,8 @@ std::size_t addPulls(const embedded::engines::Spectrum& spectrum, double factor,
     return found.size();
 }
 
-// Twice as much background is subtracted with half its weight.
-TEST(PeakSearch, GivesHonestUncertaintiesWhereABackgroundWasSubtracted) {
+// Half of a background measurement with twice the counts is subtracted.
+TEST(PeakSearch, SubtractedBackgroundGivesCorrectUncertainties) {
     auto random = simulated::repeatableRandom(9);
     const SimulatedSpectrum gross = tenPeaks();
     const SimulatedSpectrum background(400.0, 0.0);
@@ -272,8 +273,8 @@ TEST(PeakSearch, GivesHonestUncertaintiesWhereABackgroundWasSubtracted) {
     EXPECT_NEAR(1.0, pulls.deviation(), 0.15);
 }
 
-// Nine times what was counted scatters thrice as much as its contents say.
-TEST(PeakSearch, GivesHonestUncertaintiesWhereContentsWereMultiplied) {
+// Counts multiplied by nine scatter three times as much as Poisson counts of the same size.
+TEST(PeakSearch, MultipliedContentsGiveCorrectUncertainties) {
     auto random = simulated::repeatableRandom(10);
     const SimulatedSpectrum spectrum = tenPeaks();
     Pulls pulls;
@@ -288,7 +289,7 @@ TEST(PeakSearch, GivesHonestUncertaintiesWhereContentsWereMultiplied) {
     EXPECT_LE(others, 3U);
 }
 
-TEST(PeakSearch, SeesNoPeakInEdgesOrContinuum) {
+TEST(PeakSearch, EdgesAndContinuumGiveNoPeaks) {
     auto random = simulated::repeatableRandom(11);
     for (const double height : {40.0, 400.0, 4e4}) {
         for (const double broadening : {0.05, 1.0, 2.0}) {
@@ -307,7 +308,7 @@ TEST(PeakSearch, SeesNoPeakInEdgesOrContinuum) {
     }
 }
 
-TEST(PeakSearch, SurvivesContentsThatNoDetectorGives) {
+TEST(PeakSearch, ExtremeContentsGiveFiniteAreas) {
     const SimulatedSpectrum spectrum;
     const std::vector<std::vector<double>> strange = {
         std::vector<double>(simulated::channelCount, -2147483648.0),

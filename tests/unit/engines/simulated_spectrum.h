@@ -1,4 +1,4 @@
-// Spectra whose peaks are known, to judge by what the analysis finds in them.
+// Simulated spectra with known peaks, to compare with the results of the analysis.
 #ifndef PYORV3_TESTS_UNIT_ENGINES_SIMULATED_SPECTRUM_H
 #define PYORV3_TESTS_UNIT_ENGINES_SIMULATED_SPECTRUM_H
 
@@ -27,15 +27,15 @@ inline double normalDistribution(double x) {
     return 0.5 * std::erfc(-x / std::numbers::sqrt2);
 }
 
-// A generator that gives the same numbers in every run.
+// Returns a generator that yields the same numbers in every run.
 inline std::mt19937_64 repeatableRandom(std::uint64_t seed) {
     return std::mt19937_64(seed);
 }
 
-// The expected contents; draw() gives one measurement of them.
+// The expected contents of a spectrum; draw() returns a measurement of them.
 class SimulatedSpectrum {
   public:
-    // An exponential continuum over a constant one.
+    // Creates an exponential and a constant continuum.
     explicit SimulatedSpectrum(double constant = 3.0, double exponential = 400.0)
         : widths_(embedded::engines::widthsInChannels(calibration(), channelCount)),
           means_(channelCount) {
@@ -75,8 +75,8 @@ class SimulatedSpectrum {
         }
     }
 
-    // What lies below the channel is raised by the height, rounded as the peaks are wide or more;
-    // negative heights lower it.
+    // Adds the height, which may be negative, to all channels below the given one. The edge has the
+    // width of a peak times broadening.
     void addEdge(double channel, double height, double broadening = 1.0) {
         const double sigma = broadening * width(channel) / fwhmPerSigma;
         for (std::size_t index = 0; index < channelCount; ++index) {
@@ -85,7 +85,7 @@ class SimulatedSpectrum {
         }
     }
 
-    // Expected counts within 1.25 FWHM of the channel.
+    // Returns the expected counts within 1.25 FWHM of the channel.
     double countsAround(double channel) const {
         const double reach = 1.25 * width(channel);
         double sum = 0.0;
@@ -96,7 +96,7 @@ class SimulatedSpectrum {
         return sum;
     }
 
-    // Without noise, but for rounding.
+    // Returns the expected contents, rounded to whole counts.
     std::vector<double> rounded() const {
         std::vector<double> contents(means_);
         for (double& content : contents) {

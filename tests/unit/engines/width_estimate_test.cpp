@@ -1,4 +1,4 @@
-// Width calibrations that are estimated from the peaks of a spectrum.
+// Tests of width calibrations estimated from the peaks of a spectrum.
 #include "embedded/engines/width_estimate.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ struct Detector {
     }
 };
 
-// The lines on an exponential continuum of as many counts as all of them.
+// Returns the lines on an exponential continuum with this number of counts.
 std::vector<double> spectrumOf(const Detector& detector, const std::vector<Line>& lines,
                                double continuum) {
     const Calibration calibration = detector.calibration();
@@ -68,7 +68,7 @@ const std::vector<Detector> detectors = {
 const std::vector<Line> wellSeparated = {
     {122.0, 40000.0}, {356.0, 30000.0}, {662.0, 60000.0}, {1461.0, 30000.0}};
 
-TEST(WidthEstimate, AgreesWithThePeaksOfEveryKindOfDetector) {
+TEST(WidthEstimate, PeaksOfEveryDetectorKindGiveTheirWidths) {
     for (const Detector& detector : detectors) {
         const auto contents = spectrumOf(detector, wellSeparated, 300000.0);
         const auto estimate =
@@ -84,7 +84,7 @@ TEST(WidthEstimate, AgreesWithThePeaksOfEveryKindOfDetector) {
     }
 }
 
-TEST(WidthEstimate, FollowsOnePeakWithTheTypicalCurve) {
+TEST(WidthEstimate, SinglePeakScalesTheTypicalCurve) {
     for (const Detector& detector : detectors) {
         const auto contents = spectrumOf(detector, {{662.0, 5000.0}}, 20000.0);
         const auto estimate =
@@ -96,7 +96,7 @@ TEST(WidthEstimate, FollowsOnePeakWithTheTypicalCurve) {
     }
 }
 
-TEST(WidthEstimate, IgnoresWideStructuresAmongNarrowPeaks) {
+TEST(WidthEstimate, WideStructuresAmongNarrowPeaksAreIgnored) {
     const Detector& detector = detectors.front();
     auto contents = spectrumOf(detector, wellSeparated, 100000.0);
     const Detector wide = {16384, 3000.0, {900.0}, DetectorKind::unknown};
@@ -107,7 +107,7 @@ TEST(WidthEstimate, IgnoresWideStructuresAmongNarrowPeaks) {
     EXPECT_NEAR(1.0, widthOf(estimate.shape, 662.0) / widthOf(detector.shape, 662.0), 0.05);
 }
 
-TEST(WidthEstimate, IsTypicalWithoutPeaks) {
+TEST(WidthEstimate, MissingPeaksGiveTheTypicalDetectorKind) {
     const Detector coarse = {1024, 3000.0, {}, DetectorKind::sodiumIodide};
     const Detector fine = {8192, 3000.0, {}, DetectorKind::germanium};
     for (const Detector& detector : {coarse, fine}) {
@@ -121,7 +121,7 @@ TEST(WidthEstimate, IsTypicalWithoutPeaks) {
     }
 }
 
-TEST(WidthEstimate, ContradictsAWrongCalibrationOnly) {
+TEST(WidthEstimate, OnlyWrongCalibrationsContradictThePeaks) {
     const Detector& detector = detectors.front();
     const auto samples = measureWidths(spectrumOf(detector, wellSeparated, 300000.0), {});
     const auto estimate = estimateWidths(samples, detector.calibration(), detector.channels);
