@@ -1,5 +1,5 @@
-// A call with the wrong calling convention moves the stack pointer by the size of the arguments,
-// and a wrong number of argument bytes in the import library does not even link.
+// Tests of the calling convention: a wrong one moves the stack pointer by the size of the
+// arguments. A wrong number of argument bytes in the import library already fails to link.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -16,13 +16,13 @@ namespace {
 constexpr int callCount = 100000;
 constexpr int callsToRemember = 400;
 
-// Address of the stack of a function that is called now.
+// Returns the stack address of a function called now.
 [[gnu::noinline]] std::intptr_t stackPosition() {
     volatile char here = 0;
     return reinterpret_cast<std::intptr_t>(&here);  // NOLINT: a number, no pointer
 }
 
-// Ends the process at the first sign of imbalance, for then no return address can be trusted.
+// Ends the process if the stack is not balanced, because return addresses are then unreliable.
 template <typename Call>
 void expectBalancedStack(Call call) {
     recording::Recorder& recorder = recording::Recorder::instance();
@@ -39,7 +39,7 @@ void expectBalancedStack(Call call) {
     }
 }
 
-// Any arguments do: the double checks none, and buffers are large enough for every function.
+// The double does not check arguments; the buffers are large enough for every function.
 std::array<char, 4096> area{};
 
 template <typename Argument>
@@ -62,7 +62,7 @@ void callAll(Functions... functions) {
     (callMany(functions), ...);
 }
 
-TEST(CallingConvention, EveryLibraryFunctionLeavesTheStackAsItWas) {
+TEST(CallingConvention, LibraryFunctionsKeepTheStackBalanced) {
     callAll(SOrvCreateDSC, SOrvCreateDSC2, OrvCreateDSC2, SOrvEnumNodes, OrvNodeEnumeration,
             SOrvDeleteDSC, OrvContextDeletion, OrvErrorQuery, SOrvOpenDataSource,
             OrvDataSourceOpening, SOrvCreateFile, OrvFileCreation, SOrvCloseDataSource,
@@ -75,7 +75,7 @@ TEST(CallingConvention, EveryLibraryFunctionLeavesTheStackAsItWas) {
             SOrvNextInput, SOrvFindRecord);
 }
 
-TEST(CallingConvention, DictionaryAndEngineLeaveTheStackAsItWas) {
+TEST(CallingConvention, DictionaryAndEngineKeepTheStackBalanced) {
     const platform::DynamicLibrary dictionary("pqar.dll");
     const platform::DynamicLibrary engine("double_engine.dll");
     ASSERT_TRUE(dictionary && engine);

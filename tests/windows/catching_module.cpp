@@ -1,4 +1,4 @@
-// A module with a runtime of its own that comes into the process after the shared runtime.
+// A module with its own runtime, loaded after the shared runtime.
 #include "tests/windows/guarded_engine.h"
 
 extern "C" ORV_EXPORT std::uint32_t runInLateModule(std::int32_t kind, std::int32_t value) {

@@ -22,7 +22,7 @@ constexpr Case cases[] = {
     {"nothing", 7, 42, 42},
 };
 
-TEST(ExceptionTables, WhatAnEngineThrowsIsCaughtEachTimeItIsLoaded) {
+TEST(ExceptionTables, ExceptionsOfAnEngineAreCaughtEachTimeItIsLoaded) {
     for (int round = 0; round < 3; ++round) {
         for (const auto& [thrown, kind, value, status] : cases) {
             EXPECT_EQ(status, runGuarded(kind, value)) << thrown;
@@ -31,9 +31,9 @@ TEST(ExceptionTables, WhatAnEngineThrowsIsCaughtEachTimeItIsLoaded) {
     }
 }
 
-// The start-up code of a module registers its tables with the shared runtime only where that is
-// in the process already.
-TEST(ExceptionTables, AModuleThatIsLoadedAfterTheSharedRuntimeCatchesToo) {
+// The start-up code of a module registers its tables with the shared runtime only if that is
+// already loaded.
+TEST(ExceptionTables, ModuleLoadedAfterTheSharedRuntimeCatchesExceptions) {
     const platform::DynamicLibrary engine("throwing_engine.dll");
     const platform::DynamicLibrary late("catching_module.dll");
     ASSERT_TRUE(engine && late);

@@ -1,4 +1,4 @@
-"""What the finished module imports and exports: import_table_test.py OBJDUMP MODULE VERSION."""
+"""Test imports and exports of the finished module: import_table_test.py OBJDUMP MODULE VERSION."""
 
 import re
 import subprocess
@@ -22,7 +22,7 @@ HEADERS = subprocess.run([OBJDUMP, "-p", MODULE], capture_output=True, text=True
 
 
 def imports():
-    """What is imported from each library, in lower case: names, and ordinals as ints."""
+    """Return the imported names, and ordinals as ints, by the lower-case name of each library."""
     libraries = {}
     for part in HEADERS.split("DLL Name: ")[1:]:
         library, *lines = part.split("\n\n")[0].splitlines()
@@ -33,14 +33,14 @@ def imports():
     return libraries
 
 
-class FinishedModule(unittest.TestCase):
-    def test_library_functions_by_name_and_by_ordinal(self):
+class TestFinishedModule(unittest.TestCase):
+    def test_library_functions_are_imported_by_name_and_by_ordinal(self):
         self.assertCountEqual(imports()["orv.dll"], ORV_NAMES + ORV_ORDINALS)
 
-    def test_no_other_library_than_python3_and_those_of_windows(self):
+    def test_other_imports_are_only_from_python3_and_windows(self):
         self.assertEqual(set(imports()) - WINDOWS_LIBRARIES, {"orv.dll", "python3.dll"})
 
-    def test_one_export(self):
+    def test_only_the_init_function_is_exported(self):
         table = HEADERS.split("[Ordinal/Name Pointer] Table")[1].split("\n\n")[0]
         self.assertEqual(re.findall(r"\] (\S+)", table), ["PyInit_pyORV3"])
 
@@ -48,7 +48,7 @@ class FinishedModule(unittest.TestCase):
         self.assertIn("DYNAMIC_BASE", HEADERS)
         self.assertIn("NX_COMPAT", HEADERS)
 
-    def test_version_resource(self):
+    def test_version_resource_has_name_and_version(self):
         with open(MODULE, "rb") as file:
             content = file.read()
         for text in ("pyORV3.pyd", "ProductVersion\0" + VERSION):

@@ -1,5 +1,5 @@
-# The Python tests on the recording double, on the 32-bit Windows Python in the folder that the
-# environment variable PYORV3_WINDOWS_PYTHON names when the build is configured.
+# The Python tests on the recording double, with the 32-bit Windows Python in the directory
+# PYORV3_WINDOWS_PYTHON.
 
 set(PYORV3_WINDOWS_PYTHON "$ENV{PYORV3_WINDOWS_PYTHON}" CACHE PATH
     "Folder of a 32-bit Windows Python to run the Python tests on")
@@ -8,7 +8,7 @@ if(NOT PYORV3_WINDOWS_PYTHON)
     return()
 endif()
 
-# The interpreter's folder is where a process finds libraries first: everything lies in it.
+# A process looks for libraries in the directory of the interpreter first, so all files are in it.
 file(GLOB interpreter "${PYORV3_WINDOWS_PYTHON}/*.exe" "${PYORV3_WINDOWS_PYTHON}/*.dll"
     "${PYORV3_WINDOWS_PYTHON}/*.zip" "${PYORV3_WINDOWS_PYTHON}/Lib" "${PYORV3_WINDOWS_PYTHON}/DLLs")
 file(COPY ${interpreter} DESTINATION "${PYORV3_TEST_DIR}")

@@ -1,4 +1,4 @@
-// The suite environment on the system's own registry and environment.
+// Tests of the suite environment with the registry and environment of the system.
 #include "environment/suite_environment.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ Bytes text(const std::string& content) {
     return bytes;
 }
 
-/// The suite's key, empty at first and gone after the test.
+/// Creates the empty registry key of the suite and deletes it after the test.
 class SuiteKey {
   public:
     SuiteKey() {
@@ -60,7 +60,7 @@ std::optional<std::string> runtimeVariable(const char* name) {
     return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-TEST(SuiteEnvironment, BothCopiesHoldTheRegistrysTextUnlessTheVariableHasAValue) {
+TEST(SuiteEnvironment, UnsetVariablesGetTheRegistryValueInBothCopies) {
     struct Case {
         const char* present;
         DWORD type;
@@ -81,7 +81,7 @@ TEST(SuiteEnvironment, BothCopiesHoldTheRegistrysTextUnlessTheVariableHasAValue)
     };
     forgetVariables();
     pyORV3::loadSuiteEnvironment();
-    EXPECT_EQ(std::nullopt, pyORV3::processVariable("OSVENV"));  // there is no key
+    EXPECT_EQ(std::nullopt, pyORV3::processVariable("OSVENV"));  // the key does not exist
     for (const auto& [present, type, data, expected] : cases) {
         forgetVariables();
         SetEnvironmentVariableA("PYORV3_A", present);
@@ -95,7 +95,7 @@ TEST(SuiteEnvironment, BothCopiesHoldTheRegistrysTextUnlessTheVariableHasAValue)
     }
 }
 
-TEST(SuiteEnvironment, TheProcessGivesUpItsDefaultAccessControlList) {
+TEST(SuiteEnvironment, DefaultAccessControlListOfTheProcessIsRemoved) {
     forgetVariables();
     const SuiteKey key;
     pyORV3::loadSuiteEnvironment();
