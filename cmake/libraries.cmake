@@ -2,8 +2,8 @@
 
 # add_import_library(NAME DEFINITIONS)
 #
-# The interface library NAME imports from a DLL the functions that a .def file lists. The DLL itself
-# is not needed.
+# Adds the interface library NAME, which imports the functions of a .def file from a DLL. The DLL
+# itself is not needed.
 function(add_import_library name definitions)
     set(archive "${CMAKE_BINARY_DIR}/import/lib${name}.a")
     add_custom_command(

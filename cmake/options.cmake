@@ -1,4 +1,4 @@
-# Compiler options that every target of the project shares, as the interface library project_options.
+# The compiler options of all targets, as the interface library project_options.
 
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE "${PROJECT_SOURCE_DIR}")

@@ -1,7 +1,7 @@
 # The Python headers of the stable ABI, as the interface library python_stable_abi.
 #
-# PYTHON: the interpreter whose headers serve and that the tests run on; a path, or a name that is
-# found along PATH. The environment's PYTHON counts at every configuration, also at a later one.
+# PYTHON: the interpreter whose headers are used and that runs the tests; a path, or a name that is
+# looked up in PATH. The environment variable PYTHON overrides it at each configuration.
 
 set(PYTHON "/usr/bin/python3" CACHE FILEPATH "The Python interpreter to build for and test with")
 if(DEFINED ENV{PYTHON})

@@ -1,8 +1,9 @@
 # The Python headers and the import library of python3.dll for 32-bit Windows.
 #
-# PYTHON_WINDOWS_INCLUDE and PYTHON_WINDOWS_LIB name the folder include and the file libs/python3.lib
-# of an installed 32-bit Windows Python. Without them the headers of this system's Python serve, with
-# the pyconfig.h of cmake/windows, and the import library is made from cmake/windows/python3.def.
+# PYTHON_WINDOWS_INCLUDE and PYTHON_WINDOWS_LIB are the directory include and the file
+# libs/python3.lib of an installed 32-bit Windows Python. Without them the build uses the headers of
+# this system's Python with cmake/windows/pyconfig.h, and an import library made from
+# cmake/windows/python3.def.
 
 set(PYTHON_WINDOWS_INCLUDE "" CACHE PATH "Headers of a 32-bit Windows Python; empty: this system's")
 set(PYTHON_WINDOWS_LIB "" CACHE FILEPATH "python3.lib of a 32-bit Windows Python; empty: made here")
@@ -15,7 +16,7 @@ else()
         OUTPUT_VARIABLE system_include OUTPUT_STRIP_TRAILING_WHITESPACE
         COMMAND_ERROR_IS_FATAL ANY)
     set(python_include "${CMAKE_BINARY_DIR}/python-include")
-    # Python's own headers alone: other packages put theirs beside them.
+    # Only the headers of Python: other packages install theirs in the same directory.
     foreach(folder "" "/cpython" "/internal")
         file(GLOB headers "${system_include}${folder}/*.h")
         list(REMOVE_ITEM headers "${system_include}/pyconfig.h")

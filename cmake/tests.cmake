@@ -1,6 +1,6 @@
 # add_unit_test(NAME SOURCES file... [LIBRARIES target...] [ENVIRONMENT name=value...])
 #
-# A GoogleTest executable that CTest runs as one test; GoogleTest's own main is linked.
+# Adds a GoogleTest executable with GoogleTest's main, which CTest runs as one test.
 
 if(WIN32)
     include("${PROJECT_SOURCE_DIR}/cmake/windows_tests.cmake")
@@ -13,7 +13,7 @@ function(add_unit_test name)
     cmake_parse_arguments(PARSE_ARGV 1 test "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
     add_executable(${name} ${test_SOURCES})
     target_link_libraries(${name} PRIVATE project_options ${test_LIBRARIES} GTest::gmock GTest::gtest_main)
-    # The product's libraries are in a folder of their own; a library path goes before it.
+    # The libraries of the product are in another directory; a library path has priority over it.
     set_target_properties(${name} PROPERTIES
         RUNTIME_OUTPUT_DIRECTORY "${PYORV3_TEST_DIR}"
         INSTALL_RPATH "${PYORV3_PRODUCT_DIR}")

@@ -1,8 +1,8 @@
 # finish_windows_product(TARGET)
 #
-# Links a module of the product so that it needs nothing but Windows, Python and the suite: the
-# compiler's runtime is inside it. Its loading address and its data are protected, and it carries the
-# version of the project.
+# Links a module of the product so that it needs only Windows, Python and the suite: the runtime of
+# the compiler is linked statically. Enables address randomisation and data execution prevention, and
+# adds the version of the project.
 
 enable_language(RC)
 

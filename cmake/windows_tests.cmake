@@ -1,11 +1,11 @@
-# Needs of the tests on Windows: GoogleTest built from Debian's sources, the compiler's runtime
-# libraries beside the programs, and a folder for Wine that exists while CTest runs.
+# The environment of the tests on Windows: GoogleTest built from Debian's sources, the compiler's
+# runtime libraries beside the programs, and a directory for Wine that exists while CTest runs.
 
 set(PYORV3_GOOGLETEST "/usr/src/googletest" CACHE PATH "Sources of GoogleTest")
 set(INSTALL_GTEST OFF)
 add_subdirectory("${PYORV3_GOOGLETEST}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
 
-# A program finds its libraries in its own folder, so all of them lie in one.
+# A program finds its libraries in its own directory, so all of them are in one.
 set(PYORV3_TEST_DIR "${CMAKE_BINARY_DIR}/double")
 foreach(library libgcc_s_dw2-1.dll libstdc++-6.dll libwinpthread-1.dll)
     execute_process(
