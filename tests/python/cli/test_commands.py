@@ -299,7 +299,7 @@ class TestDamage(TestCase):
         super().setUp()
         shutil.copy("a.qar", "holed.qar")
         with contextlib.closing(sqlite3.connect("holed.qar")) as database:
-            database.execute("DELETE FROM item WHERE code >> 16 = 0x2002 AND entry = 1")
+            database.execute("DELETE FROM item WHERE key >> 48 = 0x2002 AND key & 0xFFFF = 1")
             database.commit()
 
     def test_check_reports_each_file(self):

@@ -73,7 +73,8 @@ std::vector<Nuclide> library() {
 }
 
 const std::vector<double> everywhere(ScintillatorSpectrum::channels, 1.0);
-constexpr MatchingRules rules = {1.0, 0.5, true, 0.5};
+constexpr MatchingRules rules = {
+    .tolerance = 1.0, .efficiencyIsAssumed = true, .smallestConfidence = 0.5};
 
 struct Case {
     std::string name;
