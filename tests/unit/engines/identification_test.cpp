@@ -32,14 +32,14 @@ struct Case {
     std::string name;
     std::vector<MeasuredPeak> peaks;
     std::vector<Nuclide> nuclides;
-    std::vector<std::string> found;     // with a confidence of 0.5 and more, in their order
-    std::vector<std::string> assigned;  // of each peak
+    std::vector<std::string> found;     // nuclides with a confidence of at least 0.5
+    std::vector<std::string> assigned;  // the nuclide of each peak
 };
 
 class Identify : public testing::TestWithParam<Case> {};
 
-// The order of the library must not matter.
-TEST_P(Identify, FindsWhatIsThereAndNothingElse) {
+// The result must not depend on the order of the library.
+TEST_P(Identify, FindsExactlyTheNuclidesInTheSpectrum) {
     std::vector<Nuclide> nuclides = GetParam().nuclides;
     for (int order = 0; order < 2; ++order) {
         const Findings findings = identify(GetParam().peaks, nuclides, rules);
@@ -80,7 +80,7 @@ const std::vector<Case> cases = {
      {{"Co-57", {line(122.06, 0.8549), line(136.47, 0.1071)}, {}}},
      {},
      {""}},
-    {"LinesMissingThatCannotBeSeen",
+    {"InvisibleLinesMissing",
      {peak(100, 500)},
      {{"X-1", {line(100, 3), line(200, 1, 1e3), line(9e3, 9, unreachable)}, {}}},
      {"X-1"},
@@ -101,7 +101,7 @@ const std::vector<Case> cases = {
      {radium, uranium},
      {"U-235"},
      {"U-235", "U-235", "U-235", "U-235"}},
-    {"LineThatAnotherExplains",
+    {"LineOfAnotherNuclide",
      {peak(123.07, 4040), peak(723.3, 2005), peak(873.2, 1217), peak(1004.7, 1790),
       peak(1274.4, 3490)},
      {sodium, europium},
@@ -112,7 +112,7 @@ const std::vector<Case> cases = {
      {{"X-1", {line(100, 1), line(150, 1)}, {}}, {"X-2", {line(100.1, 2), line(200, 1)}, {}}},
      {"X-1", "X-2"},
      {"X-2", "X-1", "X-2"}},
-    {"AnnihilationAndEscapeProveNothing",
+    {"AnnihilationAndEscapeAreNoEvidence",
      {peak(511.0, 900), peak(1592.5, 700), peak(2103.5, 900), peak(2614.5, 9000)},
      {{"X-1", {line(511, 1)}, {}},
       {"X-2", {line(1592.6, 1)}, {}},
@@ -120,7 +120,7 @@ const std::vector<Case> cases = {
       {"Tl-208", {line(2614.51, 1)}, {}}},
      {"Tl-208"},
      {"", "", "", "Tl-208"}},
-    {"SumProvesNothing",
+    {"SumPeakIsNoEvidence",
      {peak(1173.2, 1e5), peak(1332.5, 1e5), peak(2505.7, 2000)},
      {{"Co-60", {line(1173.23, 1), line(1332.49, 1)}, {}}, {"X-1", {line(2505.8, 1)}, {}}},
      {"Co-60"},
@@ -130,7 +130,7 @@ const std::vector<Case> cases = {
      {{"X-2", {line(1173.23, 1), line(1332.49, 0.05)}, {}}, {"X-1", {line(2505.8, 1)}, {}}},
      {"X-1", "X-2"},
      {"X-2", "X-2", "X-1"}},
-    // Both lines fit as well; the daughter speaks for the parent.
+    // Both lines fit equally well; the daughter is evidence for its parent.
     {"ParentInEquilibrium",
      {peak(186.0, 3560), peak(609.3, 45000)},
      {{"Ra-226", {line(186.0, 0.0356)}, {}},
@@ -142,7 +142,7 @@ const std::vector<Case> cases = {
 INSTANTIATE_TEST_SUITE_P(Cases, Identify, testing::ValuesIn(cases),
                          [](const auto& instance) { return instance.param.name; });
 
-TEST(Identify, KnowsPeaksThatAreNoGammaLine) {
+TEST(Identify, AnnihilationEscapeAndSumPeaksGetTheirOrigin) {
     const std::vector<MeasuredPeak> peaks = {
         peak(511.0, 900),  peak(1173.2, 1e5),  peak(1332.5, 1e5), peak(1592.5, 700),
         peak(2103.5, 900), peak(2505.7, 2000), peak(2614.5, 9000)};
@@ -153,7 +153,7 @@ TEST(Identify, KnowsPeaksThatAreNoGammaLine) {
         testing::ElementsAre(annihilation, line, line, doubleEscape, singleEscape, sum, line));
 }
 
-TEST(Identify, MeasuresActivitiesWithTheirUncertainties) {
+TEST(Identify, ActivityIsTheWeightedMeanOfItsLines) {
     const std::vector<MeasuredPeak> peaks = {{100, 0.05, 1000, 30}, {200, 0.05, 2100, 40}};
     ExpectedLine uncertain = line(200, 2);
     uncertain.weightUncertainty = 0.05;
@@ -164,8 +164,8 @@ TEST(Identify, MeasuresActivitiesWithTheirUncertainties) {
     EXPECT_NEAR(26.3, findings.nuclides[0].uncertainty, 0.3);
 }
 
-// A calibration that is half a keV off, and an assumed efficiency that falls far too fast.
-TEST(Identify, LearnsFromSureLinesHowCalibrationsAreOff) {
+// The calibration is wrong by half a keV, and the assumed efficiency falls far too fast.
+TEST(Identify, StrongLinesCorrectWrongCalibrations) {
     for (const double slope : {4e-4, 0.0}) {
         const auto shown = [slope](double energy, double area) {
             return peak(energy + (slope > 0.0 ? 0.2 : 0.56) + slope * energy, area);
@@ -179,7 +179,7 @@ TEST(Identify, LearnsFromSureLinesHowCalibrationsAreOff) {
         const Nuclide right{"Right-1", {line(650.0, 1.0)}, {}};
         const Nuclide wrong{"Wrong-1", {line(950.56, 1.0)}, {}};
         peaks.push_back(shown(650.0, 300.0));
-        peaks.push_back(shown(950.0, 300.0));  // of a line that is in no library
+        peaks.push_back(shown(950.0, 300.0));  // a line that is not in the library
         const MatchingRules assumed = {1.0, true, 0.5};
         const Findings findings = identify(peaks, std::vector{sure, right, wrong}, assumed);
         EXPECT_GT(findings.nuclides[0].confidence, 0.9) << slope;
