@@ -1,6 +1,6 @@
 // The codes of the parameters and the numbers of the parameter classes, by name.
 //
-// A parameter code has a class number in the high and a number within the class in the low 16 bits.
+// The high 16 bits of a parameter code are the class number, the low 16 bits a number in the class.
 // parameter_table.cpp describes each parameter.
 #ifndef PYORV3_EMBEDDED_PQAR_PARAMETER_CODES_H
 #define PYORV3_EMBEDDED_PQAR_PARAMETER_CODES_H
@@ -9,14 +9,14 @@
 
 namespace embedded {
 
-// NOLINTBEGIN(readability-identifier-naming): the names are the file format's own.
+// NOLINTBEGIN(readability-identifier-naming): these are names of the file format.
 
 // ---- Classes -------------------------------------------------------------------------------
 // Formatted classes hold parameters in records and entries. The spectrum class holds channel
 // contents. Classes whose highest hexadecimal digit is 4 hold unformatted bytes.
 
 inline constexpr std::uint16_t QAR_CLS_MEASUREMENT = 0x2000;  // acquisition
-inline constexpr std::uint16_t QAR_CLS_SAMPLE = 0x2001;       // what was measured
+inline constexpr std::uint16_t QAR_CLS_SAMPLE = 0x2001;       // measured sample
 inline constexpr std::uint16_t QAR_CLS_CALIBRATION = 0x2002;  // entry: polynomial coefficient
 inline constexpr std::uint16_t QAR_CLS_PROC = 0x2003;         // processing settings
 inline constexpr std::uint16_t QAR_CLS_NUCLIDE = 0x2004;      // record: nuclide, entry: line

@@ -14,8 +14,8 @@ namespace {
 using enum DataType;
 using enum ParameterScope;
 
-// The name of the constant is the name of the parameter, so that the two cannot differ. The unit is
-// only for scripts/generate, which writes it into the constants of qar and docs/parameters.md.
+// The parameter has the name of its constant. Only scripts/generate reads the unit, which it writes
+// to the constants of qar and docs/parameters.md.
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage): only the preprocessor can name a constant.
 #define PARAMETER(constant, type, textLength, scope, unit, description) \
     ParameterDescription {                                              \
@@ -27,7 +27,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_C_MEASNAME,     Text,          64, Record, "",         "Name of the measurement"),
     PARAMETER(QAR_C_SEQUENCE,     Text,          64, Record, "",         "Name of the analysis sequence chosen for the measurement"),
     PARAMETER(QAR_C_OPERATOR,     Text,          32, Record, "",         "Operator of the measurement"),
-    PARAMETER(QAR_C_DETECTOR,     FixedText,     24, Record, "",         "Detector that took the spectrum"),
+    PARAMETER(QAR_C_DETECTOR,     FixedText,     24, Record, "",         "Detector that measured the spectrum"),
     PARAMETER(QAR_C_INSTRUMENT,   FixedText,     24, Record, "",         "Serial number of the acquisition electronics"),
     PARAMETER(QAR_S_INPUTNUM,     Short,          0, Record, "",         "Number of the input of the acquisition electronics"),
     PARAMETER(QAR_L_CHANNELS,     Long,           0, Record, "channels", "Number of channels of the spectrum"),
@@ -37,7 +37,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_T_ACQSTOP,      Date,           0, Record, "",         "End of the acquisition"),
     PARAMETER(QAR_D_PRESETREAL,   Double,         0, Record, "s",        "Real time in seconds at which the acquisition ends"),
     PARAMETER(QAR_D_PRESETLIVE,   Double,         0, Record, "s",        "Live time in seconds at which the acquisition ends"),
-    PARAMETER(QAR_B_ACQACTIVE,    Byte,           0, Record, "",         "Whether the acquisition is running"),
+    PARAMETER(QAR_B_ACQACTIVE,    Byte,           0, Record, "",         "True if the acquisition is running"),
     PARAMETER(QAR_Q_TOTALCOUNT,   LongLong,       0, Record, "counts",   "Sum of all channel contents"),
     PARAMETER(QAR_F_DEADTIME,     Float,          0, Record, "%",        "Dead time in percent of the real time"),
     PARAMETER(QAR_F_AMPGAIN,      Float,          0, Record, "",         "Gain of the amplifier"),
@@ -46,7 +46,7 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_C_COMMENT,      Text,         255, Record, "",         "Remark on the measurement"),
     PARAMETER(QAR_L_LOWERDISC,    Long,           0, Record, "channel",  "Lowest channel that the converter accepts"),
     PARAMETER(QAR_L_UPPERDISC,    Long,           0, Record, "channel",  "Highest channel that the converter accepts"),
-    PARAMETER(QAR_B_PILEUPREJ,    Flag,           0, Record, "",         "Whether piled up pulses are rejected"),
+    PARAMETER(QAR_B_PILEUPREJ,    Flag,           0, Record, "",         "True if piled up pulses are rejected"),
     PARAMETER(QAR_F_SHAPINGTIME,  Float,          0, Record, "µs",       "Shaping time of the amplifier in microseconds"),
     PARAMETER(QAR_Q_CLOCKTICKS,   LongLong,       0, Record, "",         "Reading of the electronics clock at the start"),
     PARAMETER(QAR_T_CALDATE,      Date,           0, Record, "",         "Date of the calibration file in use"),
@@ -58,52 +58,52 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_D_QUANTITY,     Double,         0, Record, "",         "Quantity of the sample in its unit"),
     PARAMETER(QAR_D_QUANTITYUNC,  Double,         0, Record, "",         "Uncertainty of the sample quantity, one sigma, in its unit"),
     PARAMETER(QAR_T_SAMPLETIME,   Date,           0, Record, "",         "Time to which activities refer"),
-    PARAMETER(QAR_C_LOCATION,     Text,          64, Record, "",         "Place where the sample was taken"),
-    PARAMETER(QAR_C_COLLECTOR,    Text,          32, Record, "",         "Who took the sample"),
+    PARAMETER(QAR_C_LOCATION,     Text,          64, Record, "",         "Location at which the sample was taken"),
+    PARAMETER(QAR_C_COLLECTOR,    Text,          32, Record, "",         "Person who took the sample"),
     PARAMETER(QAR_F_DENSITY,      Float,          0, Record, "g/cm³",    "Density of the sample in grams per cubic centimetre"),
     PARAMETER(QAR_F_FILLHEIGHT,   Float,          0, Record, "mm",       "Filling height in the container in millimetres"),
     PARAMETER(QAR_C_CONTAINER,    Text,          32, Record, "",         "Container of the sample"),
     PARAMETER(QAR_D_DISTANCE,     Measure,        0, Record, "mm",       "Distance of the sample from the detector in millimetres"),
-    PARAMETER(QAR_B_DECAYCORR,    Flag,           0, Record, "",         "Whether activities are corrected for decay"),
+    PARAMETER(QAR_B_DECAYCORR,    Flag,           0, Record, "",         "True if activities are corrected for decay"),
 
     PARAMETER(QAR_D_ENERGYCAL,    Double,         0, Entry,  "",         "Energy in keV: coefficients of a polynomial in the channel number"),
     PARAMETER(QAR_D_SHAPECAL,     Double,         0, Entry,  "",         "Square of the peak width (FWHM) in keV: coefficients of a polynomial in the energy in keV"),
     PARAMETER(QAR_D_EFFICCAL,     Double,         0, Entry,  "",         "Logarithm of the efficiency: coefficients of a polynomial in the logarithm of the energy in keV"),
-    PARAMETER(QAR_D_SHAPEEST,     Double,         0, Entry,  "",         "Estimated peak width, as QAR_D_SHAPECAL, which is an estimate if it is equal"),
+    PARAMETER(QAR_D_SHAPEEST,     Double,         0, Entry,  "",         "Estimated peak width in the form of QAR_D_SHAPECAL; if both are equal, QAR_D_SHAPECAL is an estimate"),
     PARAMETER(QAR_S_SHAPEORIGIN,  Short,          0, Record, "",         "Origin of the peak width: 0 given, 1 estimated from peaks, 2 typical detector, 3 estimated because the given one contradicts the peaks"),
-    PARAMETER(QAR_S_DETECTORKIND, Short,          0, Record, "",         "Kind of detector by its peak width: 1 germanium, 2 CdZnTe, 3 LaBr3, 4 NaI or CsI, 5 BGO, 0 unknown"),
+    PARAMETER(QAR_S_DETECTORKIND, Short,          0, Record, "",         "Kind of detector, from its peak width: 1 germanium, 2 CdZnTe, 3 LaBr3, 4 NaI or CsI, 5 BGO, 0 unknown"),
     PARAMETER(QAR_D_ENERGYCORR,   Double,         0, Entry,  "",         "Corrected energy of the last analysis in keV: coefficients of a polynomial in the energy of the calibration"),
-    PARAMETER(QAR_L_CORRLINES,    Long,           0, Record, "",         "Number of lines that the correction of the energy rests on, 0 without a correction"),
+    PARAMETER(QAR_L_CORRLINES,    Long,           0, Record, "",         "Number of lines used for the energy correction, 0 without a correction"),
     PARAMETER(QAR_T_ENERGYTIME,   Date,           0, Record, "",         "Date of the energy calibration"),
     PARAMETER(QAR_T_EFFICTIME,    Date,           0, Record, "",         "Date of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICMIN,     Measure,        0, Record, "keV",      "Lowest energy in keV of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICMAX,     Measure,        0, Record, "keV",      "Highest energy in keV of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICUNC,     Double,         0, Record, "",         "Relative uncertainty of the efficiency, one sigma"),
     PARAMETER(QAR_F_CALTEMPER,    Float,          0, Record, "°C",       "Room temperature of the calibration in degrees Celsius"),
-    PARAMETER(QAR_C_CALGEOMETRY,  Text,          64, Record, "",         "Geometry for which the efficiency calibration holds"),
+    PARAMETER(QAR_C_CALGEOMETRY,  Text,          64, Record, "",         "Geometry of the efficiency calibration"),
 
     PARAMETER(QAR_D_PEAKLIMIT,    Double,         0, Record, "σ",        "Limit of the peak search in sigma"),
     PARAMETER(QAR_D_MATCHTOL,     Double,         0, Record, "keV",      "Tolerance of the nuclide identification in keV"),
     PARAMETER(QAR_L_FIRSTCHAN,    Long,           0, Record, "channel",  "First channel of the peak search"),
     PARAMETER(QAR_L_LASTCHAN,     Long,           0, Record, "channel",  "Last channel of the peak search"),
     PARAMETER(QAR_S_SMOOTHWIDTH,  Short,          0, Record, "channels", "Channels over which the spectrum is smoothed"),
-    PARAMETER(QAR_B_FITMULTIPLT,  Byte,           0, Record, "",         "Whether overlapping peaks are fitted together"),
+    PARAMETER(QAR_B_FITMULTIPLT,  Byte,           0, Record, "",         "True if overlapping peaks are fitted together"),
     PARAMETER(QAR_F_CONFIDENCE,   Float,          0, Record, "",         "Confidence level of detection limits, 0 to 1"),
-    PARAMETER(QAR_D_MINCONF,      Double,         0, Record, "",         "Least confidence of an identified nuclide, 0 to 1"),
-    PARAMETER(QAR_D_REPORTLIMIT,  Double,         0, Record, "Bq",       "Activity in Bq below which a report leaves a nuclide out"),
+    PARAMETER(QAR_D_MINCONF,      Double,         0, Record, "",         "Minimum confidence of an identified nuclide, 0 to 1"),
+    PARAMETER(QAR_D_REPORTLIMIT,  Double,         0, Record, "Bq",       "Activity in Bq below which a report omits a nuclide"),
     PARAMETER(QAR_S_REPORTCOPIES, UnsignedShort,  0, Record, "",         "Copies of a printed report"),
 
     PARAMETER(QAR_C_NUCLNAME,     Text,          16, Record, "",         "Name of the nuclide"),
     PARAMETER(QAR_D_HALFLIFE,     Double,         0, Record, "s",        "Half-life of the nuclide in seconds"),
     PARAMETER(QAR_D_HALFLIFEUNC,  Double,         0, Record, "s",        "Uncertainty of the half-life, one sigma, in seconds"),
-    PARAMETER(QAR_B_NUCLACTIVE,   Byte,           0, Record, "",         "Whether the identification looks for the nuclide"),
+    PARAMETER(QAR_B_NUCLACTIVE,   Byte,           0, Record, "",         "True if the identification looks for the nuclide"),
     PARAMETER(QAR_S_NUCLGROUP,    Short,          0, Record, "",         "Number of the group that the nuclide belongs to"),
     PARAMETER(QAR_C_NUCLPARENT,   Text,          16, Record, "",         "Name of the nuclide's parent"),
     PARAMETER(QAR_D_LINEENERGY,   Double,         0, Entry,  "keV",      "Energy of the gamma line in keV"),
     PARAMETER(QAR_D_LINEYIELD,    Double,         0, Entry,  "1/decay",  "Photons of the gamma line per decay"),
     PARAMETER(QAR_D_LINEUNC,      Double,         0, Entry,  "keV",      "Uncertainty of the line energy, one sigma, in keV"),
     PARAMETER(QAR_D_LINEYIELDUNC, Double,         0, Entry,  "1/decay",  "Uncertainty of the line yield, one sigma, in photons per decay"),
-    PARAMETER(QAR_B_LINEKEY,      Byte,           0, Entry,  "",         "Whether the nuclide cannot be identified without the line"),
+    PARAMETER(QAR_B_LINEKEY,      Byte,           0, Entry,  "",         "True if the nuclide cannot be identified without the line"),
 
     PARAMETER(QAR_D_PEAKENERGY,   Double,         0, Record, "keV",      "Energy of the peak in keV"),
     PARAMETER(QAR_D_PEAKCENTR,    Double,         0, Record, "channels", "Centroid of the peak in channels"),
@@ -130,14 +130,14 @@ constexpr auto table = std::to_array<ParameterDescription>({
 
     PARAMETER(QAR_C_ANSEQUENCE,   Text,          64, Record, "",         "Name of the analysis sequence that the settings belong to"),
     PARAMETER(QAR_T_ANALYSED,     Date,           0, Record, "",         "Time of the last analysis"),
-    PARAMETER(QAR_S_ANSTEP,       Short,          0, Record, "",         "Step of the sequence that was done last"),
+    PARAMETER(QAR_S_ANSTEP,       Short,          0, Record, "",         "Last completed step of the sequence"),
     PARAMETER(QAR_L_ANSTATUS,     Long,           0, Record, "",         "Status of the last step"),
     PARAMETER(QAR_C_ANENGINE,     Text,          64, Entry,  "",         "Name of the engine of a step of the sequence"),
     PARAMETER(QAR_C_ANLIBRARY,    Text,          64, Record, "",         "Name and version of the nuclide library of the last analysis; empty: the library of the file"),
-    PARAMETER(QAR_B_USECALFILE,   Byte,           0, Record, "",         "Whether the calibration comes from the calibration file"),
+    PARAMETER(QAR_B_USECALFILE,   Byte,           0, Record, "",         "True if the calibration comes from the calibration file"),
     PARAMETER(QAR_C_CALTITLE,     Text,          64, Record, "",         "Title of the calibration file in use"),
     PARAMETER(QAR_C_REPORTTITLE,  Text,          64, Record, "",         "Title of reports"),
-    PARAMETER(QAR_B_REPORTPRINT,  Byte,           0, Record, "",         "Whether a report is printed after the analysis"),
+    PARAMETER(QAR_B_REPORTPRINT,  Byte,           0, Record, "",         "True if a report is printed after the analysis"),
     PARAMETER(QAR_C_CALFILE,      Text,         255, Record, "",         "Name of the calibration file"),
 });
 // clang-format on
@@ -175,7 +175,7 @@ constexpr bool isWellFormed(const ParameterDescription& parameter) {
            !parameter.description.empty() && parameter.description.size() <= 255;
 }
 
-// The rows of the table in the order of the names.
+// The rows of the table, sorted by name.
 constexpr auto rowsByName = [] {
     std::array<std::uint8_t, table.size()> rows{};
     for (std::size_t row = 0; row < rows.size(); ++row) {
