@@ -39,7 +39,7 @@ constexpr std::array<Parameter, 14> parameters{{
     {0x00000023, 35, 8, 0, "BARE_DATE", "A date whose code has no class"},
 }};
 
-constexpr std::int64_t success = 1;  // bit 0 of a status says so
+constexpr std::int64_t success = 1;  // a status with bit 0 set is a success
 constexpr std::int64_t unknownParameter = 0x00278002;
 constexpr std::size_t textAreaSize = 256;
 const recording::Presence presence("pqar");

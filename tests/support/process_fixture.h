@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-// Gives each test a folder of its own, and puts environment and current folder back after it.
+// Creates a temporary directory for each test; restores environment and current directory after it.
 class ProcessFixture : public testing::Test {
   public:
     ProcessFixture() {

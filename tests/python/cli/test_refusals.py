@@ -163,7 +163,7 @@ class TestNames(TestCase):
         self.assertEqual(json.loads(self.run_well_enough("show", name, "--json"))["file"], name)
 
     def run_well_enough(self, *arguments):
-        """The output of a command that may report what a format lacks."""
+        """Return the output of a command that may report missing features of a format."""
         ran = support.run(*arguments)
         self.assertEqual(ran.code, 0, ran.err)
         return ran.out

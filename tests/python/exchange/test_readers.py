@@ -14,7 +14,7 @@ COUNTS = (0, 7, 123456, 0, 2147483647, 3, 1, 0)
 START = datetime(2012, 9, 17, 13, 41, 7, tzinfo=timezone.utc)
 FLOATS = tuple(
     int(struct.unpack("<f", struct.pack("<f", c))[0]) for c in COUNTS[:4]
-)  # what 32-bit floats keep exactly
+)  # values that are exact as 32-bit floats
 
 
 def packed_text(text, size):

@@ -67,7 +67,7 @@ class EngineTest : public DataSourceTest {
             ASSERT_EQ(0U, source_.put(QAR_D_LINEYIELD, yield, record, entry));
         }
     }
-    // Those with an energy were found.
+    // Returns the names of the result records with an energy, which are the identified nuclides.
     std::vector<std::string> identified() const {
         std::vector<std::string> names;
         for (std::uint16_t record = 1; record <= source_.recordCount(QAR_CLS_RESULT); ++record) {

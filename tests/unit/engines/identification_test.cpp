@@ -188,16 +188,16 @@ TEST(Identify, StrongLinesCorrectWrongCalibrations) {
     }
 }
 
-// Lines of a source behind an absorber; those that it hides are missing.
+// A source behind an absorber that hides some of its lines.
 struct ShieldedCase {
     std::string name;
     double lead;  // g/cm2
-    double iron;
+    double iron;  // g/cm2
 };
 
 class IdentifyShielded : public testing::TestWithParam<ShieldedCase> {};
 
-TEST_P(IdentifyShielded, FindsNuclideByLinesThatPass) {
+TEST_P(IdentifyShielded, VisibleLinesIdentifyTheNuclide) {
     constexpr double limit = 100.0;
     const std::vector<std::pair<double, double>> lines = {
         {121.78, 0.286}, {244.70, 0.0757}, {344.28, 0.266}, {778.90, 0.130},
@@ -216,7 +216,7 @@ TEST_P(IdentifyShielded, FindsNuclideByLinesThatPass) {
     ASSERT_GE(peaks.size(), 3U);
     const MatchingRules assumed = {1.0, true, 0.5};
     EXPECT_GT(identify(peaks, std::vector{source}, assumed).nuclides[0].confidence, 0.5);
-    // A line between the others passes as they do.
+    // Missing lines between the visible ones are evidence against the nuclide.
     source.lines.push_back(line(1020.0, 0.1, limit));
     source.lines.push_back(line(1250.0, 0.1, limit));
     source.lines.push_back(line(1330.0, 0.1, limit));
@@ -230,7 +230,7 @@ INSTANTIATE_TEST_SUITE_P(Absorbers, IdentifyShielded,
                                          ShieldedCase{"Iron", 0.0, 39.3}),
                          [](const auto& instance) { return instance.param.name; });
 
-TEST(Identify, GivesXRaysOfLeadAnOriginOfTheirOwn) {
+TEST(Identify, XRaysOfLeadGetTheirOrigin) {
     Nuclide lead{"Pb", {}, {}};
     std::vector<MeasuredPeak> peaks;
     for (const auto& element : xRayElements()) {
@@ -247,7 +247,7 @@ TEST(Identify, GivesXRaysOfLeadAnOriginOfTheirOwn) {
     EXPECT_EQ(PeakOrigin::xRay, findings.origins[1]);
 }
 
-TEST(Identify, PrefersTheLongLivedOfTwoWithTheSameLine) {
+TEST(Identify, SameLineIdentifiesTheNuclideWithLongerHalfLife) {
     Nuclide lasting{"Long-1", {line(165.86, 1.0)}, {}};
     Nuclide fleeting{"Short-1", {line(165.86, 1.0)}, {}};
     lasting.halfLife = 1e7;
@@ -258,7 +258,7 @@ TEST(Identify, PrefersTheLongLivedOfTwoWithTheSameLine) {
     EXPECT_GT(findings.nuclides[1].confidence, 0.5);
 }
 
-TEST(Identify, DoesNotMissLinesBehindStrongNeighbours) {
+TEST(Identify, LinesHiddenByStrongNeighboursAreNotMissing) {
     Nuclide hidden{"X-1", {line(500.0, 1.0), line(800.0, 1.0), line(1001.5, 1.0, 50.0, true)}, {}};
     std::vector<MeasuredPeak> peaks = {peak(500.0, 3000.0), peak(800.0, 3000.0), peak(1000.0, 1e6)};
     for (MeasuredPeak& one : peaks) {

@@ -16,8 +16,8 @@ NonnegativeProblem problem(const Eigen::Vector3d& observed) {
     return {design, observed, Eigen::VectorXd::Zero(3)};
 }
 
-TEST(NonnegativeFit, HoldsUnknownsAtZeroThatWouldBeNegative) {
-    // Without constraints (1.5, 1.5, -0.5).
+TEST(NonnegativeFit, NegativeUnknownsAreFixedAtZero) {
+    // The solution without constraints is (1.5, 1.5, -0.5).
     const NonnegativeFit fit(problem({1, 1, 3}));
     EXPECT_NEAR(4.0 / 3.0, fit.values()[0], rounding);
     EXPECT_NEAR(4.0 / 3.0, fit.values()[1], rounding);
@@ -26,14 +26,14 @@ TEST(NonnegativeFit, HoldsUnknownsAtZeroThatWouldBeNegative) {
     EXPECT_EQ(0.0, fit.variances()[2]);
 }
 
-TEST(NonnegativeFit, PenaltiesPullToZero) {
+TEST(NonnegativeFit, PenaltyReducesUnknown) {
     NonnegativeProblem pulled{Eigen::MatrixXd::Identity(1, 1), Eigen::VectorXd::Constant(1, 3.0),
                               Eigen::VectorXd::Constant(1, 2.0)};
     EXPECT_NEAR(1.0, NonnegativeFit(pulled).values()[0], rounding);
 }
 
-TEST(NonnegativeFit, FitsWithoutOneUnknown) {
-    NonnegativeFit fit(problem({3, 3, 2}));  // (1, 1, 2)
+TEST(NonnegativeFit, ExcludedUnknownChangesTheOthers) {
+    NonnegativeFit fit(problem({3, 3, 2}));  // solution: (1, 1, 2)
     EXPECT_NEAR(2.0, fit.values()[2], rounding);
     const Eigen::VectorXd without = fit.valuesWithout(2);
     EXPECT_NEAR(5.0 / 3.0, without[0], rounding);

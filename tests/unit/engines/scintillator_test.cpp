@@ -32,7 +32,7 @@ Nuclide nuclide(const std::string& name, double halfLife, const std::vector<Phot
     return made;
 }
 
-// With neighbours of each nuclide that the cases ask for.
+// The nuclides of the cases, each with nuclides that have similar lines.
 const std::vector<Nuclide> physical = {
     nuclide("Cs-137", 30 * year, {{661.66, 0.85}}),
     nuclide("Nb-97", 0.0001 * year, {{657.94, 0.98}}),
@@ -61,7 +61,7 @@ const std::vector<Nuclide> physical = {
              {1112.08, 0.1367},
              {1408.01, 0.2087}})};
 
-// As a library without an efficiency calibration holds them.
+// Returns the nuclides as in a library without an efficiency calibration.
 std::vector<Nuclide> library() {
     std::vector<Nuclide> nuclides = physical;
     for (Nuclide& one : nuclides) {
@@ -79,7 +79,7 @@ constexpr MatchingRules rules = {
 struct Case {
     std::string name;
     simulated::Scintillator detector;
-    std::map<std::string, int> counts;  // of each nuclide
+    std::map<std::string, int> counts;  // by nuclide
     int continuum;
 };
 
@@ -89,7 +89,7 @@ void PrintTo(const Case& the, std::ostream* stream) {
 
 class IdentifyInScintillator : public testing::TestWithParam<Case> {};
 
-TEST_P(IdentifyInScintillator, FindsSourcesAndNothingElse) {
+TEST_P(IdentifyInScintillator, FindsExactlyTheSources) {
     const Case& the = GetParam();
     ScintillatorSpectrum spectrum(the.detector, 1);
     std::vector<std::string> expected;
@@ -122,12 +122,12 @@ constexpr simulated::Scintillator germanate = {"BGO", 0.12, 500.0, 2.0};
 
 const std::vector<Case> cases = {
     {"CaesiumAmongNeighbours", sodiumIodide, {{"Cs-137", 200000}}, 10000},
-    {"CalibrationOffByAPart", highGain, {{"Cs-137", 100000}, {"Co-60", 100000}}, 10000},
+    {"WrongGain", highGain, {{"Cs-137", 100000}, {"Co-60", 100000}}, 10000},
     {"WeakOverContinuum", caesiumIodide, {{"Cs-137", 8000}}, 40000},
     {"OverlappingLines", sodiumIodide, {{"Ba-133", 200000}}, 10000},
     {"LinesOfIodine", caesiumIodide, {{"I-131", 100000}}, 10000},
     {"ManyLines", lanthanumBromide, {{"Eu-152", 400000}}, 10000},
-    {"GainBeyondThePeaks", lanthanumBromide, {{"Co-60", 100000}, {"Mn-54", 30000}}, 5000},
+    {"GainErrorAsLargeAsPeakWidth", lanthanumBromide, {{"Co-60", 100000}, {"Mn-54", 30000}}, 5000},
     {"BroadPeaks", germanate, {{"Co-60", 100000}}, 10000},
     {"Annihilation", germanate, {{"Na-22", 100000}}, 10000},
     {"PureContinuum", sodiumIodide, {}, 200000}};
@@ -135,7 +135,7 @@ const std::vector<Case> cases = {
 INSTANTIATE_TEST_SUITE_P(Cases, IdentifyInScintillator, testing::ValuesIn(cases),
                          [](const auto& instance) { return instance.param.name; });
 
-TEST(IdentifyInScintillator, AssignsPeaksToTheNuclideThatGivesMost) {
+TEST(IdentifyInScintillator, PeaksAreAssignedToTheStrongestNuclide) {
     ScintillatorSpectrum spectrum(sodiumIodide, 3);
     spectrum.addNuclide(physical[0].lines, 100000);
     spectrum.addContinuum(10000);
@@ -151,14 +151,14 @@ TEST(IdentifyInScintillator, AssignsPeaksToTheNuclideThatGivesMost) {
     EXPECT_DOUBLE_EQ(661.66, findings.nuclides[0].energy);
 }
 
-TEST(IdentifyInScintillator, FindsNothingInTooFewChannels) {
+TEST(IdentifyInScintillator, TooFewChannelsGiveNoNuclides) {
     const std::vector<double> few(4, 10.0);
     const Findings findings = identifyInScintillator({few, few}, {{0.0, 100.0}, {0.0, 3.2}, {}}, {},
                                                      library(), rules, 5.0);
     EXPECT_EQ(0.0, findings.nuclides[0].confidence);
 }
 
-TEST(ScintillatorBins, BeginAboveTheThresholdAndKeepToTheRange) {
+TEST(ScintillatorBins, BinsLieBetweenThresholdAndEndOfRange) {
     const Calibration calibration = {{0.0, 3.0}, {0.0, 3.2}, {}};
     std::vector<double> contents(1000, 10.0);
     std::fill_n(contents.begin(), 20, 0.0);
@@ -176,13 +176,13 @@ TEST(ScintillatorBins, BeginAboveTheThresholdAndKeepToTheRange) {
     }
 }
 
-TEST(ScintillatorBins, TellsScintillatorsByTheirWidth) {
+TEST(ScintillatorBins, PeakWidthIdentifiesScintillators) {
     EXPECT_TRUE(isScintillator({{}, {0.0, 0.55}, {}}));     // 2.9 %
     EXPECT_FALSE(isScintillator({{}, {1.0, 0.0025}, {}}));  // germanium
     EXPECT_FALSE(isScintillator({{}, {-1.0}, {}}));
 }
 
-TEST(ScintillatorResponse, HasPeaksWithTheirCountsAndAComptonEdge) {
+TEST(ScintillatorResponse, LineGivesPeakComptonEdgeAndBackscatter) {
     const Calibration calibration = {{0.0, 3.0}, {0.0, 3.2}, {}};
     const std::vector<double> contents(1000, 10.0);
     const ScintillatorBins bins = scintillatorBins({contents, contents}, calibration);
@@ -203,7 +203,7 @@ TEST(ScintillatorResponse, HasPeaksWithTheirCountsAndAComptonEdge) {
     EXPECT_NEAR(215.0, bins.centre(top), 30.0);
 }
 
-TEST(Rarity, RisesAsNuclidesDecayFaster) {
+TEST(Rarity, ShorterHalfLifeGivesHigherRarity) {
     EXPECT_EQ(0.0, rarity("Cs-137", 30 * year));
     EXPECT_GT(rarity("Nb-95", 35 * 86400.0), 0.0);
     EXPECT_GT(rarity("Cs-132", 6 * 86400.0), rarity("Nb-95", 35 * 86400.0));

@@ -18,9 +18,9 @@ namespace simulated {
 struct Scintillator {
     const char* name;
     double resolution;     // FWHM at 662 keV
-    double photoelectric;  // keV at which absorption is as frequent as scattering
-    double radius;         // mean free paths at 511 keV
-    double gain = 1.0;     // by which the spectrum departs from the calibration
+    double photoelectric;  // energy in keV at which absorption and scattering are equally frequent
+    double radius;         // in mean free paths at 511 keV
+    double gain = 1.0;     // ratio of the true gain to that of the calibration
 };
 
 class ScintillatorSpectrum {
@@ -31,15 +31,14 @@ class ScintillatorSpectrum {
     ScintillatorSpectrum(const Scintillator& detector, std::uint64_t seed)
         : detector_(detector), random_(repeatableRandom(seed)), contents_(channels) {}
 
-    // As the engine is told: without the detector's gain.
+    // Returns the calibration for the engine, without the gain of the detector.
     embedded::engines::Calibration calibration() const {
         return {{0.0, energyPerChannel},
                 {0.0, detector_.resolution * detector_.resolution * 661.66},
                 {}};
     }
 
-    // counts: of all lines together, 1 to each photon detected. weights of lines: photons per
-    // decay.
+    // counts: detected photons of all lines. The weights of the lines are photons per decay.
     void addNuclide(const std::vector<embedded::engines::ExpectedLine>& lines, int counts) {
         std::vector<double> photons;
         for (const auto& line : lines) {
@@ -58,7 +57,7 @@ class ScintillatorSpectrum {
         }
     }
 
-    // An exponential continuum.
+    // Adds an exponential continuum.
     void addContinuum(int counts) {
         std::exponential_distribution<double> energies(1.0 / 250.0);
         for (; counts > 0; --counts) {
@@ -66,7 +65,7 @@ class ScintillatorSpectrum {
         }
     }
 
-    // Nothing below the threshold.
+    // Returns the contents, which are 0 below the threshold.
     std::vector<double> contents() const {
         std::vector<double> contents(contents_);
         std::fill_n(contents.begin(), 10, 0.0);
@@ -78,7 +77,7 @@ class ScintillatorSpectrum {
 
     double uniform() { return std::uniform_real_distribution<double>(0.0, 1.0)(random_); }
 
-    // The energy of a photon that was scattered, by a cosine or, without one, by Klein and Nishina.
+    // Returns the energy of a photon scattered at an angle with this cosine.
     double scattered(double energy, double cosine) const {
         return energy / (1.0 + energy / electronMass * (1.0 - cosine));
     }
@@ -92,8 +91,8 @@ class ScintillatorSpectrum {
         }
     }
 
-    // Energy that a photon leaves in the detector, before it gets out through a path of random
-    // length; 0 if it passes.
+    // Returns the energy that a photon deposits on a path of random length in the detector; 0 if it
+    // passes through.
     double deposit(double energy) {
         double sum = 0.0;
         for (double rest = 2.0 * detector_.radius * std::sqrt(uniform());;

@@ -50,9 +50,9 @@ class SimulatedSpectrum {
         return widths_[static_cast<std::size_t>(std::lround(channel)) - 1];
     }
 
-    // broadening: of the calibrated width; tail: the part that trails off to lower channels, by
-    // 1.5 calibrated sigma on the average; rightTail: the same to higher channels; drift: of the
-    // centroid during the measurement, in calibrated widths around the channel.
+    // broadening: ratio to the calibrated width; tail: fraction of the area in a tail to lower
+    // channels with a mean length of 1.5 calibrated sigma; rightTail: the same to higher channels;
+    // drift: movement of the centroid around the channel, in calibrated widths.
     void addPeak(double channel, double area, double broadening = 1.0, double tail = 0.0,
                  double rightTail = 0.0, double drift = 0.0) {
         const double sigma = broadening * width(channel) / fwhmPerSigma;
@@ -114,7 +114,7 @@ class SimulatedSpectrum {
     }
 
   private:
-    // What folding with an exponential adds to the part of a Gaussian below a place.
+    // Returns the addition to the cumulative normal distribution by folding with an exponential.
     static double raised(double place, double length) {
         return place > 8.0 ? 0.0
                            : std::exp((place + 0.5 / length) / length) *
