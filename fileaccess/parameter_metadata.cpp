@@ -16,12 +16,12 @@ using pyORV3::success;
 
 namespace {
 
-// The node that a temporary context is bound to; zero where the library gives none.
+// Returns the node for a temporary context; zero if the library has none.
 OrvNodeRecord findNode(OrvContext context) {
     OrvNodeRecord node{};
     if (enumerateNode(context, node, NodeSelector::first) == ORV_RESULT_RETRY_SELECTOR) {
         node = {};
-        // Without a node the creation that follows fails: its result is the one that counts.
+        // Ignored: without a node, the creation of the context fails and reports the reason.
         static_cast<void>(enumerateNode(context, node, NodeSelector::second));
     }
     return node;
@@ -73,7 +73,7 @@ Status ParameterMetadata::queryDescription(OrvContext context) {
         return pyORV3::libraryStatus(static_cast<std::uint16_t>(result));
     }
     name_.fill('\0');
-    // The last byte is the terminator, also where the library wrote none.
+    // The last byte is a terminator, even if the library wrote none.
     std::copy(std::begin(description.name), std::end(description.name) - 1, name_.begin());
     constexpr std::uint32_t reportedByteFlag = 1;
     constexpr std::uint32_t byteFlag = 2;

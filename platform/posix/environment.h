@@ -27,11 +27,11 @@ BOOL SetEnvironmentVariableA(LPCSTR name, LPCSTR value);
 // missing. The caller keeps the string.
 int _putenv(const char* assignment);  // NOLINT(*-reserved-identifier,cert-dcl*): Windows' name
 
-// The absolute form of a path, without "." and "..". It is made from the text alone: the file need
-// not exist, symbolic links are not followed, and a ".." takes away the name before it. A null or
-// empty path is the current folder. buffer has room for size bytes; where it is null, the result
-// is the caller's to release with free. Null with errno set where the current folder cannot be
-// found, memory is short or the result does not fit buffer (ERANGE).
+// Returns the absolute form of a path without "." and "..". It uses only the string: the file need
+// not exist, symbolic links are not followed, and ".." removes the name before it. A null or empty
+// path is the current directory. buffer has size bytes; if it is null, the caller releases the
+// result with free. Returns null and sets errno if the current directory is unknown, memory runs
+// out or the result does not fit into buffer (ERANGE).
 // NOLINTNEXTLINE(*-reserved-identifier,cert-dcl*): Windows' name
 char* _fullpath(char* buffer, const char* path, std::size_t size);
 

@@ -13,14 +13,14 @@ struct Library;
 using HMODULE = platform::Library*;
 using FARPROC = std::intptr_t (*)();
 
-// Loads a library by its Windows name: a trailing ".dll", in any case, stands for ".so". A name
-// with a slash is a path. Any other name is looked for
-//   1. in the absolute folders of LD_LIBRARY_PATH as it is at the time of the call,
-//   2. in the folder of the binary that this layer is linked into,
-//   3. in the folder pyORV3.libs there,
-//   4. where the system's loader looks, unless that would take it to a relative folder.
-// The current folder is never searched. What cannot be loaded, for whatever reason, is null and
-// ERROR_MOD_NOT_FOUND. Every library that was loaded is to be freed once.
+// Loads a library by its Windows name: a trailing ".dll", in any case, is replaced by ".so". A name
+// with a slash is a path. Any other name is searched for
+//   1. in the absolute directories of LD_LIBRARY_PATH at the time of the call,
+//   2. in the directory of the binary that this layer is linked into,
+//   3. in its subdirectory pyORV3.libs,
+//   4. by the system's loader, unless that would search a relative directory.
+// The current directory is never searched. Returns null with ERROR_MOD_NOT_FOUND if the library
+// cannot be loaded for any reason. The caller frees each loaded library once.
 //
 // A library that is in use already is found by its name without a search, as long as
 // LD_LIBRARY_PATH is the same. The dictionary pqar.dll stays in memory if something else held it

@@ -160,13 +160,13 @@ bool takeName(Cursor& cursor, std::string& name) {
 }
 
 // Reads one of
-//   "name"="text"     a text; \\ and \" stand for \ and "
+//   "name"="text"     a string with the escapes \\ and \"
 //   "name"=dword:n    a number of up to 8 hexadecimal digits
 //   "name"=hex:b,b    bytes of two hexadecimal digits
 //   "name"=hex(n):b,b bytes of a value of type n
-//   "name"=-          no value any more
-// where @ in the place of "name" is the default value, and a comment may follow after a ";". None
-// where the line is none of these.
+//   "name"=-          removes the value
+// with @ instead of "name" for the default value and an optional comment after a ";". Returns
+// nullopt for any other line.
 std::optional<RegistryLine> parseRegistryLine(std::string_view line, TextData textData) {
     Cursor cursor(line);
     RegistryLine result;

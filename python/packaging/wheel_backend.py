@@ -1,7 +1,7 @@
-"""Makes the wheel: pip calls it as the build backend, `cmake --install` for the metadata folder.
+"""Build the wheel, as the build backend of pip, and write the metadata for `cmake --install`.
 
-    wheel_backend.py dist-info FOLDER TAG    # the files installed there come on standard input
-    wheel_backend.py wheel BUILD FOLDER      # packs what `cmake --install BUILD` makes
+    wheel_backend.py dist-info FOLDER TAG    # reads the installed files from standard input
+    wheel_backend.py wheel BUILD FOLDER      # packs the files that `cmake --install BUILD` installs
 """
 
 import base64
@@ -55,9 +55,9 @@ def metadata():
 
 
 def write_dist_info(folder, files, tag):
-    """Writes the metadata of the files installed in a folder; returns the metadata folder's name.
+    """Write the metadata of the files installed in a folder; return the metadata folder's name.
 
-    files: their paths relative to the folder, for the list that an uninstallation works by.
+    files: the relative paths of the files, which an uninstallation removes.
     """
     name = f"{NAME}-{version()}.dist-info"
     place = Path(folder, name)
@@ -84,13 +84,13 @@ def record_line(folder, file):
 
 
 def platform_tag():
-    """One file for every CPython from 3.6 on, of this machine's kind."""
+    """Return the tag of a wheel for this platform and every CPython from 3.6 on."""
     platform = re.sub("[-.]", "_", sysconfig.get_platform())
     return f"cp36-abi3-{platform}"
 
 
 def pack(build, wheel_directory):
-    """The name of the wheel made of what `cmake --install` of a build folder makes."""
+    """Pack the files that `cmake --install` of a build installs; return the wheel's name."""
     with tempfile.TemporaryDirectory() as tree:
         run("cmake", "--install", build, "--prefix", tree, "--strip")
         information = next(Path(tree).glob("*.dist-info/WHEEL"))
@@ -108,14 +108,14 @@ def pack(build, wheel_directory):
 
 
 def run(*command):
-    """Runs a step; what it prints is shown where it fails."""
+    """Run a command; exit with its output if it fails."""
     result = subprocess.run(
         list(map(str, command)), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8"
     )
     if result.returncode != 0:
         raise SystemExit(
-            f"{result.stdout}\n{' '.join(map(str, command))}: failed. Needed are these packages of"
-            f" Debian or their counterparts: {needed_packages()}"
+            f"{result.stdout}\n{' '.join(map(str, command))}: failed; the build needs these"
+            f" packages of Debian or equivalent ones: {needed_packages()}"
         )
 
 
@@ -145,7 +145,7 @@ def prepare_metadata_for_build_wheel(metadata_directory, config_settings=None):
 
 
 def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
-    """Compiles in the folder that BUILD_DIR names, else in one that is removed, and packs."""
+    """Compile in the folder BUILD_DIR, or in a temporary one if it is not set, and pack."""
     if os.environ.get("BUILD_DIR"):
         build = Path(os.environ["BUILD_DIR"], "wheel")
         compile_into(build)

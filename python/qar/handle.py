@@ -14,7 +14,7 @@ MODES = {
     "r+": AccessMode.READ | AccessMode.WRITE,
     "x": AccessMode.CREATE | AccessMode.READ | AccessMode.WRITE,
 }
-FILE, INPUT = 1, 0  # what kind of source a name refers to
+FILE, INPUT = 1, 0  # kinds of sources that a name refers to
 Self = TypeVar("Self", bound="OpenSource")
 
 

@@ -59,8 +59,9 @@ def run(
     executors: Executors = Executors(),
     stream: Optional[TextIO] = None,
 ) -> Result:
-    """Analyse files. table: the CSV file of the results; empty: none. stream: where the
-    progress is printed.
+    """Analyse files and write a table of their results.
+
+    table: the path of the CSV file; empty: no table. stream: receives the progress messages.
 
     Raises FileExistsError if the table exists, FormatError if two files would get the same name
     or the journal belongs to other settings, BlockingIOError if another batch writes the table,

@@ -24,7 +24,7 @@ class Command(NamedTuple):
     """A command: its name, its function, its help and its arguments."""
 
     name: str
-    run: Callable[[Arguments], int]  # returns the exit code; raises what ends the command
+    run: Callable[[Arguments], int]  # returns the exit code
     help: str
     add_arguments: Callable[[Parser], None]
     examples: str = ""

@@ -1,4 +1,4 @@
-"""The commands `check` and `salvage`: finding damage, and copying what is sound."""
+"""The commands `check` and `salvage`: find damage, and copy the undamaged data."""
 
 from typing import Dict
 
