@@ -15,7 +15,7 @@ using namespace embedded::engines;
 
 // A wrong derivative gives wrong uncertainties and ends fits too early; a fit never leaves a point
 // at which a derivative is 0.
-TEST(PeakModel, HasTheDerivativesOfItsContents) {
+TEST(PeakModel, DerivativesEqualDifferencesOfContents) {
     for (const auto& [widePeak, fraction] : {std::pair(0U, 0.2), std::pair(1U, 0.0)}) {
         const Shape shape{.curved = true,
                           .leftTail = true,
