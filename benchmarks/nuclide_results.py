@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures recall, wrong nuclides and speed of the identification with the built-in library.
+"""Measure recall, wrong nuclides and speed of the identification with the built-in library.
 
     nuclide_results.py [--records]
 

@@ -37,7 +37,7 @@ version_of() {
     fi
 }
 
-# check_version TOOL COMMAND LEAST
+# check_version TOOL COMMAND MINIMUM: fails if the installed or installable version is older.
 check_version() {
     local version
     version=$(version_of "$1" "$2")
@@ -55,8 +55,8 @@ install_packages() {
         for package in "${CXX:-g++}" cmake ninja python3; do
             command -v "$package" >/dev/null || missing+=("$package")
         done
-        [ ${#missing[@]} -eq 0 ] || fail "Not found: ${missing[*]}.
-Needed are the counterparts of these packages of Debian: $*"
+        [ ${#missing[@]} -eq 0 ] || fail "Missing tools: ${missing[*]}.
+Install the equivalents of these Debian packages: $*"
         return
     fi
     for package in "$@"; do
@@ -67,7 +67,7 @@ Needed are the counterparts of these packages of Debian: $*"
 sudo apt-get install ${missing[*]}"
     say "Installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
-    apt-get update -qq || say "Some package lists could not be refreshed; going on with those at hand."
+    apt-get update -qq || say "Some package lists could not be refreshed; continuing with the old ones."
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
     check_version g++ "${CXX:-g++}" 12
     check_version cmake cmake 3.25
