@@ -180,10 +180,10 @@ constexpr std::string_view keptLibrary = "pqar.dll";
 // The libraries that are in use or kept.
 //
 // Loading a mapped library, finding an entry point and unloading each make the loader walk through
-// all libraries of the process, and a search walks through the directories. So the dictionary, which
-// most calls need, is kept here if other code has it in memory, and found by its name alone as long
-// as LD_LIBRARY_PATH does not change. Every other library is unloaded with its last user, so that a
-// rebuilt engine is loaded again.
+// all libraries of the process, and a search walks through the directories. So the dictionary,
+// which most calls need, is kept here if other code has it in memory, and found by its name alone
+// as long as LD_LIBRARY_PATH does not change. Every other library is unloaded with its last user,
+// so that a rebuilt engine is loaded again.
 class Libraries {
   public:
     // Safe for concurrent use by multiple threads.
