@@ -46,18 +46,23 @@ struct Opened {
     bool wasMapped = false;  // other code has the library in memory
 };
 
-// Calls the loader directly, which does not need the file of a mapped library.
+// True if the path is a pipe, a device or a directory. The loader would wait for the writer of a
+// pipe, even if it only looks for a mapped library.
+bool isOtherThanFile(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
+}
+
+// A mapped library is found even if its file has been deleted.
 Opened open(const std::string& path) {
-    if (path.size() >= PATH_MAX) {
+    const bool isPath = path.find('/') != std::string::npos;
+    if (path.size() >= PATH_MAX || (isPath && isOtherThanFile(path))) {
         return {};
     }
     constexpr int mode = RTLD_NOW | RTLD_LOCAL;
     if (void* mapped = dlopen(path.c_str(), mode | RTLD_NOLOAD)) {
         return {Reference(mapped), true};
-    }
-    std::error_code error;
-    if (path.find('/') != std::string::npos && !std::filesystem::is_regular_file(path, error)) {
-        return {};  // a pipe would make the loader wait
     }
     return {Reference(dlopen(path.c_str(), mode)), false};
 }
