@@ -18,29 +18,31 @@ import real_spectra  # noqa: E402
 
 HEAD = """# Engine results
 
-How well the engine finds peaks and nuclides in published spectra of germanium detectors, at 5 sigma. This
-command writes the page:
+Results of the engine for published spectra, with a limit of 5 sigma.
+
+The tables below have the figures of each spectrum, and the appendices its peaks and nuclides.
+[engine.md](engine.md) explains the method, its assumptions and allowances. This command prints the page
+without the table of findings and without the scintillators:
 
 ```sh
-PYORV3_SPECTRA=FOLDER PYTHONPATH=build/linux/product benchmarks/engine_results.py > docs/engine-results.md
+PYORV3_SPECTRA=FOLDER PYTHONPATH=build/linux/product benchmarks/engine_results.py
 ```
-
-[engine.md](engine.md) explains the method, its assumptions and allowances.
 
 ## Nuclides
 
 The identification works with the built-in library of 295 nuclides and without an efficiency calibration. A
 nuclide is found if its confidence is at least 0.5, and wrong if it is neither in the source nor in the natural
-background. Energy and width calibrations were made by hand. The seconds are CPU time for the search and for
-the identification; run `benchmarks/nuclide_results.py` for this table alone.
+background. Energy and width calibrations were made by hand. The seconds are CPU time. Run
+`benchmarks/nuclide_results.py` to get only this table.
 """
 
 PEAKS = """
 ## Peaks
 
 The peaks are compared with an independent analysis of each spectrum. Two peaks are the same if they are
-within 0.75 of their width; a peak is *certain* if its likelihood gain in the independent analysis is at least
-6 sigma. Other peaks are *explained* by a table of background, X-ray, sum, escape and source lines, or false.
+within 0.75 of their width. A peak is *certain* if its likelihood gain in the independent analysis is at
+least 6 sigma. Other peaks are *explained* by a table of background, X-ray, sum, escape and source
+lines, or false.
 
 | spectrum | certain | found | peaks | explained | false |
 |---|---|---|---|---|---|"""
@@ -83,7 +85,7 @@ def show(name, comparison, results):
             row(f"{peak.energy:.2f}", area, f"{peak.significance:.1f}", why or "**false**")
     areas = list(comparison.areas())
     if areas:
-        heading("Areas that were measured in another way:", "what", "area", "there", "of allowed")
+        heading("Areas measured in another way:", "method", "area", "other area", "part of allowed")
         for name, area, other, part in areas:
             row(name, f"{area:.0f}", other, f"{part:+.2f}")
     found = ", ".join(f"{one.name} ({one.confidence:.2f})" for one in results.nuclides)
