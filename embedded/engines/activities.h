@@ -9,10 +9,10 @@
 
 namespace embedded::engines {
 
-// Fits the nuclides with the smallest confidence and more to the areas of the peaks, with no other
-// uncertainties than those of the areas and of single weights. If the lines of a nuclide disagree
-// by more, its uncertainty is enlarged by the root of chi-square per degree of freedom.
-// Sets activity and uncertainty; 0 for the others.
+// Fits the nuclides whose confidence is at least smallestConfidence to the areas of the peaks. Only
+// the uncertainties of the areas and of single weights count. If the lines of a nuclide disagree by
+// more, its uncertainty is enlarged by the root of chi-square per degree of freedom.
+// Sets activity and uncertainty; 0 for the other nuclides.
 void measureActivities(std::vector<Identification>& nuclides, const JointFitInput& input,
                        double smallestConfidence);
 

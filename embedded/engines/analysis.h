@@ -1,5 +1,5 @@
-// The two steps of the engine on a data source: what is read, what is computed, what is written
-// stands in engine.h.
+// The two steps of the engine on a data source. See docs/engine.md for the parameters that they
+// read and write.
 #ifndef PYORV3_EMBEDDED_ENGINES_ANALYSIS_H
 #define PYORV3_EMBEDDED_ENGINES_ANALYSIS_H
 
@@ -20,15 +20,15 @@ namespace embedded::engines {
 class Analysis {
   public:
     // Reads spectrum, calibrations and settings.
-    // significanceLimit: standard deviations; the file's setting where there is none.
+    // significanceLimit: standard deviations; nullopt: the setting in the file.
     Analysis(const DataSourceAccess& dataSource, std::optional<double> significanceLimit);
 
     void searchPeaks();
-    // Throws noNuclides where nuclides are required and the file has no nuclide records.
+    // Throws noNuclides if nuclides are required and the file has no nuclide records.
     void identifyNuclides(bool required);
 
-    // Whether the calibration gives no usable width somewhere between the first and the last
-    // channel of the search, so that no peak was looked for there.
+    // True if the calibration gives no usable width for some channels of the search, which were
+    // therefore not searched.
     bool leftOutChannels() const { return leftOutChannels_; }
 
   private:
@@ -49,7 +49,7 @@ class Analysis {
     std::vector<double> excess_;
     Calibration calibration_;
     WidthCalibration widthCalibration_;
-    bool isCorrected_ = false;  // whether the energies of calibration_ are
+    bool isCorrected_ = false;  // true if calibration_ has corrected energies
     std::vector<double> widths_;
     std::vector<double> inRange_;  // 1 in the channels of the search, 0 in others
     bool leftOutChannels_ = false;

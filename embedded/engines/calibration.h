@@ -30,20 +30,22 @@ double energyAt(const Calibration& calibration, double channel);
 // Width of a channel in keV: the derivative of the energy.
 double energyPerChannel(const Calibration& calibration, double channel);
 
-// The channel number of an energy between the edges of the first and the last channel; the nearer
-// edge for an energy outside. The energy must rise from channel to channel.
+// Returns the channel number of an energy. An energy outside the spectrum gives the nearer edge of
+// the first or the last channel. The energy must rise from channel to channel.
 double channelAt(const Calibration& calibration, double energy, std::size_t channelCount);
 
-// Whether the energy is finite and rises from each channel to the next.
+// True if the energy is finite and rises from each channel to the next.
 bool energyRises(const Calibration& calibration, std::size_t channelCount);
 
-// FWHM in channels at each channel, channel 1 first; 0 at a channel where the calibration gives no
-// width a peak can have: not a number, less than half a channel, more than 1/10 of the spectrum.
+// Returns the FWHM in channels at each channel, channel 1 first. It is 0 if the calibrated width is
+// not possible for a peak: not a number, less than half a channel or more than 1/10 of the
+// spectrum.
 std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t channelCount);
 
-// Full-energy peak efficiency; 0 where the calibration gives no finite number. Without an
-// efficiency calibration that of a typical coaxial germanium detector, in a unit of its own: it
-// falls as energy^-0.9, and below about 100 keV with what comes before the crystal.
+// Returns the full-energy peak efficiency, or 0 if the calibration gives no finite number. Without
+// an efficiency calibration it is that of a typical coaxial germanium detector in an arbitrary
+// unit: it falls as energy^-0.9, and below about 100 keV because of absorbers in front of the
+// crystal.
 double efficiencyAt(const Calibration& calibration, double energy);
 
 }  // namespace embedded::engines

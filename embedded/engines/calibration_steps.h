@@ -12,16 +12,17 @@
 namespace embedded::engines {
 
 // Finds the peaks of the spectrum without an energy calibration, assigns them to the lines of the
-// active nuclide records and writes QAR_D_ENERGYCAL; an earlier one is not used.
+// active nuclide records and writes QAR_D_ENERGYCAL. An earlier energy calibration is not used.
 // significanceLimit: of the search, standard deviations.
 // Throws spectrumUnreadable, noNuclides, noAssignment, resultsNotWritable.
 void calibrateFromNuclides(const DataSourceAccess& dataSource, double significanceLimit);
 
-// The correction that the peaks and the file's nuclide records ask for.
+// Returns the energy correction that the peaks and the file's nuclide records indicate.
 EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Calibration& calibration,
                                 std::span<const FittedPeak> peaks);
 
-// QAR_D_ENERGYCORR and QAR_L_CORRLINES, which are written only if there is a correction or was one.
+// Read and write QAR_D_ENERGYCORR and QAR_L_CORRLINES. They are written only if there is a
+// correction now or was one before.
 EnergyCorrection readCorrection(const DataSourceAccess& dataSource);
 void writeCorrection(const DataSourceAccess& dataSource, const EnergyCorrection& correction);
 

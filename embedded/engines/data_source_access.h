@@ -13,7 +13,7 @@
 
 namespace embedded::engines {
 
-// Thrown by the steps of a run that cannot go on, turned into its status by the entry point.
+// Thrown by a step that cannot continue; the entry point returns its status.
 class EngineFailure : public std::exception {
   public:
     explicit EngineFailure(std::uint32_t status) : status_(status) {}
@@ -24,7 +24,7 @@ class EngineFailure : public std::exception {
     std::uint32_t status_;
 };
 
-// A value without which a record means nothing. Throws recordUnreadable where there is none.
+// Returns the value. Throws recordUnreadable if a record lacks it.
 template <typename Value>
 Value required(const std::optional<Value>& value) {
     if (!value) {
@@ -33,14 +33,14 @@ Value required(const std::optional<Value>& value) {
     return *value;
 }
 
-// A data source that the caller of the engine has opened and goes on owning. Records and entries
-// count from 1. Throws EngineFailure.
+// An open data source, owned by the caller of the engine. Records and entries count from 1. Throws
+// EngineFailure.
 class DataSourceAccess {
   public:
-    // Throws dataSourceRefused where the library has no context with the handle.
+    // Throws dataSourceRefused if the library does not know the handle.
     explicit DataSourceAccess(OrvContext context);
 
-    // One value, or nothing where the file has none.
+    // Return one value, or nullopt if the file does not contain it.
     std::optional<std::int32_t> readLong(std::uint32_t code) const;
     std::optional<std::int16_t> readShort(std::uint32_t code) const;
     std::optional<float> readFloat(std::uint32_t code) const;
@@ -50,23 +50,24 @@ class DataSourceAccess {
                                          std::uint16_t entry = 1) const;
     std::optional<std::string> readText(std::uint32_t code, std::uint16_t record) const;
 
-    // The values of entries 1, 2, ... of record 1, up to the first that the file has not.
+    // Returns the values of entries 1, 2, ... of record 1, up to the first missing entry.
     std::vector<double> readCoefficients(std::uint32_t code) const;
 
-    // The contents of all channels, at least one. Throws spectrumUnreadable.
+    // Returns the contents of all channels, at least one. Throws spectrumUnreadable.
     std::vector<double> readSpectrum() const;
 
-    // 0 where the file has no such class or record.
+    // Return 0 if the file does not have the class or record.
     std::uint16_t recordCount(std::uint16_t classCode) const;
     std::uint16_t entryCount(std::uint16_t classCode, std::uint16_t record) const;
 
-    // Throw resultsNotWritable. Writing to the record after the last makes it.
+    // Throw resultsNotWritable. Writing to the record after the last one creates it.
     void deleteRecords(std::uint16_t classCode) const;
     void writeShort(std::uint32_t code, std::uint16_t record, std::uint16_t value) const;
     void writeLong(std::uint32_t code, std::uint16_t record, std::int32_t value) const;
     void writeFloat(std::uint32_t code, std::uint16_t record, float value) const;
     void writeDouble(std::uint32_t code, std::uint16_t record, double value) const;
-    // Writes entries 1, 2, ... of record 1, and 0 to further ones that an earlier value left.
+    // Writes entries 1, 2, ... of record 1 and sets the remaining entries of a longer earlier value
+    // to 0.
     void writeCoefficients(std::uint32_t code, const std::vector<double>& coefficients) const;
     void writeText(std::uint32_t code, std::uint16_t record, const std::string& value) const;
 

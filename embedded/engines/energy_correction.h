@@ -1,9 +1,5 @@
-// Correction of an energy calibration that is off, from lines that are known to be certain.
-//
-// The lines of the nuclides of the library and those of natural background are assigned to the
-// peaks (line_assignment.h) under small departures from the calibration. It is corrected only if
-// the assignment explains the peaks far better than the calibration as it is and than any other
-// departure, with three lines at least. X-rays do not count.
+// Correction of an energy calibration that is off, from lines of the library and of natural
+// background. See docs/engine.md, "Energy correction".
 #ifndef PYORV3_EMBEDDED_ENGINES_ENERGY_CORRECTION_H
 #define PYORV3_EMBEDDED_ENGINES_ENERGY_CORRECTION_H
 
@@ -20,16 +16,18 @@
 namespace embedded::engines {
 
 struct EnergyCorrection {
-    EnergyRelation relation{0.0, 1.0};  // corrected energy of a calibrated energy
-    std::size_t lines = 0;              // that agree; 0: there is no correction
+    EnergyRelation relation{0.0, 1.0};  // from calibrated to corrected energy
+    std::size_t lines = 0;              // number of lines that agree; 0: no correction
 };
 
-// The peaks with their positions in keV of the calibration; those without counts are left out.
+// Returns the peaks with a positive area, with calibrated energies in keV as positions.
 std::vector<PlacedPeak> placedPeaks(std::span<const FittedPeak> peaks,
                                     const Calibration& calibration);
 
-// nuclides: of the library, may be empty; their surprise is ignored. kind: limits how far a
-// calibration can be off: for germanium 6 keV and 0.8 %, for other detectors 40 keV and 10 %.
+// Returns the correction that explains the peaks best, or one without lines if the evidence is
+// weak.
+// nuclides: of the library, may be empty; their surprise is ignored; kind: limits how far a
+// calibration can be off.
 EnergyCorrection energyCorrectionOf(std::span<const PlacedPeak> peaks,
                                     std::span<const LinePattern> nuclides, DetectorKind kind);
 

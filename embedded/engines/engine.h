@@ -1,4 +1,4 @@
-// The peak-search engine, peak_search.so: searches the spectrum of an open data source for peaks
+// The peak-search engine, peak_search.so: finds the peaks in the spectrum of an open data source
 // and identifies nuclides. A script runs it as engine "peak_search", entry point "searchPeaks".
 #ifndef PYORV3_EMBEDDED_ENGINES_ENGINE_H
 #define PYORV3_EMBEDDED_ENGINES_ENGINE_H
@@ -10,9 +10,10 @@
 namespace embedded::engines {
 
 // ---- The option word --------------------------------------------------------------------------
-// Bits 0 and 1 choose the steps; neither is as both. Bit 2 first replaces the energy calibration by
-// one from the lines of the nuclide records. Bits 8 to 15 give the significance limit in tenths of
-// a standard deviation, 10 (1.0) to 255 (25.5); 0 takes the file's. Other bits are 0.
+// Bits 0 and 1 select the steps; if both are 0, both steps run. Bit 2 first replaces the energy
+// calibration by one from the lines of the nuclide records. Bits 8 to 15 are the significance limit
+// in tenths of a standard deviation, 10 (1.0) to 255 (25.5); 0: the limit in the file. Other bits
+// are 0.
 
 inline constexpr std::uint32_t optionSearchPeaks = 0x1;
 inline constexpr std::uint32_t optionIdentifyNuclides = 0x2;
@@ -44,38 +45,11 @@ inline constexpr std::uint32_t noAssignment = 0xE061000F;
 
 }  // namespace embedded::engines
 
-// dataSource: the handle of a data source open for reading and writing; options: see above.
-//
-// Read by both steps: QAR_L_CHANNELS and the spectrum, whose contents may be negative where a
-// background was subtracted; QAR_D_ENERGYCAL (corrected for the results, see energy_correction.h),
-// QAR_D_SHAPECAL (estimated and written if missing, see width_calibration.h), QAR_D_EFFICCAL (may
-// be missing); and of the settings, each with what holds where it is missing: QAR_D_PEAKLIMIT (5; 1
-// to 100 sigma), QAR_L_FIRSTCHAN and QAR_L_LASTCHAN (the whole spectrum), QAR_S_SMOOTHWIDTH (0, as
-// wide as peaks are; channels, at most 1/16 of the spectrum), QAR_B_FITMULTIPLT (1), QAR_D_MATCHTOL
-// (1 keV; above 0), QAR_D_MINCONF (0.5; 0 to 1).
-// Read by the identification: QAR_F_CONFIDENCE (0.95; 0.5 to less than 1), QAR_D_LIVETIME,
-// QAR_D_REALTIME, QAR_T_ACQSTART, QAR_T_SAMPLETIME, QAR_B_DECAYCORR (1), QAR_D_EFFICUNC (0); of
-// each nuclide record QAR_C_NUCLNAME, QAR_B_NUCLACTIVE (1), QAR_D_HALFLIFE (stable),
-// QAR_D_HALFLIFEUNC (0), QAR_C_NUCLPARENT (none), and of each of its lines QAR_D_LINEENERGY,
-// QAR_D_LINEUNC (0), QAR_D_LINEYIELD, QAR_D_LINEYIELDUNC (0), QAR_B_LINEKEY (0).
-//
-// The search replaces the records of class 0x2006, one for each peak by rising energy:
-// QAR_D_PEAKENERGY, _PEAKCENTR, _PEAKFWHM (of the Gaussian), QAR_D_PEAKAREA (tail included),
-// _PEAKAREAU (enlarged where the fit does not describe its region), _PEAKCONT, _PEAKSIGNIF (root of
-// the gain in likelihood), QAR_L_PEAKLEFT and QAR_L_PEAKRIGHT (region of the fit), QAR_F_PEAKCHISQ
-// (chi-square of that region per degree of freedom) and an empty QAR_C_PEAKNUCL. Old records of
-// class 0x2007 go with the old peaks. The identification works on the records of class 0x2006. It
-// replaces those of class 0x2007: QAR_C_RESNUCLIDE, QAR_L_RESLINES (lines at a peak),
-// QAR_D_RESCONF and QAR_C_RESREASON of each nuclide that has a line at a peak, the most confident
-// first, and QAR_D_RESENERGY of those found, with a confidence of QAR_D_MINCONF and more. If the
-// file has an efficiency calibration and a live time, it writes QAR_D_DETECTLIMIT of every nuclide
-// and QAR_D_ACTIVITY and QAR_D_ACTIVITYUNC of those found. It writes QAR_C_PEAKNUCL and
-// QAR_S_PEAKORIGIN of every peak. With both steps asked for a file without nuclide records has none
-// identified; with 0x2 alone that is a failure. The headers of peak_fit.h, multiplet.h,
-// identification.h and nuclide_library.h say how each value is computed.
-//
-// Nothing is written before the step's results are there. Returns a status; a failure in writing
-// may leave some of the new records. The source is not flushed.
+// Runs the steps of the option word and returns a status. docs/engine.md lists the parameters that
+// each step reads and writes, with their defaults and ranges.
+// dataSource: handle of a data source open for reading and writing; options: see above.
+// A step writes only after all its results are computed; if writing fails, some new records may
+// remain. The source is not flushed.
 extern "C" ORV_EXPORT std::uint32_t ORV_ENGINE_CALL searchPeaks(std::int32_t dataSource,
                                                                 std::int32_t options, std::int32_t,
                                                                 std::int32_t);

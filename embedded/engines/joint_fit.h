@@ -1,5 +1,5 @@
-// All nuclides of a library fitted together to all peaks of a spectrum; identification.h explains
-// how.
+// Joint fit of all nuclides of a library to all peaks of a spectrum. See docs/engine.md, "How the
+// identification works".
 #ifndef PYORV3_EMBEDDED_ENGINES_JOINT_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_JOINT_FIT_H
 
@@ -16,8 +16,8 @@
 
 namespace embedded::engines {
 
-// How far an area may be wrong beside its counting statistics, relative, each line by itself:
-// coincidence summing and the scatter of an efficiency.
+// Relative uncertainty of the area of each line beside counting statistics, from coincidence
+// summing and the scatter of an efficiency.
 inline constexpr double calibratedAllowance = 0.15;
 inline constexpr double assumedAllowance = 0.25;
 
@@ -29,14 +29,14 @@ struct NuclideModel {
     double tension = 0.0;  // sum of squares by which its response differs from the common one
 };
 
-// What a joint fit works on. The spans must outlive the fit.
+// Input of a joint fit. The spans must outlive the fit.
 struct JointFitInput {
     std::span<const MeasuredPeak> peaks;
     std::span<const PeakOrigin> origins;  // of each peak
     std::span<const Nuclide> nuclides;
     std::span<const NuclideMatches> matches;  // of each nuclide
     std::span<const NuclideModel> models;     // of each nuclide
-    // Of each nuclide: what its presence costs in the sum of squares.
+    // Cost of the presence of each nuclide in the sum of squares.
     std::span<const double> improbabilities;
     double allowance;
 };
@@ -46,12 +46,12 @@ class JointFit {
     explicit JointFit(const JointFitInput& input);
 
     double activity(std::size_t nuclide) const { return activities_[nuclide]; }
-    // The area that the nuclides give a peak, and what its other origin adds to it.
+    // The part of a peak's area that comes from nuclides, and the part from its other origin.
     double areaOfNuclides(std::size_t peak) const { return areas_[peak]; }
     double otherArea(std::size_t peak) const { return otherAreas_[peak]; }
     double area(std::size_t peak) const { return areas_[peak] + otherAreas_[peak]; }
 
-    // By how much the sum of squares rises without a nuclide, not negative.
+    // Returns the rise of the sum of squares without a nuclide, not negative.
     double gain(std::size_t nuclide);
 
   private:

@@ -12,7 +12,8 @@
 
 namespace embedded::engines {
 
-// Smallest variance of a channel in chi-square, which scatters wildly if a variance is far below 1.
+// Smallest variance of a channel in chi-square. With variances far below 1 chi-square would scatter
+// too much.
 inline constexpr double smallestVarianceOfChiSquare = 0.5;
 
 class LikelihoodFit {
@@ -32,13 +33,14 @@ class LikelihoodFit {
     // -2 ln(likelihood), less that of a model that equals the contents.
     double unlikelihood() const { return unlikelihood_; }
     double chiSquare() const;
-    // Number of channels and observations less the number of free unknowns.
+    // Returns the number of channels and observations less the number of free unknowns.
     double degreesOfFreedom() const;
-    // Variance of each unknown, 0 for a fixed one; empty if the unknowns cannot be told apart.
+    // Returns the variance of each unknown, 0 for a fixed one; empty if the unknowns are
+    // degenerate.
     Eigen::VectorXd variances();
 
   private:
-    // An unknown of which something is known without the region.
+    // Prior knowledge of an unknown, from outside the region.
     struct Observation {
         Eigen::Index unknown;
         Expectation expectation;

@@ -1,12 +1,7 @@
-// Assignment of peaks to the lines of nuclides if the energy calibration is unknown or off.
-//
-// The energy is offset + gain x position, where the position of a peak is its channel or its energy
-// after an inexact calibration. Each pair of strong lines of a nuclide with each pair of peaks
-// proposes such a relation. Its score is the logarithm of a likelihood ratio: how much better the
-// lines of the nuclides explain energies and areas of the peaks than chance does. A line that meets
-// a peak counts the more the rarer peaks as large as this one are, and the less its energy and its
-// area, compared with the other lines of the nuclide, deviate; a line that should be seen and has
-// no peak counts against it. Each peak is explained once.
+// Assignment of peaks to the lines of nuclides if the energy calibration is unknown or off. The
+// relation is energy = offset + gain x position. Pairs of strong lines and pairs of peaks propose
+// relations; the score of a relation is the logarithm of a likelihood ratio against chance.
+// See docs/engine.md, "Energy correction".
 #ifndef PYORV3_EMBEDDED_ENGINES_LINE_ASSIGNMENT_H
 #define PYORV3_EMBEDDED_ENGINES_LINE_ASSIGNMENT_H
 
@@ -46,18 +41,18 @@ struct EnergyRelation {
     double positionOf(double energy) const { return (energy - offset) / gain; }
 };
 
-// The relations that are possible, and how likely these are beforehand.
+// The possible relations and their prior probability.
 struct RelationLimits {
     EnergyRelation expected;
     double offsetScatter;   // one standard deviation; 0: all offsets are equally likely
     double gainScatter;     // the same, relative
-    double greatestOffset;  // departure from the expected one, keV
-    double greatestGain;    // departure, relative
+    double greatestOffset;  // largest departure from the expected offset, keV
+    double greatestGain;    // largest departure from the expected gain, relative
 };
 
 struct LineMatch {
     std::size_t pattern;
-    double energy;  // keV; of several lines that are not resolved the weighted mean
+    double energy;  // keV; the weighted mean of unresolved lines
     std::size_t peak;
 };
 
@@ -67,18 +62,18 @@ struct Assignment {
     std::vector<LineMatch> matches;
 };
 
-// Keeps the peaks and patterns, which must outlive it.
+// Scores and finds relations. Keeps references to peaks and patterns, which must outlive it.
 class LineAssignment {
   public:
     // peaks: by rising position.
     LineAssignment(std::span<const PlacedPeak> peaks, std::span<const LinePattern> patterns,
                    const RelationLimits& limits);
 
-    // The score of one relation as it is.
+    // Returns the score of one relation without fitting it.
     Assignment assess(const EnergyRelation& relation) const;
 
-    // The best relations that differ from each other by more than the uncertainty of a peak, best
-    // first, each fitted to its matches; at most `count`.
+    // Returns at most `count` relations, best first, each fitted to its matches. They differ from
+    // each other by more than the uncertainty of a peak.
     std::vector<Assignment> best(std::size_t count) const;
 
   private:

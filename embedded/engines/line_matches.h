@@ -13,7 +13,7 @@
 
 namespace embedded::engines {
 
-// A line and the peak as which it was found.
+// A line and its peak, if one was found.
 struct LineMatch {
     const ExpectedLine* line;
     std::optional<std::size_t> peak;
@@ -24,16 +24,16 @@ struct LineMatch {
 // The usable lines of one nuclide.
 struct NuclideMatches {
     std::vector<LineMatch> lines;
-    std::size_t peakCount;  // different peaks that lines have
+    std::size_t peakCount;  // number of different peaks that match a line
     bool keyMissing;        // a key line has no peak, and no neighbouring peak can hide it
 };
 
-// Each line matches the nearest peak within the tolerance (keV)
-// and 3.5 standard deviations. The lines must outlive the result.
+// Matches each line with the nearest peak within the tolerance (keV) and 3.5 standard deviations.
+// The lines must outlive the result.
 std::vector<NuclideMatches> matchLines(std::span<const MeasuredPeak> peaks,
                                        std::span<const Nuclide> nuclides, double tolerance);
 
-// The difference of the energies in standard deviations.
+// Returns the difference of the energies in standard deviations.
 double energyDeviation(const MeasuredPeak& peak, const ExpectedLine& line);
 
 }  // namespace embedded::engines

@@ -1,5 +1,5 @@
-// A group of neighbouring peaks: decides which of the expected peaks exist and which are missing.
-// See docs/engine.md, "How it works".
+// Fits a group of neighbouring peaks: decides which expected peaks exist and which are missing. See
+// docs/engine.md, "How the peak search works".
 #ifndef PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 #define PYORV3_EMBEDDED_ENGINES_MULTIPLET_H
 
@@ -10,13 +10,13 @@
 
 namespace embedded::engines {
 
-// Channels that a fit may use; beyond them are the peaks of other groups.
+// Channels that a fit may use. The peaks of other groups are outside.
 struct ChannelRange {
     double lowest;
     double highest;
 };
 
-// A first look, with Gaussians on a straight continuum in the widest region.
+// Returns a first fit with Gaussians on a straight continuum in the widest region.
 std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
                                      ChannelRange range, double limit);
 

@@ -1,4 +1,4 @@
-// Linear least squares whose unknowns must not be negative.
+// Linear least squares with unknowns that must not be negative.
 #ifndef PYORV3_EMBEDDED_ENGINES_NONNEGATIVE_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_NONNEGATIVE_FIT_H
 
@@ -15,7 +15,7 @@ struct NonnegativeProblem {
     Eigen::VectorXd penalties;
 };
 
-// Solves one problem, and the same without one of its unknowns, by the active-set method of C. L.
+// Solves a problem, optionally without one of its unknowns, by the active-set method of C. L.
 // Lawson and R. J. Hanson, Solving Least Squares Problems (1974), chapter 23, on the normal
 // equations. Columns that depend linearly on others stay at 0.
 class NonnegativeFit {
@@ -23,9 +23,9 @@ class NonnegativeFit {
     explicit NonnegativeFit(const NonnegativeProblem& problem);
 
     const Eigen::VectorXd& values() const { return values_; }
-    // Of the unknowns that are not held at 0; 0 for the others.
+    // Variances of the free unknowns; 0 for unknowns held at 0.
     const Eigen::VectorXd& variances() const { return variances_; }
-    // The values without one of the unknowns.
+    // Returns the values without one of the unknowns.
     Eigen::VectorXd valuesWithout(Eigen::Index unknown);
 
   private:

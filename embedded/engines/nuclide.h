@@ -1,4 +1,4 @@
-// A nuclide as the identification works with it: the lines that a measurement would show of it.
+// A nuclide and the lines that a measurement is expected to show.
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_H
 

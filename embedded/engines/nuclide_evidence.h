@@ -1,4 +1,4 @@
-// The evidence that a nuclide is present, as its part in a joint fit shows it.
+// Evidence for a nuclide from its part in a joint fit. See docs/engine.md, "Confidence".
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_EVIDENCE_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_EVIDENCE_H
 
@@ -15,10 +15,10 @@ struct NuclideEvidence {
     std::string reason;       // why the confidence is not higher
 };
 
-// Which part of each peak is explained beyond doubt, 0 to 1.
+// The part of each peak that is explained beyond doubt, 0 to 1.
 using ExplainedParts = std::vector<double>;
 
-// The evidence for one nuclide that has an activity in the fit.
+// Returns the evidence for a nuclide that has an activity in the fit.
 // explained: by nuclides that are certainly present; tolerance: keV.
 NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInput& input,
                            const ExplainedParts& explained, double tolerance);

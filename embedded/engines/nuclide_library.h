@@ -1,5 +1,5 @@
-// The nuclide records of a data source, ready for the identification: what a measurement under its
-// conditions would show of each nuclide.
+// The nuclide records of a data source, prepared for the identification: the lines of each nuclide
+// with their expected counts.
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_LIBRARY_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_LIBRARY_H
 
@@ -13,33 +13,30 @@
 
 namespace embedded::engines {
 
-// Net counts that a peak must have to be found with a probability, after L. A. Currie, Anal. Chem.
-// 40 (1968) 586: L = C + q sqrt(L + 2 background), where C = k sqrt(2 background) is the critical
-// level. With q = k this is his k^2 + 2 k sqrt(2 background). A background of fewer counts than 2
-// counts as 2, for so many it may be.
-// background: counts, not negative; k: the significance limit of the search; q: standard deviations
-// of a normal distribution below which its probability is that of finding the peak.
+// Returns the net counts at which a peak is found with the probability of q, after L. A. Currie,
+// Anal. Chem. 40 (1968) 586: L = C + q sqrt(L + 2 background) with the critical level C = k sqrt(2
+// background). A background below 2 counts as 2. See docs/engine.md, "Detection limits".
+// background: counts, not negative; k: significance limit; q: normal quantile of the probability.
 double detectionLimit(double background, double k, double q);
 
-// How many standard deviations of a normal distribution have the probability below them. 0 to 1,
-// both excluded.
+// Returns the quantile of the normal distribution for a probability between 0 and 1, both excluded.
 double normalQuantile(double probability);
 
-// How the counts of a measurement depend on an activity.
+// The quantities that relate the counts of a measurement to an activity.
 struct Measurement {
     std::optional<double> liveTime;  // seconds
-    double realTime;                 // seconds; 0 where it is not known
+    double realTime;                 // seconds; 0 if unknown
     double elapsed;                  // seconds from the time of reference to the start
     double efficiencyUncertainty;    // relative
-    bool isAbsolute;                 // whether there are efficiencies and a live time
+    bool isAbsolute;                 // true if efficiencies and a live time are known
 };
 
-// Counts by the counts that the activity of the time of reference would give without decay:
-// exp(-decay constant x elapsed) (1 - exp(-decay constant x real time)) / (decay constant x real
-// time). halfLife: seconds; 0 for no decay.
+// Returns the ratio of the counts to those without decay since the time of reference: exp(-decay
+// constant x elapsed) (1 - exp(-decay constant x real time)) / (decay constant x real time).
+// halfLife: seconds; 0 for no decay.
 double decayFactor(const Measurement& measurement, double halfLife);
 
-// The relative uncertainty of the decay factor that comes from the half-life's.
+// Returns the relative uncertainty of the decay factor, from that of the half-life.
 double decayUncertainty(const Measurement& measurement, double halfLife, double uncertainty);
 
 class NuclideLibrary {
@@ -48,23 +45,23 @@ class NuclideLibrary {
     NuclideLibrary(const DataSourceAccess& dataSource, const Spectrum& spectrum,
                    const Calibration& calibration, double significanceLimit);
 
-    // Those that are active and not yet decayed. The weights of their lines are counts per Bq,
-    // where the measurement is absolute, otherwise in proportion to them.
+    // The nuclides that are active and have not yet decayed. The weights of their lines are counts
+    // per Bq if the measurement is absolute, otherwise relative.
     const std::vector<Nuclide>& nuclides() const { return nuclides_; }
-    // The K X-rays of the elements, as nuclides with the symbols of the elements as names.
+    // Returns the K X-rays of the elements, as nuclides named by the symbols of the elements.
     std::vector<Nuclide> elements() const;
     const Measurement& measurement() const { return measurement_; }
 
-    // The relative uncertainty that all lines of a nuclide share: of efficiency and decay.
+    // Returns the relative uncertainty of efficiency and decay, which all lines of a nuclide share.
     double commonUncertainty(std::size_t nuclide) const { return commonUncertainties_[nuclide]; }
 
-    // The activity that the search would find with the probability of QAR_F_CONFIDENCE: the least
-    // of the nuclide's lines. Infinite where none can be found.
+    // Returns the activity that the search would find with the probability of QAR_F_CONFIDENCE,
+    // from the most sensitive line of the nuclide; infinite if no line can be found.
     double detectionLimitOf(std::size_t nuclide) const;
 
   private:
     struct Decay {
-        double halfLife;  // seconds; 0 where the file has none
+        double halfLife;  // seconds; 0 if the file does not contain it
         double uncertainty;
     };
 

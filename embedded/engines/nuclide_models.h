@@ -1,4 +1,4 @@
-// The response of a measurement to each nuclide, from the peaks that its lines have.
+// Response of the measurement to each nuclide, fitted to the peaks of its lines.
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_MODELS_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_MODELS_H
 
@@ -17,8 +17,8 @@ class NuclideModels {
 
     const std::vector<NuclideModel>& all() const { return models_; }
 
-    // Improves the models by the shares that a fit gives the nuclides in the peaks.
-    // trust: of each nuclide, 0 to 1, for the response that all have in common.
+    // Improves the models with the shares of the nuclides in the peaks of a fit.
+    // trust: weight of each nuclide in the common response, 0 to 1.
     void update(const JointFit& fit, std::span<const double> trust);
 
   private:

@@ -1,5 +1,4 @@
-// The nuclide records of a data source as patterns of lines, before anything is known of the
-// energies of its peaks.
+// The nuclide records of a data source as patterns of lines, for an unknown energy calibration.
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_PATTERNS_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_PATTERNS_H
 
@@ -11,8 +10,8 @@
 
 namespace embedded::engines {
 
-// The active nuclides with the lines that have an energy and a positive yield; their weights are
-// yields multiplied with the efficiency of the calibration. All have a surprise of 0.
+// Returns the active nuclides and their lines with an energy and a positive yield. The weights are
+// yield times efficiency. The surprise of all patterns is 0.
 std::vector<LinePattern> readPatterns(const DataSourceAccess& dataSource,
                                       const Calibration& calibration);
 

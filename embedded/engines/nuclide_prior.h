@@ -1,4 +1,4 @@
-// How improbable a nuclide or the X-rays of an element are before any peak is compared with them.
+// Prior improbability of nuclides and of the X-rays of elements.
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_PRIOR_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_PRIOR_H
 
@@ -10,12 +10,12 @@
 
 namespace embedded::engines {
 
-// By how much the half-life raises the sum of squares of a fit with the nuclide: nuclides that
-// decay soon and have no parent in the library are less probable than others.
+// Returns the cost of a short half-life in the sum of squares of a fit. Nuclides that decay soon
+// and have no parent in the library are less probable than others.
 double improbabilityOf(const Nuclide& nuclide);
 
-// The elements whose K X-rays are expected: materials that shields and linings are made of, and the
-// neighbours of nuclides that are present, whose decay leaves excited atoms.
+// The elements whose K X-rays are expected: materials of shields and linings, and the neighbours of
+// nuclides that are present, whose decay leaves excited atoms.
 class ExcitedElements {
   public:
     // name: such as "Eu-152".

@@ -14,7 +14,7 @@
 
 namespace embedded::engines {
 
-// In widths: what of the spectrum on each side of a centroid counts as below the peak.
+// Distance from the centroid, in widths, within which the continuum under a peak is counted.
 inline constexpr double peakReach = 1.25;
 
 struct FittedPeak {
@@ -45,26 +45,26 @@ struct RegionFit {
 // peak is searched are left out.
 std::vector<ExpectedPeak> expectedAt(const Spectrum& spectrum, std::span<const double> channels);
 
-// Whether chi-square lies within three standard deviations of what statistics alone gives.
+// True if chi-square is within three standard deviations of its expected value.
 bool describesRegion(const RegionFit& fit);
 
-// Factor for the uncertainties: the root of chi-square per degree of freedom if the model does not
-// describe the region, otherwise 1.
+// Returns the factor for the uncertainties: the root of chi-square per degree of freedom if the
+// model does not describe the region, otherwise 1.
 double enlargementOf(const RegionFit& fit);
 
 // Fits all expected peaks (at least one) at once. The uncertainties are enlarged as above; the
 // significances are areas divided by their uncertainties. Returns nullopt if the region has fewer
-// channels than unknowns or the peaks cannot be told apart.
+// channels than unknowns or the peaks cannot be separated.
 // region: within the spectrum; start: a fit of the first of the expected peaks to begin with.
 std::optional<RegionFit> fitRegion(const Spectrum& spectrum, Region region,
                                    std::vector<ExpectedPeak> expected, const Shape& shape,
                                    const RegionFit* start = nullptr);
 
-// The model of a region in which the shape of the peaks is as expected in its middle.
+// Returns the model of a region, with the peak shape expected in its middle.
 PeakModel modelOf(const Spectrum& spectrum, Region region, std::vector<ExpectedPeak> expected,
                   const Shape& shape);
 
-// Writes an edge into the unknowns to begin with, as high as the step that it replaces.
+// Writes an edge into the initial unknowns, as high as the step that it replaces.
 void placeEdge(const ExpectedPeak& edge, Eigen::VectorXd& values);
 
 }  // namespace embedded::engines

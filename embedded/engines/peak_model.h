@@ -47,10 +47,10 @@ class PeakModel {
         step,        // height of the step, counts
         edgeHeight,  // counts
         edgeChannel,
-        edgeWidth,     // of the peak that would be as rounded: FWHM in channels
+        edgeWidth,     // FWHM in channels of a peak with the same rounding
         widthFactor,   // of all peaks
         ownWidth,      // further factor of the wide peak
-        leftFraction,  // of each area
+        leftFraction,  // part of each area
         leftLength,    // in sigma without the further factor
         rightFraction,
         rightLength,
@@ -66,18 +66,18 @@ class PeakModel {
               const PeakShape& expectedShape = {});
 
     Eigen::Index unknowns() const { return area(expected_.size()); }
-    // False for an unknown that the shape lacks.
+    // False if the shape does not include the unknown.
     bool isFitted(Eigen::Index unknown) const;
     const Region& region() const { return region_; }
     const Shape& shape() const { return shape_; }
     const PeakShape& expectedShape() const { return expectedShape_; }
     std::size_t strongest() const { return strongest_; }
 
-    // A first guess with the expected shape from the contents of all channels. Decides which peak
-    // is the strongest.
+    // Returns first values of the unknowns for the expected shape, from the contents of all
+    // channels. Decides which peak is the strongest.
     Eigen::VectorXd estimate(std::span<const double> contents);
 
-    // The range of each unknown; infinite where it has none.
+    // The range of each unknown; infinite if it has no bound.
     const Eigen::VectorXd& lowest() const { return lowest_; }
     const Eigen::VectorXd& highest() const { return highest_; }
 
@@ -86,7 +86,7 @@ class PeakModel {
     void evaluate(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
                   Eigen::MatrixXd* derivatives) const;
 
-    // The part of the content of the channel with the index that is no peak.
+    // Returns the content of a channel without the peaks.
     double continuum(const Eigen::VectorXd& values, std::size_t index) const;
 
     double width(const Eigen::VectorXd& values, std::size_t peak) const;  // FWHM in channels

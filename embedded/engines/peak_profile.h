@@ -24,11 +24,12 @@ struct PartBelow {
     TailDerivatives right;
 };
 
-// position: distance from the centroid in sigma. A null tail costs nothing and has no derivatives.
+// Returns the part of a peak below a position. A null tail costs no time and has no derivatives.
+// position: distance from the centroid in sigma.
 PartBelow partBelow(double position, const Tail* left, const Tail* right);
 
-// The same for a peak that drifts during the measurement: its mean over centroids that are spread
-// evenly over the drift, in sigma, around 0.
+// Does the same for a peak that drifts during the measurement: the mean over centroids that are
+// spread evenly over the drift, in sigma, around 0.
 PartBelow partBelowWithDrift(double position, double drift, const Tail* left, const Tail* right);
 
 double normalDistribution(double position);

@@ -1,5 +1,5 @@
-// Expected shape of the peaks of a spectrum: what a peak fit assumes before it looks at its region.
-// See docs/engine.md, "Peak shape".
+// Expected shape of the peaks of a spectrum, which a peak fit starts from. See docs/engine.md,
+// "Peak shape".
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_SHAPE_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_SHAPE_H
 

@@ -1,8 +1,9 @@
-// How the response to a photon of some energy differs from the expected efficiency.
+// Ratio of the response at an energy to the expected efficiency.
 //
 // ln(response) is a sum of four terms: a power of the energy, the transparency of entrance windows
-// at low energies, and absorbers of lead and of iron between source and detector. Lead stands for
-// heavy absorbers, iron for medium and light ones, whose attenuation has nearly the same shape.
+// at low energies, and absorbers of lead and of iron between source and detector. Lead represents
+// heavy absorbers; iron represents medium and light ones, whose attenuation has nearly the same
+// shape.
 #ifndef PYORV3_EMBEDDED_ENGINES_RESPONSE_CURVE_H
 #define PYORV3_EMBEDDED_ENGINES_RESPONSE_CURVE_H
 
@@ -23,12 +24,12 @@ struct ResponseCurve {
     ResponseMatrix covariance;
 };
 
-// Before any peak was compared with a line. An assumed efficiency may be wrong by far more than a
-// calibrated one; absorbers are possible in both cases.
+// Returns the curve before any peak is compared with a line. An assumed efficiency may be wrong by
+// far more than a calibrated one; absorbers are possible in both cases.
 ResponseCurve priorResponse(bool efficiencyIsAssumed);
 
-// The same curve for a nuclide whose own absorbers may differ from those of the others.
-// lines: how many of its lines were found; with three and more they show its own absorbers.
+// Returns the curve for a nuclide whose own absorbers may differ from those of the others.
+// lines: number of its lines that were found; with three or more they determine its own absorbers.
 ResponseCurve responseOfNuclide(const ResponseCurve& common, std::size_t lines);
 
 // One line of a nuclide compared with its peak or, if there is none, with its detection limit.
@@ -39,7 +40,7 @@ struct LineRatio {
     bool isLimit;      // the line was not found: only a higher expectation is a deviation
 };
 
-// The lines of one nuclide: ln(counts / weight) = scale + parameters x terms.
+// Fitted response to the lines of one nuclide: ln(counts / weight) = scale + parameters x terms.
 struct LinePattern {
     double scale;
     ResponseVector parameters;
@@ -50,8 +51,8 @@ struct LinePattern {
     double uncertainty(const ResponseVector& terms) const;
 };
 
-// Fits scale and parameters so that lines which disagree strongly have little weight: their peaks
-// may belong to something else. At least one ratio must belong to a peak.
+// Fits scale and parameters. Lines that disagree strongly have little weight, because their peaks
+// may belong to another source. At least one ratio must belong to a peak.
 LinePattern fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior);
 
 // The curve that several nuclides have in common, each with a scale of its own.

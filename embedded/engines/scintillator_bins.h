@@ -1,4 +1,4 @@
-// The spectrum of a scintillator in bins of a fixed part of its resolution.
+// The spectrum of a scintillator, in bins that are a fixed part of the FWHM.
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_BINS_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_BINS_H
 
@@ -13,10 +13,10 @@ namespace embedded::engines {
 // About the width of a bin, FWHM.
 inline constexpr double binWidth = 0.35;
 
-// FWHM at an energy by the shape calibration, keV; 0 if it is not a positive number.
+// Returns the FWHM at an energy from the shape calibration, keV; 0 if it is not a positive number.
 double widthAtEnergy(const Calibration& calibration, double energy);
 
-// FWHM at 662 keV as a part of the energy.
+// Returns the FWHM at 662 keV as a part of the energy.
 double resolution(const Calibration& calibration);
 
 // True if the calibrated width is that of a scintillator: more than 1.5 % at 662 keV.
@@ -31,13 +31,14 @@ struct ScintillatorBins {
     Eigen::VectorXd positions;  // of the edges
 
     Eigen::Index size() const { return counts.size(); }
-    // The number of bins for an energy above the last edge; 0 for one below the first bin's end.
+    // Returns the bin of an energy; the number of bins above the last edge, 0 below the end of the
+    // first bin.
     Eigen::Index binAt(double energy) const;
     double centre(Eigen::Index bin) const { return 0.5 * (edges[bin] + edges[bin + 1]); }
 };
 
-// Bins from the detector's threshold to the last channel but one, of channels whose width in the
-// spectrum is not 0. Empty if too few bins are left to fit.
+// Returns the bins from the detector's threshold to the last channel but one. Channels with the
+// width 0 are left out. Empty if too few bins remain for a fit.
 ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& calibration);
 
 }  // namespace embedded::engines

@@ -1,5 +1,5 @@
-// What is uncertain about templates in a scintillator's spectrum, as columns of a linear model:
-// each is the change of the contents for one standard deviation.
+// Uncertainties of templates in a scintillator's spectrum as columns of a linear model. Each column
+// is the change of the contents for one standard deviation.
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_COLUMNS_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_COLUMNS_H
 
@@ -32,20 +32,21 @@ class ScintillatorColumns {
     // Keeps references to the arguments.
     ScintillatorColumns(const ScintillatorBins& bins, const Calibration& calibration);
 
-    // Peaks and escape peaks for an activity of 1.
+    // Returns the peaks and escape peaks for an activity of 1.
     Eigen::VectorXd nuclideTemplate(const TemplateNuclide& nuclide,
                                     const DetectorState& state) const;
 
     // Annihilation, X-rays of surrounding materials, pile-up, the detector's own radioactivity.
     const Eigen::MatrixXd& common() const { return common_; }
 
-    // What a nuclide with this activity makes uncertain: for each of its lines intensity, position
-    // and width; for all together tails, Compton continuum and its edge, backscatter, sums, escape.
+    // Returns the uncertainties due to a nuclide with this activity: intensity, position and width
+    // of each line; tails, Compton continuum and edge, backscatter, sums and escape of all lines
+    // together.
     std::vector<Eigen::VectorXd> ofNuclide(const TemplateNuclide& nuclide, double activity,
                                            const DetectorState& state) const;
 
-    // The state's numbers in their standard deviations, and back; the numbers are limited to what
-    // is plausible.
+    // Conversion of the state to standard deviations and back. limitedState limits the values to a
+    // plausible range.
     static constexpr std::array<double DetectorState::*, stateSize> stateMembers = {
         &DetectorState::offset, &DetectorState::gain, &DetectorState::broadening,
         &DetectorState::power, &DetectorState::absorber};

@@ -1,9 +1,8 @@
-// The smooth part of a scintillator's spectrum, and the noise, as a covariance.
+// Covariance of the continuum and the noise in a scintillator's spectrum.
 //
 // Contents = templates + continuum + noise. The continuum is a baseline, clipped under peaks, plus
-// a coarse spline that may change most of it and a fine spline of 2 % of the contents, because no
-// response is known exactly; the noise is that of counting and a part of each content. All are
-// Gaussian, so that a fit of templates needs only their covariance.
+// a coarse spline that may change most of it and a fine spline of 2 % of the contents. The noise is
+// counting statistics and a part of each content. All are Gaussian.
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_CONTINUUM_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_CONTINUUM_H
 

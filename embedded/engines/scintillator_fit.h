@@ -1,10 +1,9 @@
-// Nuclides fitted together to the spectrum of a scintillator.
+// Joint fit of nuclides to the spectrum of a scintillator.
 //
-// Each nuclide is a template with fixed energies, widths and relative intensities; its activity is
-// not negative. Everything that is uncertain about the templates, the detector and the continuum is
-// Gaussian (scintillator_continuum.h, scintillator_columns.h), so that for given activities the
-// likelihood follows from linear algebra. The uncertainties grow with the activities and the
-// templates move with the detector state; a few passes settle both.
+// Each nuclide is a template with an activity that is not negative. The uncertainties of templates,
+// detector and continuum are Gaussian, so the likelihood for given activities follows from linear
+// algebra. A few passes determine activities and detector state.
+// See docs/engine.md, "Scintillators".
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_FIT_H
 
@@ -25,13 +24,13 @@ struct ScintillatorModel {
     Eigen::VectorXd variances;          // of the activities
     DetectorState state;
     double misfit = 1.0;     // mean square of the residuals in their deviations, at least 1
-    double objective = 0.0;  // -2 ln(likelihood), but for a constant
+    double objective = 0.0;  // -2 ln(likelihood) without a constant
 };
 
 // A nuclide that may be missing from a model.
 struct Proposal {
     std::size_t nuclide;
-    double gain;  // in 2 ln(likelihood), at most
+    double gain;  // upper limit of the gain in 2 ln(likelihood)
     double activity;
 };
 
@@ -44,7 +43,7 @@ class ScintillatorFit {
     // Fits activities and detector state, starting from those of the model.
     void refine(ScintillatorModel& model, int passes) const;
 
-    // The nuclides that are not in the model, the greatest gain first.
+    // Returns the nuclides that are not in the model, the greatest gain first.
     std::vector<Proposal> proposals(const ScintillatorModel& model) const;
 
   private:

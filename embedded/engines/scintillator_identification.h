@@ -1,7 +1,7 @@
 // Identification of nuclides in the spectrum of a scintillator.
 //
-// Lines of a scintillator overlap, so that single peaks prove little. Nuclides are therefore fitted
-// to the spectrum (scintillator_fit.h, scintillator_selection.h) instead of to its peaks.
+// Lines of a scintillator overlap, so single peaks are weak evidence. Nuclides are therefore fitted
+// to the spectrum instead of to its peaks. See docs/engine.md, "Scintillators".
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_IDENTIFICATION_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_IDENTIFICATION_H
 
@@ -13,9 +13,9 @@
 
 namespace embedded::engines {
 
-// Returns the same as `identify`. A peak is assigned to the nuclide that gives most of it.
-// limit: standard deviations; a nuclide without competitors that is as significant has a confidence
-// of one half.
+// Returns the same as `identify`. A peak is assigned to the nuclide with the largest share.
+// limit: significance, in standard deviations, at which a nuclide without competitors has a
+// confidence of one half.
 Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& calibration,
                                 std::span<const MeasuredPeak> peaks,
                                 std::span<const Nuclide> nuclides, const MatchingRules& rules,

@@ -1,5 +1,5 @@
-// What a photon line leaves in the spectrum of a scintillator: full-energy peak, Compton continuum,
-// photons scattered back into the detector, escape of X-rays.
+// Contribution of a photon line to the spectrum of a scintillator: full-energy peak, Compton
+// continuum, photons scattered back into the detector, escape of X-rays.
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_RESPONSE_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_RESPONSE_H
 
@@ -9,26 +9,26 @@
 
 namespace embedded::engines {
 
-// How a detector departs from its calibration.
+// Departure of a detector from its calibration.
 struct DetectorState {
     double offset = 0.0;      // keV that a line lies too high
     double gain = 0.0;        // part of its energy by which a line lies too high
     double broadening = 0.0;  // part of the FWHM by which peaks are too broad
-    double power = 0.0;       // of the energy, by which the efficiency is off
-    double absorber = 0.0;    // absorption exponent at 100 keV, beyond what the efficiency has
+    double power = 0.0;       // exponent of the energy by which the efficiency is off
+    double absorber = 0.0;    // additional absorption exponent at 100 keV
 };
 
 class ScintillatorResponse {
   public:
-    // Keeps both, which must outlive it.
+    // Keeps references to bins and calibration, which must outlive it.
     ScintillatorResponse(const ScintillatorBins& bins, const Calibration& calibration,
                          const DetectorState& state)
         : bins_(bins), calibration_(calibration), state_(state) {}
 
-    // The expected full-energy counts of a line by those that the calibrations give.
+    // Returns the ratio of the expected full-energy counts of a line to those of the calibrations.
     double efficiencyFactor(double energy) const;
 
-    // Each adds to the contents of all bins. counts: in the full-energy peak.
+    // Each function adds to the contents of all bins. counts: in the full-energy peak.
     void addPeak(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
     void addCompton(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
     void addEdge(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
@@ -44,7 +44,7 @@ class ScintillatorResponse {
     DetectorState state_;
 };
 
-// Efficiency for the full-energy peak of a usual scintillator, in a unit of its own.
+// Returns the full-energy peak efficiency of a typical scintillator in an arbitrary unit.
 double scintillatorEfficiency(double energy);
 
 }  // namespace embedded::engines

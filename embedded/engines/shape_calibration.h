@@ -16,7 +16,7 @@ struct MeasuredValue {
     Expectation value;
 };
 
-// A constant, or a straight line if it agrees clearly better, through measured values.
+// A function fitted to measured values: a constant, or a straight line if it agrees clearly better.
 class SmoothFunction {
   public:
     // Values that disagree with the others are left out. Returns nullopt without values.
@@ -26,7 +26,7 @@ class SmoothFunction {
     Expectation meanAt(double channel) const;
     // The same for a single peak: the variance includes the scatter of the measured values.
     Expectation at(double channel) const;
-    // How far the channel is outside the range of the measured values, as a power of 2.
+    // Returns the distance of a channel from the range of the measured values, as a power of 2.
     double octavesOutside(double channel) const;
     // The same function without uncertainty.
     SmoothFunction exact() const;

@@ -1,11 +1,6 @@
-// A spectrum as the search sees it, how its contents scatter, and the peak-like places in it.
-//
-// Method: M. A. Mariscotti, Nucl. Instr. Meth. 50 (1967) 309. The second difference of a spectrum
-// vanishes where the continuum is straight and is strongly negative at the top of a peak; the
-// spectrum is smoothed first by averaging, several times, over about a peak's width. Repeated
-// averaging tends to a Gaussian weight, so smoothing and difference are done here in one step with
-// the second derivative of a Gaussian as coefficients (J. T. Routti and S. G. Prussin, Nucl. Instr.
-// Meth. 72 (1969) 125), whose width follows the shape calibration from channel to channel.
+// A spectrum, the scatter of its contents and candidates for peaks: maxima of the negative second
+// difference, smoothed by a Gaussian about as wide as a peak.
+// See docs/engine.md, "Candidates".
 #ifndef PYORV3_EMBEDDED_ENGINES_SPECTRUM_H
 #define PYORV3_EMBEDDED_ENGINES_SPECTRUM_H
 
@@ -17,12 +12,12 @@
 
 namespace embedded::engines {
 
-// All of all channels, channel 1 first; not owned.
+// Data of all channels, channel 1 first; not owned.
 struct Spectrum {
     std::span<const double> contents;
-    std::span<const double> widths;  // calibrated FWHM in channels; 0 where no peak is looked for
-    // Variance of a content beyond that of counting, as the subtraction of a background leaves it;
-    // empty where the contents are counts.
+    std::span<const double> widths;  // calibrated FWHM in channels; 0: not searched
+    // Variance of a content beyond that of counting, due to the subtraction of a background; empty
+    // if the contents are counts.
     std::span<const double> excess = {};
     const ShapeCalibration* shapes = nullptr;  // if known
 
@@ -32,13 +27,9 @@ struct Spectrum {
     }
 };
 
-// The variance of each content beyond that of a count, for a spectrum from which a background was
-// subtracted: some contents are negative then, and all scatter by more than the roots of their
-// values. What was subtracted is not known, but the second differences of neighbouring channels
-// show the scatter, for a smooth continuum drops out of them: 1/6 of the square of
-// content[i - 1] - 2 content[i] + content[i + 1], its median over about a hundred channels (peaks
-// fill less than half of them) divided by that of chi-square with one degree of freedom, less the
-// median content. Empty where no content is negative: then all are counts.
+// Returns the variance of each content beyond that of a count if a background was subtracted, or
+// empty if no content is negative. It is estimated from the second differences of about a hundred
+// neighbouring channels. See docs/engine.md, "Subtracted background".
 std::vector<double> excessVariance(std::span<const double> contents);
 
 struct Candidate {
@@ -46,10 +37,10 @@ struct Candidate {
     double significance;  // smoothed negative second difference in its standard deviations
 };
 
-// The local maxima of the significance that reach `limit`, in rising order of channels.
-// contents: of all channels (or residuals of a fit); variances: theirs, not negative; widths: FWHM
-// in channels, 0 where nothing is to be searched. All three have the same length. A channel whose
-// neighbourhood has no variance has no significance.
+// Returns the local maxima of the significance that reach `limit`, by rising channel. A channel
+// whose neighbourhood has no variance has no significance.
+// contents: of all channels (or residuals of a fit); variances: not negative; widths: FWHM in
+// channels, 0 for channels that are not searched. All three have the same length.
 std::vector<Candidate> findCandidates(std::span<const double> contents,
                                       std::span<const double> variances,
                                       std::span<const double> widths, double limit);

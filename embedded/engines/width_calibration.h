@@ -1,4 +1,4 @@
-// The width calibration that a run works with: the file's own, or an estimate from its peaks.
+// The width calibration of a run: the one in the file, or an estimate from its peaks.
 #ifndef PYORV3_EMBEDDED_ENGINES_WIDTH_CALIBRATION_H
 #define PYORV3_EMBEDDED_ENGINES_WIDTH_CALIBRATION_H
 
@@ -14,10 +14,10 @@ namespace embedded::engines {
 
 // The values are those of QAR_S_SHAPEORIGIN.
 enum class WidthOrigin : std::uint16_t {
-    given = 0,         // the file's own
-    peaks = 1,         // estimated from peaks, as the file has none
-    typical = 2,       // of a typical detector, as there are no peaks either
-    contradiction = 3  // estimated from peaks that contradict the file's own
+    given = 0,         // from the file
+    peaks = 1,         // estimated from peaks because the file has none
+    typical = 2,       // of a typical detector because there are no peaks either
+    contradiction = 3  // estimated from peaks that contradict that of the file
 };
 
 struct WidthCalibration {
@@ -26,8 +26,8 @@ struct WidthCalibration {
     DetectorKind kind = DetectorKind::unknown;  // unknown if given
 };
 
-// The file's QAR_D_SHAPECAL unless it is missing, an earlier estimate (equal to QAR_D_SHAPEEST), or
-// in contradiction to the peaks; then an estimate.
+// Returns QAR_D_SHAPECAL, or an estimate if it is missing, an earlier estimate (equal to
+// QAR_D_SHAPEEST) or in contradiction to the peaks.
 // calibration: its energies must rise, its shape is ignored; contents, excess: see measureWidths().
 WidthCalibration widthCalibrationOf(const DataSourceAccess& dataSource,
                                     const Calibration& calibration,

@@ -1,12 +1,6 @@
-// Estimate of a width calibration from the peaks of a spectrum.
-//
-// The square of the FWHM of a peak is a constant (electronic noise) plus a part that is
-// proportional to the energy (statistics of the charge carriers or photons). Each pair of measured
-// widths (width_samples.h) proposes such a curve; the one that most of the significance of all
-// samples agrees with is fitted to them. Structures wider than the curve (edges, unresolved peaks,
-// the annihilation peak) count for nothing, those narrower than it count against it: a detector
-// gives no peak narrower than its resolution. The typical curve of the nearest kind of detector
-// counts as a further observation, which decides if there are too few peaks.
+// Estimate of a width calibration from the peaks of a spectrum. The square of the FWHM is a
+// constant (electronic noise) plus a part proportional to the energy (statistics of the charge
+// carriers or photons). See docs/engine.md, "Widths".
 #ifndef PYORV3_EMBEDDED_ENGINES_WIDTH_ESTIMATE_H
 #define PYORV3_EMBEDDED_ENGINES_WIDTH_ESTIMATE_H
 
@@ -32,19 +26,20 @@ enum class DetectorKind : std::uint16_t {
 
 struct WidthEstimate {
     std::vector<double> shape;  // (FWHM / keV)^2 = polynomial in the energy / keV
-    DetectorKind kind;          // whose typical curve is nearest
-    std::size_t peaks;          // that determine the curve; 0: it is the typical one
+    DetectorKind kind;          // kind of detector with the nearest typical curve
+    std::size_t peaks;          // number that determine the curve; 0: typical curve
 };
 
-// The kind whose typical width at 662 keV is nearest to that of a shape calibration.
+// Returns the kind of detector whose typical width at 662 keV is nearest to a shape calibration.
 DetectorKind kindOf(std::span<const double> shape);
 
+// Estimates the width calibration.
 // samples: of measureWidths(); calibration: its energies must rise, its shape is ignored.
 WidthEstimate estimateWidths(std::span<const WidthSample> samples, const Calibration& calibration,
                              std::size_t channelCount);
 
-// Whether the widths that the calibration gives differ from those of the estimate by more than a
-// width calibration can be wrong, at the peaks that determine the estimate. False if these are few.
+// True if the calibrated widths contradict the estimate at the peaks that determine it. False if
+// there are few such peaks.
 bool contradictsPeaks(const Calibration& calibration, const WidthEstimate& estimate,
                       std::span<const WidthSample> samples);
 

@@ -1,9 +1,8 @@
 // Widths of the peaks of a spectrum, measured without a width calibration.
 //
-// Second differences (spectrum.h) at a ladder of widths propose candidates: the significance of a
-// peak is greatest at about its own width. Each candidate is fitted with a free width (peak_fit.h).
-// Wide peaks are looked for and fitted in a spectrum whose channels are added up to a few per FWHM,
-// so that the time does not grow with the width.
+// Second differences at a ladder of widths propose candidates, which are fitted with a free width.
+// Wide peaks are searched and fitted in a spectrum whose channels are added up to a few per FWHM,
+// so that the time does not grow with the width. See docs/engine.md, "Widths".
 #ifndef PYORV3_EMBEDDED_ENGINES_WIDTH_SAMPLES_H
 #define PYORV3_EMBEDDED_ENGINES_WIDTH_SAMPLES_H
 
@@ -20,8 +19,8 @@ struct WidthSample {
     double significance;  // area in its uncertainty, enlarged if the fit does not describe the peak
 };
 
-// Peaks, and smooth structures that resemble peaks, by falling significance; at most a few dozen of
-// each width.
+// Returns peaks, and smooth structures that resemble peaks, by falling significance; at most a few
+// dozen for each width.
 // contents: of all channels; excess: see Spectrum, empty or of the same length.
 std::vector<WidthSample> measureWidths(std::span<const double> contents,
                                        std::span<const double> excess);

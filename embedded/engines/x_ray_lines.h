@@ -1,4 +1,4 @@
-// K X-rays of the elements, which materials emit near any source.
+// K X-rays of the elements. Materials near any source emit them.
 #ifndef PYORV3_EMBEDDED_ENGINES_X_RAY_LINES_H
 #define PYORV3_EMBEDDED_ENGINES_X_RAY_LINES_H
 
