@@ -11,7 +11,7 @@ namespace embedded::engines {
 
 namespace {
 
-// The variances of all areas, with those of the weights of the lines in them.
+// Returns the variances of all areas, including those of the weights of their lines.
 Eigen::VectorXd variancesOf(const std::vector<Identification>& nuclides,
                             const JointFitInput& input) {
     Eigen::VectorXd variances(static_cast<Eigen::Index>(input.peaks.size()));
@@ -32,7 +32,7 @@ Eigen::VectorXd variancesOf(const std::vector<Identification>& nuclides,
     return variances;
 }
 
-// One row for each area; a column for each of the nuclides and for each peak of another origin.
+// One row for each area; one column for each nuclide and for each peak of another origin.
 NonnegativeProblem areasOf(const std::vector<std::size_t>& found, const JointFitInput& input,
                            const Eigen::VectorXd& deviations) {
     const auto rows = static_cast<Eigen::Index>(input.peaks.size());

@@ -16,7 +16,7 @@ namespace embedded::engines {
 
 namespace {
 
-// A processing setting: what holds where the file has none, and the range it must lie in.
+// A processing setting: its default and its range.
 struct Setting {
     std::uint32_t code;
     double missing;
@@ -77,7 +77,7 @@ void Analysis::restrictSearch() {
     }
     inRange_.assign(contents_.size(), 0.0);
     std::fill(inRange_.begin() + (first - 1), inRange_.begin() + end, 1.0);
-    // Nobody expects peaks at energies below 0, which many calibrations give the first channels.
+    // Many calibrations give the first channels negative energies, at which there are no peaks.
     for (std::int32_t channel = first; channel <= end; ++channel) {
         const double width = widths_[static_cast<std::size_t>(channel) - 1];
         leftOutChannels_ =
@@ -112,7 +112,7 @@ void Analysis::searchPeaks() {
     writePeaks(peaks);
 }
 
-// Only results get corrected energies: the calibration of the file stays its user's own.
+// Only results get corrected energies: the calibration in the file belongs to its user.
 void Analysis::correctEnergies(const EnergyCorrection& correction) {
     calibration_ = corrected(calibration_, correction.relation);
     isCorrected_ = true;
@@ -139,7 +139,7 @@ void Analysis::writePeaks(const std::vector<FittedPeak>& peaks) const {
     }
 }
 
-// The uncertainty of a centroid is sigma by the root of the counts that tell of it.
+// The uncertainty of a centroid is sigma divided by the root of the effective number of counts.
 std::vector<MeasuredPeak> Analysis::readPeaks() const {
     std::vector<MeasuredPeak> peaks(dataSource_.recordCount(QAR_CLS_PEAK));
     for (std::size_t number = 0; number < peaks.size(); ++number) {

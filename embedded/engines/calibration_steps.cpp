@@ -12,7 +12,7 @@ namespace embedded::engines {
 
 namespace {
 
-// The width estimate knows kinds of detectors by their keV; most spectra end near here.
+// The width estimate needs energies to distinguish kinds of detectors; most spectra end near here.
 constexpr double usualEnd = 3000.0;
 
 }  // namespace

@@ -63,7 +63,7 @@ std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> pe
     const double remaining = std::max(0.0, squares - right.dot(polynomial));
     const double variance = remaining / weights * number / (number - static_cast<double>(count));
     const double scatter = std::max(leastScatter, std::sqrt(variance));
-    // In units of the uncertainties that the weights stand for.
+    // In units of the uncertainties of which the weights are made.
     const double enlargement = std::max(1.0, remaining / (number - static_cast<double>(count)));
     std::vector<MeasuredPeak> corrected(peaks.begin(), peaks.end());
     for (MeasuredPeak& peak : corrected) {

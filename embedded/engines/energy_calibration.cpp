@@ -20,11 +20,12 @@ constexpr std::size_t leastLines = 2;
 constexpr double leastScore = 12.0;
 constexpr double leastAdvantage = 5.0;  // over any other assignment
 
-// A parabola needs so many lines over so great a part of the spectrum, as it goes astray beyond.
+// A parabola needs this many lines over this part of the spectrum, because its extrapolation is
+// wrong.
 constexpr std::size_t linesForParabola = 5;
 constexpr double spanForParabola = 0.5;
 constexpr double leastImprovement = 9.0;  // of chi-square
-constexpr double crookedness = 0.03;      // of a peak about its line, in FWHM
+constexpr double crookedness = 0.03;      // distance of a peak from its line, in FWHM
 
 struct Fit {
     std::vector<double> coefficients;

@@ -9,7 +9,7 @@ namespace embedded::engines {
 
 namespace {
 
-// Lines of natural background and, roughly, how strong they are beside each other.
+// Lines of natural background with their approximate relative intensities.
 const LinePattern naturalBackground = {"background",
                                        {{238.632, 3.0},
                                         {351.932, 1.8},
@@ -23,7 +23,7 @@ const LinePattern naturalBackground = {"background",
                                         {2614.511, 1.0}},
                                        2.0};
 
-// Nuclides that spectra often show: calibration sources and natural ones.
+// Nuclides that are often in spectra: calibration sources and natural ones.
 constexpr auto commonNuclides = std::to_array<std::string_view>(
     {"Ac-228", "Am-241", "Ba-133", "Bi-214", "Cd-109", "Co-57", "Co-60",  "Cs-137",
      "Eu-152", "I-131",  "Ir-192", "K-40",   "Mn-54",  "Na-22", "Pb-212", "Pb-214",

@@ -46,7 +46,7 @@ std::uint32_t run(OrvContext context, std::uint32_t options) {
 
 }  // namespace embedded::engines
 
-// The caller may be of any language: no exception leaves this function.
+// The caller may be written in any language, so no exception may leave this function.
 std::uint32_t ORV_ENGINE_CALL searchPeaks(std::int32_t dataSource, std::int32_t options,
                                           std::int32_t, std::int32_t) {
     using namespace embedded::engines;

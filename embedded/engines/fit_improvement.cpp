@@ -15,31 +15,31 @@ namespace embedded::engines {
 
 namespace {
 
-// What more unknowns must gain in -2 ln(likelihood), three standard deviations; another peak must
-// gain the square of the limit.
+// Gain in -2 ln(likelihood) that additional unknowns need: three standard deviations. Another peak
+// must gain the square of the limit.
 constexpr double requiredGain = 9.0;
 
-// Tails hold some tenths of a peak: in a fainter one they are not seen, and a continuum passes for
-// one.
+// Tails contain some tenths of a peak. In a fainter peak they are not visible, and a wrong
+// continuum looks like a tail.
 constexpr double strongEnoughForTail = 25.0;
 
-// Chi-square up to which nothing is missed, in its standard deviations: less than what is accepted,
-// for a peak of 8 sigma raises it by little more than that in a wide region.
+// Chi-square up to which nothing is missing, in its standard deviations. It is less than the
+// accepted value, because a peak of 8 sigma raises chi-square only a little more in a wide region.
 constexpr double wellDescribed = 1.5;
 
-// Of the limit, what the second difference of the residuals must have where a peak is tried; in
-// widths, how far each half is moved where a peak is parted.
+// Smallest second difference of the residuals for an additional peak, as a part of the limit;
+// distance by which each half of a split peak is moved, in widths.
 constexpr double missingPart = 0.5;
 constexpr double partedDistance = 0.45;
 
 constexpr int mostImprovements = 8;
 
-// A peak may have a width of its own where no other is nearer than this, in widths.
+// A peak may have its own width if no other peak is nearer than this, in widths.
 constexpr double aloneDistance = 2.5;
 
 using Group = std::vector<ExpectedPeak>;
 
-// The group with its peaks where the fit has them.
+// Returns the group with the peaks at the positions of the fit.
 Group fittedGroup(const Spectrum& spectrum, const RegionFit& fit) {
     std::vector<double> channels;
     std::ranges::transform(fit.peaks, std::back_inserter(channels), &FittedPeak::channel);
@@ -82,10 +82,10 @@ bool isStrong(const RegionFit& fit) {
 
 struct Improvement {
     RegionFit fit;
-    double merit;  // gain in -2 ln(likelihood) beyond what its unknowns cost
+    double merit;  // gain in -2 ln(likelihood) less the cost of its unknowns
 };
 
-// Something a shape may have beyond Gaussians of one width on a straight line.
+// An extension of a shape beyond Gaussians of one width on a straight line.
 struct Extension {
     bool (*isIn)(const Shape& shape);
     void (*put)(Shape& shape, std::size_t strongest);
@@ -106,7 +106,7 @@ constexpr Extension curvature = {[](const Shape& shape) { return shape.curved; }
                                  [](Shape& shape, std::size_t) { shape.curved = true; },
                                  [](Shape& shape) { shape.curved = false; }};
 
-// Tries what a fit may lack.
+// Tries extensions of a fit.
 class Improver {
   public:
     Improver(const Spectrum& spectrum, double limit, bool morePeaks)
@@ -147,7 +147,7 @@ void Improver::tryShape(const RegionFit& fit, const Extension& extension) {
     }
 }
 
-// Another peak where the residuals have their most significant second difference.
+// Adds a peak at the most significant second difference of the residuals.
 void Improver::tryMissingPeak(const RegionFit& fit, Group group) {
     if (const auto channel = missingPeak(spectrum_, fit, missingPart * limit_)) {
         const auto added = expectedAt(spectrum_, std::span(&*channel, 1));
@@ -156,7 +156,7 @@ void Improver::tryMissingPeak(const RegionFit& fit, Group group) {
     }
 }
 
-// Two peaks in the place of the strongest.
+// Replaces the strongest peak by two.
 void Improver::tryParting(const RegionFit& fit, Group group) {
     ExpectedPeak& one = group[strongestPeak(fit)];
     ExpectedPeak other = one;
@@ -183,7 +183,7 @@ void Improver::tryAll(const RegionFit& fit) {
     }
 }
 
-// Takes back what is no longer needed once something else was found.
+// Removes extensions that later ones made unnecessary.
 RegionFit Improver::simplified(RegionFit fit) const {
     for (const Extension* extension : {&leftTail, &rightTail, &ownWidth, &curvature}) {
         if (extension->isIn(fit.shape)) {
@@ -198,7 +198,8 @@ RegionFit Improver::simplified(RegionFit fit) const {
     return fit;
 }
 
-// The one with the greatest merit; another peak must still be significant once all is simplified.
+// Returns the trial with the greatest merit. Another peak must still be significant after the fit
+// is simplified.
 std::optional<RegionFit> Improver::best(const RegionFit& fit) {
     std::ranges::sort(found_, std::ranges::greater(), &Improvement::merit);
     for (Improvement& improvement : found_) {
@@ -215,7 +216,7 @@ std::optional<RegionFit> Improver::best(const RegionFit& fit) {
     return std::nullopt;
 }
 
-// A tail is tried also where the region is described without, for it hides in step and width.
+// A tail is also tried if the region is already described, because step and width may hide it.
 RegionFit Improver::improve(RegionFit fit) {
     for (int number = 0; number < mostImprovements; ++number) {
         found_.clear();

@@ -16,7 +16,7 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr int passes = 4;            // in which origins and responses settle
+constexpr int passes = 4;            // until origins and responses no longer change
 constexpr int corrections = 2;       // of the energies
 constexpr double beyondDoubt = 0.8;  // confidence
 constexpr double mainPart = 0.5;     // of a peak
@@ -71,7 +71,7 @@ Identifier::Identifier(std::vector<MeasuredPeak> peaks, std::span<const Nuclide>
       assigned_(peaks_.size()),
       explained_(peaks_.size(), 0.0) {}
 
-// The sums follow from the nuclides, and their response from their shares in the peaks.
+// Origins depend on the nuclides, and responses on the shares of nuclides in the peaks.
 void Identifier::settle() {
     for (int pass = 0; pass < passes; ++pass) {
         origins_ = originsOf(peaks_, assigned_, rules_.tolerance);
@@ -141,7 +141,7 @@ std::vector<double> Identifier::trust() const {
     return trust;
 }
 
-// Which part of each peak other origins and nuclides that are certainly there explain.
+// Returns the part of each peak that other origins and nuclides certainly present explain.
 void Identifier::explainPeaks(const JointFit& fit) {
     for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {
         explained_[peak] = fit.otherArea(peak);
@@ -182,7 +182,7 @@ void Identifier::assignPeaks(const JointFit& fit) {
         }
     }
     for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {
-        // An escape or sum peak that the nuclides explain is none.
+        // A peak that the nuclides explain is not an escape or sum peak.
         const PeakOrigin origin = origins_[peak];
         if (origin != PeakOrigin::line && origin != PeakOrigin::annihilation &&
             fit.otherArea(peak) < mainPart * peaks_[peak].area) {

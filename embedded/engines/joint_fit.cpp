@@ -9,15 +9,15 @@ namespace {
 
 constexpr double equilibriumAllowance = 0.3;  // of the greater activity
 
-// A single missing line costs no more than this many standard deviations: it may be missing for a
-// reason that nothing here knows.
+// Largest cost of a single missing line, in standard deviations. It may be missing for a reason
+// that is not part of the model.
 constexpr double mostOfMissingLine = 4.0;
 
-// A part of the activity for which this cost is in full.
+// Part of the activity at which the full cost applies.
 constexpr double smallestPart = 0.25;
-constexpr double smallPart = 0.4;  // of a nuclide that is not needed
+constexpr double smallPart = 0.4;  // part of the activity of a nuclide that is not needed
 
-// Chooses the more probable of nuclides that explain the same peaks, without changing activities.
+// Selects the more probable of nuclides that explain the same peaks, without changing activities.
 constexpr double tieBreak = 0.02;
 
 // The row of a centroid follows those of all areas.
@@ -45,7 +45,7 @@ JointFit::JointFit(const JointFitInput& input) : input_(input) {
     otherAreas_ = std::move(areas.ofOthers);
 }
 
-// One for each nuclide that may be present and for each peak that needs none.
+// One column for each nuclide that may be present and for each peak that does not need a nuclide.
 void JointFit::chooseColumns() {
     columnOf_.resize(input_.nuclides.size());
     otherColumnOf_.resize(input_.peaks.size());
@@ -93,7 +93,7 @@ void JointFit::addAreas() {
     }
 }
 
-// Of each column: how much of the activity that the nuclide's own lines show it has.
+// Returns, for each column, the activity as a part of the activity from the nuclide's own lines.
 Eigen::VectorXd JointFit::partsOfActivities() const {
     Eigen::VectorXd parts = Eigen::VectorXd::Ones(problem_.penalties.size());
     for (const std::size_t nuclide : columns_) {
@@ -105,8 +105,8 @@ Eigen::VectorXd JointFit::partsOfActivities() const {
 }
 
 // A line without a peak is an observation of no counts, with half the limit as its deviation. Its
-// cost is limited, and so is that of an improbable nuclide: both are in full already for a part of
-// the activity that the nuclide's own lines show.
+// cost is limited, and so is that of an improbable nuclide: both reach their full value at a part
+// of the activity from the nuclide's own lines.
 void JointFit::setPenalties(const Eigen::VectorXd& parts) {
     problem_.penalties.setZero();
     for (const std::size_t nuclide : columns_) {
@@ -126,7 +126,7 @@ void JointFit::setPenalties(const Eigen::VectorXd& parts) {
     }
 }
 
-// One row for each nuclide that its parent accompanies.
+// One row for each nuclide that is present together with its parent.
 void JointFit::addEquilibrium(const Eigen::VectorXd& values) {
     for (const std::size_t nuclide : columns_) {
         const auto& parent = input_.nuclides[nuclide].parent;
@@ -166,8 +166,7 @@ JointFit::Areas JointFit::areasOf(const Eigen::VectorXd& values) const {
     return areas;
 }
 
-// The sum of squares, with the allowance taken of the explained part of an area: what nothing
-// explains is as certain as its counts.
+// Returns the sum of squares. The allowance applies only to the explained part of an area.
 double JointFit::misfit(const Eigen::VectorXd& values) const {
     const Areas areas = areasOf(values);
     const Eigen::VectorXd residuals = problem_.design * values - problem_.observed;

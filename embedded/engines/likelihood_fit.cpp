@@ -93,7 +93,7 @@ double LikelihoodFit::degreesOfFreedom() const {
            static_cast<double>(free_.size());
 }
 
-// Whether an unknown is at the end of its range and would leave it, or has no effect, like the
+// True if an unknown is at the end of its range and would leave it, or has no effect, like the
 // width of peaks that are left out.
 bool LikelihoodFit::isHeld(Eigen::Index position) const {
     const Eigen::Index unknown = free_[static_cast<std::size_t>(position)];
@@ -146,8 +146,8 @@ Eigen::VectorXd LikelihoodFit::stepped(const Eigen::VectorXd& step) const {
 }
 
 // Levenberg's method with Marquardt's damping (J. Soc. Ind. Appl. Math. 11 (1963) 431). Ends if no
-// step improves the likelihood. A fit that did not converge in the last iteration is far from
-// describing its region, which chi-square shows.
+// step improves the likelihood. A fit that did not converge does not describe its region, and
+// chi-square shows this.
 void LikelihoodFit::converge(const Eigen::VectorXd& values) {
     values_ = restrained(values);
     model_.evaluate(values_, contents_, &derivatives_);

@@ -22,10 +22,10 @@ constexpr double crookedness = 0.12;
 constexpr double resolution = 0.8;
 constexpr double reach = 3.0;  // standard deviations
 
-// Of ln(area by expected counts) within a pattern, as the efficiency is not known.
+// Scatter of ln(area / expected counts) within a pattern, because the efficiency is unknown.
 constexpr double areaScatter = 0.9;
 
-// A line is missing if more counts than these are expected, in uncertainties of neighbouring areas.
+// A line is missing if more counts than this are expected, in uncertainties of neighbouring areas.
 constexpr double visible = 8.0;
 constexpr double greatestPenalty = 4.0;
 constexpr double lowestPenalized = 100.0;  // keV; absorbers hide lines below it
@@ -54,7 +54,7 @@ LineAssignment::LineAssignment(std::span<const PlacedPeak> peaks,
     }
 }
 
-// Of the peaks on both sides, in proportion to the distance.
+// Interpolates between the widths of the peaks on both sides.
 double LineAssignment::widthAt(double position) const {
     const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
     if (after == peaks_.begin()) {
@@ -68,7 +68,7 @@ double LineAssignment::widthAt(double position) const {
     return before->width + part * (after->width - before->width);
 }
 
-// The least uncertainty of an area among the nearest peaks on both sides.
+// Returns the smaller uncertainty of the areas of the nearest peaks on both sides.
 double LineAssignment::noiseAt(double position) const {
     const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
     double noise = std::numeric_limits<double>::infinity();
@@ -79,7 +79,7 @@ double LineAssignment::noiseAt(double position) const {
     return noise;
 }
 
-// Peaks of at least half the area per unit of the position.
+// Returns the number of peaks of at least half the area per unit of the position.
 double LineAssignment::rarity(double area) const {
     const auto smaller = std::ranges::lower_bound(areas_, 0.5 * area) - areas_.begin();
     return static_cast<double>(static_cast<std::ptrdiff_t>(areas_.size()) - smaller) / range_;
@@ -103,7 +103,7 @@ double LineAssignment::priorOf(const EnergyRelation& relation) const {
     return -0.5 * sum;
 }
 
-// The lines within the range of the peaks, those that are not resolved as one, by rising energy.
+// Returns the lines within the range of the peaks by rising energy, unresolved lines as one.
 std::vector<PatternLine> LineAssignment::resolvedLines(const LinePattern& pattern,
                                                        const EnergyRelation& relation) const {
     std::vector<PatternLine> lines = pattern.lines;
@@ -166,7 +166,7 @@ LineAssignment::PatternScore LineAssignment::scoreOf(std::size_t pattern,
     if (ratios.empty()) {
         return {0.0, {}};
     }
-    // The strongest lines decide how many counts are expected.
+    // The strongest lines determine the expected counts.
     ratios.resize(std::min<std::size_t>(ratios.size(), 5));
     const double scale = medianOf(ratios);
     PatternScore result{0.0, {}};
@@ -194,7 +194,7 @@ LineAssignment::PatternScore LineAssignment::scoreOf(std::size_t pattern,
     return result;
 }
 
-// The patterns explain the peaks one after the other, the one that explains most first.
+// Assigns the peaks to one pattern after the other, beginning with the pattern that explains most.
 Assignment LineAssignment::assess(const EnergyRelation& relation) const {
     Assignment result{relation, priorOf(relation), {}};
     std::vector<bool> used(peaks_.size(), false);
@@ -223,7 +223,7 @@ Assignment LineAssignment::assess(const EnergyRelation& relation) const {
     return result;
 }
 
-// All relations that two strong lines of a pattern and two large peaks give, with the score of this
+// Adds all relations from two strong lines of a pattern and two large peaks, scored with this
 // pattern alone.
 void LineAssignment::propose(std::size_t pattern, std::vector<Assignment>& proposals) const {
     std::vector<PatternLine> lines = patterns_[pattern].lines;
@@ -292,7 +292,7 @@ EnergyRelation LineAssignment::fitted(const Assignment& assignment) const {
     return isPossible(relation) ? relation : start;
 }
 
-// The first ones whose energies differ by more than a part of the width somewhere.
+// Returns the first assignments whose energies differ somewhere by more than a part of the width.
 std::vector<Assignment> LineAssignment::distinct(const std::vector<Assignment>& assignments,
                                                  double part, std::size_t count) const {
     std::vector<Assignment> found;

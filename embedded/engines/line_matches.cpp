@@ -11,7 +11,7 @@ namespace {
 constexpr double farthest = 3.5;        // standard deviations between a line and its peak
 constexpr double hidingDistance = 3.0;  // widths of a peak within which it may hide a line
 
-// The peaks in rising order of energies.
+// The peaks by rising energy.
 class PeakIndex {
   public:
     explicit PeakIndex(std::span<const MeasuredPeak> peaks) {
@@ -53,7 +53,7 @@ std::optional<std::size_t> PeakIndex::nearest(const ExpectedLine& line, double t
     return best;
 }
 
-// Counts that the flanks of neighbouring peaks may hide.
+// Returns the counts that the flanks of neighbouring peaks may hide.
 double PeakIndex::hiddenCounts(double energy) const {
     constexpr double widestPeak = 30.0;  // keV
     double counts = 0.0;

@@ -15,8 +15,8 @@ namespace embedded::engines {
 
 namespace {
 
-// In widths: how far a region reaches beyond its outer peaks, the widest and what is tried where
-// that is not described; how near two fitted peaks are one.
+// In widths: distances of a region's ends from its outer peaks, the widest and the narrower ones
+// for regions that are not described; distance at which two fitted peaks are one.
 constexpr double widestReach = 4.0;
 constexpr double reachAtFewCounts = 10.0;
 constexpr double fewCounts = 100.0;
@@ -40,8 +40,8 @@ Region regionOf(const Spectrum& spectrum, const Group& group, double reach, Chan
     return {first, end > first ? end - first : 0};
 }
 
-// The widest region for the group. Few counts show no curvature of the continuum, but want more of
-// it to know its height.
+// Returns the widest region for the group. With few counts the curvature of the continuum is not
+// significant, but its height needs a wider region.
 Region widestRegion(const Spectrum& spectrum, const Group& group, ChannelRange range) {
     const Region region = regionOf(spectrum, group, widestReach, range);
     const auto contents = spectrum.contents.subspan(region.first, region.count);
@@ -49,7 +49,7 @@ Region widestRegion(const Spectrum& spectrum, const Group& group, ChannelRange r
     return counts < fewCounts ? regionOf(spectrum, group, reachAtFewCounts, range) : region;
 }
 
-// Without a fit to judge by, the peak with the lowest content goes.
+// Without a fit, the peak with the lowest content is removed.
 std::size_t lowestPeak(const Spectrum& spectrum, const Group& group) {
     const auto content = [&spectrum](const ExpectedPeak& peak) {
         return spectrum.contents[static_cast<std::size_t>(std::lround(peak.channel)) - 1];
@@ -66,7 +66,8 @@ void dropPeak(Group& group, Shape& shape, std::size_t number) {
     }
 }
 
-// The fit in as many of its own widths as others get, where a peak is broader than calibrated.
+// Fits a peak that is broader than calibrated in a region that is as wide in units of its own
+// width.
 RegionFit widened(const Spectrum& spectrum, RegionFit fit, ChannelRange range) {
     if (fit.shape.widePeak) {
         Group group = fit.expected;
@@ -81,7 +82,7 @@ RegionFit widened(const Spectrum& spectrum, RegionFit fit, ChannelRange range) {
     return fit;
 }
 
-// Whether an edge stands for all peaks of the fit, also where more of the continuum shows.
+// True if an edge replaces all peaks of the fit, also with more of the continuum.
 bool isEdge(const Spectrum& spectrum, const RegionFit& fit, ChannelRange range) {
     std::vector<std::size_t> all(fit.peaks.size());
     std::iota(all.begin(), all.end(), 0U);
@@ -95,7 +96,7 @@ bool isEdge(const Spectrum& spectrum, const RegionFit& fit, ChannelRange range) 
     return !more || edgeInstead(spectrum, *more, all);
 }
 
-// The same peaks in the first narrower region that they describe.
+// Fits the same peaks in the first narrower region that they describe.
 RegionFit narrowed(const Spectrum& spectrum, RegionFit fit, ChannelRange range, double limit) {
     for (const double reach : narrowerReaches) {
         if (describesRegion(fit)) {
@@ -114,7 +115,7 @@ RegionFit narrowed(const Spectrum& spectrum, RegionFit fit, ChannelRange range, 
     return fit;
 }
 
-// Drops the peaks that are the shoulder of an edge beside others.
+// Removes the peaks that are the shoulder of an edge beside other peaks.
 RegionFit withoutShoulders(const Spectrum& spectrum, RegionFit fit, double limit) {
     for (std::size_t number = fit.peaks.size(); number-- > 0 && !fit.shape.edge;) {
         if (fit.peaks.size() == 1 || fit.peaks[number].significance < limit) {
@@ -160,7 +161,7 @@ namespace {
 constexpr double satelliteReach = 4.0;
 constexpr double satellitePart = 0.1;  // of the strongest area
 
-// The peaks of a fit without those that the shape of the strongest may have caused.
+// Returns the peaks of a fit without those that the shape of the strongest may have caused.
 Group withoutSatellites(const RegionFit& fit) {
     const FittedPeak& strongest = *std::ranges::max_element(fit.peaks, {}, &FittedPeak::area);
     Group group;
@@ -175,7 +176,7 @@ Group withoutSatellites(const RegionFit& fit) {
     return group;
 }
 
-// Improves a first look until it describes its region as well as it can; nullopt for an edge.
+// Improves a first fit as far as possible; nullopt if it is an edge.
 std::optional<RegionFit> refined(const Spectrum& spectrum, RegionFit fit, ChannelRange range,
                                  double limit, bool morePeaks) {
     if (isEdge(spectrum, fit, range)) {
@@ -189,7 +190,7 @@ std::optional<RegionFit> refined(const Spectrum& spectrum, RegionFit fit, Channe
     return narrowed(spectrum, std::move(fit), range, keptPart * limit);
 }
 
-// The same without satellites if the region is described better then.
+// Removes satellites if the region is then described better.
 RegionFit simplest(const Spectrum& spectrum, RegionFit fit, ChannelRange range, double limit,
                    bool morePeaks) {
     if (describesRegion(fit)) {

@@ -63,7 +63,7 @@ void ActiveSetMethod::removeFree(Eigen::Index unknown) {
     isFree_[static_cast<std::size_t>(unknown)] = false;
 }
 
-// Of half the sum of squares, with the opposite sign.
+// The negative gradient of half the sum of squares.
 Eigen::VectorXd ActiveSetMethod::gradient() const {
     Eigen::VectorXd gradient = fit_.right_;
     for (const Eigen::Index unknown : free_) {
@@ -87,7 +87,7 @@ void ActiveSetMethod::factorise() {
     }
 }
 
-// Frees the unknown that would lower the sum of squares most. False if none would.
+// Frees the unknown that reduces the sum of squares most. False if none does.
 bool ActiveSetMethod::freeBest() {
     const Eigen::VectorXd slope = gradient();
     const double least = smallestGradient * fit_.right_.cwiseAbs().maxCoeff();
@@ -112,7 +112,7 @@ bool ActiveSetMethod::freeBest() {
     return true;
 }
 
-// Moves the free unknowns to their best values; those that would be negative return to 0.
+// Moves the free unknowns to their best values; negative ones return to 0.
 void ActiveSetMethod::moveToBest() {
     while (!free_.empty()) {
         const Eigen::VectorXd best = factors_.solve(fit_.right_(free_).eval());
@@ -156,7 +156,8 @@ void ActiveSetMethod::startWith(const Eigen::VectorXd& values) {
 }
 
 void ActiveSetMethod::solve() {
-    // Each unknown is freed and held a few times at most; more is a cycle of rounding errors.
+    // Each unknown is freed and held a few times at most; more often means a cycle of rounding
+    // errors.
     for (Eigen::Index turn = 0; turn < 3 * values_.size() && freeBest(); ++turn) {
         moveToBest();
     }

@@ -13,7 +13,7 @@ constexpr double neighbourhood = 150.0;  // keV on each side, for the density of
 constexpr double fewestPeaks = 0.5;      // in a neighbourhood without any
 constexpr double missingLine = 4.0;      // logarithm of the odds against a line that is missing
 constexpr double priorOdds = 2.5;        // logarithm of the odds against a nuclide of the library
-constexpr double ofHours = 1.0;          // and beside that against one that lives less than a day
+constexpr double ofHours = 1.0;          // additionally against one that lives less than a day
 constexpr double ofMinutes = 2.5;        // or less than an hour, if it has a single line
 constexpr double hopeless = 0.02;        // confidence
 constexpr double hour = 3600.0;          // seconds
@@ -52,7 +52,7 @@ class LineEvidence {
                    : 0.0;
     }
     double against() const { return against_; }
-    double peaks() const { return peaks_; }  // those of others in part
+    double peaks() const { return peaks_; }  // shared peaks count in part
     const std::string& reason() const { return reason_; }
 
   private:
@@ -86,8 +86,7 @@ void LineEvidence::addAgainst(double amount, const char* format, double energy) 
     }
 }
 
-// The logarithm of how improbable it is that a peak which nothing else explains lies there by
-// chance.
+// Returns the logarithm of the improbability of an otherwise unexplained peak there by chance.
 double LineEvidence::improbability(const MeasuredPeak& at) const {
     double near = fewestPeaks;
     for (std::size_t number = 0; number < input_.peaks.size(); ++number) {
@@ -107,7 +106,7 @@ void LineEvidence::addFound(std::size_t line) {
     if (area <= 0.0 || counts <= 0.0) {
         return;
     }
-    // A factor that is wrong by the allowance is as far up as it is down.
+    // The allowance is symmetric in the logarithm of the factor.
     const double allowed = input_.allowance * std::sqrt(area * peak.area);
     const double ofYield = counts * match.line->weightUncertainty;
     const double deviation =
@@ -150,7 +149,7 @@ NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInp
         odds -= known.halfLife < hour ? ofMinutes : ofHours;
     }
     const double chance = logistic(odds);
-    // The support takes far longer to compute than all else.
+    // The support takes much longer to compute than everything else.
     const double gain = chance < hopeless ? 0.0 : fit.gain(nuclide);
     const double support = gain * gain / (gain * gain + halfSupport * halfSupport);
     NuclideEvidence evidence{chance < hopeless ? chance : support * chance, lines.reason()};

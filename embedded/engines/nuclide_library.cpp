@@ -20,10 +20,10 @@ namespace {
 constexpr double usualConfidence = 0.95;
 constexpr double leastBackground = 2.0;
 
-// A nuclide of which less than a billionth is left cannot be there.
+// A nuclide is not present if less than a billionth is left.
 constexpr double mostHalfLives = 30.0;
 
-// Of the energies and relative intensities of X-rays, which depend a little on how they arise.
+// Uncertainties of energies and relative intensities of X-rays, which depend on the excitation.
 constexpr double xRayUncertainty = 0.03;  // keV
 constexpr double xRayIntensityUncertainty = 0.15;
 
@@ -111,7 +111,7 @@ void NuclideLibrary::readMeasurement() {
     }
 }
 
-// The parent decides how fast a nuclide decays where it lives longer.
+// A parent that lives longer determines how fast a nuclide decays.
 std::optional<std::uint16_t> NuclideLibrary::parentOf(std::uint16_t record) const {
     const auto name = dataSource_.readText(QAR_C_NUCLPARENT, record);
     const auto place = name && !name->empty() ? std::ranges::find(names_, *name) : names_.end();
@@ -126,7 +126,7 @@ std::optional<std::uint16_t> NuclideLibrary::parentOf(std::uint16_t record) cons
 
 NuclideLibrary::Decay NuclideLibrary::decayOf(std::uint16_t record) const {
     std::uint16_t ruling = record;
-    // Each parent lives longer than its daughter, so there is no circle.
+    // Each parent lives longer than its daughter, so there is no cycle.
     while (const auto parent = parentOf(ruling)) {
         ruling = *parent;
     }

@@ -7,11 +7,11 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double leastShare = 0.2;           // of a peak, for it to tell of a nuclide
+constexpr double leastShare = 0.2;           // smallest share in a peak that is evidence
 constexpr double limitDeviation = 0.3;       // of the logarithm of a detection limit
 constexpr double uncertaintyOfOthers = 0.3;  // relative, of their part of a peak
 
-// Found lines less missing ones below which a nuclide cannot be present.
+// Smallest number of found lines minus missing ones for a nuclide that can be present.
 constexpr double leastBalance = -2.0;
 constexpr double certainlyMissing = 3.0;  // times the detection limit
 
@@ -49,7 +49,7 @@ void NuclideModels::update(const JointFit& fit, std::span<const double> trust) {
     }
 }
 
-// What a fit gives other nuclides in a peak is subtracted.
+// Subtracts the parts of other nuclides in a peak, from a fit.
 std::vector<LineRatio> NuclideModels::ratiosOf(std::size_t nuclide, const JointFit* fit) const {
     const auto& lines = matches_[nuclide].lines;
     std::vector<LineRatio> ratios;

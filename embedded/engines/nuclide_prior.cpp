@@ -20,7 +20,7 @@ constexpr std::array halfLives = {HalfLifePrior{3600.0, 12.0}, HalfLifePrior{864
 constexpr double unexpectedElement = 9.0;
 constexpr std::array<std::string_view, 3> materials = {"Cd", "Sn", "Pb"};
 
-// By decay and by fluorescence: from two elements before the nuclide to the one after it.
+// Elements excited by decay and fluorescence: from two before the nuclide to one after it.
 constexpr std::ptrdiff_t before = 2;
 constexpr std::ptrdiff_t after = 1;
 

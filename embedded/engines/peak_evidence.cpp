@@ -16,14 +16,14 @@ namespace embedded::engines {
 
 namespace {
 
-// In widths: how near two fitted peaks are one.
+// Distance in widths at which two fitted peaks are one.
 constexpr double resolvedDistance = 0.6;
 
-// A peak broader than the detector makes it has a shape of its own, and what lies on its flanks,
-// nearer than this in its widths, may be part of it.
+// A peak broader than the resolution has an unknown shape. A peak on its flanks, nearer than this
+// in its widths, may be a part of it.
 constexpr double flankOfWidePeak = 1.25;
 
-// A peak whose area is less than this in its uncertainties is one half of something broader.
+// A peak with a smaller area in units of its uncertainty is one half of a broader structure.
 constexpr double leastCertainty = 2.0;
 
 // An edge on a straight continuum.
@@ -33,7 +33,7 @@ struct FoundEdge {
     double chiSquare;
 };
 
-// Gives the unknowns the values of a continuum with this edge.
+// Sets the unknowns to a continuum with this edge.
 void putEdge(const FoundEdge& edge, Eigen::VectorXd& values) {
     placeEdge(edge.place, values);
     values[PeakModel::level] = edge.heights[0];
@@ -51,8 +51,8 @@ void removePeak(std::size_t peak, const Region& region, LikelihoodFit& fit,
     fit.fix(PeakModel::channel(peak));
 }
 
-// Fits again without some of the peaks, which an edge may replace. The other peaks may move from
-// where they are to theirs.
+// Fits again without some of the peaks, which an edge may replace. The other peaks may move to the
+// positions of the removed ones.
 RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
                      std::span<const std::size_t> peaks, const std::optional<FoundEdge>& edge) {
     RegionFit result = fit;
@@ -63,7 +63,7 @@ RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
         result.shape.edge = edge->place;
     }
     PeakModel model = modelOf(spectrum, result.region, result.expected, result.shape);
-    model.estimate(spectrum.contents);  // decides where the step is
+    model.estimate(spectrum.contents);  // determines the position of the step
     LikelihoodFit without(spectrum, model);
     for (const std::size_t peak : peaks) {
         removePeak(peak, fit.region, without, result.values);
@@ -84,14 +84,14 @@ RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
     return result;
 }
 
-// The scan for an edge: places on each side of a peak and their distance, and how rounded, in its
+// Scan for an edge: positions on each side of a peak, their distance and the rounding, in its
 // widths.
 constexpr int scanSteps = 8;
 constexpr double scanStep = 0.25;
 constexpr std::array scanWidths = {0.25, 1.0, 3.0};
 
-// What peaks must gain above the best edge; what they gain so clearly in the scan, the other peaks
-// left as they are, that no fit is needed, unless an edge is most of what there is.
+// Gain that peaks need above the best edge. With the second gain in the scan, in which the other
+// peaks do not change, no fit is needed, unless an edge explains most of the structure.
 constexpr double requiredGain = 9.0;
 constexpr double screeningGain = 40.0;
 constexpr double mostOfAll = 0.15;
@@ -107,7 +107,7 @@ class EdgeScan {
     FoundEdge at(const ExpectedPeak& place) const;
 
     const RegionFit& fit_;
-    Eigen::VectorXd remainder_;  // what the other peaks leave of the contents
+    Eigen::VectorXd remainder_;  // contents without the other peaks
     Eigen::VectorXd weights_;
 };
 
@@ -135,7 +135,7 @@ EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
     }
 }
 
-// The best level, slope and height for an edge at the place; one far below is none.
+// Fits level, slope and height of an edge at the position. An edge far below the model is rejected.
 FoundEdge EdgeScan::at(const ExpectedPeak& place) const {
     Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
     Eigen::Vector3d right = Eigen::Vector3d::Zero();
@@ -201,8 +201,8 @@ std::optional<ExpectedPeak> edgeInstead(const Spectrum& spectrum, const RegionFi
     return ExpectedPeak{edged.values[PeakModel::edgeChannel], edged.values[PeakModel::edgeWidth]};
 }
 
-// A peak many times its uncertainty gains more than the limit too: the likelihood with it falls
-// faster towards no area than the parabola of the uncertainty.
+// A peak many times its uncertainty also gains more than the limit: the likelihood falls faster
+// towards an area of 0 than the parabola of the uncertainty.
 constexpr double clearlySignificant = 1.5;
 
 void weighFaintPeaks(const Spectrum& spectrum, RegionFit& fit, double limit) {
@@ -214,7 +214,7 @@ void weighFaintPeaks(const Spectrum& spectrum, RegionFit& fit, double limit) {
     }
 }
 
-// Whether two peaks are too close to be separated.
+// True if two peaks are too close to be separated.
 bool isUnresolved(const RegionFit& fit, std::size_t fainter, std::size_t stronger) {
     const FittedPeak& peak = fit.peaks[stronger];
     const double distance = std::abs(fit.peaks[fainter].channel - peak.channel);

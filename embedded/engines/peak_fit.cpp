@@ -27,7 +27,7 @@ double continuumBelow(const PeakModel& model, const Eigen::VectorXd& values,
     return sum;
 }
 
-// Begins a tail that is fitted: from the earlier fit, or large enough to have an effect.
+// Sets the first values of a fitted tail: from the earlier fit, or large enough to have an effect.
 void startTail(Eigen::Index fraction, const ExpectedTail& expected, bool isFitted, bool wasFitted,
                Eigen::VectorXd& values) {
     if (!isFitted) {

@@ -19,7 +19,7 @@ struct Range {
     double highest;
 };
 
-// The calibration is wrong by less; only one peak may be as broad as annihilation makes it.
+// The calibration is off by less than this; only one peak may be as broad as the annihilation peak.
 constexpr Range widthFactorRange = {0.7, 1.4};
 constexpr Range ownWidthRange = {0.7, 2.5};
 constexpr Range tailFractionRange = {0.0, 0.5};
@@ -31,7 +31,7 @@ double channelOf(std::size_t index) {
     return static_cast<double>(index + 1);
 }
 
-// Distance below the edge in standard deviations of the peak that would be as rounded.
+// Distance below the edge, in standard deviations of a peak with the same rounding.
 double edgeArgument(const Eigen::VectorXd& values, std::size_t index) {
     return (values[PeakModel::edgeChannel] - channelOf(index)) * fwhmPerSigma /
            values[PeakModel::edgeWidth];
@@ -92,8 +92,8 @@ bool PeakModel::isFitted(Eigen::Index unknown) const {
     }
 }
 
-// A straight line through the means of a few channels at the two ends; on it Gaussians with the
-// heights that the spectrum has above it.
+// The continuum is a straight line through the means of a few channels at the two ends. The heights
+// of the Gaussians are those of the spectrum above it.
 Eigen::VectorXd PeakModel::estimate(std::span<const double> contents) {
     Eigen::VectorXd values = Eigen::VectorXd::Zero(unknowns());
     const std::size_t averaged = std::max<std::size_t>(1, region_.count / 8);
@@ -251,8 +251,8 @@ void PeakModel::addPeak(const Eigen::VectorXd& values, std::size_t peak, Eigen::
     }
 }
 
-// The derivatives of a channel's content. The further factor to the width of a peak leaves tails
-// and drift as they are in channels, so it shortens them in sigma.
+// Adds the derivatives of a channel's content. The additional width factor of a peak does not
+// change tails and drift in channels, so they are shorter in sigma.
 void PeakModel::addDerivatives(const Eigen::VectorXd& values, std::size_t peak, const Form& form,
                                const Boundary& low, const Boundary& high, Eigen::Index row,
                                Eigen::MatrixXd& matrix) const {

@@ -41,7 +41,7 @@ struct Sum {
     double largestArea;
 };
 
-// The sums of all pairs of peaks that have a source, in rising order of energies.
+// Returns the sums of all pairs of peaks that have a source, by rising energy.
 std::vector<Sum> possibleSums(std::span<const MeasuredPeak> peaks,
                               std::span<const PeakSource> sources) {
     std::vector<Sum> sums;

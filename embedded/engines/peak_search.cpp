@@ -16,17 +16,18 @@ namespace embedded::engines {
 
 namespace {
 
-// Candidates need less than the limit, as a peak's second difference carries less significance than
-// its fitted area; peaks of the first pass a little less, as noise may be fitted together with
-// them.
+// Candidates need less than the limit, because the second difference of a peak is less significant
+// than its fitted area. Peaks of the first pass need a little less, because noise may be fitted
+// together with them.
 constexpr double candidatePart = 0.4;
 constexpr double firstPassPart = 0.8;
 
-// In widths: peaks nearer than this are fitted together; a region keeps off other groups' peaks.
+// Distances in widths: peaks nearer than the first are fitted together; a region ends before the
+// peaks of other groups.
 constexpr double groupDistance = 5.0;
 constexpr double neighbourDistance = 2.0;
 
-// Where a candidate has fewer counts than this, their number alone may rule out a peak.
+// A candidate with fewer counts than this may be ruled out by their number alone.
 constexpr double fewCounts = 50.0;
 constexpr double flankWidth = 4.0;         // in widths
 constexpr double gainByGathering = 0.354;  // a count: ln(2.5 FWHM / (sigma sqrt(2 pi e)))
@@ -35,7 +36,7 @@ constexpr std::size_t largestGroup = 8;
 
 using Group = std::vector<ExpectedPeak>;
 
-// Of candidates or peaks.
+// Returns the groups of neighbouring candidates or peaks.
 template <typename Places>
 std::vector<double> channelsOf(const Places& places) {
     std::vector<double> channels(places.size());
@@ -58,7 +59,7 @@ std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>&
     return groups;
 }
 
-// Half the way to a neighbour is the least that a region has.
+// A region extends at least half the distance to a neighbour.
 ChannelRange rangeOf(const std::vector<Group>& groups, std::size_t number) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     const Group& group = groups[number];
@@ -98,9 +99,8 @@ double countsBetween(const Spectrum& spectrum, double low, double high) {
                         : 0.0;
 }
 
-// Whether the few counts around a candidate can make a peak at all: the gain in -2 ln(likelihood)
-// when the emptiest of four flanks gives the continuum below it, and, as its most, what their
-// gathering in the middle adds.
+// True if the few counts around a candidate can form a peak: an upper limit of the gain in -2
+// ln(likelihood), with the emptiest of four flanks as the continuum and all counts in the middle.
 bool canBePeak(const Spectrum& spectrum, double channel, double limit) {
     const double width = spectrum.widths[static_cast<std::size_t>(std::lround(channel)) - 1];
     const double reach = peakReach * width;
@@ -153,7 +153,7 @@ bool isNear(const std::vector<FittedPeak>& peaks, double channel) {
 std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings& settings) {
     const std::size_t largest = settings.multiplets ? largestGroup : 1;
     const auto candidates = candidatesOf(spectrum, settings);
-    // The first pass weeds out noise, which groups real peaks wrongly and narrows their regions.
+    // The first pass removes noise, which would group real peaks wrongly and narrow their regions.
     const auto coarse = fitAll(
         groupsOf(spectrum, channelsOf(candidates), largest), [&](const auto& group, auto range) {
             return fitCoarsely(spectrum, group, range, firstPassPart * settings.limit);
@@ -161,7 +161,8 @@ std::vector<FittedPeak> findPeaks(const Spectrum& spectrum, const SearchSettings
     const ShapeCalibration shapes = measureShapes(spectrum, coarse);
     Spectrum calibrated = spectrum;
     calibrated.shapes = &shapes;
-    // What stands out by itself is looked at again, should a bad fit of its group have lost it.
+    // Significant candidates are fitted again alone, because a bad fit of their group may have lost
+    // them.
     std::vector<double> channels = channelsOf(coarse);
     for (const Candidate& candidate : candidates) {
         if (candidate.significance >= settings.limit && !isNear(coarse, candidate.channel)) {

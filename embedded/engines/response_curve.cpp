@@ -54,7 +54,8 @@ double attenuationAt(double energy, double Attenuation::*material) {
     return (*below).*material * std::pow((*above).*material / (*below).*material, part);
 }
 
-// Standard deviations before and beside what the lines show: power, transparency, lead and iron.
+// Prior standard deviations, and those beside the evidence of the lines: power, transparency, lead
+// and iron.
 const ResponseVector assumedEfficiency(0.7, 0.6, 1.5, 5.0);
 const ResponseVector calibratedEfficiency(0.1, 0.1, 1.5, 5.0);
 const ResponseVector ofOneNuclide(0.15, 0.2, 0.5, 2.0);
@@ -118,7 +119,7 @@ class PatternSearch {
     ResponseMatrix precision_;
 };
 
-// A peak may have more counts than a line, for it may be shared; that it has fewer is a
+// A peak may have more counts than its line, because it may be shared. Fewer counts are a
 // contradiction.
 double PatternSearch::cost(double deviation) {
     return deviation > 0.0 ? shared * shared * -std::expm1(-std::pow(deviation / shared, 2))
@@ -131,7 +132,7 @@ double PatternSearch::weight(double deviation) {
                            : 1.0 / (1.0 + std::pow(deviation / outlier, 2));
 }
 
-// Thick absorbers are less improbable than a normal distribution would have them.
+// Thick absorbers are less improbable than in a normal distribution.
 ResponseVector PatternSearch::priorDeviations(const PatternVector& pattern) const {
     return (pattern.tail<4>() - prior_.mean)
         .cwiseQuotient(prior_.covariance.diagonal().cwiseSqrt());

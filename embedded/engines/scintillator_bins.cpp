@@ -123,7 +123,7 @@ ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& c
     double sum = 0.0;
     double variance = 0.0;
     double width = 0.0;
-    // The last channel often holds everything beyond it.
+    // The last channel often contains all counts of higher energies.
     for (; channel + 1 < channels.count() && channels.isUsable(channel); ++channel) {
         sum += spectrum.contents[channel];
         variance += spectrum.excessAt(channel);

@@ -17,7 +17,7 @@ constexpr double greatestDeviations = 3.0;
 constexpr double leastAbsorber = -0.2;  // deviations
 constexpr double greatestAbsorber = 6.0;
 
-// Of one line beside the others of its nuclide.
+// Deviation of one line relative to the others of its nuclide.
 constexpr double intensityDeviation = 0.2;
 constexpr double absorbedEnergy = 40.0;  // keV, at which an intensity may have any value
 constexpr double shiftDeviation = 0.06;  // FWHM

@@ -19,7 +19,7 @@ constexpr double fineUncertainty = 0.02;  // of the contents
 constexpr double binUncertainty = 0.015;  // of the contents, in each bin
 constexpr double leastVariance = 0.05;
 
-// Mean density within the reach, or as far as it takes for enough counts.
+// Returns the mean density within the reach, or a larger distance with enough counts.
 Eigen::VectorXd smoothedDensity(const ScintillatorBins& bins) {
     const Eigen::Index size = bins.size();
     Eigen::VectorXd smoothed(size);
@@ -67,7 +67,7 @@ double cubicSpline(double distance) {
                      : std::pow(2.0 - far, 3.0) / 6.0;
 }
 
-// Columns of a spline whose coefficients have these deviations; scales: for each bin.
+// Returns the columns of a spline whose coefficients have these deviations; scales: for each bin.
 Eigen::MatrixXd splineColumns(const ScintillatorBins& bins, double knotDistance,
                               const Eigen::VectorXd& scales) {
     const auto knots = static_cast<Eigen::Index>(bins.positions[bins.size()] / knotDistance) + 4;

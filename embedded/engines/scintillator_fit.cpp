@@ -25,7 +25,8 @@ constexpr double sameObjective = 2.0;
 constexpr double freeActivity = 3.0;  // deviation of an activity that may have any value
 constexpr double strongPart = 0.3;    // of a template's greatest content
 
-// A few bins may hold what no template describes; they must not make all others less certain.
+// A few bins may have contents that no template describes. They must not make all others less
+// certain.
 double meanSquare(Eigen::VectorXd residuals) {
     Eigen::VectorXd squares = residuals.cwiseAbs2();
     std::ranges::sort(squares);
@@ -48,9 +49,9 @@ Eigen::MatrixXd joined(const std::vector<Eigen::VectorXd>& columns, Eigen::Index
 
 }  // namespace
 
-// Templates and what is uncertain, both divided by the root of the continuum's covariance. The
-// uncertainties are eliminated: with columns U of deviation 1, the inverse covariance becomes
-// I - U (I + U'U)^-1 U'.
+// Templates and uncertainties, both divided by the root of the continuum's covariance. The
+// uncertainties are eliminated: with columns U of deviation 1, the inverse covariance becomes I - U
+// (I + U'U)^-1 U'.
 struct ScintillatorFit::System {
     System(Eigen::MatrixXd templates, Eigen::MatrixXd uncertainties, Eigen::VectorXd contents)
         : design(std::move(templates)),
@@ -118,7 +119,7 @@ Eigen::MatrixXd ScintillatorFit::uncertainties(const ScintillatorModel& model) c
     return matrix;
 }
 
-// No nuclide gives more than twice the counts that there are wherever it should give many.
+// A nuclide gives at most twice the observed counts in the bins in which its template is strong.
 Eigen::VectorXd ScintillatorFit::greatestActivities(const Eigen::MatrixXd& templates) const {
     Eigen::VectorXd greatest = Eigen::VectorXd::Zero(templates.cols());
     for (Eigen::Index column = 0; column < templates.cols(); ++column) {
@@ -134,12 +135,13 @@ Eigen::VectorXd ScintillatorFit::greatestActivities(const Eigen::MatrixXd& templ
     return greatest;
 }
 
-// Activities and likelihood at the model's detector state; returns a better state in deviations.
+// Computes activities and likelihood for the model's detector state; returns a better state in
+// deviations.
 Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
     const Eigen::VectorXd assumed = model.activities;
     const Eigen::MatrixXd uncertain = uncertainties(model);
     const Eigen::MatrixXd shapes = templates(model.nuclides, model.state);
-    // The state's deviations count from the calibration, the templates are those of the state.
+    // The state's deviations are relative to the calibration, the templates belong to the state.
     const Eigen::VectorXd shifted =
         observed_ + uncertain.leftCols(stateSize) * columns_.inDeviations(model.state);
     const System system(continuum_.whitened(shapes), continuum_.whitened(uncertain),
@@ -161,7 +163,7 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
     model.misfit = std::max(1.0, meanSquare(left - system.uncertain * values));
     const double objective = left.squaredNorm() - half.squaredNorm() + system.logDeterminant() +
                              implausibility(values.head(stateSize));
-    // Uncertainties of a nuclide must not explain what its template does not.
+    // The uncertainties of a nuclide must not replace its template.
     const bool areUncertaintiesTooLarge =
         (model.activities.array() < leastPartOfAssumed * assumed.array()).any();
     model.objective = std::isfinite(objective) && !areUncertaintiesTooLarge
@@ -182,7 +184,7 @@ void ScintillatorFit::refine(ScintillatorModel& model, int passes) const {
     model = std::move(best);
 }
 
-// One template at a time beside a model whose activities may change.
+// Adds one template at a time to a model whose activities may change.
 std::vector<Proposal> ScintillatorFit::proposals(const ScintillatorModel& model) const {
     std::vector<std::size_t> others;
     for (std::size_t nuclide = 0; nuclide < nuclides_.size(); ++nuclide) {

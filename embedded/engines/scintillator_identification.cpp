@@ -41,7 +41,7 @@ std::vector<TemplateLine> templateLines(const Nuclide& nuclide, const Calibratio
 double rarityOf(std::span<const Nuclide> nuclides, std::size_t number,
                 std::span<const TemplateLine> lines) {
     std::size_t ancestor = number;
-    while (nuclides[ancestor].parent) {  // each lives longer, so there is no circle
+    while (nuclides[ancestor].parent) {  // each lives longer, so there is no cycle
         ancestor = *nuclides[ancestor].parent;
     }
     const double common = rarity(nuclides[number].name, nuclides[ancestor].halfLife);
@@ -74,7 +74,7 @@ double shownEnergy(const DetectorState& state, double energy) {
     return energy * (1.0 + state.gain) + state.offset;
 }
 
-// Counts that the nuclide gives to a peak of the spectrum, by its distance from the lines.
+// Returns the counts of the nuclide in a peak of the spectrum, by its distance from the lines.
 double countsAt(const TemplateNuclide& nuclide, double activity, const ScintillatorModel& model,
                 const Calibration& calibration, double energy) {
     double sum = 0.0;

@@ -68,7 +68,7 @@ void ScintillatorResponse::addCompton(Eigen::Ref<Eigen::VectorXd> contents, doub
     if (!(width > 0.0)) {
         return;
     }
-    // About as many photons as this are scattered in the detector for each that is absorbed.
+    // Approximate number of photons scattered in the detector for each absorbed one.
     const double scattered = counts * std::pow(energy / 350.0, 1.1);
     double sum = 0.0;
     constexpr int steps = 20;
@@ -87,7 +87,7 @@ void ScintillatorResponse::addCompton(Eigen::Ref<Eigen::VectorXd> contents, doub
     }
 }
 
-// About as many counts as the Compton continuum has within a FWHM of its edge.
+// Approximate counts of the Compton continuum within one FWHM of its edge.
 void ScintillatorResponse::addEdge(Eigen::Ref<Eigen::VectorXd> contents, double energy,
                                    double counts) const {
     const double alpha = energy / electronMass;
@@ -97,7 +97,7 @@ void ScintillatorResponse::addEdge(Eigen::Ref<Eigen::VectorXd> contents, double 
             counts * std::pow(energy / 350.0, 1.1) * std::min(1.0, 1.5 * width / edge));
 }
 
-// Scattered by more than a right angle, about as often by each cosine.
+// Photons scattered by more than a right angle, about evenly distributed in the cosine.
 void ScintillatorResponse::addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, double energy,
                                           double counts) const {
     const double alpha = energy / electronMass;
@@ -122,7 +122,7 @@ void ScintillatorResponse::addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, 
     }
 }
 
-// Photons that have lost a little, in the surroundings or by a second scattering.
+// Photons that lost a little energy, in the surroundings or by a second scattering.
 void ScintillatorResponse::addStep(Eigen::Ref<Eigen::VectorXd> contents, double energy,
                                    double counts) const {
     const double centre = shown(energy);

@@ -23,7 +23,7 @@ constexpr double softness = 4.0;  // of odds, in 2 ln(likelihood)
 constexpr std::array<double, 3> startGains = {0.0, -0.015, 0.015};
 constexpr std::size_t mostStarts = 3;
 constexpr double nearlyAsGood = 30.0;      // in cost
-constexpr double nearlyAsGoodPart = 0.02;  // of what the best first nuclide saves
+constexpr double nearlyAsGoodPart = 0.02;  // of the cost saved by the best first nuclide
 
 double confidence(double gain, double lead, double limit) {
     return gain / (gain + limit * limit) / (1.0 + std::exp(-lead / softness));
@@ -77,7 +77,7 @@ double Selector::cost(const ScintillatorModel& model, double misfit) const {
     return sum;
 }
 
-// By how much the second model costs more.
+// Returns the additional cost of the second model.
 double Selector::loss(const ScintillatorModel& from, const ScintillatorModel& to) const {
     const double misfit = std::min(from.misfit, to.misfit);
     return cost(to, misfit) - cost(from, misfit);
@@ -133,7 +133,7 @@ std::vector<ScintillatorModel> Selector::firstModels(const ScintillatorModel& em
     return models;
 }
 
-// A nuclide with many lines may take the place of two others, so the best first one may mislead.
+// A nuclide with many lines may replace two others, so the best first nuclide may be wrong.
 ScintillatorModel Selector::best() const {
     ScintillatorModel empty;
     fit_.refine(empty, 1);

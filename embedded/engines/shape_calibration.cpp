@@ -65,8 +65,8 @@ Line lineThrough(std::span<const MeasuredValue> values, double scatter, bool slo
     return line;
 }
 
-// The variance that values have beyond their measurement, so that chi-square is as expected
-// (R. DerSimonian and N. Laird, Control. Clin. Trials 7 (1986) 177).
+// Returns the variance of values beyond that of their measurement, so that chi-square is as
+// expected (R. DerSimonian and N. Laird, Control. Clin. Trials 7 (1986) 177).
 double scatterOf(std::span<const MeasuredValue> values, bool sloped) {
     const double degrees = static_cast<double>(values.size()) - (sloped ? 2.0 : 1.0);
     const Line line = lineThrough(values, 0.0, sloped);
@@ -98,7 +98,7 @@ ScatteredLine bestLine(std::span<const MeasuredValue> values) {
     return {constant, scatter};
 }
 
-// Removes the value that disagrees most with the line through the others, if it does clearly.
+// Removes the value that disagrees most with the line through the others, if it disagrees clearly.
 bool removeOutlier(std::vector<MeasuredValue>& values) {
     std::size_t worst = values.size();
     double greatest = squared(outlierDeviation);
@@ -180,7 +180,7 @@ constexpr double lengthScatter = 0.15;
 constexpr double driftScatter = 0.05;
 constexpr double largestFraction = 0.5;
 
-// What two independent statements about a value give together.
+// Combines two independent estimates of a value.
 Expectation combined(const Expectation& one, const Expectation& other) {
     const double sum = one.variance + other.variance;
     return {(one.value * other.variance + other.value * one.variance) / sum,

@@ -72,7 +72,7 @@ std::optional<Group> groupOf(const Spectrum& spectrum, std::span<const FittedPea
     return group;
 }
 
-// A bad fit, which a tail makes of a first look, enlarges the uncertainty of a strong peak.
+// The uncertainty of a strong peak is enlarged if a tail causes a bad first fit.
 bool isStrong(const FittedPeak& peak) {
     return peak.significance * std::sqrt(std::max(1.0, peak.reducedChiSquare)) >=
            strongSignificance;
@@ -98,7 +98,7 @@ constexpr Shape bothTails{.leftTail = true, .rightTail = true};
 
 using Fits = std::vector<std::optional<RegionFit>>;  // of the groups, in their order
 
-// With a curved continuum if the region is not described without. earlier: a fit to begin with.
+// Uses a curved continuum if the region is not described without it. earlier: a fit to begin with.
 std::optional<RegionFit> fitShape(const Spectrum& spectrum, const Group& group, Shape shape,
                                   const std::optional<RegionFit>& earlier = std::nullopt) {
     shape.curved = earlier && earlier->shape.curved;
@@ -123,14 +123,13 @@ Fits fitShapes(const Spectrum& spectrum, std::span<const Group> groups, const Sh
     return fits;
 }
 
-// The gain in -2 ln(likelihood) of a better fit, less what its own misfit makes of it.
+// Returns the gain in -2 ln(likelihood) of a better fit, reduced for its own misfit.
 double gainOf(const RegionFit& worse, const RegionFit& better) {
     const double enlargement = enlargementOf(better);
     return (worse.unlikelihood - better.unlikelihood) / (enlargement * enlargement);
 }
 
-// Removes the groups of which it is not known whether their satellites are tails, if there are
-// enough others.
+// Removes the groups whose satellites may be tails or peaks, if there are enough others.
 void removeUndecided(std::vector<Group>& groups) {
     const auto isDecided = [](const Group& group) { return group.satellites.empty(); };
     if (std::ranges::count_if(groups, isDecided) >= static_cast<std::ptrdiff_t>(several)) {
@@ -138,7 +137,7 @@ void removeUndecided(std::vector<Group>& groups) {
     }
 }
 
-// Takes the satellites for peaks if their group is not described by tails alone.
+// Treats the satellites as peaks if tails alone do not describe their group.
 void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
     for (Group& group : groups) {
         if (group.satellites.empty()) {
@@ -156,8 +155,8 @@ void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
     }
 }
 
-// A fit that does not describe its region may be of an unknown doublet, so it counts only among
-// several.
+// A fit that does not describe its region may contain an unknown doublet, so it counts only if
+// there are several.
 std::vector<MeasuredValue> measured(const Fits& fits, Eigen::Index unknown) {
     const double greatest = fits.size() < several ? 1.0 : greatestReducedChiSquare;
     std::vector<MeasuredValue> values;
@@ -175,7 +174,7 @@ bool isSignificant(const Expectation& value) {
     return value.value > significantDeviation * std::sqrt(value.variance);
 }
 
-// The decay length of the tails that are seen.
+// Returns the decay length of the visible tails.
 std::optional<SmoothFunction> lengthOf(const Fits& fits, Eigen::Index fraction) {
     const std::vector<MeasuredValue> fractions = measured(fits, fraction);
     const std::vector<MeasuredValue> lengths = measured(fits, fraction + 1);
@@ -189,9 +188,10 @@ std::optional<SmoothFunction> lengthOf(const Fits& fits, Eigen::Index fraction) 
     return function ? std::optional(function->exact()) : std::nullopt;
 }
 
-// Whether most peaks have the tail, and not only a few that hide a neighbour.
+// True if most peaks have the tail, and not only a few that hide a neighbour.
 bool isCommon(const std::vector<MeasuredValue>& fractions) {
-    constexpr double deviationOfMedian = 1.2533;  // of that of the mean, for a normal distribution
+    constexpr double deviationOfMedian =
+        1.2533;  // relative to that of the mean, for a normal distribution
     std::vector<double> values;
     double weight = 0.0;
     for (const MeasuredValue& fraction : fractions) {
@@ -208,7 +208,7 @@ bool isCommon(const std::vector<MeasuredValue>& fractions) {
                          std::sqrt(static_cast<double>(values.size()));
 }
 
-// The fraction of the tail; about 0 if most peaks have none.
+// Returns the fraction of the tail; about 0 if most peaks have none.
 std::optional<SmoothFunction> fractionOf(const Fits& fits, Eigen::Index fraction) {
     std::vector<MeasuredValue> values = measured(fits, fraction);
     if (!isCommon(values)) {
@@ -228,7 +228,7 @@ double unlikelihoodOf(const Fits& fits) {
     return sum;
 }
 
-// The drift of the peaks if the strongest are described clearly better with it.
+// Returns the drift of the peaks if it describes the strongest ones clearly better.
 std::optional<SmoothFunction> driftOf(const Spectrum& spectrum, std::span<const Group> groups,
                                       const Fits& fits) {
     const std::size_t count = std::min(groups.size(), mostForDrift);

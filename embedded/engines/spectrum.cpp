@@ -55,12 +55,12 @@ std::vector<double> excessVariance(std::span<const double> contents) {
 
 namespace {
 
-// Smoothing by 1.4 times the peak's own width: the wider it is (up to sqrt(5) times), the fainter
-// the peaks it shows; the narrower, the closer the neighbours it separates.
+// Smoothing by 1.4 times the peak's own width. Wider smoothing (up to sqrt(5) times) shows fainter
+// peaks; narrower smoothing separates closer neighbours.
 constexpr double smoothingPerSigma = 1.4;
 constexpr double reachPerSmoothing = 4.0;
 
-// The coefficients serve for widths that differ by no more than this part.
+// Coefficients are reused for widths that differ by no more than this part.
 constexpr double sameWidth = 0.01;
 
 double coefficient(double distance, double smoothing) {
@@ -109,7 +109,7 @@ class Filter {
             squares += weight * weight;
             total += variances[first + place];
         }
-        // Of a few counts most are the peak's, and without it each channel would have the mean.
+        // With few counts most are in the peak; without it each channel would have the mean.
         variance = std::min(variance, squares * total / static_cast<double>(end - first));
         return variance > 0.0 ? difference / std::sqrt(variance) : 0.0;
     }

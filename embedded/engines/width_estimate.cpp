@@ -36,12 +36,12 @@ constexpr double referenceEnergy = 661.7;  // keV
 constexpr double narrowestReference = 0.4;
 constexpr double widestReference = 160.0;
 
-// A spectrum without any peak, with channels no wider than this in keV, is taken for one of a
-// germanium detector if it has at least so many channels.
+// A spectrum without peaks, with channels no wider than this in keV and at least this many of them,
+// is treated as that of a germanium detector.
 constexpr double fineChannel = 1.0;
 constexpr std::size_t manyChannels = 2048;
 
-// One width as the curve is fitted to it.
+// A measured width as an observation for the fit of the curve.
 struct Point {
     double energy;
     double square;       // (FWHM / keV)^2
@@ -57,7 +57,7 @@ constexpr double xRayEnergy = 50.0;
 constexpr double xRayScatter = 0.15;
 constexpr std::size_t mostPoints = 60;
 
-// Beyond so many times the scatter a point counts no more in the fit.
+// Points farther away than this multiple of the scatter do not count in the fit.
 constexpr double widerCut = 2.5;
 constexpr double narrowerCut = 3.0;
 constexpr int fitIterations = 50;
@@ -77,8 +77,8 @@ constexpr std::size_t leastForContradiction = 3;
 // FWHM in channels that channels of finite width still resolve.
 constexpr double narrowestResolved = 0.7;
 
-// Weight of a sample in the choice of a curve: its significance, the less the greater it is, and
-// less if its counts are few beside those of the largest peak, as those of artefacts are.
+// Weight of a sample in the choice of a curve. It grows more slowly than the significance, and is
+// reduced if the sample has few counts relative to the largest peak, as artefacts do.
 double choiceWeight(const WidthSample& sample, double largestArea) {
     return std::log1p(sample.significance / usualSignificance) *
            std::pow(sample.area / largestArea, areaPower);
@@ -111,7 +111,7 @@ double scatterOf(const Point& point) {
     return std::hypot(scatter, point.uncertainty);
 }
 
-// The significance that agrees with the curve less that of narrower peaks.
+// Returns the significance that agrees with the curve minus that of narrower peaks.
 double agreement(const Curve& curve, const std::vector<Point>& points) {
     double sum = 0.0;
     for (const Point& point : points) {
@@ -135,7 +135,7 @@ const TypicalCurve& nearestKind(const Curve& curve) {
     });
 }
 
-// The typical curve of the kind that fits the width best, scaled so that it meets the point.
+// Returns the typical curve that fits the width best, scaled to pass through the point.
 std::vector<Curve> curvesThrough(const Point& point) {
     std::vector<Curve> curves;
     for (const TypicalCurve& typical : typicalCurves) {

@@ -48,7 +48,8 @@ struct ScaledCandidate {
     std::size_t binning;
 };
 
-// The spectrum with `binning` neighbouring channels added up; a rest at the end is left out.
+// Returns the spectrum with `binning` neighbouring channels added up, without an incomplete last
+// group.
 struct BinnedSpectrum {
     BinnedSpectrum(std::span<const double> contents, std::span<const double> excess,
                    std::size_t channels)
@@ -95,7 +96,7 @@ void appendCandidates(const BinnedSpectrum& binned, double width,
     }
 }
 
-// A peak shows at several widths of the ladder; the most significant one remains.
+// A peak is a candidate at several widths of the ladder; only the most significant one is kept.
 std::vector<ScaledCandidate> strongestOfEach(std::vector<ScaledCandidate> all) {
     std::ranges::sort(all, std::ranges::greater(), &ScaledCandidate::significance);
     std::vector<ScaledCandidate> kept;
@@ -113,7 +114,7 @@ std::vector<ScaledCandidate> strongestOfEach(std::vector<ScaledCandidate> all) {
     return kept;
 }
 
-// The channels around one or more neighbouring peaks, which are in rising order.
+// Returns the channels around one or more neighbouring peaks, which are in rising order.
 std::optional<Region> regionAround(const std::vector<ExpectedPeak>& peaks, double reachInWidths,
                                    std::size_t channelCount) {
     const ExpectedPeak& lowest = peaks.front();
@@ -132,8 +133,8 @@ std::optional<Region> regionAround(const std::vector<ExpectedPeak>& peaks, doubl
     return Region{index, static_cast<std::size_t>(last) - index};
 }
 
-// Fits with a free width, one for all peaks, again and again around the fitted peaks until the
-// width has settled. Empty if it does not.
+// Fits with a free width, the same for all peaks, and repeats the fit around the fitted peaks until
+// the width no longer changes. Empty if it does not converge.
 std::vector<FittedPeak> fitFreely(const Spectrum& spectrum, std::vector<ExpectedPeak> peaks,
                                   double reach) {
     Shape shape;
@@ -195,7 +196,7 @@ std::optional<WidthSample> measure(const BinnedSpectrum& binned, const ScaledCan
                                                      : std::nullopt;
 }
 
-// Whether a fit that began at the candidate would only find the same peak again.
+// True if a fit from the candidate would only find the same peak again.
 bool isMeasured(const std::vector<WidthSample>& samples, const ScaledCandidate& candidate) {
     return std::ranges::any_of(samples, [&](const WidthSample& sample) {
         const double ratio = candidate.width / sample.width;
@@ -204,7 +205,7 @@ bool isMeasured(const std::vector<WidthSample>& samples, const ScaledCandidate& 
     });
 }
 
-// A wide fit over a peak and its surroundings gives way to the fit of the peak itself.
+// The fit of a single peak replaces a wide fit over the peak and its surroundings.
 void dropCovering(std::vector<WidthSample>& samples) {
     const std::vector<WidthSample> all = samples;
     std::erase_if(samples, [&](const WidthSample& wide) {
@@ -216,8 +217,8 @@ void dropCovering(std::vector<WidthSample>& samples) {
     });
 }
 
-// Neighbouring candidates of the same width, fitted together: peaks that are not resolved as far as
-// a fit of each alone needs.
+// Fits neighbouring candidates of the same width together, if they are too close for a fit of each
+// alone.
 void appendPairs(const std::vector<BinnedSpectrum>& spectra,
                  const std::vector<ScaledCandidate>& candidates,
                  std::vector<WidthSample>& samples) {
