@@ -93,7 +93,8 @@ void JointFit::addAreas() {
     }
 }
 
-// Returns, for each column, the activity as a part of the activity from the nuclide's own lines.
+// Returns, for each column, the part of the activity at which limited costs are fully counted: 1,
+// or a small part for a nuclide that is hardly needed.
 Eigen::VectorXd JointFit::partsOfActivities() const {
     Eigen::VectorXd parts = Eigen::VectorXd::Ones(problem_.penalties.size());
     for (const std::size_t nuclide : columns_) {

@@ -68,7 +68,7 @@ double LineAssignment::widthAt(double position) const {
     return before->width + part * (after->width - before->width);
 }
 
-// Returns the smaller uncertainty of the areas of the nearest peaks on both sides.
+// Returns the smallest uncertainty of the areas of the nearest peaks on both sides.
 double LineAssignment::noiseAt(double position) const {
     const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
     double noise = std::numeric_limits<double>::infinity();

@@ -15,8 +15,8 @@ namespace embedded::engines {
 
 namespace {
 
-// In widths: distances of a region's ends from its outer peaks, the widest and the narrower ones
-// for regions that are not described; distance at which two fitted peaks are one.
+// Distances of a region's ends from its outer peaks, in widths: the widest, and narrower ones if
+// the region is not described.
 constexpr double widestReach = 4.0;
 constexpr double reachAtFewCounts = 10.0;
 constexpr double fewCounts = 100.0;

@@ -135,7 +135,8 @@ EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
     }
 }
 
-// Fits level, slope and height of an edge at the position. An edge far below the model is rejected.
+// Fits level, slope and height of an edge at the position. An edge far below the region has the
+// height 0.
 FoundEdge EdgeScan::at(const ExpectedPeak& place) const {
     Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
     Eigen::Vector3d right = Eigen::Vector3d::Zero();

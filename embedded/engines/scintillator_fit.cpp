@@ -119,7 +119,8 @@ Eigen::MatrixXd ScintillatorFit::uncertainties(const ScintillatorModel& model) c
     return matrix;
 }
 
-// A nuclide gives at most twice the observed counts in the bins in which its template is strong.
+// Returns the largest activities. Above them a nuclide would give more than twice the observed
+// counts in every bin in which its template is strong.
 Eigen::VectorXd ScintillatorFit::greatestActivities(const Eigen::MatrixXd& templates) const {
     Eigen::VectorXd greatest = Eigen::VectorXd::Zero(templates.cols());
     for (Eigen::Index column = 0; column < templates.cols(); ++column) {

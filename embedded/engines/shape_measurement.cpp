@@ -72,7 +72,8 @@ std::optional<Group> groupOf(const Spectrum& spectrum, std::span<const FittedPea
     return group;
 }
 
-// The uncertainty of a strong peak is enlarged if a tail causes a bad first fit.
+// A tail makes the first fit of a strong peak bad and so enlarges its uncertainty; the enlargement
+// is removed here.
 bool isStrong(const FittedPeak& peak) {
     return peak.significance * std::sqrt(std::max(1.0, peak.reducedChiSquare)) >=
            strongSignificance;
