@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Compare the engine with independent analyses of real spectra; print docs/engine-results.md.
+"""Compare the engine with independent analyses of real spectra; print the results.
 
-    engine_results.py > docs/engine-results.md
+The output is docs/engine-results.md without its findings and without its part about scintillators.
 
 PYORV3_SPECTRA is the folder of the spectra, PYTHONPATH the folder with the product.
 """

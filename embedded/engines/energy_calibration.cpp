@@ -20,8 +20,7 @@ constexpr std::size_t leastLines = 2;
 constexpr double leastScore = 12.0;
 constexpr double leastAdvantage = 5.0;  // over any other assignment
 
-// A parabola needs this many lines over this part of the spectrum, because its extrapolation is
-// wrong.
+// A parabola needs this many lines over this part of the spectrum, because it extrapolates badly.
 constexpr std::size_t linesForParabola = 5;
 constexpr double spanForParabola = 0.5;
 constexpr double leastImprovement = 9.0;  // of chi-square
