@@ -1,9 +1,8 @@
-// Every one of the 44 functions with every call that it makes of the C library failing, once and
-// for good: a failed function has changed nothing, says so, works when it is tried again, and
-// nothing is leaked.
+// Makes each C library call of each of the 44 functions fail, once or from then on. A function that
+// fails must change nothing, report the failure, succeed when repeated and leak nothing.
 //
-//   torture_faults [FAULTS [SEED [STEP]]]    FAULTS: how many, 0 (default) for all there are;
-//                                            STEP: of this step alone
+//   torture_faults [FAULTS [SEED [STEP]]]    FAULTS: number of faults to try, 0 (default) for all;
+//                                            STEP: try only faults in this step
 #include <dirent.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -37,7 +36,7 @@ using namespace embedded;
 
 constexpr std::uint16_t unformattedClass = QAR_CLS_VORLAGEOM;
 
-// What a step gives; filled without an allocation, which might be the one to fail.
+// Result of a step. Does not allocate, because the failing call may be an allocation.
 struct Outcome {
     std::uint32_t code = 0;
     std::array<unsigned char, 600> output{};
@@ -76,7 +75,7 @@ Outcome with(Outcome outcome, const Output& output) {
 struct Step {
     const char* name;
     Outcome (*call)(World&);
-    // A context that is deleted is gone even where its source could not be saved.
+    // True if the step deletes a context, which is final even if its source cannot be saved.
     bool deletes = false;
 };
 
@@ -171,7 +170,7 @@ const Step steps[] = {
 // clang-format on
 constexpr int stepCount = static_cast<int>(std::size(steps));
 
-// ---- What a source holds, as text ---------------------------------------------------------------
+// ---- Content of a source as a string ------------------------------------------------------------
 
 constexpr std::uint32_t observedCodes[] = {QAR_D_LIVETIME,   QAR_D_REALTIME,  QAR_C_COMMENT,
                                            QAR_L_CHANNELS,   QAR_C_NUCLNAME,  QAR_D_LINEENERGY,
@@ -220,7 +219,8 @@ void writeContent(std::ostream& text, OrvContext context) {
          << viewOf(data);
 }
 
-// journals: whether a rollback journal, which a later call brings in order, counts as well.
+// Returns the names of the files in the folder. Rollback journals are included only if `journals`
+// is true, because a later call may still apply them.
 std::string namesIn(const std::string& folder, bool journals) {
     std::set<std::string> names;
     for (const auto& file : std::filesystem::directory_iterator(folder)) {
@@ -246,7 +246,7 @@ std::ptrdiff_t descriptorCount() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-// ---- A run without a fault, and runs with one ---------------------------------------------------
+// ---- Reference run and runs with a fault --------------------------------------------------------
 
 struct Reference {
     Outcome outcomes[stepCount];
@@ -263,9 +263,9 @@ struct Fault {
 constexpr long once = 1;
 constexpr long forGood = LONG_MAX / 2;
 
-void tell(const Fault& fault, const char* what, std::uint32_t number) {
+void report(const Fault& fault, const char* failure, std::uint32_t number) {
     std::printf("FAILED %s: %s %ld%s: %s (0x%X)\n", steps[fault.step].name, tortureKind(fault.kind),
-                fault.nth, fault.times == once ? "" : " on", what, number);
+                fault.nth, fault.times == once ? "" : " on", failure, number);
 }
 
 class Folder {
@@ -290,7 +290,7 @@ void deleteContexts(const World& world) {
     }
 }
 
-// Runs the scenario; the counts of the calls of each step are added to counts.
+// Runs the scenario without a fault and appends the number of calls of each step to counts.
 Reference referenceRun(std::vector<Fault>* counts) {
     const Folder folder;
     World world{.folder = folder.name()};
@@ -309,13 +309,13 @@ Reference referenceRun(std::vector<Fault>* counts) {
     return reference;
 }
 
-// In a process of its own: the scenario with a fault, and what was wrong with it.
+// Runs the scenario with one fault in a process of its own and reports each failed requirement.
 class FaultyRun {
   public:
     FaultyRun(const Reference& reference, const Fault& fault)
         : reference_(reference), fault_(fault) {}
 
-    // True when all was well.
+    // Returns true if all requirements were met.
     bool run() {
         const std::ptrdiff_t descriptors = descriptorCount();
         const long memory = tortureLiveBytes();
@@ -329,9 +329,10 @@ class FaultyRun {
                     require(outcome == reference_.outcomes[step], steps[step].name, outcome.code);
                 }
             }
-            requireSnapshot(world, stepCount, "the last content is wrong");
+            requireSnapshot(world, stepCount, "wrong content at the end");
             deleteContexts(world);
-            require(namesIn(world.folder, true) == "first.qar second.qar ", "files are left");
+            require(namesIn(world.folder, true) == "first.qar second.qar ",
+                    "unexpected or missing files");
         }
         require(descriptorCount() == descriptors, "a descriptor is leaked");
         require(tortureLiveBytes() == memory, "memory is leaked");
@@ -339,16 +340,17 @@ class FaultyRun {
     }
 
   private:
-    void require(bool condition, const char* what, std::uint32_t code = 0) {
+    void require(bool condition, const char* failure, std::uint32_t code = 0) {
         if (!condition) {
-            tell(fault_, what, code);
+            report(fault_, failure, code);
             failed_ = true;
         }
     }
 
-    // step: after how many steps the content is to be that of the run without a fault.
-    void requireSnapshot(const World& world, int step, const char* what, std::uint32_t code = 0) {
-        require(snapshot(world) == reference_.snapshots[step], what, code);
+    // Requires the content of the reference run after this number of steps.
+    void requireSnapshot(const World& world, int step, const char* failure,
+                         std::uint32_t code = 0) {
+        require(snapshot(world) == reference_.snapshots[step], failure, code);
     }
 
     void runStepWithFault(World& world) {
@@ -358,15 +360,15 @@ class FaultyRun {
         Outcome outcome = steps[step].call(world);
         const bool fired = tortureDisarm() > 0;
         if (steps[step].deletes) {
-            return;  // what could not be saved now is saved by a later step
+            return;  // a later step saves the changes that could not be saved now
         }
         if (outcome != expected) {
             require(fired && outcome.code != 0, "success with a wrong result", outcome.code);
             require(std::ranges::count(blamingCodes, outcome.code) == 0,
-                    "a failing system is called something else", outcome.code);
+                    "a system failure is reported as damage or an internal failure", outcome.code);
             requireSnapshot(world, step, "a failed call has changed something", outcome.code);
             outcome = steps[step].call(world);
-            require(outcome == expected, "the retry does not work", outcome.code);
+            require(outcome == expected, "the repeated call has another result", outcome.code);
         }
         if (fired) {
             requireSnapshot(world, step + 1, "the content is wrong", outcome.code);
@@ -382,7 +384,8 @@ class FaultyRun {
     bool failed_ = false;
 };
 
-// A signal, too, is a failure; after a minute there is one.
+// Runs the fault in a child process; returns true if it passes. A signal counts as a failure, also
+// the alarm that ends a child after a minute.
 bool judged(const Reference& reference, const Fault& fault) {
     const pid_t child = fork();
     if (child == 0) {
@@ -394,7 +397,7 @@ bool judged(const Reference& reference, const Fault& fault) {
     int status = 0;
     waitpid(child, &status, 0);
     if (WIFSIGNALED(status)) {
-        tell(fault, "a signal", static_cast<std::uint32_t>(WTERMSIG(status)));
+        report(fault, "ended by a signal", static_cast<std::uint32_t>(WTERMSIG(status)));
     }
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
@@ -421,7 +424,7 @@ int main(int argumentCount, char** arguments) {
     };
     const long wanted = number(1, 0);
     const auto seed = static_cast<std::uint32_t>(number(2, 1));
-    referenceRun(nullptr);  // what is made once in a process is made here
+    referenceRun(nullptr);  // allocates everything that is allocated once per process
     std::vector<Fault> counts;
     const Reference reference = referenceRun(&counts);
     for (int step = 0; step < stepCount; ++step) {

@@ -1,12 +1,12 @@
-"""Every one of the 27 methods with every call that it makes of the C library failing.
+"""Make each C library call of each of the 27 methods fail.
 
     faults.py [FAULTS [SEED]]
 
-Runs under the shim, once for each fault, chosen at random of all there are (FAULTS: how many, by
-default 0 for all). A method whose call fails gives a status or MemoryError and no other exception;
-one that succeeds gives what it gives without the fault; one that failed works when it is tried
-again, and everything after it, down to what is in the files. Descriptors are not leaked, nor is
-memory, however often a method that reads fails in the same way.
+FAULTS is the number of faults to try, chosen at random; 0 (default) tries all. Runs under the shim,
+once for each fault. A method with a failing call must return a status or raise MemoryError. If it
+succeeds, it must return the same result as without the fault. If it fails, it must succeed when
+repeated, and all later results and the files must be the same as without the fault. Descriptors
+must not leak, and neither must memory if a reading method fails repeatedly in the same way.
 """
 
 import ctypes
@@ -19,13 +19,13 @@ import torture
 from torture import Failed, status_of
 
 shim = torture.shim()
-FAILURES_ON = 40  # calls that fail "on and on"; few enough for the interpreter to come back
+FAILURES_ON = 40  # consecutive failing calls, few enough for the interpreter to recover
 
 CONTENT = tuple(range(1000))
 
 
-# The scenario: the method, its arguments (a name of the world stands for a handle), whether it only
-# reads, and the name under which what `open` gives is kept.
+# The scenario. Each step is the method, its arguments ("a" and "b" are replaced by handles), True
+# if it only reads, and for `open` the name of the handle that it returns.
 def steps(folder):
     first, second = (os.path.join(folder, name) for name in ("first.qar", "second.qar"))
     number, name = torture.LIVE_TIME, torture.NUCLIDE_NAME
@@ -82,7 +82,7 @@ def steps(folder):
 
 
 def call(world, step, kind=-1, nth=1, times=0):
-    """The answer of the step, or None for MemoryError, and whether something failed."""
+    """Return the answer of the step (None for MemoryError) and True if a call failed."""
     method, arguments, _, kept = step
     given = tuple(world.get(item, item) if isinstance(item, str) else item for item in arguments)
     function, answer, arm, disarm = (
@@ -109,7 +109,7 @@ def call(world, step, kind=-1, nth=1, times=0):
 
 
 def succeeded(answer):
-    """Whether this is the answer of success; getIsOpen and getIsDirty have no status."""
+    """Return True if the answer means success; getIsOpen and getIsDirty have no status."""
     return answer is not None and status_of(answer) in (0, 1)
 
 
@@ -120,23 +120,23 @@ def descriptors():
 def live_bytes_after(world, step, fault):
     for _ in range(8):
         call(world, step, *fault)
-    gc.collect()  # which empties the interpreter's stores of objects to use again
-    sys._clear_type_cache()  # which keeps the names of attributes that were looked up
+    gc.collect()  # empties the interpreter's free lists
+    sys._clear_type_cache()  # holds references to the names of attributes
     return shim.tortureLiveBytes()
 
 
 def require_no_leak(world, step, fault):
-    """A leak goes on; what the interpreter keeps for itself does not."""
+    """Raise Failed if memory use keeps growing; caches of the interpreter stop growing."""
     size = live_bytes_after(world, step, fault)
     for _ in range(5):
         before, size = size, live_bytes_after(world, step, fault)
         if size <= before + 64:
             return
-    raise Failed("%d bytes are leaked in 8 calls" % (size - before))
+    raise Failed("8 calls leak %d bytes" % (size - before))
 
 
 def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
-    """The answers of all steps; with a fault in one of them they are compared with the reference."""
+    """Run all steps, one of them with a fault, and compare the answers with the reference."""
     world, answers = {}, []
     os.environ["ORV_INPUTS"] = folder
     for index, step in enumerate(steps(folder)):
@@ -149,7 +149,7 @@ def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
             if step[0] == "enumerateDefinitions" and fired and succeeded(answer):
                 answer = reference[index]  # a failure ends its list and is not reported
             if answer != reference[index] and (not fired or succeeded(answer)):
-                raise Failed("gives %.100r, not %.100r" % (answer, reference[index]))
+                raise Failed("returns %.100r, expected %.100r" % (answer, reference[index]))
             if answer != reference[index]:
                 if step[3] in world and step[0] == "open":
                     pyORV3.close(world[step[3]], 0)
@@ -160,7 +160,7 @@ def run(folder, reference=None, fault_step=-1, fault=None, counts=None):
             answer, _ = call(world, step)
         if reference is not None and answer != reference[index]:
             raise Failed(
-                "%s step %d, %s, gives %.100r, not %.100r"
+                "%s step %d, %s, returns %.100r, expected %.100r"
                 % (
                     "the repeated" if index == fault_step else "the later",
                     index,
@@ -177,7 +177,7 @@ KINDS = next(kind for kind in range(100) if shim.tortureKind(kind) is None)
 
 
 def contents(folder):
-    """What is in the files in the end."""
+    """Return the content of each file in the folder."""
     result = {}
     for name in sorted(os.listdir(folder)):
         with torture.opened(os.path.join(folder, name)) as handle:
@@ -191,12 +191,12 @@ def try_fault(folder, reference, final, step, fault):
     if descriptors() != before:
         raise Failed("a descriptor is leaked")
     if contents(folder) != final:
-        raise Failed("the files hold something else")
+        raise Failed("the content of the files differs from the run without a fault")
 
 
 def main():
     wanted, random = torture.arguments([0, 1])
-    # The system's loader does not get over exhausted memory while it maps a library.
+    # Load the engine first: the system's loader cannot recover if memory runs out meanwhile.
     ctypes.CDLL(os.path.join(os.path.dirname(pyORV3.__file__), "peak_search.so"))
     os.environ["TORTURE_VARIABLE"] = "value"
     counts = []
@@ -207,7 +207,7 @@ def main():
         final = contents(folder)
     for index, answer in enumerate(reference):
         if not succeeded(answer):
-            raise Failed("step %d without a fault gives %r" % (index, answer))
+            raise Failed("step %d without a fault returns %r" % (index, answer))
     faults = [
         (step, (kind, nth, times))
         for step, kind, calls in counts

@@ -1,12 +1,12 @@
-"""Flips bits in a sound file: whatever is read is what was written, or is reported as damage.
+"""Flip bits in a sound file: each value must be read as written or reported as damage.
 
     flips.py [FLIPS [SEED]]
 
 The file has a spectrum, records of several classes with entries, results and an unformatted block.
-Half of the flips hit the first two pages, with the header, the schema and the directory; the others
-hit any byte. After each flip the file is read, copied class by class, checked, and a value is saved
-in it. A failure is a wrong or missing value without the status of damage, a check that passes
-although something cannot be read, and a save after which the file holds a wrong value.
+Half of the flips hit the first two pages, which contain the header, the schema and the directory;
+the others hit any byte. After each flip the file is read, copied class by class and checked, and a
+value is saved. A failure is a wrong or missing value without the status of damage, a check that
+passes although a class cannot be read, or a wrong value in the file after the save.
 """
 
 import contextlib
@@ -26,7 +26,7 @@ PAGES_OF_DIRECTORY = 2 * 4096
 
 
 def write_sound_file(path, folder):
-    """Values of three files that an earlier version wrote, and a larger spectrum."""
+    """Write the values of three files of an earlier version and a larger spectrum."""
     with torture.opened(path, CREATE) as handle:
         for name in ("measurement.qar", "nuclides.qar", "sequence.qar"):
             with torture.opened(str(GOLDEN / name)) as source:
@@ -51,11 +51,12 @@ def rows_of(path):
 
 
 def read_classes(path, copy, classes):
-    """The rows of the classes that can be read, and these classes; None if opening is refused."""
+    """Return the rows of the readable classes (None if opening fails), these classes, and True if
+    the check passes."""
     status, handle = pyORV3.open(path, READ, 1, "")
     if status != 0:
         if status_of(status) not in REFUSED:
-            raise Failed("opening gives 0x%08X" % status_of(status))
+            raise Failed("opening returns 0x%08X" % status_of(status))
         return None, set(), False
     readable = set()
     with torture.opened(copy, CREATE) as destination:
@@ -65,7 +66,7 @@ def read_classes(path, copy, classes):
             if status == 0:
                 readable.add(number)
             elif status not in DAMAGED:
-                raise Failed("reading class 0x%04X gives 0x%08X" % (number, status))
+                raise Failed("reading class 0x%04X returns 0x%08X" % (number, status))
     is_sound = pyORV3.reverify(handle) == 0
     pyORV3.close(handle, 0)
     rows = {row for row in rows_of(copy) if row[0] >> 16 in readable}
@@ -74,22 +75,22 @@ def read_classes(path, copy, classes):
 
 
 def check_reading(path, copy, sound_rows, classes, except_for=()):
-    """Returns how the damage is reported: not at all, by the check, by a class or at opening."""
+    """Return how the damage is reported: not at all, by the check, by a class or at opening."""
     rows, readable, is_sound = read_classes(path, copy, classes)
     if rows is None:
         return "refused at opening"
     expected = {row for row in sound_rows if row[0] >> 16 in readable}
     wrong = {row for row in rows ^ expected if row[0] not in except_for}
     if wrong:
-        raise Failed("wrong or missing: %.200r" % sorted(wrong)[:3])
+        raise Failed("wrong or missing rows: %.200r" % sorted(wrong)[:3])
     if is_sound and readable != set(classes):
-        raise Failed("the check passes, and a class cannot be read")
+        raise Failed("the check passes although a class cannot be read")
     return "harmless" if is_sound else "seen by the check" if readable == set(classes) else "damage"
 
 
 def save_value(path):
-    """True if a value could be saved in spite of the flip. In a process of its own, which keeps
-    the source open if that fails."""
+    """Return True if a value can be saved in spite of the flip. Runs in a process of its own,
+    because the source may remain open on a failure."""
     process = os.fork()
     if process == 0:
         status, handle = pyORV3.open(path, WRITE, 1, "")

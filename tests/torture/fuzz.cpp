@@ -1,6 +1,6 @@
-// The readers of texts and values from outside, fed with arbitrary bytes: Timestamp::parse, the
-// conversions of parameters and variants, the registry file. The first byte chooses the reader.
-// Clang's libFuzzer drives it (scripts/torture); elsewhere replay.cpp runs the corpus through it.
+// Feeds arbitrary bytes to the readers of external data: Timestamp::parse, the conversions of
+// parameters and variants, and the registry file. The first byte selects the reader. Run by
+// libFuzzer (scripts/torture) if Clang is available, otherwise by replay.cpp with the corpus.
 #include <Python.h>
 
 #include <array>
@@ -30,7 +30,7 @@ void require(bool condition) {
     }
 }
 
-// What was parsed is an instant in range that its own text gives again.
+// Requires that a parsed date is in range and that its formatted string parses to the same date.
 void parseTimestamp(std::string_view text) {
     Timestamp parsed;
     if (parsed.parse(text)) {
@@ -67,7 +67,7 @@ void convertVariant(std::uint32_t type, std::string_view bytes) {
     static_cast<void>(text.toBoolean() == value.toBoolean());
 }
 
-// A value that can be made of the bytes gives bytes that make the same value.
+// Converts the bytes to a Python object and back, and the bytes as a Python string to a value.
 void convertParameter(std::uint32_t code, std::string_view bytes) {
     Parameter parameter;
     ByteStream stream(static_cast<std::uint32_t>(bytes.size()));
@@ -104,12 +104,12 @@ void readRegistry(std::string_view content) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argumentCount*/, char*** /*arguments*/) {
     Py_InitializeEx(0);
-    require(Parameter().load(0x20000001) == pyORV3::success);  // else there is nothing to convert
+    require(Parameter().load(0x20000001) == pyORV3::success);  // the dictionary loads
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // Of each layout of a value one parameter; the types of the table and one beyond.
+    // Parameters that cover all layouts of values.
     constexpr std::array<std::uint32_t, 10> codes = {0x20000001, 0x20000004, 0x20000006, 0x20000007,
                                                      0x20000011, 0x20000012, 0x20000016, 0x20000017,
                                                      0x20000018, 0x2001000D};

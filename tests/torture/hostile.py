@@ -1,13 +1,12 @@
-"""Damaged and hostile files: whatever is in a file, nothing crashes, hangs or makes it worse.
+"""Read and write damaged and hostile files: none may cause a crash, a hang or more damage.
 
     hostile.py [MUTANTS [SEED]]
 
-MUTANTS (default 300) files are made from sound ones by changes to bytes, pages, schema and rows;
-to these come the hostile schemas below, each time all of them. Each file is read by every function
-that reads, copied, analysed by the engine, written and flushed, in a process of its own, for which
-the build with the address sanitizer is meant. A failure is a crash, a sanitizer's report, more than
-2 s of processor time or 500 MB, a file changed by reading or by a refusal, and a file that is worse
-after a flush that succeeded.
+MUTANTS (default 300) files are made from sound ones by changes to bytes, pages, schema and rows.
+All hostile schemas below are tried as well. Each file is read by every reading function, copied,
+analysed by the engine, written and flushed, in a process of its own. Use the build with the address
+sanitizer. A failure is a crash, a sanitizer's report, more than 2 s of processor time or 500 MB, a
+file changed by reading or by a refusal, or a file with more damage after a successful flush.
 """
 
 import contextlib
@@ -91,7 +90,7 @@ VALUES = (
 
 
 def damage(content, kind, random):
-    """Changes the bytes of a file in place."""
+    """Change the bytes of a file in place."""
     pages = len(content) // 4096
     first, second = (random.randrange(pages) * 4096 for _ in range(2))
     if kind == "bytes":
@@ -115,7 +114,7 @@ def damage(content, kind, random):
         content += random.choice((b"\0", bytes(512), bytes(4096), bytes(100000), b"tail" * 1024))
 
 
-# The tables of a version: name, column of the content, columns of the key.
+# The tables of each version: name, content column, key columns.
 TABLES = {
     1: (
         ("block", "content", "class"),
@@ -145,8 +144,8 @@ def changed_rows(version, random):
     )
 
 
-# Changes of the schema that a curious user or another version might make. TABLE stands for the
-# name of a table.
+# Schema changes that a curious user or another version might make. TABLE is replaced by the name
+# of a table.
 SCHEMA_CHANGES = (
     "DROP TABLE TABLE",
     "ALTER TABLE TABLE RENAME TO others",
@@ -183,7 +182,7 @@ SCHEMA_CHANGES = (
 
 
 def run_sql(path, script):
-    """Runs the script, also one that changes the schema's own table; says whether SQLite let it."""
+    """Run the script, which may change sqlite_schema; return True if SQLite accepted it."""
     database = sqlite3.connect(path, isolation_level=None)
     try:
         database.execute("PRAGMA writable_schema = ON")
@@ -196,7 +195,7 @@ def run_sql(path, script):
 
 
 def make_mutant(path, version, random):
-    """Changes the file; returns the kind of the change and what it was."""
+    """Change the file; return the kind of the change and the SQL script, if any."""
     kind = random.choice(
         ("bytes", "bytes", "bytes", "pages", "cut", "rows", "rows", "schema", "journal")
     )
@@ -222,7 +221,7 @@ def make_mutant(path, version, random):
 
 # ---- Hostile schemas -------------------------------------------------------------------------------
 
-# Expressions that take all the time or all the memory there is.
+# Expressions that take very much time or memory.
 SLOW = "instr(hex(zeroblob(400000)), hex(zeroblob(200000)) || '1')"
 LARGE = "length(hex(zeroblob(300000000))) > 0"
 DOUBLED = ", ".join("g%d AS (g%d || g%d)" % (n, n - 1, n - 1) for n in range(1, 30))
@@ -235,7 +234,7 @@ BLOCK, PLACE, VALUE = (
 
 
 def redefined(table, definition, more=""):
-    """The table's definition replaced in the schema, its rows left as they are."""
+    """Return SQL that replaces the table's definition in the schema and keeps its rows."""
     without = "" if table in ("block", "item") else " WITHOUT ROWID"
     text = "CREATE TABLE %s(%s)%s" % (table, definition, more or without)
     return "UPDATE sqlite_schema SET sql = '%s' WHERE name = '%s'" % (
@@ -381,11 +380,11 @@ DOWNGRADE = """
 """
 
 
-# ---- What is done with each file -------------------------------------------------------------------
+# ---- Operations on each file -----------------------------------------------------------------------
 
 
 def known_codes():
-    """All codes of the dictionary, by class."""
+    """Return all codes of the dictionary, by class."""
     codes = {}
     for number in CLASSES:
         codes[number] = [
@@ -397,7 +396,7 @@ def known_codes():
 
 
 def read_everything(handle, codes):
-    """All answers of the functions that read, by class, with at most 200 records of each."""
+    """Return all answers of the reading functions, by class, for at most 200 records each."""
     content = {}
     for number in CLASSES:
         status, records = pyORV3.count(handle, number, 0)
@@ -419,7 +418,7 @@ def read_everything(handle, codes):
 
 
 def is_changed_elsewhere(before, after):
-    """Whether more than what set_value sets is different: it may make the class's first record."""
+    """Return True if the contents differ in more than the value and record of set_value."""
     differ = {number for number in before if before[number] != after[number]}
     read = [
         set(re.findall(r"\(0, [^)]*\)", content[torture.MEASUREMENT]))
@@ -436,7 +435,7 @@ def hash_of(folder):
 
 
 def timed(function):
-    """The function, which ends the process when it takes too long."""
+    """Return the function with a time limit: the process is killed if it takes too long."""
 
     def limited(*arguments):
         signal.setitimer(signal.ITIMER_PROF, SECONDS)
@@ -450,7 +449,7 @@ def timed(function):
 
 @timed
 def read_file(path, codes):
-    """What is read of the file, None where it is not opened."""
+    """Return the content of the file, or None if it cannot be opened."""
     status, handle = pyORV3.open(path, READ, 1, "")
     if status != 0:
         return None
@@ -461,7 +460,7 @@ def read_file(path, codes):
 
 @timed
 def copy_class(handle, number, copied, codes):
-    """Copies a class, or with 0 the whole source, into a new file, which is read."""
+    """Copy a class (0: the whole source) to a new file and read it."""
     with torture.opened(copied, CREATE) as copy:
         pyORV3.createBlock(copy, number, 0)
         pyORV3.copyTo(handle, copy, number)
@@ -489,8 +488,8 @@ def change_file(path, change):
 
 
 def write_file(path, change):
-    """Whether the file was opened, changed, flushed and closed; in a process of its own, which
-    takes with it what could not be saved."""
+    """Return True if the file was opened, changed, flushed and closed. Runs in a process of its
+    own, so that changes that could not be saved are lost."""
     failure = torture.failure_of(lambda: change_file(path, change))
     if failure not in (None, repr(NOT_WRITTEN)):
         raise Failed("%s while writing" % failure)
@@ -508,7 +507,7 @@ def run_engine(handle):
 
 
 def is_sound(path):
-    """Whether SQLite finds the file sound; its schema is not run for long."""
+    """Return True if SQLite finds the file sound before a limit of instructions is reached."""
     with contextlib.closing(sqlite3.connect(path)) as database:
         database.set_progress_handler(lambda: 1, 1000000)
         try:
@@ -524,7 +523,7 @@ def try_file(path, codes, scratch, kind):
     copy_file(path, codes, scratch)
     os.environ["ORV_INPUTS"] = folder
     pyORV3.enumerateDefinitions()
-    recovers = kind == "journal"  # whoever opens the file first brings it in order
+    recovers = kind == "journal"  # opening the file applies or renames the journal
     if hash_of(folder) != before and not recovers:
         raise Failed("reading has changed the folder")
     sound = kind != "hostile" and is_sound(path)
@@ -534,13 +533,13 @@ def try_file(path, codes, scratch, kind):
         if not written and content is None and hash_of(folder) != before and not recovers:
             raise Failed("a refusal has changed the folder")
         if not written and after != content:
-            raise Failed("a write that failed has changed the content")
+            raise Failed("a failed write has changed the content")
         if written and after is None:
-            raise Failed("a flushed file does not open")
+            raise Failed("the file cannot be opened after a flush")
         if written and content is not None and is_changed_elsewhere(content, after):
-            raise Failed("a flush has changed more than it was told")
+            raise Failed("a flush has changed other values")
         if written and sound and not is_sound(path):
-            raise Failed("a flush has made the file unsound")
+            raise Failed("a flush has damaged the file")
         content = after
 
 
@@ -549,7 +548,7 @@ def try_within_memory(*arguments):
     try_file(*arguments)
     grown = (resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - at_start) // 1024
     if grown > MEGABYTES:
-        raise Failed("%d MB" % grown)
+        raise Failed("memory use has grown by %d MB; at most %d are allowed" % (grown, MEGABYTES))
 
 
 def main():
@@ -579,17 +578,17 @@ def main():
             old = os.path.join(sound, "%d-1.qar" % records)
             shutil.copy(path, old)
             if not run_sql(old, DOWNGRADE):
-                raise Failed("no file of version 1 could be made")
+                raise Failed("cannot convert a file to version 1")
         for version, make in makers:
             with torture.folder() as folder, torture.folder() as scratch:
                 path = os.path.join(folder, "file.qar")
                 name = "%d-%d.qar" % (random.choice((2, 40)), version)
                 shutil.copy(os.path.join(sound, name), path)
-                kind, what = make(path, version)
+                kind, change = make(path, version)
                 failure = torture.failure_of(lambda: try_within_memory(path, codes, scratch, kind))
                 if failure:
                     failures += 1
-                    print("FAILED %s %s: %s" % (kind, what, failure), flush=True)
+                    print("FAILED %s %s: %s" % (kind, change, failure), flush=True)
                     if os.environ.get("TORTURE_KEEP"):
                         shutil.copytree(
                             folder, os.path.join(os.environ["TORTURE_KEEP"], str(failures))

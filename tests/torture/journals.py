@@ -1,10 +1,10 @@
-"""Kills writers in the middle of a save, and puts another file beside the journal that is left.
+"""Kill writers in the middle of a save and put another file beside the remaining journal.
 
     journals.py [KILLS [SEED]]
 
 A process saves one state after the other until it is killed. If that leaves a journal, the file is
-then removed, moved, replaced, restored from a backup or saved by its other name. Whatever follows,
-each file must hold one whole state: the one that was written to it last.
+then removed, moved, replaced, restored from a backup or saved by its other name. Afterwards each
+file must contain one complete state, the one that was last written to it.
 """
 
 import os
@@ -22,7 +22,7 @@ OTHER, RESTORED, NEW = 7000, 8000, 9000
 
 
 def save_states(path, first, mode=WRITE):
-    """Saves one state after the other, or only the first one."""
+    """Save the first state; return the open handle, which can save further ones."""
     handle = ok(pyORV3.open(path, mode, 1, ""), "opening")
     write_state(handle, first)
     ok(pyORV3.flush(handle), "flush")
@@ -34,7 +34,7 @@ def save_state(path, number, mode=WRITE):
 
 
 def killed_writer(path, random):
-    """Starts a process that saves states 1, 2, ... and kills it; True if a journal is left."""
+    """Start and kill a process that saves states 1, 2, ...; return True if a journal is left."""
     process = os.fork()
     if process == 0:
         handle = save_states(path, 1)
@@ -48,18 +48,18 @@ def killed_writer(path, random):
 
 
 def check_state(path, *expected):
-    """The file is sound in both modes and holds one of the states, or any if none is given."""
+    """Require a sound file in both modes, in one of the states, or in any if none is given."""
     for mode in (READ, WRITE):
         with torture.opened(path, mode) as handle:
             ok(pyORV3.reverify(handle), "checking")
             number = state_of(handle)
             if expected and number not in expected:
-                raise Failed("%s holds state %d, expected %s" % (path, number, expected))
+                raise Failed("%s is in state %d, expected %s" % (path, number, expected))
     return number
 
 
-# What is done after the kill. path: the killed writer's file. backup: a file in state RESTORED of
-# the same file. link: another name of it.
+# Actions after the kill. path: the file of the killed writer. backup: a copy of that file in state
+# RESTORED. link: another hard link to the file.
 
 
 def create_after_removal(path, backup, link):
@@ -70,12 +70,12 @@ def create_after_removal(path, backup, link):
 
 
 def create_after_move(path, backup, link):
-    """The moved file can be recovered with the journal that was set aside."""
+    """Require that the renamed journal recovers the moved file."""
     moved = path + ".moved"
     os.rename(path, moved)
     save_state(path, NEW, CREATE)
     check_state(path, NEW)
-    if os.path.exists(path + ".journal"):  # not of a journal that held nothing yet
+    if os.path.exists(path + ".journal"):  # an empty journal is not renamed
         os.rename(path + ".journal", moved + "-journal")
     os.remove(link)
     check_state(moved)
@@ -98,19 +98,19 @@ def restore_in_place(path, backup, link):
 
 
 def restore_and_save(path, backup, link):
-    """The change counter of the backup comes as near to that of the journal as it may."""
+    """Save the backup once: its change counter gets as close to that of the journal as possible."""
     save_state(backup, NEW)
     os.replace(backup, path)
     check_state(path, NEW)
 
 
 def save_by_other_name(path, backup, link):
-    """By its other name the file is damaged or sound; what is then saved stays."""
+    """Require that a save by the other name is kept, if the file is sound by that name."""
     status, handle = pyORV3.open(link, WRITE, 1, "")
     if status != 0 or pyORV3.reverify(handle) != 0:
         if status == 0:
             pyORV3.close(handle, 0)
-        check_state(path)  # its own name recovers it
+        check_state(path)  # opening by the writer's name applies the journal
         return
     pyORV3.close(handle, 0)
     save_state(link, NEW)
@@ -130,7 +130,7 @@ AFTERWARDS = (
 
 
 def kill_one(folder, random):
-    """Returns what was done beside a journal, or None if the kill left none."""
+    """Return the name of the action after the kill, or None if no journal was left."""
     path, backup, link = (os.path.join(folder, name) for name in ("a.qar", "backup.qar", "b.qar"))
     save_state(path, RESTORED, CREATE)
     shutil.copyfile(path, backup)

@@ -1,11 +1,12 @@
-"""Random work on data sources beside a plain model of them, also with the process killed.
+"""Compare random operations on data sources with a plain model, also after kills.
 
     model.py [STEPS [KILLS [SEED]]]
 
-STEPS (default 10,000) operations through two handles of one source and one of another one, each
-compared with the model: status and result, now and then all content, and what a reopening reads.
-Then KILLS (default 50) processes that work so and are killed by SIGKILL at a random moment, while a
-second process reads beside them: it sees a state that was saved, and afterwards the last one is there.
+Does STEPS (default 10,000) operations through two handles of one source and one of another, and
+compares each status and result with the model, sometimes also the whole content and the content
+after reopening. Then it kills KILLS (default 50) processes that do the same, with SIGKILL at a
+random moment. Meanwhile a second process reads: it must always see a saved state. After the kill,
+the last saved state must be in the file.
 """
 
 import copy
@@ -36,7 +37,7 @@ from torture import (
 )
 
 TEXTS = {torture.COMMENT: 250, torture.NUCLIDE_NAME: 15, torture.RESULT_NAME: 15}
-LARGEST = 12  # records of a class that the operations aim at
+LARGEST = 12  # limit of the record numbers in the operations
 STEPS_TO_DIE_IN = 400
 
 
@@ -45,8 +46,9 @@ def rounded(size):
 
 
 class Model:
-    """What a source holds: by class records, each [values by code, entries], and a spectrum. An
-    operation gives what the function it is named after gives, and changes nothing when it fails."""
+    """The content of a source: records by class, each [values by code, entries], and a spectrum.
+
+    Each operation has the name and result of a function of pyORV3. A failed one changes nothing."""
 
     def __init__(self):
         self.classes = {}
@@ -56,7 +58,7 @@ class Model:
         return self.classes.get(number, [])
 
     def content(self):
-        """As torture.content_of gives it of a source."""
+        """Return the content in the form of torture.content_of."""
         content = {
             number: [
                 [values.get(code) for code in codes]
@@ -69,7 +71,7 @@ class Model:
         return repr(content)
 
     def place(self, code, record, entry, room):
-        """The status for a value's place, its record (None: a new one), and the entry, from 1."""
+        """Return the status for the position of a value, its record (None: new), and its entry."""
         records, by_entry = self.records(code >> 16), code in PARAMETERS[code >> 16][1]
         entry = max(entry, 1) if by_entry else entry
         if not by_entry and entry > 1:
@@ -102,7 +104,7 @@ class Model:
         return status
 
     def items(self, number, record, entry, room):
-        """The list that an insertion (room 1) or a deletion is about, and the position in it."""
+        """Return the status, list and index of an insertion (room 1) or deletion (room 0)."""
         records = self.records(number)
         if not 1 <= record <= len(records) + (0 if entry else room):
             return NO_RECORD, None, 0
@@ -183,7 +185,7 @@ class Model:
         return (0, record) if distance <= tolerance else (NOT_FOUND, 0)
 
     def copyTo(self, target, number):
-        """Here and in moveRecordsTo the model is the source."""
+        """Copy from this model to the target."""
         if number == 0:
             target.classes, target.spectrum = copy.deepcopy((self.classes, self.spectrum))
         elif number not in self.classes or number not in target.classes:
@@ -204,8 +206,9 @@ class Model:
 
 
 class Run:
-    """Steps that follow from a seed, on models alone or, in a folder, on the sources as well.
-    saved: for each source the step and the content of each saving."""
+    """Steps determined by a seed, on the models alone or, if there is a folder, also on sources.
+
+    saved: for each source the step and the content of each save."""
 
     NAMES = ("first", "second")
 
@@ -220,7 +223,7 @@ class Run:
                 self.open(name, CREATE)
 
     def call(self, name, function, *arguments):
-        """Calls the function; a source's name among the arguments stands for the source."""
+        """Call the function; the name of a source among the arguments is replaced by the source."""
         expected = getattr(self.models[name], function)(
             *[self.models.get(item, item) if item in self.NAMES else item for item in arguments]
         )
@@ -235,7 +238,7 @@ class Run:
             )
             if found != expected:
                 raise Failed(
-                    "step %d, %s%.60r gives %.200r, expected %.200r"
+                    "step %d, %s%.60r returns %.200r, expected %.200r"
                     % (self.number, function, arguments, found, expected)
                 )
 
@@ -253,7 +256,7 @@ class Run:
         self.report("saved %s %d" % (name, self.number))
 
     def reopen(self, name):
-        """Closes all handles of the source, so that the file itself is read next."""
+        """Close all handles of the source, so that the next call reads the file."""
         self.save(name, lambda handle: pyORV3.close(handle, 0))
         if self.folder:
             if name == "first":
@@ -274,7 +277,7 @@ class Run:
             ].content(), content_of(handle)
             if found != expected:
                 raise Failed(
-                    "step %d, %s holds %.600s, expected %.600s"
+                    "step %d, %s contains %.600s, expected %.600s"
                     % (self.number, name, found, expected)
                 )
 
@@ -342,14 +345,14 @@ class Run:
         for name, model in self.models.items():
             with torture.opened(os.path.join(self.folder, name + ".qar")) as handle:
                 if content_of(handle) != model.content():
-                    raise Failed("%s is not what was closed" % name)
+                    raise Failed("%s has another content than before closing" % name)
 
 
 # ---- Killed processes ------------------------------------------------------------------------------
 
 
 class Worker:
-    """A forked process that works until it is killed, with what it has reported so far."""
+    """A forked process that does steps until it is killed, and its reports so far."""
 
     def __init__(self, seed, folder, reopens):
         self.reports, write_end = os.pipe()
@@ -378,10 +381,10 @@ class Worker:
         except BlockingIOError:
             pass
         if "failed" in self.text:
-            raise Failed("the process to be killed: " + self.text[self.text.index("failed") :])
+            raise Failed("the worker process " + self.text[self.text.index("failed") :])
 
     def last(self, kind, name):
-        """The step of the last report of this kind on a source; -1 without one."""
+        """Return the step of the last report of this kind on a source, or -1 if there is none."""
         steps = [
             int(line.split()[2])
             for line in self.text.split("\n")[:-1]
@@ -398,12 +401,12 @@ class Worker:
 
 def check_saved(path, saved, first, last, who):
     with torture.opened(path) as handle:
-        # Where a writer saves between two touches, the classes touched later show the new state.
+        # If a writer saves between two reads, classes that are read later show the new state.
         content, again = None, content_of(handle)
         while content != again:
             content, again = again, content_of(handle)
     if content not in [state for step, state in saved if first <= step <= last]:
-        raise Failed("%s sees no state of those saved in steps %d to %d" % (who, first, last))
+        raise Failed("%s does not see a state saved in steps %d to %d" % (who, first, last))
 
 
 def kill_one(seed, folder, random):
@@ -426,7 +429,7 @@ def kill_one(seed, folder, random):
                 "the second process",
             )
             if not reopens and status_of(pyORV3.open(paths[name], WRITE, 1, "")) != IN_USE:
-                raise Failed("a second writer is let in")
+                raise Failed("a second writer could open the file")
         time.sleep(max(0, end - time.monotonic()))
     finally:
         worker.kill()
@@ -441,7 +444,7 @@ def kill_one(seed, folder, random):
         with torture.opened(path, WRITE) as handle:
             ok(pyORV3.setParameter(handle, torture.LIVE_TIME, 1.0, 1, 0), "writing after a kill")
     if len(os.listdir(folder)) != len(paths):
-        raise Failed("left behind: %s" % os.listdir(folder))
+        raise Failed("unexpected files: %s" % os.listdir(folder))
 
 
 def run_one(seed, folder, steps):

@@ -1,12 +1,12 @@
-"""Cuts the power at every moment of a run: whatever a flush has returned for is there afterwards.
+"""Simulate a power cut at each moment of a run: each completed flush must survive.
 
     power_cut.py [STATES [SEED]]
 
-A run under the shim records what it does to its folder. Then, for every moment of it, the folder
-is made again as a drive may hold it that was cut off: what was synced is there; of what was
-written since, and of the names given and taken since, all, nothing or any part is there. Data
-needs a sync of its file, a name one of its folder. Each folder is opened, read, written and closed.
-STATES: how many are tried, chosen at random; 0 (default) for all.
+STATES is the number of cuts to try, chosen at random; 0 (default) tries all. A run under the shim
+records its changes to a folder. For each moment of the run, the folder is then built as it may be
+on the drive after a power cut: synced data and names are complete; of the later data and names
+all, none or any part is present. Data is synced with its file, a name with its folder. The files
+of each folder are opened, read, written and closed.
 """
 
 import os
@@ -23,11 +23,11 @@ NAMES = ("alpha.qar", "beta.qar")
 ROUNDS = 14
 
 
-# ---- The run that is recorded ---------------------------------------------------------------------
+# ---- The recorded run -----------------------------------------------------------------------------
 
 
 def write_state(handle, number):
-    """Content of several classes that follows from one number."""
+    """Write values of several classes that are determined by one number."""
     ok(pyORV3.setParameter(handle, torture.LIVE_TIME, float(number), 1, 0), "setParameter")
     ok(
         pyORV3.setParameter(handle, torture.COMMENT, "state %d " % number * 12, 1, 0),
@@ -42,7 +42,7 @@ def write_state(handle, number):
 
 
 def state_of(handle):
-    """The number whose content this is; the content holds together."""
+    """Return the number of the state; raise Failed if the values belong to different states."""
     number = int(pyORV3.getParameter(handle, torture.LIVE_TIME, 1, 0)[1])
     expected = {
         torture.MEASUREMENT: [[float(number), "state %d " % number * 12]],
@@ -51,16 +51,16 @@ def state_of(handle):
         torture.RESULTS: [],
         torture.SPECTRUM: list(range(number, number + 256)),
     }
-    if number == 0:  # created, and nothing saved yet
+    if number == 0:  # created, but nothing saved yet
         expected = dict.fromkeys(torture.PARAMETERS, [])
         expected[torture.SPECTRUM] = None
     if torture.content_of(handle) != repr(expected):
-        raise Failed("the content of state %d does not hold together" % number)
+        raise Failed("state %d is mixed with values of other states" % number)
     return number
 
 
 def record_run(folder, mark):
-    """mark(TEXT) stands in the record behind what has returned."""
+    """Save states; mark(TEXT) adds a line to the record after the calls that have returned."""
     for name in NAMES:
         path = os.path.join(folder, name)
         handle = ok(pyORV3.open(path, CREATE, 1, ""), "creating")
@@ -79,11 +79,11 @@ def record_run(folder, mark):
         ok(pyORV3.close(handle, 0), "closing")
 
 
-# ---- What a drive may hold -------------------------------------------------------------------------
+# ---- The drive after a cut -------------------------------------------------------------------------
 
 
 class File:
-    """A file's content: that on the drive, and what was done since its last sync."""
+    """The content of a file on the drive, and its changes since the last sync."""
 
     def __init__(self):
         self.synced = b""
@@ -110,13 +110,13 @@ class File:
 
 
 class Drive:
-    """Files with their names: those on the drive, and those changed since the folder's last sync."""
+    """Files and names on the drive, and changes of names since the last sync of the folder."""
 
     def __init__(self):
         self.files = {}  # by inode number
         self.names = {}
         self.synced_names = {}
-        self.pending = []  # {name: file or None}, whole or not at all
+        self.pending = []  # {name: file or None}, applied completely or not at all
 
     def set_names(self, names):
         self.pending.append(names)
@@ -124,7 +124,7 @@ class Drive:
 
     def apply(self, line, data):
         kind, *words = line.split(" ", 2)
-        if kind == "create" and not self.names.get(words[1]):  # the open may find a file, too
+        if kind == "create" and not self.names.get(words[1]):  # not an existing file
             self.files[words[0]] = File()
             if not words[1].endswith(" (deleted)"):
                 self.set_names({words[1]: self.files[words[0]]})
@@ -145,7 +145,7 @@ class Drive:
             self.pending = []
 
     def folder(self, names_kept, data_kept):
-        """The folder's files with their content; which pending changes are kept say the two."""
+        """Return the content by name of the folder; the two filters select the pending changes."""
         names = dict(self.synced_names)
         for change in filter(names_kept, self.pending):
             names.update(change)
@@ -157,7 +157,7 @@ class Drive:
 
 
 def changes_of(log):
-    """The lines of a record, each with what was written."""
+    """Yield the lines of a record, each with the written data."""
     with open(log, "rb") as record:
         for line in iter(record.readline, b""):
             line = line.decode().rstrip("\n")
@@ -166,7 +166,7 @@ def changes_of(log):
 
 
 def cut_states(log, random):
-    """(what was happening, files, saved state by name, state under way by name) of each cut."""
+    """Yield (moment, files, saved state by name, state being saved by name) of each cut."""
     drive, saved, under_way, seen = Drive(), {}, {}, set()
     everything, nothing = (lambda change: True), (lambda change: False)
     part = lambda change: random.random() < 0.5
@@ -201,12 +201,12 @@ def check_file(path, last_saved, under_way):
         with torture.opened(path, mode) as handle:
             number = state_of(handle)
             if not last_saved <= number <= max(last_saved, under_way):
-                raise Failed("state %d was saved, state %d is there" % (last_saved, number))
+                raise Failed("state %d was saved, but the file has state %d" % (last_saved, number))
             if mode == WRITE:
                 write_state(handle, 99)
     with torture.opened(path) as handle:
         if state_of(handle) != 99:
-            raise Failed("what was written after the cut is lost")
+            raise Failed("the state saved after the cut is lost")
 
 
 def check_state(folder, files, saved, under_way):
@@ -218,10 +218,10 @@ def check_state(folder, files, saved, under_way):
         if os.path.exists(path):
             check_file(path, saved.get(name, 0), under_way.get(name, 0))
         elif name in saved:
-            raise Failed("%s is gone, of which state %d was saved" % (name, saved[name]))
+            raise Failed("%s is missing, but its state %d was saved" % (name, saved[name]))
     left = set(os.listdir(folder)) - set(NAMES)
     if left:
-        raise Failed("left behind: %s" % left)
+        raise Failed("unexpected files: %s" % left)
 
 
 def main():

@@ -1,4 +1,4 @@
-// Runs files through the fuzzed readers (fuzz.cpp) where there is no libFuzzer.
+// Runs files through the fuzzed readers (fuzz.cpp) if libFuzzer is not available.
 //
 //   torture_replay FILE|FOLDER...
 #include <cstdint>

@@ -1,8 +1,8 @@
 // The shim (shim.h). The record has a line for each change of the folder's files, in the order of
-// the calls; a file is named by its inode number, and what is written follows its line:
+// the calls. Files are identified by inode number; written data follows its line:
 //
-//   create INODE PATH    opened with O_CREAT; or with O_TMPFILE, then the path ends in "(deleted)"
-//   name INODE PATH      a further name by link()
+//   create INODE PATH    opened with O_CREAT, or with O_TMPFILE (the path ends in "(deleted)")
+//   name INODE PATH      link() added a name
 //   rename FROM PATH     unlink PATH
 //   write INODE OFFSET LENGTH     truncate INODE LENGTH
 //   sync INODE           syncfolder PATH           mark TEXT
@@ -27,7 +27,7 @@
 #include <ctime>
 #include <string>
 
-// NOLINTBEGIN: the functions of the C library have its names and its manners
+// NOLINTBEGIN: the functions have the names and signatures of the C library
 
 extern "C" {
 void* __libc_malloc(size_t);
@@ -95,7 +95,7 @@ bool isRecorded(const char* path) {
            (path[length] == '/' || path[length] == '\0');
 }
 
-// Writes the line and the data behind it. Keeps what the call has left in errno.
+// Writes the line and then the data. Preserves errno.
 void record(const char* line, const void* data = nullptr, long size = 0) {
     const int error = errno;
     const iovec parts[2] = {{const_cast<char*>(line), strlen(line)},
@@ -106,7 +106,7 @@ void record(const char* line, const void* data = nullptr, long size = 0) {
     errno = error;
 }
 
-// Where the call succeeded and the path is of the folder: VERB PATH, with a further path before it.
+// Records VERB [BEFORE] PATH if the call succeeded and the path is in the folder.
 int recordPath(int result, const char* verb, const char* path, const char* before = "") {
     if (result == 0 && isRecorded(path)) {
         char line[2 * PATH_MAX + 100];
@@ -116,8 +116,8 @@ int recordPath(int result, const char* verb, const char* path, const char* befor
     return result;
 }
 
-// The same for a descriptor: VERB INODE REST, or VERBfolder PATH for a folder. REST is the path
-// where it is null.
+// The same for a descriptor: records VERB INODE REST, or VERBfolder PATH for a folder. The path
+// replaces a null `rest`.
 void recordFile(bool succeeded, int file, const char* verb, const char* rest,
                 const void* data = nullptr, long size = 0) {
     char link[40];
@@ -175,11 +175,12 @@ int recordNaming(int result, const char* path) {
 
 }  // namespace
 
-// The next definition of the function behind this one.
+// The definition that this one overrides.
 #define NEXT(function) \
     static const auto next = reinterpret_cast<decltype(&function)>(dlsym(RTLD_NEXT, #function))
 
-// A function that can fail and otherwise does what it always does; `result` is what it gives.
+// A function that fails if armed and otherwise calls the original. `given` is the returned
+// expression, which may use `result`.
 #define RECORDED(kind, type, failure, function, parameters, arguments, exceptions, given) \
     type function parameters exceptions {                                                 \
         NEXT(function);                                                                   \
@@ -189,7 +190,8 @@ int recordNaming(int result, const char* path) {
 #define WRAPPED(kind, type, failure, function, parameters, arguments, exceptions) \
     RECORDED(kind, type, failure, function, parameters, arguments, exceptions, result)
 
-// A function with one more argument that may be missing, of which the callee knows whether it is.
+// A function with an optional last argument, which is passed on even if the caller omitted it: the
+// original reads it only if it is needed.
 #define VARIADIC(function, parameters, last, type, arguments, failing, given) \
     int function parameters {                                                 \
         NEXT(function);                                                       \
@@ -316,7 +318,7 @@ RECORDED(Rename, int, -1, renameat2, (int at, const char* from, int atInto, cons
 RECORDED(Link, int, -1, link, (const char* from, const char* into), (from, into), noexcept, recordNaming(result, into))
 RECORDED(Link, int, -1, linkat, (int at, const char* from, int atInto, const char* into, int flags),
          (at, from, atInto, into, flags), noexcept, recordNaming(result, into))
-// A program that waits for what cannot come does so in no time.
+// Sleeping returns at once, so that a retry after a fault costs no time.
 using Time = struct timespec;
 #define WAITING(function, parameters, arguments) \
     int function parameters { NEXT(function); return counting ? 0 : next arguments; }

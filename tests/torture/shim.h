@@ -1,25 +1,25 @@
-// What the torture tests ask of the shim, a library that stands between a program and the C
-// library: linked first or preloaded, it makes chosen calls fail and counts what is allocated.
-// With the environment variables TORTURE_LOG (a file) and TORTURE_FOLDER it also records what the
-// program does to the files of the folder (shim.cpp says how).
+// Interface of the shim, a library that overrides functions of the C library if it is linked first
+// or preloaded. It makes selected calls fail and counts allocated bytes. If the environment
+// variables TORTURE_LOG (a file) and TORTURE_FOLDER are set, it also records the program's changes
+// to files of the folder; shim.cpp describes the format.
 #ifndef PYORV3_TESTS_TORTURE_SHIM_H
 #define PYORV3_TESTS_TORTURE_SHIM_H
 
 extern "C" {
 
-// The kinds of calls that can fail, by number: 0 allocations, and those that shim.cpp lists.
-// The name of a kind; null behind the last.
+// Returns the name of a kind of call that can fail, or null after the last one. Kind 0 is an
+// allocation; shim.cpp lists the others.
 const char* tortureKind(int kind);
 
-// From now on the nth call of the kind fails (counted from 1) and those after it, `times` in all.
-// Calls of all kinds are counted from 0 again.
+// Resets the counts of all kinds and makes `times` calls of the kind fail, beginning with the nth
+// (counted from 1).
 void tortureArm(int kind, long nth, long times);
-// No call fails any more; returns how many did.
+// Ends the failures and the counting; returns the number of calls that failed.
 long tortureDisarm();
-// The calls of the kind since the last arming, until its end.
+// Returns the number of calls of the kind between the last arming and disarming.
 long tortureCalls(int kind);
 
-// Bytes that are allocated and not freed.
+// Returns the number of bytes that are allocated and not freed.
 long tortureLiveBytes();
 
 // Writes a line "mark TEXT" to the record.

@@ -1,4 +1,4 @@
-"""What the torture tests in Python share: codes, folders, the command line, a source's content."""
+"""Shared by the torture tests in Python: codes, folders, arguments, the content of a source."""
 
 import contextlib
 import ctypes
@@ -25,7 +25,7 @@ IN_USE, NOT_SET, NO_RECORD, NO_ENTRY, NO_BLOCK, NOT_FOUND = (
     0xEBE88115,
 )
 
-# The parameters that the tests write, by class: those of a record, those of its entries.
+# The parameters that the tests write, by class: one value per record, and one value per entry.
 PARAMETERS = {
     MEASUREMENT: ([LIVE_TIME, COMMENT], []),
     NUCLIDES: ([NUCLIDE_NAME], [LINE_ENERGY]),
@@ -35,17 +35,17 @@ PARAMETERS = {
 
 
 class Failed(Exception):
-    """What must not be."""
+    """A requirement of a test is not met."""
 
 
 def status_of(answer):
     return (answer[0] if isinstance(answer, tuple) else answer) & 0xFFFFFFFF
 
 
-def ok(answer, what="a call"):
-    """The result of a call that must succeed."""
+def ok(answer, call="a call"):
+    """Return the result of a call; raise Failed if the call failed."""
     if status_of(answer) != 0:
-        raise Failed("%s gives 0x%08X" % (what, status_of(answer)))
+        raise Failed("%s returns 0x%08X" % (call, status_of(answer)))
     return answer[1] if isinstance(answer, tuple) else None
 
 
@@ -59,7 +59,7 @@ def opened(path, mode=READ):
 
 
 def content_of(handle):
-    """All that the tests write, as text; None stands for a value that is not set."""
+    """Return all parameters that the tests write as a string; a value that is not set is None."""
 
     def value(code, record, entry):
         status, found = pyORV3.getParameter(handle, code, record, entry)
@@ -82,7 +82,7 @@ def content_of(handle):
 
 @contextlib.contextmanager
 def folder():
-    """A folder that goes in the end; in memory where the system has that."""
+    """Create a folder, in memory if the system supports that, and delete it at the end."""
     path = tempfile.mkdtemp(
         prefix="torture-", dir="/dev/shm" if os.path.isdir("/dev/shm") else None
     )
@@ -93,8 +93,10 @@ def folder():
 
 
 def failure_of(work):
-    """Run the work in a process of its own and return its failure: the exception, the signal that
-    ended it (SIGALRM: it hung), or the report of a sanitizer. None after a success."""
+    """Run the work in a process of its own; return its failure, or None if it succeeds.
+
+    A failure is an exception, the signal that ended the process (SIGALRM if it hung), or the report
+    of a sanitizer."""
     reports, write_end = os.pipe()
     child = os.fork()
     if child == 0:
@@ -115,8 +117,8 @@ def failure_of(work):
 
 
 def arguments(defaults):
-    """The numbers of the command line in the place of the defaults, the last of them, the seed, as
-    a generator of random numbers."""
+    """Return the numbers of the command line, completed by the defaults. The last one is the seed
+    and returned as a generator of random numbers."""
     numbers = [int(given) for given in sys.argv[1:]]
     numbers += defaults[len(numbers) :]
     print("seed %d" % numbers[-1], flush=True)
@@ -124,7 +126,7 @@ def arguments(defaults):
 
 
 def shim():
-    """The shim that this process runs under (shim.h)."""
+    """Return the shim that is preloaded into this process (shim.h)."""
     library = ctypes.CDLL(None)
     library.tortureKind.restype = ctypes.c_char_p
     for name in ("tortureDisarm", "tortureCalls", "tortureLiveBytes"):
