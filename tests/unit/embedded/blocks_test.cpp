@@ -12,7 +12,7 @@ using testing::ElementsAre;
 
 class BlocksTest : public DataSourceTest {
   protected:
-    // The codes of failures; 0 for success.
+    // These return a failure code, or 0 on success.
     [[nodiscard]] std::uint32_t createBlock(std::uint16_t classCode, std::int32_t size,
                                             std::int32_t option = 0) const {
         return source_.failure(OrvCreateBlock(source_.context(), classCode, size, option));
@@ -30,7 +30,7 @@ class BlocksTest : public DataSourceTest {
     std::uint32_t chunks_ = 1;
 };
 
-TEST_F(BlocksTest, TheChannelCountLimitsTheSpectrum) {
+TEST_F(BlocksTest, SpectrumBeyondChannelCountIsRefused) {
     const std::array<std::int32_t, 2> contents = {7, 8};
     const auto put = [&](std::uint16_t first, std::uint16_t count) {
         return SOrvPutSpectrum(source_.context(), first, count, contents.data());
@@ -50,7 +50,7 @@ TEST_F(BlocksTest, TheChannelCountLimitsTheSpectrum) {
     EXPECT_EQ(codes::sizeRefused, put(65535, 2));
 }
 
-TEST_F(BlocksTest, BytesComeBackInChunksAfterClosing) {
+TEST_F(BlocksTest, UnformattedBlockIsReadInChunksAfterReopening) {
     ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
     ASSERT_EQ(0U, write(std::string(512, 'a')));
     ASSERT_EQ(0U, write(std::string(300, 'b')));
@@ -69,10 +69,10 @@ TEST_F(BlocksTest, BytesComeBackInChunksAfterClosing) {
     EXPECT_EQ(0U, chunks_);
     EXPECT_EQ(codes::sizeRefused, read(813, chunk));
     ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0));
-    EXPECT_EQ(0U, read(812, chunk)) << "created again, without starting it anew";
+    EXPECT_EQ(0U, read(812, chunk)) << "creating an existing block keeps its content";
 }
 
-TEST_F(BlocksTest, ABlockCanBeRefilledFromItself) {
+TEST_F(BlocksTest, OldContentIsReadableDuringRefilling) {
     ASSERT_EQ(0U, write(std::string(512, 'a') + std::string(512, 'b')));
     std::string chunk(512, '?');
     ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
@@ -92,7 +92,7 @@ TEST_F(BlocksTest, ABlockCanBeRefilledFromItself) {
     }
 }
 
-TEST_F(BlocksTest, ARefillingThatBeginsAgainKeepsWhatTheFirstWrote) {
+TEST_F(BlocksTest, RestartedRefillingKeepsBytesOfTheFirstOne) {
     ASSERT_EQ(0U, write(std::string(512, 'a')));
     ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
     ASSERT_EQ(0U, write("first"));
@@ -103,7 +103,7 @@ TEST_F(BlocksTest, ARefillingThatBeginsAgainKeepsWhatTheFirstWrote) {
     EXPECT_EQ(codes::sizeRefused, read(6, chunk));
 }
 
-TEST_F(BlocksTest, ASaveThatFailsDoesNotEndARefilling) {
+TEST_F(BlocksTest, FailedSaveDoesNotEndRefilling) {
     ASSERT_EQ(0U, write(std::string(20000, 'a')));
     ASSERT_EQ(0U, SOrvFlush(source_.context()));
     ASSERT_EQ(0U, createBlock(QAR_CLS_VORLAGEOM, 0, -1));
@@ -120,7 +120,7 @@ TEST_F(BlocksTest, ASaveThatFailsDoesNotEndARefilling) {
     EXPECT_EQ(codes::sizeRefused, read(10004, chunk));
 }
 
-TEST_F(BlocksTest, AnUnformattedBlockHasABound) {
+TEST_F(BlocksTest, UnformattedBlockAbove64MebibytesIsRefused) {
     std::string chunk(1U << 20U, 'x');
     for (int megabyte = 0; megabyte < 64; ++megabyte) {
         ASSERT_EQ(0U, write(chunk));
@@ -131,7 +131,7 @@ TEST_F(BlocksTest, AnUnformattedBlockHasABound) {
     EXPECT_EQ(codes::noBlock, read(0, chunk));
 }
 
-TEST_F(BlocksTest, BlocksThatCannotBeMadeAreRefused) {
+TEST_F(BlocksTest, BlockWithInvalidSizeOptionOrClassIsRefused) {
     EXPECT_EQ(codes::sizeRefused, createBlock(QAR_CLS_SPECTRUM, -1));
     EXPECT_EQ(codes::sizeRefused, createBlock(QAR_CLS_SPECTRUM, 65536));
     EXPECT_EQ(0U, createBlock(QAR_CLS_SPECTRUM, 65535));

@@ -1,4 +1,4 @@
-// Files that another program has changed, or whose bytes have.
+// Files with damaged bytes and files that another program has changed.
 #include <filesystem>
 #include <fstream>
 
@@ -17,9 +17,9 @@ class DamageTest : public DataSourceTest {
         EXPECT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.657));
         EXPECT_EQ(0U, source.putSpectrum(std::vector<std::int32_t>(4096, 1)));
     }
-    // Changes the file as another program would.
+    // Changes the file like another program, without the library.
     void change(const std::string& sql) const { program(sql); }
-    // Does the work on the file after each of the changes alone.
+    // Calls work once for each change, applied alone to the sound file.
     void afterEach(const std::vector<std::string>& changes, const std::function<void()>& work) {
         std::filesystem::copy_file(file(), file("sound"),
                                    std::filesystem::copy_options::overwrite_existing);
@@ -56,12 +56,12 @@ TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
         EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
         EXPECT_EQ(0x200U, source.openingState());
         EXPECT_EQ(-1, OrvDataSourceOpening(source.context(), file().c_str(), 1, 0x81, 0, nullptr));
-        // What was refused is released: a sound file opens on the same context.
+        // The refused file was released: the context can open a sound file.
         EXPECT_EQ(0U, source.open(file("sound"), writing));
     });
 }
 
-TEST_F(DamageTest, ClassWithWrongRowsIsRefusedAloneAndSourceBecomesReadOnly) {
+TEST_F(DamageTest, OnlyClassWithWrongRowsIsRefusedAndSourceBecomesReadOnly) {
     const std::vector<std::string> changes = {
         "UPDATE item SET bytes = x'0000000000A08440' WHERE key >> 32 = 0x20040010",
         "UPDATE item SET checksum = checksum + 1 WHERE key >> 32 = 0x20040010",
@@ -92,7 +92,7 @@ TEST_F(DamageTest, ClassWithWrongRowsIsRefusedAloneAndSourceBecomesReadOnly) {
         EXPECT_EQ(0U, SOrvClassCopy(source.context(), copy.context(), QAR_CLS_SPECTRUM));
         EXPECT_EQ(4096U, copy.getSpectrum().size());
         EXPECT_EQ(codes::damaged, SOrvSaveAs(source.context(), copy.context()));
-        // What was written before is saved.
+        // Closing saves the value that was written before the damage was found.
         EXPECT_EQ(0U, source.close());
         EXPECT_EQ(1.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
         ASSERT_EQ(0U, SOrvDeleteOne(copy.context(), QAR_CLS_SPECTRUM, 1, 0));
@@ -112,7 +112,7 @@ TEST_F(DamageTest, ChangedSpectrumIsRefused) {
               });
 }
 
-TEST_F(DamageTest, StrayRowsOfAClassAreRefusedWhenItIsUsed) {
+TEST_F(DamageTest, ClassWithStrayRowsIsRefusedOnFirstUse) {
     change("INSERT INTO item VALUES(0x20060000 << 32 | 0x10000, 0, x'')");
     const auto source = DataSource::opened(file(), writing);
     EXPECT_EQ(codes::damaged, source.put(QAR_D_PEAKENERGY, 1.0));
@@ -122,7 +122,7 @@ TEST_F(DamageTest, StrayRowsOfAClassAreRefusedWhenItIsUsed) {
     EXPECT_EQ(0U, source.put(QAR_D_PEAKENERGY, 1.0));
 }
 
-TEST_F(DamageTest, VerifyingFindsDamageThatNoClassShows) {
+TEST_F(DamageTest, VerificationFindsRowsOutsideOfClasses) {
     afterEach({"INSERT INTO item VALUES(0x20060000 << 32 | 0x10000, 0, x'')",
                "INSERT INTO item VALUES(-1, 0, x'00')", "INSERT INTO item VALUES(1, 0, x'00')"},
               [this] {
@@ -133,13 +133,13 @@ TEST_F(DamageTest, VerifyingFindsDamageThatNoClassShows) {
               });
 }
 
-// A save would take its pages from that list.
+// A save would take new pages from that list.
 TEST_F(DamageTest, FreeListWithoutLengthIsRefusedAtOpening) {
     std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary).seekp(35).put(2);
     EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), writing));
 }
 
-TEST_F(DamageTest, EachFlippedBitIsFoundOrHarmless) {
+TEST_F(DamageTest, FlippedBitIsFoundOrHarmless) {
     std::vector<char> sound(std::filesystem::file_size(file()));
     std::ifstream(file(), std::ios::binary).read(sound.data(), std::ssize(sound));
     const std::vector<std::int32_t> channels(4096, 1);
@@ -164,7 +164,7 @@ TEST_F(DamageTest, EachFlippedBitIsFoundOrHarmless) {
     }
 }
 
-TEST_F(DamageTest, WhiteSpaceInTheTableIsNotDamage) {
+TEST_F(DamageTest, WhiteSpaceInTableDefinitionIsAccepted) {
     change(
         "CREATE TABLE kept AS SELECT * FROM item; DROP TABLE item;"
         "CREATE TABLE item (\tkey  INTEGER\nPRIMARY KEY ,checksum INTEGER NOT NULL,\rbytes BLOB"
@@ -172,7 +172,7 @@ TEST_F(DamageTest, WhiteSpaceInTheTableIsNotDamage) {
     EXPECT_EQ(1, DataSource::opened(file(), reading).recordCount(QAR_CLS_SPECTRUM));
 }
 
-TEST_F(DamageTest, AddedTablesAndIndexesAreIgnoredAndTriggersNotRun) {
+TEST_F(DamageTest, AddedTablesAndIndexesAreIgnoredAndTriggersAreNotRun) {
     change("CREATE TRIGGER intruder AFTER INSERT ON item BEGIN DELETE FROM item; END");
     change("CREATE TRIGGER intruder2 AFTER DELETE ON item BEGIN DELETE FROM item; END");
     change(
@@ -191,7 +191,7 @@ TEST_F(DamageTest, AddedTablesAndIndexesAreIgnoredAndTriggersNotRun) {
     change("INSERT INTO mine VALUES(1, 1)");
 }
 
-TEST_F(DamageTest, VerifyingFindsDamageWhileTheFileIsOpen) {
+TEST_F(DamageTest, VerificationFindsDamageInOpenFile) {
     const auto source = DataSource::opened(file(), reading);
     EXPECT_EQ(661.657, source.get<double>(QAR_D_LINEENERGY));
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
@@ -210,7 +210,7 @@ class OldFileDamageTest : public DamageTest {
     }
 };
 
-TEST_F(OldFileDamageTest, ContradictingRowsAreRefusedAndTheFileIsNotConverted) {
+TEST_F(OldFileDamageTest, FileWithContradictoryRowsIsRefusedAndNotConverted) {
     const std::vector<std::string> changes = {
         "UPDATE value SET bytes = x'01' WHERE code = 0x20040010",
         "UPDATE value SET bytes = printf('%17s', 'no room') WHERE code = 0x20040001",
@@ -232,7 +232,7 @@ TEST_F(OldFileDamageTest, ContradictingRowsAreRefusedAndTheFileIsNotConverted) {
     });
 }
 
-TEST_F(OldFileDamageTest, WrongClassesAreRefused) {
+TEST_F(OldFileDamageTest, FileWithInvalidClassesIsRefused) {
     afterEach({"UPDATE block SET class = 0x3000 WHERE class = 0x2004",
                "UPDATE block SET class = class - 0x100000000 WHERE class = 0x2004",
                "INSERT INTO block VALUES(0, NULL)"},
@@ -246,14 +246,14 @@ TEST_F(OldFileDamageTest, WrongClassesAreRefused) {
               [&] { EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), writing)); });
 }
 
-TEST_F(OldFileDamageTest, ValuesThatTheDictionaryDoesNotKnowAreConverted) {
+TEST_F(OldFileDamageTest, UnknownValuesAreKeptByConversion) {
     change("INSERT INTO value VALUES(0x2004FFFF, 1, 0, x'0102')");
     {
         const auto source = DataSource::opened(file(), writing);
         EXPECT_EQ(codes::unknownParameter, source.put(0x2004FFFF, 1.0));
         ASSERT_EQ(0U, source.put(QAR_D_HALFLIFE, 1.0));
     }
-    // Fails unless the value is still there.
+    // The CHECK fails unless the value is still in the file.
     change(
         "CREATE TABLE t(x CHECK(x = 1)); INSERT INTO t SELECT count(*) FROM item"
         " WHERE key >> 32 = 0x2004FFFF AND bytes = x'0102'");

@@ -1,4 +1,4 @@
-// The dictionary library through its two entry points.
+// The two entry points of the dictionary library.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,13 +38,13 @@ class DictionaryTest : public testing::Test {
     std::array<std::uint32_t, 7> outputs_{};  // class, per entry, length, type, size, 0, 0
 };
 
-TEST_F(DictionaryTest, DescribesEveryParameterByCodeAndName) {
+TEST_F(DictionaryTest, EveryParameterIsDescribedByCodeAndName) {
     for (const ParameterDescription& parameter : allParameters()) {
         ASSERT_EQ(dictionarySuccess, describe(parameter.code));
         EXPECT_EQ(dictionarySuccess, codeOf(name_.data()));
         EXPECT_EQ(parameter.code, code_) << name_.data();
     }
-    // A number of 4 bytes, a text of 16 characters, and a double with one value for each entry.
+    // A number of 4 bytes, a string of 16 characters, and a double with a value for each entry.
     EXPECT_EQ(dictionarySuccess, codeOf("qar_l_channels"));
     describe(code_);
     EXPECT_STREQ("Number of channels of the spectrum", text_.data());
@@ -55,7 +55,7 @@ TEST_F(DictionaryTest, DescribesEveryParameterByCodeAndName) {
     EXPECT_THAT(outputs_, ElementsAre(0x2004U, 1U, 0U, 27U, 8U, 0U, 0U));
 }
 
-TEST_F(DictionaryTest, RefusesWhatItDoesNotKnow) {
+TEST_F(DictionaryTest, UnknownParametersAndNullPointersAreRefused) {
     for (const std::uint32_t code : {0U, 7U, 0x20000000U, 0x2000FFFFU, 0xFFFFFFFFU}) {
         EXPECT_EQ(dictionaryUnknownParameter, describe(code)) << std::hex << code;
     }

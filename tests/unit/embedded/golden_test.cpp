@@ -1,5 +1,5 @@
-// Files that an earlier version of the library wrote: every later one opens, reads and changes
-// them.
+// Files written by an earlier version of the library, which each later version must open, read and
+// change.
 //
 // measurement.qar: values of every class, spectrum and peaks. nuclides.qar: a nuclide library.
 // sequence.qar: an analysis sequence with its unformatted geometry block.
@@ -16,12 +16,12 @@ using namespace embedded;
 
 class GoldenFileTest : public DataSourceTest {
   protected:
-    // A copy, opened for writing.
+    // Returns a copy of the file, opened for writing.
     [[nodiscard]] DataSource copyOf(const std::string& name) const {
         std::filesystem::copy_file(std::filesystem::path(GOLDEN_FILES) / name, file(name));
         return DataSource::opened(file(name), writing);
     }
-    // Closed and opened again, as it is on the disk.
+    // Closes the source and returns it opened again, with the content from the disk.
     [[nodiscard]] DataSource reopened(const DataSource& source, const std::string& name) const {
         EXPECT_EQ(0U, SOrvReVerify(source.context()));
         EXPECT_EQ(0U, source.close());
@@ -31,7 +31,7 @@ class GoldenFileTest : public DataSourceTest {
     }
 };
 
-TEST_F(GoldenFileTest, AMeasurementIsReadAndChanged) {
+TEST_F(GoldenFileTest, OldMeasurementIsReadAndChanged) {
     const auto source = copyOf("measurement.qar");
     std::vector<std::int32_t> channels(512);
     std::iota(channels.begin(), channels.end(), 0);
@@ -54,7 +54,7 @@ TEST_F(GoldenFileTest, AMeasurementIsReadAndChanged) {
     EXPECT_EQ("J. M\xFCller", again.text(QAR_C_OPERATOR));
 }
 
-TEST_F(GoldenFileTest, ANuclideLibraryIsSearchedAndChanged) {
+TEST_F(GoldenFileTest, OldNuclideLibraryIsSearchedAndChanged) {
     const auto source = copyOf("nuclides.qar");
     EXPECT_EQ("Ba-133m", source.text(QAR_C_NUCLNAME, 4));
     ASSERT_EQ(0U, SOrvDeleteOne(source.context(), QAR_CLS_NUCLIDE, 1, 0));
@@ -70,7 +70,7 @@ TEST_F(GoldenFileTest, ANuclideLibraryIsSearchedAndChanged) {
     EXPECT_EQ(2U, entry);
 }
 
-TEST_F(GoldenFileTest, AnAnalysisSequenceIsReadAndChanged) {
+TEST_F(GoldenFileTest, OldAnalysisSequenceIsReadAndChanged) {
     const auto source = copyOf("sequence.qar");
     EXPECT_EQ("Environmental, long", source.text(QAR_C_ANSEQUENCE));
     EXPECT_EQ(5, source.get<std::int16_t>(QAR_S_ANSTEP, 2));

@@ -1,4 +1,4 @@
-// Journals that a killed process has left beside a file, or beside the name of another file.
+// Journals that a killed process has left beside its file or beside a file of the same name.
 #include <fcntl.h>
 #include <sys/syscall.h>
 
@@ -13,7 +13,7 @@ std::string keptJournal;  // the path of a copy of each journal that is deleted
 
 }  // namespace
 
-// In place of the system's, for the whole process.
+// Replaces the function of the C library in the whole process.
 extern "C" [[gnu::visibility("default")]] int unlink(const char* path) noexcept {
     if (!keptJournal.empty() && std::string_view(path).ends_with("-journal")) {
         std::filesystem::copy_file(path, keptJournal,
@@ -61,7 +61,7 @@ class JournalTest : public DataSourceTest {
         write(journalPath_, journal_);
     }
 
-    // A state of several classes on several pages.
+    // Saves a state with several classes on several pages.
     static void save(const DataSource& source, int state) {
         EXPECT_EQ(0U, source.putSpectrum(std::vector<std::int32_t>(4096, state)));
         EXPECT_EQ(0U, source.put(QAR_D_LIVETIME, double(state)));
@@ -99,7 +99,7 @@ TEST_F(JournalTest, JournalOfInterruptedSaveIsRolledBack) {
     }
 }
 
-TEST_F(JournalTest, JournalOfCompleteSaveIsDeletedAndTheSaveKept) {
+TEST_F(JournalTest, JournalOfCompleteSaveIsDeletedAndSaveIsKept) {
     EXPECT_EQ(3, stateOf(path_));
     EXPECT_EQ(1, fileCount());
 }
@@ -134,7 +134,7 @@ TEST_F(JournalTest, JournalOfOtherStateIsSetAsideBesideRestoredFile) {
     expectJournalSetAside();
 }
 
-// Its change counter is the one that the interrupted save would have written.
+// The copy has the change counter that the interrupted save would have written.
 TEST_F(JournalTest, JournalIsNotAppliedToCopyThatWasSavedOnce) {
     write(file("copy.qar"), states_[1]);
     { save(DataSource::opened(file("copy.qar"), writing), 6); }
@@ -161,7 +161,7 @@ TEST_F(JournalTest, InterruptedSaveIsDamageByOtherHardLinkUntilRolledBack) {
     EXPECT_EQ(2, stateOf(file("link.qar")));
 }
 
-TEST_F(JournalTest, LogBesideFileThatHasNoneIsSetAside) {
+TEST_F(JournalTest, LogBesideFileWithoutWriteAheadModeIsSetAside) {
     std::filesystem::remove(journalPath_);
     Bytes log;
     {
@@ -177,7 +177,7 @@ TEST_F(JournalTest, LogBesideFileThatHasNoneIsSetAside) {
     EXPECT_EQ(2, fileCount());
 }
 
-TEST_F(JournalTest, OtherFilesUnderTheJournalsNameDoNoHarm) {
+TEST_F(JournalTest, InvalidJournalIsHarmless) {
     const std::vector<Bytes> contents = {{}, {'x'}, Bytes(journal_.begin(), journal_.begin() + 20)};
     for (const Bytes& content : contents) {
         write(journalPath_, content);

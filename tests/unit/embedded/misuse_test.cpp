@@ -1,4 +1,4 @@
-// Every function of the interface, called in ways that it refuses.
+// Calls of every function of the interface with invalid arguments.
 #include <array>
 #include <functional>
 #include <limits>
@@ -23,7 +23,7 @@ constexpr std::uint16_t geometry = QAR_CLS_VORLAGEOM;
 
 using Call = std::function<std::int64_t(OrvContext)>;
 
-// Calls that nothing but their context is wrong with.
+// Calls that need a context; all other arguments are valid.
 const std::vector<Call> callsOnContexts = {
     [](OrvContext c) { return SOrvEnumNodes(c, &node, &word32, 0x42); },
     [](OrvContext c) { return OrvNodeEnumeration(c, &node, &word16, 0x42); },
@@ -37,7 +37,7 @@ const std::vector<Call> callsOnContexts = {
     [](OrvContext c) { return SOrvNextInput(c, buffer); },
 };
 
-// Calls that need a source besides.
+// Calls that also need an open source.
 const std::vector<Call> callsOnSources = {
     [](OrvContext c) { return SOrvCloseDataSource(c); },
     [](OrvContext c) { return OrvDataSourceClosing(c); },
@@ -68,7 +68,7 @@ const std::vector<Call> callsOnSources = {
     [](OrvContext c) { return SOrvReVerify(c); },
 };
 
-// Calls that open or create.
+// Calls that open or create a source.
 std::vector<Call> callsWithName(const char* name) {
     return {
         [=](OrvContext c) { return SOrvOpenDataSource(c, name, 1, 3, 0, "a"); },
@@ -81,7 +81,7 @@ std::vector<Call> callsWithName(const char* name) {
 
 class MisuseTest : public DataSourceTest {};
 
-TEST_F(MisuseTest, HandlesThatNameNothingAreRefused) {
+TEST_F(MisuseTest, InvalidAndDeletedHandlesAreRefused) {
     OrvContext deleted = 0;
     ASSERT_EQ(0U, SOrvCreateDSC2(nullptr, &deleted, 0, 0));
     ASSERT_EQ(0U, SOrvDeleteDSC(deleted));
@@ -97,7 +97,7 @@ TEST_F(MisuseTest, HandlesThatNameNothingAreRefused) {
     EXPECT_EQ(0, fileCount());
 }
 
-TEST_F(MisuseTest, WhatNeedsASourceOrANameIsRefusedWithoutOne) {
+TEST_F(MisuseTest, CallsWithoutRequiredSourceOrValidNameAreRefused) {
     const DataSource source;
     for (std::size_t number = 0; number < callsOnSources.size(); ++number) {
         EXPECT_EQ(codes::noSourceOpen, source.failure(callsOnSources[number](source.context())))
@@ -114,7 +114,7 @@ TEST_F(MisuseTest, WhatNeedsASourceOrANameIsRefusedWithoutOne) {
               SOrvOpenDataSource(source.context(), "detector", 2, reading, 0, nullptr));
 }
 
-TEST_F(MisuseTest, ArgumentsThatCannotBeAreRefused) {
+TEST_F(MisuseTest, NullPointersAndUnknownCodesAreRefused) {
     const auto source = DataSource::created(file());
     const OrvContext c = source.context();
     const auto failing = [&](std::int64_t result) { return source.failure(result); };
@@ -156,7 +156,7 @@ TEST_F(MisuseTest, ArgumentsThatCannotBeAreRefused) {
     EXPECT_EQ(1, OrvErrorQuery(c, nullptr, &word32, &word32));
 }
 
-TEST_F(MisuseTest, SizesThatDoNotFitAreRefused) {
+TEST_F(MisuseTest, WrongSizesAndOffsetsAreRefused) {
     const auto source = DataSource::created(file());
     const OrvContext c = source.context();
     EXPECT_EQ(0U, SOrvPutParam(c, QAR_D_LIVETIME, 1, 0, buffer, 8));

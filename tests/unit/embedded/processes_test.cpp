@@ -1,4 +1,4 @@
-// Several processes with one file, as far as scripts do not see them.
+// Several processes that use one file; cases that tests of the Python module do not cover.
 #include <atomic>
 #include <thread>
 
@@ -17,7 +17,7 @@ class ProcessesTest : public DataSourceTest {
         EXPECT_EQ(0U, source.putSpectrum({1}));
     }
 
-    // The status of opening the file for writing in another process, which then closes it.
+    // Expects this status if another process opens the file for writing; that process closes it.
     void expectElsewhere(OrvStatus status) {
         runElsewhere([&] { return DataSource().open(file(), writing) == status; });
     }
@@ -29,7 +29,7 @@ class ProcessesTest : public DataSourceTest {
     }
 };
 
-TEST_F(ProcessesTest, OpeningBesideAWriterIsRemarkedOrRefused) {
+TEST_F(ProcessesTest, OpeningBesideWriterIsReadOnlyOrRefused) {
     const pid_t writer = started([this] {
         const auto source = DataSource::opened(file(), writing);
         return raise(SIGSTOP) == 0;
@@ -45,7 +45,7 @@ TEST_F(ProcessesTest, OpeningBesideAWriterIsRemarkedOrRefused) {
     EXPECT_EQ(0U, DataSource().open(file(), writing));
 }
 
-TEST_F(ProcessesTest, AnOpeningShowsWhatOthersSavedThroughEveryContext) {
+TEST_F(ProcessesTest, OpeningShowsSavesOfOtherProcessesInEveryContext) {
     const auto reader = DataSource::opened(file(), reading);
     EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
     saveElsewhere(2.0, 2);
@@ -55,16 +55,16 @@ TEST_F(ProcessesTest, AnOpeningShowsWhatOthersSavedThroughEveryContext) {
     saveElsewhere(3.0, 3);
     { ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_REALTIME, 4.0)); }
     EXPECT_EQ(3.0, DataSource::opened(file(), reading).get<double>(QAR_D_LIVETIME));
-    // The reader has not kept what the writer was given for itself.
+    // No lock of the writer remains with the reader.
     expectElsewhere(0);
 }
 
-TEST_F(ProcessesTest, AllClassesShowOneSavedState) {
+TEST_F(ProcessesTest, AllClassesShowSameSavedState) {
     const auto reader = DataSource::opened(file(), reading);
     EXPECT_EQ(1.0, reader.get<double>(QAR_D_LIVETIME));
     runElsewhere(
         [this] { return DataSource::opened(file(), writing).put(QAR_D_LINEENERGY, 661.657) == 0; });
-    EXPECT_EQ(1, reader.recordCount(QAR_CLS_NUCLIDE)) << "a class that its first state had not";
+    EXPECT_EQ(1, reader.recordCount(QAR_CLS_NUCLIDE)) << "created after the first read";
     saveElsewhere(2.0, 2);
     std::int32_t channel = 0;
     EXPECT_EQ(0U, SOrvGetSpectrum(reader.context(), 1, 1, 0, &channel));
@@ -73,7 +73,7 @@ TEST_F(ProcessesTest, AllClassesShowOneSavedState) {
     EXPECT_EQ(661.657, reader.get<double>(QAR_D_LINEENERGY));
 }
 
-TEST_F(ProcessesTest, AForkedProcessReadsButDoesNotWriteTheParentsSource) {
+TEST_F(ProcessesTest, ForkedProcessCanReadButNotWriteSourceOfParent) {
     const auto source = DataSource::opened(file(), writing);
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 2.0));
     runElsewhere([&] {
@@ -82,7 +82,7 @@ TEST_F(ProcessesTest, AForkedProcessReadsButDoesNotWriteTheParentsSource) {
                SOrvFlush(source.context()) == codes::inUse &&
                DataSource().open(file(), writing) == codes::inUse &&
                source.get<double>(QAR_D_LIVETIME) == 2.0 &&
-               // This has not been loaded, and the parent's changes have not been saved.
+               // The spectrum is not loaded, and the parent has unsaved changes.
                SOrvGetSpectrum(source.context(), 1, 1, 0, &channel) == codes::inUse &&
                SOrvDeleteDSC(source.context()) == 0;
     });
@@ -98,7 +98,7 @@ TEST_F(ProcessesTest, AForkedProcessReadsButDoesNotWriteTheParentsSource) {
     EXPECT_EQ(2.0, DataSource::opened(file(), writing).get<double>(QAR_D_REALTIME));
 }
 
-TEST_F(ProcessesTest, AWritersLockGoesWithTheWriterAndNotWithItsForkedProcesses) {
+TEST_F(ProcessesTest, LockEndsWithWriterAndNotWithItsForkedProcess) {
     int ends[2] = {};
     ASSERT_EQ(0, pipe(ends));
     const pid_t writer = started([&] {
@@ -121,7 +121,7 @@ TEST_F(ProcessesTest, AWritersLockGoesWithTheWriterAndNotWithItsForkedProcesses)
     close(ends[1]);
 }
 
-TEST_F(ProcessesTest, ThreadsAtWorkDoNotKeepForkedProcessesFromWorking) {
+TEST_F(ProcessesTest, ForkDuringCallsInOtherThreadsLeavesLibraryUsable) {
     const auto source = DataSource::opened(file(), writing);
     std::atomic<bool> ended = false;
     std::vector<std::jthread> threads;
@@ -140,7 +140,7 @@ TEST_F(ProcessesTest, ThreadsAtWorkDoNotKeepForkedProcessesFromWorking) {
             const DataSource own;
             const bool good = own.open(file(), reading) == codes::openedWithRemark &&
                               own.get<double>(QAR_D_LIVETIME) == 1.0;
-            _exit(good ? 0 : 1);  // what the threads own of the memory, nobody frees here
+            _exit(good ? 0 : 1);  // skips the leak check: the threads' memory is never freed here
             return good;
         });
     }

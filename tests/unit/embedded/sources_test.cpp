@@ -1,4 +1,4 @@
-// Contexts, nodes and states; values at their bounds.
+// Contexts, nodes, states and limits of data sources.
 #include <array>
 #include <tuple>
 
@@ -11,7 +11,7 @@ using namespace embedded;
 
 class SourcesTest : public DataSourceTest {};
 
-TEST_F(SourcesTest, ContextsAreBoundToTheNodeThatIsEnumerated) {
+TEST_F(SourcesTest, ContextIsBoundToEnumeratedNodeUnlessNodeRefuses) {
     OrvContext temporary = 0;
     ASSERT_EQ(0U, SOrvCreateDSC(nullptr, &temporary, 0, 0));
     OrvNodeRecord node{};
@@ -36,7 +36,7 @@ TEST_F(SourcesTest, ContextsAreBoundToTheNodeThatIsEnumerated) {
     EXPECT_EQ(0U, SOrvDeleteDSC(temporary));
 }
 
-TEST_F(SourcesTest, AContextHasOneSourceAtATime) {
+TEST_F(SourcesTest, ContextWithOpenSourceRefusesSecondOne) {
     const DataSource source;
     EXPECT_EQ(0U, source.sourceState());
     EXPECT_EQ(0U, source.create(file()));
@@ -47,11 +47,11 @@ TEST_F(SourcesTest, AContextHasOneSourceAtATime) {
     EXPECT_EQ(0U, source.open(file(), 0x2));
     EXPECT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
     EXPECT_EQ(0x3U, source.sourceState());
-    EXPECT_EQ(codes::alreadyOpen, source.lastFailure()) << "what succeeds keeps it";
+    EXPECT_EQ(codes::alreadyOpen, source.lastFailure()) << "success keeps the last failure";
     EXPECT_EQ(1, fileCount());
 }
 
-TEST_F(SourcesTest, OnlySourcesOpenedForWritingAreWritten) {
+TEST_F(SourcesTest, WritingToSourceOpenedForReadingIsRefused) {
     { ASSERT_EQ(0U, DataSource::created(file()).putSpectrum({1})); }
     for (const std::uint32_t access : {0x0U, 0x1U, 0x80U, 0x81U}) {
         const DataSource source;
@@ -63,7 +63,7 @@ TEST_F(SourcesTest, OnlySourcesOpenedForWritingAreWritten) {
     }
 }
 
-TEST_F(SourcesTest, EachListOfInputsBeginsAnew) {
+TEST_F(SourcesTest, SecondListOfInputsBeginsWithFirstInput) {
     const auto source = DataSource::created(file("only.qar"));
     setenv("ORV_INPUTS", file("").c_str(), 1);
     for (int list = 0; list < 2; ++list) {
@@ -75,12 +75,12 @@ TEST_F(SourcesTest, EachListOfInputsBeginsAnew) {
     unsetenv("ORV_INPUTS");
 }
 
-TEST_F(SourcesTest, AFailedClassCopyNamesItsSide) {
+TEST_F(SourcesTest, FailedClassCopyReportsSide) {
     const auto source = DataSource::created(file("source.qar"));
     const auto empty = DataSource::created(file("empty.qar"));
     const auto reader = DataSource::opened(file("empty.qar"), reading);
     ASSERT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137"));
-    // The result, and the failure of either side.
+    // Returns the result and the last failures of both sides.
     const auto copy = [](const DataSource& from, const DataSource& into) {
         const int result = OrvClassCopy(from.context(), into.context(), QAR_CLS_NUCLIDE);
         return std::tuple(result, from.lastFailure(), into.lastFailure());
@@ -92,7 +92,7 @@ TEST_F(SourcesTest, AFailedClassCopyNamesItsSide) {
     EXPECT_EQ(std::tuple(4, 0U, codes::readOnly), copy(source, reader));
 }
 
-TEST_F(SourcesTest, ATextIsFollowedByZerosUpToItsMostCharacters) {
+TEST_F(SourcesTest, StringIsPaddedWithZerosToMaxLength) {
     const auto source = DataSource::created(file());
     ASSERT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137"));
     std::array<char, 20> buffer{};
@@ -102,7 +102,7 @@ TEST_F(SourcesTest, ATextIsFollowedByZerosUpToItsMostCharacters) {
               std::string(buffer.begin(), buffer.end()));
 }
 
-TEST_F(SourcesTest, ABlockHoldsNoMoreThan65535Records) {
+TEST_F(SourcesTest, Record65536IsRefused) {
     const auto source = DataSource::created(file());
     for (int record = 1; record <= 65535; ++record) {
         ASSERT_EQ(0U, source.put(QAR_L_PEAKLEFT, record, record));

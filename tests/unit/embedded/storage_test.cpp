@@ -1,4 +1,4 @@
-// The file on the disk: its names, its size, and what happens where it cannot be written.
+// The file on the disk: its names, its size, and failures to write it.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,13 +12,13 @@
 
 namespace {
 
-// What the file system offers, which on network shares is less.
+// Features of the file system; network shares may lack them.
 bool filesWithoutName = true;
 bool renamingWithoutReplacing = true;
 
 }  // namespace
 
-// In the place of the system's, for the whole process.
+// Replace the functions of the C library in the whole process.
 extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, ...) {
     va_list rest;
     va_start(rest, flags);
@@ -52,7 +52,7 @@ class StorageTest : public DataSourceTest {
     std::vector<std::int32_t> spectrum_ = std::vector<std::int32_t>(32768, 7);
 };
 
-TEST_F(StorageTest, ChangesAreSeenThroughEveryContextAndEveryNameOfTheFile) {
+TEST_F(StorageTest, ChangesAreSeenInEveryContextAndByEveryNameOfFile) {
     const auto writer = DataSource::created(path_);
     const std::string link = file("link.qar");
     std::filesystem::create_symlink(path_, link);
@@ -66,7 +66,7 @@ TEST_F(StorageTest, ChangesAreSeenThroughEveryContextAndEveryNameOfTheFile) {
     EXPECT_EQ(0x1U, writer.sourceState());
 }
 
-TEST_F(StorageTest, AFullDiskLosesNothing) {
+TEST_F(StorageTest, FullDiskLosesNoChange) {
     auto source = DataSource::created(path_);
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
     ASSERT_EQ(0U, SOrvFlush(source.context()));
@@ -77,14 +77,14 @@ TEST_F(StorageTest, AFullDiskLosesNothing) {
         EXPECT_EQ(0x3U, source.sourceState());
         EXPECT_EQ(codes::storageFailed, SOrvDeleteDSC(source.context()));
     });
-    // The context is gone; the next one that opens the file finds the changes and saves them.
+    // The context is deleted; the next one that opens the file finds the changes and saves them.
     EXPECT_EQ(0U, DataSource::opened(path_, writing).close());
     EXPECT_EQ(spectrum_, DataSource::opened(path_, reading).getSpectrum());
-    // Nothing of the context that went is left: another process may write.
+    // The lock of the deleted context is released: another process may write.
     runElsewhere([this] { return DataSource().open(path_, writing) == 0; });
 }
 
-TEST_F(StorageTest, ACreationThatFailsLeavesNoFile) {
+TEST_F(StorageTest, FailedCreationLeavesNoFile) {
     const DataSource source;
     onFullDisk([&] { EXPECT_EQ(codes::storageFailed, source.create(path_)); });
     EXPECT_EQ(codes::fileNotFound, source.create(file("missing/measurement.qar")));
@@ -94,7 +94,7 @@ TEST_F(StorageTest, ACreationThatFailsLeavesNoFile) {
     EXPECT_EQ(0U, source.create(path_));
 }
 
-TEST_F(StorageTest, OnNetworkSharesFilesAreMadeAsSafely) {
+TEST_F(StorageTest, CreationWithoutUnnamedFilesIsSafe) {
     filesWithoutName = false;
     for (const bool renaming : {true, false}) {
         renamingWithoutReplacing = renaming;
@@ -108,8 +108,8 @@ TEST_F(StorageTest, OnNetworkSharesFilesAreMadeAsSafely) {
     filesWithoutName = renamingWithoutReplacing = true;
 }
 
-TEST_F(StorageTest, WhatCouldNotBeSavedIsNotCreatedAndNotOpenedForWriting) {
-    const auto longest = file(std::string(NAME_MAX - 8, 'n'));  // beside it "-journal"
+TEST_F(StorageTest, FileWithoutPossibleJournalIsNotCreatedOrOpenedForWriting) {
+    const auto longest = file(std::string(NAME_MAX - 8, 'n'));  // leaves room for "-journal"
     const auto tooLong = file(std::string(NAME_MAX - 7, 'n'));
     EXPECT_EQ(codes::nameRefused, DataSource().create(tooLong));
     EXPECT_EQ(0U, DataSource::created(longest).put(QAR_D_LIVETIME, 1.0));
@@ -123,7 +123,7 @@ TEST_F(StorageTest, WhatCouldNotBeSavedIsNotCreatedAndNotOpenedForWriting) {
         const std::string path = deep + "/" + std::string(length - deep.size() - 1, 'n');
         EXPECT_EQ(status, DataSource().create(path)) << length;
     }
-    // A folder in which nothing can be made, for a user that the system holds to it.
+    // A directory that is not writable; root may write to it and switches to another user.
     std::filesystem::rename(tooLong, path_);
     std::filesystem::permissions(path_, std::filesystem::perms::all);
     std::filesystem::permissions(std::filesystem::path(path_).parent_path(),
@@ -140,7 +140,7 @@ TEST_F(StorageTest, WhatCouldNotBeSavedIsNotCreatedAndNotOpenedForWriting) {
                                  std::filesystem::perms::owner_all);
 }
 
-TEST_F(StorageTest, WhatIsOpenForWritingIsSavedWithoutAFreeDescriptor) {
+TEST_F(StorageTest, FileOpenForWritingIsSavedWithoutFreeDescriptor) {
     for (int number = 0; number < 20; ++number) {
         ASSERT_EQ(0U, DataSource::created(file(std::to_string(number))).close());
     }
@@ -169,7 +169,7 @@ TEST_F(StorageTest, WhatIsOpenForWritingIsSavedWithoutAFreeDescriptor) {
     EXPECT_EQ(2.0, DataSource::opened(file("5"), reading).get<double>(QAR_D_LIVETIME));
 }
 
-TEST_F(StorageTest, ProgramsThatAreStartedMeanwhileInheritNoDescriptor) {
+TEST_F(StorageTest, DescriptorsAreClosedInStartedPrograms) {
     ASSERT_EQ(0U, DataSource::created(path_).close());
     const auto source = DataSource::opened(path_, writing);
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -180,8 +180,8 @@ TEST_F(StorageTest, ProgramsThatAreStartedMeanwhileInheritNoDescriptor) {
     }
 }
 
-TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
-    // Whole sequences, overlong ones, surrogates and characters beyond the last are told apart.
+TEST_F(StorageTest, NameThatIsNotUtf8IsReadInCodePage) {
+    // Valid and overlong sequences, surrogates and code points beyond the last one.
     for (const auto& [name, stored] : std::map<std::string, std::string>{
              {"\xDC. \x80", "\xC3\x9C. \xE2\x82\xAC"},
              {"\xE6\xB5\x8B", "\xE6\xB5\x8B"},
@@ -197,7 +197,7 @@ TEST_F(StorageTest, NamesThatAreNotUtf8AreReadInTheCodePage) {
     }
 }
 
-TEST_F(StorageTest, PathsOfWindowsAreRefused) {
+TEST_F(StorageTest, WindowsPathIsRefused) {
     for (const char* path : {"C:\\data\\a.qar", "c:/data/a.qar", "\\\\server\\a.qar"}) {
         EXPECT_EQ(codes::windowsPath, DataSource().create(path)) << path;
         EXPECT_EQ(codes::windowsPath, DataSource().open(path, reading)) << path;
@@ -205,14 +205,14 @@ TEST_F(StorageTest, PathsOfWindowsAreRefused) {
     EXPECT_EQ(codes::fileNotFound, DataSource().open("C:x", reading));
 }
 
-TEST_F(StorageTest, NewFilesHaveTheModeThatTheUmaskGives) {
+TEST_F(StorageTest, ModeOfNewFileFollowsUmask) {
     const mode_t before = umask(0002);
     EXPECT_EQ(0U, DataSource().create(path_));
     umask(before);
     EXPECT_EQ(std::filesystem::perms(0664), std::filesystem::status(path_).permissions());
 }
 
-TEST_F(StorageTest, AFileThatAnotherProgramHoldsIsInUseAndReadableAfterwards) {
+TEST_F(StorageTest, FileLockedByOtherProgramIsInUseUntilReleased) {
     { ASSERT_EQ(0U, DataSource::created(path_).put(QAR_D_LIVETIME, 1.0)); }
     const auto source = DataSource::opened(path_, writing);
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 2.0));
@@ -230,7 +230,7 @@ TEST_F(StorageTest, AFileThatAnotherProgramHoldsIsInUseAndReadableAfterwards) {
     EXPECT_EQ(2.0, DataSource::opened(path_, reading).get<double>(QAR_D_LIVETIME));
 }
 
-TEST_F(StorageTest, SaveAfterAnotherProgramHasWrittenKeepsTheFileWhole) {
+TEST_F(StorageTest, SaveAfterWriteOfOtherProgramKeepsFileSound) {
     const auto source = DataSource::created(path_);
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 1.0));
     ASSERT_EQ(0U, source.put(QAR_D_REALTIME, 1.0));
@@ -241,14 +241,14 @@ TEST_F(StorageTest, SaveAfterAnotherProgramHasWrittenKeepsTheFileWhole) {
     EXPECT_EQ(3U, source.getSpectrum().size());
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 2.0));
     const auto other = program("CREATE TABLE mine(x); VACUUM");
-    // The change is still there when another class is loaded, and is saved with its whole class.
+    // Loading another class keeps the change; the save writes the whole changed class.
     EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
     EXPECT_EQ(2.0, source.get<double>(QAR_D_LIVETIME));
     ASSERT_EQ(0U, SOrvFlush(source.context()));
     EXPECT_EQ(0U, SOrvReVerify(source.context()));
     EXPECT_EQ(1.0, source.get<double>(QAR_D_REALTIME));
     EXPECT_EQ(2.0, source.get<double>(QAR_D_LIVETIME));
-    // A save refuses a file that the program has damaged.
+    // A save to a file that the other program has damaged is refused.
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 3.0));
     execute(other, "PRAGMA user_version = 3");
     EXPECT_EQ(codes::damaged, SOrvFlush(source.context()));
@@ -256,7 +256,7 @@ TEST_F(StorageTest, SaveAfterAnotherProgramHasWrittenKeepsTheFileWhole) {
     EXPECT_EQ(0U, SOrvFlush(source.context()));
 }
 
-TEST_F(StorageTest, AFileInWriteAheadModeIsReadWrittenAndRefreshed) {
+TEST_F(StorageTest, FileInWriteAheadModeIsReadWrittenAndRefreshed) {
     const auto saveElsewhere = [this](const std::vector<std::int32_t>& channels) {
         runElsewhere([&] {
             const auto source = DataSource::opened(path_, writing);
@@ -278,8 +278,8 @@ TEST_F(StorageTest, AFileInWriteAheadModeIsReadWrittenAndRefreshed) {
     EXPECT_THAT(reader.getSpectrum(), testing::ElementsAre(7, 8));
 }
 
-TEST_F(StorageTest, AFileThatWasReplacedIsNotOverwritten) {
-    for (const char* mode : {"DELETE", "WAL"}) {  // in the one SQLite looks for itself
+TEST_F(StorageTest, ReplacedFileIsNotOverwritten) {
+    for (const char* mode : {"DELETE", "WAL"}) {  // SQLite itself detects it in one of them
         { static_cast<void>(DataSource::created(path_)); }
         { static_cast<void>(program(std::string("PRAGMA journal_mode = ") + mode)); }
         const auto source = DataSource::opened(path_, writing);
@@ -296,7 +296,7 @@ TEST_F(StorageTest, AFileThatWasReplacedIsNotOverwritten) {
     }
 }
 
-TEST_F(StorageTest, CompactingMakesTheFileSmallerAndKeepsItsContent) {
+TEST_F(StorageTest, CompactionReducesFileSizeAndKeepsContent) {
     const auto source = DataSource::created(path_);
     ASSERT_EQ(0U, source.putSpectrum(spectrum_));
     ASSERT_EQ(0U, source.put(QAR_D_LIVETIME, 7.0));

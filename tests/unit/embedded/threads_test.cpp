@@ -1,4 +1,4 @@
-// Threads on one file and on files of their own.
+// Threads that share one file or use files of their own.
 #include <functional>
 #include <thread>
 
@@ -21,13 +21,13 @@ void inThreads(const std::function<void(int)>& work) {
     }
 }
 
-TEST_F(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
+TEST_F(ThreadsTest, ConcurrentCallsOnOneFileAreAtomic) {
     {
         const auto source = DataSource::created(file());
         ASSERT_EQ(0, OrvCreateBlock(source.context(), QAR_CLS_SPECTRUM, 256, 0));
         ASSERT_EQ(0U, source.put(QAR_D_LINEENERGY, 661.5));
     }
-    const auto shared = DataSource::opened(file(), writing);  // of which nothing is loaded yet
+    const auto shared = DataSource::opened(file(), writing);  // no class is loaded yet
     inThreads([&](int number) {
         const auto own = DataSource::opened(file(), writing);
         const DataSource& used = number % 2 == 0 ? own : shared;
@@ -49,7 +49,7 @@ TEST_F(ThreadsTest, CallsOnOneFileAreNotSeenInPart) {
     EXPECT_EQ(threadCount * 50, DataSource::opened(file(), reading).recordCount(QAR_CLS_PEAK));
 }
 
-TEST_F(ThreadsTest, FilesCanBeOpenedAndCopiedBothWaysAtOnce) {
+TEST_F(ThreadsTest, ConcurrentCopiesInBothDirectionsDoNotDeadlock) {
     const auto path = [&](int number) {
         return file(std::to_string(number % threadCount) + ".qar");
     };
@@ -69,7 +69,7 @@ TEST_F(ThreadsTest, FilesCanBeOpenedAndCopiedBothWaysAtOnce) {
     }
 }
 
-TEST_F(ThreadsTest, AContextCanBeDeletedWhileItIsUsed) {
+TEST_F(ThreadsTest, ContextCanBeDeletedDuringCallsOfOtherThreads) {
     const auto source = DataSource::created(file());
     inThreads([&](int number) {
         for (int round = 0; round < 100; ++round) {
