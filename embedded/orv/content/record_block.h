@@ -28,7 +28,7 @@ struct Value {
 // or entry, so they are searched linearly and need neither a node nor an allocation each.
 class Values {
   public:
-    static constexpr std::size_t longestValue = 65535;  // bytes
+    static constexpr std::size_t maxValueSize = 65535;  // bytes
 
     class Iterator {
       public:
@@ -47,7 +47,7 @@ class Values {
 
     [[nodiscard]] std::optional<ValueBytes> find(std::uint32_t code) const;
 
-    // bytes: at most longestValue, not a view of this object. If it throws, the values are
+    // bytes: at most maxValueSize, not a view of this object. If it throws, the values are
     // unchanged.
     void set(std::uint32_t code, ValueBytes bytes);
 
@@ -101,7 +101,7 @@ class RecordBlock {
     // values are notSet.
     [[nodiscard]] ValueFound value(const ParameterDescription& parameter, std::size_t record,
                                    std::size_t entry) const;
-    // record and entry: existing or the next number. bytes: at most Values::longestValue.
+    // record and entry: existing or the next number. bytes: at most Values::maxValueSize.
     void setValue(const ParameterDescription& parameter, std::size_t record, std::size_t entry,
                   ValueBytes bytes);
 

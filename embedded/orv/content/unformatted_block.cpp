@@ -8,7 +8,7 @@ namespace embedded {
 namespace {
 
 void requireChunk(std::size_t length) {
-    if (length == 0 || length > UnformattedBlock::longestChunk) {
+    if (length == 0 || length > UnformattedBlock::maxChunkSize) {
         throw Failure(codes::sizeRefused);
     }
 }

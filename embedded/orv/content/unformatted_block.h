@@ -17,7 +17,7 @@ namespace embedded {
 class UnformattedBlock {
   public:
     static constexpr std::size_t capacity = std::size_t{64} << 20U;     // bytes
-    static constexpr std::size_t longestChunk = std::size_t{1} << 20U;  // bytes of one call
+    static constexpr std::size_t maxChunkSize = std::size_t{1} << 20U;  // bytes of one call
 
     UnformattedBlock() = default;
     explicit UnformattedBlock(std::vector<char> bytes)
@@ -28,10 +28,10 @@ class UnformattedBlock {
         return std::span(bytes_).first(position_ == 0 ? bytes_.size() : position_);
     }
 
-    // chunk: 1 to longestChunk bytes.
+    // chunk: 1 to maxChunkSize bytes.
     void append(std::span<const char> chunk);
 
-    // Fills the chunk (1 to longestChunk bytes) with the bytes at the offset, and with zeros after
+    // Fills the chunk (1 to maxChunkSize bytes) with the bytes at the offset, and with zeros after
     // the end of the block. Returns the number of bytes read; 0 if the offset is the end. Throws if
     // the offset is beyond the end.
     std::size_t read(std::size_t offset, std::span<char> chunk) const;

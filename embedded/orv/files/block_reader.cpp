@@ -60,7 +60,7 @@ void addRecordOrEntry(std::vector<Record>& records, std::size_t record, std::siz
 void requireFittingValue(std::uint32_t code, std::size_t entry, std::span<const char> bytes) {
     const ParameterDescription* parameter = findParameter(code);
     if (parameter == nullptr) {
-        if (bytes.size() > Values::longestValue) {
+        if (bytes.size() > Values::maxValueSize) {
             refuse();
         }
         return;

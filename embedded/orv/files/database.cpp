@@ -17,8 +17,8 @@ namespace {
 // Waits for another program that locks the file. The waits are short so that a reader finds the
 // gaps between the saves of a writer that saves continuously.
 int waitWhileBusy(void* /*unused*/, int waitsSoFar) {
-    constexpr int longestWait = 900;  // milliseconds of sleep; the calls take additional time
-    if (waitsSoFar >= longestWait) {
+    constexpr int maxWait = 900;  // milliseconds of sleep; the calls take additional time
+    if (waitsSoFar >= maxWait) {
         return 0;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(1));

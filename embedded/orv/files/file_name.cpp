@@ -65,8 +65,8 @@ void requireSavable(const std::string& path) {
     }
     const std::string folder = folderOf(path);
     const long stated = pathconf(folder.c_str(), _PC_NAME_MAX);
-    const std::size_t longestName = stated > 0 ? static_cast<std::size_t>(stated) : NAME_MAX;
-    if (lastNameOf(path).size() + journalSuffix > longestName ||
+    const std::size_t maxNameLength = stated > 0 ? static_cast<std::size_t>(stated) : NAME_MAX;
+    if (lastNameOf(path).size() + journalSuffix > maxNameLength ||
         path.size() + journalSuffix > static_cast<std::size_t>(files->mxPathname)) {
         throw Failure(codes::nameRefused);
     }

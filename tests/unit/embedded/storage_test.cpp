@@ -109,11 +109,11 @@ TEST_F(StorageTest, CreationWithoutUnnamedFilesIsSafe) {
 }
 
 TEST_F(StorageTest, FileWithoutPossibleJournalIsNotCreatedOrOpenedForWriting) {
-    const auto longest = file(std::string(NAME_MAX - 8, 'n'));  // leaves room for "-journal"
+    const auto maxLength = file(std::string(NAME_MAX - 8, 'n'));  // leaves room for "-journal"
     const auto tooLong = file(std::string(NAME_MAX - 7, 'n'));
     EXPECT_EQ(codes::nameRefused, DataSource().create(tooLong));
-    EXPECT_EQ(0U, DataSource::created(longest).put(QAR_D_LIVETIME, 1.0));
-    std::filesystem::rename(longest, tooLong);
+    EXPECT_EQ(0U, DataSource::created(maxLength).put(QAR_D_LIVETIME, 1.0));
+    std::filesystem::rename(maxLength, tooLong);
     EXPECT_EQ(codes::nameRefused, DataSource().open(tooLong, writing));
     EXPECT_EQ(1.0, DataSource::opened(tooLong, reading).get<double>(QAR_D_LIVETIME));
     const std::string deep = file(std::string(200, 'd') + "/" + std::string(200, 'd'));
