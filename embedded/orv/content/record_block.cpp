@@ -13,9 +13,9 @@ constexpr std::size_t codeSize = sizeof(std::uint32_t);
 constexpr std::size_t headSize = codeSize + sizeof(std::uint16_t);
 
 template <typename Number>
-Number numberAt(const char* place) {
+Number numberAt(const char* position) {
     Number number{};
-    std::memcpy(&number, place, sizeof number);
+    std::memcpy(&number, position, sizeof number);
     return number;
 }
 
@@ -93,12 +93,12 @@ bool hasOneInEachRecord(const ParameterDescription& parameter) {
 }  // namespace
 
 Value Values::Iterator::operator*() const {
-    return {numberAt<std::uint32_t>(place_),
-            {place_ + headSize, numberAt<std::uint16_t>(place_ + codeSize)}};
+    return {numberAt<std::uint32_t>(position_),
+            {position_ + headSize, numberAt<std::uint16_t>(position_ + codeSize)}};
 }
 
 Values::Iterator& Values::Iterator::operator++() {
-    place_ += headSize + numberAt<std::uint16_t>(place_ + codeSize);
+    position_ += headSize + numberAt<std::uint16_t>(position_ + codeSize);
     return *this;
 }
 
@@ -118,16 +118,16 @@ void Values::set(std::uint32_t code, ValueBytes bytes) {
     std::memcpy(packed.data() + codeSize, &length, sizeof length);
     packed.append(bytes);
 
-    std::size_t place = 0;
+    std::size_t offset = 0;
     std::size_t replaced = 0;
     for (const Value value : *this) {
         if (value.code >= code) {
             replaced = value.code == code ? headSize + value.bytes.size() : 0;
             break;
         }
-        place += headSize + value.bytes.size();
+        offset += headSize + value.bytes.size();
     }
-    packed_.replace(place, replaced, packed);
+    packed_.replace(offset, replaced, packed);
 }
 
 const Record& RecordBlock::record(std::size_t record) const {

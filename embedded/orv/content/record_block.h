@@ -32,13 +32,13 @@ class Values {
 
     class Iterator {
       public:
-        explicit Iterator(const char* place) : place_(place) {}
+        explicit Iterator(const char* position) : position_(position) {}
         Value operator*() const;
         Iterator& operator++();
         bool operator==(const Iterator&) const = default;
 
       private:
-        const char* place_;
+        const char* position_;
     };
 
     // The values ascend by code. Views and iterators are valid until the next change.

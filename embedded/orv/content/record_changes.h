@@ -15,13 +15,13 @@ namespace embedded {
 // recorded is lost.
 class RecordChanges {
   public:
-    struct ValuePlace {
+    struct ValueKey {
         std::size_t record;
         std::size_t entry;
         std::uint32_t code;
 
         // NOLINTNEXTLINE(modernize-use-nullptr): the check mistakes the comparison for one with 0
-        auto operator<=>(const ValuePlace&) const = default;
+        auto operator<=>(const ValueKey&) const = default;
     };
 
     // Used instead of a code: this entry was appended to the record.
@@ -51,7 +51,7 @@ class RecordChanges {
     }
     // May also contain values of a record that was recorded as a whole later, and an entry that was
     // not created because memory ran out.
-    [[nodiscard]] const std::set<ValuePlace>& values() const { return values_; }
+    [[nodiscard]] const std::set<ValueKey>& values() const { return values_; }
     [[nodiscard]] const std::set<std::size_t>& records() const { return records_; }
     // noRecord if no record has moved.
     [[nodiscard]] std::size_t movedFrom() const { return movedFrom_; }
@@ -59,7 +59,7 @@ class RecordChanges {
     static constexpr std::size_t noRecord = std::numeric_limits<std::size_t>::max();
 
   private:
-    std::set<ValuePlace> values_;
+    std::set<ValueKey> values_;
     std::set<std::size_t> records_;
     std::size_t movedFrom_ = noRecord;
 };

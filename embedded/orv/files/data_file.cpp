@@ -47,7 +47,7 @@ void DataFile::requireUndamaged() const {
     }
 }
 
-void DataFile::requireInPlace() const {
+void DataFile::requireNotMoved() const {
     try {
         if (identityOf(path_) == identity_) {
             return;
@@ -76,7 +76,7 @@ void DataFile::load(const NeededClasses& needed) {
 }
 
 void DataFile::loadFromFile(const NeededClasses& needed) {
-    requireInPlace();
+    requireNotMoved();
     try {
         storage().load(content_, needed);
     } catch (const Failure& failure) {
@@ -93,7 +93,7 @@ void DataFile::refresh() {
 }
 
 void DataFile::checkFile() {
-    requireInPlace();
+    requireNotMoved();
     storage().check();
     damaged_ = false;
 }
@@ -115,7 +115,7 @@ void DataFile::startWriting() {
     const std::lock_guard guard(mutex_);
     requireThisProcess();
     if (access_ == nullptr) {
-        requireInPlace();
+        requireNotMoved();
         auto access = std::make_unique<WriteAccess>(path_);
         storage().prepareSaving();
         loadFromFile(noClass);
@@ -137,7 +137,7 @@ void DataFile::endWriting() {
 void DataFile::saveChanges() {
     if (content_.isChanged()) {
         requireThisProcess();
-        requireInPlace();
+        requireNotMoved();
         if (storage().convertsAtSave()) {
             storage().load(content_, allClasses);
         }
@@ -156,7 +156,7 @@ void DataFile::compact() {
     const std::lock_guard guard(mutex_);
     requireThisProcess();
     requireUndamaged();
-    requireInPlace();
+    requireNotMoved();
     saveChanges();
     const ReservedDescriptors::Use use(access_->reserved());
     storage().compact();

@@ -81,7 +81,7 @@ class DataFile {
   private:
     void requireThisProcess() const;
     void requireUndamaged() const;
-    void requireInPlace() const;
+    void requireNotMoved() const;
     void load(const NeededClasses& needed);
     void loadFromFile(const NeededClasses& needed);
     void checkFile();

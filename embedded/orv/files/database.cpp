@@ -207,9 +207,9 @@ bool Database::readingFailed() const {
     std::array<char, 65536> bytes{};
     sqlite3_int64 size = 0;
     int result = file.pMethods->xFileSize(&file, &size);
-    for (sqlite3_int64 place = 0; result == SQLITE_OK && place < size; place += bytes.size()) {
-        const auto length = std::min<sqlite3_int64>(size - place, bytes.size());
-        result = file.pMethods->xRead(&file, bytes.data(), static_cast<int>(length), place);
+    for (sqlite3_int64 offset = 0; result == SQLITE_OK && offset < size; offset += bytes.size()) {
+        const auto length = std::min<sqlite3_int64>(size - offset, bytes.size());
+        result = file.pMethods->xRead(&file, bytes.data(), static_cast<int>(length), offset);
     }
     return result != SQLITE_OK;
 }

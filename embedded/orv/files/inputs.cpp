@@ -28,11 +28,11 @@ std::string inputFolder() {
 // Returns null after the last entry.
 const dirent* nextIn(DIR* folder) {
     errno = 0;
-    const dirent* place = readdir(folder);
-    if (place == nullptr && errno != 0) {
+    const dirent* entry = readdir(folder);
+    if (entry == nullptr && errno != 0) {
         throwSystemFailure(errno);
     }
-    return place;
+    return entry;
 }
 
 }  // namespace
@@ -51,8 +51,8 @@ std::vector<std::string> inputNames() {
         }
         throwSystemFailure(errno);
     }
-    while (const dirent* place = nextIn(opened.get())) {
-        const std::string_view file = place->d_name;
+    while (const dirent* entry = nextIn(opened.get())) {
+        const std::string_view file = entry->d_name;
         // A file whose name is not UTF-8 could not be opened by its listed name.
         if (file.size() > extension.size() && file.ends_with(extension) && text::isUtf8(file) &&
             isDataSource(folder + "/" + std::string(file))) {
