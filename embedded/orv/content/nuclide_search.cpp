@@ -54,8 +54,8 @@ bool isSearchable(float number) {
 
 }  // namespace
 
-std::optional<NuclideFound> findNuclideByName(const Content& content, std::string_view name,
-                                              std::uint32_t option) {
+std::optional<NuclideResult> findNuclideByName(const Content& content, std::string_view name,
+                                               std::uint32_t option) {
     const auto [number, after] = optionOf(option, static_cast<std::uint32_t>(NameMatch::Prefix));
     const auto match = static_cast<NameMatch>(number);
     const auto* nuclides = content.find<RecordBlock>(QAR_CLS_NUCLIDE);
@@ -72,32 +72,32 @@ std::optional<NuclideFound> findNuclideByName(const Content& content, std::strin
     if (record == 0) {
         return std::nullopt;
     }
-    return NuclideFound{static_cast<std::uint16_t>(record), 0};
+    return NuclideResult{static_cast<std::uint16_t>(record), 0};
 }
 
-std::optional<NuclideFound> findNuclideByEnergy(const Content& content, float energy,
-                                                float tolerance, std::uint32_t option) {
+std::optional<NuclideResult> findNuclideByEnergy(const Content& content, float energy,
+                                                 float tolerance, std::uint32_t option) {
     const auto [number, after] = optionOf(option, static_cast<std::uint32_t>(EnergyMatch::First));
     const auto match = static_cast<EnergyMatch>(number);
     if (!isSearchable(energy) || !isSearchable(tolerance)) {
         throw Failure(codes::keyRefused);
     }
-    const NuclideLine* found = nullptr;
+    const NuclideLine* result = nullptr;
     double nearest = std::numeric_limits<double>::infinity();
     for (const NuclideLine& line : content.nuclideLines()) {
         const double distance = std::abs(static_cast<double>(line.energy) - energy);
         if (line.record > after && distance <= tolerance && distance < nearest) {
-            found = &line;
+            result = &line;
             nearest = distance;
             if (match == EnergyMatch::First) {
                 break;
             }
         }
     }
-    if (found == nullptr) {
+    if (result == nullptr) {
         return std::nullopt;
     }
-    return NuclideFound{found->record, found->entry};
+    return NuclideResult{result->record, result->entry};
 }
 
 }  // namespace embedded

@@ -10,7 +10,7 @@
 
 namespace embedded {
 
-struct NuclideFound {
+struct NuclideResult {
     std::uint16_t record;
     std::uint16_t entry;  // the line found by its energy; 0 in a search by name
 };
@@ -23,14 +23,14 @@ struct NuclideFound {
 // Ignores the case of ASCII letters. Low bits 0: the record with this name, otherwise the first
 // whose name begins with it; 1: only the former; 2: only the latter. An empty name is not the
 // beginning of any name.
-std::optional<NuclideFound> findNuclideByName(const Content& content, std::string_view name,
-                                              std::uint32_t option);
+std::optional<NuclideResult> findNuclideByName(const Content& content, std::string_view name,
+                                               std::uint32_t option);
 
 // energy and tolerance: keV, finite and not negative, otherwise throws Failure(keyRefused). Low
 // bits 0: the nearest line within the tolerance, the lowest record and entry if several are equally
 // near; 1: the first line within the tolerance in the first record that has one.
-std::optional<NuclideFound> findNuclideByEnergy(const Content& content, float energy,
-                                                float tolerance, std::uint32_t option);
+std::optional<NuclideResult> findNuclideByEnergy(const Content& content, float energy,
+                                                 float tolerance, std::uint32_t option);
 
 }  // namespace embedded
 

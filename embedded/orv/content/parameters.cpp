@@ -23,17 +23,17 @@ std::optional<std::size_t> writtenChannelCount(const Content& content) {
     if (measurement == nullptr) {
         return std::nullopt;
     }
-    const ValueFound found = measurement->value(requireParameter(QAR_L_CHANNELS), 1, 0);
-    if (found.code != codes::success) {
+    const ValueResult result = measurement->value(requireParameter(QAR_L_CHANNELS), 1, 0);
+    if (result.code != codes::success) {
         return std::nullopt;
     }
     std::int32_t count = 0;
-    std::memcpy(&count, found.bytes.data(), sizeof count);
+    std::memcpy(&count, result.bytes.data(), sizeof count);
     return std::clamp<std::int64_t>(count, 0, SpectrumBlock::capacity);
 }
 
-ValueFound storedValue(const Content& content, const ParameterDescription& parameter,
-                       std::size_t record, std::size_t entry) {
+ValueResult storedValue(const Content& content, const ParameterDescription& parameter,
+                        std::size_t record, std::size_t entry) {
     static const RecordBlock nothing;
     const auto* block = content.find<RecordBlock>(parameter.classCode());
     return (block == nullptr ? nothing : *block).value(parameter, record, entry);
@@ -92,14 +92,14 @@ NeededClasses neededFor(std::uint32_t code) {
 
 std::uint32_t readParameter(const Content& content, const ParameterDescription& parameter,
                             std::size_t record, std::size_t entry, std::span<char> buffer) {
-    const ValueFound found = storedValue(content, parameter, record, entry);
-    if (found.code == codes::success) {
-        return copyValue(parameter, found.bytes, buffer);
+    const ValueResult result = storedValue(content, parameter, record, entry);
+    if (result.code == codes::success) {
+        return copyValue(parameter, result.bytes, buffer);
     }
-    const bool isChannelCount = parameter.code == QAR_L_CHANNELS && found.code == codes::notSet;
+    const bool isChannelCount = parameter.code == QAR_L_CHANNELS && result.code == codes::notSet;
     const SpectrumBlock* spectrum = isChannelCount ? findSpectrum(content) : nullptr;
     if (spectrum == nullptr || record != 1) {
-        return found.code;
+        return result.code;
     }
     const auto count = static_cast<std::int32_t>(spectrum->channelCount());
     std::array<char, sizeof count> counted{};

@@ -57,9 +57,9 @@ auto positionOf(Items& items, std::size_t number) {
     return std::next(items.begin(), static_cast<std::ptrdiff_t>(number - 1));
 }
 
-ValueFound foundIn(const Values& values, std::uint32_t code) {
+ValueResult resultIn(const Values& values, std::uint32_t code) {
     const auto bytes = values.find(code);
-    return bytes ? ValueFound{*bytes, codes::success} : ValueFound{{}, codes::notSet};
+    return bytes ? ValueResult{*bytes, codes::success} : ValueResult{{}, codes::notSet};
 }
 
 // Returns the entry under which a value is stored, for the entry that a caller passes.
@@ -135,8 +135,8 @@ const Record& RecordBlock::record(std::size_t record) const {
     return records_[record - 1];
 }
 
-ValueFound RecordBlock::value(const ParameterDescription& parameter, std::size_t record,
-                              std::size_t entry) const {
+ValueResult RecordBlock::value(const ParameterDescription& parameter, std::size_t record,
+                               std::size_t entry) const {
     entry = entryOfValue(parameter, entry);
     if (hasOneInEachRecord(parameter) && entry > 0) {
         return {{}, codes::noSuchEntry};
@@ -149,7 +149,7 @@ ValueFound RecordBlock::value(const ParameterDescription& parameter, std::size_t
     if (entry > holder.entries.size()) {
         return {{}, entry == 1 ? codes::notSet : codes::noSuchEntry};
     }
-    return foundIn(holder.valuesOf(entry), parameter.code);
+    return resultIn(holder.valuesOf(entry), parameter.code);
 }
 
 void RecordBlock::setValue(const ParameterDescription& parameter, std::size_t record,
@@ -163,13 +163,13 @@ void RecordBlock::setValue(const ParameterDescription& parameter, std::size_t re
         changeValue(record, entry, parameter.code, bytes);
         return;
     }
-    Record made;
+    Record newRecord;
     if (entry > 0) {
-        requireThisOrNext(made.entries, entry, codes::noSuchEntry);
-        made.entries.emplace_back();
+        requireThisOrNext(newRecord.entries, entry, codes::noSuchEntry);
+        newRecord.entries.emplace_back();
     }
-    made.valuesOf(entry).set(parameter.code, bytes);
-    putRecord(record, std::move(made));
+    newRecord.valuesOf(entry).set(parameter.code, bytes);
+    putRecord(record, std::move(newRecord));
 }
 
 void RecordBlock::changeValue(std::size_t record, std::size_t entry, std::uint32_t code,

@@ -71,7 +71,7 @@ struct Record {
 };
 
 // A value, or the code of the reason if there is none.
-struct ValueFound {
+struct ValueResult {
     ValueBytes bytes;
     std::uint32_t code;  // codes::success; notSet, noSuchRecord, noSuchEntry
 };
@@ -99,8 +99,8 @@ class RecordBlock {
     // Does not throw. entry: 0 and 1 both mean the value of a parameter with one value in each
     // record, or the first value of other parameters. If record 1 or entry 1 does not exist, its
     // values are notSet.
-    [[nodiscard]] ValueFound value(const ParameterDescription& parameter, std::size_t record,
-                                   std::size_t entry) const;
+    [[nodiscard]] ValueResult value(const ParameterDescription& parameter, std::size_t record,
+                                    std::size_t entry) const;
     // record and entry: existing or the next number. bytes: at most Values::maxValueSize.
     void setValue(const ParameterDescription& parameter, std::size_t record, std::size_t entry,
                   ValueBytes bytes);

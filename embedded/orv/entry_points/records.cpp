@@ -26,8 +26,8 @@ NeededClasses neededForClass(std::uint16_t classCode) {
     return classCode == QAR_CLS_SPECTRUM ? neededForSpectrum : NeededClasses{{classCode}};
 }
 
-std::optional<NuclideFound> find(const Content& content, std::int32_t kind, const void* key,
-                                 std::uint32_t option) {
+std::optional<NuclideResult> find(const Content& content, std::int32_t kind, const void* key,
+                                  std::uint32_t option) {
     switch (kind) {
         case ORV_SEARCH_BY_NAME:
             return findNuclideByName(content, static_cast<const char*>(key), option);

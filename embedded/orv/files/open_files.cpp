@@ -36,9 +36,9 @@ std::string plainName(const std::string& name) {
 OpenFiles& openFiles() {
     // Never destroyed: threads may still run while the process ends.
     static auto& files = *[] {
-        auto made = std::make_unique<OpenFiles>();
+        auto created = std::make_unique<OpenFiles>();
         callInForkedProcess([] { openFiles().leaveToParent(); });
-        return made.release();
+        return created.release();
     }();
     static const SaveAtExit saveAtExit(files);
     return files;
@@ -63,15 +63,15 @@ bool isDataSource(const std::string& name) {
 }
 
 OpenFiles::Entry* OpenFiles::find(const FileIdentity& identity) {
-    const auto found = entries_.find(identity);
-    if (found == entries_.end()) {
+    const auto entry = entries_.find(identity);
+    if (entry == entries_.end()) {
         return nullptr;
     }
-    if (!found->second.file->isOfThisProcess()) {
-        entries_.erase(found);
+    if (!entry->second.file->isOfThisProcess()) {
+        entries_.erase(entry);
         return nullptr;
     }
-    return &found->second;
+    return &entry->second;
 }
 
 std::shared_ptr<DataFile> OpenFiles::open(const std::string& name, bool writing) {
@@ -96,12 +96,12 @@ std::shared_ptr<DataFile> OpenFiles::open(const std::string& name, bool writing)
 
 std::shared_ptr<DataFile> OpenFiles::create(const std::string& name) {
     const std::lock_guard guard(mutex_);
-    NewFile made(name);
-    auto access = std::make_unique<WriteAccess>(made.descriptor());
-    made.publish();
-    auto file = std::make_shared<DataFile>(made.path(), made.identity(), std::move(access));
+    NewFile newFile(name);
+    auto access = std::make_unique<WriteAccess>(newFile.descriptor());
+    newFile.publish();
+    auto file = std::make_shared<DataFile>(newFile.path(), newFile.identity(), std::move(access));
     entries_.insert_or_assign(file->identity(), Entry{file, 1, 1});
-    made.keep();
+    newFile.keep();
     return file;
 }
 
