@@ -224,7 +224,7 @@ bool Database::isWritable() const {
     return sqlite3_db_readonly(handle_.get(), "main") == 0;
 }
 
-void Database::keepFewPages() {
+void Database::limitCache() {
     execute("PRAGMA cache_size = -128");  // KiB
 }
 
@@ -309,24 +309,24 @@ std::string_view Execution::text(int column) const {
 
 Transactions::Transactions(Database& database)
     : database_(database),
-      firstLook_(database, "PRAGMA user_version"),
+      firstRead_(database, "PRAGMA user_version"),
       begin_(database, "BEGIN IMMEDIATE"),
       commit_(database, "COMMIT"),
       rollback_(database, "ROLLBACK") {}
 
-void Transactions::endWhatIsLeft() {
+void Transactions::endOpenTransaction() {
     if (sqlite3_get_autocommit(database_.handle()) == 0) {
         run(rollback_);
     }
 }
 
 Transactions::Reading::Reading(Transactions& transactions)
-    : firstLook_((transactions.endWhatIsLeft(), transactions.firstLook_)) {
-    firstLook_.step();
+    : firstRead_((transactions.endOpenTransaction(), transactions.firstRead_)) {
+    firstRead_.step();
 }
 
 Transactions::Writing::Writing(Transactions& transactions) : transactions_(transactions) {
-    transactions_.endWhatIsLeft();
+    transactions_.endOpenTransaction();
     transactions_.rollback_.prepared();  // memory may have run out when it is needed
     run(transactions_.begin_);
 }

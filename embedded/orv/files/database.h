@@ -51,7 +51,7 @@ class Database {
     [[nodiscard]] int changedRows() const { return sqlite3_changes(handle_.get()); }
 
     // Limits the page cache from now on, for reading a file once from start to end.
-    void keepFewPages();
+    void limitCache();
     // Releases the page cache.
     void releaseMemory();
 
@@ -165,7 +165,7 @@ class Transactions {
         explicit Reading(Transactions& transactions);
 
       private:
-        Execution firstLook_;
+        Execution firstRead_;
     };
 
     // A write transaction; the destructor rolls it back unless it was committed.
@@ -187,10 +187,10 @@ class Transactions {
 
   private:
     // Rolls back a transaction whose rollback failed earlier because memory ran out.
-    void endWhatIsLeft();
+    void endOpenTransaction();
 
     Database& database_;
-    Statement firstLook_;  // reads a value that every file has, before the schema is read
+    Statement firstRead_;  // reads a value that every file has, before the schema is read
     Statement begin_;
     Statement commit_;
     Statement rollback_;

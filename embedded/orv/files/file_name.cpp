@@ -64,8 +64,8 @@ void requireSavable(const std::string& path) {
         throw std::bad_alloc();
     }
     const std::string folder = folderOf(path);
-    const long stated = pathconf(folder.c_str(), _PC_NAME_MAX);
-    const std::size_t maxNameLength = stated > 0 ? static_cast<std::size_t>(stated) : NAME_MAX;
+    const long limit = pathconf(folder.c_str(), _PC_NAME_MAX);
+    const std::size_t maxNameLength = limit > 0 ? static_cast<std::size_t>(limit) : NAME_MAX;
     if (lastNameOf(path).size() + journalSuffix > maxNameLength ||
         path.size() + journalSuffix > static_cast<std::size_t>(files->mxPathname)) {
         throw Failure(codes::nameRefused);

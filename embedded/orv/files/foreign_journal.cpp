@@ -32,7 +32,7 @@ bool isRegularFile(const std::string& path) {
 }
 
 // True if the file is consistent without the journal, as its checksums show.
-bool isSoundAsItIs(Database& database) {
+bool isSoundWithoutJournal(Database& database) {
     std::vector<unsigned char> image(static_cast<std::size_t>(database.fileSize()));
     database.readStart(image);
     try {
@@ -64,7 +64,7 @@ Journal kindOf(const RollbackJournal& journal, Database& database, const FirstPa
         return Journal::Foreign;
     }
     const bool isDecidable = page.isOfDataSource() && page.schemaVersion() > 1;
-    if (!isDecidable || !isSoundAsItIs(database)) {
+    if (!isDecidable || !isSoundWithoutJournal(database)) {
         return Journal::Needed;
     }
     return before ? Journal::Completed : Journal::Foreign;

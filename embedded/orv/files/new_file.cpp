@@ -18,7 +18,7 @@
 namespace embedded {
 namespace {
 
-constexpr mode_t asTheUmaskSays = 0666;
+constexpr mode_t newFileMode = 0666;  // reduced by the umask
 
 std::string pathInItsFolder(const std::string& name) {
     const std::string fileName = lastNameOf(name);
@@ -44,7 +44,7 @@ std::string temporaryPathIn(const std::string& folder) {
 
 // Creates a file without a name, or with a temporary name that it stores in temporaryPath.
 FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
-    const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, asTheUmaskSays);
+    const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, newFileMode);
     if (unnamed >= 0) {
         return FileDescriptor(unnamed);
     }
@@ -53,7 +53,7 @@ FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
         throwSystemFailure(errno);
     }
     temporaryPath = temporaryPathIn(folder);
-    return {temporaryPath, O_CREAT | O_EXCL | O_RDWR, asTheUmaskSays};
+    return {temporaryPath, O_CREAT | O_EXCL | O_RDWR, newFileMode};
 }
 
 void writeWhole(int file, std::span<const char> bytes) {

@@ -9,8 +9,8 @@
 namespace embedded {
 namespace {
 
-// The last connection that was left to a parent process; it links to the earlier ones.
-Storage* lastLeft = nullptr;
+// The last connection inherited from a parent process; it links to the earlier ones.
+Storage* lastInherited = nullptr;
 
 }  // namespace
 
@@ -57,7 +57,7 @@ void Storage::load(Content& content, const NeededClasses& needed) {
     const auto missing = content.missing(needed);
     constexpr std::int64_t large = 1 << 20;  // bytes; smaller files need little cache
     if (!missing.empty() && database_.fileSize() > large) {
-        database_.keepFewPages();
+        database_.limitCache();
     }
     for (const std::uint16_t classCode : missing) {
         if (content.has(classCode)) {
@@ -115,8 +115,8 @@ void Storage::check() {
 
 void Storage::leaveToParent(std::unique_ptr<Storage> storage) noexcept {
     if (storage != nullptr) {
-        storage->leftBefore_ = lastLeft;
-        lastLeft = storage.release();
+        storage->previousInherited_ = lastInherited;
+        lastInherited = storage.release();
     }
 }
 

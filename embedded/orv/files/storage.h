@@ -70,7 +70,7 @@ class Storage {
     ReadAhead readAhead_;
     // The saved state from which the content was loaded; nullopt if it is not known.
     std::optional<std::uint32_t> dataVersion_;
-    Storage* leftBefore_ = nullptr;
+    Storage* previousInherited_ = nullptr;
 };
 
 }  // namespace embedded
