@@ -95,14 +95,14 @@ DataFile& Context::writableSource() const {
 
 void Context::beginInputs() {
     inputs_ = inputNames();
-    inputsGiven_ = 0;
+    inputIndex_ = 0;
 }
 
 std::optional<std::string> Context::nextInput() {
-    if (inputsGiven_ == inputs_.size()) {
+    if (inputIndex_ == inputs_.size()) {
         return std::nullopt;
     }
-    return inputs_[inputsGiven_++];
+    return inputs_[inputIndex_++];
 }
 
 Contexts& contexts() {

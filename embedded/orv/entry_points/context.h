@@ -100,7 +100,7 @@ class Context {
     bool writing_ = false;
     bool creationRefused_ = false;  // by the last call that opens or creates
     std::vector<std::string> inputs_;
-    std::size_t inputsGiven_ = 0;
+    std::size_t inputIndex_ = 0;  // of the next input
 };
 
 // Safe for concurrent use by multiple threads. Handles are positive and ascend; a handle is never

@@ -42,13 +42,13 @@ void openOn(Context& context, const char* name, std::uint16_t sourceType,
     context.open(pathOf(nameOf(name), sourceType), (accessMode & writingMode) != 0);
 }
 
-std::uint32_t giveInput(Context& context, char* name) {
-    const auto given = context.nextInput();
-    if (!given) {
+std::uint32_t copyNextInput(Context& context, char* name) {
+    const auto input = context.nextInput();
+    if (!input) {
         return codes::endOfList;
     }
-    const std::size_t length = std::min<std::size_t>(given->size(), ORV_INPUT_NAME_SIZE - 1);
-    *std::copy_n(given->begin(), length, name) = '\0';
+    const std::size_t length = std::min<std::size_t>(input->size(), ORV_INPUT_NAME_SIZE - 1);
+    *std::copy_n(input->begin(), length, name) = '\0';
     return codes::success;
 }
 
@@ -156,13 +156,13 @@ OrvStatus SOrvFirstInput(OrvContext handle, std::uint32_t /*option*/, char* name
     return onContext(handle, [=](Context& context) {
         requirePointers(name);
         context.beginInputs();
-        return giveInput(context, name);
+        return copyNextInput(context, name);
     });
 }
 
 OrvStatus SOrvNextInput(OrvContext handle, char* name) {
     return onContext(handle, [=](Context& context) {
         requirePointers(name);
-        return giveInput(context, name);
+        return copyNextInput(context, name);
     });
 }
