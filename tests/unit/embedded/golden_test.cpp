@@ -14,11 +14,12 @@ namespace {
 
 using namespace embedded;
 
-class GoldenFileTest : public DataSourceTest {
+class GoldenFileTest : public DataSourceTest, public testing::WithParamInterface<const char*> {
   protected:
     // Returns a copy of the file, opened for writing.
     [[nodiscard]] DataSource copyOf(const std::string& name) const {
-        std::filesystem::copy_file(std::filesystem::path(GOLDEN_FILES) / name, file(name));
+        std::filesystem::copy_file(std::filesystem::path(GOLDEN_FILES) / GetParam() / name,
+                                   file(name));
         return DataSource::opened(file(name), writing);
     }
     // Closes the source and returns it opened again, with the content from the disk.
@@ -31,7 +32,7 @@ class GoldenFileTest : public DataSourceTest {
     }
 };
 
-TEST_F(GoldenFileTest, OldMeasurementIsReadAndChanged) {
+TEST_P(GoldenFileTest, OldMeasurementIsReadAndChanged) {
     const auto source = copyOf("measurement.qar");
     std::vector<std::int32_t> channels(512);
     std::iota(channels.begin(), channels.end(), 0);
@@ -54,7 +55,7 @@ TEST_F(GoldenFileTest, OldMeasurementIsReadAndChanged) {
     EXPECT_EQ("J. M\xFCller", again.text(QAR_C_OPERATOR));
 }
 
-TEST_F(GoldenFileTest, OldNuclideLibraryIsSearchedAndChanged) {
+TEST_P(GoldenFileTest, OldNuclideLibraryIsSearchedAndChanged) {
     const auto source = copyOf("nuclides.qar");
     EXPECT_EQ("Ba-133m", source.text(QAR_C_NUCLNAME, 4));
     ASSERT_EQ(0U, SOrvDeleteOne(source.context(), QAR_CLS_NUCLIDE, 1, 0));
@@ -70,7 +71,7 @@ TEST_F(GoldenFileTest, OldNuclideLibraryIsSearchedAndChanged) {
     EXPECT_EQ(2U, entry);
 }
 
-TEST_F(GoldenFileTest, OldAnalysisSequenceIsReadAndChanged) {
+TEST_P(GoldenFileTest, OldAnalysisSequenceIsReadAndChanged) {
     const auto source = copyOf("sequence.qar");
     EXPECT_EQ("Environmental, long", source.text(QAR_C_ANSEQUENCE));
     EXPECT_EQ(5, source.get<std::int16_t>(QAR_S_ANSTEP, 2));
@@ -85,6 +86,9 @@ TEST_F(GoldenFileTest, OldAnalysisSequenceIsReadAndChanged) {
               std::string(bytes.data(), 4));
     EXPECT_EQ(2, again.get<std::int16_t>(QAR_S_REPORTCOPIES));
 }
+
+// Files of format version 1 have no checksums; the first save converts them to version 2.
+INSTANTIATE_TEST_SUITE_P(Versions, GoldenFileTest, testing::Values(".", "version-2"));
 
 }  // namespace
 }  // namespace testing_support
