@@ -104,6 +104,9 @@ ScintillatorContinuum::ScintillatorContinuum(const ScintillatorBins& bins) {
 }
 
 Eigen::MatrixXd ScintillatorContinuum::whitened(const Eigen::MatrixXd& columns) const {
+    if (columns.cols() == 0) {  // Eigen's solver reads the first element
+        return columns;
+    }
     return covariance_.matrixL().solve(columns);
 }
 
