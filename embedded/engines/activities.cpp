@@ -65,11 +65,11 @@ NonnegativeProblem areasOf(const std::vector<std::size_t>& found, const JointFit
 }  // namespace
 
 void measureActivities(std::vector<Identification>& nuclides, const JointFitInput& input,
-                       double smallestConfidence) {
+                       double minConfidence) {
     std::vector<std::size_t> found;
     for (std::size_t nuclide = 0; nuclide < nuclides.size(); ++nuclide) {
         Identification& one = nuclides[nuclide];
-        if (one.activity > 0.0 && one.confidence >= smallestConfidence) {
+        if (one.activity > 0.0 && one.confidence >= minConfidence) {
             found.push_back(nuclide);
         } else {
             one.activity = 0.0;

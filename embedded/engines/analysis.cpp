@@ -20,19 +20,19 @@ namespace {
 struct Setting {
     std::uint32_t code;
     double missing;
-    double smallest;
-    double greatest;
+    double min;
+    double max;
 };
 
 constexpr Setting peakLimit = {QAR_D_PEAKLIMIT, 5.0, 1.0, 100.0};
 constexpr Setting matchTolerance = {QAR_D_MATCHTOL, 1.0, 1e-6, 1e6};
-constexpr Setting leastConfidence = {QAR_D_MINCONF, 0.5, 0.0, 1.0};
+constexpr Setting minConfidence = {QAR_D_MINCONF, 0.5, 0.0, 1.0};
 
-constexpr double widestSmoothing = 1.0 / 16.0;  // of the spectrum
+constexpr double maxSmoothing = 1.0 / 16.0;  // of the spectrum
 
 double readSetting(const DataSourceAccess& dataSource, const Setting& setting) {
     const double value = dataSource.readDouble(setting.code).value_or(setting.missing);
-    if (!(value >= setting.smallest && value <= setting.greatest)) {
+    if (!(value >= setting.min && value <= setting.max)) {
         throw EngineFailure(status::badSetting);
     }
     return value;
@@ -93,11 +93,11 @@ void Analysis::readSettings(std::optional<double> significanceLimit) {
     search_.multiplets = dataSource_.readByte(QAR_B_FITMULTIPLT, 1).value_or(1) != 0;
     search_.smoothing = dataSource_.readShort(QAR_S_SMOOTHWIDTH).value_or(0);
     if (search_.smoothing < 0.0 ||
-        search_.smoothing > widestSmoothing * static_cast<double>(contents_.size())) {
+        search_.smoothing > maxSmoothing * static_cast<double>(contents_.size())) {
         throw EngineFailure(status::badSetting);
     }
     rules_.tolerance = readSetting(dataSource_, matchTolerance);
-    rules_.smallestConfidence = readSetting(dataSource_, leastConfidence);
+    rules_.minConfidence = readSetting(dataSource_, minConfidence);
     rules_.efficiencyIsAssumed = calibration_.efficiency.empty();
 }
 
@@ -203,7 +203,7 @@ void Analysis::writeResults(const NuclideLibrary& library, const Findings& findi
 }
 
 bool Analysis::isFound(const Identification& identification) const {
-    return identification.activity > 0.0 && identification.confidence >= rules_.smallestConfidence;
+    return identification.activity > 0.0 && identification.confidence >= rules_.minConfidence;
 }
 
 void Analysis::writeResult(const NuclideLibrary& library, const Findings& findings,

@@ -6,8 +6,8 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double narrowestWidth = 0.5;
-constexpr double widestPartOfSpectrum = 0.1;
+constexpr double minWidth = 0.5;
+constexpr double maxPartOfSpectrum = 0.1;
 
 constexpr double typicalPower = -0.9;
 constexpr double typicalAbsorption = 80.0;  // keV
@@ -62,11 +62,11 @@ bool energyRises(const Calibration& calibration, std::size_t channelCount) {
 }
 
 std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t channelCount) {
-    const double widest = static_cast<double>(channelCount) * widestPartOfSpectrum;
+    const double maxWidth = static_cast<double>(channelCount) * maxPartOfSpectrum;
     std::vector<double> widths(channelCount);
     for (std::size_t index = 0; index < channelCount; ++index) {
         const double width = widthAt(calibration, static_cast<double>(index + 1));
-        const bool usable = width >= narrowestWidth && width <= widest;
+        const bool usable = width >= minWidth && width <= maxWidth;
         widths[index] = usable ? width : 0.0;
     }
     return widths;

@@ -11,9 +11,9 @@ namespace embedded::engines {
 namespace {
 
 constexpr double toleranceInSigmas = 2.0;  // of the calibration before it is corrected
-constexpr std::size_t fewestLines = 4;
+constexpr std::size_t minLines = 4;
 constexpr std::size_t linesForParabola = 10;
-constexpr double leastScatter = 0.15;  // keV
+constexpr double minScatter = 0.15;  // keV
 
 // Powers of the energy in MeV.
 Eigen::VectorXd powers(double energy, Eigen::Index count) {
@@ -40,7 +40,7 @@ std::vector<MeasuredPeak> withUncertainCalibration(std::span<const MeasuredPeak>
 std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> peaks,
                                                 std::span<const CertainLine> lines,
                                                 double tolerance) {
-    if (lines.size() < fewestLines) {
+    if (lines.size() < minLines) {
         return withUncertainCalibration(peaks, tolerance);
     }
     const Eigen::Index count = lines.size() < linesForParabola ? 2 : 3;
@@ -50,7 +50,7 @@ std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> pe
     double weights = 0.0;
     for (const CertainLine& line : lines) {
         const double difference = line.expected - line.measured;
-        const double weight = std::pow(std::hypot(line.uncertainty, leastScatter), -2);
+        const double weight = std::pow(std::hypot(line.uncertainty, minScatter), -2);
         const Eigen::VectorXd terms = powers(line.measured, count);
         matrix += weight * terms * terms.transpose();
         right += weight * difference * terms;
@@ -62,7 +62,7 @@ std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> pe
     const auto number = static_cast<double>(lines.size());
     const double remaining = std::max(0.0, squares - right.dot(polynomial));
     const double variance = remaining / weights * number / (number - static_cast<double>(count));
-    const double scatter = std::max(leastScatter, std::sqrt(variance));
+    const double scatter = std::max(minScatter, std::sqrt(variance));
     // In units of the uncertainties of which the weights are made.
     const double enlargement = std::max(1.0, remaining / (number - static_cast<double>(count)));
     std::vector<MeasuredPeak> corrected(peaks.begin(), peaks.end());

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int stateItem = 1;
 constexpr std::size_t channelsInOneReading = 2048;
-constexpr std::uint16_t mostCoefficients = 32;
+constexpr std::uint16_t maxCoefficients = 32;
 constexpr std::size_t textBufferSize = 256;
 
 }  // namespace
@@ -69,7 +69,7 @@ std::optional<std::string> DataSourceAccess::readText(std::uint32_t code,
 
 std::vector<double> DataSourceAccess::readCoefficients(std::uint32_t code) const {
     std::vector<double> coefficients;
-    for (std::uint16_t entry = 1; entry <= mostCoefficients; ++entry) {
+    for (std::uint16_t entry = 1; entry <= maxCoefficients; ++entry) {
         const auto coefficient = readDouble(code, 1, entry);
         if (!coefficient) {
             break;

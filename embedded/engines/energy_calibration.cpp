@@ -11,20 +11,20 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double lowestEnd = 100.0;  // keV of the last channel
-constexpr double highestEnd = 20000.0;
-constexpr double offsetScatter = 25.0;    // keV; most converters begin near 0
-constexpr double greatestOffset = 150.0;  // keV
+constexpr double minEnd = 100.0;  // keV of the last channel
+constexpr double maxEnd = 20000.0;
+constexpr double offsetScatter = 25.0;  // keV; most converters begin near 0
+constexpr double maxOffset = 150.0;     // keV
 
-constexpr std::size_t leastLines = 2;
-constexpr double leastScore = 12.0;
-constexpr double leastAdvantage = 5.0;  // over any other assignment
+constexpr std::size_t minLines = 2;
+constexpr double minScore = 12.0;
+constexpr double minAdvantage = 5.0;  // over any other assignment
 
 // A parabola needs this many lines over this part of the spectrum, because it extrapolates badly.
 constexpr std::size_t linesForParabola = 5;
 constexpr double spanForParabola = 0.5;
-constexpr double leastImprovement = 9.0;  // of chi-square
-constexpr double crookedness = 0.03;      // distance of a peak from its line, in FWHM
+constexpr double minImprovement = 9.0;  // of chi-square
+constexpr double crookedness = 0.03;    // distance of a peak from its line, in FWHM
 
 struct Fit {
     std::vector<double> coefficients;
@@ -58,10 +58,9 @@ Fit fitPolynomial(std::span<const PlacedPeak> peaks, const Assignment& assignmen
 bool mayBend(std::span<const PlacedPeak> peaks, const Assignment& assignment,
              std::size_t channelCount) {
     const auto position = [peaks](const LineMatch& match) { return peaks[match.peak].position; };
-    const auto [lowest, highest] = std::ranges::minmax(assignment.matches, {}, position);
+    const auto [min, max] = std::ranges::minmax(assignment.matches, {}, position);
     return assignment.matches.size() >= linesForParabola &&
-           position(highest) - position(lowest) >
-               spanForParabola * static_cast<double>(channelCount);
+           position(max) - position(min) > spanForParabola * static_cast<double>(channelCount);
 }
 
 }  // namespace
@@ -69,19 +68,18 @@ bool mayBend(std::span<const PlacedPeak> peaks, const Assignment& assignment,
 std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
                                                    std::span<const LinePattern> nuclides,
                                                    std::size_t channelCount) {
-    const double middle = std::sqrt(lowestEnd * highestEnd) / static_cast<double>(channelCount);
+    const double middle = std::sqrt(minEnd * maxEnd) / static_cast<double>(channelCount);
     const RelationLimits limits = {
-        {0.0, middle}, offsetScatter, 0.0, greatestOffset, 0.5 * std::log(highestEnd / lowestEnd)};
+        {0.0, middle}, offsetScatter, 0.0, maxOffset, 0.5 * std::log(maxEnd / minEnd)};
     const std::vector<Assignment> best = LineAssignment(peaks, nuclides, limits).best(2);
-    if (best.empty() || best.front().matches.size() < leastLines ||
-        best.front().score < leastScore ||
-        (best.size() > 1 && best.front().score < best[1].score + leastAdvantage)) {
+    if (best.empty() || best.front().matches.size() < minLines || best.front().score < minScore ||
+        (best.size() > 1 && best.front().score < best[1].score + minAdvantage)) {
         return std::nullopt;
     }
     const Fit straight = fitPolynomial(peaks, best.front(), 1);
     if (mayBend(peaks, best.front(), channelCount)) {
         const Fit parabola = fitPolynomial(peaks, best.front(), 2);
-        if (straight.chiSquare > parabola.chiSquare + leastImprovement &&
+        if (straight.chiSquare > parabola.chiSquare + minImprovement &&
             energyRises({parabola.coefficients, {}, {}}, channelCount)) {
             return parabola.coefficients;
         }

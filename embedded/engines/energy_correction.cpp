@@ -42,9 +42,9 @@ constexpr Range germaniumLimit = {6.0, 0.008};
 constexpr Range otherScatter = {15.0, 0.03};
 constexpr Range otherLimit = {40.0, 0.10};
 
-constexpr std::size_t leastLines = 3;
-constexpr double leastGain = 10.0;      // of the score over the calibration as it is
-constexpr double leastAdvantage = 5.0;  // over any other correction
+constexpr std::size_t minLines = 3;
+constexpr double minGain = 10.0;      // of the score over the calibration as it is
+constexpr double minAdvantage = 5.0;  // over any other correction
 
 std::vector<LinePattern> patternsOf(std::span<const LinePattern> nuclides) {
     std::vector<LinePattern> patterns = {naturalBackground};
@@ -89,12 +89,12 @@ EnergyCorrection energyCorrectionOf(std::span<const PlacedPeak> peaks,
     const std::vector<LinePattern> patterns = patternsOf(nuclides);
     const LineAssignment assignment(peaks, patterns, limits);
     const std::vector<Assignment> best = assignment.best(2);
-    if (best.empty() || best.front().matches.size() < leastLines) {
+    if (best.empty() || best.front().matches.size() < minLines) {
         return {};
     }
     const double unchanged = assignment.assess(limits.expected).score;
     const double other = best.size() > 1 ? best[1].score : 0.0;
-    if (best.front().score < unchanged + leastGain || best.front().score < other + leastAdvantage) {
+    if (best.front().score < unchanged + minGain || best.front().score < other + minAdvantage) {
         return {};
     }
     return {best.front().relation, best.front().matches.size()};

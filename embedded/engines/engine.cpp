@@ -12,13 +12,13 @@ namespace embedded::engines {
 namespace {
 
 constexpr std::uint32_t optionSteps = optionSearchPeaks | optionIdentifyNuclides;
-constexpr std::uint32_t smallestLimit = 10;  // tenths
-constexpr double usualLimit = 5.0;           // for the peaks of a calibration
+constexpr std::uint32_t minLimit = 10;  // tenths
+constexpr double usualLimit = 5.0;      // for the peaks of a calibration
 
 std::optional<double> limitOf(std::uint32_t options) {
     const std::uint32_t tenths = (options & optionLimitMask) >> optionLimitShift;
     if ((options & ~(optionSteps | optionCalibrate | optionLimitMask)) != 0 ||
-        (tenths != 0 && tenths < smallestLimit)) {
+        (tenths != 0 && tenths < minLimit)) {
         throw EngineFailure(status::badOption);
     }
     return tenths == 0 ? std::nullopt : std::optional(0.1 * tenths);

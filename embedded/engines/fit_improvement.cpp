@@ -32,7 +32,7 @@ constexpr double wellDescribed = 1.5;
 constexpr double missingPart = 0.5;
 constexpr double partedDistance = 0.45;
 
-constexpr int mostImprovements = 8;
+constexpr int maxImprovements = 8;
 
 // A peak may have its own width if no other peak is nearer than this, in widths.
 constexpr double aloneDistance = 2.5;
@@ -218,7 +218,7 @@ std::optional<RegionFit> Improver::best(const RegionFit& fit) {
 
 // A tail is also tried if the region is already described, because step and width may hide it.
 RegionFit Improver::improve(RegionFit fit) {
-    for (int number = 0; number < mostImprovements; ++number) {
+    for (int number = 0; number < maxImprovements; ++number) {
         found_.clear();
         if (isStrong(fit)) {
             tryShape(fit, leftTail);

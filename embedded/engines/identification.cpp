@@ -105,12 +105,12 @@ void Identifier::judge(JointFit& fit) {
     for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
         Identification& result = found_[nuclide];
         result = {};
-        double greatestWeight = 0.0;
+        double maxWeight = 0.0;
         for (const LineMatch& match : matches_[nuclide].lines) {
             if (match.peak) {
                 result.peaks.push_back(*match.peak);
-                if (match.line->weight > greatestWeight) {
-                    greatestWeight = match.line->weight;
+                if (match.line->weight > maxWeight) {
+                    maxWeight = match.line->weight;
                     result.energy = match.line->energy;
                 }
             }
@@ -165,18 +165,18 @@ void Identifier::explainPeaks(const JointFit& fit) {
 
 void Identifier::assignPeaks(const JointFit& fit) {
     assigned_.assign(peaks_.size(), {});
-    std::vector<double> most(peaks_.size(), 0.0);
+    std::vector<double> maxAreas(peaks_.size(), 0.0);
     for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
         const auto& lines = matches_[nuclide].lines;
         if (fit.activity(nuclide) <= 0.0 ||
-            found_[nuclide].confidence < (isElement(nuclide) ? 0.0 : rules_.smallestConfidence)) {
+            found_[nuclide].confidence < (isElement(nuclide) ? 0.0 : rules_.minConfidence)) {
             continue;
         }
         for (std::size_t line = 0; line < lines.size(); ++line) {
             const auto peak = lines[line].peak;
             const double area = fit.activity(nuclide) * models_.all()[nuclide].weights[line];
-            if (peak && area > most[*peak]) {
-                most[*peak] = area;
+            if (peak && area > maxAreas[*peak]) {
+                maxAreas[*peak] = area;
                 assigned_[*peak] = {all_[nuclide].name, isElement(nuclide)};
             }
         }
@@ -233,7 +233,7 @@ Findings Identifier::findings() const {
     measureActivities(
         findings.nuclides,
         {peaks_, findings.origins, all_, matches_, models, improbabilities_, allowance()},
-        rules_.smallestConfidence);
+        rules_.minConfidence);
     return findings;
 }
 

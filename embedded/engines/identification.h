@@ -16,9 +16,9 @@
 namespace embedded::engines {
 
 struct MatchingRules {
-    double tolerance;                 // keV
-    bool efficiencyIsAssumed;         // true if there is no efficiency calibration
-    double smallestConfidence = 0.0;  // of nuclides that get peaks and sums, 0 to 1
+    double tolerance;            // keV
+    bool efficiencyIsAssumed;    // true if there is no efficiency calibration
+    double minConfidence = 0.0;  // of nuclides that get peaks and sums, 0 to 1
 };
 
 struct Identification {

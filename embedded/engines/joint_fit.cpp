@@ -11,10 +11,10 @@ constexpr double equilibriumAllowance = 0.3;  // of the greater activity
 
 // Largest cost of a single missing line, in standard deviations. It may be missing for a reason
 // that is not part of the model.
-constexpr double mostOfMissingLine = 4.0;
+constexpr double maxOfMissingLine = 4.0;
 
 // Part of the activity at which the full cost applies.
-constexpr double smallestPart = 0.25;
+constexpr double minPart = 0.25;
 constexpr double smallPart = 0.4;  // part of the activity of a nuclide that is not needed
 
 // Selects the more probable of nuclides that explain the same peaks, without changing activities.
@@ -100,7 +100,7 @@ Eigen::VectorXd JointFit::partsOfActivities() const {
     for (const std::size_t nuclide : columns_) {
         const Eigen::Index column = *columnOf_[nuclide];
         const double part = values_[column] / input_.models[nuclide].activity;
-        parts[column] = part > smallPart ? 1.0 : smallestPart;
+        parts[column] = part > smallPart ? 1.0 : minPart;
     }
     return parts;
 }
@@ -122,7 +122,7 @@ void JointFit::setPenalties(const Eigen::VectorXd& parts) {
             }
             const double weight = model.weights[line] * std::exp(-model.uncertainties[line]);
             const double deviation = 2.0 * weight / lines[line].limit;
-            penalty += std::pow(std::min(deviation, mostOfMissingLine / activity), 2);
+            penalty += std::pow(std::min(deviation, maxOfMissingLine / activity), 2);
         }
     }
 }
@@ -176,7 +176,7 @@ double JointFit::misfit(const Eigen::VectorXd& values) const {
                  problem_.penalties.dot(values.cwiseAbs2());
     for (const std::size_t nuclide : columns_) {
         const double part = values[*columnOf_[nuclide]] / input_.models[nuclide].activity;
-        sum += input_.improbabilities[nuclide] * std::min(1.0, part / smallestPart);
+        sum += input_.improbabilities[nuclide] * std::min(1.0, part / minPart);
     }
     for (std::size_t number = 0; number < input_.peaks.size(); ++number) {
         const MeasuredPeak& peak = input_.peaks[number];

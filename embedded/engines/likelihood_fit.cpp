@@ -9,23 +9,23 @@ namespace embedded::engines {
 namespace {
 
 // Below this the likelihood of a channel continues as a parabola, so that a model may be 0 or less.
-constexpr double smallestVariance = 1e-3;
+constexpr double minVariance = 1e-3;
 
-constexpr int mostIterations = 40;
+constexpr int maxIterations = 40;
 constexpr double firstDamping = 1e-3;
-constexpr double smallestDamping = 1e-9;
+constexpr double minDamping = 1e-9;
 constexpr double hopelessDamping = 1e6;
 constexpr double convergedChange = 1e-3;  // of -2 ln(likelihood)
-constexpr double smallestPivot = 1e-12;   // less is rounding error
+constexpr double minPivot = 1e-12;        // less is rounding error
 
 // -2 ln(likelihood) of a content, less that of a model that equals it. The derivative by the model
 // is 2 (model - content) / variance.
 double unlikelihoodOf(double content, double model) {
-    const double counted = std::max(model, smallestVariance);
+    const double counted = std::max(model, minVariance);
     const double logarithm = content > 0.0 ? content * std::log(content / counted) : 0.0;
-    const double below = std::min(0.0, model - smallestVariance);
+    const double below = std::min(0.0, model - minVariance);
     return 2.0 * (counted - content + logarithm) +
-           below * (model + smallestVariance - 2.0 * content) / smallestVariance;
+           below * (model + minVariance - 2.0 * content) / minVariance;
 }
 
 double unlikelihoodOf(const Expectation& expectation, double value) {
@@ -58,7 +58,7 @@ void LikelihoodFit::observe(const Expectation& expectation, Eigen::Index unknown
 }
 
 double LikelihoodFit::variance(Eigen::Index row) const {
-    return std::max(contents_[row] + excess(row), smallestVariance);
+    return std::max(contents_[row] + excess(row), minVariance);
 }
 
 // A content with excess variance is treated as a count to which a known background was added, so
@@ -83,7 +83,7 @@ double LikelihoodFit::chiSquare() const {
     }
     for (Eigen::Index row = 0; row < contents_.size(); ++row) {
         const double residual = content(row) - contents_[row];
-        sum += residual * residual / std::max(variance(row), smallestVarianceOfChiSquare);
+        sum += residual * residual / std::max(variance(row), minVarianceOfChiSquare);
     }
     return sum;
 }
@@ -98,8 +98,8 @@ double LikelihoodFit::degreesOfFreedom() const {
 bool LikelihoodFit::isHeld(Eigen::Index position) const {
     const Eigen::Index unknown = free_[static_cast<std::size_t>(position)];
     return matrix_(position, position) == 0.0 ||
-           (values_[unknown] <= model_.lowest()[unknown] && right_[position] < 0.0) ||
-           (values_[unknown] >= model_.highest()[unknown] && right_[position] > 0.0);
+           (values_[unknown] <= model_.minValues()[unknown] && right_[position] < 0.0) ||
+           (values_[unknown] >= model_.maxValues()[unknown] && right_[position] > 0.0);
 }
 
 void LikelihoodFit::holdAtBounds(Eigen::Index end) {
@@ -157,7 +157,7 @@ void LikelihoodFit::converge(const Eigen::VectorXd& values) {
     Eigen::VectorXd trial;
     Eigen::VectorXd contents;
     Eigen::MatrixXd derivatives;
-    for (int iteration = 0; iteration < mostIterations && damping < hopelessDamping; ++iteration) {
+    for (int iteration = 0; iteration < maxIterations && damping < hopelessDamping; ++iteration) {
         holdAtBounds(model_.unknowns());
         Eigen::MatrixXd damped = matrix_;
         damped.diagonal() *= 1.0 + damping;
@@ -179,7 +179,7 @@ void LikelihoodFit::converge(const Eigen::VectorXd& values) {
         derivatives_.swap(derivatives);
         unlikelihood_ = tried;
         makeEquations();
-        damping = std::max(smallestDamping, damping / 10.0);
+        damping = std::max(minDamping, damping / 10.0);
         if (change < convergedChange && damping < 1.0) {
             return;
         }
@@ -199,7 +199,7 @@ Eigen::VectorXd LikelihoodFit::variances() {
     }
     const Eigen::LLT<Eigen::MatrixXd> factors(scale.asDiagonal() * matrix_ * scale.asDiagonal());
     if (factors.info() != Eigen::Success ||
-        factors.matrixLLT().diagonal().minCoeff() < std::sqrt(smallestPivot)) {
+        factors.matrixLLT().diagonal().minCoeff() < std::sqrt(minPivot)) {
         return {};
     }
     const Eigen::MatrixXd inverse =

@@ -14,7 +14,7 @@ namespace embedded::engines {
 
 // Smallest variance of a channel in chi-square. With variances far below 1 chi-square would scatter
 // too much.
-inline constexpr double smallestVarianceOfChiSquare = 0.5;
+inline constexpr double minVarianceOfChiSquare = 0.5;
 
 class LikelihoodFit {
   public:
@@ -55,7 +55,7 @@ class LikelihoodFit {
     double variance(Eigen::Index row) const;
     double unlikelihoodOfAll(const Eigen::VectorXd& values, const Eigen::VectorXd& contents) const;
     Eigen::VectorXd restrained(const Eigen::VectorXd& values) const {
-        return values.cwiseMax(model_.lowest()).cwiseMin(model_.highest());
+        return values.cwiseMax(model_.minValues()).cwiseMin(model_.maxValues());
     }
     Eigen::VectorXd stepped(const Eigen::VectorXd& step) const;
     void makeEquations();

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t proposingLines = 6;
 constexpr std::size_t proposingPeaks = 24;
 constexpr std::size_t assessedProposals = 60;
-constexpr std::size_t mostLines = 40;  // of a pattern, the strongest
+constexpr std::size_t maxLines = 40;  // of a pattern, the strongest
 
 // Standard deviation of a peak about its line beyond the uncertainty of the peak, in FWHM: a
 // calibration is not exactly straight. Lines nearer to each other than the resolution count as one.
@@ -27,8 +27,8 @@ constexpr double areaScatter = 0.9;
 
 // A line is missing if more counts than this are expected, in uncertainties of neighbouring areas.
 constexpr double visible = 8.0;
-constexpr double greatestPenalty = 4.0;
-constexpr double lowestPenalized = 100.0;  // keV; absorbers hide lines below it
+constexpr double maxPenalty = 4.0;
+constexpr double minPenalizedEnergy = 100.0;  // keV; absorbers hide lines below it
 
 double square(double value) {
     return value * value;
@@ -88,8 +88,8 @@ double LineAssignment::rarity(double area) const {
 bool LineAssignment::isPossible(const EnergyRelation& relation) const {
     const EnergyRelation& expected = limits_.expected;
     return relation.gain > 0.0 &&
-           std::abs(relation.offset - expected.offset) <= limits_.greatestOffset &&
-           std::abs(std::log(relation.gain / expected.gain)) <= limits_.greatestGain;
+           std::abs(relation.offset - expected.offset) <= limits_.maxOffset &&
+           std::abs(std::log(relation.gain / expected.gain)) <= limits_.maxGain;
 }
 
 double LineAssignment::priorOf(const EnergyRelation& relation) const {
@@ -120,7 +120,7 @@ std::vector<PatternLine> LineAssignment::resolvedLines(const LinePattern& patter
             resolved.push_back(line);
         }
     }
-    const std::size_t kept = std::min(resolved.size(), mostLines);
+    const std::size_t kept = std::min(resolved.size(), maxLines);
     std::ranges::partial_sort(resolved, resolved.begin() + static_cast<std::ptrdiff_t>(kept),
                               std::ranges::greater(), &PatternLine::weight);
     resolved.resize(kept);
@@ -131,14 +131,14 @@ std::optional<std::size_t> LineAssignment::nearestPeak(double position,
                                                        const std::vector<bool>& used) const {
     const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
     std::optional<std::size_t> nearest;
-    double smallest = reach;
+    double minDeviation = reach;
     for (auto near = after - std::min<std::ptrdiff_t>(2, after - peaks_.begin());
          near < peaks_.end() && near < after + 2; ++near) {
         const double scatter = std::hypot(near->uncertainty, crookedness * near->width);
         const double deviation = std::abs(near->position - position) / scatter;
         const auto number = static_cast<std::size_t>(near - peaks_.begin());
-        if (deviation < smallest && !used[number]) {
-            smallest = deviation;
+        if (deviation < minDeviation && !used[number]) {
+            minDeviation = deviation;
             nearest = number;
         }
     }
@@ -181,14 +181,14 @@ LineAssignment::PatternScore LineAssignment::scoreOf(std::size_t pattern,
             const double gain = -std::log(byChance) -
                                 0.5 * square((peak.position - position) / scatter) -
                                 0.5 * square(areaDeviation);
-            result.score += std::max(gain, -greatestPenalty);
+            result.score += std::max(gain, -maxPenalty);
             if (gain > 0.0) {
                 result.matches.push_back({pattern, line.energy, *number});
             }
-        } else if (line.energy > lowestPenalized && position > peaks_.front().position &&
+        } else if (line.energy > minPenalizedEnergy && position > peaks_.front().position &&
                    position < peaks_.back().position) {
             const double excess = counts / (visible * noiseAt(position));
-            result.score -= std::clamp(2.0 * std::log(excess), 0.0, greatestPenalty);
+            result.score -= std::clamp(2.0 * std::log(excess), 0.0, maxPenalty);
         }
     }
     return result;
@@ -230,10 +230,10 @@ void LineAssignment::propose(std::size_t pattern, std::vector<Assignment>& propo
     std::ranges::stable_sort(lines, std::ranges::greater(), &PatternLine::weight);
     lines.resize(std::min(lines.size(), proposingLines));
     std::ranges::sort(lines, {}, &PatternLine::energy);
-    const double smallestArea = areas_[areas_.size() - std::min(areas_.size(), proposingPeaks)];
+    const double minArea = areas_[areas_.size() - std::min(areas_.size(), proposingPeaks)];
     std::vector<PlacedPeak> large;
     std::ranges::copy_if(peaks_, std::back_inserter(large),
-                         [&](const PlacedPeak& peak) { return peak.area >= smallestArea; });
+                         [&](const PlacedPeak& peak) { return peak.area >= minArea; });
     const std::vector<bool> used(peaks_.size(), false);
     const auto tryPair = [&](const PatternLine& low, const PatternLine& high) {
         for (auto first = large.begin(); first != large.end(); ++first) {

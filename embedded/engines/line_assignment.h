@@ -44,10 +44,10 @@ struct EnergyRelation {
 // The possible relations and their prior probability.
 struct RelationLimits {
     EnergyRelation expected;
-    double offsetScatter;   // one standard deviation; 0: all offsets are equally likely
-    double gainScatter;     // the same, relative
-    double greatestOffset;  // largest departure from the expected offset, keV
-    double greatestGain;    // largest departure from the expected gain, relative
+    double offsetScatter;  // one standard deviation; 0: all offsets are equally likely
+    double gainScatter;    // the same, relative
+    double maxOffset;      // largest departure from the expected offset, keV
+    double maxGain;        // largest departure from the expected gain, relative
 };
 
 struct LineMatch {

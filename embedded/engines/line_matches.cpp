@@ -42,11 +42,11 @@ class PeakIndex {
 
 std::optional<std::size_t> PeakIndex::nearest(const ExpectedLine& line, double tolerance) const {
     std::optional<std::size_t> best;
-    double smallest = tolerance;
+    double minDistance = tolerance;
     for (const auto& [number, peak] : within(line.energy, tolerance)) {
         const double distance = std::abs(peak->energy - line.energy);
-        if (distance <= smallest && std::abs(energyDeviation(*peak, line)) <= farthest) {
-            smallest = distance;
+        if (distance <= minDistance && std::abs(energyDeviation(*peak, line)) <= farthest) {
+            minDistance = distance;
             best = number;
         }
     }
@@ -55,9 +55,9 @@ std::optional<std::size_t> PeakIndex::nearest(const ExpectedLine& line, double t
 
 // Returns the counts that the flanks of neighbouring peaks may hide.
 double PeakIndex::hiddenCounts(double energy) const {
-    constexpr double widestPeak = 30.0;  // keV
+    constexpr double maxPeakWidth = 30.0;  // keV
     double counts = 0.0;
-    for (const auto& [number, peak] : within(energy, widestPeak)) {
+    for (const auto& [number, peak] : within(energy, maxPeakWidth)) {
         const double distance = std::abs(peak->energy - energy);
         if (distance < hidingDistance * peak->width) {
             counts += peak->area * std::exp(-std::pow(distance / peak->width, 2));

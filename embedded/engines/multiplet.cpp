@@ -17,7 +17,7 @@ namespace {
 
 // Distances of a region's ends from its outer peaks, in widths: the widest, and narrower ones if
 // the region is not described.
-constexpr double widestReach = 4.0;
+constexpr double maxReach = 4.0;
 constexpr double reachAtFewCounts = 10.0;
 constexpr double fewCounts = 100.0;
 constexpr double edgeReach = 8.0;
@@ -27,30 +27,30 @@ using Group = std::vector<ExpectedPeak>;
 
 Region regionOf(const Spectrum& spectrum, const Group& group, double reach, ChannelRange range) {
     const auto last = static_cast<double>(spectrum.contents.size());
-    double lowest = last;
-    double highest = 1.0;
+    double minChannel = last;
+    double maxChannel = 1.0;
     for (const auto& [channel, width] : group) {
-        lowest = std::min(lowest, channel - reach * width);
-        highest = std::max(highest, channel + reach * width);
+        minChannel = std::min(minChannel, channel - reach * width);
+        maxChannel = std::max(maxChannel, channel + reach * width);
     }
-    lowest = std::clamp(std::max(lowest, range.lowest), 1.0, last);
-    highest = std::clamp(std::min(highest, range.highest), lowest, last);
-    const auto first = static_cast<std::size_t>(std::ceil(lowest)) - 1;
-    const auto end = static_cast<std::size_t>(std::floor(highest));
+    minChannel = std::clamp(std::max(minChannel, range.min), 1.0, last);
+    maxChannel = std::clamp(std::min(maxChannel, range.max), minChannel, last);
+    const auto first = static_cast<std::size_t>(std::ceil(minChannel)) - 1;
+    const auto end = static_cast<std::size_t>(std::floor(maxChannel));
     return {first, end > first ? end - first : 0};
 }
 
 // Returns the widest region for the group. With few counts the curvature of the continuum is not
 // significant, but its height needs a wider region.
-Region widestRegion(const Spectrum& spectrum, const Group& group, ChannelRange range) {
-    const Region region = regionOf(spectrum, group, widestReach, range);
+Region maxRegion(const Spectrum& spectrum, const Group& group, ChannelRange range) {
+    const Region region = regionOf(spectrum, group, maxReach, range);
     const auto contents = spectrum.contents.subspan(region.first, region.count);
     const double counts = std::accumulate(contents.begin(), contents.end(), 0.0);
     return counts < fewCounts ? regionOf(spectrum, group, reachAtFewCounts, range) : region;
 }
 
 // Without a fit, the peak with the lowest content is removed.
-std::size_t lowestPeak(const Spectrum& spectrum, const Group& group) {
+std::size_t peakOfMinContent(const Spectrum& spectrum, const Group& group) {
     const auto content = [&spectrum](const ExpectedPeak& peak) {
         return spectrum.contents[static_cast<std::size_t>(std::lround(peak.channel)) - 1];
     };
@@ -73,7 +73,7 @@ RegionFit widened(const Spectrum& spectrum, RegionFit fit, ChannelRange range) {
         Group group = fit.expected;
         ExpectedPeak& wide = group[*fit.shape.widePeak];
         wide.width = std::max(wide.width, fit.peaks[*fit.shape.widePeak].width);
-        const Region region = regionOf(spectrum, group, widestReach, range);
+        const Region region = regionOf(spectrum, group, maxReach, range);
         auto tried = fitRegion(spectrum, region, fit.expected, fit.shape, &fit);
         if (tried && (describesRegion(*tried) || !describesRegion(fit))) {
             fit = std::move(*tried);
@@ -139,14 +139,14 @@ RegionFit withoutShoulders(const Spectrum& spectrum, RegionFit fit, double limit
 
 std::optional<RegionFit> fitCoarsely(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
                                      ChannelRange range, double limit) {
-    const Region region = widestRegion(spectrum, expected, range);
+    const Region region = maxRegion(spectrum, expected, range);
     Shape shape;
     while (!expected.empty()) {
         auto fit = fitRegion(spectrum, region, expected, shape);
         if (fit) {
             weighFaintPeaks(spectrum, *fit, limit);
         }
-        const auto dropped = fit ? superfluous(*fit, limit) : lowestPeak(spectrum, expected);
+        const auto dropped = fit ? superfluous(*fit, limit) : peakOfMinContent(spectrum, expected);
         if (!dropped) {
             return fit;
         }

@@ -12,8 +12,8 @@ namespace embedded::engines {
 
 // Channels that a fit may use. The peaks of other groups are outside.
 struct ChannelRange {
-    double lowest;
-    double highest;
+    double min;
+    double max;
 };
 
 // Returns a first fit with Gaussians on a straight continuum in the widest region.

@@ -10,8 +10,8 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double smallestGradient = 1e-9;  // of columns of length 1
-constexpr double smallestPivot = 1e-10;
+constexpr double minGradient = 1e-9;  // of columns of length 1
+constexpr double minPivot = 1e-10;
 
 }  // namespace
 
@@ -90,11 +90,11 @@ void ActiveSetMethod::factorise() {
 // Frees the unknown that reduces the sum of squares most. False if none does.
 bool ActiveSetMethod::freeBest() {
     const Eigen::VectorXd slope = gradient();
-    const double least = smallestGradient * fit_.right_.cwiseAbs().maxCoeff();
+    const double minSlope = minGradient * fit_.right_.cwiseAbs().maxCoeff();
     Eigen::Index best = -1;
     for (Eigen::Index unknown = 0; unknown < slope.size(); ++unknown) {
         const auto place = static_cast<std::size_t>(unknown);
-        if (!isFree_[place] && !isExcluded_[place] && slope[unknown] > least &&
+        if (!isFree_[place] && !isExcluded_[place] && slope[unknown] > minSlope &&
             (best < 0 || slope[unknown] > slope[best])) {
             best = unknown;
         }
@@ -104,7 +104,7 @@ bool ActiveSetMethod::freeBest() {
     }
     addFree(best);
     factorise();
-    if (factors_.vectorD().minCoeff() < smallestPivot) {
+    if (factors_.vectorD().minCoeff() < minPivot) {
         removeFree(best);
         isExcluded_[static_cast<std::size_t>(best)] = true;
         factorise();

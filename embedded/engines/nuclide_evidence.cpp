@@ -10,7 +10,7 @@ namespace {
 
 constexpr double halfSupport = 4.0;      // gain in the sum of squares
 constexpr double neighbourhood = 150.0;  // keV on each side, for the density of peaks
-constexpr double fewestPeaks = 0.5;      // in a neighbourhood without any
+constexpr double minPeaks = 0.5;         // in a neighbourhood without any
 constexpr double missingLine = 4.0;      // logarithm of the odds against a line that is missing
 constexpr double priorOdds = 2.5;        // logarithm of the odds against a nuclide of the library
 constexpr double ofHours = 1.0;          // additionally against one that lives less than a day
@@ -88,7 +88,7 @@ void LineEvidence::addAgainst(double amount, const char* format, double energy) 
 
 // Returns the logarithm of the improbability of an otherwise unexplained peak there by chance.
 double LineEvidence::improbability(const MeasuredPeak& at) const {
-    double near = fewestPeaks;
+    double near = minPeaks;
     for (std::size_t number = 0; number < input_.peaks.size(); ++number) {
         if (std::abs(input_.peaks[number].energy - at.energy) <= neighbourhood) {
             near += 1.0 - explained_[number];

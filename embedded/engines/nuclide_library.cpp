@@ -18,10 +18,10 @@ namespace embedded::engines {
 namespace {
 
 constexpr double usualConfidence = 0.95;
-constexpr double leastBackground = 2.0;
+constexpr double minBackground = 2.0;
 
 // A nuclide is not present if less than a billionth is left.
-constexpr double mostHalfLives = 30.0;
+constexpr double maxHalfLives = 30.0;
 
 // Uncertainties of energies and relative intensities of X-rays, which depend on the excitation.
 constexpr double xRayUncertainty = 0.03;  // keV
@@ -34,7 +34,7 @@ double decayConstant(double halfLife) {
 }  // namespace
 
 double detectionLimit(double background, double k, double q) {
-    const double variance = 2.0 * std::max(background, leastBackground);
+    const double variance = 2.0 * std::max(background, minBackground);
     const double critical = k * std::sqrt(variance);
     return critical + 0.5 * q * q + q * std::sqrt(critical + variance + 0.25 * q * q);
 }
@@ -179,7 +179,7 @@ void NuclideLibrary::readNuclide(std::uint16_t record) {
         return;
     }
     const Decay decay = decayOf(record);
-    if (decay.halfLife > 0.0 && measurement_.elapsed > mostHalfLives * decay.halfLife) {
+    if (decay.halfLife > 0.0 && measurement_.elapsed > maxHalfLives * decay.halfLife) {
         return;
     }
     const double factor =
@@ -215,13 +215,13 @@ std::vector<Nuclide> NuclideLibrary::elements() const {
 }
 
 double NuclideLibrary::detectionLimitOf(std::size_t nuclide) const {
-    double least = std::numeric_limits<double>::infinity();
+    double minActivity = std::numeric_limits<double>::infinity();
     for (const ExpectedLine& line : nuclides_[nuclide].lines) {
         if (line.weight > 0.0) {
-            least = std::min(least, line.detectionLimit / line.weight);
+            minActivity = std::min(minActivity, line.detectionLimit / line.weight);
         }
     }
-    return least;
+    return minActivity;
 }
 
 }  // namespace embedded::engines

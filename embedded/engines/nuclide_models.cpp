@@ -7,12 +7,12 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double leastShare = 0.2;           // smallest share in a peak that is evidence
+constexpr double minShare = 0.2;             // smallest share in a peak that is evidence
 constexpr double limitDeviation = 0.3;       // of the logarithm of a detection limit
 constexpr double uncertaintyOfOthers = 0.3;  // relative, of their part of a peak
 
 // Smallest number of found lines minus missing ones for a nuclide that can be present.
-constexpr double leastBalance = -2.0;
+constexpr double minBalance = -2.0;
 constexpr double certainlyMissing = 3.0;  // times the detection limit
 
 }  // namespace
@@ -71,7 +71,7 @@ std::vector<LineRatio> NuclideModels::ratiosOf(std::size_t nuclide, const JointF
             others = std::max(0.0, fit->area(*match.peak) - own);
         }
         const double area = peak.area - others;
-        if (area > leastShare * peak.area) {
+        if (area > minShare * peak.area) {
             const double counting =
                 std::hypot(peak.areaUncertainty, uncertaintyOfOthers * others) / area;
             ratios.push_back({match.terms, std::log(area / weight),
@@ -104,12 +104,12 @@ void NuclideModels::fitModel(std::size_t nuclide, const JointFit* fit) {
             model.activity * model.weights.back() * std::exp(-model.uncertainties.back());
         const double expected = model.activity * model.weights.back();
         if (match.peak) {
-            balance += expected > leastShare * peaks_[*match.peak].area ? 1.0 : 0.0;
+            balance += expected > minShare * peaks_[*match.peak].area ? 1.0 : 0.0;
         } else if (low > certainlyMissing * match.limit) {
             balance -= 1.0;
         }
     }
-    if (fit == nullptr && balance < leastBalance) {
+    if (fit == nullptr && balance < minBalance) {
         model.activity = 0.0;
     }
 }

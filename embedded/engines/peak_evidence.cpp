@@ -24,7 +24,7 @@ constexpr double resolvedDistance = 0.6;
 constexpr double flankOfWidePeak = 1.25;
 
 // A peak with a smaller area in units of its uncertainty is one half of a broader structure.
-constexpr double leastCertainty = 2.0;
+constexpr double minCertainty = 2.0;
 
 // An edge on a straight continuum.
 struct FoundEdge {
@@ -94,7 +94,7 @@ constexpr std::array scanWidths = {0.25, 1.0, 3.0};
 // peaks do not change, no fit is needed, unless an edge explains most of the structure.
 constexpr double requiredGain = 9.0;
 constexpr double screeningGain = 40.0;
-constexpr double mostOfAll = 0.15;
+constexpr double maxPartOfAll = 0.15;
 
 class EdgeScan {
   public:
@@ -130,7 +130,7 @@ EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
         const std::size_t index = fit.region.first + static_cast<std::size_t>(row);
         remainder_[row] = spectrum.contents[index] - remainder_[row];
         weights_[row] =
-            1.0 / std::max(smallestVarianceOfChiSquare,
+            1.0 / std::max(minVarianceOfChiSquare,
                            fit.model[static_cast<std::size_t>(row)] + spectrum.excessAt(index));
     }
 }
@@ -162,14 +162,15 @@ FoundEdge EdgeScan::at(const ExpectedPeak& place) const {
 
 std::optional<FoundEdge> EdgeScan::best(const FittedPeak& peak) const {
     const ExpectedPeak nowhere{peak.channel - 1e6 * peak.width, peak.width};
-    double least = std::max(fit_.chiSquare + screeningGain, mostOfAll * at(nowhere).chiSquare);
+    double minChiSquare =
+        std::max(fit_.chiSquare + screeningGain, maxPartOfAll * at(nowhere).chiSquare);
     std::optional<FoundEdge> found;
     for (const double width : scanWidths) {
         for (int step = -scanSteps; step <= scanSteps; ++step) {
             const FoundEdge tried =
                 at({peak.channel + step * scanStep * peak.width, width * peak.width});
-            if (tried.chiSquare < least) {
-                least = tried.chiSquare;
+            if (tried.chiSquare < minChiSquare) {
+                minChiSquare = tried.chiSquare;
                 found = tried;
             }
         }
@@ -224,7 +225,7 @@ bool isUnresolved(const RegionFit& fit, std::size_t fainter, std::size_t stronge
 }
 
 bool isCertain(const FittedPeak& peak) {
-    return peak.area >= leastCertainty * peak.areaUncertainty;
+    return peak.area >= minCertainty * peak.areaUncertainty;
 }
 
 std::optional<std::size_t> superfluous(const RegionFit& fit, double limit) {

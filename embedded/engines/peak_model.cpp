@@ -15,8 +15,8 @@ namespace {
 constexpr double centroidRange = 0.5;  // in widths
 
 struct Range {
-    double lowest;
-    double highest;
+    double min;
+    double max;
 };
 
 // The calibration is off by less than this; only one peak may be as broad as the annihilation peak.
@@ -25,7 +25,7 @@ constexpr Range ownWidthRange = {0.7, 2.5};
 constexpr Range tailFractionRange = {0.0, 0.5};
 constexpr Range tailLengthRange = {0.5, 4.0};
 constexpr Range driftRange = {0.01, 3.5};  // at 0 its derivative is 0
-constexpr double narrowestEdge = 0.25;     // channels
+constexpr double minEdgeWidth = 0.25;      // channels
 
 double channelOf(std::size_t index) {
     return static_cast<double>(index + 1);
@@ -46,11 +46,11 @@ PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected, const Sh
       shape_(shape),
       expectedShape_(expectedShape) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    lowest_.setConstant(unknowns(), -infinity);
-    highest_.setConstant(unknowns(), infinity);
+    minValues_.setConstant(unknowns(), -infinity);
+    maxValues_.setConstant(unknowns(), infinity);
     const auto setRange = [this](Eigen::Index unknown, Range range) {
-        lowest_[unknown] = range.lowest;
-        highest_[unknown] = range.highest;
+        minValues_[unknown] = range.min;
+        maxValues_[unknown] = range.max;
     };
     setRange(widthFactor, widthFactorRange);
     setRange(ownWidth, ownWidthRange);
@@ -62,7 +62,7 @@ PeakModel::PeakModel(Region region, std::vector<ExpectedPeak> expected, const Sh
         setRange(drift, driftRange);
     }
     setRange(edgeChannel, {channelOf(region_.first), channelOf(region_.first + region_.count)});
-    setRange(edgeWidth, {narrowestEdge, static_cast<double>(region_.count)});
+    setRange(edgeWidth, {minEdgeWidth, static_cast<double>(region_.count)});
     for (std::size_t peak = 0; peak < expected_.size(); ++peak) {
         const auto [centre, fwhm] = expected_[peak];
         setRange(channel(peak), {centre - centroidRange * fwhm, centre + centroidRange * fwhm});

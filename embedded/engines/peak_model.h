@@ -78,8 +78,8 @@ class PeakModel {
     Eigen::VectorXd estimate(std::span<const double> contents);
 
     // The range of each unknown; infinite if it has no bound.
-    const Eigen::VectorXd& lowest() const { return lowest_; }
-    const Eigen::VectorXd& highest() const { return highest_; }
+    const Eigen::VectorXd& minValues() const { return minValues_; }
+    const Eigen::VectorXd& maxValues() const { return maxValues_; }
 
     // Computes the contents of the region's channels and, unless null, their derivatives by the
     // unknowns, one column for each.
@@ -129,8 +129,8 @@ class PeakModel {
     std::vector<ExpectedPeak> expected_;
     Shape shape_;
     PeakShape expectedShape_;
-    Eigen::VectorXd lowest_;
-    Eigen::VectorXd highest_;
+    Eigen::VectorXd minValues_;
+    Eigen::VectorXd maxValues_;
     std::size_t strongest_ = 0;
 };
 

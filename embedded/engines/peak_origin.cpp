@@ -9,11 +9,11 @@ namespace embedded::engines {
 namespace {
 
 constexpr double electronMass = 510.999;  // keV
-constexpr double greatestEscape = 0.5;    // of the area of a full-energy peak of 2.6 MeV
-constexpr double energyOfGreatest = 2614.5;
-constexpr double greatestEfficiency = 0.15;
-constexpr double energyOfGreatestEfficiency = 150.0;  // keV, and below
-constexpr double pileUp = 0.002;                      // of the smaller area
+constexpr double maxEscape = 0.5;         // of the area of a full-energy peak of 2.6 MeV
+constexpr double energyOfMaxEscape = 2614.5;
+constexpr double maxEfficiency = 0.15;
+constexpr double energyOfMaxEfficiency = 150.0;  // keV, and below
+constexpr double pileUp = 0.002;                 // of the smaller area
 
 constexpr double agreement = 3.0;  // standard deviations
 
@@ -26,14 +26,14 @@ bool isEscape(std::span<const MeasuredPeak> peaks, const MeasuredPeak& peak, dou
               double tolerance) {
     constexpr double pair = 2.0 * electronMass;
     return std::ranges::any_of(peaks, [&](const MeasuredPeak& full) {
-        const double part = greatestEscape * (full.energy - pair) / (energyOfGreatest - pair);
+        const double part = maxEscape * (full.energy - pair) / (energyOfMaxEscape - pair);
         return agree(full.energy - lost, peak, tolerance) && peak.area <= part * full.area;
     });
 }
 
 // The largest full-energy peak efficiency of a source close to a large detector.
 double largestEfficiency(double energy) {
-    return greatestEfficiency * std::min(1.0, std::pow(energy / energyOfGreatestEfficiency, -0.9));
+    return maxEfficiency * std::min(1.0, std::pow(energy / energyOfMaxEfficiency, -0.9));
 }
 
 struct Sum {

@@ -66,13 +66,13 @@ ChannelRange rangeOf(const std::vector<Group>& groups, std::size_t number) {
     ChannelRange range{-infinity, infinity};
     if (number > 0) {
         const ExpectedPeak& before = groups[number - 1].back();
-        range.lowest = std::min(before.channel + neighbourDistance * before.width,
-                                0.5 * (before.channel + group.front().channel));
+        range.min = std::min(before.channel + neighbourDistance * before.width,
+                             0.5 * (before.channel + group.front().channel));
     }
     if (number + 1 < groups.size()) {
         const ExpectedPeak& after = groups[number + 1].front();
-        range.highest = std::max(after.channel - neighbourDistance * after.width,
-                                 0.5 * (after.channel + group.back().channel));
+        range.max = std::max(after.channel - neighbourDistance * after.width,
+                             0.5 * (after.channel + group.back().channel));
     }
     return range;
 }

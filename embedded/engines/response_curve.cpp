@@ -17,7 +17,7 @@ constexpr double windowAbsorption = 80.0;  // keV, of the assumed efficiency
 constexpr double outlier = 3.0;            // standard deviations
 constexpr double shared = 2.0;             // standard deviations beyond which a peak is shared
 constexpr double thick = 1.5;              // standard deviations of an absorber
-constexpr int mostIterations = 12;
+constexpr int maxIterations = 12;
 
 struct Attenuation {
     double energy;  // keV
@@ -60,7 +60,7 @@ const ResponseVector assumedEfficiency(0.7, 0.6, 1.5, 5.0);
 const ResponseVector calibratedEfficiency(0.1, 0.1, 1.5, 5.0);
 const ResponseVector ofOneNuclide(0.15, 0.2, 0.5, 2.0);
 const ResponseVector shownByItsLines(0.3, 0.3, 1.5, 5.0);
-constexpr std::size_t fewestLines = 3;
+constexpr std::size_t minLines = 3;
 
 ResponseMatrix diagonal(const ResponseVector& deviations) {
     return deviations.cwiseAbs2().asDiagonal();
@@ -170,7 +170,7 @@ double PatternSearch::misfit(const PatternVector& pattern) const {
 // Tries which line and which absorbers fit best.
 PatternVector PatternSearch::start() const {
     PatternVector best;
-    double least = std::numeric_limits<double>::infinity();
+    double minSum = std::numeric_limits<double>::infinity();
     for (const Absorbers& absorbers : starts) {
         PatternVector pattern;
         pattern.tail<4>() = prior_.mean;
@@ -182,8 +182,8 @@ PatternVector PatternSearch::start() const {
             }
             pattern[0] = ratio.logarithm - pattern.tail<4>().dot(ratio.terms);
             const double sum = misfit(pattern);
-            if (sum < least) {
-                least = sum;
+            if (sum < minSum) {
+                minSum = sum;
                 best = pattern;
             }
         }
@@ -194,7 +194,7 @@ PatternVector PatternSearch::start() const {
 // Iterated least squares.
 void PatternSearch::refine(PatternVector& pattern, PatternMatrix& covariance) const {
     PatternMatrix matrix;
-    for (int iteration = 0; iteration < mostIterations; ++iteration) {
+    for (int iteration = 0; iteration < maxIterations; ++iteration) {
         const ResponseMatrix precision = precisionAt(pattern);
         matrix.setZero();
         matrix.bottomRightCorner<4, 4>() = precision;
@@ -236,7 +236,7 @@ ResponseCurve priorResponse(bool efficiencyIsAssumed) {
 
 ResponseCurve responseOfNuclide(const ResponseCurve& common, std::size_t lines) {
     return {common.mean,
-            common.covariance + diagonal(lines < fewestLines ? ofOneNuclide : shownByItsLines)};
+            common.covariance + diagonal(lines < minLines ? ofOneNuclide : shownByItsLines)};
 }
 
 double LinePattern::uncertainty(const ResponseVector& terms) const {

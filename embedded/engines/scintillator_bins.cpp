@@ -9,9 +9,9 @@ namespace embedded::engines {
 namespace {
 
 constexpr double referenceEnergy = 661.66;  // keV
-constexpr double leastResolution = 0.015;
-constexpr double lowestEnergy = 15.0;  // keV
-constexpr std::size_t fewestBins = 12;
+constexpr double minResolution = 0.015;
+constexpr double minEnergy = 15.0;  // keV
+constexpr std::size_t minBins = 12;
 
 // A spectrum rises steeply at the threshold; the rise ends within this many FWHM.
 constexpr double thresholdRise = 0.7;
@@ -36,7 +36,7 @@ class Channels {
         return energyPerChannel(calibration_, static_cast<double>(channel + 1)) / fwhm(channel);
     }
     bool isUsable(std::size_t channel) const {
-        return spectrum_.widths[channel] > 0.0 && energy(channel) >= lowestEnergy &&
+        return spectrum_.widths[channel] > 0.0 && energy(channel) >= minEnergy &&
                fwhm(channel) > 0.0;
     }
     std::size_t firstUsable() const;
@@ -105,7 +105,7 @@ double resolution(const Calibration& calibration) {
 }
 
 bool isScintillator(const Calibration& calibration) {
-    return resolution(calibration) > leastResolution;
+    return resolution(calibration) > minResolution;
 }
 
 Eigen::Index ScintillatorBins::binAt(double energy) const {
@@ -136,7 +136,7 @@ ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& c
             sum = variance = width = 0.0;
         }
     }
-    if (counts.size() < fewestBins) {
+    if (counts.size() < minBins) {
         return {};
     }
     return {vectorOf(counts), vectorOf(excess), vectorOf(edges), vectorOf(positions)};

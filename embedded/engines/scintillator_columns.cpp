@@ -13,9 +13,9 @@ constexpr double gainDeviation = 0.012;
 constexpr double broadeningDeviation = 0.1;
 constexpr double powerDeviation = 0.5;
 constexpr double absorberDeviation = 0.7;
-constexpr double greatestDeviations = 3.0;
-constexpr double leastAbsorber = -0.2;  // deviations
-constexpr double greatestAbsorber = 6.0;
+constexpr double maxDeviations = 3.0;
+constexpr double minAbsorber = -0.2;  // deviations
+constexpr double maxAbsorber = 6.0;
 
 // Deviation of one line relative to the others of its nuclide.
 constexpr double intensityDeviation = 0.2;
@@ -31,13 +31,13 @@ constexpr double stepPart = 0.03;  // of the counts, in each FWHM below the peak
 constexpr double edgePart = 0.3;
 constexpr double sumPart = 0.05;
 constexpr double weakestOfSum = 0.1;
-constexpr double lowestScattered = 150.0;  // keV
+constexpr double minScatteredEnergy = 150.0;  // keV
 
 constexpr double escapeEnergy = 30.0;  // keV, K X-rays of iodine, caesium and lanthanum
-constexpr double highestEscape = 200.0;
+constexpr double maxEscapeEnergy = 200.0;
 
 double escapePart(double energy) {
-    return energy > 1.4 * escapeEnergy && energy < highestEscape
+    return energy > 1.4 * escapeEnergy && energy < maxEscapeEnergy
                ? std::min(0.25, 0.1 * std::pow(60.0 / energy, 2.0))
                : 0.0;
 }
@@ -147,9 +147,9 @@ struct ScintillatorColumns::Shapes {
           edge(intensity) {}
 
     // Lines that cannot be resolved share their columns.
-    void endGroup(double leastCounts) {
+    void endGroup(double minCounts) {
         columns.push_back(intensity);
-        if (groupCounts > leastCounts) {
+        if (groupCounts > minCounts) {
             columns.push_back(shift);
             columns.push_back(width);
         }
@@ -191,7 +191,7 @@ void ScintillatorColumns::addLine(Shapes& shapes, const ScintillatorResponse& re
     response.addPeak(shapes.below, energy - fwhm, tailPart * counts);
     response.addStep(shapes.step, energy, stepPart * counts);
     response.addPeak(shapes.escape, energy - escapeEnergy, escapePart(energy) * counts);
-    if (energy > lowestScattered) {
+    if (energy > minScatteredEnergy) {
         response.addCompton(shapes.compton, energy, counts);
         response.addBackscatter(shapes.backscatter, energy, counts);
         response.addEdge(shapes.edge, energy, edgePart * counts);
@@ -206,22 +206,22 @@ std::vector<Eigen::VectorXd> ScintillatorColumns::ofNuclide(const TemplateNuclid
     for (const TemplateLine& line : nuclide.lines) {
         counts.push_back(activity * line.weight * response.efficiencyFactor(line.energy));
     }
-    const double greatest = std::ranges::max(counts);
+    const double maxCounts = std::ranges::max(counts);
     Shapes shapes(bins_.size());
     for (std::size_t number = 0; number < counts.size(); ++number) {
         const double energy = nuclide.lines[number].energy;
-        if (counts[number] < weakestLine * greatest) {
+        if (counts[number] < weakestLine * maxCounts) {
             continue;
         }
         if (energy - shapes.groupEnergy > mergedDistance * widthAtEnergy(calibration_, energy)) {
             if (shapes.groupCounts > 0.0) {
-                shapes.endGroup(weakestShape * greatest);
+                shapes.endGroup(weakestShape * maxCounts);
             }
             shapes.groupEnergy = energy;
         }
         addLine(shapes, response, energy, counts[number]);
     }
-    shapes.endGroup(weakestShape * greatest);
+    shapes.endGroup(weakestShape * maxCounts);
     for (const Eigen::VectorXd* column :
          {&shapes.step, &shapes.above, &shapes.below, &shapes.escape, &shapes.compton,
           &shapes.backscatter, &shapes.edge}) {
@@ -238,12 +238,12 @@ Eigen::VectorXd ScintillatorColumns::sums(const ScintillatorResponse& response,
                                           const TemplateNuclide& nuclide,
                                           std::span<const double> counts) const {
     Eigen::VectorXd contents = Eigen::VectorXd::Zero(bins_.size());
-    const double greatest = std::ranges::max(counts);
+    const double maxCounts = std::ranges::max(counts);
     for (std::size_t one = 0; one < counts.size(); ++one) {
         for (std::size_t other = one; other < counts.size(); ++other) {
-            if (std::min(counts[one], counts[other]) > weakestOfSum * greatest) {
+            if (std::min(counts[one], counts[other]) > weakestOfSum * maxCounts) {
                 response.addPeak(contents, nuclide.lines[one].energy + nuclide.lines[other].energy,
-                                 sumPart * counts[one] * counts[other] / greatest);
+                                 sumPart * counts[one] * counts[other] / maxCounts);
             }
         }
     }
@@ -263,10 +263,9 @@ DetectorState ScintillatorColumns::limitedState(const Eigen::VectorXd& inDeviati
     for (Eigen::Index member = 0; member < stateSize; ++member) {
         const auto pointer = stateMembers[static_cast<std::size_t>(member)];
         const bool isAbsorber = pointer == &DetectorState::absorber;
-        state.*pointer =
-            deviation(member) * std::clamp(inDeviations[member],
-                                           isAbsorber ? leastAbsorber : -greatestDeviations,
-                                           isAbsorber ? greatestAbsorber : greatestDeviations);
+        state.*pointer = deviation(member) * std::clamp(inDeviations[member],
+                                                        isAbsorber ? minAbsorber : -maxDeviations,
+                                                        isAbsorber ? maxAbsorber : maxDeviations);
     }
     return state;
 }

@@ -7,7 +7,7 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double fewestCounts = 12.0;    // over which a content is averaged
+constexpr double minCounts = 12.0;       // over which a content is averaged
 constexpr double smoothingReach = 0.35;  // FWHM to each side
 constexpr double clippingReach = 1.7;    // FWHM to each side
 
@@ -17,7 +17,7 @@ constexpr double contentUncertainty = 0.15;  // of the contents, under peaks
 constexpr double fineDistance = 0.75;
 constexpr double fineUncertainty = 0.02;  // of the contents
 constexpr double binUncertainty = 0.015;  // of the contents, in each bin
-constexpr double leastVariance = 0.05;
+constexpr double minVariance = 0.05;
 
 // Returns the mean density within the reach, or a larger distance with enough counts.
 Eigen::VectorXd smoothedDensity(const ScintillatorBins& bins) {
@@ -29,7 +29,7 @@ Eigen::VectorXd smoothedDensity(const ScintillatorBins& bins) {
         double sum = std::max(0.0, bins.counts[bin]);
         const auto width = [&] { return bins.positions[last + 1] - bins.positions[first]; };
         while ((first > 0 || last + 1 < size) &&
-               (width() < 2.0 * smoothingReach || sum < fewestCounts)) {
+               (width() < 2.0 * smoothingReach || sum < minCounts)) {
             if (first > 0) {
                 sum += std::max(0.0, bins.counts[--first]);
             }
@@ -97,7 +97,7 @@ ScintillatorContinuum::ScintillatorContinuum(const ScintillatorBins& bins) {
     const Eigen::MatrixXd coarse = splineColumns(bins, coarseDistance, scales);
     const Eigen::MatrixXd fine = splineColumns(bins, fineDistance, fineUncertainty * smoothed_);
     Eigen::MatrixXd covariance = coarse * coarse.transpose() + fine * fine.transpose();
-    covariance.diagonal() += (smoothed_.array().max(leastVariance) +
+    covariance.diagonal() += (smoothed_.array().max(minVariance) +
                               (binUncertainty * smoothed_.array()).square() + bins.excess.array())
                                  .matrix();
     covariance_.compute(covariance);

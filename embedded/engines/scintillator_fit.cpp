@@ -13,14 +13,14 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double derivativeStep = 0.1;      // deviations of the detector state
-constexpr double usedPart = 0.9;            // of the residuals, without the greatest
-constexpr double meanOfUsedPart = 0.623;    // of chi-square with one degree of freedom
-constexpr double greatestDeviations = 3.0;  // beyond which a detector state is not plausible
+constexpr double derivativeStep = 0.1;    // deviations of the detector state
+constexpr double usedPart = 0.9;          // of the residuals, without the greatest
+constexpr double meanOfUsedPart = 0.623;  // of chi-square with one degree of freedom
+constexpr double maxDeviations = 3.0;     // beyond which a detector state is not plausible
 constexpr double implausibleWeight = 10.0;
 constexpr double ridge = 1e-6;  // for templates that do not differ from uncertainties or others
-constexpr double leastCurvature = 1e-30;
-constexpr double leastPartOfAssumed = 0.02;  // of the activity that uncertainties are computed for
+constexpr double minCurvature = 1e-30;
+constexpr double minPartOfAssumed = 0.02;  // of the activity that uncertainties are computed for
 constexpr double sameObjective = 2.0;
 constexpr double freeActivity = 3.0;  // deviation of an activity that may have any value
 constexpr double strongPart = 0.3;    // of a template's greatest content
@@ -35,7 +35,7 @@ double meanSquare(Eigen::VectorXd residuals) {
 }
 
 double implausibility(const Eigen::VectorXd& stateValues) {
-    const Eigen::ArrayXd beyond = (stateValues.array().abs() - greatestDeviations).max(0.0);
+    const Eigen::ArrayXd beyond = (stateValues.array().abs() - maxDeviations).max(0.0);
     return implausibleWeight * beyond.square().sum();
 }
 
@@ -121,19 +121,19 @@ Eigen::MatrixXd ScintillatorFit::uncertainties(const ScintillatorModel& model) c
 
 // Returns the largest activities. Above them a nuclide would give more than twice the observed
 // counts in every bin in which its template is strong.
-Eigen::VectorXd ScintillatorFit::greatestActivities(const Eigen::MatrixXd& templates) const {
-    Eigen::VectorXd greatest = Eigen::VectorXd::Zero(templates.cols());
+Eigen::VectorXd ScintillatorFit::maxActivities(const Eigen::MatrixXd& templates) const {
+    Eigen::VectorXd result = Eigen::VectorXd::Zero(templates.cols());
     for (Eigen::Index column = 0; column < templates.cols(); ++column) {
         const double strong = strongPart * templates.col(column).maxCoeff();
         for (Eigen::Index bin = 0; bin < templates.rows(); ++bin) {
             const double content = templates(bin, column);
             if (content > 0.0 && content >= strong) {
-                greatest[column] =
-                    std::max(greatest[column], 2.0 * (continuum_.smoothed()[bin] + 2.0) / content);
+                result[column] =
+                    std::max(result[column], 2.0 * (continuum_.smoothed()[bin] + 2.0) / content);
             }
         }
     }
-    return greatest;
+    return result;
 }
 
 // Computes activities and likelihood for the model's detector state; returns a better state in
@@ -149,12 +149,12 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
                         continuum_.whitened(shifted));
     Eigen::MatrixXd normal =
         system.design.transpose() * system.design - system.shadow.transpose() * system.shadow;
-    normal.diagonal() = normal.diagonal() * (1.0 + ridge) +
-                        Eigen::VectorXd::Constant(normal.cols(), leastCurvature);
+    normal.diagonal() =
+        normal.diagonal() * (1.0 + ridge) + Eigen::VectorXd::Constant(normal.cols(), minCurvature);
     const Eigen::LLT<Eigen::MatrixXd> factors(normal);
     const NonnegativeFit fit({factors.matrixU(), factors.matrixL().solve(system.right),
                               Eigen::VectorXd::Zero(system.right.size())});
-    model.activities = fit.values().cwiseMin(greatestActivities(shapes));
+    model.activities = fit.values().cwiseMin(maxActivities(shapes));
     model.variances = fit.variances();
 
     const Eigen::VectorXd left = system.observed - system.design * model.activities;
@@ -166,7 +166,7 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
                              implausibility(values.head(stateSize));
     // The uncertainties of a nuclide must not replace its template.
     const bool areUncertaintiesTooLarge =
-        (model.activities.array() < leastPartOfAssumed * assumed.array()).any();
+        (model.activities.array() < minPartOfAssumed * assumed.array()).any();
     model.objective = std::isfinite(objective) && !areUncertaintiesTooLarge
                           ? objective
                           : std::numeric_limits<double>::max();

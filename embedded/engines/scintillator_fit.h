@@ -51,7 +51,7 @@ class ScintillatorFit {
     Eigen::MatrixXd templates(std::span<const std::size_t> nuclides,
                               const DetectorState& state) const;
     Eigen::MatrixXd uncertainties(const ScintillatorModel& model) const;
-    Eigen::VectorXd greatestActivities(const Eigen::MatrixXd& templates) const;
+    Eigen::VectorXd maxActivities(const Eigen::MatrixXd& templates) const;
     Eigen::VectorXd pass(ScintillatorModel& model) const;
 
     const ScintillatorBins& bins_;

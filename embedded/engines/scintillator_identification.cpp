@@ -13,7 +13,7 @@ namespace embedded::engines {
 namespace {
 
 // Below this energy a peak may be the X-rays of any material.
-constexpr double highestXRay = 70.0;  // keV
+constexpr double maxXRayEnergy = 70.0;  // keV
 constexpr double xRayRarity = 30.0;
 constexpr double strongPart = 0.03;  // of the strongest line's photons
 
@@ -47,7 +47,7 @@ double rarityOf(std::span<const Nuclide> nuclides, std::size_t number,
     const double common = rarity(nuclides[number].name, nuclides[ancestor].halfLife);
     const double strongest = std::ranges::max(lines, {}, &TemplateLine::weight).weight;
     const bool isXRay = std::ranges::none_of(lines, [strongest](const TemplateLine& line) {
-        return line.energy > highestXRay && line.weight > strongPart * strongest;
+        return line.energy > maxXRayEnergy && line.weight > strongPart * strongest;
     });
     return common > 0.0 && isXRay ? common + xRayRarity : common;
 }
@@ -105,9 +105,9 @@ Identification identification(const TemplateNuclide& nuclide, const Selection& s
 
 void assignPeaks(Findings& findings, const Selection& selection, const Candidates& library,
                  std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-                 const Calibration& calibration, double smallestConfidence) {
+                 const Calibration& calibration, double minConfidence) {
     for (std::size_t number = 0; number < peaks.size(); ++number) {
-        double most = assignedPart * peaks[number].area;
+        double maxCounts = assignedPart * peaks[number].area;
         for (std::size_t place = 0; place < selection.model.nuclides.size(); ++place) {
             const std::size_t candidate = selection.model.nuclides[place];
             const double counts =
@@ -115,8 +115,8 @@ void assignPeaks(Findings& findings, const Selection& selection, const Candidate
                          selection.model.activities[static_cast<Eigen::Index>(place)],
                          selection.model, calibration, peaks[number].energy);
             const std::size_t nuclide = library.numbers[candidate];
-            if (selection.confidences[place] >= smallestConfidence && counts > most) {
-                most = counts;
+            if (selection.confidences[place] >= minConfidence && counts > maxCounts) {
+                maxCounts = counts;
                 findings.assigned[number] = nuclides[nuclide].name;
             }
         }
@@ -152,8 +152,7 @@ Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& cal
         findings.nuclides[library.numbers[candidate]] =
             identification(library.templates[candidate], selection, place);
     }
-    assignPeaks(findings, selection, library, peaks, nuclides, calibration,
-                rules.smallestConfidence);
+    assignPeaks(findings, selection, library, peaks, nuclides, calibration, rules.minConfidence);
     return findings;
 }
 

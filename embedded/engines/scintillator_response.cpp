@@ -62,9 +62,9 @@ void ScintillatorResponse::addPeak(Eigen::Ref<Eigen::VectorXd> contents, double 
 void ScintillatorResponse::addCompton(Eigen::Ref<Eigen::VectorXd> contents, double energy,
                                       double counts) const {
     const double alpha = energy / electronMass;
-    const double greatest = 2.0 * alpha / (1.0 + 2.0 * alpha);
-    const double edge = shown(greatest * energy);
-    const double width = sigma(greatest * energy);
+    const double maxPart = 2.0 * alpha / (1.0 + 2.0 * alpha);
+    const double edge = shown(maxPart * energy);
+    const double width = sigma(maxPart * energy);
     if (!(width > 0.0)) {
         return;
     }
@@ -73,14 +73,14 @@ void ScintillatorResponse::addCompton(Eigen::Ref<Eigen::VectorXd> contents, doub
     double sum = 0.0;
     constexpr int steps = 20;
     for (int step = 0; step < steps; ++step) {
-        sum += kleinNishina(alpha, greatest * (step + 0.5) / steps) * greatest * energy / steps;
+        sum += kleinNishina(alpha, maxPart * (step + 0.5) / steps) * maxPart * energy / steps;
     }
     for (Eigen::Index bin = 0; bin < contents.size(); ++bin) {
         const double centre = bins_.centre(bin);
         if (centre > edge + peakReachInSigmas * width) {
             break;
         }
-        const double part = std::clamp(centre / edge, 0.0, 1.0) * greatest;
+        const double part = std::clamp(centre / edge, 0.0, 1.0) * maxPart;
         contents[bin] += scattered * kleinNishina(alpha, part) / sum *
                          (bins_.edges[bin + 1] - bins_.edges[bin]) *
                          normalDistribution((edge - centre) / width);
@@ -101,11 +101,11 @@ void ScintillatorResponse::addEdge(Eigen::Ref<Eigen::VectorXd> contents, double 
 void ScintillatorResponse::addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, double energy,
                                           double counts) const {
     const double alpha = energy / electronMass;
-    const double least = energy / (1.0 + 2.0 * alpha);
-    const double greatest = energy / (1.0 + 1.2 * alpha);
-    const double low = shown(least);
-    const double high = shown(greatest);
-    const double width = sigma(least);
+    const double minEnergy = energy / (1.0 + 2.0 * alpha);
+    const double maxEnergy = energy / (1.0 + 1.2 * alpha);
+    const double low = shown(minEnergy);
+    const double high = shown(maxEnergy);
+    const double width = sigma(minEnergy);
     if (!(width > 0.0)) {
         return;
     }

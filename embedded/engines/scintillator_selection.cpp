@@ -13,15 +13,15 @@ namespace {
 constexpr int trialPasses = 3;
 constexpr int settlingPasses = 4;
 constexpr std::size_t trials = 5;  // nuclides that are tried for one place in a model
-constexpr std::size_t mostNuclides = 12;
-constexpr int mostExchanges = 30;
+constexpr std::size_t maxNuclides = 12;
+constexpr int maxExchanges = 30;
 constexpr double price = 14.0;  // of a nuclide
-constexpr double leastLead = -2.0;
+constexpr double minLead = -2.0;
 constexpr double softness = 4.0;  // of odds, in 2 ln(likelihood)
 
 // Calibrations may be off by more than a peak's width.
 constexpr std::array<double, 3> startGains = {0.0, -0.015, 0.015};
-constexpr std::size_t mostStarts = 3;
+constexpr std::size_t maxStarts = 3;
 constexpr double nearlyAsGood = 30.0;      // in cost
 constexpr double nearlyAsGoodPart = 0.02;  // of the cost saved by the best first nuclide
 
@@ -112,7 +112,7 @@ std::vector<ScintillatorModel> Selector::withOneMore(const ScintillatorModel& mo
 }
 
 ScintillatorModel Selector::grown(ScintillatorModel model) const {
-    while (model.nuclides.size() < mostNuclides) {
+    while (model.nuclides.size() < maxNuclides) {
         auto models = withOneMore(model, none());
         if (models.empty() || !(loss(model, models.front()) < 0.0)) {
             break;
@@ -144,7 +144,7 @@ ScintillatorModel Selector::best() const {
         const bool isRepeated = std::ranges::find(started, model.nuclides.front()) != started.end();
         const bool isFarWorse = loss(first.front(), model) >
                                 nearlyAsGood + nearlyAsGoodPart * loss(first.front(), empty);
-        if (started.size() == mostStarts || isFarWorse) {
+        if (started.size() == maxStarts || isFarWorse) {
             break;
         }
         if (!isRepeated) {
@@ -160,14 +160,14 @@ ScintillatorModel Selector::best() const {
 
 Selection Selector::exchanged(ScintillatorModel model, double limit) const {
     std::vector<double> confidences;
-    for (int turn = 0; turn < mostExchanges && confidences.size() < model.nuclides.size(); ++turn) {
+    for (int turn = 0; turn < maxExchanges && confidences.size() < model.nuclides.size(); ++turn) {
         const std::size_t place = confidences.size();
         ScintillatorModel smaller = withoutNuclide(model, place);
         fit_.refine(smaller, settlingPasses);
         auto others = withOneMore(smaller, model.nuclides[place]);
         const double gain = loss(model, smaller);
         const double lead = others.empty() ? gain : loss(model, others.front());
-        if (gain < 0.0 || lead < leastLead) {
+        if (gain < 0.0 || lead < minLead) {
             model = gain < 0.0 ? std::move(smaller) : std::move(others.front());
             confidences.clear();
         } else {

@@ -11,10 +11,10 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double outlierDeviation = 4.0;   // in standard deviations
-constexpr std::size_t fewestForLine = 4;   // values
-constexpr double requiredGain = 9.0;       // of chi-square, by a slope
-constexpr std::size_t fewestAgreeing = 2;  // values that are left without an outlier
+constexpr double outlierDeviation = 4.0;  // in standard deviations
+constexpr std::size_t minForLine = 4;     // values
+constexpr double requiredGain = 9.0;      // of chi-square, by a slope
+constexpr std::size_t minAgreeing = 2;    // values that are left without an outlier
 
 double squared(double value) {
     return value * value;
@@ -88,7 +88,7 @@ struct ScatteredLine {
 ScatteredLine bestLine(std::span<const MeasuredValue> values) {
     const double scatter = scatterOf(values, false);
     const Line constant = lineThrough(values, scatter, false);
-    if (values.size() >= fewestForLine) {
+    if (values.size() >= minForLine) {
         const double scatterOfSloped = scatterOf(values, true);
         const Line sloped = lineThrough(values, scatterOfSloped, true);
         if (squared(sloped.slope) > requiredGain * sloped.slopeVariance) {
@@ -101,7 +101,7 @@ ScatteredLine bestLine(std::span<const MeasuredValue> values) {
 // Removes the value that disagrees most with the line through the others, if it disagrees clearly.
 bool removeOutlier(std::vector<MeasuredValue>& values) {
     std::size_t worst = values.size();
-    double greatest = squared(outlierDeviation);
+    double maxDeviation = squared(outlierDeviation);
     for (std::size_t number = 0; number < values.size(); ++number) {
         std::vector<MeasuredValue> others = values;
         others.erase(others.begin() + static_cast<std::ptrdiff_t>(number));
@@ -109,8 +109,8 @@ bool removeOutlier(std::vector<MeasuredValue>& values) {
         const auto& [channel, measured] = values[number];
         const double deviation = squared(measured.value - line.at(channel)) /
                                  (measured.variance + scatter + line.varianceAt(channel));
-        if (deviation > greatest) {
-            greatest = deviation;
+        if (deviation > maxDeviation) {
+            maxDeviation = deviation;
             worst = number;
         }
     }
@@ -127,7 +127,7 @@ std::optional<SmoothFunction> SmoothFunction::through(std::vector<MeasuredValue>
     if (values.empty()) {
         return std::nullopt;
     }
-    while (values.size() > fewestAgreeing && removeOutlier(values)) {
+    while (values.size() > minAgreeing && removeOutlier(values)) {
     }
     const auto [line, scatter] = bestLine(values);
     SmoothFunction function;
@@ -137,9 +137,9 @@ std::optional<SmoothFunction> SmoothFunction::through(std::vector<MeasuredValue>
     function.valueVariance_ = line.valueVariance;
     function.slopeVariance_ = line.slopeVariance;
     function.scatter_ = scatter;
-    const auto [lowest, highest] = std::ranges::minmax(values, {}, &MeasuredValue::channel);
-    function.lowest_ = lowest.channel;
-    function.highest_ = highest.channel;
+    const auto [min, max] = std::ranges::minmax(values, {}, &MeasuredValue::channel);
+    function.minChannel_ = min.channel;
+    function.maxChannel_ = max.channel;
     return function;
 }
 
@@ -154,7 +154,7 @@ Expectation SmoothFunction::at(double channel) const {
 }
 
 double SmoothFunction::octavesOutside(double channel) const {
-    const double inside = std::clamp(channel, lowest_, highest_);
+    const double inside = std::clamp(channel, minChannel_, maxChannel_);
     return std::abs(std::log2(std::max(1.0, channel) / std::max(1.0, inside)));
 }
 
@@ -187,9 +187,9 @@ Expectation combined(const Expectation& one, const Expectation& other) {
             one.variance * other.variance / sum};
 }
 
-Expectation fractionAt(const SmoothFunction& function, double channel, double mostOctaves) {
+Expectation fractionAt(const SmoothFunction& function, double channel, double maxOctaves) {
     const double outside = function.octavesOutside(channel);
-    if (outside > mostOctaves) {
+    if (outside > maxOctaves) {
         return ExpectedTail{}.fraction;
     }
     Expectation fraction = function.at(channel);
@@ -200,10 +200,10 @@ Expectation fractionAt(const SmoothFunction& function, double channel, double mo
     return fraction;
 }
 
-ExpectedTail tailAt(const TailCalibration& calibration, double channel, double mostOctaves) {
+ExpectedTail tailAt(const TailCalibration& calibration, double channel, double maxOctaves) {
     ExpectedTail tail;
     if (calibration.fraction) {
-        tail.fraction = fractionAt(*calibration.fraction, channel, mostOctaves);
+        tail.fraction = fractionAt(*calibration.fraction, channel, maxOctaves);
     }
     if (calibration.length) {
         tail.length = combined(calibration.length->at(channel), tail.length);

@@ -37,8 +37,8 @@ class SmoothFunction {
     double slope_ = 0.0;
     double valueVariance_ = 0.0;
     double slopeVariance_ = 0.0;
-    double lowest_ = 0.0;  // channel of a measured value
-    double highest_ = 0.0;
+    double minChannel_ = 0.0;  // channel of a measured value
+    double maxChannel_ = 0.0;
     double scatter_ = 0.0;  // variance of a value beyond that of its measurement
 };
 

@@ -14,7 +14,7 @@ namespace embedded::engines {
 namespace {
 
 constexpr double strongSignificance = 50.0;
-constexpr std::size_t mostPeaks = 32;
+constexpr std::size_t maxPeaks = 32;
 constexpr double regionReach = 4.0;  // in widths
 
 // A fainter peak nearer than this, in widths, may be the tail of a stronger one. Two of similar
@@ -28,10 +28,10 @@ constexpr double significantDeviation = 3.0;  // in standard deviations
 
 // A drift of all peaks must reduce -2 ln(likelihood) of the strongest to this part.
 constexpr double remainingPart = 0.7;
-constexpr std::size_t mostForDrift = 6;
+constexpr std::size_t maxForDrift = 6;
 constexpr std::size_t several = 3;
 
-constexpr double greatestReducedChiSquare = 10.0;
+constexpr double maxReducedChiSquare = 10.0;
 
 // A strong peak, the first, and its neighbours.
 struct Group {
@@ -85,7 +85,7 @@ std::vector<Group> strongGroups(const Spectrum& spectrum, std::span<const Fitted
     std::ranges::sort(strong, std::ranges::greater(), &FittedPeak::area);
     std::vector<Group> groups;
     for (const FittedPeak& peak : strong) {
-        if (groups.size() == mostPeaks) {
+        if (groups.size() == maxPeaks) {
             break;
         }
         if (auto group = groupOf(spectrum, peaks, peak)) {
@@ -159,10 +159,10 @@ void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
 // A fit that does not describe its region may contain an unknown doublet, so it counts only if
 // there are several.
 std::vector<MeasuredValue> measured(const Fits& fits, Eigen::Index unknown) {
-    const double greatest = fits.size() < several ? 1.0 : greatestReducedChiSquare;
+    const double maxRatio = fits.size() < several ? 1.0 : maxReducedChiSquare;
     std::vector<MeasuredValue> values;
     for (const auto& fit : fits) {
-        if (fit && (describesRegion(*fit) || fit->chiSquare < greatest * fit->degreesOfFreedom)) {
+        if (fit && (describesRegion(*fit) || fit->chiSquare < maxRatio * fit->degreesOfFreedom)) {
             const double enlargement = enlargementOf(*fit);
             const double variance = fit->variances[unknown] * enlargement * enlargement;
             values.push_back({fit->peaks.front().channel, {fit->values[unknown], variance}});
@@ -232,7 +232,7 @@ double unlikelihoodOf(const Fits& fits) {
 // Returns the drift of the peaks if it describes the strongest ones clearly better.
 std::optional<SmoothFunction> driftOf(const Spectrum& spectrum, std::span<const Group> groups,
                                       const Fits& fits) {
-    const std::size_t count = std::min(groups.size(), mostForDrift);
+    const std::size_t count = std::min(groups.size(), maxForDrift);
     const Fits without(fits.begin(), fits.begin() + static_cast<std::ptrdiff_t>(count));
     const bool isDescribed =
         std::ranges::all_of(without, [](const auto& fit) { return !fit || describesRegion(*fit); });

@@ -33,8 +33,8 @@ constexpr std::array typicalCurves = {
 constexpr double referenceEnergy = 661.7;  // keV
 
 // FWHM at the reference energy that a detector can have, in keV.
-constexpr double narrowestReference = 0.4;
-constexpr double widestReference = 160.0;
+constexpr double minReference = 0.4;
+constexpr double maxReference = 160.0;
 
 // A spectrum without peaks, with channels no wider than this in keV and at least this many of them,
 // is treated as that of a germanium detector.
@@ -55,27 +55,27 @@ constexpr double curveScatter = 0.04;  // of ln FWHM about the best curve
 // Below this energy in keV most peaks are X-rays, which consist of several lines.
 constexpr double xRayEnergy = 50.0;
 constexpr double xRayScatter = 0.15;
-constexpr std::size_t mostPoints = 60;
+constexpr std::size_t maxPoints = 60;
 
 // Points farther away than this multiple of the scatter do not count in the fit.
 constexpr double widerCut = 2.5;
 constexpr double narrowerCut = 3.0;
 constexpr int fitIterations = 50;
-constexpr double longestStep = 0.3;
+constexpr double maxStep = 0.3;
 
 // Scatter of detectors of a kind about the typical curve: of ln of the scale and of the noise.
 constexpr double typicalScale = 0.5;
 constexpr double typicalNoise = 1.5;
 constexpr double typicalWeight = 0.05;  // in the choice of a curve
-constexpr double smallestFactor = 1e-3;
+constexpr double minFactor = 1e-3;
 
 // A given width calibration is rejected if it is off by this on average, in ln FWHM.
 constexpr double contradiction = 0.3;
 constexpr double hopelessRatio = 1.0;
-constexpr std::size_t leastForContradiction = 3;
+constexpr std::size_t minForContradiction = 3;
 
 // FWHM in channels that channels of finite width still resolve.
-constexpr double narrowestResolved = 0.7;
+constexpr double minResolved = 0.7;
 
 // Weight of a sample in the choice of a curve. It grows more slowly than the significance, and is
 // reduced if the sample has few counts relative to the largest peak, as artefacts do.
@@ -93,7 +93,7 @@ std::vector<Point> pointsOf(std::span<const WidthSample> samples, const Calibrat
     for (const WidthSample& sample : samples) {
         const double energy = energyAt(calibration, sample.channel);
         const double width = sample.width * energyPerChannel(calibration, sample.channel);
-        if (energy > 0.0 && points.size() < mostPoints) {
+        if (energy > 0.0 && points.size() < maxPoints) {
             points.push_back(
                 {energy, width * width, sample.uncertainty, choiceWeight(sample, largestArea)});
         }
@@ -124,8 +124,8 @@ double agreement(const Curve& curve, const std::vector<Point>& points) {
 
 bool isPossible(const Curve& curve) {
     const double reference = std::sqrt(curve.squareAt(referenceEnergy));
-    return curve.noise >= 0.0 && curve.statistics >= 0.0 && reference >= narrowestReference &&
-           reference <= widestReference;
+    return curve.noise >= 0.0 && curve.statistics >= 0.0 && reference >= minReference &&
+           reference <= maxReference;
 }
 
 const TypicalCurve& nearestKind(const Curve& curve) {
@@ -170,8 +170,8 @@ double fitWeight(const Curve& curve, const Point& point) {
 class ScaledCurve {
   public:
     ScaledCurve(const Curve& typical, const Curve& start) : typical_(typical) {
-        scale_ = std::log(std::max(start.statistics / typical.statistics, smallestFactor));
-        noise_ = std::log(std::max(start.noise / typical.noise, smallestFactor)) - scale_;
+        scale_ = std::log(std::max(start.statistics / typical.statistics, minFactor));
+        noise_ = std::log(std::max(start.noise / typical.noise, minFactor)) - scale_;
     }
 
     Curve curve() const {
@@ -207,8 +207,8 @@ class ScaledCurve {
         const double determinant = scaleScale * noiseNoise - scaleNoise * scaleNoise;
         const double scaleStep = (noiseNoise * scaleRight - scaleNoise * noiseRight) / determinant;
         const double noiseStep = (scaleScale * noiseRight - scaleNoise * scaleRight) / determinant;
-        const double longest = std::max(std::abs(scaleStep), std::abs(noiseStep));
-        const double part = std::min(1.0, longestStep / longest);
+        const double stepLength = std::max(std::abs(scaleStep), std::abs(noiseStep));
+        const double part = std::min(1.0, maxStep / stepLength);
         scale_ += part * scaleStep;
         noise_ += part * noiseStep;
     }
@@ -274,7 +274,7 @@ WidthEstimate estimateWidths(std::span<const WidthSample> samples, const Calibra
     const auto described = std::ranges::count_if(
         points, [&curve](const Point& point) { return fitWeight(curve, point) > 0.0; });
     const double middle = energyPerChannel(calibration, 0.5 * static_cast<double>(channelCount));
-    const double resolved = narrowestResolved * middle;
+    const double resolved = minResolved * middle;
     curve.noise = std::max(curve.noise, resolved * resolved);
     return {{curve.noise, curve.statistics},
             nearestKind(curve).kind,
@@ -283,7 +283,7 @@ WidthEstimate estimateWidths(std::span<const WidthSample> samples, const Calibra
 
 bool contradictsPeaks(const Calibration& calibration, const WidthEstimate& estimate,
                       std::span<const WidthSample> samples) {
-    if (estimate.peaks < leastForContradiction) {
+    if (estimate.peaks < minForContradiction) {
         return false;
     }
     const Curve curve = {estimate.shape[0], estimate.shape[1]};

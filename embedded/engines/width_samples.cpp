@@ -15,14 +15,14 @@ namespace {
 
 // FWHM in channels at which candidates are looked for: from the narrowest in steps of a factor up
 // to a part of the spectrum. From the binned width on, neighbouring channels are added up.
-constexpr double narrowest = 1.4;
+constexpr double minWidth = 1.4;
 constexpr double ladderFactor = 1.4142135623730951;
-constexpr double widestPart = 1.0 / 6.0;
+constexpr double maxPart = 1.0 / 6.0;
 constexpr double binnedWidth = 6.0;
 constexpr double resolvedWidth = 2.5;  // FWHM in added-up channels that a fit needs
 
-constexpr double smallestSignificance = 5.0;
-constexpr std::size_t mostCandidates = 40;  // of each width
+constexpr double minSignificance = 5.0;
+constexpr std::size_t maxCandidates = 40;  // of each width
 constexpr double sameWidth = 1.9;  // factor; of such candidates only the strongest is fitted
 
 // Region of a fit on each side of the peak in FWHM: the wide one unless neighbours disturb it.
@@ -30,14 +30,14 @@ constexpr double wideReach = 1.8;
 constexpr double closeReach = 1.2;
 constexpr double closeAdvantage = 1.5;  // in significance
 constexpr double pairReach = 1.4;
-constexpr double closestPair = 0.7;  // distance in FWHM
-constexpr double widestPair = 2.0;
+constexpr double minPairDistance = 0.7;  // distance in FWHM
+constexpr double maxPairDistance = 2.0;
 constexpr std::size_t fewSamples = 8;
-constexpr std::size_t mostPairs = 10;
-constexpr std::size_t smallestReach = 3;  // channels
-constexpr int mostRounds = 6;
+constexpr std::size_t maxPairs = 10;
+constexpr std::size_t minReach = 3;  // channels
+constexpr int maxRounds = 6;
 constexpr double settledChange = 0.02;
-constexpr double refoundWidth = 2.2;  // factor in width from which a fit finds the same peak
+constexpr double maxWidthRatio = 2.2;  // factor in width from which a fit finds the same peak
 constexpr double uncertaintyPerSignificance = 1.4;  // a width is less certain than an area
 constexpr double coveringPart = 0.25;               // of the significance
 
@@ -85,8 +85,8 @@ void appendCandidates(const BinnedSpectrum& binned, double width,
         variances[index] = std::max(spectrum.contents[index], 0.0) + spectrum.excessAt(index);
     }
     const std::vector<double> widths(variances.size(), width / static_cast<double>(binned.binning));
-    auto candidates = findCandidates(spectrum.contents, variances, widths, smallestSignificance);
-    const std::size_t kept = std::min(candidates.size(), mostCandidates);
+    auto candidates = findCandidates(spectrum.contents, variances, widths, minSignificance);
+    const std::size_t kept = std::min(candidates.size(), maxCandidates);
     std::ranges::partial_sort(candidates, candidates.begin() + static_cast<std::ptrdiff_t>(kept),
                               std::ranges::greater(), &Candidate::significance);
     for (std::size_t number = 0; number < kept; ++number) {
@@ -117,16 +117,16 @@ std::vector<ScaledCandidate> strongestOfEach(std::vector<ScaledCandidate> all) {
 // Returns the channels around one or more neighbouring peaks, which are in rising order.
 std::optional<Region> regionAround(const std::vector<ExpectedPeak>& peaks, double reachInWidths,
                                    std::size_t channelCount) {
-    const ExpectedPeak& lowest = peaks.front();
-    const ExpectedPeak& highest = peaks.back();
+    const ExpectedPeak& firstPeak = peaks.front();
+    const ExpectedPeak& lastPeak = peaks.back();
     const auto reach = [reachInWidths](const ExpectedPeak& peak) {
-        return std::max(reachInWidths * peak.width, static_cast<double>(smallestReach));
+        return std::max(reachInWidths * peak.width, static_cast<double>(minReach));
     };
-    const double first = std::max(1.0, std::round(lowest.channel - reach(lowest)));
+    const double first = std::max(1.0, std::round(firstPeak.channel - reach(firstPeak)));
     const double last =
-        std::min(static_cast<double>(channelCount), std::round(highest.channel + reach(highest)));
+        std::min(static_cast<double>(channelCount), std::round(lastPeak.channel + reach(lastPeak)));
     // A peak that is cut off by the end of the spectrum has no width.
-    if (lowest.channel - first < lowest.width || last - highest.channel < highest.width) {
+    if (firstPeak.channel - first < firstPeak.width || last - lastPeak.channel < lastPeak.width) {
         return std::nullopt;
     }
     const auto index = static_cast<std::size_t>(first) - 1;
@@ -141,7 +141,7 @@ std::vector<FittedPeak> fitFreely(const Spectrum& spectrum, std::vector<Expected
     if (peaks.size() == 1) {
         shape.widePeak = 0;
     }
-    for (int round = 0; round < mostRounds; ++round) {
+    for (int round = 0; round < maxRounds; ++round) {
         const auto region = regionAround(peaks, reach, spectrum.contents.size());
         const auto fit =
             region ? fitRegion(spectrum, *region, peaks, shape) : std::optional<RegionFit>();
@@ -167,7 +167,7 @@ std::vector<FittedPeak> fitFreely(const Spectrum& spectrum, std::vector<Expected
 }
 
 bool isUsable(const BinnedSpectrum& binned, const FittedPeak& peak, const ExpectedPeak& expected) {
-    return peak.significance >= smallestSignificance &&
+    return peak.significance >= minSignificance &&
            (binned.binning == 1 || peak.width >= resolvedWidth) &&
            std::abs(peak.channel - expected.channel) <= expected.width;
 }
@@ -200,7 +200,7 @@ std::optional<WidthSample> measure(const BinnedSpectrum& binned, const ScaledCan
 bool isMeasured(const std::vector<WidthSample>& samples, const ScaledCandidate& candidate) {
     return std::ranges::any_of(samples, [&](const WidthSample& sample) {
         const double ratio = candidate.width / sample.width;
-        return ratio < refoundWidth && ratio > 1.0 / refoundWidth &&
+        return ratio < maxWidthRatio && ratio > 1.0 / maxWidthRatio &&
                std::abs(candidate.channel - sample.channel) < 0.3 * sample.width;
     });
 }
@@ -226,8 +226,8 @@ void appendPairs(const std::vector<BinnedSpectrum>& spectra,
     for (const ScaledCandidate& first : candidates) {
         for (const ScaledCandidate& second : candidates) {
             const double distance = (second.channel - first.channel) / first.width;
-            if (first.width != second.width || distance < closestPair || distance > widestPair ||
-                ++pairs > mostPairs) {
+            if (first.width != second.width || distance < minPairDistance ||
+                distance > maxPairDistance || ++pairs > maxPairs) {
                 continue;
             }
             const auto binned = std::ranges::find(spectra, first.binning, &BinnedSpectrum::binning);
@@ -249,9 +249,9 @@ std::vector<WidthSample> measureWidths(std::span<const double> contents,
                                        std::span<const double> excess) {
     std::vector<BinnedSpectrum> spectra;
     std::vector<ScaledCandidate> candidates;
-    const double widest = widestPart * static_cast<double>(contents.size());
+    const double maxWidth = maxPart * static_cast<double>(contents.size());
     std::size_t binning = 1;
-    for (double width = narrowest; width <= widest; width *= ladderFactor) {
+    for (double width = minWidth; width <= maxWidth; width *= ladderFactor) {
         if (width > binnedWidth * static_cast<double>(binning)) {
             binning *= 2;
         }

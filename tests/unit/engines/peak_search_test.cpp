@@ -59,14 +59,14 @@ struct Pulls {
     double squares = 0.0;
     int count = 0;
     int beyondThree = 0;
-    double greatest = 0.0;
+    double max = 0.0;
 
     void add(double pull) {
         sum += pull;
         squares += pull * pull;
         ++count;
         beyondThree += std::abs(pull) > 3.0 ? 1 : 0;
-        greatest = std::max(greatest, std::abs(pull));
+        max = std::max(max, std::abs(pull));
     }
     double mean() const { return sum / count; }
     double deviation() const { return std::sqrt(squares / count - mean() * mean()); }
@@ -114,7 +114,7 @@ TEST(PeakSearch, RandomSpectraGiveAllPeaksAndNoOthers) {
     EXPECT_NEAR(0.0, pulls.mean(), 0.12);
     EXPECT_NEAR(1.0, pulls.deviation(), 0.1);
     EXPECT_LE(pulls.beyondThree, 8);
-    EXPECT_LT(pulls.greatest, 4.5);
+    EXPECT_LT(pulls.max, 4.5);
 }
 
 // 20 counts per channel without noise, so the limits are narrow.

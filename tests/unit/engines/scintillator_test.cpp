@@ -74,7 +74,7 @@ std::vector<Nuclide> library() {
 
 const std::vector<double> everywhere(ScintillatorSpectrum::channels, 1.0);
 constexpr MatchingRules rules = {
-    .tolerance = 1.0, .efficiencyIsAssumed = true, .smallestConfidence = 0.5};
+    .tolerance = 1.0, .efficiencyIsAssumed = true, .minConfidence = 0.5};
 
 struct Case {
     std::string name;
