@@ -33,25 +33,25 @@ Eigen::VectorXd variancesOf(const std::vector<Identification>& nuclides,
 }
 
 // One row for each area; one column for each nuclide and for each peak of another origin.
-NonnegativeProblem areasOf(const std::vector<std::size_t>& found, const JointFitInput& input,
+NonnegativeProblem areasOf(const std::vector<std::size_t>& identified, const JointFitInput& input,
                            const Eigen::VectorXd& deviations) {
     const auto rows = static_cast<Eigen::Index>(input.peaks.size());
     const auto others = std::ranges::count_if(
         input.origins, [](PeakOrigin origin) { return origin != PeakOrigin::line; });
-    const Eigen::Index columns = static_cast<Eigen::Index>(found.size()) + others;
+    const Eigen::Index columns = static_cast<Eigen::Index>(identified.size()) + others;
     NonnegativeProblem problem{Eigen::MatrixXd::Zero(rows, columns), Eigen::VectorXd(rows),
                                Eigen::VectorXd::Zero(columns)};
-    for (std::size_t number = 0; number < found.size(); ++number) {
-        const auto& lines = input.matches[found[number]].lines;
+    for (std::size_t number = 0; number < identified.size(); ++number) {
+        const auto& lines = input.matches[identified[number]].lines;
         for (std::size_t line = 0; line < lines.size(); ++line) {
             if (const auto peak = lines[line].peak) {
                 const auto row = static_cast<Eigen::Index>(*peak);
                 problem.design(row, static_cast<Eigen::Index>(number)) +=
-                    input.models[found[number]].weights[line] / deviations[row];
+                    input.models[identified[number]].weights[line] / deviations[row];
             }
         }
     }
-    auto other = static_cast<Eigen::Index>(found.size());
+    auto other = static_cast<Eigen::Index>(identified.size());
     for (Eigen::Index row = 0; row < rows; ++row) {
         const auto peak = static_cast<std::size_t>(row);
         problem.observed[row] = input.peaks[peak].area / deviations[row];
@@ -66,21 +66,21 @@ NonnegativeProblem areasOf(const std::vector<std::size_t>& found, const JointFit
 
 void measureActivities(std::vector<Identification>& nuclides, const JointFitInput& input,
                        double minConfidence) {
-    std::vector<std::size_t> found;
+    std::vector<std::size_t> identified;
     for (std::size_t nuclide = 0; nuclide < nuclides.size(); ++nuclide) {
         Identification& one = nuclides[nuclide];
         if (one.activity > 0.0 && one.confidence >= minConfidence) {
-            found.push_back(nuclide);
+            identified.push_back(nuclide);
         } else {
             one.activity = 0.0;
         }
     }
     const Eigen::VectorXd deviations = variancesOf(nuclides, input).cwiseSqrt();
-    const NonnegativeProblem problem = areasOf(found, input, deviations);
+    const NonnegativeProblem problem = areasOf(identified, input, deviations);
     const NonnegativeFit fit(problem);
     const Eigen::VectorXd residuals = problem.design * fit.values() - problem.observed;
-    for (std::size_t number = 0; number < found.size(); ++number) {
-        Identification& one = nuclides[found[number]];
+    for (std::size_t number = 0; number < identified.size(); ++number) {
+        Identification& one = nuclides[identified[number]];
         double squares = 0.0;
         for (const std::size_t peak : one.peaks) {
             squares += std::pow(residuals[static_cast<Eigen::Index>(peak)], 2);

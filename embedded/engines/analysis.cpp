@@ -202,27 +202,27 @@ void Analysis::writeResults(const NuclideLibrary& library, const Findings& findi
     }
 }
 
-bool Analysis::isFound(const Identification& identification) const {
+bool Analysis::isIdentified(const Identification& identification) const {
     return identification.activity > 0.0 && identification.confidence >= rules_.minConfidence;
 }
 
 void Analysis::writeResult(const NuclideLibrary& library, const Findings& findings,
                            std::size_t nuclide, std::uint16_t record) const {
-    const Identification& found = findings.nuclides[nuclide];
+    const Identification& result = findings.nuclides[nuclide];
     dataSource_.writeText(QAR_C_RESNUCLIDE, record, library.nuclides()[nuclide].name);
-    dataSource_.writeLong(QAR_L_RESLINES, record, static_cast<std::int32_t>(found.peaks.size()));
-    dataSource_.writeDouble(QAR_D_RESCONF, record, found.confidence);
-    dataSource_.writeText(QAR_C_RESREASON, record, found.reason);
-    if (isFound(found)) {
-        dataSource_.writeDouble(QAR_D_RESENERGY, record, found.energy);
+    dataSource_.writeLong(QAR_L_RESLINES, record, static_cast<std::int32_t>(result.peaks.size()));
+    dataSource_.writeDouble(QAR_D_RESCONF, record, result.confidence);
+    dataSource_.writeText(QAR_C_RESREASON, record, result.reason);
+    if (isIdentified(result)) {
+        dataSource_.writeDouble(QAR_D_RESENERGY, record, result.energy);
     }
     if (!library.measurement().isAbsolute) {
         return;
     }
-    if (isFound(found)) {
-        const double common = found.activity * library.commonUncertainty(nuclide);
-        dataSource_.writeDouble(QAR_D_ACTIVITY, record, found.activity);
-        dataSource_.writeDouble(QAR_D_ACTIVITYUNC, record, std::hypot(found.uncertainty, common));
+    if (isIdentified(result)) {
+        const double common = result.activity * library.commonUncertainty(nuclide);
+        dataSource_.writeDouble(QAR_D_ACTIVITY, record, result.activity);
+        dataSource_.writeDouble(QAR_D_ACTIVITYUNC, record, std::hypot(result.uncertainty, common));
     }
     if (const double limit = library.detectionLimitOf(nuclide); std::isfinite(limit)) {
         dataSource_.writeDouble(QAR_D_DETECTLIMIT, record, limit);

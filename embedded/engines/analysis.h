@@ -39,7 +39,7 @@ class Analysis {
     std::vector<MeasuredPeak> readPeaks() const;
     void correctEnergies(const EnergyCorrection& correction);
     void writePeaks(const std::vector<FittedPeak>& peaks) const;
-    bool isFound(const Identification& identification) const;
+    bool isIdentified(const Identification& identification) const;
     void writeResults(const NuclideLibrary& library, const Findings& findings) const;
     void writeResult(const NuclideLibrary& library, const Findings& findings, std::size_t nuclide,
                      std::uint16_t record) const;

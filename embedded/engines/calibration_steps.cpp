@@ -29,7 +29,8 @@ void calibrateFromNuclides(const DataSourceAccess& dataSource, double significan
     const std::vector<double> widths = widthsInChannels(assumed, contents.size());
     const auto peaks = findPeaks({contents, widths, excess}, {significanceLimit});
     const Calibration channels = {{0.0, 1.0}, {}, {}};
-    const auto energy = calibrateEnergy(placedPeaks(peaks, channels), nuclides, contents.size());
+    const auto energy =
+        calibrateEnergy(positionedPeaks(peaks, channels), nuclides, contents.size());
     if (!energy) {
         throw EngineFailure(status::noAssignment);
     }
@@ -38,7 +39,7 @@ void calibrateFromNuclides(const DataSourceAccess& dataSource, double significan
 
 EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Calibration& calibration,
                                 std::span<const FittedPeak> peaks) {
-    return energyCorrectionOf(placedPeaks(peaks, calibration),
+    return energyCorrectionOf(positionedPeaks(peaks, calibration),
                               readPatterns(dataSource, calibration), kindOf(calibration.shape));
 }
 

@@ -31,7 +31,7 @@ struct Fit {
     double chiSquare;
 };
 
-Fit fitPolynomial(std::span<const PlacedPeak> peaks, const Assignment& assignment, int degree) {
+Fit fitPolynomial(std::span<const PositionedPeak> peaks, const Assignment& assignment, int degree) {
     const auto rows = static_cast<Eigen::Index>(assignment.matches.size());
     // Channels are scaled so that the powers stay near 1.
     const double scale = peaks.back().position;
@@ -39,7 +39,7 @@ Fit fitPolynomial(std::span<const PlacedPeak> peaks, const Assignment& assignmen
     Eigen::VectorXd observed(rows);
     for (Eigen::Index row = 0; row < rows; ++row) {
         const LineMatch& match = assignment.matches[static_cast<std::size_t>(row)];
-        const PlacedPeak& peak = peaks[match.peak];
+        const PositionedPeak& peak = peaks[match.peak];
         const double scatter = std::hypot(peak.uncertainty, crookedness * peak.width);
         const double weight = 1.0 / (assignment.relation.gain * scatter);
         for (int power = 0; power <= degree; ++power) {
@@ -55,7 +55,7 @@ Fit fitPolynomial(std::span<const PlacedPeak> peaks, const Assignment& assignmen
     return fit;
 }
 
-bool mayBend(std::span<const PlacedPeak> peaks, const Assignment& assignment,
+bool mayBend(std::span<const PositionedPeak> peaks, const Assignment& assignment,
              std::size_t channelCount) {
     const auto position = [peaks](const LineMatch& match) { return peaks[match.peak].position; };
     const auto [min, max] = std::ranges::minmax(assignment.matches, {}, position);
@@ -65,7 +65,7 @@ bool mayBend(std::span<const PlacedPeak> peaks, const Assignment& assignment,
 
 }  // namespace
 
-std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
+std::optional<std::vector<double>> calibrateEnergy(std::span<const PositionedPeak> peaks,
                                                    std::span<const LinePattern> nuclides,
                                                    std::size_t channelCount) {
     const double middle = std::sqrt(minEnd * maxEnd) / static_cast<double>(channelCount);

@@ -18,7 +18,7 @@ namespace embedded::engines {
 // assignment is better than all others.
 //
 // peaks: by rising channel, with the channel as position.
-std::optional<std::vector<double>> calibrateEnergy(std::span<const PlacedPeak> peaks,
+std::optional<std::vector<double>> calibrateEnergy(std::span<const PositionedPeak> peaks,
                                                    std::span<const LinePattern> nuclides,
                                                    std::size_t channelCount);
 

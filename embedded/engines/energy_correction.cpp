@@ -64,22 +64,22 @@ std::vector<LinePattern> patternsOf(std::span<const LinePattern> nuclides) {
 
 }  // namespace
 
-std::vector<PlacedPeak> placedPeaks(std::span<const FittedPeak> peaks,
-                                    const Calibration& calibration) {
-    std::vector<PlacedPeak> placed;
+std::vector<PositionedPeak> positionedPeaks(std::span<const FittedPeak> peaks,
+                                            const Calibration& calibration) {
+    std::vector<PositionedPeak> result;
     for (const FittedPeak& peak : peaks) {
         const double gain = energyPerChannel(calibration, peak.channel);
         const double width = gain * peak.width;
         const double relative = peak.areaUncertainty / peak.area;
         if (peak.area > 0.0) {
-            placed.push_back({energyAt(calibration, peak.channel), width / fwhmPerSigma * relative,
+            result.push_back({energyAt(calibration, peak.channel), width / fwhmPerSigma * relative,
                               width, peak.area, peak.areaUncertainty});
         }
     }
-    return placed;
+    return result;
 }
 
-EnergyCorrection energyCorrectionOf(std::span<const PlacedPeak> peaks,
+EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
                                     std::span<const LinePattern> nuclides, DetectorKind kind) {
     const bool isGermanium = kind == DetectorKind::germanium;
     const Range& scatter = isGermanium ? germaniumScatter : otherScatter;

@@ -21,14 +21,14 @@ struct EnergyCorrection {
 };
 
 // Returns the peaks with a positive area, with calibrated energies in keV as positions.
-std::vector<PlacedPeak> placedPeaks(std::span<const FittedPeak> peaks,
-                                    const Calibration& calibration);
+std::vector<PositionedPeak> positionedPeaks(std::span<const FittedPeak> peaks,
+                                            const Calibration& calibration);
 
 // Returns the correction that explains the peaks best, or one without lines if the evidence is
 // weak.
 // nuclides: of the library, may be empty; their surprise is ignored; kind: limits how far a
 // calibration can be off.
-EnergyCorrection energyCorrectionOf(std::span<const PlacedPeak> peaks,
+EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
                                     std::span<const LinePattern> nuclides, DetectorKind kind);
 
 Calibration corrected(Calibration calibration, const EnergyRelation& relation);

@@ -38,8 +38,8 @@ std::uint32_t run(OrvContext context, std::uint32_t options) {
     if ((steps & optionIdentifyNuclides) != 0) {
         analysis.identifyNuclides(steps == optionIdentifyNuclides);
     }
-    const bool told = (steps & optionSearchPeaks) != 0 && analysis.leftOutChannels();
-    return told ? status::rangePartlySearched : status::success;
+    const bool isPartlySearched = (steps & optionSearchPeaks) != 0 && analysis.leftOutChannels();
+    return isPartlySearched ? status::rangePartlySearched : status::success;
 }
 
 }  // namespace

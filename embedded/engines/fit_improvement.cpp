@@ -127,7 +127,7 @@ class Improver {
     const Spectrum& spectrum_;
     double limit_;
     bool morePeaks_;
-    std::vector<Improvement> found_;
+    std::vector<Improvement> improvements_;
 };
 
 void Improver::tryFit(const RegionFit& fit, const Group& group, const Shape& shape, double cost,
@@ -135,7 +135,7 @@ void Improver::tryFit(const RegionFit& fit, const Group& group, const Shape& sha
     auto tried = fitRegion(spectrum_, fit.region, group, shape, start);
     if (tried && fit.unlikelihood - tried->unlikelihood > cost) {
         const double merit = fit.unlikelihood - tried->unlikelihood - cost;
-        found_.push_back({std::move(*tried), merit});
+        improvements_.push_back({std::move(*tried), merit});
     }
 }
 
@@ -201,8 +201,8 @@ RegionFit Improver::simplified(RegionFit fit) const {
 // Returns the trial with the greatest merit. Another peak must still be significant after the fit
 // is simplified.
 std::optional<RegionFit> Improver::best(const RegionFit& fit) {
-    std::ranges::sort(found_, std::ranges::greater(), &Improvement::merit);
-    for (Improvement& improvement : found_) {
+    std::ranges::sort(improvements_, std::ranges::greater(), &Improvement::merit);
+    for (Improvement& improvement : improvements_) {
         RegionFit& tried = improvement.fit;
         if (tried.peaks.size() > fit.peaks.size()) {
             tried = simplified(std::move(tried));
@@ -219,7 +219,7 @@ std::optional<RegionFit> Improver::best(const RegionFit& fit) {
 // A tail is also tried if the region is already described, because step and width may hide it.
 RegionFit Improver::improve(RegionFit fit) {
     for (int number = 0; number < maxImprovements; ++number) {
-        found_.clear();
+        improvements_.clear();
         if (isStrong(fit)) {
             tryShape(fit, leftTail);
             tryShape(fit, rightTail);

@@ -28,7 +28,7 @@ class Identifier {
                std::size_t libraryCount, const MatchingRules& rules);
 
     void settle();
-    const std::vector<Identification>& identifications() const { return found_; }
+    const std::vector<Identification>& identifications() const { return identifications_; }
     std::vector<CertainLine> certainLines(std::span<const MeasuredPeak> measured) const;
     Findings findings() const;
 
@@ -54,7 +54,7 @@ class Identifier {
     NuclideModels models_;
     std::vector<PeakOrigin> origins_;
     std::vector<double> improbabilities_;
-    std::vector<Identification> found_;
+    std::vector<Identification> identifications_;
     std::vector<PeakSource> assigned_;
     ExplainedParts explained_;
 };
@@ -67,7 +67,7 @@ Identifier::Identifier(std::vector<MeasuredPeak> peaks, std::span<const Nuclide>
       rules_(rules),
       matches_(matchLines(peaks_, all, rules.tolerance)),
       models_(peaks_, matches_, priorResponse(rules.efficiencyIsAssumed), allowance()),
-      found_(all.size()),
+      identifications_(all.size()),
       assigned_(peaks_.size()),
       explained_(peaks_.size(), 0.0) {}
 
@@ -90,7 +90,7 @@ void Identifier::settle() {
 void Identifier::updateImprobabilities() {
     ExcitedElements excited;
     for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
-        if (found_[nuclide].confidence >= mainPart) {
+        if (identifications_[nuclide].confidence >= mainPart) {
             excited.addNuclide(all_[nuclide].name);
         }
     }
@@ -103,7 +103,7 @@ void Identifier::updateImprobabilities() {
 
 void Identifier::judge(JointFit& fit) {
     for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
-        Identification& result = found_[nuclide];
+        Identification& result = identifications_[nuclide];
         result = {};
         double maxWeight = 0.0;
         for (const LineMatch& match : matches_[nuclide].lines) {
@@ -132,11 +132,11 @@ void Identifier::judge(JointFit& fit) {
 }
 
 std::vector<double> Identifier::trust() const {
-    std::vector<double> trust(found_.size(), 0.0);
+    std::vector<double> trust(identifications_.size(), 0.0);
     for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
         const bool isShown =
             models_.all()[nuclide].activity > 0.0 && matches_[nuclide].peakCount > 1;
-        trust[nuclide] = isShown ? found_[nuclide].confidence : 0.0;
+        trust[nuclide] = isShown ? identifications_[nuclide].confidence : 0.0;
     }
     return trust;
 }
@@ -147,7 +147,7 @@ void Identifier::explainPeaks(const JointFit& fit) {
         explained_[peak] = fit.otherArea(peak);
     }
     for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
-        if (found_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
+        if (identifications_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
             continue;
         }
         const auto& lines = matches_[nuclide].lines;
@@ -168,8 +168,8 @@ void Identifier::assignPeaks(const JointFit& fit) {
     std::vector<double> maxAreas(peaks_.size(), 0.0);
     for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
         const auto& lines = matches_[nuclide].lines;
-        if (fit.activity(nuclide) <= 0.0 ||
-            found_[nuclide].confidence < (isElement(nuclide) ? 0.0 : rules_.minConfidence)) {
+        if (fit.activity(nuclide) <= 0.0 || identifications_[nuclide].confidence <
+                                                (isElement(nuclide) ? 0.0 : rules_.minConfidence)) {
             continue;
         }
         for (std::size_t line = 0; line < lines.size(); ++line) {
@@ -194,7 +194,7 @@ void Identifier::assignPeaks(const JointFit& fit) {
 std::vector<CertainLine> Identifier::certainLines(std::span<const MeasuredPeak> measured) const {
     std::vector<CertainLine> certain;
     for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
-        if (found_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
+        if (identifications_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
             continue;
         }
         for (const LineMatch& match : matches_[nuclide].lines) {
@@ -211,7 +211,8 @@ std::vector<CertainLine> Identifier::certainLines(std::span<const MeasuredPeak> 
 }
 
 Findings Identifier::findings() const {
-    Findings findings{{found_.begin(), found_.begin() + static_cast<std::ptrdiff_t>(libraryCount_)},
+    Findings findings{{identifications_.begin(),
+                       identifications_.begin() + static_cast<std::ptrdiff_t>(libraryCount_)},
                       {},
                       origins_};
     for (std::size_t peak = 0; peak < peaks_.size(); ++peak) {

@@ -129,8 +129,8 @@ void LikelihoodFit::makeEquations() {
     right_.noalias() = weighted.transpose() * residuals;
     matrix_.noalias() = weighted.transpose() * weighted;
     for (const auto& [unknown, expectation] : observations_) {
-        if (const auto found = std::ranges::find(free_, unknown); found != free_.end()) {
-            const Eigen::Index position = found - free_.begin();
+        if (const auto entry = std::ranges::find(free_, unknown); entry != free_.end()) {
+            const Eigen::Index position = entry - free_.begin();
             matrix_(position, position) += 1.0 / expectation.variance;
             right_[position] += (expectation.value - values_[unknown]) / expectation.variance;
         }

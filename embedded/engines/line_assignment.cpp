@@ -42,10 +42,10 @@ double medianOf(std::vector<double> values) {
 
 }  // namespace
 
-LineAssignment::LineAssignment(std::span<const PlacedPeak> peaks,
+LineAssignment::LineAssignment(std::span<const PositionedPeak> peaks,
                                std::span<const LinePattern> patterns, const RelationLimits& limits)
     : peaks_(peaks), patterns_(patterns), limits_(limits) {
-    for (const PlacedPeak& peak : peaks) {
+    for (const PositionedPeak& peak : peaks) {
         areas_.push_back(peak.area);
     }
     std::ranges::sort(areas_);
@@ -56,7 +56,7 @@ LineAssignment::LineAssignment(std::span<const PlacedPeak> peaks,
 
 // Interpolates between the widths of the peaks on both sides.
 double LineAssignment::widthAt(double position) const {
-    const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
+    const auto after = std::ranges::lower_bound(peaks_, position, {}, &PositionedPeak::position);
     if (after == peaks_.begin()) {
         return after->width;
     }
@@ -70,7 +70,7 @@ double LineAssignment::widthAt(double position) const {
 
 // Returns the smallest uncertainty of the areas of the nearest peaks on both sides.
 double LineAssignment::noiseAt(double position) const {
-    const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
+    const auto after = std::ranges::lower_bound(peaks_, position, {}, &PositionedPeak::position);
     double noise = std::numeric_limits<double>::infinity();
     for (auto near = after - std::min<std::ptrdiff_t>(2, after - peaks_.begin());
          near < peaks_.end() && near < after + 2; ++near) {
@@ -129,7 +129,7 @@ std::vector<PatternLine> LineAssignment::resolvedLines(const LinePattern& patter
 
 std::optional<std::size_t> LineAssignment::nearestPeak(double position,
                                                        const std::vector<bool>& used) const {
-    const auto after = std::ranges::lower_bound(peaks_, position, {}, &PlacedPeak::position);
+    const auto after = std::ranges::lower_bound(peaks_, position, {}, &PositionedPeak::position);
     std::optional<std::size_t> nearest;
     double minDeviation = reach;
     for (auto near = after - std::min<std::ptrdiff_t>(2, after - peaks_.begin());
@@ -174,7 +174,7 @@ LineAssignment::PatternScore LineAssignment::scoreOf(std::size_t pattern,
         const double position = relation.positionOf(line.energy);
         const double counts = line.weight * std::exp(scale);
         if (number) {
-            const PlacedPeak& peak = peaks_[*number];
+            const PositionedPeak& peak = peaks_[*number];
             const double scatter = std::hypot(peak.uncertainty, crookedness * peak.width);
             const double byChance = rarity(peak.area) * scatter * std::sqrt(2.0 * std::numbers::pi);
             const double areaDeviation = std::log(peak.area / counts) / areaScatter;
@@ -210,12 +210,12 @@ Assignment LineAssignment::assess(const EnergyRelation& relation) const {
     }
     std::ranges::sort(order, std::ranges::greater());
     for (const auto& [score, pattern] : order) {
-        const PatternScore found = scoreOf(pattern, relation, used);
-        if (found.score <= patterns_[pattern].surprise) {
+        const PatternScore patternScore = scoreOf(pattern, relation, used);
+        if (patternScore.score <= patterns_[pattern].surprise) {
             continue;
         }
-        result.score += found.score - patterns_[pattern].surprise;
-        for (const LineMatch& match : found.matches) {
+        result.score += patternScore.score - patterns_[pattern].surprise;
+        for (const LineMatch& match : patternScore.matches) {
             used[match.peak] = true;
             result.matches.push_back(match);
         }
@@ -231,9 +231,9 @@ void LineAssignment::propose(std::size_t pattern, std::vector<Assignment>& propo
     lines.resize(std::min(lines.size(), proposingLines));
     std::ranges::sort(lines, {}, &PatternLine::energy);
     const double minArea = areas_[areas_.size() - std::min(areas_.size(), proposingPeaks)];
-    std::vector<PlacedPeak> large;
+    std::vector<PositionedPeak> large;
     std::ranges::copy_if(peaks_, std::back_inserter(large),
-                         [&](const PlacedPeak& peak) { return peak.area >= minArea; });
+                         [&](const PositionedPeak& peak) { return peak.area >= minArea; });
     const std::vector<bool> used(peaks_.size(), false);
     const auto tryPair = [&](const PatternLine& low, const PatternLine& high) {
         for (auto first = large.begin(); first != large.end(); ++first) {
@@ -265,7 +265,7 @@ EnergyRelation LineAssignment::fitted(const Assignment& assignment) const {
     double right = 0.0;
     double linearRight = 0.0;
     for (const LineMatch& match : assignment.matches) {
-        const PlacedPeak& peak = peaks_[match.peak];
+        const PositionedPeak& peak = peaks_[match.peak];
         const double scatter = start.gain * std::hypot(peak.uncertainty, crookedness * peak.width);
         const double weight = 1.0 / square(scatter);
         one += weight;
@@ -295,13 +295,13 @@ EnergyRelation LineAssignment::fitted(const Assignment& assignment) const {
 // Returns the first assignments whose energies differ somewhere by more than a part of the width.
 std::vector<Assignment> LineAssignment::distinct(const std::vector<Assignment>& assignments,
                                                  double part, std::size_t count) const {
-    std::vector<Assignment> found;
+    std::vector<Assignment> results;
     for (const Assignment& assignment : assignments) {
-        if (found.size() == count) {
+        if (results.size() == count) {
             break;
         }
-        const bool isKnown = std::ranges::any_of(found, [&](const Assignment& other) {
-            const auto isClose = [&](const PlacedPeak& peak) {
+        const bool isKnown = std::ranges::any_of(results, [&](const Assignment& other) {
+            const auto isClose = [&](const PositionedPeak& peak) {
                 const double difference = assignment.relation.energyAt(peak.position) -
                                           other.relation.energyAt(peak.position);
                 return std::abs(difference) < part * other.relation.gain * peak.width;
@@ -309,10 +309,10 @@ std::vector<Assignment> LineAssignment::distinct(const std::vector<Assignment>& 
             return isClose(peaks_.front()) && isClose(peaks_.back());
         });
         if (!isKnown) {
-            found.push_back(assignment);
+            results.push_back(assignment);
         }
     }
-    return found;
+    return results;
 }
 
 std::vector<Assignment> LineAssignment::best(std::size_t count) const {

@@ -25,7 +25,7 @@ struct LinePattern {
     double surprise;  // -ln(probability beforehand that the spectrum shows the nuclide)
 };
 
-struct PlacedPeak {
+struct PositionedPeak {
     double position;         // channel, or energy after an inexact calibration
     double uncertainty;      // of the position, one standard deviation
     double width;            // FWHM in the unit of the position
@@ -66,7 +66,7 @@ struct Assignment {
 class LineAssignment {
   public:
     // peaks: by rising position.
-    LineAssignment(std::span<const PlacedPeak> peaks, std::span<const LinePattern> patterns,
+    LineAssignment(std::span<const PositionedPeak> peaks, std::span<const LinePattern> patterns,
                    const RelationLimits& limits);
 
     // Returns the score of one relation without fitting it.
@@ -97,7 +97,7 @@ class LineAssignment {
     std::vector<Assignment> distinct(const std::vector<Assignment>& assignments, double part,
                                      std::size_t count) const;
 
-    std::span<const PlacedPeak> peaks_;
+    std::span<const PositionedPeak> peaks_;
     std::span<const LinePattern> patterns_;
     RelationLimits limits_;
     std::vector<double> areas_;  // rising

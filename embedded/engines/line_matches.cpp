@@ -16,28 +16,28 @@ class PeakIndex {
   public:
     explicit PeakIndex(std::span<const MeasuredPeak> peaks) {
         for (std::size_t number = 0; number < peaks.size(); ++number) {
-            places_.push_back({number, &peaks[number]});
+            entries_.push_back({number, &peaks[number]});
         }
-        std::ranges::sort(places_, {}, energyOf);
+        std::ranges::sort(entries_, {}, energyOf);
     }
 
     std::optional<std::size_t> nearest(const ExpectedLine& line, double tolerance) const;
     double hiddenCounts(double energy) const;
 
   private:
-    struct Place {
+    struct Entry {
         std::size_t number;
         const MeasuredPeak* peak;
     };
 
-    static double energyOf(const Place& place) { return place.peak->energy; }
-    std::span<const Place> within(double energy, double distance) const {
-        const auto first = std::ranges::lower_bound(places_, energy - distance, {}, energyOf);
-        const auto last = std::ranges::upper_bound(places_, energy + distance, {}, energyOf);
+    static double energyOf(const Entry& entry) { return entry.peak->energy; }
+    std::span<const Entry> within(double energy, double distance) const {
+        const auto first = std::ranges::lower_bound(entries_, energy - distance, {}, energyOf);
+        const auto last = std::ranges::upper_bound(entries_, energy + distance, {}, energyOf);
         return {first, last};
     }
 
-    std::vector<Place> places_;
+    std::vector<Entry> entries_;
 };
 
 std::optional<std::size_t> PeakIndex::nearest(const ExpectedLine& line, double tolerance) const {
@@ -79,7 +79,7 @@ std::vector<NuclideMatches> matchLines(std::span<const MeasuredPeak> peaks,
     all.reserve(nuclides.size());
     for (const Nuclide& nuclide : nuclides) {
         NuclideMatches matches{{}, 0, false};
-        std::set<std::size_t> found;
+        std::set<std::size_t> matchedPeaks;
         for (const ExpectedLine& line : nuclide.lines) {
             if (!isUsable(line)) {
                 continue;
@@ -87,14 +87,14 @@ std::vector<NuclideMatches> matchLines(std::span<const MeasuredPeak> peaks,
             const auto peak = index.nearest(line, tolerance);
             const double behind = peak ? 0.0 : index.hiddenCounts(line.energy);
             if (peak) {
-                found.insert(*peak);
+                matchedPeaks.insert(*peak);
             }
             matches.keyMissing =
                 matches.keyMissing || (line.key && !peak && behind < line.detectionLimit);
             matches.lines.push_back(
                 {&line, peak, line.detectionLimit + behind, responseTerms(line.energy)});
         }
-        matches.peakCount = found.size();
+        matches.peakCount = matchedPeaks.size();
         all.push_back(std::move(matches));
     }
     return all;

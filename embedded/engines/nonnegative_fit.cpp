@@ -93,8 +93,8 @@ bool ActiveSetMethod::freeBest() {
     const double minSlope = minGradient * fit_.right_.cwiseAbs().maxCoeff();
     Eigen::Index best = -1;
     for (Eigen::Index unknown = 0; unknown < slope.size(); ++unknown) {
-        const auto place = static_cast<std::size_t>(unknown);
-        if (!isFree_[place] && !isExcluded_[place] && slope[unknown] > minSlope &&
+        const auto position = static_cast<std::size_t>(unknown);
+        if (!isFree_[position] && !isExcluded_[position] && slope[unknown] > minSlope &&
             (best < 0 || slope[unknown] > slope[best])) {
             best = unknown;
         }
@@ -117,20 +117,20 @@ void ActiveSetMethod::moveToBest() {
     while (!free_.empty()) {
         const Eigen::VectorXd best = factors_.solve(fit_.right_(free_).eval());
         double step = 1.0;
-        for (std::size_t place = 0; place < free_.size(); ++place) {
-            const double next = best[static_cast<Eigen::Index>(place)];
-            const double now = values_[free_[place]];
+        for (std::size_t position = 0; position < free_.size(); ++position) {
+            const double next = best[static_cast<Eigen::Index>(position)];
+            const double now = values_[free_[position]];
             if (next <= 0.0) {
                 step = std::min(step, now / (now - next + std::numeric_limits<double>::min()));
             }
         }
         std::vector<Eigen::Index> out;
-        for (std::size_t place = 0; place < free_.size(); ++place) {
-            double& value = values_[free_[place]];
-            const double next = best[static_cast<Eigen::Index>(place)];
+        for (std::size_t position = 0; position < free_.size(); ++position) {
+            double& value = values_[free_[position]];
+            const double next = best[static_cast<Eigen::Index>(position)];
             value += step * (next - value);
             if (next <= 0.0 && value <= 1e-12 * values_.maxCoeff()) {
-                out.push_back(free_[place]);
+                out.push_back(free_[position]);
             }
         }
         if (out.empty()) {

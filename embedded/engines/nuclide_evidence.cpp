@@ -41,14 +41,14 @@ class LineEvidence {
           tolerance_(tolerance) {
         const auto& lines = input.matches[nuclide].lines;
         for (std::size_t line = 0; line < lines.size(); ++line) {
-            lines[line].peak ? addFound(line) : addMissing(line);
+            lines[line].peak ? addMatched(line) : addMissing(line);
         }
     }
 
     // Less, down to 30 %, the more of its lines are missing, each as far as it can be seen.
     double forNuclide() const {
-        return visibleFound_ > 0.0
-                   ? for_ * (1.0 - 0.7 * visibleMissing_ / (visibleFound_ + visibleMissing_))
+        return visibleMatched_ > 0.0
+                   ? for_ * (1.0 - 0.7 * visibleMissing_ / (visibleMatched_ + visibleMissing_))
                    : 0.0;
     }
     double against() const { return against_; }
@@ -59,7 +59,7 @@ class LineEvidence {
     double expected(std::size_t line) const {
         return fit_.activity(nuclide_) * input_.models[nuclide_].weights[line];
     }
-    void addFound(std::size_t line);
+    void addMatched(std::size_t line);
     void addMissing(std::size_t line);
     void addAgainst(double amount, const char* format, double energy);
     double improbability(const MeasuredPeak& peak) const;
@@ -72,7 +72,7 @@ class LineEvidence {
     double for_ = 0.0;
     double against_ = 0.0;
     double peaks_ = 0.0;
-    double visibleFound_ = 0.0;
+    double visibleMatched_ = 0.0;
     double visibleMissing_ = 0.0;
     double worst_ = 0.0;
     std::string reason_;
@@ -98,7 +98,7 @@ double LineEvidence::improbability(const MeasuredPeak& at) const {
     return -std::log(-std::expm1(-window * near / neighbourhood));
 }
 
-void LineEvidence::addFound(std::size_t line) {
+void LineEvidence::addMatched(std::size_t line) {
     const LineMatch& match = input_.matches[nuclide_].lines[line];
     const MeasuredPeak& peak = input_.peaks[*match.peak];
     const double area = fit_.area(*match.peak);
@@ -116,7 +116,7 @@ void LineEvidence::addFound(std::size_t line) {
     const double share = counts / area;
     for_ += share * factor * improbability(peak);
     peaks_ += share;
-    visibleFound_ += share * counts / (counts + match.line->detectionLimit);
+    visibleMatched_ += share * counts / (counts + match.line->detectionLimit);
     addAgainst(share * (1.0 - factor) * missingLine, "area or energy at %.1f keV does not fit",
                match.line->energy);
 }

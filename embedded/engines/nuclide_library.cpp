@@ -85,9 +85,9 @@ NuclideLibrary::NuclideLibrary(const DataSourceAccess& dataSource, const Spectru
     }
     for (std::size_t number = 0; number < nuclides_.size(); ++number) {
         if (const auto parent = parentOf(records_[number])) {
-            const auto place = std::ranges::find(records_, *parent);
-            if (place != records_.end()) {
-                nuclides_[number].parent = static_cast<std::size_t>(place - records_.begin());
+            const auto position = std::ranges::find(records_, *parent);
+            if (position != records_.end()) {
+                nuclides_[number].parent = static_cast<std::size_t>(position - records_.begin());
             }
         }
     }
@@ -114,11 +114,11 @@ void NuclideLibrary::readMeasurement() {
 // A parent that lives longer determines how fast a nuclide decays.
 std::optional<std::uint16_t> NuclideLibrary::parentOf(std::uint16_t record) const {
     const auto name = dataSource_.readText(QAR_C_NUCLPARENT, record);
-    const auto place = name && !name->empty() ? std::ranges::find(names_, *name) : names_.end();
-    if (place == names_.end()) {
+    const auto position = name && !name->empty() ? std::ranges::find(names_, *name) : names_.end();
+    if (position == names_.end()) {
         return std::nullopt;
     }
-    const auto parent = static_cast<std::uint16_t>(place - names_.begin() + 1);
+    const auto parent = static_cast<std::uint16_t>(position - names_.begin() + 1);
     const double parentLife = dataSource_.readDouble(QAR_D_HALFLIFE, parent).value_or(0.0);
     const double life = dataSource_.readDouble(QAR_D_HALFLIFE, record).value_or(0.0);
     return parentLife > life && parent != record ? std::optional(parent) : std::nullopt;

@@ -27,15 +27,15 @@ constexpr double flankOfWidePeak = 1.25;
 constexpr double minCertainty = 2.0;
 
 // An edge on a straight continuum.
-struct FoundEdge {
-    ExpectedPeak place;
+struct EdgeResult {
+    ExpectedPeak position;
     Eigen::Vector3d heights;  // level and slope of the continuum, height of the edge
     double chiSquare;
 };
 
 // Sets the unknowns to a continuum with this edge.
-void putEdge(const FoundEdge& edge, Eigen::VectorXd& values) {
-    placeEdge(edge.place, values);
+void putEdge(const EdgeResult& edge, Eigen::VectorXd& values) {
+    setEdge(edge.position, values);
     values[PeakModel::level] = edge.heights[0];
     values[PeakModel::slope] = edge.heights[1];
     values[PeakModel::edgeHeight] = edge.heights[2];
@@ -54,13 +54,13 @@ void removePeak(std::size_t peak, const Region& region, LikelihoodFit& fit,
 // Fits again without some of the peaks, which an edge may replace. The other peaks may move to the
 // positions of the removed ones.
 RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
-                     std::span<const std::size_t> peaks, const std::optional<FoundEdge>& edge) {
+                     std::span<const std::size_t> peaks, const std::optional<EdgeResult>& edge) {
     RegionFit result = fit;
     for (std::size_t number = 0; number < result.expected.size(); ++number) {
         result.expected[number].channel = fit.peaks[number].channel;
     }
     if (edge) {
-        result.shape.edge = edge->place;
+        result.shape.edge = edge->position;
     }
     PeakModel model = modelOf(spectrum, result.region, result.expected, result.shape);
     model.estimate(spectrum.contents);  // determines the position of the step
@@ -101,10 +101,10 @@ class EdgeScan {
     EdgeScan(const Spectrum& spectrum, const RegionFit& fit, std::span<const std::size_t> peaks);
 
     // Returns the nearby edge with the smallest chi-square, or nullopt if even that is too large.
-    std::optional<FoundEdge> best(const FittedPeak& peak) const;
+    std::optional<EdgeResult> best(const FittedPeak& peak) const;
 
   private:
-    FoundEdge at(const ExpectedPeak& place) const;
+    EdgeResult at(const ExpectedPeak& position) const;
 
     const RegionFit& fit_;
     Eigen::VectorXd remainder_;  // contents without the other peaks
@@ -137,17 +137,17 @@ EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
 
 // Fits level, slope and height of an edge at the position. An edge far below the region has the
 // height 0.
-FoundEdge EdgeScan::at(const ExpectedPeak& place) const {
+EdgeResult EdgeScan::at(const ExpectedPeak& position) const {
     Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
     Eigen::Vector3d right = Eigen::Vector3d::Zero();
     double squares = 0.0;
     const double half = 0.5 * static_cast<double>(remainder_.size() - 1);
-    const double perSigma = fwhmPerSigma / (std::numbers::sqrt2 * place.width);
+    const double perSigma = fwhmPerSigma / (std::numbers::sqrt2 * position.width);
     for (Eigen::Index row = 0; row < remainder_.size(); ++row) {
         const double channel =
             static_cast<double>(fit_.region.first) + static_cast<double>(row) + 1.0;
         const Eigen::Vector3d terms(1.0, (static_cast<double>(row) - half) / half,
-                                    0.5 * std::erfc((channel - place.channel) * perSigma));
+                                    0.5 * std::erfc((channel - position.channel) * perSigma));
         matrix += weights_[row] * terms * terms.transpose();
         right += weights_[row] * remainder_[row] * terms;
         squares += weights_[row] * remainder_[row] * remainder_[row];
@@ -157,25 +157,25 @@ FoundEdge EdgeScan::at(const ExpectedPeak& place) const {
     }
     const Eigen::LDLT<Eigen::Matrix3d> factors(matrix);
     const Eigen::Vector3d heights = factors.solve(right);
-    return {place, heights, squares - right.dot(heights)};
+    return {position, heights, squares - right.dot(heights)};
 }
 
-std::optional<FoundEdge> EdgeScan::best(const FittedPeak& peak) const {
+std::optional<EdgeResult> EdgeScan::best(const FittedPeak& peak) const {
     const ExpectedPeak nowhere{peak.channel - 1e6 * peak.width, peak.width};
     double minChiSquare =
         std::max(fit_.chiSquare + screeningGain, maxPartOfAll * at(nowhere).chiSquare);
-    std::optional<FoundEdge> found;
+    std::optional<EdgeResult> result;
     for (const double width : scanWidths) {
         for (int step = -scanSteps; step <= scanSteps; ++step) {
-            const FoundEdge tried =
+            const EdgeResult tried =
                 at({peak.channel + step * scanStep * peak.width, width * peak.width});
             if (tried.chiSquare < minChiSquare) {
                 minChiSquare = tried.chiSquare;
-                found = tried;
+                result = tried;
             }
         }
     }
-    return found;
+    return result;
 }
 
 }  // namespace

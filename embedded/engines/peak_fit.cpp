@@ -72,7 +72,7 @@ Eigen::VectorXd startValues(const Spectrum& spectrum, PeakModel& model, const Re
     if (!shape.edge) {
         values[PeakModel::edgeHeight] = 0.0;
     } else if (!earlier.edge) {
-        placeEdge(*shape.edge, values);
+        setEdge(*shape.edge, values);
     }
     return values;
 }
@@ -92,7 +92,7 @@ FittedPeak fittedPeak(const PeakModel& model, const RegionFit& fit, std::size_t 
 
 }  // namespace
 
-void placeEdge(const ExpectedPeak& edge, Eigen::VectorXd& values) {
+void setEdge(const ExpectedPeak& edge, Eigen::VectorXd& values) {
     constexpr double noHeight = 1e-3;  // of which the derivatives are not 0
     values[PeakModel::edgeChannel] = edge.channel;
     values[PeakModel::edgeWidth] = edge.width;

@@ -65,7 +65,7 @@ PeakModel modelOf(const Spectrum& spectrum, Region region, std::vector<ExpectedP
                   const Shape& shape);
 
 // Writes an edge into the initial unknowns, as high as the step that it replaces.
-void placeEdge(const ExpectedPeak& edge, Eigen::VectorXd& values);
+void setEdge(const ExpectedPeak& edge, Eigen::VectorXd& values);
 
 }  // namespace embedded::engines
 

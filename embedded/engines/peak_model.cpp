@@ -151,8 +151,8 @@ double PeakModel::stepArgument(const Eigen::VectorXd& values, std::size_t index)
 }
 
 double PeakModel::continuum(const Eigen::VectorXd& values, std::size_t index) const {
-    const double place = offset(index);
-    return values[level] + place * (values[slope] + place * values[curvature]) +
+    const double position = offset(index);
+    return values[level] + position * (values[slope] + position * values[curvature]) +
            values[step] * normalDistribution(stepArgument(values, index)) +
            values[edgeHeight] * normalDistribution(edgeArgument(values, index));
 }
@@ -161,13 +161,13 @@ void PeakModel::addContinuum(const Eigen::VectorXd& values, Eigen::VectorXd& con
                              Eigen::MatrixXd* derivatives) const {
     for (std::size_t number = 0; number < region_.count; ++number) {
         const auto row = static_cast<Eigen::Index>(number);
-        const double place = offset(region_.first + number);
-        contents[row] = values[level] + place * (values[slope] + place * values[curvature]);
+        const double position = offset(region_.first + number);
+        contents[row] = values[level] + position * (values[slope] + position * values[curvature]);
         if (derivatives != nullptr) {
             auto& matrix = *derivatives;
             matrix(row, level) = 1.0;
-            matrix(row, slope) = place;
-            matrix(row, curvature) = place * place;
+            matrix(row, slope) = position;
+            matrix(row, curvature) = position * position;
         }
     }
 }
@@ -182,10 +182,10 @@ void PeakModel::addStep(const Eigen::VectorXd& values, Eigen::VectorXd& contents
         contents[row] += values[step] * part.value;
         if (derivatives != nullptr) {
             auto& matrix = *derivatives;
-            const double byPlace = values[step] * part.byPosition;
-            const double byWidth = byPlace * stepArgument(values, region_.first + number);
+            const double byPosition = values[step] * part.byPosition;
+            const double byWidth = byPosition * stepArgument(values, region_.first + number);
             matrix(row, step) = part.value;
-            matrix(row, channel(strongest_)) += byPlace * perSigma;
+            matrix(row, channel(strongest_)) += byPosition * perSigma;
             matrix(row, widthFactor) -= byWidth / values[widthFactor];
             if (strongest_ == shape_.widePeak) {
                 matrix(row, ownWidth) -= byWidth / values[ownWidth];
@@ -203,10 +203,10 @@ void PeakModel::addEdge(const Eigen::VectorXd& values, Eigen::VectorXd& contents
         contents[row] += values[edgeHeight] * part.value;
         if (derivatives != nullptr) {
             auto& matrix = *derivatives;
-            const double byPlace = values[edgeHeight] * part.byPosition;
+            const double byPosition = values[edgeHeight] * part.byPosition;
             matrix(row, edgeHeight) = part.value;
-            matrix(row, edgeChannel) = byPlace * fwhmPerSigma / values[edgeWidth];
-            matrix(row, edgeWidth) = -byPlace * argument / values[edgeWidth];
+            matrix(row, edgeChannel) = byPosition * fwhmPerSigma / values[edgeWidth];
+            matrix(row, edgeWidth) = -byPosition * argument / values[edgeWidth];
         }
     }
 }

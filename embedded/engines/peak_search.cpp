@@ -37,11 +37,10 @@ constexpr std::size_t largestGroup = 8;
 using Group = std::vector<ExpectedPeak>;
 
 // Returns the groups of neighbouring candidates or peaks.
-template <typename Places>
-std::vector<double> channelsOf(const Places& places) {
-    std::vector<double> channels(places.size());
-    std::ranges::transform(places, channels.begin(),
-                           [](const auto& place) { return place.channel; });
+template <typename Peaks>
+std::vector<double> channelsOf(const Peaks& peaks) {
+    std::vector<double> channels(peaks.size());
+    std::ranges::transform(peaks, channels.begin(), [](const auto& peak) { return peak.channel; });
     return channels;
 }
 

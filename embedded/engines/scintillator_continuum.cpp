@@ -73,9 +73,11 @@ Eigen::MatrixXd splineColumns(const ScintillatorBins& bins, double knotDistance,
     const auto knots = static_cast<Eigen::Index>(bins.positions[bins.size()] / knotDistance) + 4;
     Eigen::MatrixXd columns(bins.size(), knots);
     for (Eigen::Index bin = 0; bin < bins.size(); ++bin) {
-        const double place = 0.5 * (bins.positions[bin] + bins.positions[bin + 1]) / knotDistance;
+        const double position =
+            0.5 * (bins.positions[bin] + bins.positions[bin + 1]) / knotDistance;
         for (Eigen::Index knot = 0; knot < knots; ++knot) {
-            columns(bin, knot) = scales[bin] * cubicSpline(place - static_cast<double>(knot) + 1.0);
+            columns(bin, knot) =
+                scales[bin] * cubicSpline(position - static_cast<double>(knot) + 1.0);
         }
     }
     return columns;

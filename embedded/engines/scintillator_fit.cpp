@@ -200,20 +200,20 @@ std::vector<Proposal> ScintillatorFit::proposals(const ScintillatorModel& model)
     const System system(continuum_.whitened(templates(others, model.state)),
                         continuum_.whitened(uncertain),
                         continuum_.whitened(observed_ - present * model.activities));
-    std::vector<Proposal> found;
+    std::vector<Proposal> result;
     for (std::size_t number = 0; number < others.size(); ++number) {
         const auto column = static_cast<Eigen::Index>(number);
         const double slope = system.right[column];
         const double curvature =
             system.design.col(column).squaredNorm() - system.shadow.col(column).squaredNorm();
         if (slope > 0.0 && curvature > 0.0) {
-            found.push_back({others[number], slope * slope / curvature, slope / curvature});
+            result.push_back({others[number], slope * slope / curvature, slope / curvature});
         }
     }
-    std::ranges::sort(found, std::ranges::greater(), [this](const Proposal& proposal) {
+    std::ranges::sort(result, std::ranges::greater(), [this](const Proposal& proposal) {
         return proposal.gain - nuclides_[proposal.nuclide].rarity;
     });
-    return found;
+    return result;
 }
 
 }  // namespace embedded::engines

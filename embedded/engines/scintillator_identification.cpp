@@ -58,16 +58,16 @@ struct Candidates {
 };
 
 Candidates candidates(std::span<const Nuclide> nuclides, const Calibration& calibration) {
-    Candidates found;
+    Candidates result;
     for (std::size_t number = 0; number < nuclides.size(); ++number) {
         auto lines = templateLines(nuclides[number], calibration);
         if (!lines.empty() && nuclides[number].name != ofDetector) {
             const double cost = rarityOf(nuclides, number, lines);
-            found.templates.push_back({std::move(lines), cost});
-            found.numbers.push_back(number);
+            result.templates.push_back({std::move(lines), cost});
+            result.numbers.push_back(number);
         }
     }
-    return found;
+    return result;
 }
 
 double shownEnergy(const DetectorState& state, double energy) {
@@ -93,14 +93,14 @@ PeakOrigin originOf(const MeasuredPeak& peak, bool isAssigned, const Calibration
 }
 
 Identification identification(const TemplateNuclide& nuclide, const Selection& selection,
-                              std::size_t place) {
-    const auto index = static_cast<Eigen::Index>(place);
-    Identification found{};
-    found.confidence = selection.confidences[place];
-    found.activity = selection.model.activities[index];
-    found.uncertainty = std::sqrt(selection.model.variances[index] * selection.model.misfit);
-    found.energy = std::ranges::max(nuclide.lines, {}, &TemplateLine::weight).energy;
-    return found;
+                              std::size_t position) {
+    const auto index = static_cast<Eigen::Index>(position);
+    Identification result{};
+    result.confidence = selection.confidences[position];
+    result.activity = selection.model.activities[index];
+    result.uncertainty = std::sqrt(selection.model.variances[index] * selection.model.misfit);
+    result.energy = std::ranges::max(nuclide.lines, {}, &TemplateLine::weight).energy;
+    return result;
 }
 
 void assignPeaks(Findings& findings, const Selection& selection, const Candidates& library,
@@ -108,14 +108,14 @@ void assignPeaks(Findings& findings, const Selection& selection, const Candidate
                  const Calibration& calibration, double minConfidence) {
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         double maxCounts = assignedPart * peaks[number].area;
-        for (std::size_t place = 0; place < selection.model.nuclides.size(); ++place) {
-            const std::size_t candidate = selection.model.nuclides[place];
+        for (std::size_t position = 0; position < selection.model.nuclides.size(); ++position) {
+            const std::size_t candidate = selection.model.nuclides[position];
             const double counts =
                 countsAt(library.templates[candidate],
-                         selection.model.activities[static_cast<Eigen::Index>(place)],
+                         selection.model.activities[static_cast<Eigen::Index>(position)],
                          selection.model, calibration, peaks[number].energy);
             const std::size_t nuclide = library.numbers[candidate];
-            if (selection.confidences[place] >= minConfidence && counts > maxCounts) {
+            if (selection.confidences[position] >= minConfidence && counts > maxCounts) {
                 maxCounts = counts;
                 findings.assigned[number] = nuclides[nuclide].name;
             }
@@ -147,10 +147,10 @@ Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& cal
     }
     const ScintillatorFit fit(bins, calibration, library.templates);
     const Selection selection = selectNuclides(fit, library.templates, limit);
-    for (std::size_t place = 0; place < selection.model.nuclides.size(); ++place) {
-        const std::size_t candidate = selection.model.nuclides[place];
+    for (std::size_t position = 0; position < selection.model.nuclides.size(); ++position) {
+        const std::size_t candidate = selection.model.nuclides[position];
         findings.nuclides[library.numbers[candidate]] =
-            identification(library.templates[candidate], selection, place);
+            identification(library.templates[candidate], selection, position);
     }
     assignPeaks(findings, selection, library, peaks, nuclides, calibration, rules.minConfidence);
     return findings;

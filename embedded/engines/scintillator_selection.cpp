@@ -37,10 +37,10 @@ ScintillatorModel withNuclide(ScintillatorModel model, const Proposal& proposal)
     return model;
 }
 
-ScintillatorModel withoutNuclide(ScintillatorModel model, std::size_t place) {
-    const auto index = static_cast<Eigen::Index>(place);
+ScintillatorModel withoutNuclide(ScintillatorModel model, std::size_t position) {
+    const auto index = static_cast<Eigen::Index>(position);
     const Eigen::Index rest = model.activities.size() - index - 1;
-    model.nuclides.erase(model.nuclides.begin() + static_cast<std::ptrdiff_t>(place));
+    model.nuclides.erase(model.nuclides.begin() + static_cast<std::ptrdiff_t>(position));
     model.activities.segment(index, rest) = model.activities.tail(rest).eval();
     model.activities.conservativeResize(model.activities.size() - 1);
     return model;
@@ -161,10 +161,10 @@ ScintillatorModel Selector::best() const {
 Selection Selector::exchanged(ScintillatorModel model, double limit) const {
     std::vector<double> confidences;
     for (int turn = 0; turn < maxExchanges && confidences.size() < model.nuclides.size(); ++turn) {
-        const std::size_t place = confidences.size();
-        ScintillatorModel smaller = withoutNuclide(model, place);
+        const std::size_t position = confidences.size();
+        ScintillatorModel smaller = withoutNuclide(model, position);
         fit_.refine(smaller, settlingPasses);
-        auto others = withOneMore(smaller, model.nuclides[place]);
+        auto others = withOneMore(smaller, model.nuclides[position]);
         const double gain = loss(model, smaller);
         const double lead = others.empty() ? gain : loss(model, others.front());
         if (gain < 0.0 || lead < minLead) {

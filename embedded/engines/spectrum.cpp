@@ -77,9 +77,9 @@ class Filter {
               std::ceil(reachPerSmoothing * smoothingPerSigma * width / fwhmPerSigma))),
           coefficients_(2 * reach_ + 1) {
         const double smoothing = smoothingPerSigma * width / fwhmPerSigma;
-        for (std::size_t place = 0; place < coefficients_.size(); ++place) {
-            const double distance = static_cast<double>(place) - static_cast<double>(reach_);
-            coefficients_[place] = coefficient(distance, smoothing);
+        for (std::size_t index = 0; index < coefficients_.size(); ++index) {
+            const double distance = static_cast<double>(index) - static_cast<double>(reach_);
+            coefficients_[index] = coefficient(distance, smoothing);
         }
     }
 
@@ -93,8 +93,8 @@ class Filter {
 
         // Cut off at the ends of the spectrum the coefficients no longer sum up to zero.
         double sum = 0.0;
-        for (std::size_t place = 0; place < end - first; ++place) {
-            sum += coefficients[place];
+        for (std::size_t index = 0; index < end - first; ++index) {
+            sum += coefficients[index];
         }
         const double mean = sum / static_cast<double>(end - first);
 
@@ -102,12 +102,12 @@ class Filter {
         double variance = 0.0;
         double squares = 0.0;
         double total = 0.0;
-        for (std::size_t place = 0; place < end - first; ++place) {
-            const double weight = coefficients[place] - mean;
-            difference += weight * contents[first + place];
-            variance += weight * weight * variances[first + place];
+        for (std::size_t index = 0; index < end - first; ++index) {
+            const double weight = coefficients[index] - mean;
+            difference += weight * contents[first + index];
+            variance += weight * weight * variances[first + index];
             squares += weight * weight;
-            total += variances[first + place];
+            total += variances[first + index];
         }
         // With few counts most are in the peak; without it each channel would have the mean.
         variance = std::min(variance, squares * total / static_cast<double>(end - first));

@@ -202,7 +202,7 @@ TEST_F(EngineTest, WrongCalibrationCorrectsTheEnergiesOfResults) {
     EXPECT_EQ(1.0, source_.get<double>(QAR_D_ENERGYCORR, 1, 2));
 }
 
-TEST_F(EngineTest, MissingCalibrationIsMadeFromTheNuclides) {
+TEST_F(EngineTest, MissingCalibrationIsDerivedFromTheNuclides) {
     ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_CALIBRATION, 1, 0));
     ASSERT_EQ(status::success, run(engines::optionCalibrate | search));
     EXPECT_NEAR(0.5, source_.get<double>(QAR_D_ENERGYCAL, 1, 2), 0.0005);

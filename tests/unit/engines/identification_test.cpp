@@ -32,8 +32,8 @@ struct Case {
     std::string name;
     std::vector<MeasuredPeak> peaks;
     std::vector<Nuclide> nuclides;
-    std::vector<std::string> found;     // nuclides with a confidence of at least 0.5
-    std::vector<std::string> assigned;  // the nuclide of each peak
+    std::vector<std::string> identified;  // nuclides with a confidence of at least 0.5
+    std::vector<std::string> assigned;    // the nuclide of each peak
 };
 
 class Identify : public testing::TestWithParam<Case> {};
@@ -43,15 +43,15 @@ TEST_P(Identify, FindsExactlyTheNuclidesInTheSpectrum) {
     std::vector<Nuclide> nuclides = GetParam().nuclides;
     for (int order = 0; order < 2; ++order) {
         const Findings findings = identify(GetParam().peaks, nuclides, rules);
-        std::vector<std::string> found;
+        std::vector<std::string> identified;
         for (std::size_t number = 0; number < nuclides.size(); ++number) {
             const double confidence = findings.nuclides[number].confidence;
             EXPECT_TRUE(confidence >= 0.0 && confidence < 1.0) << nuclides[number].name;
             if (confidence >= 0.5) {
-                found.push_back(nuclides[number].name);
+                identified.push_back(nuclides[number].name);
             }
         }
-        EXPECT_THAT(found, testing::UnorderedElementsAreArray(GetParam().found));
+        EXPECT_THAT(identified, testing::UnorderedElementsAreArray(GetParam().identified));
         EXPECT_EQ(GetParam().assigned, findings.assigned);
         std::ranges::reverse(nuclides);
         for (Nuclide& nuclide : nuclides) {

@@ -45,8 +45,8 @@ struct Case {
     double gain;
 };
 
-std::vector<PlacedPeak> peaksOf(const Case& measured, const std::vector<double>& foreign = {}) {
-    std::vector<PlacedPeak> peaks;
+std::vector<PositionedPeak> peaksOf(const Case& measured, const std::vector<double>& foreign = {}) {
+    std::vector<PositionedPeak> peaks;
     const auto add = [&](double energy, double counts) {
         const double width = measured.resolution * std::sqrt(662.0 * energy);
         const double uncertainty = std::sqrt(counts + 400.0);
@@ -59,7 +59,7 @@ std::vector<PlacedPeak> peaksOf(const Case& measured, const std::vector<double>&
     for (const double energy : foreign) {
         add(energy, 3000.0);
     }
-    std::ranges::sort(peaks, {}, &PlacedPeak::position);
+    std::ranges::sort(peaks, {}, &PositionedPeak::position);
     return peaks;
 }
 
@@ -81,7 +81,7 @@ TEST(EnergyCorrection, WrongCalibrationIsCorrected) {
 }
 
 TEST(EnergyCorrection, MissingEvidenceGivesNoCorrection) {
-    const std::vector<std::pair<std::vector<PlacedPeak>, DetectorKind>> cases = {
+    const std::vector<std::pair<std::vector<PositionedPeak>, DetectorKind>> cases = {
         {{}, DetectorKind::germanium},
         {peaksOf({europium, 0.0024, 0.0, 1.0}), DetectorKind::germanium},   // correct calibration
         {peaksOf({cobalt, 0.0024, 0.0, 1.003}), DetectorKind::germanium},   // only two lines
@@ -102,7 +102,7 @@ TEST(EnergyCalibration, PeaksInChannelsGiveACalibration) {
     constexpr std::size_t channels = 4096;
     for (const LinePattern& nuclide : {europium, barium}) {
         auto peaks = peaksOf({nuclide, 0.0024, 0.0, 1.0}, {74.9, 511.0, 609.3, 1460.8, 2614.5});
-        for (PlacedPeak& peak : peaks) {
+        for (PositionedPeak& peak : peaks) {
             peak.position = channelOf(peak.position);
             peak.width /= 0.37;
             peak.uncertainty /= 0.37;

@@ -73,10 +73,10 @@ TEST(SmoothFunction, OutliersAreLeftOut) {
             const auto channel = 100.0 * static_cast<double>(measured.size() + 1);
             measured.push_back({channel, {value, 0.01}});
         }
-        const Expectation found = SmoothFunction::through(measured)->at(250.0);
-        EXPECT_NEAR(expected, found.value, 1e-9);
-        EXPECT_LT(std::sqrt(found.variance), largestDeviation);
-        EXPECT_GT(std::sqrt(found.variance), 0.5 * largestDeviation);
+        const Expectation result = SmoothFunction::through(measured)->at(250.0);
+        EXPECT_NEAR(expected, result.value, 1e-9);
+        EXPECT_LT(std::sqrt(result.variance), largestDeviation);
+        EXPECT_GT(std::sqrt(result.variance), 0.5 * largestDeviation);
     }
 }
 

@@ -73,16 +73,16 @@ struct Pulls {
 };
 
 // Removes the nearest peak within 0.6 widths from the list and returns it.
-std::vector<FittedPeak> take(std::vector<FittedPeak>& found, double channel, double width) {
+std::vector<FittedPeak> take(std::vector<FittedPeak>& results, double channel, double width) {
     const auto distance = [channel](const FittedPeak& peak) {
         return std::abs(peak.channel - channel);
     };
-    const auto nearest = std::ranges::min_element(found, {}, distance);
-    if (nearest == found.end() || distance(*nearest) > 0.6 * width) {
+    const auto nearest = std::ranges::min_element(results, {}, distance);
+    if (nearest == results.end() || distance(*nearest) > 0.6 * width) {
         return {};
     }
     std::vector<FittedPeak> taken = {*nearest};
-    found.erase(nearest);
+    results.erase(nearest);
     return taken;
 }
 
@@ -96,16 +96,16 @@ TEST(PeakSearch, RandomSpectraGiveAllPeaksAndNoOthers) {
         for (const Peak& peak : peaks) {
             spectrum.addPeak(peak.channel, peak.area);
         }
-        auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+        auto results = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
         for (const Peak& peak : peaks) {
-            const auto taken = take(found, peak.channel, spectrum.width(peak.channel));
+            const auto taken = take(results, peak.channel, spectrum.width(peak.channel));
             if (expectedSignificance(continuum, peak) < limit) {
                 continue;
             }
             ASSERT_EQ(1U, taken.size()) << "spectrum " << number << " channel " << peak.channel;
             pulls.add((taken[0].area - peak.area) / taken[0].areaUncertainty);
         }
-        EXPECT_TRUE(found.empty()) << "spectrum " << number << " channel " << found[0].channel;
+        EXPECT_TRUE(results.empty()) << "spectrum " << number << " channel " << results[0].channel;
     }
     // Correct areas scatter by one uncertainty. Of about 850 areas, two deviate by more than three
     // uncertainties by chance; more than eight do so with a probability of 1/1000, and one deviates
@@ -137,15 +137,15 @@ TEST(PeakSearch, MultipletsAreResolved) {
         for (const Peak& peak : peaks) {
             spectrum.addPeak(first + peak.channel * width, peak.area);
         }
-        auto found = findPeaks({spectrum.rounded(), spectrum.widths()}, {limit});
+        auto results = findPeaks({spectrum.rounded(), spectrum.widths()}, {limit});
         for (const Peak& peak : peaks) {
-            const auto taken = take(found, first + peak.channel * width, 0.3 * width);
+            const auto taken = take(results, first + peak.channel * width, 0.3 * width);
             ASSERT_EQ(1U, taken.size()) << peak.area << " at " << peak.channel;
             const double part = &peak == peaks.data() ? 0.05 : 0.1;
             EXPECT_NEAR(peak.area, taken[0].area, part * peak.area) << peak.channel;
             EXPECT_LT(taken[0].areaUncertainty, 0.2 * peak.area) << peak.channel;
         }
-        EXPECT_TRUE(found.empty()) << peaks[0].area << " " << peaks[1].channel;
+        EXPECT_TRUE(results.empty()) << peaks[0].area << " " << peaks[1].channel;
     }
 }
 
@@ -165,9 +165,9 @@ TEST(PeakSearch, BroadOrTailedPeaksAreSinglePeaks) {
           Unusual{1e6, 1.0, 0.3, 0.01}, Unusual{3e3, 0.75, 0.0, 0.06}}) {
         SimulatedSpectrum spectrum;
         spectrum.addPeak(1022.0, area, broadening, tail);
-        const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
-        ASSERT_EQ(1U, found.size()) << area << " " << broadening << " " << tail;
-        EXPECT_NEAR(area, found[0].area, tolerance * area) << broadening << " " << tail;
+        const auto results = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+        ASSERT_EQ(1U, results.size()) << area << " " << broadening << " " << tail;
+        EXPECT_NEAR(area, results[0].area, tolerance * area) << broadening << " " << tail;
     }
 }
 
@@ -193,10 +193,10 @@ TEST(PeakSearch, TailsAndDriftMakeNoSecondPeakAndHideNoCounts) {
                 const double area = peak % 3 == 0 ? 3e5 : (peak % 2 == 0 ? 1000.0 : 3000.0);
                 spectrum.addPeak(260.3 * peak, area, 1.0, left, right, drift);
             }
-            auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
-            EXPECT_EQ(14U, found.size()) << left << " " << right << " " << drift;
+            auto results = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+            EXPECT_EQ(14U, results.size()) << left << " " << right << " " << drift;
             for (int peak = 1; peak <= 14; ++peak) {
-                for (const FittedPeak& one : take(found, 260.3 * peak, 4.0)) {
+                for (const FittedPeak& one : take(results, 260.3 * peak, 4.0)) {
                     if (peak % 3 == 0) {
                         strong += one.area / (4.0 * spectra * 3e5);
                     } else {
@@ -213,11 +213,11 @@ TEST(PeakSearch, TailsAndDriftMakeNoSecondPeakAndHideNoCounts) {
 }
 
 // Currie's limit for a search at 5 sigma on a background of 4.5 counts, found 95 times in 100.
-TEST(PeakSearch, FaintPeaksAreFoundInFewCounts) {
+TEST(PeakSearch, FaintPeaksAreDetectedInFewCounts) {
     auto random = simulated::repeatableRandom(8);
     constexpr int spectra = 20;
     constexpr int peaksInEach = 10;
-    int found = 0;
+    int count = 0;
     for (int number = 0; number < spectra; ++number) {
         SimulatedSpectrum spectrum(0.6, 0.0);  // per channel; 4.5 counts within 1.25 widths
         for (int peak = 1; peak <= peaksInEach; ++peak) {
@@ -225,11 +225,11 @@ TEST(PeakSearch, FaintPeaksAreFoundInFewCounts) {
         }
         auto peaks = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
         for (int peak = 1; peak <= peaksInEach; ++peak) {
-            found += static_cast<int>(take(peaks, 350.3 * peak, 4.0).size());
+            count += static_cast<int>(take(peaks, 350.3 * peak, 4.0).size());
         }
         EXPECT_TRUE(peaks.empty());
     }
-    EXPECT_GE(found, 182);  // fewer have a probability below 1/100 if 95 % are found
+    EXPECT_GE(count, 182);  // fewer have a probability below 1/100 if 95 % are found
 }
 
 // Returns ten peaks of 1,500 counts on 200 counts per channel.
@@ -244,13 +244,13 @@ SimulatedSpectrum tenPeaks() {
 // Adds the areas of the ten peaks found in a spectrum whose counts were multiplied by the factor.
 // Returns the number of other peaks found.
 std::size_t addPulls(const embedded::engines::Spectrum& spectrum, double factor, Pulls& pulls) {
-    auto found = findPeaks(spectrum, {limit});
+    auto results = findPeaks(spectrum, {limit});
     for (int peak = 1; peak <= 10; ++peak) {
-        for (const FittedPeak& one : take(found, 350.3 * peak, 4.0)) {
+        for (const FittedPeak& one : take(results, 350.3 * peak, 4.0)) {
             pulls.add((one.area - factor * 1500.0) / one.areaUncertainty);
         }
     }
-    return found.size();
+    return results.size();
 }
 
 // Half of a background measurement with twice the counts is subtracted.
@@ -296,15 +296,15 @@ TEST(PeakSearch, EdgesAndContinuumGiveNoPeaks) {
             for (const double sign : {1.0, -1.0}) {
                 SimulatedSpectrum spectrum(20.0 + std::max(0.0, -sign) * height);
                 spectrum.addEdge(1500.0, sign * height, broadening);
-                const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
-                EXPECT_TRUE(found.empty()) << sign * height << " " << broadening;
+                const auto results = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+                EXPECT_TRUE(results.empty()) << sign * height << " " << broadening;
             }
         }
     }
     for (const double constant : {0.01, 0.1, 1.0, 10.0, 1e3, 1e5}) {
         const SimulatedSpectrum spectrum(constant, 0.0);
-        const auto found = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
-        EXPECT_TRUE(found.empty()) << constant;
+        const auto results = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+        EXPECT_TRUE(results.empty()) << constant;
     }
 }
 

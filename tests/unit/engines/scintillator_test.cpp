@@ -25,11 +25,11 @@ struct Photons {
 };
 
 Nuclide nuclide(const std::string& name, double halfLife, const std::vector<Photons>& photons) {
-    Nuclide made{name, {}, {}, halfLife};
+    Nuclide result{name, {}, {}, halfLife};
     for (const Photons& line : photons) {
-        made.lines.push_back({line.energy, 0.0, line.perDecay, 0.0, 0.0, false});
+        result.lines.push_back({line.energy, 0.0, line.perDecay, 0.0, 0.0, false});
     }
-    return made;
+    return result;
 }
 
 // The nuclides of the cases, each with nuclides that have similar lines.
@@ -103,15 +103,15 @@ TEST_P(IdentifyInScintillator, FindsExactlyTheSources) {
     const std::vector<double> contents = spectrum.contents();
     const Findings findings = identifyInScintillator({contents, everywhere}, spectrum.calibration(),
                                                      {}, library(), rules, 5.0);
-    std::vector<std::string> found;
+    std::vector<std::string> identified;
     for (std::size_t number = 0; number < physical.size(); ++number) {
         if (findings.nuclides[number].confidence >= 0.5) {
-            found.push_back(physical[number].name);
+            identified.push_back(physical[number].name);
             EXPECT_GT(findings.nuclides[number].activity, 0.0);
             EXPECT_GT(findings.nuclides[number].uncertainty, 0.0);
         }
     }
-    EXPECT_THAT(found, testing::UnorderedElementsAreArray(expected));
+    EXPECT_THAT(identified, testing::UnorderedElementsAreArray(expected));
 }
 
 constexpr simulated::Scintillator sodiumIodide = {"NaI", 0.07, 260.0, 1.5};

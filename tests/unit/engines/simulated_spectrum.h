@@ -57,9 +57,9 @@ class SimulatedSpectrum {
                  double rightTail = 0.0, double drift = 0.0) {
         const double sigma = broadening * width(channel) / fwhmPerSigma;
         const double length = 1.5 / broadening;
-        const auto below = [&](double place) {
-            return normalDistribution(place) + tail * raised(place, length) -
-                   rightTail * raised(-place, length);
+        const auto below = [&](double position) {
+            return normalDistribution(position) + tail * raised(position, length) -
+                   rightTail * raised(-position, length);
         };
         constexpr int steps = 20;
         for (int step = 0; step < (drift > 0.0 ? steps : 1); ++step) {
@@ -68,9 +68,9 @@ class SimulatedSpectrum {
                             : channel;
             const double part = drift > 0.0 ? area / steps : area;
             for (std::size_t index = 0; index < channelCount; ++index) {
-                const double place = (static_cast<double>(index + 1) - centroid) / sigma;
+                const double position = (static_cast<double>(index + 1) - centroid) / sigma;
                 const double half = 0.5 / sigma;
-                means_[index] += part * (below(place + half) - below(place - half));
+                means_[index] += part * (below(position + half) - below(position - half));
             }
         }
     }
@@ -115,10 +115,10 @@ class SimulatedSpectrum {
 
   private:
     // Returns the addition to the cumulative normal distribution by folding with an exponential.
-    static double raised(double place, double length) {
-        return place > 8.0 ? 0.0
-                           : std::exp((place + 0.5 / length) / length) *
-                                 normalDistribution(-place - 1.0 / length);
+    static double raised(double position, double length) {
+        return position > 8.0 ? 0.0
+                              : std::exp((position + 0.5 / length) / length) *
+                                    normalDistribution(-position - 1.0 / length);
     }
 
     std::vector<double> widths_;
