@@ -105,11 +105,14 @@ ScintillatorContinuum::ScintillatorContinuum(const ScintillatorBins& bins) {
     covariance_.compute(covariance);
 }
 
+Eigen::MatrixXd forwardSubstituted(const Eigen::LLT<Eigen::MatrixXd>& factors,
+                                   const Eigen::MatrixXd& columns) {
+    // Eigen's solver forms a reference to the first element, which an empty matrix lacks.
+    return columns.size() == 0 ? columns : Eigen::MatrixXd(factors.matrixL().solve(columns));
+}
+
 Eigen::MatrixXd ScintillatorContinuum::whitened(const Eigen::MatrixXd& columns) const {
-    if (columns.cols() == 0) {  // Eigen's solver reads the first element
-        return columns;
-    }
-    return covariance_.matrixL().solve(columns);
+    return forwardSubstituted(covariance_, columns);
 }
 
 }  // namespace embedded::engines

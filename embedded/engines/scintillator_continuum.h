@@ -31,6 +31,10 @@ class ScintillatorContinuum {
     Eigen::LLT<Eigen::MatrixXd> covariance_;
 };
 
+// Returns L^-1 columns for the Cholesky factor L; the columns may be empty.
+Eigen::MatrixXd forwardSubstituted(const Eigen::LLT<Eigen::MatrixXd>& factors,
+                                   const Eigen::MatrixXd& columns);
+
 }  // namespace embedded::engines
 
 #endif

@@ -60,7 +60,7 @@ struct ScintillatorFit::System {
         Eigen::MatrixXd information = Eigen::MatrixXd::Identity(uncertain.cols(), uncertain.cols());
         information.selfadjointView<Eigen::Lower>().rankUpdate(uncertain.transpose());
         factors.compute(information);
-        shadow = factors.matrixL().solve(uncertain.transpose() * design);
+        shadow = forwardSubstituted(factors, uncertain.transpose() * design);
         right = design.transpose() * observed -
                 shadow.transpose() * factors.matrixL().solve(uncertain.transpose() * observed);
     }
@@ -152,7 +152,7 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
     normal.diagonal() =
         normal.diagonal() * (1.0 + ridge) + Eigen::VectorXd::Constant(normal.cols(), minCurvature);
     const Eigen::LLT<Eigen::MatrixXd> factors(normal);
-    const NonnegativeFit fit({factors.matrixU(), factors.matrixL().solve(system.right),
+    const NonnegativeFit fit({factors.matrixU(), forwardSubstituted(factors, system.right),
                               Eigen::VectorXd::Zero(system.right.size())});
     model.activities = fit.values().cwiseMin(maxActivities(shapes));
     model.variances = fit.variances();
