@@ -15,8 +15,8 @@ import time
 from pathlib import Path
 
 from qar import formats
-from qar.nuclides import builtin_library
 from qar.analysis.results import results, run_engine
+from qar.nuclides import builtin_library
 from qar.source import open as open_source
 
 SPECTRA = Path(os.environ["PYORV3_SPECTRA"])
