@@ -25,7 +25,7 @@ double deviationFactor(double deviation) {
 
 std::string lineText(const char* format, double energy) {
     char text[64];
-    std::snprintf(text, sizeof text, format, energy);
+    static_cast<void>(std::snprintf(text, sizeof text, format, energy));
     return text;
 }
 
@@ -62,7 +62,7 @@ class LineEvidence {
     void addMatched(std::size_t line);
     void addMissing(std::size_t line);
     void addAgainst(double amount, const char* format, double energy);
-    double improbability(const MeasuredPeak& peak) const;
+    double improbability(const MeasuredPeak& at) const;
 
     std::size_t nuclide_;
     const JointFit& fit_;

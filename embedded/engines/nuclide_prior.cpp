@@ -30,7 +30,7 @@ double improbabilityOf(const Nuclide& nuclide) {
     if (nuclide.halfLife <= 0.0 || nuclide.parent) {
         return 0.0;
     }
-    const auto row = std::ranges::find_if(
+    const auto* const row = std::ranges::find_if(
         halfLives, [&](const HalfLifePrior& one) { return nuclide.halfLife < one.halfLife; });
     return row == halfLives.end() ? 0.0 : row->squares;
 }

@@ -251,7 +251,8 @@ std::vector<WidthSample> measureWidths(std::span<const double> contents,
     std::vector<ScaledCandidate> candidates;
     const double maxWidth = maxPart * static_cast<double>(contents.size());
     std::size_t binning = 1;
-    for (double width = minWidth; width <= maxWidth; width *= ladderFactor) {
+    double width = minWidth;
+    while (width <= maxWidth) {
         if (width > binnedWidth * static_cast<double>(binning)) {
             binning *= 2;
         }
@@ -259,6 +260,7 @@ std::vector<WidthSample> measureWidths(std::span<const double> contents,
             spectra.emplace_back(contents, excess, binning);
         }
         appendCandidates(spectra.back(), width, candidates);
+        width *= ladderFactor;
     }
     std::vector<WidthSample> samples;
     for (const ScaledCandidate& candidate : strongestOfEach(candidates)) {

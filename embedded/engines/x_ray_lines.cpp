@@ -107,6 +107,7 @@ std::vector<XRayLine> linesOf(const Row& row) {
 std::span<const XRayElement> xRayElements() {
     static const std::vector<XRayElement> elements = [] {
         std::vector<XRayElement> all;
+        all.reserve(std::size(rows));
         for (const Row& row : rows) {
             all.push_back({row.symbol, linesOf(row)});
         }
