@@ -42,14 +42,15 @@ constexpr std::array attenuations = {
 
 // Interpolates the logarithms of energy and coefficient; the nearest row beyond the table.
 double attenuationAt(double energy, double Attenuation::*material) {
-    const auto above = std::ranges::upper_bound(attenuations, energy, {}, &Attenuation::energy);
+    const auto* const above =
+        std::ranges::upper_bound(attenuations, energy, {}, &Attenuation::energy);
     if (above == attenuations.begin()) {
         return attenuations.front().*material;
     }
     if (above == attenuations.end()) {
         return attenuations.back().*material;
     }
-    const auto below = above - 1;
+    const auto* const below = above - 1;
     const double part = std::log(energy / below->energy) / std::log(above->energy / below->energy);
     return (*below).*material * std::pow((*above).*material / (*below).*material, part);
 }
