@@ -6,7 +6,9 @@ import embedded
 class TestExamples(embedded.TestCase):
     def shows(self, name, argument, *texts):
         output = self.python(embedded.EXAMPLES / name, argument)
-        self.assertLessEqual(max(map(len, output.splitlines())), 110)
+        # The message about a missing package names the interpreter, whose path may be long.
+        lines = [line for line in output.splitlines() if "is not installed" not in line]
+        self.assertLessEqual(max(map(len, lines)), 110)
         for text in texts:
             self.assertIn(text, output)
 

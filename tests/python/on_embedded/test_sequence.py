@@ -46,7 +46,8 @@ class TestSequence(embedded.TestCase):
     def create_with_geometry(self, content):
         """Return a source with this unformatted block, written with SQL into a version 1 file."""
         path = self.folder / "source.qar"
-        path.unlink(missing_ok=True)
+        if path.exists():
+            path.unlink()
         shutil.copy(support.PROJECT / "tests/data/sequence.qar", path)
         with contextlib.closing(sqlite3.connect(path)) as connection, connection:
             for table in ("block", "place", "value"):
