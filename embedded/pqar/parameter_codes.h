@@ -92,6 +92,10 @@ inline constexpr std::uint32_t QAR_T_EFFICTIME = 0x20020011;
 inline constexpr std::uint32_t QAR_D_EFFICMIN = 0x20020012;
 inline constexpr std::uint32_t QAR_D_EFFICMAX = 0x20020013;
 inline constexpr std::uint32_t QAR_D_EFFICUNC = 0x20020014;
+inline constexpr std::uint32_t QAR_D_EFFICCOVAR = 0x20020015;
+inline constexpr std::uint32_t QAR_D_TOTALENERGY = 0x20020016;
+inline constexpr std::uint32_t QAR_D_TOTALEFFIC = 0x20020017;
+inline constexpr std::uint32_t QAR_D_TOTALUNC = 0x20020018;
 inline constexpr std::uint32_t QAR_F_CALTEMPER = 0x20020028;
 inline constexpr std::uint32_t QAR_C_CALGEOMETRY = 0x20020083;
 
@@ -121,6 +125,8 @@ inline constexpr std::uint32_t QAR_D_LINEYIELD = 0x20040011;
 inline constexpr std::uint32_t QAR_D_LINEUNC = 0x20040012;
 inline constexpr std::uint32_t QAR_D_LINEYIELDUNC = 0x20040013;
 inline constexpr std::uint32_t QAR_B_LINEKEY = 0x20040014;
+inline constexpr std::uint32_t QAR_D_LINESUMFACT = 0x20040015;
+inline constexpr std::uint32_t QAR_D_LINESUMUNC = 0x20040016;
 
 // ---- QAR_CLS_PEAK --------------------------------------------------------------------------
 

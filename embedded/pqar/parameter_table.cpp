@@ -78,7 +78,11 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_T_EFFICTIME,    Date,           0, Record, "",         "Date of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICMIN,     Measure,        0, Record, "keV",      "Lowest energy in keV of the efficiency calibration"),
     PARAMETER(QAR_D_EFFICMAX,     Measure,        0, Record, "keV",      "Highest energy in keV of the efficiency calibration"),
-    PARAMETER(QAR_D_EFFICUNC,     Double,         0, Record, "",         "Relative uncertainty of the efficiency, one sigma"),
+    PARAMETER(QAR_D_EFFICUNC,     Double,         0, Record, "",         "Relative uncertainty of the efficiency, one sigma; not used if QAR_D_EFFICCOVAR has a value other than 0"),
+    PARAMETER(QAR_D_EFFICCOVAR,   Double,         0, Entry,  "",         "Covariance of the n coefficients of QAR_D_EFFICCAL: the n (n + 1) / 2 elements of a lower triangular matrix L, row by row; the covariance is the product of L and its transpose"),
+    PARAMETER(QAR_D_TOTALENERGY,  Double,         0, Entry,  "keV",      "Energies in keV of the total efficiency, up to the first that does not rise; below the lowest the total efficiency is 0, above the highest it is constant"),
+    PARAMETER(QAR_D_TOTALEFFIC,   Double,         0, Entry,  "",         "Total efficiency at the energies of QAR_D_TOTALENERGY, between them linear in the logarithms"),
+    PARAMETER(QAR_D_TOTALUNC,     Double,         0, Record, "",         "Relative uncertainty of the total efficiency, one sigma, common to all energies"),
     PARAMETER(QAR_F_CALTEMPER,    Float,          0, Record, "°C",       "Room temperature of the calibration in degrees Celsius"),
     PARAMETER(QAR_C_CALGEOMETRY,  Text,          64, Record, "",         "Geometry of the efficiency calibration"),
 
@@ -104,6 +108,8 @@ constexpr auto table = std::to_array<ParameterDescription>({
     PARAMETER(QAR_D_LINEUNC,      Double,         0, Entry,  "keV",      "Uncertainty of the line energy, one sigma, in keV"),
     PARAMETER(QAR_D_LINEYIELDUNC, Double,         0, Entry,  "1/decay",  "Uncertainty of the line yield, one sigma, in photons per decay"),
     PARAMETER(QAR_B_LINEKEY,      Byte,           0, Entry,  "",         "True if the nuclide cannot be identified without the line"),
+    PARAMETER(QAR_D_LINESUMFACT,  Double,         0, Entry,  "",         "Peak area of the line with true coincidence summing, divided by that without; 0 or no value means 1"),
+    PARAMETER(QAR_D_LINESUMUNC,   Double,         0, Entry,  "",         "Relative uncertainty of QAR_D_LINESUMFACT, one sigma, negative if the factor falls when the total efficiency rises; common to all lines of all nuclides"),
 
     PARAMETER(QAR_D_PEAKENERGY,   Double,         0, Record, "keV",      "Energy of the peak in keV"),
     PARAMETER(QAR_D_PEAKCENTR,    Double,         0, Record, "channels", "Centroid of the peak in channels"),

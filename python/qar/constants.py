@@ -84,6 +84,10 @@ QAR_T_EFFICTIME = 0x20020011
 QAR_D_EFFICMIN = 0x20020012
 QAR_D_EFFICMAX = 0x20020013
 QAR_D_EFFICUNC = 0x20020014
+QAR_D_EFFICCOVAR = 0x20020015
+QAR_D_TOTALENERGY = 0x20020016
+QAR_D_TOTALEFFIC = 0x20020017
+QAR_D_TOTALUNC = 0x20020018
 QAR_F_CALTEMPER = 0x20020028
 QAR_C_CALGEOMETRY = 0x20020083
 QAR_D_PEAKLIMIT = 0x20030001
@@ -107,6 +111,8 @@ QAR_D_LINEYIELD = 0x20040011
 QAR_D_LINEUNC = 0x20040012
 QAR_D_LINEYIELDUNC = 0x20040013
 QAR_B_LINEKEY = 0x20040014
+QAR_D_LINESUMFACT = 0x20040015
+QAR_D_LINESUMUNC = 0x20040016
 QAR_D_PEAKENERGY = 0x20060001
 QAR_D_PEAKCENTR = 0x20060002
 QAR_D_PEAKFWHM = 0x20060003
@@ -253,7 +259,15 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
     KnownParameter("QAR_D_EFFICMAX", QAR_D_EFFICMAX, "double", 0, False, "keV",
         "Highest energy in keV of the efficiency calibration"),
     KnownParameter("QAR_D_EFFICUNC", QAR_D_EFFICUNC, "double", 0, False, "",
-        "Relative uncertainty of the efficiency, one sigma"),
+        "Relative uncertainty of the efficiency, one sigma; not used if QAR_D_EFFICCOVAR has a value other than 0"),
+    KnownParameter("QAR_D_EFFICCOVAR", QAR_D_EFFICCOVAR, "double", 0, True, "",
+        "Covariance of the n coefficients of QAR_D_EFFICCAL: the n (n + 1) / 2 elements of a lower triangular matrix L, row by row; the covariance is the product of L and its transpose"),
+    KnownParameter("QAR_D_TOTALENERGY", QAR_D_TOTALENERGY, "double", 0, True, "keV",
+        "Energies in keV of the total efficiency, up to the first that does not rise; below the lowest the total efficiency is 0, above the highest it is constant"),
+    KnownParameter("QAR_D_TOTALEFFIC", QAR_D_TOTALEFFIC, "double", 0, True, "",
+        "Total efficiency at the energies of QAR_D_TOTALENERGY, between them linear in the logarithms"),
+    KnownParameter("QAR_D_TOTALUNC", QAR_D_TOTALUNC, "double", 0, False, "",
+        "Relative uncertainty of the total efficiency, one sigma, common to all energies"),
     KnownParameter("QAR_F_CALTEMPER", QAR_F_CALTEMPER, "float", 0, False, "°C",
         "Room temperature of the calibration in degrees Celsius"),
     KnownParameter("QAR_C_CALGEOMETRY", QAR_C_CALGEOMETRY, "str", 64, False, "",
@@ -300,6 +314,10 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Uncertainty of the line yield, one sigma, in photons per decay"),
     KnownParameter("QAR_B_LINEKEY", QAR_B_LINEKEY, "byte", 0, True, "",
         "True if the nuclide cannot be identified without the line"),
+    KnownParameter("QAR_D_LINESUMFACT", QAR_D_LINESUMFACT, "double", 0, True, "",
+        "Peak area of the line with true coincidence summing, divided by that without; 0 or no value means 1"),
+    KnownParameter("QAR_D_LINESUMUNC", QAR_D_LINESUMUNC, "double", 0, True, "",
+        "Relative uncertainty of QAR_D_LINESUMFACT, one sigma, negative if the factor falls when the total efficiency rises; common to all lines of all nuclides"),
     KnownParameter("QAR_D_PEAKENERGY", QAR_D_PEAKENERGY, "double", 0, False, "keV",
         "Energy of the peak in keV"),
     KnownParameter("QAR_D_PEAKCENTR", QAR_D_PEAKCENTR, "double", 0, False, "channels",

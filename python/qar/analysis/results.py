@@ -24,6 +24,8 @@ class GammaLine(NamedTuple):
     energy_uncertainty: Optional[float] = None  # one sigma, keV
     photons_uncertainty: Optional[float] = None  # one sigma, per decay
     key: Optional[bool] = None  # True if the nuclide is not identified without this line
+    summing_factor: Optional[float] = None  # peak area with coincidence summing / without it
+    summing_uncertainty: Optional[float] = None  # one sigma, relative, signed: common to all lines
 
 
 class Nuclide(NamedTuple):
@@ -123,6 +125,8 @@ _LINES = {
     "energy_uncertainty": "QAR_D_LINEUNC",
     "photons_uncertainty": "QAR_D_LINEYIELDUNC",
     "key": "QAR_B_LINEKEY",
+    "summing_factor": "QAR_D_LINESUMFACT",
+    "summing_uncertainty": "QAR_D_LINESUMUNC",
 }
 Record = TypeVar("Record", bound=NamedTuple)
 
