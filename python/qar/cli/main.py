@@ -16,7 +16,7 @@ from ..errors import QarError
 from ..formats import FormatError
 from .command import FAILED, CommandError
 from .commands import COMMANDS
-from .output import failure_text
+from .output import failure_text, print_failure
 from .termination import Terminated, raised_signals
 from .version import version
 
@@ -52,9 +52,9 @@ def main(arguments: Optional[List[str]] = None) -> int:
         print("qar: interrupted", file=sys.stderr)
         return _INTERRUPTED
     except (QarError, FormatError, CommandError, ImportError, OSError) as error:
-        print(f"qar: {failure_text(error, named=True)}", file=sys.stderr)
+        print_failure(failure_text(error, named=True))
     except MemoryError:
-        print("qar: out of memory", file=sys.stderr)
+        print_failure("out of memory")
     return FAILED
 
 

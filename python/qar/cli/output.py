@@ -8,6 +8,8 @@ import sys
 from typing import Any, Dict, Iterable
 
 from ..display.printable import printable
+from ..display.tables import Heading
+from .colours import FAILURE, HEADING, WARNING, styled
 
 _UNSAFE = re.compile("[\x7f-\x9f\ud800-\udfff\u2028-\u202e\u2066-\u2069]")
 
@@ -15,7 +17,16 @@ _UNSAFE = re.compile("[\x7f-\x9f\ud800-\udfff\u2028-\u202e\u2066-\u2069]")
 def warn(path: str, notes: Iterable[str]) -> None:
     """Print one line on standard error for each note about a file."""
     for note in notes:
-        print(printable(f"qar: {shown_path(path)}: {note}"), file=sys.stderr)
+        _print_message(f"{shown_path(path)}: {note}", WARNING)
+
+
+def print_failure(text: str) -> None:
+    """Print the reason why a command failed on standard error."""
+    _print_message(text, FAILURE)
+
+
+def _print_message(text: str, style: str) -> None:
+    print(styled("qar:", style, sys.stderr), printable(text), file=sys.stderr)
 
 
 def inform(text: str) -> None:
@@ -26,7 +37,8 @@ def inform(text: str) -> None:
 def print_lines(lines: Iterable[str]) -> None:
     """Print lines that may contain strings from a file."""
     for line in lines:
-        print(printable(line))
+        text = printable(line)
+        print(styled(text, HEADING, sys.stdout) if isinstance(line, Heading) else text)
 
 
 def print_path(path: str) -> None:

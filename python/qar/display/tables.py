@@ -106,11 +106,16 @@ def cells(columns: Sequence[Column], records: Sequence[Any]) -> List[List[str]]:
     return [[column.text(record) for column in columns] for record in records]
 
 
+class Heading(str):
+    """A line above the rows of a table, which a terminal may show in bold."""
+
+
 def lines(columns: Sequence[Column], records: Sequence[Any]) -> List[str]:
     """Return a table for a terminal: headings, units, one line for each record."""
     rows = [[c.title for c in columns], [c.unit for c in columns], *cells(columns, records)]
     widths = [max(map(len, column)) for column in zip(*rows)]
-    return ["  ".join(cell.rjust(w) for cell, w in zip(row, widths)).rstrip() for row in rows]
+    texts = ["  ".join(cell.rjust(w) for cell, w in zip(row, widths)).rstrip() for row in rows]
+    return [*map(Heading, texts[:2]), *texts[2:]]
 
 
 def results(analysis: Analysis) -> List[str]:

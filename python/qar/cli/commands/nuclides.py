@@ -3,7 +3,7 @@
 from typing import Iterator, List, Tuple
 
 from ...analysis.results import GammaLine
-from ...display.tables import counted
+from ...display.tables import Heading, counted
 from ...nuclides import builtin_library
 from ...nuclides.builtin_library import Entry
 from ..command import (
@@ -56,7 +56,7 @@ def _is_chosen(entry: Entry, arguments: Arguments) -> bool:
 
 
 def _line_table(lines: List[Tuple[Entry, GammaLine]]) -> Iterator[str]:
-    yield "energy / keV  photons/decay  nuclide   half-life   groups"
+    yield Heading("energy / keV  photons/decay  nuclide   half-life   groups")
     for entry, line in lines:
         groups = ", ".join(entry.groups)
         half_life = _half_life(entry.nuclide.half_life)
@@ -66,7 +66,7 @@ def _line_table(lines: List[Tuple[Entry, GammaLine]]) -> Iterator[str]:
 
 def _nuclide_table(entries: List[Entry]) -> Iterator[str]:
     if entries:
-        yield "nuclide   half-life   lines  strongest lines / keV"
+        yield Heading("nuclide   half-life   lines  strongest lines / keV")
     for entry in entries:
         strongest = sorted(entry.nuclide.lines, key=lambda line: -line.photons)[:3]
         energies = ", ".join(f"{line.energy:g}" for line in strongest)
