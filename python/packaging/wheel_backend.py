@@ -20,6 +20,12 @@ PROJECT = Path(__file__).resolve().parent.parent.parent
 NAME = "pyORV3"
 EXTRAS = {"analysis": ("matplotlib", "numpy", "pandas"), "batch": ("dask", "distributed", "tqdm")}
 TOOLS = ("cmake", "ninja", "g++")
+TERMINAL_FILES = {  # below the prefix of an installation, with the command that prints each
+    "share/bash-completion/completions/qar": ("completion", "bash"),
+    "share/fish/vendor_completions.d/qar.fish": ("completion", "fish"),
+    "share/man/man1/qar.1": ("manual",),
+    "share/zsh/site-functions/_qar": ("completion", "zsh"),
+}
 
 
 def version():
@@ -29,7 +35,8 @@ def version():
 
 def needed_packages():
     scripts = (PROJECT / "scripts" / "common.sh").read_text(encoding="utf-8")
-    return re.search(r"^build_packages=\((.*)\)", scripts, re.MULTILINE).group(1)
+    names = re.search(r"^build_packages=\(([^)]*)\)", scripts, re.MULTILINE).group(1)
+    return " ".join(names.split())
 
 
 def metadata():
@@ -95,6 +102,8 @@ def pack(build, wheel_directory):
         run("cmake", "--install", build, "--prefix", tree, "--strip")
         information = next(Path(tree).glob("*.dist-info/WHEEL"))
         tag = re.search("Tag: (.*)", information.read_text(encoding="utf-8")).group(1)
+        if "win32" not in tag:
+            add_terminal_files(Path(tree), tag)
         name = f"{NAME}-{version()}-{tag}.whl"
         Path(wheel_directory).mkdir(parents=True, exist_ok=True)
         with zipfile.ZipFile(Path(wheel_directory, name), "w", zipfile.ZIP_DEFLATED) as wheel:
@@ -107,16 +116,33 @@ def pack(build, wheel_directory):
     return name
 
 
-def run(*command):
-    """Run a command; exit with its output if it fails."""
+def add_terminal_files(tree, tag):
+    """Add the manual page and the completions, which the installed program itself prints."""
+    data = tree / f"{NAME}-{version()}.data" / "data"
+    environment = {**os.environ, "PYTHONPATH": str(tree), "PYTHONIOENCODING": "utf-8"}
+    for name, command in TERMINAL_FILES.items():
+        text = run(sys.executable, "-B", "-m", "qar", *command, env=environment)
+        (data / name).parent.mkdir(parents=True)
+        (data / name).write_bytes(text.encode("utf-8"))
+    files = (path.relative_to(tree) for path in tree.rglob("*") if path.is_file())
+    write_dist_info(tree, [f.as_posix() for f in files if ".dist-info" not in f.parts[0]], tag)
+
+
+def run(*command, **options):
+    """Run a command and return its output; exit with the output if it fails."""
     result = subprocess.run(
-        list(map(str, command)), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8"
+        list(map(str, command)),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        encoding="utf-8",
+        **options,
     )
     if result.returncode != 0:
         raise SystemExit(
             f"{result.stdout}\n{' '.join(map(str, command))}: failed; the build needs these"
             f" packages of Debian or equivalent ones: {needed_packages()}"
         )
+    return result.stdout
 
 
 def compile_into(build):

@@ -84,6 +84,7 @@ def parser() -> argparse.ArgumentParser:
     result.add_argument(
         "--verbose", action="store_true", help="Report the files that are opened and closed."
     )
+    result.set_defaults(parser=result)
     subparsers = result.add_subparsers(dest="command", metavar="COMMAND", parser_class=_Parser)
     subparsers.required = True
     for command in COMMANDS:

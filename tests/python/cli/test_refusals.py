@@ -187,7 +187,7 @@ class TestNames(TestCase):
 class TestHelp(support.TestCase):
     def test_every_command_and_argument_has_a_help_of_whole_sentences(self):
         (commands,) = main.parser()._subparsers._group_actions
-        self.assertEqual(len(commands.choices), 12)
+        self.assertGreater(len(commands.choices), 12)
         for name, command in [("qar", main.parser()), *commands.choices.items()]:
             helps = {"": command.description}
             helps.update((a.metavar or a.dest, a.help) for a in command._actions)

@@ -24,11 +24,16 @@ if sys.version_info >= (3, 8):
 
 class TestWheel(support.TestCase):
     def files(self, environment):
-        """Return the files of an environment, without the compiled files of pip."""
+        """Return the content of an environment, without the compiled files of pip.
+
+        Directories below share/ are left out: pip does not remove them.
+        """
+        paths = [path.relative_to(environment) for path in environment.rglob("*")]
         return {
-            str(path.relative_to(environment))
-            for path in environment.rglob("*")
-            if "__pycache__" not in path.parts or "qar" in path.parts
+            str(path)
+            for path in paths
+            if ("__pycache__" not in path.parts or "qar" in path.parts)
+            and not (path.parts[0] == "share" and (environment / path).is_dir())
         }
 
     # Without any path to the build tree.
@@ -43,8 +48,9 @@ class TestWheel(support.TestCase):
         with zipfile.ZipFile(wheel) as archive:
             names = archive.namelist()
             self.assertTrue(all(entry.external_attr >> 16 & 0o444 for entry in archive.infolist()))
-        top = f"pyORV3.abi3.so pyORV3-stubs pyORV3.libs qar pyORV3-{version}.dist-info".split()
-        self.assertEqual({name.split("/")[0] for name in names}, set(top))
+        folders = [f"pyORV3-{version}.{kind}" for kind in ("dist-info", "data")]
+        top = {"pyORV3.abi3.so", "pyORV3-stubs", "pyORV3.libs", "qar", *folders}
+        self.assertEqual({name.split("/")[0] for name in names}, top)
         libraries = {name for name in names if name.startswith("pyORV3.libs/")}
         self.assertEqual(
             libraries, {f"pyORV3.libs/{n}.so" for n in ("libORV", "pqar", "peak_search")}
@@ -62,6 +68,9 @@ class TestWheel(support.TestCase):
         program = environment / "bin" / "qar"
         self.assertIn("inUse", self.run_program(program, "status", "0xEBE88105"))
         self.assertEqual(self.run_program(program, "--version"), f"qar {version}\n")
+        manual = (environment / "share/man/man1/qar.1").read_text(encoding="utf-8")
+        self.assertIn(f'"qar {version}"', manual)
+        self.assertTrue((environment / "share/bash-completion/completions/qar").exists())
         self.write("elsewhere/pickle.py", "open('imported', 'x')\nraise ImportError")
         self.run_program(program, "analyse", ".", "--jobs", "2", folder="elsewhere")
         self.assertEqual(sorted(os.listdir("elsewhere")), ["first.qar", "pickle.py"])

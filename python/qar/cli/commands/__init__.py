@@ -1,6 +1,18 @@
 """The commands of the command line, one module for each or for two that belong together."""
 
-from . import analyse, calibrate, check, convert, dump, nuclides, plot, report, show, status
+from . import (
+    analyse,
+    calibrate,
+    check,
+    convert,
+    dump,
+    nuclides,
+    plot,
+    report,
+    show,
+    status,
+    terminal,
+)
 
 COMMANDS = (
     show.COMMAND,
@@ -15,4 +27,6 @@ COMMANDS = (
     check.CHECK,
     check.SALVAGE,
     status.COMMAND,
+    terminal.COMPLETION,
+    terminal.MANUAL,
 )
