@@ -5,70 +5,15 @@
 #include <cstddef>
 #include <vector>
 
-#include "embedded/engines/nuclide_rarity.h"
 #include "embedded/engines/scintillator_selection.h"
+#include "embedded/engines/scintillator_templates.h"
 
 namespace embedded::engines {
 
 namespace {
 
-// Below this energy a peak may be the X-rays of any material.
-constexpr double maxXRayEnergy = 70.0;  // keV
-constexpr double xRayRarity = 30.0;
-constexpr double strongPart = 0.03;  // of the strongest line's photons
-
 constexpr double assignedPart = 0.2;  // of a peak's area
 constexpr double annihilationEnergy = 510.999;
-
-// Lanthanum bromide contains lanthanum-138, which the fit describes as part of the detector.
-constexpr const char* ofDetector = "La-138";
-
-std::vector<TemplateLine> templateLines(const Nuclide& nuclide, const Calibration& calibration) {
-    std::vector<TemplateLine> lines;
-    for (const ExpectedLine& line : nuclide.lines) {
-        double weight = line.weight;
-        if (calibration.efficiency.empty()) {
-            weight *= scintillatorEfficiency(line.energy) / efficiencyAt(calibration, line.energy);
-        }
-        if (std::isfinite(weight) && weight > 0.0) {
-            lines.push_back({line.energy, weight});
-        }
-    }
-    std::ranges::sort(lines, std::ranges::less(), &TemplateLine::energy);
-    return lines;
-}
-
-double rarityOf(std::span<const Nuclide> nuclides, std::size_t number,
-                std::span<const TemplateLine> lines) {
-    std::size_t ancestor = number;
-    while (nuclides[ancestor].parent) {  // each lives longer, so there is no cycle
-        ancestor = *nuclides[ancestor].parent;
-    }
-    const double common = rarity(nuclides[number].name, nuclides[ancestor].halfLife);
-    const double strongest = std::ranges::max(lines, {}, &TemplateLine::weight).weight;
-    const bool isXRay = std::ranges::none_of(lines, [strongest](const TemplateLine& line) {
-        return line.energy > maxXRayEnergy && line.weight > strongPart * strongest;
-    });
-    return common > 0.0 && isXRay ? common + xRayRarity : common;
-}
-
-struct Candidates {
-    std::vector<TemplateNuclide> templates;
-    std::vector<std::size_t> numbers;  // in the library
-};
-
-Candidates candidates(std::span<const Nuclide> nuclides, const Calibration& calibration) {
-    Candidates result;
-    for (std::size_t number = 0; number < nuclides.size(); ++number) {
-        auto lines = templateLines(nuclides[number], calibration);
-        if (!lines.empty() && nuclides[number].name != ofDetector) {
-            const double cost = rarityOf(nuclides, number, lines);
-            result.templates.push_back({std::move(lines), cost});
-            result.numbers.push_back(number);
-        }
-    }
-    return result;
-}
 
 double shownEnergy(const DetectorState& state, double energy) {
     return energy * (1.0 + state.gain) + state.offset;
@@ -103,15 +48,16 @@ Identification identification(const TemplateNuclide& nuclide, const Selection& s
     return result;
 }
 
-void assignPeaks(Findings& findings, const Selection& selection, const Candidates& library,
-                 std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
-                 const Calibration& calibration, double minConfidence) {
+void assignPeaks(Findings& findings, const Selection& selection,
+                 const ScintillatorTemplates& library, std::span<const MeasuredPeak> peaks,
+                 std::span<const Nuclide> nuclides, const Calibration& calibration,
+                 double minConfidence) {
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         double maxCounts = assignedPart * peaks[number].area;
         for (std::size_t position = 0; position < selection.model.nuclides.size(); ++position) {
             const std::size_t candidate = selection.model.nuclides[position];
             const double counts =
-                countsAt(library.templates[candidate],
+                countsAt(library.nuclides[candidate],
                          selection.model.activities[static_cast<Eigen::Index>(position)],
                          selection.model, calibration, peaks[number].energy);
             const std::size_t nuclide = library.numbers[candidate];
@@ -140,17 +86,17 @@ Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& cal
     findings.nuclides.resize(nuclides.size());
     findings.assigned.resize(peaks.size());
     findings.origins.resize(peaks.size(), PeakOrigin::line);
-    const Candidates library = candidates(nuclides, calibration);
+    const ScintillatorTemplates library = scintillatorTemplates(nuclides, calibration);
     const ScintillatorBins bins = scintillatorBins(spectrum, calibration);
-    if (bins.size() == 0 || library.templates.empty()) {
+    if (bins.size() == 0 || library.nuclides.empty()) {
         return findings;
     }
-    const ScintillatorFit fit(bins, calibration, library.templates);
-    const Selection selection = selectNuclides(fit, library.templates, limit);
+    const ScintillatorFit fit(bins, calibration, library.nuclides);
+    const Selection selection = selectNuclides(fit, library.nuclides, limit);
     for (std::size_t position = 0; position < selection.model.nuclides.size(); ++position) {
         const std::size_t candidate = selection.model.nuclides[position];
         findings.nuclides[library.numbers[candidate]] =
-            identification(library.templates[candidate], selection, position);
+            identification(library.nuclides[candidate], selection, position);
     }
     assignPeaks(findings, selection, library, peaks, nuclides, calibration, rules.minConfidence);
     return findings;
