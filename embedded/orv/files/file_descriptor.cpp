@@ -12,11 +12,6 @@
 namespace embedded {
 namespace {
 
-// Uses up a descriptor but opens no file.
-FileDescriptor placeholder() {
-    return {"/", O_PATH};
-}
-
 struct stat statusOfFile(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
@@ -95,7 +90,8 @@ void FileDescriptor::close() noexcept {
     }
 }
 
-ReservedDescriptors::ReservedDescriptors() : descriptors_{placeholder(), placeholder()} {}
+ReservedDescriptors::ReservedDescriptors()
+    : original_("/", O_PATH), descriptors_{original_.duplicate(), original_.duplicate()} {}
 
 ReservedDescriptors::Use::Use(ReservedDescriptors& reserved) : reserved_(reserved) {
     for (FileDescriptor& descriptor : reserved_.descriptors_) {
@@ -106,7 +102,7 @@ ReservedDescriptors::Use::Use(ReservedDescriptors& reserved) : reserved_(reserve
 ReservedDescriptors::Use::~Use() {
     try {
         for (FileDescriptor& descriptor : reserved_.descriptors_) {
-            descriptor = placeholder();
+            descriptor = reserved_.original_.duplicate();
         }
     } catch (const std::exception&) {  // the next save uses the descriptors that are free then
         return;

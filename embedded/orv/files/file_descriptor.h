@@ -78,6 +78,7 @@ class ReservedDescriptors {
     };
 
   private:
+    const FileDescriptor original_;  // duplicating it costs less than opening a file
     std::array<FileDescriptor, 2> descriptors_;
 };
 
