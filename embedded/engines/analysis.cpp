@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <numeric>
 
+#include "embedded/engines/curve_records.h"
 #include "embedded/engines/engine.h"
 #include "embedded/engines/scintillator_bins.h"
 #include "embedded/engines/scintillator_identification.h"
@@ -136,6 +137,7 @@ void Analysis::writePeaks(const std::vector<FittedPeak>& peaks) const {
         dataSource_.writeLong(QAR_L_PEAKLEFT, record, left);
         dataSource_.writeLong(QAR_L_PEAKRIGHT, record, right);
         dataSource_.writeFloat(QAR_F_PEAKCHISQ, record, static_cast<float>(peak.reducedChiSquare));
+        writeCurve(dataSource_, record, peak);
     }
 }
 

@@ -135,8 +135,9 @@ void DataSourceAccess::writeFloat(std::uint32_t code, std::uint16_t record, floa
     write(code, record, &value, sizeof value);
 }
 
-void DataSourceAccess::writeDouble(std::uint32_t code, std::uint16_t record, double value) const {
-    write(code, record, &value, sizeof value);
+void DataSourceAccess::writeDouble(std::uint32_t code, std::uint16_t record, double value,
+                                   std::uint16_t entry) const {
+    write(code, record, &value, sizeof value, entry);
 }
 
 void DataSourceAccess::writeCoefficients(std::uint32_t code,

@@ -65,7 +65,8 @@ class DataSourceAccess {
     void writeShort(std::uint32_t code, std::uint16_t record, std::uint16_t value) const;
     void writeLong(std::uint32_t code, std::uint16_t record, std::int32_t value) const;
     void writeFloat(std::uint32_t code, std::uint16_t record, float value) const;
-    void writeDouble(std::uint32_t code, std::uint16_t record, double value) const;
+    void writeDouble(std::uint32_t code, std::uint16_t record, double value,
+                     std::uint16_t entry = 1) const;
     // Writes entries 1, 2, ... of record 1 and sets the remaining entries of a longer earlier value
     // to 0.
     void writeCoefficients(std::uint32_t code, const std::vector<double>& coefficients) const;

@@ -5,11 +5,13 @@
 #include <cmath>
 #include <cstddef>
 #include <iterator>
+#include <memory>
 #include <numeric>
 #include <utility>
 
 #include "embedded/engines/fit_improvement.h"
 #include "embedded/engines/peak_evidence.h"
+#include "embedded/engines/region_curve.h"
 
 namespace embedded::engines {
 
@@ -210,6 +212,20 @@ RegionFit simplest(const Spectrum& spectrum, RegionFit fit, ChannelRange range, 
     return isBetter ? std::move(*other) : std::move(fit);
 }
 
+// Removes the peaks that are not certain and gives the others their curve, which includes them.
+void dropUncertain(const Spectrum& spectrum, RegionFit& fit, double limit) {
+    RegionCurve curve = curveOf(spectrum, fit);
+    const auto dropped = std::ranges::stable_partition(fit.peaks, [limit](const FittedPeak& peak) {
+        return peak.significance >= limit && isCertain(peak);
+    });
+    curve.unreported.assign(dropped.begin(), dropped.end());
+    fit.peaks.erase(dropped.begin(), dropped.end());
+    const auto shared = std::make_shared<const RegionCurve>(std::move(curve));
+    for (FittedPeak& peak : fit.peaks) {
+        peak.curve = shared;
+    }
+}
+
 }  // namespace
 
 std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<ExpectedPeak> expected,
@@ -225,9 +241,7 @@ std::optional<RegionFit> fitMultiplet(const Spectrum& spectrum, std::vector<Expe
     for (std::size_t number = 0; number < fit->peaks.size(); ++number) {
         fit->peaks[number].significance = likelihoodSignificance(spectrum, *fit, number);
     }
-    std::erase_if(fit->peaks, [limit](const FittedPeak& peak) {
-        return peak.significance < limit || !isCertain(peak);
-    });
+    dropUncertain(spectrum, *fit, limit);
     return fit;
 }
 

@@ -87,6 +87,7 @@ FittedPeak fittedPeak(const PeakModel& model, const RegionFit& fit, std::size_t 
     peak.significance = peak.area / peak.areaUncertainty;
     peak.region = fit.region;
     peak.reducedChiSquare = fit.chiSquare / fit.degreesOfFreedom;
+    peak.broadening = model.broadening(fit.values, number);
     return peak;
 }
 

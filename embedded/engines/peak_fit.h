@@ -5,6 +5,7 @@
 
 #include <Eigen/Core>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -17,6 +18,8 @@ namespace embedded::engines {
 // Distance from the centroid, in widths, within which the continuum under a peak is counted.
 inline constexpr double peakReach = 1.25;
 
+struct RegionCurve;
+
 struct FittedPeak {
     double channel;          // centroid of the Gaussian
     double width;            // FWHM of the Gaussian in channels
@@ -26,6 +29,8 @@ struct FittedPeak {
     double significance;     // in standard deviations; see below
     Region region;           // in which it was fitted
     double reducedChiSquare;
+    double broadening;                         // factor of the width that is the peak's own
+    std::shared_ptr<const RegionCurve> curve;  // null during the search
 };
 
 struct RegionFit {

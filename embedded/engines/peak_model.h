@@ -90,10 +90,11 @@ class PeakModel {
     double continuum(const Eigen::VectorXd& values, std::size_t index) const;
 
     double width(const Eigen::VectorXd& values, std::size_t peak) const;  // FWHM in channels
+    // Returns the factor of the width that is the peak's own.
+    double broadening(const Eigen::VectorXd& values, std::size_t peak) const;
 
   private:
     double offset(std::size_t index) const;
-    double broadening(const Eigen::VectorXd& values, std::size_t peak) const;
     double stepArgument(const Eigen::VectorXd& values, std::size_t index) const;
     void addContinuum(const Eigen::VectorXd& values, Eigen::VectorXd& contents,
                       Eigen::MatrixXd* derivatives) const;

@@ -142,6 +142,27 @@ inline constexpr std::uint32_t QAR_L_PEAKLEFT = 0x20060009;
 inline constexpr std::uint32_t QAR_L_PEAKRIGHT = 0x2006000A;
 inline constexpr std::uint32_t QAR_F_PEAKCHISQ = 0x2006000B;
 inline constexpr std::uint32_t QAR_S_PEAKORIGIN = 0x2006000C;
+inline constexpr std::uint32_t QAR_D_PEAKWIDTH = 0x20060020;
+inline constexpr std::uint32_t QAR_D_PEAKBROAD = 0x20060021;
+inline constexpr std::uint32_t QAR_D_LEFTTAIL = 0x20060022;
+inline constexpr std::uint32_t QAR_D_LEFTLENGTH = 0x20060023;
+inline constexpr std::uint32_t QAR_D_RIGHTTAIL = 0x20060024;
+inline constexpr std::uint32_t QAR_D_RIGHTLENGTH = 0x20060025;
+inline constexpr std::uint32_t QAR_D_PEAKDRIFT = 0x20060026;
+inline constexpr std::uint32_t QAR_D_CONTLEVEL = 0x20060027;
+inline constexpr std::uint32_t QAR_D_CONTSLOPE = 0x20060028;
+inline constexpr std::uint32_t QAR_D_CONTCURVE = 0x20060029;
+inline constexpr std::uint32_t QAR_D_STEPHEIGHT = 0x2006002A;
+inline constexpr std::uint32_t QAR_D_STEPCENTR = 0x2006002B;
+inline constexpr std::uint32_t QAR_D_STEPWIDTH = 0x2006002C;
+inline constexpr std::uint32_t QAR_D_EDGEHEIGHT = 0x2006002D;
+inline constexpr std::uint32_t QAR_D_EDGECENTR = 0x2006002E;
+inline constexpr std::uint32_t QAR_D_EDGEWIDTH = 0x2006002F;
+inline constexpr std::uint32_t QAR_L_PEAKFREEDOM = 0x20060030;
+inline constexpr std::uint32_t QAR_D_SHAPECHISQ = 0x20060031;
+inline constexpr std::uint32_t QAR_D_MINORCENTR = 0x20060032;
+inline constexpr std::uint32_t QAR_D_MINORWIDTH = 0x20060033;
+inline constexpr std::uint32_t QAR_D_MINORAREA = 0x20060034;
 
 // ---- QAR_CLS_RESULT ------------------------------------------------------------------------
 

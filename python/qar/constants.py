@@ -125,6 +125,27 @@ QAR_L_PEAKLEFT = 0x20060009
 QAR_L_PEAKRIGHT = 0x2006000A
 QAR_F_PEAKCHISQ = 0x2006000B
 QAR_S_PEAKORIGIN = 0x2006000C
+QAR_D_PEAKWIDTH = 0x20060020
+QAR_D_PEAKBROAD = 0x20060021
+QAR_D_LEFTTAIL = 0x20060022
+QAR_D_LEFTLENGTH = 0x20060023
+QAR_D_RIGHTTAIL = 0x20060024
+QAR_D_RIGHTLENGTH = 0x20060025
+QAR_D_PEAKDRIFT = 0x20060026
+QAR_D_CONTLEVEL = 0x20060027
+QAR_D_CONTSLOPE = 0x20060028
+QAR_D_CONTCURVE = 0x20060029
+QAR_D_STEPHEIGHT = 0x2006002A
+QAR_D_STEPCENTR = 0x2006002B
+QAR_D_STEPWIDTH = 0x2006002C
+QAR_D_EDGEHEIGHT = 0x2006002D
+QAR_D_EDGECENTR = 0x2006002E
+QAR_D_EDGEWIDTH = 0x2006002F
+QAR_L_PEAKFREEDOM = 0x20060030
+QAR_D_SHAPECHISQ = 0x20060031
+QAR_D_MINORCENTR = 0x20060032
+QAR_D_MINORWIDTH = 0x20060033
+QAR_D_MINORAREA = 0x20060034
 QAR_C_RESNUCLIDE = 0x20070001
 QAR_L_RESLINES = 0x20070002
 QAR_D_RESCONF = 0x20070003
@@ -342,6 +363,48 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Reduced chi square of the peak's fit"),
     KnownParameter("QAR_S_PEAKORIGIN", QAR_S_PEAKORIGIN, "short", 0, False, "",
         "Origin of the peak: 0 gamma line or unknown, 1 annihilation, 2 single escape, 3 double escape, 4 sum, 5 X-ray"),
+    KnownParameter("QAR_D_PEAKWIDTH", QAR_D_PEAKWIDTH, "double", 0, False, "channels",
+        "Width of the Gaussian (FWHM) in channels"),
+    KnownParameter("QAR_D_PEAKBROAD", QAR_D_PEAKBROAD, "double", 0, False, "",
+        "Factor by which the peak is wider than the region's shape; its tails and drift are not"),
+    KnownParameter("QAR_D_LEFTTAIL", QAR_D_LEFTTAIL, "double", 0, False, "",
+        "Fraction of the area in the tail toward lower channels, 0 to 1"),
+    KnownParameter("QAR_D_LEFTLENGTH", QAR_D_LEFTLENGTH, "double", 0, False, "σ",
+        "Decay length of that tail in sigma, before the factor QAR_D_PEAKBROAD"),
+    KnownParameter("QAR_D_RIGHTTAIL", QAR_D_RIGHTTAIL, "double", 0, False, "",
+        "Fraction of the area in the tail toward higher channels, 0 to 1"),
+    KnownParameter("QAR_D_RIGHTLENGTH", QAR_D_RIGHTLENGTH, "double", 0, False, "σ",
+        "Decay length of that tail in sigma, before the factor QAR_D_PEAKBROAD"),
+    KnownParameter("QAR_D_PEAKDRIFT", QAR_D_PEAKDRIFT, "double", 0, False, "σ",
+        "Drift of the centroid during the measurement in sigma, before the factor QAR_D_PEAKBROAD"),
+    KnownParameter("QAR_D_CONTLEVEL", QAR_D_CONTLEVEL, "double", 0, False, "counts",
+        "Continuum in the middle of the peak's region, in counts per channel"),
+    KnownParameter("QAR_D_CONTSLOPE", QAR_D_CONTSLOPE, "double", 0, False, "counts",
+        "Rise of the continuum from the middle to the end of the region"),
+    KnownParameter("QAR_D_CONTCURVE", QAR_D_CONTCURVE, "double", 0, False, "counts",
+        "Height of the continuum at both ends of the region above the straight line"),
+    KnownParameter("QAR_D_STEPHEIGHT", QAR_D_STEPHEIGHT, "double", 0, False, "counts",
+        "Height of the step in the continuum below the strongest peak of the region"),
+    KnownParameter("QAR_D_STEPCENTR", QAR_D_STEPCENTR, "double", 0, False, "channels",
+        "Position of that step in channels"),
+    KnownParameter("QAR_D_STEPWIDTH", QAR_D_STEPWIDTH, "double", 0, False, "channels",
+        "FWHM in channels of a Gaussian as wide as that step"),
+    KnownParameter("QAR_D_EDGEHEIGHT", QAR_D_EDGEHEIGHT, "double", 0, False, "counts",
+        "Height of a further step in the continuum, an edge; 0: none"),
+    KnownParameter("QAR_D_EDGECENTR", QAR_D_EDGECENTR, "double", 0, False, "channels",
+        "Position of the edge in channels"),
+    KnownParameter("QAR_D_EDGEWIDTH", QAR_D_EDGEWIDTH, "double", 0, False, "channels",
+        "FWHM in channels of a Gaussian as wide as the edge"),
+    KnownParameter("QAR_L_PEAKFREEDOM", QAR_L_PEAKFREEDOM, "long", 0, False, "",
+        "Degrees of freedom of the region's fit"),
+    KnownParameter("QAR_D_SHAPECHISQ", QAR_D_SHAPECHISQ, "double", 0, False, "",
+        "Part of chi square that comes from differences to the expected peak shape"),
+    KnownParameter("QAR_D_MINORCENTR", QAR_D_MINORCENTR, "double", 0, True, "channels",
+        "Centroid of a peak of the fit that is below the limit and has no record"),
+    KnownParameter("QAR_D_MINORWIDTH", QAR_D_MINORWIDTH, "double", 0, True, "channels",
+        "Width (FWHM) of that peak in channels"),
+    KnownParameter("QAR_D_MINORAREA", QAR_D_MINORAREA, "double", 0, True, "counts",
+        "Net area of that peak in counts; may be negative"),
     KnownParameter("QAR_C_RESNUCLIDE", QAR_C_RESNUCLIDE, "str", 16, False, "",
         "Name of the identified nuclide"),
     KnownParameter("QAR_L_RESLINES", QAR_L_RESLINES, "long", 0, False, "",
