@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <optional>
 #include <span>
 #include <utility>
@@ -41,9 +40,7 @@ using Group = std::vector<ExpectedPeak>;
 
 // Returns the group with the peaks at the positions of the fit.
 Group fittedGroup(const Spectrum& spectrum, const RegionFit& fit) {
-    std::vector<double> channels;
-    std::ranges::transform(fit.peaks, std::back_inserter(channels), &FittedPeak::channel);
-    return expectedAt(spectrum, channels);
+    return expectedAt(spectrum, channelsOf(fit.peaks));
 }
 
 std::optional<double> missingPeak(const Spectrum& spectrum, const RegionFit& fit, double limit) {
@@ -116,7 +113,8 @@ class Improver {
 
   private:
     void tryShape(const RegionFit& fit, const Extension& extension);
-    void tryMissingPeak(const RegionFit& fit, Group group);
+    void tryMissingPeak(const RegionFit& fit, const RegionFit& start, double cost);
+    void tryPeakInsteadOf(const RegionFit& fit, const Extension& tail);
     void tryParting(const RegionFit& fit, Group group);
     void tryAll(const RegionFit& fit);
     void tryFit(const RegionFit& fit, const Group& group, const Shape& shape, double cost,
@@ -147,12 +145,27 @@ void Improver::tryShape(const RegionFit& fit, const Extension& extension) {
     }
 }
 
-// Adds a peak at the most significant second difference of the residuals.
-void Improver::tryMissingPeak(const RegionFit& fit, Group group) {
-    if (const auto channel = missingPeak(spectrum_, fit, missingPart * limit_)) {
+// Adds a peak at the most significant second difference of the residuals of a fit, which may have
+// another shape than the one to improve.
+void Improver::tryMissingPeak(const RegionFit& fit, const RegionFit& start, double cost) {
+    const auto channel = missingPeak(spectrum_, start, missingPart * limit_);
+    Group group = fittedGroup(spectrum_, start);
+    if (channel && group.size() == start.peaks.size()) {
         const auto added = expectedAt(spectrum_, std::span(&*channel, 1));
         group.insert(group.end(), added.begin(), added.end());
-        tryFit(fit, group, fit.shape, limit_ * limit_, &fit);
+        tryFit(fit, group, start.shape, cost, &start);
+    }
+}
+
+// A tail that no other peak shows may be a hidden peak.
+void Improver::tryPeakInsteadOf(const RegionFit& fit, const Extension& tail) {
+    if (!tail.isIn(fit.shape)) {
+        return;
+    }
+    Shape shape = fit.shape;
+    tail.take(shape);
+    if (const auto without = fitRegion(spectrum_, fit.region, fit.expected, shape, &fit)) {
+        tryMissingPeak(fit, *without, limit_ * limit_ - requiredGain);
     }
 }
 
@@ -176,7 +189,7 @@ void Improver::tryAll(const RegionFit& fit) {
     }
     const Group group = fittedGroup(spectrum_, fit);
     if (morePeaks_ && group.size() == fit.peaks.size()) {
-        tryMissingPeak(fit, group);
+        tryMissingPeak(fit, fit, limit_ * limit_);
         if (isSingle) {
             tryParting(fit, group);
         }
@@ -223,6 +236,10 @@ RegionFit Improver::improve(RegionFit fit) {
         if (isStrong(fit)) {
             tryShape(fit, leftTail);
             tryShape(fit, rightTail);
+        }
+        if (morePeaks_ && !spectrum_.shapes) {
+            tryPeakInsteadOf(fit, leftTail);
+            tryPeakInsteadOf(fit, rightTail);
         }
         const double deviation = std::sqrt(2.0 * fit.degreesOfFreedom);
         if (fit.chiSquare > fit.degreesOfFreedom + wellDescribed * deviation) {

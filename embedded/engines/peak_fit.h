@@ -46,6 +46,16 @@ struct RegionFit {
     std::vector<double> model;  // content of each channel of the region
 };
 
+// Returns the channels of candidates or peaks.
+template <typename Peaks>
+std::vector<double> channelsOf(const Peaks& peaks) {
+    std::vector<double> channels;
+    for (const auto& peak : peaks) {
+        channels.push_back(peak.channel);
+    }
+    return channels;
+}
+
 // Returns peaks to fit at the channels, which are clamped to the spectrum. Channels in which no
 // peak is searched are left out.
 std::vector<ExpectedPeak> expectedAt(const Spectrum& spectrum, std::span<const double> channels);

@@ -37,13 +37,6 @@ constexpr std::size_t largestGroup = 8;
 using Group = std::vector<ExpectedPeak>;
 
 // Returns the groups of neighbouring candidates or peaks.
-template <typename Peaks>
-std::vector<double> channelsOf(const Peaks& peaks) {
-    std::vector<double> channels(peaks.size());
-    std::ranges::transform(peaks, channels.begin(), [](const auto& peak) { return peak.channel; });
-    return channels;
-}
-
 std::vector<Group> groupsOf(const Spectrum& spectrum, const std::vector<double>& channels,
                             std::size_t largest) {
     std::vector<Group> groups;

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "embedded/engines/fit_improvement.h"
+
 namespace embedded::engines {
 
 namespace {
@@ -156,6 +158,24 @@ void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
     }
 }
 
+// Adds peaks that no candidate showed. Among many peaks a tail that only one of them has is left
+// out, but with few peaks a hidden neighbour would count as the tail of all.
+void addHiddenPeaks(const Spectrum& spectrum, std::span<Group> groups) {
+    if (groups.size() >= several) {
+        return;
+    }
+    for (Group& group : groups) {
+        auto fit = fitRegion(spectrum, group.region, group.peaks, {});
+        if (!fit) {
+            continue;
+        }
+        *fit = improved(spectrum, std::move(*fit), std::sqrt(requiredGainOfPeak), true);
+        if (fit->peaks.size() > group.peaks.size()) {
+            group.peaks = expectedAt(spectrum, channelsOf(fit->peaks));
+        }
+    }
+}
+
 // A fit that does not describe its region may contain an unknown doublet, so it counts only if
 // there are several.
 std::vector<MeasuredValue> measured(const Fits& fits, Eigen::Index unknown) {
@@ -256,6 +276,7 @@ ShapeCalibration measureShapes(const Spectrum& spectrum, std::span<const FittedP
     std::vector<Group> groups = strongGroups(spectrum, peaks);
     acceptSatellites(spectrum, groups);
     removeUndecided(groups);
+    addHiddenPeaks(spectrum, groups);
     ShapeCalibration shapes;
     Spectrum calibrated = spectrum;
     calibrated.shapes = &shapes;

@@ -212,6 +212,24 @@ TEST(PeakSearch, TailsAndDriftMakeNoSecondPeakAndHideNoCounts) {
     }
 }
 
+// Only the likelihood distinguishes a faint peak from a tail of a lone strong one.
+TEST(PeakSearch, FaintPeaksBesideLonePeaksWithTailsAreFound) {
+    auto random = simulated::repeatableRandom(3);
+    for (const double tail : {0.0, 0.05}) {
+        for (const double distance : {-1.5, 1.5}) {
+            for (const double area : {1e5, 1e6}) {
+                SimulatedSpectrum spectrum(20.0, 0.0);
+                const double faint = 2000.3 + distance * spectrum.width(2000.3);
+                spectrum.addPeak(2000.3, area, 1.0, tail);
+                spectrum.addPeak(faint, 0.01 * area, 1.0, tail);
+                auto results = findPeaks({spectrum.draw(random), spectrum.widths()}, {limit});
+                EXPECT_EQ(2U, results.size()) << tail << " " << distance << " " << area;
+                EXPECT_EQ(1U, take(results, faint, 4.0).size()) << tail << " " << distance;
+            }
+        }
+    }
+}
+
 // Currie's limit for a search at 5 sigma on a background of 4.5 counts, found 95 times in 100.
 TEST(PeakSearch, FaintPeaksAreDetectedInFewCounts) {
     auto random = simulated::repeatableRandom(8);
