@@ -104,8 +104,14 @@ void Analysis::readSettings(std::optional<double> significanceLimit) {
 
 void Analysis::searchPeaks() {
     const std::vector<FittedPeak> peaks = findPeaks(spectrum(), search_);
-    const EnergyCorrection correction = findCorrection(dataSource_, calibration_, peaks);
+    const Spectrum searched = {contents_, inRange_, excess_};
+    const EnergyCorrection correction =
+        findCorrection(dataSource_, searched, calibration_, peaks, search_.limit);
     correctEnergies(correction);
+    if (widthCalibration_.origin != WidthOrigin::given) {
+        widthCalibration_.shape = calibration_.shape;
+        widthCalibration_.kind = kindOf(calibration_.shape);
+    }
     dataSource_.deleteRecords(QAR_CLS_RESULT);
     dataSource_.deleteRecords(QAR_CLS_PEAK);
     writeWidthCalibration(dataSource_, widthCalibration_);

@@ -2,8 +2,11 @@
 
 #include "embedded/engines/energy_calibration.h"
 #include "embedded/engines/engine.h"
+#include "embedded/engines/nuclide_library.h"
 #include "embedded/engines/nuclide_patterns.h"
 #include "embedded/engines/peak_search.h"
+#include "embedded/engines/scintillator_bins.h"
+#include "embedded/engines/scintillator_calibration.h"
 #include "embedded/engines/width_estimate.h"
 #include "embedded/engines/width_samples.h"
 #include "embedded/pqar/parameter_codes.h"
@@ -37,8 +40,13 @@ void calibrateFromNuclides(const DataSourceAccess& dataSource, double significan
     dataSource.writeCoefficients(QAR_D_ENERGYCAL, *energy);
 }
 
-EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Calibration& calibration,
-                                std::span<const FittedPeak> peaks) {
+EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Spectrum& searched,
+                                const Calibration& calibration, std::span<const FittedPeak> peaks,
+                                double significanceLimit) {
+    if (isScintillator(calibration)) {
+        const NuclideLibrary library(dataSource, searched, calibration, significanceLimit);
+        return scintillatorCorrection(searched, calibration, library.nuclides());
+    }
     return energyCorrectionOf(positionedPeaks(peaks, calibration),
                               readPatterns(dataSource, calibration), kindOf(calibration.shape));
 }

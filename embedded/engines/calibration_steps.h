@@ -8,6 +8,7 @@
 #include "embedded/engines/data_source_access.h"
 #include "embedded/engines/energy_correction.h"
 #include "embedded/engines/peak_fit.h"
+#include "embedded/engines/spectrum.h"
 
 namespace embedded::engines {
 
@@ -17,9 +18,11 @@ namespace embedded::engines {
 // Throws spectrumUnreadable, noNuclides, noAssignment, resultsNotWritable.
 void calibrateFromNuclides(const DataSourceAccess& dataSource, double significanceLimit);
 
-// Returns the energy correction that the peaks and the file's nuclide records indicate.
-EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Calibration& calibration,
-                                std::span<const FittedPeak> peaks);
+// Returns the energy correction that the spectrum and the file's nuclide records indicate.
+// searched: its widths are positive in the channels of the search.
+EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Spectrum& searched,
+                                const Calibration& calibration, std::span<const FittedPeak> peaks,
+                                double significanceLimit);
 
 // Read and write QAR_D_ENERGYCORR and QAR_L_CORRLINES. They are written only if there is a
 // correction now or was one before.

@@ -105,6 +105,11 @@ Calibration corrected(Calibration calibration, const EnergyRelation& relation) {
         coefficient *= relation.gain;
     }
     calibration.energy.front() += relation.offset;
+    double factor = relation.gain * relation.gain;
+    for (double& coefficient : calibration.shape) {
+        coefficient *= factor;
+        factor /= relation.gain;
+    }
     return calibration;
 }
 

@@ -31,6 +31,7 @@ std::vector<PositionedPeak> positionedPeaks(std::span<const FittedPeak> peaks,
 EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
                                     std::span<const LinePattern> nuclides, DetectorKind kind);
 
+// Corrects the energies and adapts the widths to the gain: widths in channels stay the same.
 Calibration corrected(Calibration calibration, const EnergyRelation& relation);
 
 }  // namespace embedded::engines

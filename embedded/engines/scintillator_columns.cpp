@@ -96,12 +96,18 @@ constexpr double lanthanumResolution = 0.045;
 
 }  // namespace
 
+CalibrationDeviations usualDeviations(const Calibration& calibration) {
+    return {offsetDeviation * widthAtEnergy(calibration, 100.0), gainDeviation,
+            broadeningDeviation};
+}
+
 ScintillatorColumns::ScintillatorColumns(const ScintillatorBins& bins,
-                                         const Calibration& calibration)
+                                         const Calibration& calibration,
+                                         const CalibrationDeviations& deviations)
     : bins_(bins),
       calibration_(calibration),
-      deviations_{offsetDeviation * widthAtEnergy(calibration, 100.0), gainDeviation,
-                  broadeningDeviation, powerDeviation, absorberDeviation},
+      deviations_{deviations.offset, deviations.gain, deviations.broadening, powerDeviation,
+                  absorberDeviation},
       common_(commonColumns()) {}
 
 Eigen::MatrixXd ScintillatorColumns::commonColumns() const {

@@ -27,10 +27,21 @@ struct TemplateNuclide {
 
 inline constexpr Eigen::Index stateSize = 5;
 
+// Standard deviations of an energy and width calibration. The detector state may depart by three.
+struct CalibrationDeviations {
+    double offset;      // keV
+    double gain;        // relative
+    double broadening;  // of the width, relative
+};
+
+// Returns the deviations of a calibration that is known to be about right.
+CalibrationDeviations usualDeviations(const Calibration& calibration);
+
 class ScintillatorColumns {
   public:
-    // Keeps references to the arguments.
-    ScintillatorColumns(const ScintillatorBins& bins, const Calibration& calibration);
+    // Keeps references to bins and calibration.
+    ScintillatorColumns(const ScintillatorBins& bins, const Calibration& calibration,
+                        const CalibrationDeviations& deviations);
 
     // Returns the peaks and escape peaks for an activity of 1.
     Eigen::VectorXd nuclideTemplate(const TemplateNuclide& nuclide,

@@ -78,11 +78,12 @@ struct ScintillatorFit::System {
 };
 
 ScintillatorFit::ScintillatorFit(const ScintillatorBins& bins, const Calibration& calibration,
+                                 const CalibrationDeviations& deviations,
                                  std::span<const TemplateNuclide> nuclides)
     : bins_(bins),
       nuclides_(nuclides),
       continuum_(bins),
-      columns_(bins, calibration),
+      columns_(bins, calibration, deviations),
       observed_(bins.counts - continuum_.baseline()) {}
 
 Eigen::MatrixXd ScintillatorFit::templates(std::span<const std::size_t> nuclides,

@@ -36,8 +36,9 @@ struct Proposal {
 
 class ScintillatorFit {
   public:
-    // Keeps references to all arguments.
+    // Keeps references to bins, calibration and nuclides.
     ScintillatorFit(const ScintillatorBins& bins, const Calibration& calibration,
+                    const CalibrationDeviations& deviations,
                     std::span<const TemplateNuclide> nuclides);
 
     // Fits activities and detector state, starting from those of the model.

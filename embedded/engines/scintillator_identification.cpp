@@ -91,7 +91,7 @@ Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& cal
     if (bins.size() == 0 || library.nuclides.empty()) {
         return findings;
     }
-    const ScintillatorFit fit(bins, calibration, library.nuclides);
+    const ScintillatorFit fit(bins, calibration, usualDeviations(calibration), library.nuclides);
     const Selection selection = selectNuclides(fit, library.nuclides, limit);
     for (std::size_t position = 0; position < selection.model.nuclides.size(); ++position) {
         const std::size_t candidate = selection.model.nuclides[position];

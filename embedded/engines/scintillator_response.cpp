@@ -31,7 +31,7 @@ double scintillatorEfficiency(double energy) {
 }
 
 double ScintillatorResponse::sigma(double energy) const {
-    return widthAtEnergy(calibration_, std::max(energy, 1.0)) / fwhmPerSigma *
+    return widthAtEnergy(calibration_, std::max(shown(energy), 1.0)) / fwhmPerSigma *
            (1.0 + state_.broadening);
 }
 

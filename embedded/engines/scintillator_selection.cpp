@@ -20,8 +20,9 @@ constexpr double minLead = -2.0;
 constexpr double softness = 4.0;  // of odds, in 2 ln(likelihood)
 
 // Calibrations may be off by more than a peak's width.
-constexpr std::array<double, 3> startGains = {0.0, -0.015, 0.015};
-constexpr std::size_t maxStarts = 3;
+constexpr std::array<double, 3> usualGains = {0.0, -0.015, 0.015};
+constexpr double sameGain = 0.02;
+constexpr std::size_t usualStarts = 3;
 constexpr double nearlyAsGood = 30.0;      // in cost
 constexpr double nearlyAsGoodPart = 0.02;  // of the cost saved by the best first nuclide
 
@@ -51,16 +52,16 @@ class Selector {
     Selector(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides)
         : fit_(fit), nuclides_(nuclides) {}
 
-    ScintillatorModel best() const;
+    ScintillatorModel best(std::span<const double> gains, std::size_t maxStarts) const;
     Selection exchanged(ScintillatorModel model, double limit) const;
 
   private:
-    double cost(const ScintillatorModel& model, double misfit) const;
     double loss(const ScintillatorModel& from, const ScintillatorModel& to) const;
     void sortByCost(std::vector<ScintillatorModel>& models, double misfit) const;
     std::vector<ScintillatorModel> withOneMore(const ScintillatorModel& model,
                                                std::size_t excluded) const;
-    std::vector<ScintillatorModel> firstModels(const ScintillatorModel& empty) const;
+    std::vector<ScintillatorModel> firstModels(const ScintillatorModel& empty,
+                                               std::span<const double> gains) const;
     ScintillatorModel grown(ScintillatorModel model) const;
 
     std::size_t none() const { return nuclides_.size(); }
@@ -69,26 +70,19 @@ class Selector {
     std::span<const TemplateNuclide> nuclides_;
 };
 
-double Selector::cost(const ScintillatorModel& model, double misfit) const {
-    double sum = model.objective / misfit;
-    for (const std::size_t nuclide : model.nuclides) {
-        sum += price + nuclides_[nuclide].rarity;
-    }
-    return sum;
-}
-
 // Returns the additional cost of the second model.
 double Selector::loss(const ScintillatorModel& from, const ScintillatorModel& to) const {
     const double misfit = std::min(from.misfit, to.misfit);
-    return cost(to, misfit) - cost(from, misfit);
+    return cost(to, nuclides_, misfit) - cost(from, nuclides_, misfit);
 }
 
 void Selector::sortByCost(std::vector<ScintillatorModel>& models, double misfit) const {
     for (const ScintillatorModel& model : models) {
         misfit = std::min(misfit, model.misfit);
     }
-    std::ranges::sort(models, std::ranges::less(),
-                      [&](const ScintillatorModel& model) { return cost(model, misfit); });
+    std::ranges::sort(models, std::ranges::less(), [&](const ScintillatorModel& model) {
+        return cost(model, nuclides_, misfit);
+    });
 }
 
 // The cheapest first.
@@ -122,9 +116,10 @@ ScintillatorModel Selector::grown(ScintillatorModel model) const {
     return model;
 }
 
-std::vector<ScintillatorModel> Selector::firstModels(const ScintillatorModel& empty) const {
+std::vector<ScintillatorModel> Selector::firstModels(const ScintillatorModel& empty,
+                                                     std::span<const double> gains) const {
     std::vector<ScintillatorModel> models;
-    for (const double gain : startGains) {
+    for (const double gain : gains) {
         ScintillatorModel start = empty;
         start.state.gain = gain;
         std::ranges::move(withOneMore(start, none()), std::back_inserter(models));
@@ -134,21 +129,24 @@ std::vector<ScintillatorModel> Selector::firstModels(const ScintillatorModel& em
 }
 
 // A nuclide with many lines may replace two others, so the best first nuclide may be wrong.
-ScintillatorModel Selector::best() const {
+ScintillatorModel Selector::best(std::span<const double> gains, std::size_t maxStarts) const {
     ScintillatorModel empty;
     fit_.refine(empty, 1);
-    const std::vector<ScintillatorModel> first = firstModels(empty);
+    const std::vector<ScintillatorModel> first = firstModels(empty, gains);
     ScintillatorModel best = empty;
-    std::vector<std::size_t> started;
+    std::vector<const ScintillatorModel*> started;
     for (const ScintillatorModel& model : first) {
-        const bool isRepeated = std::ranges::find(started, model.nuclides.front()) != started.end();
+        const bool isRepeated = std::ranges::any_of(started, [&](const ScintillatorModel* other) {
+            return other->nuclides.front() == model.nuclides.front() &&
+                   std::abs(other->state.gain - model.state.gain) < sameGain;
+        });
         const bool isFarWorse = loss(first.front(), model) >
                                 nearlyAsGood + nearlyAsGoodPart * loss(first.front(), empty);
         if (started.size() == maxStarts || isFarWorse) {
             break;
         }
         if (!isRepeated) {
-            started.push_back(model.nuclides.front());
+            started.push_back(&model);
             ScintillatorModel larger = grown(model);
             if (loss(best, larger) < 0.0) {
                 best = std::move(larger);
@@ -180,10 +178,24 @@ Selection Selector::exchanged(ScintillatorModel model, double limit) const {
 
 }  // namespace
 
+double cost(const ScintillatorModel& model, std::span<const TemplateNuclide> nuclides,
+            double misfit) {
+    double sum = model.objective / misfit;
+    for (const std::size_t nuclide : model.nuclides) {
+        sum += price + nuclides[nuclide].rarity;
+    }
+    return sum;
+}
+
 Selection selectNuclides(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides,
                          double limit) {
     const Selector selector(fit, nuclides);
-    return selector.exchanged(selector.best(), limit);
+    return selector.exchanged(selector.best(usualGains, usualStarts), limit);
+}
+
+ScintillatorModel bestModel(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides,
+                            std::span<const double> gains, std::size_t maxStarts) {
+    return Selector(fit, nuclides).best(gains, maxStarts);
 }
 
 }  // namespace embedded::engines

@@ -22,6 +22,17 @@ struct Selection {
 Selection selectNuclides(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides,
                          double limit);
 
+// Returns the cheapest model without exchanging nuclides.
+// gains: relative departures from the calibration at which the search starts; maxStarts: number of
+// first nuclides, each with its gain, from which models grow.
+ScintillatorModel bestModel(const ScintillatorFit& fit, std::span<const TemplateNuclide> nuclides,
+                            std::span<const double> gains, std::size_t maxStarts);
+
+// Returns the cost of a model: -2 ln(likelihood) divided by the misfit, plus price and rarity of
+// its nuclides.
+double cost(const ScintillatorModel& model, std::span<const TemplateNuclide> nuclides,
+            double misfit);
+
 }  // namespace embedded::engines
 
 #endif
