@@ -46,6 +46,8 @@ class ControlCommand(IntEnum):
     FLUSH = 1
     COMPACT = 2
     CHECK = 3
+    SALVAGE = 4
+    """From now on, copies of records return the verified records of damaged classes."""
 
 
 class ResultLevel(IntEnum):

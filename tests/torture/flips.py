@@ -4,19 +4,23 @@
 
 The file has a spectrum, records of several classes with entries, results and an unformatted block.
 Half of the flips hit the first two pages, which contain the header, the schema and the directory;
-the others hit any byte. After each flip the file is read, copied class by class and checked, and a
-value is saved. A failure is a wrong or missing value without the status of damage, a check that
-passes although a class cannot be read, or a wrong value in the file after the save.
+the others hit any byte. After each flip the file is read, copied class by class and checked, the
+content of a damaged one is salvaged, and a value is saved. A failure is a wrong or missing value
+without the status of damage, a check that passes although a class cannot be read, a salvaged value
+that is wrong, a lost record that is not reported, or a wrong value in the file after the save.
 """
 
 import contextlib
 import os
 import pathlib
+import re
 import sqlite3
 import sys
 
 import pyORV3
 import torture
+from qar import dictionary
+from qar.transfer import salvage
 from torture import CREATE, READ, WRITE, Failed, ok, status_of
 
 GOLDEN = pathlib.Path(__file__).parent.parent / "data"
@@ -88,6 +92,44 @@ def check_reading(path, copy, sound_rows, classes, except_for=()):
     return "harmless" if is_sound else "seen by the check" if readable == set(classes) else "damage"
 
 
+def records_of(rows, number):
+    """Return the rows of each record of a class, without the number of the record."""
+    records = {}
+    for code, key, content in rows:
+        if code >> 16 == number:
+            record = records.setdefault(key >> 16 & 0xFFFF, set())
+            record.add((code, key & 0xFFFF, content))
+    return records
+
+
+def lost_records(line):
+    match = re.match(r"records? ([^;]*);", line)
+    ranges = [part.split(" to ") for part in match[1].split(", ")] if match else []
+    return {number for part in ranges for number in range(int(part[0]), int(part[-1]) + 1)}
+
+
+def check_salvage(path, copy, sound_rows, classes):
+    """Salvage a file; return the number of records that were lost."""
+    result = salvage.salvage(path, copy)
+    reports = dict(line.split(": ", 1) for line in result.lost)
+    saved_rows, lost = rows_of(copy), 0
+    os.remove(copy)
+    for number in classes:
+        name = dictionary.class_name(number)
+        sound, saved = records_of(sound_rows, number), records_of(saved_rows, number)
+        if name not in reports:
+            if saved != sound:
+                raise Failed("salvage lost rows of %s without a report" % name)
+            continue
+        numbers = sorted(set(sound) - lost_records(reports[name]) - {0})
+        salvaged = [saved[record] for record in sorted(saved) if record > 0]
+        expected = [sound[record] for record in numbers[: len(salvaged)]]
+        if len(salvaged) > len(expected) or any(map(set.__sub__, salvaged, expected)):
+            raise Failed("salvage saved wrong records of %s: %s" % (name, reports[name]))
+        lost += len(set(sound) - {0}) - len(salvaged) or (name not in result.copied)
+    return lost
+
+
 def save_value(path):
     """Return True if a value can be saved in spite of the flip. Runs in a process of its own,
     because the source may remain open on a failure."""
@@ -113,6 +155,9 @@ def flip_one(folder, content, sound_rows, classes, random):
         outcome = check_reading(path, copy, sound_rows, classes)
         if pathlib.Path(path).read_bytes() != flipped:
             raise Failed("reading has changed the file")
+        if outcome == "damage":
+            lost = check_salvage(path, copy, sound_rows, classes)
+            outcome += ", %s lost" % ("1 record or block" if lost == 1 else "%d records" % lost)
         if save_value(path):
             check_reading(path, copy, sound_rows, classes, (torture.LIVE_TIME,))
     except Failed as failure:

@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "embedded/orv/content/classes.h"
 #include "embedded/orv/content/failure.h"
 #include "embedded/orv/files/inputs.h"
 #include "embedded/orv/files/open_files.h"
@@ -62,9 +63,11 @@ void Context::close() {
     static_cast<void>(source());  // throws if there is none
     openFiles().close(file_, writing_);
     file_.reset();
+    salvaging_ = false;
 }
 
 void Context::abandon() {
+    salvaging_ = false;
     if (const auto file = std::exchange(file_, nullptr)) {
         openFiles().abandon(file, writing_);
     }
@@ -91,6 +94,20 @@ DataFile& Context::writableSource() const {
         throw Failure(codes::readOnly);
     }
     return file;
+}
+
+void Context::startSalvage() {
+    static_cast<void>(source());  // throws if there is none
+    salvaging_ = true;
+}
+
+Block Context::record(std::uint16_t classCode, std::size_t record) const {
+    if (salvaging_) {
+        return source().salvagedRecord(classCode, record);
+    }
+    return source().read({{classCode}}, [=](const Content& content) {
+        return blockOfRecord(content, classCode, record);
+    });
 }
 
 void Context::beginInputs() {

@@ -88,6 +88,11 @@ class Context {
     [[nodiscard]] DataFile& source() const;
     [[nodiscard]] DataFile& writableSource() const;
 
+    // Makes copies of single records salvage damaged classes, until the source is closed.
+    void startSalvage();
+    // Returns a record of the open source as a block with a single record.
+    [[nodiscard]] Block record(std::uint16_t classCode, std::size_t record) const;
+
     // Start and continue the enumeration of the inputs; nullopt at the end.
     void beginInputs();
     std::optional<std::string> nextInput();
@@ -98,6 +103,7 @@ class Context {
     std::uint32_t openingState_ = 0;
     std::shared_ptr<DataFile> file_;
     bool writing_ = false;
+    bool salvaging_ = false;
     bool creationRefused_ = false;  // by the last call that opens or creates
     std::vector<std::string> inputs_;
     std::size_t inputIndex_ = 0;  // of the next input

@@ -117,14 +117,13 @@ struct Copying {
     OrvResult result;  // of the class copy: the side that failed
 };
 
-// take: returns the copy from the content of the source, in which it needs the source classes. put:
-// stores it in the content of the destination, in which it needs the destination classes.
+// take: returns the copy from the context of the source. put: stores it in the content of the
+// destination, in which it needs the destination classes.
 template <typename Take, typename Put>
-Copying copy(OrvContext source, const NeededClasses& taken, Take take, OrvContext destination,
-             const NeededClasses& replaced, Put put) noexcept {
-    decltype(take(std::declval<const Content&>())) copied;
-    OrvStatus status =
-        onReading(source, taken, [&](const Content& content) { copied = take(content); });
+Copying copy(OrvContext source, Take take, OrvContext destination, const NeededClasses& replaced,
+             Put put) noexcept {
+    decltype(take(std::declval<const Context&>())) copied;
+    OrvStatus status = onContext(source, [&](const Context& context) { copied = take(context); });
     if (status != codes::success) {
         return {status, ORV_RESULT_SOURCE_FAILED};
     }
@@ -135,11 +134,15 @@ Copying copy(OrvContext source, const NeededClasses& taken, Take take, OrvContex
 }
 
 Copying copyClass(OrvContext source, OrvContext destination, std::uint16_t classCode) noexcept {
-    const auto take = [=](const Content& content) { return requireBlock(content, classCode); };
+    const auto take = [=](const Context& context) {
+        return context.source().read({{classCode}}, [=](const Content& content) {
+            return requireBlock(content, classCode);
+        });
+    };
     const auto put = [=](Content& content, Block block) {
         replaceBlock(content, classCode, std::move(block));
     };
-    return copy(source, {{classCode}}, take, destination, noClass, put);
+    return copy(source, take, destination, noClass, put);
 }
 
 }  // namespace
@@ -153,11 +156,14 @@ OrvResult OrvClassCopy(OrvContext source, OrvContext destination, std::uint16_t 
 }
 
 OrvStatus SOrvSaveAs(OrvContext source, OrvContext destination) {
-    const auto take = [](const Content& content) { return content.copyOfBlocks(); };
+    const auto take = [](const Context& context) {
+        return context.source().read(allClasses,
+                                     [](const Content& content) { return content.copyOfBlocks(); });
+    };
     const auto put = [](Content& content, Blocks blocks) {
         content.replaceBlocks(std::move(blocks));
     };
-    return copy(source, allClasses, take, destination, noClass, put).status;
+    return copy(source, take, destination, noClass, put).status;
 }
 
 OrvResult OrvDataSourceDuplication(OrvContext source, OrvContext destination) {
@@ -168,11 +174,11 @@ OrvResult OrvDataSourceDuplication(OrvContext source, OrvContext destination) {
 OrvStatus SOrvCopyRecord(OrvContext source, std::uint16_t classCode, std::uint16_t sourceRecord,
                          OrvContext destination, std::uint16_t destinationRecord,
                          std::uint32_t /*option*/) {
-    const auto take = [=](const Content& content) {
-        return blockOfRecord(content, classCode, sourceRecord);
+    const auto take = [=](const Context& context) {
+        return context.record(classCode, sourceRecord);
     };
     const auto put = [=](Content& content, Block block) {
         putRecord(content, classCode, destinationRecord, std::move(block));
     };
-    return copy(source, {{classCode}}, take, destination, {{classCode}}, put).status;
+    return copy(source, take, destination, {{classCode}}, put).status;
 }

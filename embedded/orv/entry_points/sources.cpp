@@ -13,7 +13,12 @@ namespace {
 
 constexpr std::uint32_t writingMode = 0x2;
 
-enum ControlCommand : std::int32_t { FlushCommand = 1, CompactCommand = 2, CheckCommand = 3 };
+enum ControlCommand : std::int32_t {
+    FlushCommand = 1,
+    CompactCommand = 2,
+    CheckCommand = 3,
+    SalvageCommand = 4,
+};
 
 std::string pathOf(const std::string& name, std::uint16_t sourceType) {
     switch (sourceType) {
@@ -142,6 +147,8 @@ OrvStatus SOrvControlDSC(OrvContext handle, std::int32_t first, std::int32_t sec
                 return context.writableSource().compact();
             case CheckCommand:
                 return context.source().check();
+            case SalvageCommand:
+                return context.startSalvage();
             default:
                 throw Failure(codes::unknownItem);
         }

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <set>
 #include <span>
+#include <string>
 #include <utility>
 
 #include "embedded/orv/content/failure.h"
@@ -104,6 +107,9 @@ BlockReader::BlockReader(Database& database, std::uint32_t version)
       rows_(database, hasChecksums() ? "SELECT key, checksum, bytes FROM item"
                                        " WHERE key BETWEEN ? AND ? ORDER BY key"
                                      : rowsOfVersion1),
+      rowsBackwards_(database,
+                     "SELECT key, checksum, bytes FROM item"
+                     " WHERE key BETWEEN ? AND ? ORDER BY key DESC"),
       rowCount_(database, hasChecksums()
                               ? "SELECT count(*) FROM item"
                               : "SELECT (SELECT count(*) FROM block) +"
@@ -188,6 +194,94 @@ Block BlockReader::readRows(std::uint16_t classCode, BlockKind kind, Checksum& s
         }
     }
     return RecordBlock(std::move(records), sum - checksumOfRow(first, 0, 0, {}));
+}
+
+// ---- Salvage ---------------------------------------------------------------------------------
+
+// The rows of a damaged class by their record.
+class BlockReader::Collection {
+  public:
+    void add(const Row& row) {
+        rows_[row.record].insert_or_assign({row.code, row.entry},
+                                           std::string(row.bytes.begin(), row.bytes.end()));
+    }
+    void addWrong(std::size_t record) { wrong_.insert(record); }
+
+    // A wrong row behind the last record may have a wrong key, unless it has the next number.
+    [[nodiscard]] SalvagedRecords records() const {
+        const std::size_t last = rows_.empty() ? 0 : rows_.rbegin()->first;
+        SalvagedRecords records;
+        while (records.size() < last || wrong_.contains(records.size() + 1)) {
+            records.push_back(record(records.size() + 1));
+        }
+        return records;
+    }
+
+  private:
+    // By code and entry.
+    using RowsOfRecord = std::map<std::pair<std::uint32_t, std::size_t>, std::string>;
+
+    [[nodiscard]] std::optional<Record> record(std::size_t number) const {
+        const auto rows = rows_.find(number);
+        if (rows == rows_.end() || wrong_.contains(number)) {
+            return std::nullopt;
+        }
+        try {
+            return recordOf(rows->second);
+        } catch (const Failure&) {  // a row of the record or of an entry is missing
+            return std::nullopt;
+        }
+    }
+    static Record recordOf(const RowsOfRecord& rows) {
+        std::vector<Record> record;
+        for (const auto& [codeAndEntry, bytes] : rows) {
+            const auto& [code, entry] = codeAndEntry;
+            if (code == codeOfBlock(classOf(code))) {
+                addRecordOrEntry(record, 1, entry);
+            } else {
+                addValue(record, code, 1, entry, bytes);
+            }
+        }
+        return std::move(record.front());
+    }
+
+    std::map<std::size_t, RowsOfRecord> rows_;
+    std::set<std::size_t> wrong_;  // records with a row that does not match its checksum
+};
+
+// Damage in the structures of SQLite ends the reading, so the rows behind it are read backwards. So
+// are those behind a wrong key, which can end the reading as well.
+SalvagedRecords BlockReader::salvage(std::uint16_t classCode) {
+    const auto classes = checksums_.classes();
+    if (!hasChecksums() || kindOf(classCode) != BlockKind::Records ||
+        !std::ranges::binary_search(classes, classCode)) {
+        return {};
+    }
+    Collection collection;
+    collect(rows_, classCode, collection);
+    collect(rowsBackwards_, classCode, collection);
+    return collection.records();
+}
+
+void BlockReader::collect(Statement& rows, std::uint16_t classCode, Collection& collection) const {
+    try {
+        for (Execution row(rows, firstKeyOf(classCode), lastKeyOf(classCode)); row.step();) {
+            const std::size_t record = row.bits(0) >> 16U & maxNumber;
+            try {
+                Checksum sum = 0;
+                const Row verified = verifiedRow(row, sum);
+                if (classOf(verified.code) == classCode && record > 0) {
+                    collection.add(verified);
+                }
+            } catch (const Failure&) {
+                collection.addWrong(record);
+            }
+        }
+    } catch (const Failure& failure) {
+        if (failure.code() != codes::damaged) {
+            throw;
+        }
+    }
 }
 
 void BlockReader::requireNothingOf(std::uint16_t classCode) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -14,6 +15,9 @@
 #include "embedded/orv/files/database.h"
 
 namespace embedded {
+
+// The records of a damaged class in their order; nullopt for those that are lost.
+using SalvagedRecords = std::vector<std::optional<Record>>;
 
 // Reads within a transaction of its caller. Functions throw as Database, and Failure(damaged) for
 // rows that contradict each other, the format, the dictionary or their checksums.
@@ -32,6 +36,11 @@ class BlockReader {
 
     // Reads the block of a class that has one.
     Block read(std::uint16_t classCode);
+
+    // Returns the records of a damaged class whose readable rows all match their checksums. Rows
+    // may be missing, so a record may lack values. A class without a block, without records or
+    // without checksums has none.
+    SalvagedRecords salvage(std::uint16_t classCode);
 
     // Throws Failure(damaged) if a class without a block has rows.
     void requireNothingOf(std::uint16_t classCode);
@@ -53,10 +62,15 @@ class BlockReader {
     Row verifiedRow(const Execution& row, Checksum& sum) const;
     [[nodiscard]] Block readRows(std::uint16_t classCode, BlockKind kind, Checksum& sum);
 
+    class Collection;
+    // Adds the rows that the statement can read.
+    void collect(Statement& rows, std::uint16_t classCode, Collection& collection) const;
+
     const std::uint32_t version_;
     ClassChecksums checksums_;
     Statement classes_;  // of version 1
     Statement rows_;
+    Statement rowsBackwards_;
     Statement rowCount_;
     std::uint64_t rowsRead_ = 0;
 };

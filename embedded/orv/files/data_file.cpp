@@ -1,5 +1,6 @@
 #include "embedded/orv/files/data_file.h"
 
+#include "embedded/orv/content/classes.h"
 #include "embedded/orv/content/failure.h"
 
 namespace embedded {
@@ -83,6 +84,29 @@ void DataFile::loadFromFile(const NeededClasses& needed) {
         damaged_ = damaged_ || failure.code() == codes::damaged;
         throw;
     }
+}
+
+Block DataFile::salvagedRecord(std::uint16_t classCode, std::size_t record) {
+    const std::lock_guard guard(mutex_);
+    if (!salvaged_ || salvaged_->first != classCode) {
+        try {
+            load({{classCode}});
+            return blockOfRecord(content_, classCode, record);
+        } catch (const Failure& failure) {
+            if (failure.code() != codes::damaged) {
+                throw;
+            }
+        }
+        salvaged_ = {classCode, storage().salvage(classCode)};
+    }
+    const SalvagedRecords& records = salvaged_->second;
+    if (record == 0 || record > records.size()) {
+        throw Failure(codes::noSuchRecord);
+    }
+    if (!records[record - 1]) {
+        throw Failure(codes::damaged);
+    }
+    return RecordBlock({*records[record - 1]});
 }
 
 void DataFile::refresh() {

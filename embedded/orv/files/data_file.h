@@ -2,8 +2,11 @@
 #ifndef PYORV3_EMBEDDED_ORV_FILES_DATA_FILE_H
 #define PYORV3_EMBEDDED_ORV_FILES_DATA_FILE_H
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -45,6 +48,11 @@ class DataFile {
         load(needed);
         return read(std::as_const(content_));
     }
+
+    // Returns a record as a block with a single record. If the class is damaged, returns the
+    // record nevertheless if all of its rows that can be read match their checksums; values may be
+    // missing. Throws Failure as blockOfRecord, and damaged for a record that is lost.
+    Block salvagedRecord(std::uint16_t classCode, std::size_t record);
 
     // Loads the needed classes and calls change with the content. If change throws, it must leave
     // the content unchanged. Throws Failure: inUse in a forked process, readOnly if a class of the
@@ -94,6 +102,8 @@ class DataFile {
     const FileIdentity identity_;
     std::unique_ptr<WriteAccess> access_;
     Content content_;
+    // The class of the last salvaged record.
+    std::optional<std::pair<std::uint16_t, SalvagedRecords>> salvaged_;
     bool damaged_ = false;
     bool inherited_ = false;
 };

@@ -113,6 +113,12 @@ void Storage::check() {
     database_.releaseMemory();
 }
 
+SalvagedRecords Storage::salvage(std::uint16_t classCode) {
+    const Transactions::Reading reading(transactions_);
+    readSchema();
+    return reader_->salvage(classCode);
+}
+
 void Storage::leaveToParent(std::unique_ptr<Storage> storage) noexcept {
     if (storage != nullptr) {
         storage->previousInherited_ = lastInherited;

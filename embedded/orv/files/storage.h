@@ -52,6 +52,9 @@ class Storage {
     // Reads the whole file. Throws Failure(damaged) for contradictions and wrong checksums.
     void check();
 
+    // Returns the verified records of a damaged class, as BlockReader::salvage.
+    SalvagedRecords salvage(std::uint16_t classCode);
+
     // Returns unused space of the file to the file system.
     void compact();
 

@@ -25,13 +25,18 @@ def possible_classes(source: RecordSource) -> Iterable[int]:
     about a second.
     """
     every_class = range(1, dictionary.MAX_CLASS + 1)
-    status, _ = pyORV3.count(source.handle, dictionary.MAX_CLASS, 0)
-    if unsigned(status) != UNKNOWN_CLASS:
+    if not is_embedded(source):
         return every_class
     extension = _extension_classes(os.environ.get(VARIABLE, ""))
     if extension is None:
         return every_class
     return sorted({*dictionary.classes().values(), *_UNFORMATTED_CLASSES, *extension})
+
+
+def is_embedded(source: RecordSource) -> bool:
+    """Return True if a source is open in the embedded library."""
+    status, _ = pyORV3.count(source.handle, dictionary.MAX_CLASS, 0)
+    return unsigned(status) == UNKNOWN_CLASS
 
 
 def present_classes(source: RecordSource) -> List[int]:

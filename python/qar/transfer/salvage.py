@@ -1,17 +1,19 @@
 """Check files for damage, and copy the sound content of a damaged file."""
 
-from typing import Dict, List, NamedTuple
+from typing import Dict, List, NamedTuple, Tuple
 
 import pyORV3
 
 from .. import dictionary
 from ..atomic_files import Path, new_file
 from ..constants import QAR_CLS_SPECTRUM
-from ..errors import QarError, check, error_for
+from ..enums import ControlCommand
+from ..errors import DamagedError, NotFoundError, QarError, check, error_for
 from ..records import RecordSource
 from ..status import DAMAGED
 from ..status import describe as describe_status
-from .present_classes import possible_classes
+from ..values import MAX_INDEX
+from .present_classes import is_embedded, possible_classes
 
 
 def verify(path: Path) -> None:
@@ -30,8 +32,8 @@ class Salvage(NamedTuple):
 def salvage(path: Path, destination: Path, replace: bool = False) -> Salvage:
     """Copy all sound classes to a new file, and the sound records of the other classes.
 
-    The new file appears complete or not at all. Raises QarError if the damaged file cannot be
-    opened.
+    Saved records of a damaged class move up to the numbers of lost ones. The new file appears
+    complete or not at all. Raises QarError if the damaged file cannot be opened.
     """
     copied: Dict[str, int] = {}
     lost: List[str] = []
@@ -50,7 +52,10 @@ def copy_class(
     status, records = pyORV3.count(source.handle, number, 0)
     if status != 0:
         if describe_status(status).family == DAMAGED:  # otherwise there is no such class
-            lost.append(f"{name}: {error_for('counting', status, name).text}")
+            saved, reason = _copy_verified(source, copy, number)
+            lost.append(f"{name}: {reason or error_for('counting', status, name).text}")
+            if saved:
+                copied[name] = saved
         return
     if records == 0:
         return
@@ -82,3 +87,40 @@ def _copy_records(source: RecordSource, copy: RecordSource, number: int, records
         except QarError:
             continue
     return saved
+
+
+def _copy_verified(source: RecordSource, copy: RecordSource, number: int) -> Tuple[int, str]:
+    """Copy the verified records of a damaged class.
+
+    Return their number and a description of the loss, which is empty if nothing was saved.
+    """
+    if not is_embedded(source):
+        return 0, ""
+    check(pyORV3.control(source.handle, ControlCommand.SALVAGE, 0), "salvaging", source.path)
+    saved, missing = 0, []
+    for record in range(1, MAX_INDEX + 1):
+        try:
+            source.copy_record_to(copy, number, record, saved + 1)
+            saved += 1
+        except DamagedError:
+            missing.append(record)
+        except NotFoundError:  # behind the last record
+            break
+    if saved == 0:
+        return 0, ""
+    if not missing:
+        return saved, f"values of unknown records; all {saved} are saved but may lack values"
+    records = "record" if len(missing) == 1 else "records"
+    numbers = _ranges(missing)
+    return saved, f"{records} {numbers}; the other {saved} are saved but may lack values"
+
+
+def _ranges(numbers: List[int]) -> str:
+    """Return ascending numbers as a string, such as '3, 7 to 9'."""
+    ranges: List[List[int]] = []
+    for number in numbers:
+        if ranges and ranges[-1][1] == number - 1:
+            ranges[-1][1] = number
+        else:
+            ranges.append([number, number])
+    return ", ".join(str(a) if a == b else f"{a} to {b}" for a, b in ranges)

@@ -321,6 +321,27 @@ class TestDamage(TestCase):
             self.assertEqual(first.spectrum(), second.spectrum())
             self.assertEqual(first["QAR_C_MEASNAME"], second["QAR_C_MEASNAME"])
 
+    def test_salvage_reports_numbers_of_lost_records(self):
+        with qar.open("a.qar", "r+") as source:
+            for record in range(1, 8):
+                source["QAR_C_NUCLNAME", record] = f"N-{record}"
+        for damage, lost in (
+            ("UPDATE item SET checksum = 0", "records 2 to 4, 6; the other 3 are saved"),
+            ("DELETE FROM item", "values of unknown records; all 7 are saved"),
+        ):
+            shutil.copy("a.qar", "holed.qar")
+            with contextlib.closing(sqlite3.connect("holed.qar")) as database:
+                records = "key >> 32 = 0x20040001 AND key >> 16 & 65535 IN (2, 3, 4, 6)"
+                database.execute(f"{damage} WHERE {records}")
+                database.commit()
+            ran = support.run("salvage", "holed.qar", "saved.qar", "--force")
+            line = f"qar: holed.qar: lost: QAR_CLS_NUCLIDE: {lost} but may lack values"
+            self.assertEqual((ran.code, ran.err), (1, [line]))
+            with qar.open("saved.qar") as source:
+                names = source.records("QAR_CLS_NUCLIDE")
+            whole = [f"N-{record}" for record in (1, 5, 7)]
+            self.assertEqual([n["QAR_C_NUCLNAME"] for n in names if n], whole)
+
 
 class TestNuclideLibrary(TestCase):
     def test_library_is_read_and_written_unchanged(self):

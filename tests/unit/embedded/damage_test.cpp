@@ -133,6 +133,93 @@ TEST_F(DamageTest, VerificationFindsRowsOutsideOfClasses) {
               });
 }
 
+TEST_F(DamageTest, SalvageCopiesVerifiedRecordsOfDamagedClass) {
+    {
+        const auto source = DataSource::opened(file(), writing);
+        for (const std::int32_t record : {2, 3, 4}) {
+            ASSERT_EQ(0U, source.put(QAR_D_LINEENERGY, 100.0 * record, record));
+        }
+    }
+    constexpr OrvStatus end = codes::noSuchRecord;
+    constexpr OrvStatus lost = codes::damaged;
+    struct Case {
+        std::string change;
+        std::array<OrvStatus, 5> expected;  // of the copies of records 1 to 5
+    };
+    const std::string ofRecord2 = " WHERE key & 0xFFFF0000 = 0x20000 AND key >> 32 = 0x2004";
+    const std::vector<Case> cases = {
+        {"UPDATE item SET bytes = zeroblob(8)" + ofRecord2 + "0010", {0, lost, 0, 0, end}},
+        {"UPDATE item SET checksum = x'00'" + ofRecord2 + "0010", {0, lost, 0, 0, end}},
+        {"DELETE FROM item" + ofRecord2 + "0010", {0, 0, 0, 0, end}},
+        {"DELETE FROM item" + ofRecord2 + "0000", {0, lost, 0, 0, end}},
+        {"DELETE FROM item" + ofRecord2 + "0000 AND key & 65535 = 1", {0, lost, 0, 0, end}},
+        {"UPDATE item SET key = key + 0x100000" + ofRecord2 + "0010", {0, 0, 0, 0, end}},
+        {"UPDATE item SET key = key + 0x30000" + ofRecord2 + "0010", {0, 0, 0, 0, lost}},
+        {"UPDATE item SET checksum = 0 WHERE key >> 48 = 0x2004 AND key & 0xFFFF0000 = 0x40000",
+         {0, 0, 0, lost, end}},
+        {"UPDATE item SET checksum = 0 WHERE key = 0x2004 << 48", {0, 0, 0, 0, end}}};
+    std::vector<std::string> changes;
+    std::ranges::transform(cases, std::back_inserter(changes), &Case::change);
+    auto expected = cases.begin();
+    const auto copy = DataSource::created(file("copy.qar"));
+    afterEach(changes, [&] {
+        const auto source = DataSource::opened(file(), reading);
+        const auto copyOf = [&](std::uint16_t record) {
+            return SOrvCopyRecord(source.context(), QAR_CLS_NUCLIDE, record, copy.context(), 1, 0);
+        };
+        EXPECT_EQ(lost, copyOf(1));
+        ASSERT_EQ(0U, SOrvControlDSC(source.context(), 4, 0));
+        std::array<OrvStatus, 5> statuses{};
+        for (std::uint16_t record = 1; record <= statuses.size(); ++record) {
+            statuses[record - 1] = copyOf(record);
+        }
+        EXPECT_EQ(expected->expected, statuses);
+        ASSERT_EQ(0U, copyOf(3));
+        EXPECT_EQ(300.0, copy.get<double>(QAR_D_LINEENERGY));
+        EXPECT_EQ(-1, source.recordCount(QAR_CLS_NUCLIDE));
+        EXPECT_EQ(end, SOrvCopyRecord(source.context(), QAR_CLS_PEAK, 1, copy.context(), 1, 0));
+        ASSERT_EQ(0U, source.close() + source.open(file(), reading));
+        EXPECT_EQ(lost, copyOf(1));
+        ++expected;
+    });
+}
+
+// Damage in a page of the class separates its first rows from its last ones.
+TEST_F(DamageTest, SalvageReadsRowsOnBothSidesOfDamagedPage) {
+    constexpr std::uint16_t count = 900;
+    {
+        const auto source = DataSource::opened(file(), writing);
+        for (std::int32_t record = 1; record <= count; ++record) {
+            ASSERT_EQ(0U, source.put(QAR_D_HALFLIFE, 1.0 * record, record));
+        }
+    }
+    constexpr std::streamoff pageSize = 4096;
+    std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary)
+        .seekp(12 * pageSize)
+        .write(std::string(pageSize, '\xFF').data(), pageSize);
+    const auto source = DataSource::opened(file(), reading);
+    const auto copy = DataSource::created(file("copy.qar"));
+    EXPECT_EQ(-1, source.recordCount(QAR_CLS_NUCLIDE));
+    ASSERT_EQ(0U, SOrvControlDSC(source.context(), 4, 0));
+    const auto hasValue = [&](std::uint16_t record) {
+        double value = 0;
+        EXPECT_EQ(0U,
+                  SOrvCopyRecord(source.context(), QAR_CLS_NUCLIDE, record, copy.context(), 1, 0));
+        const OrvStatus status =
+            SOrvGetParam(copy.context(), QAR_D_HALFLIFE, 1, 0, &value, sizeof value);
+        EXPECT_EQ(status == 0 ? record : 0, value);
+        return status == 0;
+    };
+    int values = 0;
+    for (std::uint16_t record = 1; record <= count; ++record) {
+        values += hasValue(record) ? 1 : 0;
+    }
+    EXPECT_TRUE(hasValue(1));
+    EXPECT_TRUE(hasValue(count));
+    EXPECT_GT(values, count / 2);
+    EXPECT_LT(values, count);
+}
+
 // A save would take new pages from that list.
 TEST_F(DamageTest, FreeListWithoutLengthIsRefusedAtOpening) {
     std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary).seekp(35).put(2);

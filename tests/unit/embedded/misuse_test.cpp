@@ -142,7 +142,7 @@ TEST_F(MisuseTest, NullPointersAndUnknownCodesAreRefused) {
     EXPECT_EQ(codes::nullPointer, failing(SOrvNextInput(c, nullptr)));
     EXPECT_EQ(codes::unknownItem, failing(SOrvQueryDSC(c, 2, buffer)));
     EXPECT_EQ(codes::unknownItem, failing(SOrvQueryDataSource(c, 0, &word32)));
-    EXPECT_EQ(codes::unknownItem, failing(SOrvControlDSC(c, 4, 0)));
+    EXPECT_EQ(codes::unknownItem, failing(SOrvControlDSC(c, 5, 0)));
     EXPECT_EQ(codes::unknownItem, failing(SOrvFindRecord(c, 3, buffer, 0, &word16, &word32)));
     EXPECT_EQ(codes::unknownParameter, failing(SOrvGetParam(c, 0, 1, 1, buffer, 8)));
     EXPECT_EQ(codes::unknownParameter, failing(SOrvPutParam(c, 0x20050001, 1, 1, buffer, 8)));
