@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace embedded::engines {
 
@@ -33,9 +34,11 @@ JointFit::JointFit(const JointFitInput& input) : input_(input) {
     setPenalties(Eigen::VectorXd::Ones(problem_.penalties.size()));
     values_ = NonnegativeFit(problem_).values();
     setPenalties(partsOfActivities());
-    addEquilibrium(values_);
+    addEquilibrium();
     fit_.emplace(problem_);
     values_ = fit_->values();
+    misfit_ = misfit(values_);
+    gains_.resize(input_.nuclides.size());
     activities_.assign(input_.nuclides.size(), 0.0);
     for (std::size_t column = 0; column < columns_.size(); ++column) {
         activities_[columns_[column]] = values_[static_cast<Eigen::Index>(column)];
@@ -128,22 +131,23 @@ void JointFit::setPenalties(const Eigen::VectorXd& parts) {
 }
 
 // One row for each nuclide that is present together with its parent.
-void JointFit::addEquilibrium(const Eigen::VectorXd& values) {
+void JointFit::addEquilibrium() {
+    std::vector<std::pair<Eigen::Index, Eigen::Index>> pairs;
     for (const std::size_t nuclide : columns_) {
         const auto& parent = input_.nuclides[nuclide].parent;
-        if (!parent || !columnOf_[*parent] || values[*columnOf_[nuclide]] <= 0.0) {
-            continue;
+        if (parent && columnOf_[*parent] && values_[*columnOf_[nuclide]] > 0.0) {
+            pairs.emplace_back(*columnOf_[nuclide], *columnOf_[*parent]);
         }
-        const Eigen::Index daughter = *columnOf_[nuclide];
-        const Eigen::Index mother = *columnOf_[*parent];
-        const Eigen::Index row = problem_.observed.size();
-        problem_.design.conservativeResize(row + 1, Eigen::NoChange);
-        problem_.observed.conservativeResize(row + 1);
-        problem_.design.row(row).setZero();
-        problem_.observed[row] = 0.0;
-        const double greater = std::max(values[daughter], values[mother]);
+    }
+    Eigen::Index row = problem_.observed.size();
+    const Eigen::Index rows = row + static_cast<Eigen::Index>(pairs.size());
+    problem_.design.conservativeResizeLike(Eigen::MatrixXd::Zero(rows, problem_.design.cols()));
+    problem_.observed.conservativeResizeLike(Eigen::VectorXd::Zero(rows));
+    for (const auto& [daughter, mother] : pairs) {
+        const double greater = std::max(values_[daughter], values_[mother]);
         problem_.design(row, daughter) = 1.0 / (equilibriumAllowance * greater);
         problem_.design(row, mother) = -problem_.design(row, daughter);
+        ++row;
     }
 }
 
@@ -170,7 +174,7 @@ JointFit::Areas JointFit::areasOf(const Eigen::VectorXd& values) const {
 // Returns the sum of squares. The allowance applies only to the explained part of an area.
 double JointFit::misfit(const Eigen::VectorXd& values) const {
     const Areas areas = areasOf(values);
-    const Eigen::VectorXd residuals = problem_.design * values - problem_.observed;
+    const Eigen::VectorXd residuals = fit_->residuals(values);
     const auto peakCount = static_cast<Eigen::Index>(input_.peaks.size());
     double sum = residuals.tail(residuals.size() - peakCount).squaredNorm() +
                  problem_.penalties.dot(values.cwiseAbs2());
@@ -189,8 +193,12 @@ double JointFit::misfit(const Eigen::VectorXd& values) const {
 }
 
 double JointFit::gain(std::size_t nuclide) {
-    const Eigen::VectorXd without = fit_->valuesWithout(*columnOf_[nuclide]);
-    return std::max(0.0, misfit(without) - misfit(values_));
+    std::optional<double>& gain = gains_[nuclide];
+    if (!gain) {
+        const Eigen::VectorXd without = fit_->valuesWithout(*columnOf_[nuclide]);
+        gain = std::max(0.0, misfit(without) - misfit_);
+    }
+    return *gain;
 }
 
 }  // namespace embedded::engines

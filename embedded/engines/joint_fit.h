@@ -65,7 +65,7 @@ class JointFit {
     void addAreas();
     Eigen::VectorXd partsOfActivities() const;
     void setPenalties(const Eigen::VectorXd& parts);
-    void addEquilibrium(const Eigen::VectorXd& values);
+    void addEquilibrium();
     Areas areasOf(const Eigen::VectorXd& values) const;
     double misfit(const Eigen::VectorXd& values) const;
 
@@ -76,6 +76,8 @@ class JointFit {
     NonnegativeProblem problem_;
     std::optional<NonnegativeFit> fit_;
     Eigen::VectorXd values_;
+    double misfit_ = 0.0;
+    std::vector<std::optional<double>> gains_;  // of each nuclide, computed when needed
     std::vector<double> activities_;
     std::vector<double> areas_;
     std::vector<double> otherAreas_;

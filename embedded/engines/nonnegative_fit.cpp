@@ -1,90 +1,72 @@
 #include "embedded/engines/nonnegative_fit.h"
 
-#include <Eigen/Cholesky>
 #include <algorithm>
 #include <cstddef>
 #include <limits>
-#include <optional>
 
 namespace embedded::engines {
 
 namespace {
 
 constexpr double minGradient = 1e-9;  // of columns of length 1
-constexpr double minPivot = 1e-10;
 
 }  // namespace
 
-// The free unknowns have the values that fit best, the others are held at 0.
+// Changes the active set of a fit until it is the best one.
 class ActiveSetMethod {
   public:
-    ActiveSetMethod(NonnegativeFit& fit, std::optional<Eigen::Index> excluded);
+    ActiveSetMethod(const NonnegativeFit& fit, NonnegativeFit::ActiveSet& set);
 
-    void startWith(const Eigen::VectorXd& values);
+    void exclude(Eigen::Index unknown);
     void solve();
-    const Eigen::VectorXd& values() const { return values_; }
-    Eigen::VectorXd variances() const;
 
   private:
-    void factorise();
     bool freeBest();
     void moveToBest();
-    void addFree(Eigen::Index unknown);
-    void removeFree(Eigen::Index unknown);
+    bool addFree(Eigen::Index unknown);
+    void removeFree(std::size_t position);
     Eigen::VectorXd gradient() const;
-    Eigen::MatrixXd freeMatrix() const;
 
-    NonnegativeFit& fit_;
-    Eigen::VectorXd values_;
-    std::vector<Eigen::Index> free_;
-    std::vector<bool> isFree_;
-    std::vector<bool> isExcluded_;
-    Eigen::LDLT<Eigen::MatrixXd> factors_;  // of the matrix of the free unknowns
+    const NonnegativeFit& fit_;
+    NonnegativeFit::ActiveSet& set_;
+    std::vector<bool> isCandidate_;  // to become free
 };
 
-ActiveSetMethod::ActiveSetMethod(NonnegativeFit& fit, std::optional<Eigen::Index> excluded)
-    : fit_(fit),
-      values_(Eigen::VectorXd::Zero(fit.right_.size())),
-      isFree_(static_cast<std::size_t>(fit.right_.size()), false),
-      isExcluded_(static_cast<std::size_t>(fit.right_.size()), false) {
-    if (excluded) {
-        isExcluded_[static_cast<std::size_t>(*excluded)] = true;
+ActiveSetMethod::ActiveSetMethod(const NonnegativeFit& fit, NonnegativeFit::ActiveSet& set)
+    : fit_(fit), set_(set), isCandidate_(static_cast<std::size_t>(fit.right_.size()), true) {
+    for (const Eigen::Index unknown : set.free) {
+        isCandidate_[static_cast<std::size_t>(unknown)] = false;
     }
 }
 
-void ActiveSetMethod::addFree(Eigen::Index unknown) {
-    fit_.normalColumn(unknown);
-    free_.push_back(unknown);
-    isFree_[static_cast<std::size_t>(unknown)] = true;
+// Frees an unknown unless it depends linearly on the free ones.
+bool ActiveSetMethod::addFree(Eigen::Index unknown) {
+    const Eigen::VectorXd column = fit_.design_.col(unknown);
+    Eigen::VectorXd elements(static_cast<Eigen::Index>(set_.free.size()));
+    for (std::size_t position = 0; position < set_.free.size(); ++position) {
+        elements[static_cast<Eigen::Index>(position)] =
+            fit_.design_.col(set_.free[position]).dot(column);
+    }
+    if (!set_.factor.append(elements, column.squaredNorm() + fit_.penalties_[unknown])) {
+        return false;
+    }
+    set_.free.push_back(unknown);
+    isCandidate_[static_cast<std::size_t>(unknown)] = false;
+    return true;
 }
 
-void ActiveSetMethod::removeFree(Eigen::Index unknown) {
-    std::erase(free_, unknown);
-    isFree_[static_cast<std::size_t>(unknown)] = false;
+void ActiveSetMethod::removeFree(std::size_t position) {
+    const Eigen::Index unknown = set_.free[position];
+    set_.factor.remove(static_cast<Eigen::Index>(position));
+    set_.free.erase(set_.free.begin() + static_cast<std::ptrdiff_t>(position));
+    set_.values[unknown] = 0.0;
+    isCandidate_[static_cast<std::size_t>(unknown)] = true;
 }
 
 // The negative gradient of half the sum of squares.
 Eigen::VectorXd ActiveSetMethod::gradient() const {
-    Eigen::VectorXd gradient = fit_.right_;
-    for (const Eigen::Index unknown : free_) {
-        gradient -= values_[unknown] * fit_.normalColumn(unknown);
-    }
-    return gradient;
-}
-
-Eigen::MatrixXd ActiveSetMethod::freeMatrix() const {
-    const auto size = static_cast<Eigen::Index>(free_.size());
-    Eigen::MatrixXd matrix(size, size);
-    for (Eigen::Index column = 0; column < size; ++column) {
-        matrix.col(column) = fit_.normalColumn(free_[static_cast<std::size_t>(column)])(free_);
-    }
-    return matrix;
-}
-
-void ActiveSetMethod::factorise() {
-    if (!free_.empty()) {
-        factors_.compute(freeMatrix());
-    }
+    const Eigen::VectorXd residuals = fit_.observed_ - fit_.design_ * set_.values;
+    return fit_.design_.transpose() * residuals - fit_.penalties_.cwiseProduct(set_.values);
 }
 
 // Frees the unknown that reduces the sum of squares most. False if none does.
@@ -93,8 +75,7 @@ bool ActiveSetMethod::freeBest() {
     const double minSlope = minGradient * fit_.right_.cwiseAbs().maxCoeff();
     Eigen::Index best = -1;
     for (Eigen::Index unknown = 0; unknown < slope.size(); ++unknown) {
-        const auto position = static_cast<std::size_t>(unknown);
-        if (!isFree_[position] && !isExcluded_[position] && slope[unknown] > minSlope &&
+        if (isCandidate_[static_cast<std::size_t>(unknown)] && slope[unknown] > minSlope &&
             (best < 0 || slope[unknown] > slope[best])) {
             best = unknown;
         }
@@ -102,107 +83,82 @@ bool ActiveSetMethod::freeBest() {
     if (best < 0) {
         return false;
     }
-    addFree(best);
-    factorise();
-    if (factors_.vectorD().minCoeff() < minPivot) {
-        removeFree(best);
-        isExcluded_[static_cast<std::size_t>(best)] = true;
-        factorise();
+    if (!addFree(best)) {
+        isCandidate_[static_cast<std::size_t>(best)] = false;
     }
     return true;
 }
 
 // Moves the free unknowns to their best values; negative ones return to 0.
 void ActiveSetMethod::moveToBest() {
-    while (!free_.empty()) {
-        const Eigen::VectorXd best = factors_.solve(fit_.right_(free_).eval());
+    while (!set_.free.empty()) {
+        const Eigen::VectorXd best = set_.factor.solve(fit_.right_(set_.free));
         double step = 1.0;
-        for (std::size_t position = 0; position < free_.size(); ++position) {
+        for (std::size_t position = 0; position < set_.free.size(); ++position) {
             const double next = best[static_cast<Eigen::Index>(position)];
-            const double now = values_[free_[position]];
+            const double now = set_.values[set_.free[position]];
             if (next <= 0.0) {
                 step = std::min(step, now / (now - next + std::numeric_limits<double>::min()));
             }
         }
-        std::vector<Eigen::Index> out;
-        for (std::size_t position = 0; position < free_.size(); ++position) {
-            double& value = values_[free_[position]];
+        bool isBest = true;
+        const double smallest = 1e-12 * set_.values.maxCoeff();
+        for (std::size_t position = set_.free.size(); position-- > 0;) {
+            double& value = set_.values[set_.free[position]];
             const double next = best[static_cast<Eigen::Index>(position)];
             value += step * (next - value);
-            if (next <= 0.0 && value <= 1e-12 * values_.maxCoeff()) {
-                out.push_back(free_[position]);
+            if (next <= 0.0 && value <= smallest) {
+                removeFree(position);
+                isBest = false;
             }
         }
-        if (out.empty()) {
+        if (isBest) {
             return;
         }
-        for (const Eigen::Index unknown : out) {
-            values_[unknown] = 0.0;
-            removeFree(unknown);
-        }
-        factorise();
     }
 }
 
-void ActiveSetMethod::startWith(const Eigen::VectorXd& values) {
-    for (Eigen::Index unknown = 0; unknown < values.size(); ++unknown) {
-        if (values[unknown] > 0.0 && !isExcluded_[static_cast<std::size_t>(unknown)]) {
-            values_[unknown] = values[unknown];
-            addFree(unknown);
-        }
+void ActiveSetMethod::exclude(Eigen::Index unknown) {
+    const auto position = std::ranges::find(set_.free, unknown);
+    if (position != set_.free.end()) {
+        removeFree(static_cast<std::size_t>(position - set_.free.begin()));
     }
-    factorise();
+    isCandidate_[static_cast<std::size_t>(unknown)] = false;
     moveToBest();
 }
 
 void ActiveSetMethod::solve() {
     // Each unknown is freed and held a few times at most; more often means a cycle of rounding
     // errors.
-    for (Eigen::Index turn = 0; turn < 3 * values_.size() && freeBest(); ++turn) {
+    for (Eigen::Index turn = 0; turn < 3 * set_.values.size() && freeBest(); ++turn) {
         moveToBest();
     }
 }
 
-Eigen::VectorXd ActiveSetMethod::variances() const {
-    Eigen::VectorXd variances = Eigen::VectorXd::Zero(values_.size());
-    if (!free_.empty()) {
-        const auto size = static_cast<Eigen::Index>(free_.size());
-        const Eigen::MatrixXd inverse =
-            freeMatrix().ldlt().solve(Eigen::MatrixXd::Identity(size, size));
-        variances(free_) = inverse.diagonal();
-    }
-    return variances;
-}
-
-NonnegativeFit::NonnegativeFit(const NonnegativeProblem& problem)
-    : normalColumns_(static_cast<std::size_t>(problem.design.cols())) {
-    const Eigen::VectorXd lengths =
-        (problem.design.colwise().squaredNorm().transpose() + problem.penalties).cwiseSqrt();
-    scale_ = (lengths.array() > 0.0).select(lengths.cwiseMax(1e-300).cwiseInverse(), 0.0);
-    design_ = problem.design * scale_.asDiagonal();
+NonnegativeFit::NonnegativeFit(const NonnegativeProblem& problem) : observed_(problem.observed) {
+    lengths_ = (problem.design.colwise().squaredNorm().transpose() + problem.penalties).cwiseSqrt();
+    scale_ = (lengths_.array() > 0.0).select(lengths_.cwiseMax(1e-300).cwiseInverse(), 0.0);
+    design_ = Eigen::MatrixXd(problem.design * scale_.asDiagonal()).sparseView();
     penalties_ = problem.penalties.cwiseProduct(scale_.cwiseAbs2());
-    right_ = design_.transpose() * problem.observed;
-    ActiveSetMethod method(*this, std::nullopt);
-    method.solve();
-    scaledValues_ = method.values();
-    values_ = scaledValues_.cwiseProduct(scale_);
-    variances_ = method.variances().cwiseProduct(scale_.cwiseAbs2());
+    right_ = design_.transpose() * observed_;
+    solution_.values = Eigen::VectorXd::Zero(right_.size());
+    ActiveSetMethod(*this, solution_).solve();
+    values_ = solution_.values.cwiseProduct(scale_);
+    variances_ = Eigen::VectorXd::Zero(values_.size());
+    variances_(solution_.free) = solution_.factor.inverseDiagonal();
+    variances_ = variances_.cwiseProduct(scale_.cwiseAbs2());
 }
 
-const Eigen::VectorXd& NonnegativeFit::normalColumn(Eigen::Index unknown) {
-    Eigen::VectorXd& column = normalColumns_[static_cast<std::size_t>(unknown)];
-    if (column.size() == 0) {
-        column = design_.transpose() * design_.col(unknown);
-        column[unknown] += penalties_[unknown];
-    }
-    return column;
+Eigen::VectorXd NonnegativeFit::valuesWithout(Eigen::Index unknown) const {
+    ActiveSet set = solution_;
+    ActiveSetMethod method(*this, set);
+    method.exclude(unknown);
+    method.solve();
+    return set.values.cwiseProduct(scale_);
 }
 
-Eigen::VectorXd NonnegativeFit::valuesWithout(Eigen::Index unknown) {
-    ActiveSetMethod method(*this, unknown);
-    method.startWith(scaledValues_);
-    method.solve();
-    return method.values().cwiseProduct(scale_);
+Eigen::VectorXd NonnegativeFit::residuals(const Eigen::VectorXd& values) const {
+    return design_ * values.cwiseProduct(lengths_) - observed_;
 }
 
 }  // namespace embedded::engines

@@ -3,7 +3,10 @@
 #define PYORV3_EMBEDDED_ENGINES_NONNEGATIVE_FIT_H
 
 #include <Eigen/Core>
+#include <Eigen/SparseCore>
 #include <vector>
+
+#include "embedded/engines/updated_cholesky.h"
 
 namespace embedded::engines {
 
@@ -26,19 +29,27 @@ class NonnegativeFit {
     // Variances of the free unknowns; 0 for unknowns held at 0.
     const Eigen::VectorXd& variances() const { return variances_; }
     // Returns the values without one of the unknowns.
-    Eigen::VectorXd valuesWithout(Eigen::Index unknown);
+    Eigen::VectorXd valuesWithout(Eigen::Index unknown) const;
+    // Returns design values - observed.
+    Eigen::VectorXd residuals(const Eigen::VectorXd& values) const;
 
   private:
     friend class ActiveSetMethod;
 
-    const Eigen::VectorXd& normalColumn(Eigen::Index unknown);
+    // The free unknowns, which have the values that fit best; the others are held at 0.
+    struct ActiveSet {
+        Eigen::VectorXd values;  // scaled
+        std::vector<Eigen::Index> free;
+        UpdatedCholesky factor;  // of the matrix of the free unknowns
+    };
 
-    Eigen::VectorXd scale_;   // of each column, for a length of 1
-    Eigen::MatrixXd design_;  // scaled
-    Eigen::VectorXd penalties_;
-    Eigen::VectorXd right_;                       // of the normal equations
-    std::vector<Eigen::VectorXd> normalColumns_;  // of their matrix, computed when needed
-    Eigen::VectorXd scaledValues_;
+    Eigen::VectorXd scale_;  // of each column, for a length of 1; 0 for an empty column
+    Eigen::VectorXd lengths_;
+    Eigen::SparseMatrix<double> design_;  // scaled
+    Eigen::VectorXd observed_;
+    Eigen::VectorXd penalties_;  // scaled
+    Eigen::VectorXd right_;      // of the normal equations
+    ActiveSet solution_;
     Eigen::VectorXd values_;
     Eigen::VectorXd variances_;
 };

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 namespace {
 
 using embedded::engines::NonnegativeFit;
@@ -33,13 +35,37 @@ TEST(NonnegativeFit, PenaltyReducesUnknown) {
 }
 
 TEST(NonnegativeFit, ExcludedUnknownChangesTheOthers) {
-    NonnegativeFit fit(problem({3, 3, 2}));  // solution: (1, 1, 2)
+    const NonnegativeFit fit(problem({3, 3, 2}));  // solution: (1, 1, 2)
     EXPECT_NEAR(2.0, fit.values()[2], rounding);
     const Eigen::VectorXd without = fit.valuesWithout(2);
     EXPECT_NEAR(5.0 / 3.0, without[0], rounding);
     EXPECT_NEAR(5.0 / 3.0, without[1], rounding);
     EXPECT_EQ(0.0, without[2]);
     EXPECT_NEAR(2.0, fit.values()[2], rounding);
+}
+
+// At the minimum no free unknown has a gradient, and no other one a gradient into its range. The
+// method frees and holds many unknowns on the way; some of them depend linearly on others.
+TEST(NonnegativeFit, RandomProblemsEndAtTheirMinimum) {
+    std::mt19937_64 random(11);
+    std::normal_distribution<double> normal;
+    const auto draw = [&] { return normal(random); };
+    for (int number = 0; number < 20; ++number) {
+        NonnegativeProblem random60{Eigen::MatrixXd::NullaryExpr(50, 60, draw),
+                                    Eigen::VectorXd::NullaryExpr(50, draw),
+                                    Eigen::VectorXd::Zero(60)};
+        random60.design.rightCols(10) = 2.0 * random60.design.leftCols(10);
+        const NonnegativeFit fit(random60);
+        for (const Eigen::VectorXd& values : {fit.values(), fit.valuesWithout(20)}) {
+            const Eigen::VectorXd gradient =
+                random60.design.transpose() * (random60.design * values - random60.observed);
+            EXPECT_NEAR(0.0, gradient.dot(values), rounding);
+            EXPECT_GE(values.minCoeff(), 0.0);
+            for (Eigen::Index unknown = 0; unknown < values.size(); ++unknown) {
+                EXPECT_TRUE(gradient[unknown] > -1e-6 || (unknown == 20 && values[unknown] == 0.0));
+            }
+        }
+    }
 }
 
 }  // namespace
