@@ -12,7 +12,7 @@ from typing import Any, Dict, List
 
 import qar
 from nuclides import LIBRARY
-from qar.display import layout, plot, tables
+from qar.display import tables
 
 TOLERANCE = 0.6  # keV
 SETTINGS: Dict[str, Any] = {
@@ -38,14 +38,12 @@ def main(path: str) -> None:
         results = source.analyse(**SETTINGS)
         print("\n".join(tables.results(results)))
         show_missing(source, "Fe-60")
-        axis = layout.axis_of(source.calibration())
-        title = source.get("QAR_C_MEASNAME", default="")
-        try:
-            picture = os.path.splitext(path)[0] + "-peaks.png"
-            plot.save(picture, source.spectrum(), results.peaks, axis, title)
-            print(f"{picture}: spectrum, fitted peaks and residuals")
-        except ImportError as error:
-            print(error)
+    try:
+        picture = os.path.splitext(path)[0] + "-peaks.png"
+        results.plot(residuals=True).savefig(picture)
+        print(f"{picture}: spectrum, fitted peaks and residuals")
+    except ImportError as error:
+        print(error)
 
 
 def show_missing(source: qar.DataSource, name: str) -> None:

@@ -14,7 +14,7 @@ import sys
 import qar
 from qar import formats
 from qar.atomic_files import write_text
-from qar.display import layout, plot, report, tables
+from qar.display import layout, report, tables
 from qar.formats import nuclide_csv
 
 MIN_SIGNIFICANCE = 4.0  # sigma
@@ -34,7 +34,7 @@ def main(path: str, library: str, folder: str) -> None:
         axis = layout.axis_of(source.calibration())
         write_text(stem + ".html", report.html_of(source, results, axis), replace=True)
         try:
-            plot.save(stem + ".png", source.spectrum(), results.peaks, axis, measurement.title)
+            results.plot().savefig(stem + ".png")
         except ImportError as error:
             print(error)
 

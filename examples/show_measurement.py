@@ -11,7 +11,7 @@ import sys
 import textwrap
 
 import qar
-from qar.display import layout, plot, terminal
+from qar.display import layout, terminal
 from qar.display.printable import printable, value_text
 
 CLASSES = ("QAR_CLS_MEASUREMENT", "QAR_CLS_SAMPLE", "QAR_CLS_CALIBRATION")
@@ -29,20 +29,18 @@ def main(path: str) -> None:
         title = source.get("QAR_C_MEASNAME", default="without a title")
         print(f"{os.path.basename(path)}: {printable(title)}")
         show_parameters(source)
-        calibration = source.calibration()
         if "QAR_L_CHANNELS" not in source:
             print("It has no spectrum.")
             return
-        channels = source.spectrum()
-    axis = layout.axis_of(calibration)
-    print()
-    print("\n".join(terminal.plot(channels, axis)))
-    picture = os.path.splitext(path)[0] + ".png"
-    try:
-        plot.save(picture, channels, (), axis, title)
-        print(f"{picture}: the same plot as a picture")
-    except ImportError as error:
-        print(error)
+        axis = layout.axis_of(source.calibration())
+        print()
+        print("\n".join(terminal.plot(source.spectrum(), axis)))
+        picture = os.path.splitext(path)[0] + ".png"
+        try:
+            source.plot().savefig(picture)
+            print(f"{picture}: the same plot as a picture")
+        except ImportError as error:
+            print(error)
 
 
 if __name__ == "__main__":

@@ -9,7 +9,7 @@ builds=$(realpath -m "${BUILD_DIR:-$project/build}")
 
 build_packages=(
     g++ cmake ninja-build python3 python3-dev libsqlite3-dev libxxhash-dev libeigen3-dev nlohmann-json3-dev)
-test_packages=(libgtest-dev libgmock-dev mypy python3-numpy python3-venv)
+test_packages=(libgtest-dev libgmock-dev mypy python3-matplotlib python3-numpy python3-venv)
 
 # The interpreter to build for and test with, at every configuration.
 export PYTHON="${PYTHON:-/usr/bin/python3}"

@@ -2,14 +2,18 @@
 
 import os
 from datetime import datetime, timezone
-from typing import Any, Collection, Iterable, List, Mapping, Optional, Union
+from typing import Any, Collection, Iterable, List, Mapping, Optional, Tuple, Union
 
+from . import dictionary
 from .analysis import calibration, known_lines, results
 from .analysis.calibration import Calibration
 from .analysis.known_lines import LineCalibration
 from .analysis.results import Analysis, Nuclide
 from .analysis.settings import check_settings
-from .display import notebook
+from .constants import QAR_CLS_SPECTRUM
+from .display import notebook, plot
+from .display.notebook import Results
+from .display.plot import Drawing
 from .enums import AccessMode
 from .errors import refuse
 from .handle import INPUT
@@ -98,7 +102,7 @@ class DataSource(RecordSource):
         options: int = 0,
         groups: Collection[str] = (),
         **settings: Any,
-    ) -> Analysis:
+    ) -> Results:
         """Write processing settings, run an engine and return its results.
 
         settings: parameters by name, such as QAR_D_PEAKLIMIT=4.0; others keep the values of the
@@ -116,9 +120,38 @@ class DataSource(RecordSource):
                 results.run_engine(copy, engine, entry_point, options)
         return self.results()
 
-    def results(self) -> Analysis:
+    def results(self) -> Results:
         """Return the peaks and nuclides of the last analysis."""
-        return results.results(self)
+        analysis = results.results(self)
+        return notebook.results_of(analysis, self._drawing(analysis))
+
+    def plot(
+        self,
+        region: Optional[Tuple[float, float]] = None,
+        residuals: bool = False,
+        peaks: bool = False,
+        compare: Optional["DataSource"] = None,
+        scale: str = "log",
+    ) -> Any:
+        """Return a matplotlib Figure of the spectrum with the fits of the last analysis.
+
+        region: the shown energies in keV (default: all). residuals: add a panel with the counts
+        minus the fits in standard deviations. peaks: draw the continuum and the single peaks of
+        each fit. compare: another source, whose spectrum is scaled to the same live time.
+        scale: of the counts, "log", "linear" or "sqrt".
+
+        Raises NotFoundError if there is no spectrum, ImportError if matplotlib is not installed,
+        ValueError if nothing would be shown.
+        """
+        other = None if compare is None else compare._drawing(Analysis((), ()))
+        drawing = plot.drawing_of(self, self.calibration(), results.results(self))
+        return plot.figure_of(drawing, region, residuals, peaks, other, scale)
+
+    def _drawing(self, analysis: Analysis) -> Optional[Drawing]:
+        """Return the drawing of the source, or None if it has no spectrum."""
+        if self.record_count(QAR_CLS_SPECTRUM) == 0:
+            return None
+        return plot.drawing_of(self, self.calibration(), analysis)
 
     def __repr__(self) -> str:
         if self.closed:
@@ -129,4 +162,10 @@ class DataSource(RecordSource):
         return f"<qar.DataSource {self.path!r}, {size}{'' if is_writable else ', read only'}>"
 
     def _repr_html_(self) -> str:
-        return notebook.html_of(self)
+        drawing = None if self.closed else self._drawing(results.results(self))
+        return notebook.html_of(self, drawing)
+
+    def _ipython_key_completions_(self) -> List[str]:
+        """Return the names of all parameters, which a notebook completes in source["..."]."""
+        classes = dictionary.classes().values()
+        return [p.name for number in classes for p in dictionary.parameters_of(number)]

@@ -105,7 +105,14 @@ class Curve(NamedTuple):
 def curves_of(
     source: RecordSource, peaks: Sequence[Peak], counts: Sequence[int], calibration: Calibration
 ) -> List[Curve]:
-    """Return the curve of each fitted region of a source, by rising channel.
+    """Return the curve of each fitted region of a source, by rising channel; see `regions_of`."""
+    return [curve_of(region) for region in regions_of(source, peaks, counts, calibration)]
+
+
+def regions_of(
+    source: RecordSource, peaks: Sequence[Peak], counts: Sequence[int], calibration: Calibration
+) -> List[Region]:
+    """Return the fitted regions of a source, by rising channel.
 
     peaks: the results of the source; counts: its spectrum. Peaks without a model in the file, from
     another engine, get Gaussians on a straight line between the ends of their region.
@@ -114,7 +121,7 @@ def curves_of(
     drawn = {index for region in regions for index in region.peaks}
     others = [(index, peak) for index, peak in enumerate(peaks) if index not in drawn]
     regions += _estimated_regions(others, counts, calibration)
-    return [curve_of(region) for region in _affordable(sorted(regions), len(counts))]
+    return [*_affordable(sorted(regions), len(counts))]
 
 
 def curve_of(region: Region) -> Curve:

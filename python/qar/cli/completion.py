@@ -7,7 +7,6 @@ from typing import Iterator, List
 from . import help_tables
 from .help_tables import Argument, CommandHelp
 
-
 _BASH = """\
 # Completion for bash; written by `qar completion bash`.
 _qar() {

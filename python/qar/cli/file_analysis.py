@@ -148,7 +148,8 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
         write_text(
             file.staged, report.html_of(source, analysis, axis, os.path.basename(source.path))
         )
-    return Outcome((Analysed(spectrum, analysis),), tuple(reports))
+    plain = Analysis(*analysis)  # without the spectrum, as it may be sent to another process
+    return Outcome((Analysed(spectrum, plain),), tuple(reports))
 
 
 def _stage(folder: str, name: str, options: Options) -> StagedFile:

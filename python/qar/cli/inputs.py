@@ -11,7 +11,7 @@ from ..formats import FormatError, Measurement
 from ..formats.parsing import MAX_BYTES
 from ..scratch import scratch_folder
 from ..source import DataSource
-from ..transfer.any_file import open_measurement
+from ..transfer.any_file import open_copy, open_measurement
 from .command import Arguments, CommandError, Parser
 from .output import STANDARD_INPUT, shown_path, warn
 from .reading import add_reading, reading_of
@@ -43,16 +43,18 @@ def local_file(path: str) -> Iterator[str]:
 
 
 @contextlib.contextmanager
-def opened(arguments: Arguments) -> Iterator[DataSource]:
+def opened(arguments: Arguments, copy: bool = False) -> Iterator[DataSource]:
     """Yield the data source in the input file of a command, of any format.
 
     A spectrum in another format is converted to a temporary QAR file; losses are reported.
+    copy: yield a temporary copy in any case, which can be analysed.
     """
     path = arguments.file
     with local_file(path) as local:
         measurements = reading_of(arguments).read(local)
         measurement = one(formats.with_name(measurements, arguments.spectrum, path), path)
-        with open_measurement(measurement) as (source, notes):
+        opening = open_copy(measurement) if copy else open_measurement(measurement)
+        with opening as (source, notes):
             source.path = shown_path(path)
             warn(path, notes)
             yield source

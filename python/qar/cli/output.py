@@ -60,7 +60,7 @@ def shown_path(path: str) -> str:
     return "standard input" if path == STANDARD_INPUT else path
 
 
-STANDARD_INPUT = "-"
+STANDARD_INPUT = STANDARD_OUTPUT = "-"
 
 
 def failure_text(error: BaseException, named: bool = False) -> str:

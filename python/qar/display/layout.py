@@ -1,7 +1,7 @@
 """The contents of a plot, independent of the drawing: fitted curves, labels and ticks."""
 
 import math
-from typing import List, NamedTuple, Sequence, Tuple
+from typing import List, NamedTuple, Optional, Sequence, Tuple
 
 from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
 from ..analysis.results import Peak
@@ -139,13 +139,20 @@ class Label(NamedTuple):
 
 
 def labels(
-    counts: Sequence[int], peaks: Sequence[Peak], axis: Axis, spacing: float, max_labels: int
+    counts: Sequence[int],
+    peaks: Sequence[Peak],
+    axis: Axis,
+    spacing: float,
+    max_labels: int,
+    limits: Optional[Tuple[float, float]] = None,
 ) -> List[Label]:
     """Return the labels of the most significant peaks, from left to right.
 
     They are at least `spacing` apart, as close to their peaks as possible and within the axis.
+    limits: the ends of the axis (default: the whole spectrum).
     """
-    low, high = axis.position(1) + spacing / 2, axis.position(len(counts)) - spacing / 2
+    ends = limits or (axis.position(1), axis.position(len(counts)))
+    low, high = ends[0] + spacing / 2, ends[1] - spacing / 2
     max_labels = min(max_labels, int((high - low) / spacing) + 1) if high > low else 0
     ranked = sorted(peaks, key=lambda peak: -(peak.significance or 0))
     shown = [peak for peak in ranked if 1 <= peak.centroid <= len(counts)][:max_labels]

@@ -50,3 +50,21 @@ def open_measurement(
             path = os.path.join(folder, stem + SUFFIX)
             notes += formats.write(path, measurement, "qar")
         yield stack.enter_context(open_source(path, mode)), notes
+
+
+@contextlib.contextmanager
+def open_copy(measurement: Measurement) -> Iterator[Tuple[DataSource, List[str]]]:
+    """Open a temporary copy of a measurement, whose analysis does not change the file.
+
+    Yields the source and notes of everything that was changed or left out.
+    """
+    with open_measurement(measurement, "r" if measurement.qar_file else "r+") as (source, notes):
+        if not measurement.qar_file:
+            source.is_scratch = True
+            yield source, notes
+            return
+        with scratch_folder(os.path.getsize(source.path)) as folder:
+            with open_source(os.path.join(folder, "copy" + SUFFIX), "x") as copy:
+                copy.is_scratch, copy.path = True, source.path
+                source.copy_to(copy)
+                yield copy, notes

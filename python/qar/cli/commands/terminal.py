@@ -19,7 +19,10 @@ def print_manual(arguments: Arguments) -> int:
 
 def _add_shell(command: Parser) -> None:
     command.add_argument(
-        "shell", metavar="SHELL", choices=tuple(completion.SHELLS), help="The shell: bash, zsh or fish."
+        "shell",
+        metavar="SHELL",
+        choices=tuple(completion.SHELLS),
+        help="The shell: bash, zsh or fish.",
     )
 
 
