@@ -32,7 +32,7 @@ def main(path: str, library: str, folder: str) -> None:
         results = source.analyse(QAR_D_PEAKLIMIT=MIN_SIGNIFICANCE, QAR_D_MATCHTOL=TOLERANCE)
         print("\n".join(tables.results(results)))
         axis = layout.axis_of(source.calibration())
-        write_text(stem + ".html", report.html_of(source, results, axis), replace=True)
+        write_text(stem + ".html", report.page(source, results), replace=True)
         try:
             results.plot().savefig(stem + ".png")
         except ImportError as error:

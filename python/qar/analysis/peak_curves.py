@@ -7,8 +7,8 @@ on the continuum. Chi-square of a curve is that of the region in the table of pe
 import math
 from typing import Dict, Iterable, List, NamedTuple, Optional, Sequence, Tuple
 
+from ..errors import NotFoundError
 from ..records import RecordSource
-from ..values import is_known
 from .calibration import FWHM_PER_SIGMA, Calibration
 from .results import Peak
 
@@ -19,6 +19,7 @@ _OUT_OF_SIGHT = 8.0  # sigma: less than 1e-15 of a Gaussian is beyond
 _REACH = 2.0  # FWHM on either side of a peak whose region is not known
 _MAX_WORK = 64  # peaks that are evaluated for each channel of the spectrum, on average
 _MAX_LENGTH, _MAX_DRIFT = 100.0, 100.0  # sigma
+_MAX_VALUE = 1e15  # counts and channels in a sound file are smaller
 
 # Abscissas and weights of Gauss-Legendre quadrature over -1/2 to 1/2 with five points.
 _NODES = tuple(
@@ -153,6 +154,8 @@ _MINOR = ("QAR_D_MINORCENTR", "QAR_D_MINORWIDTH", "QAR_D_MINORAREA")
 
 def _fitted_regions(source: RecordSource, peaks: Sequence[Peak], channels: int) -> Iterable[Region]:
     """Yield the regions whose model is in the file; peaks of a region have the same values."""
+    if not _has_parameters(source):
+        return
     members: Dict[Tuple[float, ...], List[int]] = {}
     for index, peak in enumerate(peaks):
         left, right = peak.left or 0, peak.right or 0
@@ -174,9 +177,18 @@ def _fitted_regions(source: RecordSource, peaks: Sequence[Peak], channels: int) 
             curvature,
             tuple(step for step in (Step(*steps[:3]), Step(*steps[3:])) if step.height != 0),
             freedom if freedom and freedom > 0 else None,
-            shape_chi_square if is_known(shape_chi_square) else 0.0,
+            shape_chi_square if _is_sound(shape_chi_square) else 0.0,
             True,
         )
+
+
+def _has_parameters(source: RecordSource) -> bool:
+    """Return False for a dictionary that lacks the parameters, such as that of the suite."""
+    try:
+        source.get(_CONTINUUM[0])
+    except NotFoundError:
+        return False
+    return True
 
 
 def _values(
@@ -184,13 +196,17 @@ def _values(
 ) -> Optional[Tuple[float, ...]]:
     """Return values of a record, or None if one is missing or not finite."""
     values = [source.get(name, record, entry) for name in names]
-    return tuple(values) if all(is_known(v) and math.isfinite(v) for v in values) else None
+    return tuple(values) if all(map(_is_sound, values)) else None
+
+
+def _is_sound(value: Optional[float]) -> bool:
+    return value is not None and abs(value) <= _MAX_VALUE
 
 
 def _shape(source: RecordSource, peak: Peak, record: int) -> Optional[Shape]:
     """Return the shape of a peak, or None if its record has none."""
     values = _values(source, _OWN, record)
-    if values is None or not (math.isfinite(peak.centroid) and math.isfinite(peak.area)):
+    if values is None or not (_is_sound(peak.centroid) and _is_sound(peak.area)):
         return None
     left_part, left_length, right_part, right_length, drift, broadening, width = values
     if not (width > 0 and 0.01 <= broadening <= 100 and 0 <= drift <= _MAX_DRIFT):
@@ -223,7 +239,7 @@ def _estimated_regions(
     ends: List[Tuple[int, int, int, Shape]] = []
     for index, peak in peaks:
         width = _width(peak, calibration)
-        if width > 0 and math.isfinite(peak.area) and 1 <= peak.centroid <= len(counts):
+        if width > 0 and _is_sound(peak.area) and 1 <= peak.centroid <= len(counts):
             reach = _REACH * width
             left = peak.left if peak.left is not None else round(peak.centroid - reach)
             right = peak.right if peak.right is not None else round(peak.centroid + reach)

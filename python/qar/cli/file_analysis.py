@@ -9,10 +9,11 @@ from .. import formats
 from ..analysis import calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
 from ..atomic_files import refuse_taken, write_text
-from ..display import layout, report
+from ..display import report
 from ..display.printable import printable
 from ..formats import Measurement
 from ..formats.qar_file import SUFFIX
+from ..nuclides import builtin_library
 from ..scratch import rehearsal, scratch_folder
 from ..source import DataSource
 from ..source import open as open_source
@@ -144,10 +145,9 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
     _set_up(source, options)
     analysis = source.analyse(groups=options.groups, **dict(options.settings))
     for file in reports:
-        axis = layout.axis_of(source.calibration())
-        write_text(
-            file.staged, report.html_of(source, analysis, axis, os.path.basename(source.path))
-        )
+        library = builtin_library.library_of(source)
+        page = report.page(source, analysis, report.Options(library=library, shared_script=True))
+        write_text(file.staged, page)
     plain = Analysis(*analysis)  # without the spectrum, as it may be sent to another process
     return Outcome((Analysed(spectrum, plain),), tuple(reports))
 

@@ -6,7 +6,8 @@ import shutil
 import tempfile
 from typing import Dict, List
 
-from ..atomic_files import refuse_taken
+from ..atomic_files import refuse_taken, write_text
+from ..display import assets
 from .file_analysis import Options, StagedFile
 from .journal import Journal
 from .output_folder import output_folder
@@ -66,6 +67,16 @@ class Staging:
             os.replace(file.staged, file.target)
         else:
             _rename_new(file)
+        if os.path.dirname(file.target) == self._options.reports:
+            _add_shared_files(self._options.reports)
+
+
+def _add_shared_files(folder: str) -> None:
+    """Write the script of the reports, unless the same version of it is there."""
+    for name, text in assets.shared_files().items():
+        path = os.path.join(folder, name)
+        if not os.path.exists(path):
+            write_text(path, text, replace=True)
 
 
 def _rename_new(file: StagedFile) -> None:

@@ -62,7 +62,8 @@ def _region(peak: Peak) -> str:
 MAX_CHI_SQUARE = 1.5  # the largest reduced chi-square of a fit that describes its region
 
 
-def _is_poor_fit(peak: Peak) -> bool:
+def is_poor_fit(peak: Peak) -> bool:
+    """Return True if the fit does not describe its region."""
     return peak.chi_square is not None and peak.chi_square > MAX_CHI_SQUARE
 
 
@@ -78,7 +79,7 @@ PEAKS = (
     Column(
         "chi square",
         "reduced",
-        lambda p: number(p.chi_square, 3) + (" !" if _is_poor_fit(p) else ""),
+        lambda p: number(p.chi_square, 3) + (" !" if is_poor_fit(p) else ""),
     ),
     Column("assigned", "", lambda p: printable(p.label) or "-"),
 )
@@ -98,6 +99,12 @@ NUCLIDES = (
     Column("activity", "Bq", lambda n: with_uncertainty(n.activity, n.activity_uncertainty)),
     Column("detection limit", "Bq", lambda n: number(n.detection_limit, 3)),
     Column("state", "", _state),
+)
+NOT_FOUND = (
+    Column("nuclide", "", lambda n: printable(n.name)),
+    Column("detection limit", "Bq", lambda n: number(n.detection_limit, 3)),
+    Column("confidence", "0 to 1", lambda n: number(n.confidence, 3)),
+    Column("reason", "", lambda n: printable(n.reason) or "-"),
 )
 
 
@@ -122,7 +129,7 @@ def results(analysis: Analysis) -> List[str]:
     """Return the lines of all results for a terminal: peaks, nuclides, detection limits."""
     peaks, nuclides = analysis.peaks, analysis.nuclides
     result = [*analysis.notes, counted(len(peaks), "peak"), *(lines(PEAKS, peaks) if peaks else [])]
-    if any(map(_is_poor_fit, peaks)):
+    if any(map(is_poor_fit, peaks)):
         result.append("!: the fit does not describe its region, uncertainties are enlarged")
     result += [counted(len(nuclides), "nuclide"), *(lines(NUCLIDES, nuclides) if nuclides else [])]
     if analysis.not_found:

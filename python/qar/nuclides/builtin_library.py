@@ -14,7 +14,7 @@ import os
 import re
 from typing import Collection, Dict, Iterator, List, NamedTuple, Tuple
 
-from ..analysis.results import GammaLine, Nuclide, write_nuclide_library
+from ..analysis.results import GammaLine, Nuclide, nuclide_library, write_nuclide_library
 from ..formats import nuclide_csv
 from ..records import RecordSource
 
@@ -135,6 +135,11 @@ def lent_to(source: RecordSource, groups: Collection[str], is_used: bool) -> Ite
             source.clear(_NUCLIDES)
     if name or source.get(_NAME):
         source[_NAME] = name
+
+
+def library_of(source: RecordSource) -> List[Nuclide]:
+    """Return the nuclides of a source, or those of this library if it has none of its own."""
+    return nuclide_library(source) or [entry.nuclide for entry in entries()]
 
 
 def _lives_long(nuclide: Nuclide) -> bool:

@@ -1,6 +1,9 @@
 """The commands as a user gives them: exit codes, output, one line for each failure."""
 
+import base64
 import contextlib
+import hashlib
+import html
 import json
 import os
 import re
@@ -11,7 +14,7 @@ import sys
 
 import qar
 import support
-from qar.display import layout, report, tables, terminal
+from qar.display import layout, static_plot, tables, terminal
 from qar.formats import nuclide_csv
 
 FAILURES = (  # arguments, part of the message
@@ -231,18 +234,31 @@ class TestReport(TestCase):
         self.assertEqual(self.run_well("report", "b.qar"), "b.html\n")
         self.page = self.read("b.html")
 
-    def test_page_needs_no_other_file_and_runs_no_script_of_the_data(self):
-        self.assertNotRegex(self.page, r"(src|href)=|url\(|@import|https?:|<script")
+    def test_page_needs_no_other_file_and_admits_only_its_own_script_and_style(self):
+        found = re.findall(
+            r"<(script|style)( type=\"application/json\"[^>]*)?>(.*?)</", self.page, re.S
+        )
+        self.assertEqual(len(found), self.page.count("<script") + self.page.count("<style"))
+        policy = html.unescape(re.search('Security-Policy" content="(.*?)"', self.page)[1])
+        digests = [
+            base64.b64encode(hashlib.sha256(text.encode()).digest()).decode()
+            for _, kind, text in found
+            if not kind
+        ]
+        self.assertEqual(re.findall("sha256-([^']+)'", policy), digests[::-1])
+        self.assertTrue(policy.startswith("default-src 'none';"), policy)
+        outside = re.sub("<script>.*?</script>", "", self.page, flags=re.S)
+        self.assertNotRegex(outside, r"(src|href)=|url\(|@import|https?:|<script>")
         for part in ("counts per channel", "energy / keV", "Cs-137 66", "QAR_D_PEAKLIMIT", " ± "):
             self.assertIn(part, self.page)
 
     def test_outline_has_its_peak_at_the_right_energy_and_labels_are_apart(self):
-        outline = re.search(r'stroke-width="1" d="M([^"]+)"', self.page)[1].split()
+        outline = re.search(r'class="counts" d="M([^"]+)"', self.page)[1].split()
         points = [tuple(map(float, point.split(","))) for point in outline]
         (left, ground), (x, y), (right, _) = points[0], min(points, key=lambda p: p[1]), points[-1]
         self.assertAlmostEqual((x - left) / (right - left), 439 / 1023, delta=1e-3)
         self.assertGreater(ground - y, 100)
-        found = re.findall(r"translate\(([\d.]+) \d+\) rotate\(-90\)", self.page)
+        found = re.findall(r'translate\(([\d.]+) \d+\) rotate\(-90\)" class="label"', self.page)
         first, second = map(float, found)
         self.assertGreaterEqual(second - first, 13)
 
@@ -277,7 +293,7 @@ class TestPictures(TestCase):
         self.assertEqual(marks[-1], "+")  # that of channel 1000
 
     def test_spectrum_of_one_channel_is_drawn(self):
-        self.assertIn("</svg>", report.svg([5], qar.Analysis((), ()), self.axis))
+        self.assertIn("</svg>", static_plot.svg([5], (), (), self.axis))
 
     def test_numbers_have_the_digits_of_their_uncertainty(self):
         cases = [(12.3456, 0.5555, "12.35 ± 0.56"), (57315.3, 254.2, "57315 ± 254"),

@@ -6,7 +6,6 @@ import unittest
 import qar
 import support
 from qar.display import report, tables
-from qar.display.layout import axis_of
 from qar.display.printable import csv_cell, printable, quoted, value_text
 from qar.formats import nuclide_csv
 
@@ -32,7 +31,7 @@ class TestResults(support.TestCase):
         nuclide = qar.IdentifiedNuclide(HOSTILE, detection_limit=1.0)
         analysis = qar.Analysis((qar.Peak(5.0, nuclide=HOSTILE),), (nuclide,), (nuclide,))
         with qar.open(support.make_spectrum("a.qar", title=HOSTILE[:4]), "r+") as source:
-            page = report.html_of(source, analysis, axis_of(source.calibration()))
+            page = report.page(source, analysis)
         for text in (*tables.results(analysis), *page.splitlines()):
             self.assertTrue(text.isprintable(), text)
         library = (qar.Nuclide('=a,"', 1.0, (qar.GammaLine(-5.0, 0.5),)),)
