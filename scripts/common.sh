@@ -73,6 +73,23 @@ sudo apt-get install ${missing[*]}"
     check_version cmake cmake 3.25
 }
 
+# install_browser: installs what is missing of Chromium, Node.js and npm. Tests in the browser are skipped
+# without them, and a build without npm makes static reports, so a failure is only reported.
+install_browser() {
+    local missing=() program package
+    for program in chromium:chromium node:nodejs npm:npm; do
+        package=${program#*:}
+        command -v "${program%:*}" >/dev/null || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    if has_apt && [ "$(id -u)" -eq 0 ]; then
+        say "Installing ${missing[*]}"
+        DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+            >/dev/null 2>&1 && return 0
+    fi
+    say "Not installed: ${missing[*]}. Tests in the browser are skipped."
+}
+
 # ---- The build ---------------------------------------------------------------------------------
 
 # show_progress: prints the progress of a build on one line; without a terminal only the last step.

@@ -1,0 +1,38 @@
+// A page of the tests in headless Chromium, with a record of its requests and errors.
+import { chromium } from "playwright-core";
+
+const ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+  "--disable-background-networking", "--disable-component-update", "--disable-sync"];
+
+export const launched = () => chromium.launch({ executablePath: process.env.CHROMIUM, args: ARGUMENTS });
+
+// Opens a page in a context of its own. Returns it with what it requested and what went wrong.
+export async function opened(browser, name, options = {}) {
+  const context = await browser.newContext({ viewport: { width: 1200, height: 900 }, ...options });
+  const page = await context.newPage();
+  const requests = [];
+  const errors = [];
+  page.on("request", (request) => requests.push(request.url()));
+  page.on("pageerror", (error) => errors.push(error.message));
+  page.on("console", (message) => { if (message.type() === "error") errors.push(message.text()); });
+  await page.goto(`file://${process.env.PAGES}/${name}`);
+  return { context, page, requests, errors };
+}
+
+// Waits until everything that was asked for is drawn.
+export const drawn = (page) => page.evaluate(() => new Promise((done) => {
+  requestAnimationFrame(() => requestAnimationFrame(done));
+}));
+
+// Returns the visible range of energies.
+export async function viewOf(page) {
+  await drawn(page);
+  return page.evaluate(() => ({ ...window.qarReport.charts.view }));
+}
+
+// Returns the point of the page at an energy, in the middle of the spectrum's height.
+export const pointAt = (page, energy) => page.evaluate((position) => {
+  const plot = window.qarReport.charts.main;
+  const box = plot.over.getBoundingClientRect();
+  return { x: box.left + plot.valToPos(position, "x"), y: box.top + box.height / 2 };
+}, energy);
