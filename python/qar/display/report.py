@@ -214,6 +214,7 @@ def _labels_of_cards() -> str:
     for name, columns in (
         ("peaks", tables.PEAKS), ("nuclides", tables.NUCLIDES), ("missing", tables.NOT_FOUND),
     ):  # fmt: skip
+        rules.append(f'#{name} tbody th::after{{content:" {columns[0].unit}"}}')
         for number, column in enumerate(columns[1:], start=2):
             label = column.title + (f" / {column.unit}" if column.unit else "")
             rules.append(f'#{name} td:nth-child({number})::before{{content:"{label}"}}')

@@ -53,8 +53,11 @@ class Charts {
     return {
       stroke: () => this.palette[colour], width, points: { show: false },
       // Steps show single channels; a line is faster and looks the same if there are many.
-      paths: (plot, series, first, last) =>
-        (last - first > plot.bbox.width ? linear : stepped)(plot, series, first, last),
+      paths: (plot, series, first, last) => {
+        const { x } = plot.scales;
+        const channels = this.spectrum.indexAt(x.max) - this.spectrum.indexAt(x.min);
+        return (channels > plot.bbox.width ? linear : stepped)(plot, series, first, last);
+      },
     };
   }
 
@@ -109,9 +112,9 @@ class Charts {
       },
       axes: [
         this.axis(this.spectrum.unit ? `energy / ${this.spectrum.unit}` : "channel, counted from 1", { size: 26 }),
-        this.axis("residual / σ", { size: AXIS_WIDTH, splits: (plot, axis, min, max) => (max > 9 ? [-10, 0, 10] : [-3, 0, 3]) }),
+        this.axis("residual / σ", { size: AXIS_WIDTH, splits: (plot, axis, min, max) => (max > 9 ? [-10, -5, 0, 5, 10] : [-3, 0, 3]) }),
       ],
-      series: [{}, { ...this.line("fit", 1), spanGaps: false }],
+      series: [{}, { ...this.line("fit", 1), fill: () => `${this.palette.fit}33`, fillTo: () => 0 }],
     };
   }
 

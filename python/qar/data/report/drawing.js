@@ -98,19 +98,33 @@ function drawSelection(plot, spectrum, peak, palette) {
   });
 }
 
-// Draws the lines of a nuclide: solid at a peak, dashed if the peak is missing.
+// Draws the lines of a nuclide below the labels: filled triangles at peaks, empty ones and dashes if the
+// peak is missing.
 function drawLines(plot, lines, palette) {
   const ratio = devicePixelRatio;
+  const size = 5 * ratio;
   inArea(plot, (ctx, bbox) => {
-    ctx.lineWidth = 1.5 * ratio;
+    const top = bbox.top + (LABEL_ROOM + 14) * ratio;
+    ctx.lineWidth = ratio;
     ctx.strokeStyle = palette.mark;
+    ctx.fillStyle = palette.mark;
     for (const [energy, , peak] of lines) {
       const x = plot.valToPos(energy, "x", true);
-      ctx.setLineDash(peak < 0 ? [3 * ratio, 4 * ratio] : []);
       ctx.beginPath();
-      ctx.moveTo(x, bbox.top + (peak < 0 ? 0.35 : 0.2) * bbox.height);
+      ctx.moveTo(x - size, top);
+      ctx.lineTo(x + size, top);
+      ctx.lineTo(x, top + 1.6 * size);
+      ctx.closePath();
+      ctx.stroke();
+      if (peak >= 0) ctx.fill();
+      ctx.setLineDash(peak < 0 ? [3 * ratio, 4 * ratio] : []);
+      ctx.globalAlpha = 0.6;
+      ctx.beginPath();
+      ctx.moveTo(x, top + 1.6 * size);
       ctx.lineTo(x, bbox.top + bbox.height);
       ctx.stroke();
+      ctx.globalAlpha = 1;
+      ctx.setLineDash([]);
     }
   });
 }
