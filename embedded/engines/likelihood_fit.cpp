@@ -16,6 +16,7 @@ constexpr double firstDamping = 1e-3;
 constexpr double minDamping = 1e-9;
 constexpr double hopelessDamping = 1e6;
 constexpr double convergedChange = 1e-3;  // of -2 ln(likelihood)
+constexpr double convergedPart = 1e-5;    // the same as a part, for models far from the contents
 constexpr double minPivot = 1e-12;        // less is rounding error
 
 // -2 ln(likelihood) of a content, less that of a model that equals it. The derivative by the model
@@ -180,7 +181,7 @@ void LikelihoodFit::converge(const Eigen::VectorXd& values) {
         unlikelihood_ = tried;
         makeEquations();
         damping = std::max(minDamping, damping / 10.0);
-        if (change < convergedChange && damping < 1.0) {
+        if (change < std::max(convergedChange, convergedPart * tried) && damping < 1.0) {
             return;
         }
     }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <numbers>
 #include <numeric>
 #include <vector>
 
@@ -109,6 +108,11 @@ class EdgeScan {
     const RegionFit& fit_;
     Eigen::VectorXd remainder_;  // contents without the other peaks
     Eigen::VectorXd weights_;
+    Eigen::VectorXd slopes_;  // the term of the slope
+    // Normal equations of level and slope, and the sum of squares.
+    Eigen::Matrix3d matrix_ = Eigen::Matrix3d::Zero();
+    Eigen::Vector3d right_;
+    double squares_ = 0.0;
 };
 
 EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
@@ -133,31 +137,37 @@ EdgeScan::EdgeScan(const Spectrum& spectrum, const RegionFit& fit,
             1.0 / std::max(minVarianceOfChiSquare,
                            fit.model[static_cast<std::size_t>(row)] + spectrum.excessAt(index));
     }
+    slopes_.setLinSpaced(remainder_.size(), -1.0, 1.0);
+    const Eigen::VectorXd weighted = weights_.cwiseProduct(remainder_);
+    matrix_(0, 0) = weights_.sum();
+    matrix_(1, 0) = weights_.dot(slopes_);
+    matrix_(1, 1) = weights_.dot(slopes_.cwiseAbs2());
+    right_ << weighted.sum(), weighted.dot(slopes_), 0.0;
+    squares_ = weighted.dot(remainder_);
 }
 
 // Fits level, slope and height of an edge at the position. An edge far below the region has the
 // height 0.
 EdgeResult EdgeScan::at(const ExpectedPeak& position) const {
-    Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
-    Eigen::Vector3d right = Eigen::Vector3d::Zero();
-    double squares = 0.0;
-    const double half = 0.5 * static_cast<double>(remainder_.size() - 1);
-    const double perSigma = fwhmPerSigma / (std::numbers::sqrt2 * position.width);
+    Eigen::Matrix3d matrix = matrix_;
+    Eigen::Vector3d right = right_;
+    const double perSigma = fwhmPerSigma / position.width;
+    const double first = static_cast<double>(fit_.region.first) + 1.0;
     for (Eigen::Index row = 0; row < remainder_.size(); ++row) {
-        const double channel =
-            static_cast<double>(fit_.region.first) + static_cast<double>(row) + 1.0;
-        const Eigen::Vector3d terms(1.0, (static_cast<double>(row) - half) / half,
-                                    0.5 * std::erfc((channel - position.channel) * perSigma));
-        matrix += weights_[row] * terms * terms.transpose();
-        right += weights_[row] * remainder_[row] * terms;
-        squares += weights_[row] * remainder_[row] * remainder_[row];
+        const double channel = first + static_cast<double>(row);
+        const double edge = normalDistribution((position.channel - channel) * perSigma);
+        const double weighted = weights_[row] * edge;
+        matrix(2, 0) += weighted;
+        matrix(2, 1) += weighted * slopes_[row];
+        matrix(2, 2) += weighted * edge;
+        right[2] += weighted * remainder_[row];
     }
     if (matrix(2, 2) == 0.0) {
         matrix(2, 2) = 1.0;
     }
     const Eigen::LDLT<Eigen::Matrix3d> factors(matrix);
     const Eigen::Vector3d heights = factors.solve(right);
-    return {position, heights, squares - right.dot(heights)};
+    return {position, heights, squares_ - right.dot(heights)};
 }
 
 std::optional<EdgeResult> EdgeScan::best(const FittedPeak& peak) const {

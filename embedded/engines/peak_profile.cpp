@@ -55,14 +55,16 @@ void add(double weight, const TailDerivatives& part, TailDerivatives& sum) {
 }  // namespace
 
 double normalDistribution(double position) {
+    if (std::abs(position) > outOfSight) {
+        return position > 0.0 ? 1.0 : 0.0;  // far from the centroid erfc is slow
+    }
     return 0.5 * std::erfc(-position / std::numbers::sqrt2);
 }
 
 PartBelow partBelow(double position, const Tail* left, const Tail* right) {
-    const bool visible = std::abs(position) <= outOfSight;
-    const double density = visible ? normalDensity(position) : 0.0;
+    const double density = std::abs(position) <= outOfSight ? normalDensity(position) : 0.0;
     PartBelow part{};
-    part.value = visible ? normalDistribution(position) : (position > 0.0 ? 1.0 : 0.0);
+    part.value = normalDistribution(position);
     part.byPosition = density;
     if (left != nullptr) {
         part.left = addTail(*left, position, density, 1.0, part);
