@@ -40,10 +40,17 @@ def rehearsal(source: Source) -> Iterator[Source]:
     if source.is_scratch:
         yield source
         return
+    with copy_of(source) as copy:
+        yield copy
+        copy.copy_to(source)
+
+
+@contextlib.contextmanager
+def copy_of(source: Source) -> Iterator[Source]:
+    """Yield a copy of a source, which is deleted at the end."""
     size = os.path.getsize(source.path) if os.path.isfile(source.path) else 0
     with scratch_folder(size) as folder:
         with type(source)(os.path.join(folder, "scratch.qar"), "x") as copy:
             copy.is_scratch, copy.path = True, source.path
             source.copy_to(copy)
             yield copy
-            copy.copy_to(source)

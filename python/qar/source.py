@@ -7,9 +7,11 @@ from typing import Any, Collection, Iterable, List, Mapping, Optional, Tuple, Un
 from . import dictionary
 from .analysis import calibration, known_lines, results
 from .analysis.calibration import Calibration
+from .analysis.efficiency import forget_uncertainty, write_total
 from .analysis.known_lines import LineCalibration
 from .analysis.results import Analysis, Nuclide
 from .analysis.settings import check_settings
+from .analysis.summing import TotalEfficiency
 from .constants import QAR_CLS_SPECTRUM
 from .display import notebook, plot
 from .display.notebook import Results
@@ -17,7 +19,7 @@ from .display.plot import Drawing
 from .enums import AccessMode
 from .errors import refuse
 from .handle import INPUT
-from .nuclides import builtin_library
+from .nuclides import builtin_library, coincidences
 from .records import RecordSource
 from .scratch import rehearsal
 
@@ -66,6 +68,8 @@ class DataSource(RecordSource):
         counted from 1; calibration.counted_from_one converts one for channels counted from 0.
         """
         columns = (energy, shape, efficiency)
+        if efficiency is not None:
+            forget_uncertainty(self)
         for name, coefficients in zip(calibration.PARAMETERS.values(), columns):
             if coefficients is not None:
                 self.set_column(name, coefficients)
@@ -101,6 +105,7 @@ class DataSource(RecordSource):
         entry_point: str = results.ENTRY_POINT,
         options: int = 0,
         groups: Collection[str] = (),
+        total_efficiency: Optional[TotalEfficiency] = None,
         **settings: Any,
     ) -> Results:
         """Write processing settings, run an engine and return its results.
@@ -108,15 +113,22 @@ class DataSource(RecordSource):
         settings: parameters by name, such as QAR_D_PEAKLIMIT=4.0; others keep the values of the
         file. options: the engine's option word. groups: of the built-in nuclide library, which
         peak_search uses if the source has no nuclides of its own; empty: all groups. The library
-        is not stored in the source. If the analysis fails, the source is unchanged.
+        is not stored in the source. total_efficiency: is stored in the source and corrects true
+        coincidence summing, as a stored one does. If the analysis fails, the source is unchanged.
         Raises BadArgumentError if a setting is out of range, and EngineError with the reason if
         the engine fails or is missing.
         """
         if engine == results.ENGINE:
             check_settings(settings, self.get)
         with rehearsal(self) as copy:
+            if calibration.PARAMETERS["efficiency"] in map(str.upper, settings):
+                forget_uncertainty(copy)
             copy.update(settings)
+            if total_efficiency is not None:
+                write_total(copy, total_efficiency)
             with builtin_library.lent_to(copy, groups, engine == results.ENGINE):
+                if engine == results.ENGINE:
+                    coincidences.write_factors(copy)
                 results.run_engine(copy, engine, entry_point, options)
         return self.results()
 

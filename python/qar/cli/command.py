@@ -50,6 +50,14 @@ def add_recursive(command: Parser) -> None:
     )  # fmt: skip
 
 
+def add_total_efficiency(command: Parser) -> None:
+    command.add_argument(
+        "--total-efficiency", metavar="CSV", default="",
+        help="Correct true coincidence summing with this total efficiency, a table with the columns"
+        " energy (keV) and efficiency (default: that of the file, if any).",
+    )  # fmt: skip
+
+
 def number_up_to(most: int) -> Callable[[str], int]:
     """Return the type of an argument that is a whole number from 1 to a maximum."""
 

@@ -6,8 +6,9 @@ import warnings
 from typing import Any, FrozenSet, Iterable, List, NamedTuple, Optional, Tuple
 
 from .. import formats
-from ..analysis import calibration
+from ..analysis import calibration, efficiency
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
+from ..analysis.summing import TotalEfficiency
 from ..atomic_files import refuse_taken, write_text
 from ..display import report
 from ..display.printable import printable
@@ -38,6 +39,7 @@ class Options(NamedTuple):
     groups: Tuple[str, ...] = ()  # of the built-in library; empty: all
     settings: Tuple[Tuple[str, Any], ...] = ()  # parameters by name
     template: str = ""  # a QAR file whose analysis sequence is copied
+    total_efficiency: Optional[TotalEfficiency] = None  # None: that of the file, if any
     reading: Reading = Reading()  # how the file is read
     spectrum: str = ""  # name of the spectrum to analyse
     all_spectra: bool = False  # analyse every spectrum of a file
@@ -143,7 +145,9 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
     """Analyse an open source that may be changed, and write its report."""
     reports = [_stage(options.reports, stem + ".html", options)] if options.reports else []
     _set_up(source, options)
-    analysis = source.analyse(groups=options.groups, **dict(options.settings))
+    analysis = source.analyse(
+        groups=options.groups, total_efficiency=options.total_efficiency, **dict(options.settings)
+    )
     for file in reports:
         library = builtin_library.library_of(source)
         page = report.page(source, analysis, report.Options(library=library, shared_script=True))
@@ -165,6 +169,8 @@ def _set_up(source: DataSource, options: Options) -> None:
     if options.template:
         with open_source(options.template) as template:
             template.copy_analysis_sequence_to(source)
+            if source.get(calibration.PARAMETERS["efficiency"]) is None:
+                efficiency.copy_to(template, source)
             for name in calibration.PARAMETERS.values():
                 if source.get(name) is None:
                     source.set_column(name, template.column(name))

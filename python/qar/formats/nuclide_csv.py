@@ -14,16 +14,15 @@ Data of the nuclide, such as the half-life, are only needed in its first line. "
 import csv
 import io
 import os
-from typing import Any, Dict, Iterable, Iterator, List, Optional, Tuple
+from typing import Any, Dict, Iterable, List, Optional
 
 from ..analysis.results import GammaLine, Nuclide
 from ..atomic_files import Path
 from ..display.printable import csv_cell, quoted
 from ..values import is_known
-from . import parsing
+from . import named_columns, parsing
 from .measurement import FormatError, reading
-
-MAX_LINES = 200000
+from .named_columns import Row
 
 _REQUIRED = ("nuclide", "half_life", "energy", "photons")
 _COLUMNS = (
@@ -33,8 +32,6 @@ _COLUMNS = (
 )
 _SECONDS = {"s": 1.0, "min": 60.0, "h": 3600.0, "d": 86400.0, "y": 365.242198 * 86400.0}
 _FLAGS = {"1": True, "yes": True, "true": True, "0": False, "no": False, "false": False}
-
-Row = Dict[str, str]
 
 
 def read(path: Path) -> List[Nuclide]:
@@ -46,7 +43,7 @@ def read(path: Path) -> List[Nuclide]:
 def _nuclides(data: bytes) -> List[Nuclide]:
     nuclides: Dict[str, Nuclide] = {}
     lines: Dict[str, List[GammaLine]] = {}
-    for number, row in _rows(data):
+    for number, row in named_columns.rows(data, _REQUIRED, _COLUMNS):
         try:
             name = row["nuclide"]
             if not name:
@@ -61,40 +58,6 @@ def _nuclides(data: bytes) -> List[Nuclide]:
     return [nuclide._replace(lines=tuple(lines[name])) for name, nuclide in nuclides.items()]
 
 
-def _rows(data: bytes) -> Iterator[Tuple[int, Row]]:
-    """Yield each row with the number of its line."""
-    columns: List[str] = []
-    for number, line in enumerate(parsing.lines_of(data), start=1):
-        if number > MAX_LINES:
-            raise FormatError(f"more than {MAX_LINES:,} lines")
-        if not line.strip() or line.lstrip().startswith("#"):
-            continue
-        try:
-            fields = [field.strip() for field in next(csv.reader([line]))]
-        except csv.Error as error:
-            raise FormatError(f"line {number}: {error}") from None
-        if not columns:
-            columns = [field.lower().replace("-", "_").replace(" ", "_") for field in fields]
-            _check_columns(columns)
-        elif len(fields) > len(columns):
-            raise FormatError(f"line {number}: {len(fields)} fields in {len(columns)} columns")
-        else:
-            fields += [""] * (len(columns) - len(fields))
-            yield number, {**dict.fromkeys(_COLUMNS, ""), **dict(zip(columns, fields))}
-
-
-def _check_columns(columns: List[str]) -> None:
-    for required in _REQUIRED:
-        if required not in columns:
-            raise FormatError(f"the first line has no column {required}")
-    for column in columns:
-        if column not in _COLUMNS:
-            expected = ", ".join(_COLUMNS)
-            raise FormatError(f"unknown column {quoted(column)}; expected one of {expected}")
-        if columns.count(column) > 1:
-            raise FormatError(f"the first line has the column {column} twice")
-
-
 def _nuclide(row: Row) -> Nuclide:
     fields: Dict[str, Any] = {"name": row["nuclide"], "half_life": _time(row["half_life"])}
     if row["half_life_uncertainty"]:
@@ -107,8 +70,8 @@ def _nuclide(row: Row) -> Nuclide:
 
 
 def _line(row: Row) -> GammaLine:
-    photons = _positive(row["photons"])
-    fields: Dict[str, Any] = {"energy": _positive(row["energy"]), "photons": photons}
+    photons = named_columns.positive(row["photons"])
+    fields: Dict[str, Any] = {"energy": named_columns.positive(row["energy"]), "photons": photons}
     for name in ("energy_uncertainty", "photons_uncertainty"):
         if row[name]:
             fields[name] = parsing.seconds(row[name])
@@ -117,20 +80,13 @@ def _line(row: Row) -> GammaLine:
     return GammaLine(**fields)
 
 
-def _positive(text: str) -> float:
-    value = float(parsing.exact(text))
-    if not value > 0:
-        raise FormatError(f"{quoted(text)} is not a number above 0")
-    return value
-
-
 def _time(text: str) -> float:
     number, unit = text, "s"
     for known in sorted(_SECONDS, key=len, reverse=True):
         if text.lower().endswith(known):
             number, unit = text[: -len(known)], known
             break
-    return _positive(number) * _SECONDS[unit]
+    return named_columns.positive(number) * _SECONDS[unit]
 
 
 def _flag(text: str) -> bool:

@@ -32,7 +32,9 @@ GROUPS = (
 )
 """The groups that a nuclide may belong to."""
 
-_DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
+DATA = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "data")
+"""The directory of the data files."""
+
 _NUCLIDES, _NAME = "QAR_C_NUCLNAME", "QAR_C_ANLIBRARY"
 _VERSION = re.compile(r"version (\d+\.\d+)")
 
@@ -48,7 +50,7 @@ class Entry(NamedTuple):
 @functools.lru_cache(maxsize=None)
 def version() -> str:
     """Return the version of the data, such as "2026.11"."""
-    with open(os.path.join(_DATA, "nuclides.csv"), encoding="utf-8") as file:
+    with open(os.path.join(DATA, "nuclides.csv"), encoding="utf-8") as file:
         match = _VERSION.search(file.readline())
     if match is None:
         raise ValueError("nuclides.csv: the first line does not contain a version")
@@ -61,7 +63,7 @@ def entries() -> Tuple[Entry, ...]:
     classified = _groups()
     return tuple(
         Entry(nuclide, *classified[nuclide.name])
-        for nuclide in nuclide_csv.read(os.path.join(_DATA, "nuclides.csv"))
+        for nuclide in nuclide_csv.read(os.path.join(DATA, "nuclides.csv"))
     )
 
 
@@ -152,14 +154,14 @@ def _plain(name: str) -> str:
 
 def _groups() -> Dict[str, Tuple[Tuple[str, ...], str]]:
     """The groups and the remark of each nuclide."""
-    with open(os.path.join(_DATA, "groups.csv"), encoding="utf-8", newline="") as file:
+    with open(os.path.join(DATA, "groups.csv"), encoding="utf-8", newline="") as file:
         rows = csv.DictReader(line for line in file if not line.startswith("#"))
         return {row["nuclide"]: (tuple(row["groups"].split()), row["remark"]) for row in rows}
 
 
 @functools.lru_cache(maxsize=None)
 def _x_rays() -> Dict[str, Tuple[GammaLine, ...]]:
-    nuclides = nuclide_csv.read(os.path.join(_DATA, "xrays.csv"))
+    nuclides = nuclide_csv.read(os.path.join(DATA, "xrays.csv"))
     return {nuclide.name: nuclide.lines for nuclide in nuclides}
 
 

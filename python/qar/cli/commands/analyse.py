@@ -8,7 +8,7 @@ from typing import Any, Dict, List, Tuple
 from ... import dictionary
 from ...analysis.settings import check_settings
 from ...display import tables
-from ...formats import FormatError, nuclide_csv
+from ...formats import FormatError, efficiency_csv, nuclide_csv
 from ...nuclides import builtin_library
 from ...source import open as open_source
 from .. import batch
@@ -23,6 +23,7 @@ from ..command import (
     add_force,
     add_json,
     add_recursive,
+    add_total_efficiency,
     group_names,
     number,
     number_up_to,
@@ -129,6 +130,11 @@ def _options(arguments: Arguments) -> Options:
         groups=arguments.groups,
         settings=settings,
         template=_absolute(arguments.template),
+        total_efficiency=(
+            efficiency_csv.read_total(arguments.total_efficiency)
+            if arguments.total_efficiency
+            else None
+        ),
         reading=reading_of(arguments),
         spectrum=arguments.spectrum,
         all_spectra=arguments.all,
@@ -211,6 +217,7 @@ def _add_arguments(command: Parser) -> None:
         "--template", metavar="FILE", default="",
         help="Copy the analysis sequence of this QAR file, and its calibrations to files without.",
     )  # fmt: skip
+    add_total_efficiency(command)
     command.add_argument(
         "--limit",
         metavar="SIGMA",
@@ -265,5 +272,8 @@ examples:
                                                   keep the inputs, write QAR files and reports
   qar analyse sample.qar --set QAR_D_EFFICCAL=-2.45,0.55,-0.145
                                                   use this efficiency calibration
+  qar analyse sample.n42 --template source.qar    use the calibrations of a certified source
+  qar analyse sample.qar --total-efficiency total.csv
+                                                  correct true coincidence summing
 """,
 )
