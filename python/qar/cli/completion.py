@@ -21,7 +21,7 @@ _qar() {
     case "$command" in
 @COMMANDS@
     esac
-    if [[ $word == -* && -n $options ]]; then operand=$options; fi
+    if [[ $word == -* ]]; then operand=$options; fi
     COMPREPLY=()
     if [[ $operand == "<file>" ]]; then
         compopt -o filenames 2>/dev/null

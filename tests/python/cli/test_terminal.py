@@ -17,9 +17,9 @@ COMPLETED = (  # the words before the cursor, words that bash must offer, one th
     (("qar", "--verbose", "analyse", "--l"), ["--library", "--limit", "--live-time"], "--json"),
     (("qar", "convert", "--to", ""), ["qar", "spe", "n42"], "mca"),  # only formats that are written
     (("qar", "convert", "--from", "mc"), ["mca"], "spe"),
-    (("qar", "analyse", "--library", "my"), ["my file.csv"], "--limit"),
+    (("qar", "analyse", "-l", "my"), ["my file.csv"], "--limit"),
     (("qar", "show", "my"), ["my file.csv"], "--json"),
-    (("qar", "analyse", "--limit", ""), [], "my file.csv"),
+    (("qar", "analyse", "-j", ""), [], "my file.csv"),
     (("qar", "completion", ""), ["bash", "zsh", "fish"], "my file.csv"),
 )
 BASH = 'source completion; COMP_CWORD=$(($# - 1)); COMP_WORDS=("$@"); _qar; printf "%s\\n" "${COMPREPLY[@]}"'

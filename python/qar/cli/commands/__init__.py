@@ -13,11 +13,13 @@ from . import (
     show,
     status,
     terminal,
+    view,
 )
 
 COMMANDS = (
     show.COMMAND,
     plot.COMMAND,
+    view.COMMAND,
     convert.COMMAND,
     dump.DUMP,
     dump.LOAD,
