@@ -156,14 +156,14 @@ class DataSource(RecordSource):
         ValueError if nothing would be shown.
         """
         other = None if compare is None else compare._drawing(Analysis((), ()))
-        drawing = plot.drawing_of(self, self.calibration(), results.results(self))
+        drawing = plot.drawing_of(self, results.results(self))
         return plot.figure_of(drawing, region, residuals, peaks, other, scale)
 
     def _drawing(self, analysis: Analysis) -> Optional[Drawing]:
         """Return the drawing of the source, or None if it has no spectrum."""
         if self.record_count(QAR_CLS_SPECTRUM) == 0:
             return None
-        return plot.drawing_of(self, self.calibration(), analysis)
+        return plot.drawing_of(self, analysis)
 
     def __repr__(self) -> str:
         if self.closed:

@@ -1,9 +1,11 @@
-"""Notes on estimated peak widths and corrected energies of an analysis."""
+"""Estimated peak widths and corrected energies of an analysis: notes, and the calibration."""
 
 import math
-from typing import List, Tuple
+from typing import List, Optional, Tuple
 
 from ..records import RecordSource
+from ..values import is_known
+from .calibration import PARAMETERS, Calibration
 
 _KINDS = {1: "germanium", 2: "CdZnTe", 3: "LaBr3", 4: "NaI or CsI", 5: "BGO"}
 _ORIGINS = {
@@ -29,10 +31,27 @@ def calibration_notes(source: RecordSource) -> Tuple[str, ...]:
             f"peak width {origin}: FWHM {width:.3g} keV at {_REFERENCE:.0f} keV, as of {kind},"
             f" sqrt({constant:.4g} + {slope:.4g} E)"
         )
-    lines = source.get("QAR_L_CORRLINES")
-    if lines:
-        offset, gain = (source.get("QAR_D_ENERGYCORR", 1, entry) for entry in (1, 2))
+    correction = _correction(source)
+    if correction:
+        lines, offset, gain = correction
         notes.append(
             f"energies corrected by {lines} lines: {offset:+.2f} keV and {(gain - 1) * 100:+.3f} %"
         )
     return tuple(notes)
+
+
+def corrected_calibration(source: RecordSource) -> Calibration:
+    """Return the calibrations of a source, with the energies that its results have."""
+    energy, shape, efficiency = (tuple(source.column(name)) for name in PARAMETERS.values())
+    correction = _correction(source)
+    if energy and correction:
+        _, offset, gain = correction
+        energy = (offset + gain * energy[0], *(gain * value for value in energy[1:]))
+    return Calibration(energy, shape, efficiency)
+
+
+def _correction(source: RecordSource) -> Optional[Tuple[int, float, float]]:
+    """Return the lines that corrected the energies, the offset in keV and the gain, or None."""
+    lines = source.get("QAR_L_CORRLINES")
+    offset, gain = (source.get("QAR_D_ENERGYCORR", 1, entry) for entry in (1, 2))
+    return (lines, offset, gain) if lines and is_known(offset) and is_known(gain) else None

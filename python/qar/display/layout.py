@@ -1,19 +1,15 @@
-"""The contents of a plot, independent of the drawing: fitted curves, labels and ticks."""
+"""The contents of a plot, independent of the drawing: axis, labels and ticks."""
 
 import math
 from typing import List, NamedTuple, Optional, Sequence, Tuple
 
-from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
+from ..analysis.calibration import Calibration
 from ..analysis.results import Peak
-from ..values import is_known
 
 # Blue and vermilion also differ for colour-blind readers; the curves differ in width as well.
 SPECTRUM_COLOUR, FIT_COLOUR = "#0072b2", "#d55e00"
 
 MIN_COUNT = 0.5  # the lower end of a logarithmic axis of counts
-_REACH = 2.0  # FWHM on either side of a peak whose region is not known
-_POINTS_PER_CHANNEL = 4
-_MAX_POINTS = 2000
 
 
 class Axis(NamedTuple):
@@ -34,99 +30,6 @@ class Axis(NamedTuple):
 def axis_of(calibration: Calibration) -> Axis:
     """Return the axis for the calibrations of a spectrum."""
     return Axis(calibration, "keV" if calibration.energy else "channels")
-
-
-class Curve(NamedTuple):
-    """A fitted region: channels, counted from 1, and counts per channel."""
-
-    channels: List[float]
-    counts: List[float]
-
-
-def residuals(
-    counts: Sequence[int], peaks: Sequence[Peak], calibration: Calibration
-) -> List[Curve]:
-    """Return the counts minus the fitted curves, in standard deviations of the counts.
-
-    The curves are those of `fitted_curves`, without tails and steps that the engine fitted.
-    """
-    curves = []
-    for channels, heights in fitted_curves(counts, peaks, calibration, points_per_channel=1):
-        deviations = [
-            (counts[int(channel) - 1] - height) / math.sqrt(max(height, 1.0))
-            for channel, height in zip(channels, heights)
-        ]
-        curves.append(Curve(channels, deviations))
-    return curves
-
-
-def fitted_curves(
-    counts: Sequence[int],
-    peaks: Sequence[Peak],
-    calibration: Calibration,
-    points_per_channel: int = _POINTS_PER_CHANNEL,
-) -> List[Curve]:
-    """Return the Gaussians of the peaks on a straight line between the ends of their region.
-
-    Peaks with overlapping regions share one curve. There are no curves without an energy
-    calibration.
-    """
-    shapes = []
-    for peak in peaks:
-        if calibration.energy and is_known(peak.fwhm) and is_known(peak.area) and peak.fwhm > 0:
-            slope = calibration.energy_at(peak.centroid + 0.5) - calibration.energy_at(
-                peak.centroid - 0.5
-            )
-            shapes.append((peak, peak.fwhm / slope if slope > 0 else 0.0))
-    regions: List[Tuple[int, int, List[Tuple[Peak, float]]]] = []
-    for peak, width in sorted((shape for shape in shapes if shape[1]), key=_left_end):
-        left, right = _region(peak, width, len(counts))
-        if regions and left <= regions[-1][1]:
-            first, last, members = regions[-1]
-            regions[-1] = (first, max(last, right), members + [(peak, width)])
-        else:
-            regions.append((left, right, [(peak, width)]))
-    return [
-        _curve(counts, *region, points_per_channel) for region in regions if region[1] > region[0]
-    ]
-
-
-def _left_end(shape: Tuple[Peak, float]) -> float:
-    peak, width = shape
-    return _region(peak, width, 1 << 30)[0]
-
-
-def _region(peak: Peak, width: float, channels: int) -> Tuple[int, int]:
-    left = peak.left if peak.left is not None else round(peak.centroid - _REACH * width)
-    right = peak.right if peak.right is not None else round(peak.centroid + _REACH * width)
-    return max(1, left), min(channels, right)
-
-
-def _curve(
-    counts: Sequence[int],
-    left: int,
-    right: int,
-    members: Sequence[Tuple[Peak, float]],
-    points_per_channel: int,
-) -> Curve:
-    low, high = _mean_around(counts, left), _mean_around(counts, right)
-    step = max(1 / points_per_channel, float((right - left) // _MAX_POINTS))
-    channels = [left + i * step for i in range(int((right - left) / step) + 1)]
-    heights = []
-    for channel in channels:
-        height = low + (high - low) * (channel - left) / (right - left)
-        for peak, width in members:
-            sigma = width / FWHM_PER_SIGMA
-            bend = ((channel - peak.centroid) / sigma) ** 2 / 2
-            if bend < 50:
-                height += peak.area / (sigma * math.sqrt(2 * math.pi)) * math.exp(-bend)
-        heights.append(height)
-    return Curve(channels, heights)
-
-
-def _mean_around(counts: Sequence[int], channel: int) -> float:
-    around = counts[max(0, channel - 2) : channel + 1]
-    return sum(around) / len(around) if around else 0.0
 
 
 class Label(NamedTuple):

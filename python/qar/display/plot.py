@@ -7,7 +7,7 @@ from typing import Any, BinaryIO, Dict, List, NamedTuple, Optional, Sequence, Tu
 
 from .. import optional_imports
 from ..analysis import peak_curves
-from ..analysis.calibration import Calibration
+from ..analysis.calibration_notes import corrected_calibration
 from ..analysis.peak_curves import Curve, Region
 from ..analysis.results import Analysis, Peak
 from ..atomic_files import Path
@@ -43,9 +43,9 @@ class Drawing(NamedTuple):
         return [self.axis.position(channel) for channel in range(1, len(self.counts) + 1)]
 
 
-def drawing_of(source: RecordSource, calibration: Calibration, results: Analysis) -> Drawing:
+def drawing_of(source: RecordSource, results: Analysis) -> Drawing:
     """Return the drawing of an open source. Raises NotFoundError if it has no spectrum."""
-    counts = source.spectrum()
+    counts, calibration = source.spectrum(), corrected_calibration(source)
     regions = peak_curves.regions_of(source, results.peaks, counts, calibration)
     title = source.get("QAR_C_MEASNAME") or os.path.basename(source.path)
     live_time = source.get("QAR_D_LIVETIME")

@@ -5,7 +5,8 @@ import os
 from typing import Any, Iterator, List, NamedTuple, Sequence, Tuple
 
 from ..analysis import peak_curves
-from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
+from ..analysis.calibration import FWHM_PER_SIGMA
+from ..analysis.calibration_notes import corrected_calibration
 from ..analysis.results import Analysis, Nuclide, nuclide_library
 from ..records import RecordSource
 from . import report_data, static_plot, tables
@@ -87,19 +88,6 @@ def page(source: RecordSource, analysis: Analysis, options: Options = Options())
         footer=_UNCERTAINTIES,
         data=Html(_data(source, analysis, options, counts, curves, axis)) if viewed else "{}",
     )
-
-
-def corrected_calibration(source: RecordSource) -> Calibration:
-    """Return the calibrations of a source, with the energies that its results have."""
-    energy, shape, efficiency = (
-        tuple(source.column(name))
-        for name in ("QAR_D_ENERGYCAL", "QAR_D_SHAPECAL", "QAR_D_EFFICCAL")
-    )
-    correction = tuple(source.column("QAR_D_ENERGYCORR"))
-    if energy and source.get("QAR_L_CORRLINES") and len(correction) == 2:
-        offset, gain = correction
-        energy = (offset + gain * energy[0], *(gain * value for value in energy[1:]))
-    return Calibration(energy, shape, efficiency)
 
 
 def overlay_of(source: RecordSource, other: RecordSource, name: str) -> Overlay:

@@ -276,17 +276,6 @@ class TestPictures(TestCase):
         self.assertEqual(sorted(labels, key=lambda label: label.position), labels)
         self.assertTrue(3 <= shifted[0] and shifted[-1] <= 98, shifted)
 
-    def test_overlapping_peaks_make_one_curve_with_residuals(self):
-        peaks = [
-            qar.Peak(centroid=c, fwhm=4, area=80, left=c - 9, right=c + 9) for c in (50, 30, 40)
-        ]
-        (curve,) = layout.fitted_curves([5] * 100, peaks, self.axis.calibration)
-        ends = (curve.channels[0], curve.channels[-1], round(max(curve.counts)))
-        self.assertEqual(ends, (21, 59, 24))
-        counts = [5] * 44 + [500] + [5] * 55
-        (curve,) = layout.residuals(counts, peaks, self.axis.calibration)
-        self.assertEqual(max(zip(curve.counts, curve.channels))[1], 45)
-
     def test_ticks_are_inside_the_axis(self):
         self.assertEqual(layout.ticks(0, 10, 5), [0, 2, 4, 6, 8, 10])
         *_, marks, _ = terminal.plot([1] * 1000, layout.axis_of(qar.Calibration()))

@@ -55,6 +55,14 @@ class TestPlot(support.TestCase):
         self.assertAlmostEqual(single[middle], fit[middle], delta=1)
         self.assertGreater(fit[middle], 20 * continuum[middle])
 
+    def test_energies_are_those_of_the_results_after_a_correction(self):
+        self.source["QAR_L_CORRLINES"] = 5
+        self.source.set_column("QAR_D_ENERGYCORR", (1.0, 1.01))
+        (axes,) = self.source.plot().axes
+        energies, _ = self.lines(axes, "counts")[0]
+        expected = 1 + 1.01 * self.source.calibration().energy_at(440)
+        self.assertAlmostEqual(energies[439], expected)
+
     def test_compared_spectrum_is_scaled_to_the_live_time(self):
         with qar.open(support.make_spectrum("b.qar", title="blank"), "r+") as other:
             other["QAR_D_LIVETIME"] = 400.0

@@ -50,7 +50,7 @@ def _drawing(arguments: Arguments) -> Drawing:
                 results = source.analyse()
             except QarError as error:
                 warn(arguments.file, [f"drawn without an analysis: {failure_text(error)}"])
-        return picture.drawing_of(source, source.calibration(), results)
+        return picture.drawing_of(source, results)
 
 
 def _other(path: str) -> Drawing:
@@ -58,7 +58,7 @@ def _other(path: str) -> Drawing:
     measurement = foreground(formats.read(path))
     with open_measurement(measurement) as (source, _):
         source.path = path
-        return picture.drawing_of(source, source.calibration(), Analysis((), ()))
+        return picture.drawing_of(source, Analysis((), ()))
 
 
 def _region(text: str) -> Tuple[float, float]:
