@@ -193,7 +193,7 @@ void Analysis::identifyNuclides(bool nuclidesRequired) {
 }
 
 // The most confident first. A nuclide that was not found has a record if one of its lines has a
-// peak or if its detection limit is known.
+// peak or if its detection limit is known. One that was found in a scintillator may lack a peak.
 void Analysis::writeResults(const NuclideLibrary& library, const Findings& findings) const {
     std::vector<std::size_t> order(findings.nuclides.size());
     std::iota(order.begin(), order.end(), 0U);
@@ -202,7 +202,7 @@ void Analysis::writeResults(const NuclideLibrary& library, const Findings& findi
     });
     std::uint16_t record = 0;
     for (const std::size_t nuclide : order) {
-        if (!findings.nuclides[nuclide].peaks.empty() ||
+        if (!findings.nuclides[nuclide].peaks.empty() || isIdentified(findings.nuclides[nuclide]) ||
             (library.measurement().isAbsolute &&
              std::isfinite(library.detectionLimitOf(nuclide)))) {
             writeResult(library, findings, nuclide, ++record);

@@ -48,7 +48,7 @@ EnergyCorrection findCorrection(const DataSourceAccess& dataSource, const Spectr
         return scintillatorCorrection(searched, calibration, library.nuclides());
     }
     return energyCorrectionOf(positionedPeaks(peaks, calibration),
-                              readPatterns(dataSource, calibration), kindOf(calibration.shape));
+                              readPatterns(dataSource, calibration));
 }
 
 EnergyCorrection readCorrection(const DataSourceAccess& dataSource) {

@@ -23,6 +23,14 @@ const LinePattern naturalBackground = {"background",
                                         {2614.511, 1.0}},
                                        2.0};
 
+// K X-rays that sources and shielding emit, with their approximate relative intensities.
+const std::vector<LinePattern> xRays = {
+    {"caesium", {{30.85, 1.0}, {35.05, 0.24}}, 3.0},
+    {"barium", {{32.06, 1.0}, {36.5, 0.24}}, 3.0},
+    {"samarium", {{39.9, 1.0}, {45.5, 0.26}}, 3.0},
+    {"lead", {{72.80, 0.6}, {74.97, 1.0}, {84.8, 0.35}, {87.3, 0.1}}, 2.0},
+    {"uranium", {{94.65, 0.62}, {98.44, 1.0}, {111.2, 0.36}, {114.5, 0.12}}, 3.0}};
+
 // Nuclides that are often in spectra: calibration sources and natural ones.
 constexpr auto commonNuclides = std::to_array<std::string_view>(
     {"Ac-228", "Am-241", "Ba-133", "Bi-214", "Cd-109", "Co-57", "Co-60",  "Cs-137",
@@ -31,23 +39,22 @@ constexpr auto commonNuclides = std::to_array<std::string_view>(
 constexpr double commonSurprise = 3.0;
 constexpr double rareSurprise = 2.3;  // beyond the logarithm of the number of nuclides
 
-constexpr double xRayEnergy = 55.0;  // keV; lines and peaks below are no evidence
+constexpr double xRayEnergy = 55.0;  // keV; lines of nuclides below are no evidence
 
 struct Range {
     double offset;  // keV
     double gain;    // relative
 };
-constexpr Range germaniumScatter = {2.0, 0.003};
-constexpr Range germaniumLimit = {6.0, 0.008};
-constexpr Range otherScatter = {15.0, 0.03};
-constexpr Range otherLimit = {40.0, 0.10};
+constexpr Range scatter = {2.0, 0.003};
+constexpr Range limit = {6.0, 0.008};
 
-constexpr std::size_t minLines = 3;
-constexpr double minGain = 10.0;      // of the score over the calibration as it is
+constexpr std::size_t minLines = 2;
+constexpr double minGain = 7.0;       // of the score over the calibration as it is
 constexpr double minAdvantage = 5.0;  // over any other correction
 
 std::vector<LinePattern> patternsOf(std::span<const LinePattern> nuclides) {
     std::vector<LinePattern> patterns = {naturalBackground};
+    patterns.insert(patterns.end(), xRays.begin(), xRays.end());
     const double rare = rareSurprise + std::log(static_cast<double>(nuclides.size() + 1));
     for (const LinePattern& nuclide : nuclides) {
         const bool isCommon =
@@ -80,10 +87,7 @@ std::vector<PositionedPeak> positionedPeaks(std::span<const FittedPeak> peaks,
 }
 
 EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
-                                    std::span<const LinePattern> nuclides, DetectorKind kind) {
-    const bool isGermanium = kind == DetectorKind::germanium;
-    const Range& scatter = isGermanium ? germaniumScatter : otherScatter;
-    const Range& limit = isGermanium ? germaniumLimit : otherLimit;
+                                    std::span<const LinePattern> nuclides) {
     const RelationLimits limits = {
         {0.0, 1.0}, scatter.offset, scatter.gain, limit.offset, limit.gain};
     const std::vector<LinePattern> patterns = patternsOf(nuclides);

@@ -11,7 +11,6 @@
 #include "embedded/engines/calibration.h"
 #include "embedded/engines/line_assignment.h"
 #include "embedded/engines/peak_fit.h"
-#include "embedded/engines/width_estimate.h"
 
 namespace embedded::engines {
 
@@ -26,10 +25,10 @@ std::vector<PositionedPeak> positionedPeaks(std::span<const FittedPeak> peaks,
 
 // Returns the correction that explains the peaks best, or one without lines if the evidence is
 // weak.
-// nuclides: of the library, may be empty; their surprise is ignored; kind: limits how far a
-// calibration can be off.
+// peaks: of a detector with narrow peaks, such as germanium; nuclides: of the library, may be
+// empty; their surprise is ignored.
 EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
-                                    std::span<const LinePattern> nuclides, DetectorKind kind);
+                                    std::span<const LinePattern> nuclides);
 
 // Corrects the energies and adapts the widths to the gain: widths in channels stay the same.
 Calibration corrected(Calibration calibration, const EnergyRelation& relation);

@@ -14,7 +14,10 @@ namespace {
 constexpr std::size_t proposingLines = 6;
 constexpr std::size_t proposingPeaks = 24;
 constexpr std::size_t assessedProposals = 60;
-constexpr std::size_t maxLines = 40;  // of a pattern, the strongest
+// Lines of two patterns propose a relation if neither pattern is more surprising than this.
+constexpr double proposingSurprise = 3.5;
+constexpr std::size_t leadingLines = 2;  // of each of these patterns
+constexpr std::size_t maxLines = 40;     // of a pattern, the strongest
 
 // Standard deviation of a peak about its line beyond the uncertainty of the peak, in FWHM: a
 // calibration is not exactly straight. Lines nearer to each other than the resolution count as one.
@@ -50,7 +53,8 @@ LineAssignment::LineAssignment(std::span<const PositionedPeak> peaks,
     }
     std::ranges::sort(areas_);
     if (!peaks.empty()) {
-        range_ = peaks.back().position - peaks.front().position + 10.0 * peaks.back().width;
+        range_ = std::max(peaks.back().position, 0.0) + 10.0 * peaks.back().width;
+        large_ = largePeaks();
     }
 }
 
@@ -223,35 +227,85 @@ Assignment LineAssignment::assess(const EnergyRelation& relation) const {
     return result;
 }
 
-// Adds all relations from two strong lines of a pattern and two large peaks, scored with this
-// pattern alone.
-void LineAssignment::propose(std::size_t pattern, std::vector<Assignment>& proposals) const {
+// Returns the strongest lines of a pattern by rising energy.
+std::vector<PatternLine> LineAssignment::strongestLines(std::size_t pattern,
+                                                        std::size_t count) const {
     std::vector<PatternLine> lines = patterns_[pattern].lines;
     std::ranges::stable_sort(lines, std::ranges::greater(), &PatternLine::weight);
-    lines.resize(std::min(lines.size(), proposingLines));
+    lines.resize(std::min(lines.size(), count));
     std::ranges::sort(lines, {}, &PatternLine::energy);
+    return lines;
+}
+
+std::vector<PositionedPeak> LineAssignment::largePeaks() const {
     const double minArea = areas_[areas_.size() - std::min(areas_.size(), proposingPeaks)];
     std::vector<PositionedPeak> large;
     std::ranges::copy_if(peaks_, std::back_inserter(large),
                          [&](const PositionedPeak& peak) { return peak.area >= minArea; });
-    const std::vector<bool> used(peaks_.size(), false);
-    const auto tryPair = [&](const PatternLine& low, const PatternLine& high) {
-        for (auto first = large.begin(); first != large.end(); ++first) {
-            for (auto second = first + 1; second != large.end(); ++second) {
-                const double distance = second->position - first->position;
-                const double gain = (high.energy - low.energy) / distance;
-                const EnergyRelation relation = {low.energy - gain * first->position, gain};
-                if (distance > second->width && isPossible(relation)) {
-                    const double score = scoreOf(pattern, relation, used).score;
-                    proposals.push_back(
-                        {relation, score - patterns_[pattern].surprise + priorOf(relation), {}});
-                }
+    return large;
+}
+
+// Calls propose with each possible relation from two energies, the lower first, and two large
+// peaks.
+template <typename Propose>
+void LineAssignment::forEachRelation(double low, double high, const Propose& propose) const {
+    for (auto first = large_.begin(); first != large_.end(); ++first) {
+        for (auto second = first + 1; second != large_.end(); ++second) {
+            const double distance = second->position - first->position;
+            const double gain = (high - low) / distance;
+            const EnergyRelation relation = {low - gain * first->position, gain};
+            if (distance > second->width && isPossible(relation)) {
+                propose(relation);
             }
         }
-    };
+    }
+}
+
+// Adds all relations from two strong lines of a pattern, scored with this pattern alone.
+void LineAssignment::propose(std::size_t pattern, std::vector<Assignment>& proposals) const {
+    const std::vector<PatternLine> lines = strongestLines(pattern, proposingLines);
+    const std::vector<bool> used(peaks_.size(), false);
     for (std::size_t low = 0; low < lines.size(); ++low) {
         for (std::size_t high = low + 1; high < lines.size(); ++high) {
-            tryPair(lines[low], lines[high]);
+            forEachRelation(
+                lines[low].energy, lines[high].energy, [&](const EnergyRelation& relation) {
+                    const double score =
+                        scoreOf(pattern, relation, used).score - patterns_[pattern].surprise;
+                    proposals.push_back({relation, score + priorOf(relation), {}});
+                });
+        }
+    }
+}
+
+// Adds all relations from strong lines of two common patterns, scored with these patterns: most
+// sources have one or two lines, but there are several sources or natural background.
+void LineAssignment::proposeAcrossPatterns(std::vector<Assignment>& proposals) const {
+    struct Leading {
+        double energy;
+        std::size_t pattern;
+    };
+    std::vector<Leading> lines;
+    for (std::size_t pattern = 0; pattern < patterns_.size(); ++pattern) {
+        if (patterns_[pattern].surprise <= proposingSurprise) {
+            for (const PatternLine& line : strongestLines(pattern, leadingLines)) {
+                lines.push_back({line.energy, pattern});
+            }
+        }
+    }
+    std::ranges::sort(lines, {}, &Leading::energy);
+    const std::vector<bool> used(peaks_.size(), false);
+    for (auto low = lines.begin(); low != lines.end(); ++low) {
+        for (auto high = low + 1; high != lines.end(); ++high) {
+            if (low->pattern == high->pattern || !(high->energy > low->energy)) {
+                continue;
+            }
+            forEachRelation(low->energy, high->energy, [&](const EnergyRelation& relation) {
+                double score = priorOf(relation);
+                for (const std::size_t pattern : {low->pattern, high->pattern}) {
+                    score += scoreOf(pattern, relation, used).score - patterns_[pattern].surprise;
+                }
+                proposals.push_back({relation, score, {}});
+            });
         }
     }
 }
@@ -323,6 +377,7 @@ std::vector<Assignment> LineAssignment::best(std::size_t count) const {
     for (std::size_t pattern = 0; pattern < patterns_.size(); ++pattern) {
         propose(pattern, proposals);
     }
+    proposeAcrossPatterns(proposals);
     std::ranges::stable_sort(proposals, std::ranges::greater(), &Assignment::score);
     std::vector<Assignment> assessed = distinct(proposals, 0.25, assessedProposals);
     for (Assignment& proposal : assessed) {

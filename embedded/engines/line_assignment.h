@@ -92,7 +92,12 @@ class LineAssignment {
     std::optional<std::size_t> nearestPeak(double position, const std::vector<bool>& used) const;
     PatternScore scoreOf(std::size_t pattern, const EnergyRelation& relation,
                          const std::vector<bool>& used) const;
+    std::vector<PatternLine> strongestLines(std::size_t pattern, std::size_t count) const;
+    std::vector<PositionedPeak> largePeaks() const;
+    template <typename Propose>
+    void forEachRelation(double low, double high, const Propose& propose) const;
     void propose(std::size_t pattern, std::vector<Assignment>& proposals) const;
+    void proposeAcrossPatterns(std::vector<Assignment>& proposals) const;
     EnergyRelation fitted(const Assignment& assignment) const;
     std::vector<Assignment> distinct(const std::vector<Assignment>& assignments, double part,
                                      std::size_t count) const;
@@ -101,7 +106,8 @@ class LineAssignment {
     std::span<const LinePattern> patterns_;
     RelationLimits limits_;
     std::vector<double> areas_;  // rising
-    double range_ = 0.0;         // of the positions
+    std::vector<PositionedPeak> large_;
+    double range_ = 0.0;  // of the positions
 };
 
 }  // namespace embedded::engines

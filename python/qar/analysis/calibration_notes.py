@@ -35,7 +35,8 @@ def calibration_notes(source: RecordSource) -> Tuple[str, ...]:
     if correction:
         lines, offset, gain = correction
         notes.append(
-            f"energies corrected by {lines} lines: {offset:+.2f} keV and {(gain - 1) * 100:+.3f} %"
+            f"energies corrected by {lines} line{'s' if lines > 1 else ''}:"
+            f" {offset:+.2f} keV and {(gain - 1) * 100:+.3f} %"
         )
     return tuple(notes)
 
