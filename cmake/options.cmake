@@ -10,7 +10,7 @@ endif()
 target_compile_options(project_options INTERFACE ${warnings})
 
 if(PYORV3_SANITIZE)
-    set(sanitizers "-fsanitize=${PYORV3_SANITIZE}" -fno-omit-frame-pointer -O1)
+    set(sanitizers "-fsanitize=${PYORV3_SANITIZE}" -fno-omit-frame-pointer)
     if(PYORV3_SANITIZE MATCHES "undefined")
         list(APPEND sanitizers -fno-sanitize-recover=undefined)
     endif()
