@@ -7,9 +7,13 @@ set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 builds=$(realpath -m "${BUILD_DIR:-$project/build}")
 
-build_packages=(
-    g++ cmake ninja-build python3 python3-dev libsqlite3-dev libxxhash-dev libeigen3-dev nlohmann-json3-dev)
-test_packages=(libgtest-dev libgmock-dev mypy python3-matplotlib python3-numpy python3-venv)
+# packages KEY: prints the strings of a list in pyproject.toml, one per line. Python may be missing.
+packages() {
+    awk -v start="$1 = [" 'index($0, start) == 1 { on = 1 } on { print } /\]/ { on = 0 }' \
+        "$project/pyproject.toml" | grep -o '"[^"]*"' | tr -d '"'
+}
+mapfile -t build_packages < <(packages build-packages)
+mapfile -t test_packages < <(packages test-packages)
 
 # The interpreter to build for and test with, at every configuration.
 export PYTHON="${PYTHON:-/usr/bin/python3}"

@@ -1,162 +1,95 @@
-"""Build the wheel, as the build backend of pip, and write the metadata for `cmake --install`.
+"""Build wheels and source distributions, as the build backend of pip.
 
-    wheel_backend.py dist-info FOLDER TAG    # reads the installed files from standard input
-    wheel_backend.py wheel BUILD FOLDER      # packs the files that `cmake --install BUILD` installs
+    wheel_backend.py wheel BUILD FOLDER    # pack the files that `cmake --install BUILD` installs
+    wheel_backend.py sdist FOLDER          # pack the sources
+
+Options for CMake come from the variable CMAKE_ARGS and from the setting "cmake-args" (pip
+install --config-settings cmake-args=-DNAME=VALUE). CC and CXX name the compilers. BUILD_DIR is the
+directory of the build; default: a temporary one.
 """
 
-import base64
-import hashlib
+import contextlib
 import os
-import re
+import shlex
 import shutil
 import subprocess
 import sys
 import sysconfig
 import tempfile
-import zipfile
 from pathlib import Path
 
-PROJECT = Path(__file__).resolve().parent.parent.parent
-NAME = "pyORV3"
-EXTRAS = {"analysis": ("matplotlib", "numpy", "pandas"), "batch": ("dask", "distributed", "tqdm")}
-TOOLS = ("cmake", "ninja", "g++")
-TERMINAL_FILES = {  # below the prefix of an installation, with the command that prints each
-    "share/bash-completion/completions/qar": ("completion", "bash"),
-    "share/fish/vendor_completions.d/qar.fish": ("completion", "fish"),
-    "share/man/man1/qar.1": ("manual",),
-    "share/zsh/site-functions/_qar": ("completion", "zsh"),
-}
+import archives
+import dist_info
+from project_file import BUILD_PACKAGES, NAME, PROJECT, TOOLS, VERSION
+from requirements import wheel_tag
 
 
-def version():
-    project = (PROJECT / "CMakeLists.txt").read_text(encoding="utf-8")
-    return re.search(r"project\(pyORV3 VERSION ([0-9.]+)", project).group(1)
-
-
-def needed_packages():
-    scripts = (PROJECT / "scripts" / "common.sh").read_text(encoding="utf-8")
-    names = re.search(r"^build_packages=\(([^)]*)\)", scripts, re.MULTILINE).group(1)
-    return " ".join(names.split())
-
-
-def metadata():
-    extras = [
-        f'Provides-Extra: {extra}\nRequires-Dist: {package}; extra == "{extra}"'
-        for extra, packages in EXTRAS.items()
-        for package in packages
-    ]
-    header = [
-        "Metadata-Version: 2.1",
-        f"Name: {NAME}",
-        f"Version: {version()}",
-        "Summary: Work on QAR files, the spectrum data files of a measurement suite",
-        "License: MIT",
-        "Requires-Python: >=3.6",
-        "Requires-External: libsqlite3 (elsewhere than on Windows)",
-        "Requires-External: libstdc++ of GCC 12 or later (elsewhere than on Windows)",
-        *dict.fromkeys("\n".join(extras).splitlines()),
-        "Description-Content-Type: text/markdown",
-    ]
-    readme = (PROJECT / "README.md").read_text(encoding="utf-8")
-    return "\n".join(header) + "\n\n" + readme
-
-
-def write_dist_info(folder, files, tag):
-    """Write the metadata of the files installed in a folder; return the metadata folder's name.
-
-    files: the relative paths of the files, which an uninstallation removes.
-    """
-    name = f"{NAME}-{version()}.dist-info"
-    place = Path(folder, name)
-    place.mkdir(exist_ok=True)
-    wheel = f"Wheel-Version: 1.0\nGenerator: {NAME}\nRoot-Is-Purelib: false\nTag: {tag}\n"
-    texts = {
-        "METADATA": metadata(),
-        "WHEEL": wheel,
-        "entry_points.txt": "[console_scripts]\nqar = qar.__main__:main\n",
-        "LICENSE": (PROJECT / "LICENSE").read_text(encoding="utf-8"),
-    }
-    for file, text in texts.items():
-        (place / file).write_bytes(text.encode("utf-8"))
-    listed = [*files, *(f"{name}/{file}" for file in texts)]
-    lines = [record_line(folder, file) for file in sorted(listed)] + [f"{name}/RECORD,,"]
-    (place / "RECORD").write_text("\n".join(lines) + "\n", encoding="utf-8")
-    return name
-
-
-def record_line(folder, file):
-    content = Path(folder, file).read_bytes()
-    digest = base64.urlsafe_b64encode(hashlib.sha256(content).digest()).rstrip(b"=").decode()
-    return f"{file},sha256={digest},{len(content)}"
-
-
-def platform_tag():
-    """Return the tag of a wheel for this platform and every CPython from 3.6 on."""
-    platform = re.sub("[-.]", "_", sysconfig.get_platform())
-    return f"cp36-abi3-{platform}"
-
-
-def pack(build, wheel_directory):
+def pack(build, folder):
     """Pack the files that `cmake --install` of a build installs; return the wheel's name."""
     with tempfile.TemporaryDirectory() as tree:
         run("cmake", "--install", build, "--prefix", tree, "--strip")
-        information = next(Path(tree).glob("*.dist-info/WHEEL"))
-        tag = re.search("Tag: (.*)", information.read_text(encoding="utf-8")).group(1)
-        if "win32" not in tag:
-            add_terminal_files(Path(tree), tag)
-        name = f"{NAME}-{version()}-{tag}.whl"
-        Path(wheel_directory).mkdir(parents=True, exist_ok=True)
-        with zipfile.ZipFile(Path(wheel_directory, name), "w", zipfile.ZIP_DEFLATED) as wheel:
-            for path in sorted(Path(tree).rglob("*")):
-                if path.is_file():
-                    entry = zipfile.ZipInfo(path.relative_to(tree).as_posix())  # dated 1980
-                    entry.compress_type = zipfile.ZIP_DEFLATED
-                    entry.external_attr = (path.stat().st_mode & 0xFFFF) << 16
-                    wheel.writestr(entry, path.read_bytes())
-    return name
+        packages = next(Path(tree).rglob(dist_info.FOLDER)).parent
+        if Path(tree, "share").exists():
+            data = packages / f"{NAME}-{VERSION}.data" / "data"
+            data.mkdir(parents=True)
+            shutil.move(str(Path(tree, "share")), str(data))
+        files = (path for path in packages.rglob("*") if path.is_file())
+        names = (path.relative_to(packages).as_posix() for path in files)
+        # Without the command, which pip writes.
+        dist_info.write(packages, [n for n in names if not n.startswith(dist_info.FOLDER)])
+        return archives.write_wheel(packages, folder, wheel_tag(packages))
 
 
-def add_terminal_files(tree, tag):
-    """Add the manual page and the completions, which the installed program itself prints."""
-    data = tree / f"{NAME}-{version()}.data" / "data"
-    environment = {**os.environ, "PYTHONPATH": str(tree), "PYTHONIOENCODING": "utf-8"}
-    for name, command in TERMINAL_FILES.items():
-        text = run(sys.executable, "-B", "-m", "qar", *command, env=environment)
-        (data / name).parent.mkdir(parents=True)
-        (data / name).write_bytes(text.encode("utf-8"))
-    files = (path.relative_to(tree) for path in tree.rglob("*") if path.is_file())
-    write_dist_info(tree, [f.as_posix() for f in files if ".dist-info" not in f.parts[0]], tag)
-
-
-def run(*command, **options):
-    """Run a command and return its output; exit with the output if it fails."""
+def run(*command):
+    """Run a command; exit with its output if it fails."""
     result = subprocess.run(
-        list(map(str, command)),
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        encoding="utf-8",
-        **options,
+        list(map(str, command)), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8"
     )
     if result.returncode != 0:
         raise SystemExit(
-            f"{result.stdout}\n{' '.join(map(str, command))}: failed; the build needs these"
-            f" packages of Debian or equivalent ones: {needed_packages()}"
+            f"{result.stdout}\n{' '.join(map(str, command))}: failed; {installation_advice()}"
         )
-    return result.stdout
 
 
-def compile_into(build):
-    missing = [tool for tool in TOOLS if shutil.which(tool) is None]
+def installation_advice():
+    return f"on Debian and Ubuntu, sudo apt-get install {' '.join(BUILD_PACKAGES)}"
+
+
+def check_tools():
+    """Exit with the names of the packages if a program that the build runs is missing."""
+    compiler = shlex.split(os.environ.get("CXX", "g++"))[0]
+    missing = [tool for tool in [*TOOLS, compiler] if shutil.which(tool) is None]
     if missing:
         raise SystemExit(
             f"{NAME} is compiled when it is installed from its sources; missing:"
-            f" {', '.join(missing)}. On Debian and Ubuntu: sudo apt-get install {needed_packages()}"
+            f" {', '.join(missing)}; {installation_advice()}"
         )
+
+
+def cmake_options(settings):
+    """Return the options for CMake from the environment and from pip's settings."""
+    values = (settings or {}).get("cmake-args", [])
+    texts = [os.environ.get("CMAKE_ARGS", ""), *([values] if isinstance(values, str) else values)]
+    return [option for text in texts for option in shlex.split(text)]
+
+
+def compile_into(build, settings, *options):
+    check_tools()
     headers = Path(sysconfig.get_paths()["include"], "Python.h")
     python = sys.executable if headers.exists() else "/usr/bin/python3"
-    options = ("-DCMAKE_BUILD_TYPE=Release", "-DPYORV3_BUILD_TESTS=OFF", f"-DPYTHON={python}")
-    run("cmake", "-G", "Ninja", "-S", PROJECT, "-B", build, *options)
+    options = ("-DCMAKE_BUILD_TYPE=Release", "-DPYORV3_BUILD_TESTS=OFF", *options)
+    os.environ["PYTHON"] = python
+    run("cmake", "-G", "Ninja", "-S", PROJECT, "-B", build, *options, *cmake_options(settings))
     run("cmake", "--build", build)
+
+
+@contextlib.contextmanager
+def build_directory(name):
+    if os.environ.get("BUILD_DIR"):
+        yield Path(os.environ["BUILD_DIR"], name)
+    else:
+        with tempfile.TemporaryDirectory() as build:
+            yield build
 
 
 # ---- What pip calls ------------------------------------------------------------------------------
@@ -166,25 +99,40 @@ def get_requires_for_build_wheel(config_settings=None):
     return []
 
 
-def prepare_metadata_for_build_wheel(metadata_directory, config_settings=None):
-    return write_dist_info(metadata_directory, [], platform_tag())
+def get_requires_for_build_sdist(config_settings=None):
+    return []
+
+
+def get_requires_for_build_editable(config_settings=None):
+    return []
 
 
 def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
-    """Compile in the folder BUILD_DIR, or in a temporary one if it is not set, and pack."""
-    if os.environ.get("BUILD_DIR"):
-        build = Path(os.environ["BUILD_DIR"], "wheel")
-        compile_into(build)
+    with build_directory("wheel") as build:
+        compile_into(build, config_settings)
         return pack(build, wheel_directory)
-    with tempfile.TemporaryDirectory() as build:
-        compile_into(build)
-        return pack(build, wheel_directory)
+
+
+def build_sdist(sdist_directory, config_settings=None):
+    return archives.write_sdist(sdist_directory, dist_info.metadata())
+
+
+def build_editable(wheel_directory, config_settings=None, metadata_directory=None):
+    """Build in build/editable, with links to the Python files of the sources, and refer to it."""
+    build = Path(os.environ.get("BUILD_DIR", PROJECT / "build"), "editable").resolve()
+    compile_into(build, config_settings, "-DPYORV3_EDITABLE=ON")
+    product = build / "product"
+    with tempfile.TemporaryDirectory() as tree:
+        path = Path(tree, f"{NAME}.pth")
+        path.write_text(f"{product}\n", encoding="utf-8")
+        dist_info.write(tree, [path.name], product)
+        return archives.write_wheel(tree, wheel_directory, wheel_tag(product))
 
 
 if __name__ == "__main__":
-    if len(sys.argv) == 4 and sys.argv[1] == "dist-info":
-        write_dist_info(sys.argv[2], sys.stdin.read().splitlines(), sys.argv[3])
-    elif len(sys.argv) == 4 and sys.argv[1] == "wheel":
+    if len(sys.argv) == 4 and sys.argv[1] == "wheel":
         print(Path(sys.argv[3], pack(sys.argv[2], sys.argv[3])))
+    elif len(sys.argv) == 3 and sys.argv[1] == "sdist":
+        print(Path(sys.argv[2], build_sdist(sys.argv[2])))
     else:
         sys.exit(__doc__)

@@ -11,6 +11,16 @@ The package only uses the 27 functions of pyORV3, so it works on the embedded li
 suite's own.
 """
 
+try:
+    import pyORV3 as _extension  # noqa: F401
+except ImportError as _failure:
+    if "version `GLIBC" not in str(_failure):
+        raise
+    raise ImportError(
+        f"{_failure}; this build of pyORV3 is for newer systems: install its portable wheel, or"
+        " build it on this system with pip install ."
+    ) from None
+
 from . import constants, dictionary, status
 from .analysis import calibration
 from .analysis.calibration import Calibration
@@ -33,6 +43,7 @@ from .errors import (
 from .handle import inputs
 from .source import DataSource, open, open_input
 from .values import datetime_of
+from .version import __version__
 
 __all__ = [
     "AccessMode",
@@ -60,6 +71,7 @@ __all__ = [
     "ResultLevel",
     "SourceState",
     "SystemFailureError",
+    "__version__",
     "calibration",
     "constants",
     "datetime_of",

@@ -24,8 +24,12 @@ def read_rows():
 
 
 def module_names():
-    """Return the path of each module below the package, by its dotted name."""
+    """Return the path of each module below the package, by its dotted name.
+
+    A file NAME.py.in is the template of the module NAME.
+    """
     paths = {path.relative_to(PACKAGE): path for path in PACKAGE.rglob("*.py")}
+    paths.update((p.relative_to(PACKAGE).with_suffix(""), p) for p in PACKAGE.rglob("*.py.in"))
     return {".".join(name.with_suffix("").parts): path for name, path in paths.items()}
 
 

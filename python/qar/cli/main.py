@@ -14,11 +14,11 @@ from typing import Any, List, NoReturn, Optional
 
 from ..errors import QarError
 from ..formats import FormatError
+from ..version import __version__
 from .command import FAILED, CommandError
 from .commands import COMMANDS
 from .output import failure_text, print_failure
 from .termination import Terminated, raised_signals
-from .version import version
 
 _INTERRUPTED = 130
 _EPILOG = (
@@ -79,7 +79,7 @@ def parser() -> argparse.ArgumentParser:
     """Return the parser of all commands."""
     result = _Parser(prog="qar", description="Work with QAR files.", epilog=_EPILOG)
     result.add_argument(
-        "--version", action="version", version=f"qar {version()}", help="Print the version."
+        "--version", action="version", version=f"qar {__version__}", help="Print the version."
     )
     result.add_argument(
         "--verbose", action="store_true", help="Report the files that are opened and closed."

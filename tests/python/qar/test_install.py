@@ -1,11 +1,16 @@
-"""The wheel in a new virtual environment."""
+"""The wheel in a new virtual environment, installation by CMake, and the build backend."""
 
 import os
 import re
 import unittest.mock
 import zipfile
 
+import qar
 import support
+
+PACKAGING = support.PROJECT / "python" / "packaging"
+BACKEND = PACKAGING / "wheel_backend.py"
+BUILD = support.PRODUCT.parent
 
 SCRIPT = """
 import os, sys
@@ -36,18 +41,18 @@ class TestWheel(support.TestCase):
             and not (path.parts[0] == "share" and (environment / path).is_dir())
         }
 
+    def pack(self, folder="."):
+        return self.python(BACKEND, "wheel", BUILD, self.folder / folder).strip()
+
     # Without any path to the build tree.
     @unittest.mock.patch.dict(os.environ, LD_LIBRARY_PATH="", PYTHONPATH="")
     def test_wheel_is_installed_used_and_removed_completely(self):
-        backend = support.PROJECT / "python" / "packaging" / "wheel_backend.py"
-        wheel = self.python(backend, "wheel", support.PRODUCT.parent, self.folder).strip()
-        version = re.search(
-            r"pyORV3 VERSION ([0-9.]+)", (support.PROJECT / "CMakeLists.txt").read_text()
-        ).group(1)
-        self.assertRegex(os.path.basename(wheel), rf"^pyORV3-{version}-cp36-abi3-linux_\w+\.whl$")
+        wheel = self.pack()
+        version = qar.__version__
+        tag = r"cp36-abi3-manylinux_2_\d+_\w+"
+        self.assertRegex(os.path.basename(wheel), rf"^pyORV3-{version}-{tag}\.whl$")
         with zipfile.ZipFile(wheel) as archive:
             names = archive.namelist()
-            self.assertTrue(all(entry.external_attr >> 16 & 0o444 for entry in archive.infolist()))
         folders = [f"pyORV3-{version}.{kind}" for kind in ("dist-info", "data")]
         top = {"pyORV3.abi3.so", "pyORV3-stubs", "pyORV3.libs", "qar", *folders}
         self.assertEqual({name.split("/")[0] for name in names}, top)
@@ -55,11 +60,16 @@ class TestWheel(support.TestCase):
         self.assertEqual(
             libraries, {f"pyORV3.libs/{n}.so" for n in ("libORV", "pqar", "peak_search")}
         )
+        licenses = {os.path.basename(name) for name in names if "/licenses/" in name}
+        self.assertLess({"LICENSE", "Eigen.txt", "SQLite.txt", "nlohmann-json.txt"}, licenses)
 
         environment = self.folder / "environment"
         self.python("-m", "venv", environment)
         before = self.files(environment)
         python, pip = environment / "bin" / "python", ("-m", "pip", "--disable-pip-version-check")
+        pip_version = self.run_program(python, "-m", "pip", "--version").split()[1]
+        if tuple(map(int, pip_version.split(".")[:2])) < (20, 3):
+            self.skipTest(f"pip {pip_version} does not know the tag; 20.3 does")
         self.run_program(python, *pip, "install", "--no-index", wheel)
         self.write("script.py", SCRIPT)
         os.mkdir("elsewhere")
@@ -76,3 +86,69 @@ class TestWheel(support.TestCase):
         self.assertEqual(sorted(os.listdir("elsewhere")), ["first.qar", "pickle.py"])
         self.run_program(python, *pip, "uninstall", "-y", "pyORV3")
         self.assertEqual(self.files(environment) - before, set())
+
+    def test_wheel_of_a_build_is_the_same_under_another_umask(self):
+        first = self.pack("first")
+        self.addCleanup(os.umask, os.umask(0o077))
+        second = self.pack("second")
+        with open(first, "rb") as one, open(second, "rb") as other:
+            self.assertEqual(one.read(), other.read())
+
+
+class TestInstallation(support.TestCase):
+    def test_system_prefix_has_the_layout_of_the_interpreter_and_is_removed_completely(self):
+        for prefix in ("/usr", "/opt/qar"):
+            root = {"DESTDIR": str(self.folder / "root")}
+            self.run_program("cmake", "--install", BUILD, "--prefix", prefix, **root)
+            layout = self.python(PACKAGING / "install.py", "packages", prefix).strip()
+            packages = self.folder / f"root{prefix}" / layout
+            self.assertIn(packages.name, ("site-packages", "dist-packages"))
+            script = "import qar, pyORV3; print(qar.__version__, pyORV3.__file__)"
+            output = self.python("-c", script, PYTHONPATH=str(packages))
+            self.assertEqual(output.split(), [qar.__version__, f"{packages}/pyORV3.abi3.so"])
+            program = self.folder / f"root{prefix}" / "bin" / "qar"
+            version = self.run_program(program, "--version", PYTHONPATH=str(packages))
+            self.assertEqual(version, f"qar {qar.__version__}\n")
+
+            self.python(PACKAGING / "install.py", "uninstall", prefix, **root)
+            left = [p for p in (self.folder / "root").rglob("*") if not p.is_dir()]
+            self.assertEqual((left, packages.exists() and list(packages.iterdir())), ([], []))
+
+
+class TestBackend(support.TestCase):
+    def test_version_is_that_of_the_project_file(self):
+        text = (support.PROJECT / "pyproject.toml").read_text(encoding="utf-8")
+        self.assertEqual(re.findall('^version = "(.*)"$', text, re.MULTILINE), [qar.__version__])
+        self.assertEqual(support.run("--version").out, f"qar {qar.__version__}\n")
+
+    def build_wheel(self, **environment):
+        script = f"import wheel_backend; wheel_backend.build_wheel({str(self.folder)!r})"
+        return self.python("-c", script, code=1, PYTHONPATH=str(PACKAGING), **environment)
+
+    def test_missing_tool_ends_with_the_packages_to_install(self):
+        self.assertRegex(
+            self.build_wheel(PATH=str(self.folder)),
+            "missing: cmake, ninja, g\\+\\+; .*sudo apt-get install g\\+\\+ cmake ninja-build",
+        )
+        self.assertIn("missing: other-c++;", self.build_wheel(CXX="other-c++"))
+
+    def test_failing_compiler_ends_with_its_output_and_the_packages(self):
+        self.write("compiler", "#!/bin/sh\necho the compiler is broken >&2\nexit 1\n")
+        os.chmod("compiler", 0o755)
+        output = self.build_wheel(CXX=str(self.folder / "compiler"))
+        self.assertRegex(output, "(?s)the compiler is broken.*sudo apt-get install")
+        self.assertNotIn("Traceback", output)
+
+    def test_options_come_from_the_environment_and_from_the_settings(self):
+        script = "import wheel_backend; print(wheel_backend.cmake_options({'cmake-args': '-DB=\"x y\"'}))"
+        output = self.python("-c", script, PYTHONPATH=str(PACKAGING), CMAKE_ARGS="-DA=1 -DC=2")
+        self.assertEqual(output, "['-DA=1', '-DC=2', '-DB=x y']\n")
+
+    def test_source_distribution_has_every_versioned_file(self):
+        archive = self.python(BACKEND, "sdist", self.folder).strip()
+        listed = self.run_program("tar", "-tzf", archive).splitlines()
+        names = {name.split("/", 1)[1] for name in listed}
+        if not (support.PROJECT / ".git").exists():
+            self.skipTest("the project is not a clone")
+        versioned = set(self.run_program("git", "ls-files", folder=support.PROJECT).splitlines())
+        self.assertEqual(versioned - names, {".editorconfig", ".gitignore"})

@@ -1,9 +1,9 @@
 """The commands `completion` and `manual`: files for shells and for `man`."""
 
+from ...version import __version__
 from .. import completion, manual
 from ..command import DONE, Arguments, Command, Parser
 from ..output import print_lines
-from ..version import version
 
 
 def complete(arguments: Arguments) -> int:
@@ -13,7 +13,7 @@ def complete(arguments: Arguments) -> int:
 
 
 def print_manual(arguments: Arguments) -> int:
-    print_lines(manual.page(arguments.parser, version()))
+    print_lines(manual.page(arguments.parser, __version__))
     return DONE
 
 
