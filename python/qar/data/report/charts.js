@@ -1,6 +1,6 @@
 // The three plots: spectrum, residuals, and the strip with the whole spectrum. They share a view, the
 // range of positions that is visible.
-/* global uPlot, SCALES, countRange, MIN_COUNT, LABEL_ROOM, colours, drawFits, drawSelection,
+/* global uPlot, SCALES, countRange, MIN_COUNT, LABEL_ROOM, colours, drawFits, drawResiduals, drawSelection,
    drawLines, drawLabels */
 
 const AXIS_WIDTH = 62; // pixels for the numbers of a vertical axis
@@ -114,7 +114,8 @@ class Charts {
         this.axis(this.spectrum.unit ? `energy / ${this.spectrum.unit}` : "channel, counted from 1", { size: 26 }),
         this.axis("residual / σ", { size: AXIS_WIDTH, splits: (plot, axis, min, max) => (max > 9 ? [-10, -5, 0, 5, 10] : [-3, 0, 3]) }),
       ],
-      series: [{}, { ...this.line("fit", 1), fill: () => `${this.palette.fit}33`, fillTo: () => 0 }],
+      series: [{}, { paths: () => null, points: { show: false } }],
+      hooks: { draw: [(plot) => drawResiduals(plot, this.spectrum, this.palette)] },
     };
   }
 
@@ -189,10 +190,8 @@ class Charts {
     if (this.pending) return;
     this.pending = requestAnimationFrame(() => {
       this.pending = 0;
-      for (const plot of [this.main, this.residuals]) {
-        plot.batch(() => plot.setScale("x", { ...this.view }));
-        plot.redraw(true, true);
-      }
+      // The plots read the view in the ranges of their axes.
+      for (const plot of [this.main, this.residuals]) plot.redraw(true, true);
       this.markView();
     });
   }

@@ -86,6 +86,40 @@ function drawFits(plot, spectrum, palette, showPeaks) {
   });
 }
 
+// Draws a bar from zero for each residual, or a line if there are more than pixels.
+function drawResiduals(plot, spectrum, palette) {
+  inArea(plot, (ctx) => {
+    const low = spectrum.indexAt(plot.scales.x.min) + 1;
+    const high = spectrum.indexAt(plot.scales.x.max) + 1;
+    ctx.strokeStyle = palette.fit;
+    ctx.lineWidth = devicePixelRatio;
+    for (const region of spectrum.regionsBetween(low, high)) {
+      if (high - low > plot.bbox.width) strokeValues(plot, spectrum, region.first, region.residuals);
+      else strokeBars(plot, spectrum, region);
+    }
+  });
+}
+
+// Draws the outline of a bar for each residual of a region.
+function strokeBars(plot, spectrum, region) {
+  const { ctx } = plot;
+  const zero = plot.valToPos(0, "y", true);
+  const edge = (channel) => plot.valToPos(spectrum.position(channel - 0.5), "x", true);
+  ctx.beginPath();
+  ctx.moveTo(edge(region.first), zero);
+  region.residuals.forEach((residual, offset) => {
+    const y = plot.valToPos(residual, "y", true);
+    ctx.lineTo(edge(region.first + offset), y);
+    ctx.lineTo(edge(region.first + offset + 1), y);
+  });
+  ctx.lineTo(edge(region.last + 1), zero);
+  ctx.globalAlpha = 0.2;
+  ctx.fillStyle = ctx.strokeStyle;
+  ctx.fill();
+  ctx.globalAlpha = 1;
+  ctx.stroke();
+}
+
 // Fills the region of the selected peak.
 function drawSelection(plot, spectrum, peak, palette) {
   const region = spectrum.regionOfPeak.get(peak);

@@ -1,5 +1,7 @@
 // The numbers of the report: counts, positions on the energy axis, curves of the fits.
 
+const MIN_VARIANCE = 0.5; // of a channel in a residual
+
 // Undoes the storage as differences of neighbours, in multiples of a unit.
 function restored(differences, unit) {
   let sum = 0;
@@ -83,11 +85,12 @@ class Spectrum {
   makeResiduals() {
     const residuals = new Array(this.channels).fill(null);
     for (const region of this.regions) {
-      region.model.forEach((model, offset) => {
+      region.residuals = region.model.map((model, offset) => {
         const index = region.first - 1 + offset;
-        const variance = Math.max(model + (this.excess[index] || 0), 0.5);
-        residuals[index] = (this.counts[index] - model) / Math.sqrt(variance);
+        const variance = Math.max(model + (this.excess[index] || 0), MIN_VARIANCE);
+        return (this.counts[index] - model) / Math.sqrt(variance);
       });
+      region.residuals.forEach((residual, offset) => { residuals[region.first - 1 + offset] = residual; });
     }
     return residuals;
   }
