@@ -76,7 +76,7 @@ def _outline(counts: Sequence[float], first: int, axis: Axis, plot: _Plot) -> st
     points = []
     for pixel, low, high in columns:
         ends = (low,) if low == high else (low, high)
-        points += [f"{pixel},{plot.y(end):.1f}" for end in ends]
+        points += [f"{pixel},{plot.y(end):.0f}" for end in ends]
     return " ".join(points)
 
 

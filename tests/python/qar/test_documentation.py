@@ -13,7 +13,7 @@ from support import FULL
 
 PAGES = [
     "README.md", "docs/functions.md", "docs/qar.md", "docs/command-line.md", "docs/formats.md", "docs/writing-an-engine.md",
-    "docs/suite-scripts-on-linux.md", "docs/status-codes.md", "docs/windows.md", "examples/README.md",
+    "docs/suite-scripts-on-linux.md", "docs/reports.md", "docs/status-codes.md", "docs/windows.md", "examples/README.md",
     "python/README.md",
 ]  # fmt: skip
 LANGUAGES = {"python", "sh", "cpp", "cmake", "text"}  # text is not run

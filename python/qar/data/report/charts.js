@@ -5,6 +5,7 @@
 
 const AXIS_WIDTH = 62; // pixels for the numbers of a vertical axis
 const LABEL_WIDTH = 22; // pixels for its name
+const NARROW = 500; // pixels; narrower plots have no names of vertical axes
 const STRIP_HEIGHT = 64;
 const RESIDUALS_HEIGHT = 120;
 const MIN_CHANNELS = 12; // of the smallest view
@@ -38,6 +39,13 @@ class Charts {
   size(height) { return { width: Math.max(this.elements.chart.clientWidth, 200), height }; }
 
   mainHeight() { return Math.min(460, Math.max(300, Math.round(innerHeight * 0.5))); }
+
+  // The vertical axes of all plots take the same width.
+  countsAxis(label, more) {
+    const isNarrow = this.elements.chart.clientWidth < NARROW;
+    return this.axis(isNarrow ? undefined : label,
+      { size: isNarrow || label !== undefined ? AXIS_WIDTH : AXIS_WIDTH + LABEL_WIDTH, ...more });
+  }
 
   axis(label, more) {
     const line = () => this.palette.grid;
@@ -82,8 +90,7 @@ class Charts {
       scales: { x: { time: false, auto: false, range: () => [this.view.min, this.view.max] }, y: this.countsScale(room) },
       axes: [
         this.axis(undefined, { size: 8, values: () => [] }), // the numbers are below the residuals
-        this.axis("counts per channel", {
-          size: AXIS_WIDTH,
+        this.countsAxis("counts per channel", {
           splits: (plot, axis, min, max) => this.scale.ticks(min, max, Math.floor(plot.height / 45)),
           values: (plot, ticks) => ticks.map((tick) => wholeNumbers.format(tick)),
         }),
@@ -112,7 +119,7 @@ class Charts {
       },
       axes: [
         this.axis(this.spectrum.unit ? `energy / ${this.spectrum.unit}` : "channel, counted from 1", { size: 26 }),
-        this.axis("residual / σ", { size: AXIS_WIDTH, splits: (plot, axis, min, max) => (max > 9 ? [-10, -5, 0, 5, 10] : [-3, 0, 3]) }),
+        this.countsAxis("residual / σ", { splits: (plot, axis, min, max) => (max > 9 ? [-10, -5, 0, 5, 10] : [-3, 0, 3]) }),
       ],
       series: [{}, { paths: () => null, points: { show: false } }],
       hooks: { draw: [(plot) => drawResiduals(plot, this.spectrum, this.palette)] },
@@ -132,7 +139,7 @@ class Charts {
           range: (plot, min, max) => countRange(logarithmic, min || 0, max || 1, 0.05) },
       },
       axes: [this.axis(undefined, { size: 24, grid: { show: false } }),
-        this.axis(undefined, { size: AXIS_WIDTH + LABEL_WIDTH, splits: () => [] })],
+        this.countsAxis(undefined, { splits: () => [] })],
       series: [{}, this.line("counts", 1)],
     };
   }
