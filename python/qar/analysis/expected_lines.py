@@ -1,6 +1,5 @@
 """The lines of a nuclide in a spectrum: found or missing, with the counts that each should have."""
 
-import math
 from typing import List, NamedTuple, Optional, Sequence
 
 from .calibration import FWHM_PER_SIGMA, Calibration
@@ -8,6 +7,7 @@ from .results import Nuclide, Peak
 
 _MIN_PART = 0.01  # of the strongest line; fainter lines are left out
 _MAX_LINES = 40  # of a nuclide, the strongest
+_MAX_PHOTONS = 100.0  # per decay; more are an error of the library
 
 
 class ExpectedLine(NamedTuple):
@@ -32,10 +32,11 @@ def expected_lines(
     tolerance, max_energy: keV. The expected counts follow from the peaks that are assigned to the
     nuclide, the photons per decay and the efficiency.
     """
-    strongest = max((line.photons for line in nuclide.lines), default=0.0)
+    lines = [line for line in nuclide.lines if 0 < line.photons <= _MAX_PHOTONS]
+    strongest = max((line.photons for line in lines), default=0.0)
     lines = [
         line
-        for line in nuclide.lines
+        for line in lines
         if line.photons >= _MIN_PART * strongest and 0 < line.energy <= max_energy
     ]
     lines = sorted(lines, key=lambda line: -line.photons)[:_MAX_LINES]
@@ -63,14 +64,23 @@ def _with_counts(
     """Add the expected counts: those of the decays that fit the nuclide's own peaks best."""
     if not calibration.efficiency:
         return lines
-    parts = [line.photons * calibration.efficiency_at(line.energy) for line in lines]
+    try:
+        parts = [line.photons * calibration.efficiency_at(line.energy) for line in lines]
+        decays = _decays(lines, parts, peaks)
+    except ArithmeticError:  # impossible efficiencies or uncertainties
+        return lines
+    return [line._replace(expected=decays * part) for line, part in zip(lines, parts)]
+
+
+def _decays(lines: Sequence[ExpectedLine], parts: Sequence[float], peaks: Sequence[Peak]) -> float:
+    """Return the number of decays; parts: counts of each line per decay.
+
+    Raises ZeroDivisionError if no peak is assigned to the nuclide.
+    """
     above = below = 0.0
     for line, part in zip(lines, parts):
         peak = peaks[line.peak] if line.is_own and line.peak is not None else None
         if peak is not None and peak.area_uncertainty > 0:
             above += part * peak.area / peak.area_uncertainty**2
             below += (part / peak.area_uncertainty) ** 2
-    if not below > 0 or not math.isfinite(above / below):
-        return lines
-    decays = above / below
-    return [line._replace(expected=decays * part) for line, part in zip(lines, parts)]
+    return above / below

@@ -5,7 +5,7 @@ import os
 from typing import Any, Iterator, List, NamedTuple, Sequence, Tuple
 
 from ..analysis import peak_curves
-from ..analysis.calibration import FWHM_PER_SIGMA
+from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
 from ..analysis.calibration_notes import corrected_calibration
 from ..analysis.results import Analysis, Nuclide, nuclide_library
 from ..records import RecordSource
@@ -67,7 +67,7 @@ def page(source: RecordSource, analysis: Analysis, options: Options = Options())
     name = options.name or os.path.basename(source.path)
     title = source.get("QAR_C_REPORTTITLE") or source.get("QAR_C_MEASNAME") or name
     counts = source.spectrum()
-    axis = axis_of(corrected_calibration(source))
+    axis = axis_of(_usable(corrected_calibration(source), len(counts)))
     curves = peak_curves.curves_of(source, analysis.peaks, counts, axis.calibration)
     viewed = is_interactive()
     found = assets(_labels_of_cards(), options.shared_script, bool(options.controls))
@@ -90,6 +90,16 @@ def page(source: RecordSource, analysis: Analysis, options: Options = Options())
     )
 
 
+def _usable(calibration: Calibration, channels: int) -> Calibration:
+    """Return the calibrations without one of energy whose energies do not rise."""
+    if calibration.energy:
+        energies = calibration.energies(channels)
+        rises = all(low < high for low, high in zip(energies, energies[1:]))
+        if not rises or not all(map(math.isfinite, (energies[0], energies[-1]))):
+            return calibration._replace(energy=())
+    return calibration
+
+
 def overlay_of(source: RecordSource, other: RecordSource, name: str) -> Overlay:
     """Return the spectrum of another source, scaled to the live time of the first.
 
@@ -99,8 +109,12 @@ def overlay_of(source: RecordSource, other: RecordSource, name: str) -> Overlay:
     is_scaled = all(time and 0 < time < math.inf for time in times)
     factor = times[0] / times[1] if is_scaled else 1.0
     channels = len(source.spectrum())
+    others = other.spectrum()
     counts = report_data.rebinned(
-        other.spectrum(), corrected_calibration(other), corrected_calibration(source), channels
+        others,
+        _usable(corrected_calibration(other), len(others)),
+        _usable(corrected_calibration(source), channels),
+        channels,
     )
     note = f" × {factor:.4g}" if is_scaled else ", not scaled"
     return Overlay(name + note, [factor * count for count in counts])

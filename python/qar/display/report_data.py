@@ -6,7 +6,7 @@ which takes half the space.
 
 import json
 import math
-from typing import Any, Dict, List, NamedTuple, Sequence
+from typing import Any, Dict, List, NamedTuple, Optional, Sequence
 
 from ..analysis import peak_curves
 from ..analysis.calibration import Calibration
@@ -84,6 +84,11 @@ def _number(value: float, digits: int) -> Any:
     return round(value, digits) if is_known(value) and math.isfinite(value) else None
 
 
+def _rounded(value: Optional[float], digits: int) -> Optional[float]:
+    is_finite = value is not None and math.isfinite(value)
+    return float(f"{value:.{digits}g}") if is_finite else None
+
+
 def _region(curve: Curve) -> Dict[str, Any]:
     region = curve.region
     deviation = math.sqrt(max(min(curve.model), peak_curves.MIN_VARIANCE))
@@ -136,10 +141,10 @@ def _nuclides(
                 "lines": [
                     [
                         _number(line.energy, 2),
-                        float(f"{line.photons:.4g}"),
+                        _rounded(line.photons, 4),
                         -1 if line.peak is None else line.peak,
                         int(line.is_own),
-                        None if line.expected is None else float(f"{line.expected:.3g}"),
+                        _rounded(line.expected, 3),
                     ]
                     for line in lines
                 ],

@@ -2,6 +2,7 @@
 
 import itertools
 import json
+import math
 import random
 import re
 import unittest
@@ -53,6 +54,23 @@ class TestPage(support.TestCase):
             source["QAR_L_CORRLINES"] = 3
             energy = report.corrected_calibration(source).energy_at(440)
             self.assertAlmostEqual(energy, 2.0 + 1.01 * source.calibration().energy_at(440))
+
+    def test_impossible_values_in_a_file_do_not_prevent_its_page(self):
+        values = [
+            ("QAR_D_ENERGYCAL", math.nan), ("QAR_D_ENERGYCAL", 1e308), ("QAR_D_EFFICCAL", 1e9),
+            ("QAR_D_PEAKAREA", math.inf), ("QAR_D_PEAKAREAU", 1e-300), ("QAR_D_PEAKENERGY", math.nan),
+            ("QAR_D_CONTLEVEL", 1e300), ("QAR_D_LINEYIELD", math.inf), ("QAR_D_MATCHTOL", -1.0),
+        ]  # fmt: skip
+        with qar.open(support.make_spectrum("a.qar"), "r+") as source:
+            source.set_calibration(efficiency=(0.0, -1.0))
+            library = (qar.Nuclide("Cs-137", 1e9, (qar.GammaLine(661.7, 0.85),)),)
+            source.set_nuclide_library(library)
+            source.analyse(QAR_D_MATCHTOL=2.0)
+            for name, value in values:
+                kept, source[name] = source[name], value
+                with self.subTest(name):
+                    self.assertIn("</html>", report.page(source, source.results()))
+                source[name] = kept
 
 
 class TestComparison(support.TestCase):
