@@ -2,13 +2,14 @@
 
 import math
 import os
-from typing import Any, Iterator, List, NamedTuple, Sequence, Tuple
+from typing import Any, Dict, Iterator, List, NamedTuple, Sequence, Tuple
 
 from ..analysis import peak_curves
 from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
 from ..analysis.calibration_notes import corrected_calibration
-from ..analysis.results import Analysis, Nuclide, nuclide_library
+from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, nuclide_library
 from ..records import RecordSource
+from ..values import is_known
 from . import report_data, static_plot, tables
 from .assets import NO_LIBRARY, assets, is_interactive
 from .layout import Axis, axis_of
@@ -40,12 +41,17 @@ _FACTS = (  # shown at the top if the file has them
     ("nuclide library", "QAR_C_ANLIBRARY"),
 )
 _FACT = "<div><dt>$name</dt><dd>$value</dd></div>"
+_NAME = "<span>$name</span>"
+_ITEM = "<li>$reason: $names</li>\n"
 _HEAD = '<th scope="col">$title<br><span>$unit</span></th>'
 _ROW = '<tr data-index="$index"><th scope="row">$name</th>$cells</tr>\n'
 _WORDS = '<tr><th scope="row">$name</th>$cells</tr>\n'
 
 
 NARROW = "46rem"  # screens on which a row of a table becomes a card; as in report.css
+
+
+_MIN_CONFIDENCE = 0.01  # of a nuclide without a limit to have a row of its own
 
 
 class Options(NamedTuple):
@@ -130,9 +136,8 @@ def _data(
 ) -> str:
     library = options.library or nuclide_library(source)
     tolerance = report_data.tolerance_of(source.get("QAR_D_MATCHTOL"))
-    content = report_data.data_of(
-        counts, analysis, curves, axis, library, tolerance, options.overlays
-    )
+    shown = analysis._replace(not_found=tuple(_listed(analysis.not_found)))
+    content = report_data.data_of(counts, shown, curves, axis, library, tolerance, options.overlays)
     return report_data.json_of(content)
 
 
@@ -165,22 +170,48 @@ def _warnings(analysis: Analysis) -> Html:
 
 
 def _sections(source: RecordSource, analysis: Analysis) -> Html:
-    found, missing = analysis.nuclides, analysis.not_found
+    found, missing = analysis.nuclides, _listed(analysis.not_found)
     parts = [
-        _results("nuclides", tables.counted(len(found), "nuclide"), tables.NUCLIDES, found, 0),
-        _results("missing", "Nuclides not found", tables.NOT_FOUND, missing, len(found))
-        if missing
-        else Html(""),
+        _results("nuclides", tables.counted(len(found), "nuclide"), tables.NUCLIDES, found),
         _results(
-            "peaks", tables.counted(len(analysis.peaks), "peak"), tables.PEAKS, analysis.peaks, 0
+            "peaks", tables.counted(len(analysis.peaks), "peak"), tables.PEAKS, analysis.peaks
         ),
-        *(_parameters(source, *section) for section in _PARAMETERS),
     ]
+    if missing:
+        title = "Nuclides not found"
+        parts.append(_results("missing", title, tables.NOT_FOUND, missing, len(found)))
+    parts.append(_unlisted(analysis.not_found))
+    parts += [_parameters(source, *section) for section in _PARAMETERS]
     return joined(parts, "\n")
 
 
+def _listed(nuclides: Sequence[IdentifiedNuclide]) -> List[IdentifiedNuclide]:
+    """Return the nuclides that were not found, but have a limit or some evidence."""
+    return [
+        nuclide
+        for nuclide in nuclides
+        if is_known(nuclide.detection_limit) or nuclide.confidence >= _MIN_CONFIDENCE
+    ]
+
+
+def _unlisted(nuclides: Sequence[IdentifiedNuclide]) -> Html:
+    """Return the other nuclides that were not found, by the reason."""
+    names: Dict[str, List[str]] = {}
+    listed = set(_listed(nuclides))
+    for nuclide in nuclides:
+        if nuclide not in listed:
+            names.setdefault(nuclide.reason or "no evidence", []).append(nuclide.name)
+    items = [
+        fill(_ITEM, reason=reason, names=joined([fill(_NAME, name=name) for name in group], ", "))
+        for reason, group in names.items()
+    ]
+    if not items:
+        return Html("")
+    return fill_file("unlisted.html", items=joined(items))
+
+
 def _results(
-    name: str, title: str, columns: Sequence[Column], records: Sequence[Any], first: int
+    name: str, title: str, columns: Sequence[Column], records: Sequence[Any], first: int = 0
 ) -> Html:
     """Return a section of results; rows are numbered from `first`."""
     rows = [
