@@ -24,6 +24,20 @@ export const drawn = (page) => page.evaluate(() => new Promise((done) => {
   requestAnimationFrame(() => requestAnimationFrame(done));
 }));
 
+// Moves fingers over the page, each from its first to its last point.
+export async function drag(page, ...fingers) {
+  const session = await page.context().newCDPSession(page);
+  const send = (type, part) => session.send("Input.dispatchTouchEvent", {
+    type,
+    touchPoints: part === null ? [] : fingers.map(([from, to], id) => ({
+      id, x: from.x + part * (to.x - from.x), y: from.y + part * (to.y - from.y),
+    })),
+  });
+  await send("touchStart", 0);
+  for (const part of [0.3, 0.6, 1]) await send("touchMove", part);
+  await send("touchEnd", null);
+}
+
 // Returns the visible range of energies.
 export async function viewOf(page) {
   await drawn(page);

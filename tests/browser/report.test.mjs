@@ -3,10 +3,11 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { after, before, test } from "node:test";
-import { drawn, launched, opened, pointAt, viewOf } from "./browser.mjs";
+import { drag, drawn, launched, opened, pointAt, viewOf } from "./browser.mjs";
 
 const AXE = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf-8");
 const CAESIUM = 661.66; // keV
+const PHONE = { viewport: { width: 360, height: 740 }, hasTouch: true, isMobile: true };
 const widthOf = ({ min, max }) => max - min;
 let browser;
 
@@ -136,6 +137,19 @@ test("a dark page has light curves, which follow a change of the scheme", () => 
   assert.ok(dark.curve > light.curve);
 }, { colorScheme: "dark" }));
 
+test("two fingers zoom and one moves the view", () => report(async (page) => {
+  const whole = await viewOf(page);
+  await page.locator("#chart").scrollIntoViewIfNeeded();
+  const { x, y } = await pointAt(page, CAESIUM);
+  await drag(page, [{ x: x - 10, y }, { x: x - 40, y }], [{ x: x + 10, y }, { x: x + 40, y }]);
+  const near = await viewOf(page);
+  assert.ok(widthOf(near) < 0.3 * widthOf(whole));
+  assert.ok(Math.abs((await pointAt(page, CAESIUM)).x - x) < 3);
+  await drag(page, [{ x, y }, { x: x - 50, y }]);
+  const moved = await viewOf(page);
+  assert.ok(moved.min > near.min && Math.abs(widthOf(moved) - widthOf(near)) < 1e-6);
+}, PHONE));
+
 test("nothing is wider than a screen of 360 pixels, and a tap selects", () => report(async (page) => {
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
   const cell = await page.locator("#peaks td:nth-child(3)").first();
@@ -145,7 +159,7 @@ test("nothing is wider than a screen of 360 pixels, and a tap selects", () => re
   await page.touchscreen.tap(x, y);
   assert.match(await page.innerText("#details h3"), /Cs-137/);
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 360);
-}, { viewport: { width: 360, height: 740 }, hasTouch: true, isMobile: true }));
+}, PHONE));
 
 test("print shows the picture, tables with repeated heads and no controls", () => report(async (page) => {
   assert.equal(await page.isVisible("#picture svg"), false);

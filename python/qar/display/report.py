@@ -2,6 +2,7 @@
 
 import math
 import os
+import re
 from typing import Any, Dict, Iterator, List, NamedTuple, Sequence, Tuple
 
 from ..analysis import peak_curves
@@ -10,6 +11,7 @@ from ..analysis.calibration_notes import corrected_calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, nuclide_library
 from ..records import RecordSource
 from ..values import is_known
+from ..version import __version__
 from . import report_data, static_plot, tables
 from .assets import NO_LIBRARY, assets, is_interactive
 from .layout import Axis, axis_of
@@ -91,7 +93,7 @@ def page(source: RecordSource, analysis: Analysis, options: Options = Options())
         picture=static_plot.svg(counts, analysis.peaks, curves, axis),
         caption="" if viewed else NO_LIBRARY,
         sections=_sections(source, analysis),
-        footer=_UNCERTAINTIES,
+        footer=f"Made by qar {__version__}. {_UNCERTAINTIES}",
         data=Html(_data(source, analysis, options, counts, curves, axis)) if viewed else "{}",
     )
 
@@ -147,8 +149,13 @@ def _facts(source: RecordSource) -> Html:
     for name, parameter in times:
         seconds = source.get(parameter)
         facts.append((name, f"{tables.number(seconds)} s" if seconds else ""))
-    shown = [fill(_FACT, name=name, value=value_text(value)) for name, value in facts if value]
+    shown = [fill(_FACT, name=name, value=_readable(value)) for name, value in facts if value]
     return Html(f'<dl class="facts">{joined(shown)}</dl>')
+
+
+def _readable(value: Any) -> str:
+    """Return a value with dates in the form 2026-11-25 21:02:12 UTC."""
+    return re.sub(r"^(\d{4}-\d\d-\d\d)T([\d:]{8})(\.0+)?Z$", r"\1 \2 UTC", value_text(value))
 
 
 def _warnings(analysis: Analysis) -> Html:
