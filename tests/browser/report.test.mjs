@@ -91,10 +91,12 @@ test("the axis of counts changes", () => report(async (page) => {
     const plot = window.qarReport.charts.main;
     return plot.valToPos(value, "y") - plot.valToPos(2000, "y");
   }, count);
+  const ticks = () => page.evaluate(() => window.qarReport.charts.main.axes[1]._values);
   const heights = {};
   for (const name of ["logarithmic", "root", "linear"]) {
     await page.check(`#scales input[value="${name}"]`);
     await drawn(page);
+    assert.equal(new Set(await ticks()).size, (await ticks()).length, "each tick has a number");
     heights[name] = (await heightOf(500)) / (await heightOf(20));
   }
   assert.ok(Math.abs(heights.logarithmic - Math.log(4) / Math.log(100)) < 0.01);

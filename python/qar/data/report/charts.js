@@ -92,6 +92,7 @@ class Charts {
         this.axis(undefined, { size: 8, values: () => [] }), // the numbers are below the residuals
         this.countsAxis("counts per channel", {
           splits: (plot, axis, min, max) => this.scale.ticks(min, max, Math.floor(plot.height / 45)),
+          filter: (plot, ticks) => ticks,
           values: (plot, ticks) => ticks.map((tick) => wholeNumbers.format(tick)),
         }),
       ],
@@ -119,7 +120,7 @@ class Charts {
       },
       axes: [
         this.axis(this.spectrum.unit ? `energy / ${this.spectrum.unit}` : "channel, counted from 1", { size: 26 }),
-        this.countsAxis("residual / σ", { splits: (plot, axis, min, max) => (max > 9 ? [-10, -5, 0, 5, 10] : [-3, 0, 3]) }),
+        this.countsAxis("residual / σ", { splits: (plot, axis, min, max) => (max > 9 ? [-10, 0, 10] : [-3, 0, 3]) }),
       ],
       series: [{}, { paths: () => null, points: { show: false } }],
       hooks: { draw: [(plot) => drawResiduals(plot, this.spectrum, this.palette)] },
