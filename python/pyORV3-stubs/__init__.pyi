@@ -256,7 +256,8 @@ def control(handle: int, firstValue: int, secondValue: int, /) -> int:
     """Run a command of the library on a data source.
 
     Commands of the embedded library: 1 saves, 2 saves and makes the file as small as possible, 3
-    checks the file.
+    checks the file, 4 lets `moveRecordsTo` copy the verified records of damaged classes until the
+    source is closed (details).
 
     Statuses: `unknownItem`: unknown command; `damaged`: the check failed; those of `close`.
     """
