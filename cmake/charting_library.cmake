@@ -1,12 +1,15 @@
 # The charting library of interactive reports, uPlot, with its licence. It is not a part of the project:
-# npm fetches it once for each build directory. Without it reports are static.
+# npm fetches it once for each build directory. Without it reports are static. A source distribution
+# contains the npm package in bundled/; it was fetched by `cmake -D uplot_dir=DIRECTORY -P` of this file.
 #
 # PYORV3_UPLOT: the npm package uplot-1.6.32.tgz, for builds without npm or network.
 
 set(PYORV3_UPLOT "" CACHE FILEPATH "The npm package of uPlot; empty: npm fetches it")
 set(uplot_version 1.6.32)
 set(uplot_sha256 4b8a8191e425658e3ea8c8c1314b0fc679c861ee3a1af2b20c7b16ba50b5133d)
-set(uplot_dir "${CMAKE_BINARY_DIR}/uplot")
+if(NOT CMAKE_SCRIPT_MODE_FILE)
+    set(uplot_dir "${CMAKE_BINARY_DIR}/uplot")
+endif()
 set(uplot_files uPlot.iife.min.js uPlot.min.css LICENSE)
 
 # Sets PROBLEM to the reason if the package cannot be fetched.
@@ -29,9 +32,12 @@ endfunction()
 # Puts the files of the library into a directory of the product.
 function(add_charting_library destination)
     set(package "${uplot_dir}/uplot-${uplot_version}.tgz")
+    set(bundled "${PROJECT_SOURCE_DIR}/bundled/uplot-${uplot_version}.tgz")
     set(problem "")
     if(PYORV3_UPLOT)
         set(package "${PYORV3_UPLOT}")
+    elseif(EXISTS "${bundled}")
+        set(package "${bundled}")
     elseif(NOT EXISTS "${package}")
         fetch_uplot("${package}" problem)
     endif()
@@ -51,3 +57,10 @@ function(add_charting_library destination)
         file(COPY "${path}" DESTINATION "${destination}")
     endforeach()
 endfunction()
+
+if(CMAKE_SCRIPT_MODE_FILE)
+    fetch_uplot("${uplot_dir}/uplot-${uplot_version}.tgz" problem)
+    if(problem)
+        message(FATAL_ERROR "uPlot ${uplot_version}: ${problem}")
+    endif()
+endif()

@@ -42,10 +42,14 @@ def source_files():
     return sorted(file.relative_to(PROJECT).as_posix() for file in result)
 
 
-def write_sdist(folder, metadata):
-    """Pack the sources into a folder; return the name of the archive."""
+def write_sdist(folder, metadata, bundled):
+    """Pack the sources into a folder; return the name of the archive.
+
+    bundled: the paths of files of others that a build needs.
+    """
     root = f"{NAME}-{VERSION}"
     contents = {name: PROJECT / name for name in source_files()}
+    contents.update((f"bundled/{path.name}", path) for path in bundled)
     date = int(os.environ.get("SOURCE_DATE_EPOCH", FIRST_DATE))
     buffer = io.BytesIO()
     with tarfile.open(fileobj=buffer, mode="w", format=tarfile.PAX_FORMAT) as archive:

@@ -114,7 +114,20 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
 
 
 def build_sdist(sdist_directory, config_settings=None):
-    return archives.write_sdist(sdist_directory, dist_info.metadata())
+    with tempfile.TemporaryDirectory() as fetched:
+        bundled = PROJECT / "bundled"  # in a source distribution
+        if not bundled.exists():
+            bundled = Path(fetched)
+            run(
+                "cmake",
+                "-D",
+                f"uplot_dir={fetched}",
+                "-P",
+                PROJECT / "cmake/charting_library.cmake",
+            )
+        return archives.write_sdist(
+            sdist_directory, dist_info.metadata(), sorted(bundled.glob("*.tgz"))
+        )
 
 
 def build_editable(wheel_directory, config_settings=None, metadata_directory=None):
