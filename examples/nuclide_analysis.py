@@ -47,11 +47,11 @@ def main(path: str) -> None:
 
 
 def show_missing(source: qar.DataSource, name: str) -> None:
-    """Print the message of a search that fails."""
+    """Print the exception of a search for a nuclide that the library does not have."""
     try:
         source.find_nuclide(name)
     except qar.NotFoundError as error:
-        print(error)
+        print(f"{name} is not in the library: a search for it raises {type(error).__name__}")
 
 
 if __name__ == "__main__":

@@ -26,7 +26,7 @@ def main(path: str) -> int:
         status, value = pyORV3.getParameter(handle, code, 1, 1)
         print(f"getParameter 0x{code:08X}: status {status}, value {value!r}")
     status = pyORV3.setParameter(handle, QAR_D_LIVETIME, 1.0, 1, 1)
-    print(f"setParameter: {describe(status)}")
+    print(f"setParameter on a source opened for reading returns {describe(status)}")
     return pyORV3.close(handle, 0)
 
 
