@@ -11,7 +11,8 @@ function(finish_windows_product target)
         "${CMAKE_BINARY_DIR}/version.rc" @ONLY)
     set_target_properties(${target} PROPERTIES SUFFIX ".pyd")
     target_sources(${target} PRIVATE "${CMAKE_BINARY_DIR}/version.rc")
-    target_link_options(${target} PRIVATE -static -Wl,--dynamicbase -Wl,--nxcompat $<$<CONFIG:Release>:-s>)
+    target_link_options(${target} PRIVATE -static -Wl,--dynamicbase -Wl,--nxcompat -Wl,--no-insert-timestamp
+        $<$<CONFIG:Release>:-s>)
 endfunction()
 
 # package_windows: the wheel with the files that cmake --install writes.
