@@ -1,7 +1,7 @@
 """The analysis of a spectrum: nuclide library, engine and results, as plain records."""
 
 import warnings
-from typing import Any, Dict, Iterable, List, NamedTuple, Optional, Tuple, Type, TypeVar
+from typing import Any, Callable, Dict, Iterable, List, NamedTuple, Optional, Tuple, TypeVar
 
 import pyORV3
 
@@ -128,7 +128,7 @@ _LINES = {
     "summing_factor": "QAR_D_LINESUMFACT",
     "summing_uncertainty": "QAR_D_LINESUMUNC",
 }
-Record = TypeVar("Record", bound=NamedTuple)
+Record = TypeVar("Record")
 
 
 def run_engine(
@@ -161,7 +161,7 @@ def results(source: RecordSource) -> Analysis:
 
 
 def _records(
-    source: RecordSource, kind: Type[Record], columns: Dict[str, str]
+    source: RecordSource, kind: Callable[..., Record], columns: Dict[str, str]
 ) -> Tuple[Record, ...]:
     count = source.record_count(next(iter(columns.values())))
     return tuple(kind(**_fields(source, columns, record, 1)) for record in range(1, count + 1))
