@@ -25,7 +25,7 @@ constexpr double tailReach = 2.5;
 constexpr double doubletPart = 0.5;
 
 constexpr double requiredGainOfPeak = 25.0;  // in -2 ln(likelihood)
-constexpr double absentFraction = 0.01;      // standard deviation of the fraction of an absent tail
+constexpr double absentFraction = 0.02;      // standard deviation of the fraction of an unseen tail
 constexpr double significantDeviation = 3.0;  // in standard deviations
 
 // A drift of all peaks must reduce -2 ln(likelihood) of the strongest to this part.
@@ -209,33 +209,38 @@ std::optional<SmoothFunction> lengthOf(const Fits& fits, Eigen::Index fraction) 
     return function ? std::optional(function->exact()) : std::nullopt;
 }
 
-// True if most peaks have the tail, and not only a few that hide a neighbour.
-bool isCommon(const std::vector<MeasuredValue>& fractions) {
+// Returns the median of values, which a few peaks with a hidden neighbour do not change, and the
+// variance that it has if the values scatter as their variances say.
+Expectation medianOf(std::span<const MeasuredValue> measuredValues) {
     constexpr double deviationOfMedian =
         1.2533;  // relative to that of the mean, for a normal distribution
     std::vector<double> values;
     double weight = 0.0;
-    for (const MeasuredValue& fraction : fractions) {
-        values.push_back(fraction.value.value);
-        weight += 1.0 / std::sqrt(fraction.value.variance);
-    }
-    if (values.empty()) {
-        return false;
+    for (const MeasuredValue& one : measuredValues) {
+        values.push_back(one.value.value);
+        weight += 1.0 / std::sqrt(one.value.variance);
     }
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::ranges::nth_element(values, middle);
-    const double meanDeviation = static_cast<double>(values.size()) / weight;
-    return *middle > significantDeviation * deviationOfMedian * meanDeviation /
-                         std::sqrt(static_cast<double>(values.size()));
+    const auto count = static_cast<double>(values.size());
+    const double meanDeviation = count / weight;
+    return {*middle, std::pow(deviationOfMedian * meanDeviation, 2) / count};
 }
 
-// Returns the fraction of the tail; about 0 if most peaks have none.
+// Returns the fraction of the tail. If the peaks together do not show it, it is their median, drawn
+// toward 0.
 std::optional<SmoothFunction> fractionOf(const Fits& fits, Eigen::Index fraction) {
     std::vector<MeasuredValue> values = measured(fits, fraction);
-    if (!isCommon(values)) {
+    if (values.empty()) {
+        return std::nullopt;
+    }
+    const Expectation median = medianOf(values);
+    if (!isSignificant(median)) {
+        constexpr double absentVariance = absentFraction * absentFraction;
+        const double part = absentVariance / (absentVariance + median.variance);
         const auto count = static_cast<double>(values.size());
         for (MeasuredValue& value : values) {
-            value.value = {0.0, absentFraction * absentFraction * count};
+            value.value = {part * median.value, part * median.variance * count};
         }
     }
     return SmoothFunction::through(std::move(values));
