@@ -14,6 +14,12 @@ namespace embedded::engines {
 // and have no parent in the library are less probable than others.
 double improbabilityOf(const Nuclide& nuclide);
 
+// Returns the additional gain in 2 ln(likelihood) that a nuclide needs in the spectrum of a
+// scintillator: 0 for natural nuclides and those of sources, industry and medicine, more for
+// others, and more for those that decay fast. halfLife: seconds, of the longest-lived ancestor that
+// may be present; 0 if unknown or stable.
+double rarity(std::string_view nuclide, double halfLife);
+
 // The elements whose K X-rays are expected: materials of shields and linings, and the neighbours of
 // nuclides that are present, whose decay leaves excited atoms.
 class ExcitedElements {

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <limits>
 
+#include "embedded/engines/attenuation.h"
+
 namespace embedded::engines {
 
 namespace {
@@ -18,42 +20,6 @@ constexpr double outlier = 3.0;            // standard deviations
 constexpr double shared = 2.0;             // standard deviations beyond which a peak is shared
 constexpr double thick = 1.5;              // standard deviations of an absorber
 constexpr int maxIterations = 12;
-
-struct Attenuation {
-    double energy;  // keV
-    double lead;    // mass attenuation coefficient, cm2/g
-    double iron;
-};
-
-// Rounded from the tables of J. H. Hubbell and S. M. Seltzer, NISTIR 5632 (1995).
-constexpr std::array attenuations = {
-    Attenuation{10, 131, 171},         Attenuation{15, 112, 57.1},
-    Attenuation{20, 86.4, 25.7},       Attenuation{30, 30.3, 8.18},
-    Attenuation{40, 14.4, 3.63},       Attenuation{50, 8.04, 1.96},
-    Attenuation{60, 5.02, 1.205},      Attenuation{80, 2.42, 0.595},
-    Attenuation{88, 1.91, 0.488},      Attenuation{88.01, 7.68, 0.488},
-    Attenuation{100, 5.55, 0.372},     Attenuation{150, 2.01, 0.196},
-    Attenuation{200, 0.999, 0.146},    Attenuation{300, 0.403, 0.11},
-    Attenuation{400, 0.232, 0.094},    Attenuation{500, 0.161, 0.0841},
-    Attenuation{600, 0.125, 0.077},    Attenuation{800, 0.0887, 0.067},
-    Attenuation{1000, 0.071, 0.06},    Attenuation{1250, 0.0588, 0.0535},
-    Attenuation{1500, 0.0522, 0.0488}, Attenuation{2000, 0.0461, 0.0426},
-    Attenuation{3000, 0.0423, 0.0362}};
-
-// Interpolates the logarithms of energy and coefficient; the nearest row beyond the table.
-double attenuationAt(double energy, double Attenuation::*material) {
-    const auto* const above =
-        std::ranges::upper_bound(attenuations, energy, {}, &Attenuation::energy);
-    if (above == attenuations.begin()) {
-        return attenuations.front().*material;
-    }
-    if (above == attenuations.end()) {
-        return attenuations.back().*material;
-    }
-    const auto* const below = above - 1;
-    const double part = std::log(energy / below->energy) / std::log(above->energy / below->energy);
-    return (*below).*material * std::pow((*above).*material / (*below).*material, part);
-}
 
 // Prior standard deviations, and those beside the evidence of the lines: power, transparency, lead
 // and iron.
@@ -226,8 +192,9 @@ void PatternSearch::refine(PatternVector& pattern, PatternMatrix& covariance) co
 
 ResponseVector responseTerms(double energy) {
     const double window = energy / windowAbsorption;
+    const Attenuation attenuation = attenuationAt(energy);
     return {std::log(energy / referenceEnergy), -std::log(-std::expm1(-window * window)),
-            -attenuationAt(energy, &Attenuation::lead), -attenuationAt(energy, &Attenuation::iron)};
+            -attenuation.lead, -attenuation.iron};
 }
 
 ResponseCurve priorResponse(bool efficiencyIsAssumed) {

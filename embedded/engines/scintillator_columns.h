@@ -22,7 +22,7 @@ struct TemplateLine {
 
 struct TemplateNuclide {
     std::vector<TemplateLine> lines;  // by rising energy
-    double rarity;                    // nuclide_rarity.h
+    double rarity;                    // nuclide_prior.h
 };
 
 inline constexpr Eigen::Index stateSize = 5;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "embedded/engines/nuclide_rarity.h"
+#include "embedded/engines/nuclide_prior.h"
 #include "embedded/engines/scintillator_response.h"
 
 namespace embedded::engines {

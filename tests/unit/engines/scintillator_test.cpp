@@ -6,7 +6,7 @@
 #include <ostream>
 #include <string>
 
-#include "embedded/engines/nuclide_rarity.h"
+#include "embedded/engines/nuclide_prior.h"
 #include "embedded/engines/scintillator_bins.h"
 #include "embedded/engines/scintillator_identification.h"
 #include "embedded/engines/scintillator_response.h"
