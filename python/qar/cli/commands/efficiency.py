@@ -35,7 +35,7 @@ from ..command import (
     positive_number,
 )
 from ..inputs import add_input, local_file, one, output_of
-from ..output import inform, print_json, print_lines, shown_path, warn
+from ..output import STANDARD_OUTPUT, inform, print_json, print_lines, shown_path, warn
 from ..reading import reading_of
 
 
@@ -77,6 +77,8 @@ def _output(measurement: Measurement, arguments: Arguments) -> Iterator[Tuple[Da
             yield source, ""
         return
     target = output_of(arguments, ".qar")
+    if target == STANDARD_OUTPUT:
+        raise CommandError("--output: a QAR file cannot be written to standard output")
     with new_file(target, arguments.force) as temporary:
         notes = [*measurement.notes, *formats.write(temporary, measurement, "qar")]
         with open_source(temporary, "r+") as source:
