@@ -42,6 +42,7 @@ from .errors import (
 )
 from .handle import inputs
 from .source import DataSource, open, open_input
+from .transfer.many_files import analyse_files
 from .values import datetime_of
 from .version import __version__
 
@@ -72,6 +73,7 @@ __all__ = [
     "SourceState",
     "SystemFailureError",
     "__version__",
+    "analyse_files",
     "calibration",
     "constants",
     "datetime_of",

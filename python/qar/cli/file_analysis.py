@@ -19,7 +19,6 @@ from ..scratch import rehearsal, scratch_folder
 from ..source import DataSource
 from ..source import open as open_source
 from ..values import is_known
-from .inputs import foreground
 from .output import failure_text
 from .reading import Reading
 
@@ -133,7 +132,7 @@ def _selected(
         return formats.with_name(measurements, options.spectrum, path), []
     if options.all_spectra or len(measurements) == 1:
         return measurements, []
-    choice = foreground(measurements)
+    choice = formats.foreground(measurements)
     note = (
         f"analysed the spectrum '{choice.name}' of {len(measurements)}; select another one with"
         " --spectrum NAME, or --all"

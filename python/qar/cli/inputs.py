@@ -72,12 +72,6 @@ def one(measurements: List[Measurement], path: str) -> Measurement:
     return measurements[0]
 
 
-def foreground(measurements: Sequence[Measurement]) -> Measurement:
-    """Return the spectrum with most counts, background and calibration spectra left out."""
-    candidates = [item for item in measurements if not item.is_background] or measurements
-    return max(candidates, key=lambda item: sum(item.counts))
-
-
 def beside(path: str, suffix: str) -> str:
     """Return the path with another suffix."""
     return os.path.splitext(path)[0] + suffix

@@ -27,7 +27,15 @@ from . import (
     spc,
     spe,
 )
-from .measurement import FormatError, Measurement, checked, file_names, reading, with_name
+from .measurement import (
+    FormatError,
+    Measurement,
+    checked,
+    file_names,
+    foreground,
+    reading,
+    with_name,
+)
 from .qar_file import measurement_of
 
 __all__ = [
@@ -36,6 +44,7 @@ __all__ = [
     "FormatError",
     "Measurement",
     "file_names",
+    "foreground",
     "identify",
     "measurement_of",
     "read",

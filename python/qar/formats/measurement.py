@@ -3,7 +3,7 @@
 import contextlib
 import os
 from datetime import datetime
-from typing import Iterator, List, NamedTuple, Optional, Set, Tuple, Union
+from typing import Iterator, List, NamedTuple, Optional, Sequence, Set, Tuple, Union
 
 from ..display.printable import quoted
 from ..values import MAX_CHANNELS, MAX_COUNT
@@ -83,6 +83,12 @@ def with_name(measurements: List[Measurement], name: str, path: str) -> List[Mea
         names = ", ".join(quoted(measurement.name) for measurement in measurements[:20])
         raise FormatError(f"{path}: no spectrum {quoted(name)}; expected one of {names}")
     return result
+
+
+def foreground(measurements: Sequence[Measurement]) -> Measurement:
+    """Return the spectrum with most counts, background and calibration spectra left out."""
+    candidates = [item for item in measurements if not item.is_background] or measurements
+    return max(candidates, key=lambda item: sum(item.counts))
 
 
 def file_names(measurements: List[Measurement], path: str) -> List[Tuple[Measurement, str]]:

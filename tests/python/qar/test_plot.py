@@ -108,5 +108,16 @@ class TestPlot(support.TestCase):
         self.assertEqual(self.results.nuclides._repr_html_().count("<tr>"), 2)
         self.assertEqual(len(self.results.plot().axes), 1)
 
+    def test_many_files_are_analysed_in_copies_and_failures_left_out(self):
+        self.source.close()
+        formats.write("b.n42", formats.read("a.qar")[0])
+        before = (self.folder / "a.qar").read_bytes()
+        paths = ["a.qar", self.write("damaged.spe", "$SPEC_ID:"), self.folder / "b.n42"]
+        with self.assertWarnsRegex(UserWarning, "^damaged.spe: "):
+            found = list(qar.analyse_files(paths, progress=False, QAR_D_PEAKLIMIT=9.0))
+        self.assertEqual([path for path, _ in found], [paths[0], paths[2]])
+        self.assertEqual([len(results.peaks) for _, results in found], [2, 2])
+        self.assertEqual((self.folder / "a.qar").read_bytes(), before)
+
     def test_notebook_completes_the_names_of_parameters(self):
         self.assertIn("QAR_D_LIVETIME", self.source._ipython_key_completions_())

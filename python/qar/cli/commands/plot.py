@@ -14,7 +14,7 @@ from ...display.plot import Drawing
 from ...errors import QarError
 from ...transfer.any_file import open_measurement
 from ..command import DONE, Arguments, Command, CommandError, Parser, add_output
-from ..inputs import add_input, foreground, opened, output_of
+from ..inputs import add_input, opened, output_of
 from ..output import STANDARD_OUTPUT, failure_text, print_path, warn
 
 
@@ -55,7 +55,7 @@ def _drawing(arguments: Arguments) -> Drawing:
 
 def _other(path: str) -> Drawing:
     """Return the drawing of the spectrum to compare, without peaks."""
-    measurement = foreground(formats.read(path))
+    measurement = formats.foreground(formats.read(path))
     with open_measurement(measurement) as (source, _):
         source.path = path
         return picture.drawing_of(source, Analysis((), ()))

@@ -1,5 +1,6 @@
 """The command `report`: the results as one HTML file."""
 
+from ... import formats
 from ...atomic_files import write_text
 from ...display import report as reports
 from ...display.report_data import Overlay
@@ -7,7 +8,7 @@ from ...nuclides import builtin_library
 from ...records import RecordSource
 from ...transfer.any_file import open_measurement
 from ..command import DONE, Arguments, Command, Parser, add_output
-from ..inputs import add_input, foreground, opened, output_of
+from ..inputs import add_input, opened, output_of
 from ..output import print_path
 from ..reading import reading_of
 
@@ -26,7 +27,7 @@ def report(arguments: Arguments) -> int:
 
 def _overlay(source: RecordSource, path: str, arguments: Arguments) -> Overlay:
     """Return the spectrum of another file, the foreground if it has several."""
-    measurement = foreground(reading_of(arguments).read(path))
+    measurement = formats.foreground(reading_of(arguments).read(path))
     with open_measurement(measurement) as (other, _):
         return reports.overlay_of(source, other, path)
 

@@ -6,6 +6,7 @@ import time
 import warnings
 from typing import Any, Dict, List, Optional, Sequence, Tuple
 
+from ... import formats
 from ...analysis.results import Analysis
 from ...display import report, tables
 from ...display.assets import assets
@@ -15,7 +16,6 @@ from ...formats import FormatError, Measurement
 from ...nuclides import builtin_library
 from ...source import DataSource
 from ...transfer.any_file import open_copy
-from ..inputs import foreground
 from ..output import failure_text
 from .catalogue import Catalogue
 
@@ -151,7 +151,7 @@ class Pages:
 def _chosen(measurements: Sequence[Measurement], number: str) -> Tuple[Measurement, str]:
     """Return the spectrum with a number, or the foreground if there is none; and its number."""
     numbered = {str(i): item for i, item in enumerate(measurements, start=1)}
-    chosen = numbered.get(number) or foreground(measurements)
+    chosen = numbered.get(number) or formats.foreground(measurements)
     return next((item, key) for key, item in numbered.items() if item is chosen)
 
 
