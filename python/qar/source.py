@@ -2,10 +2,21 @@
 
 import os
 from datetime import datetime, timezone
-from typing import Any, Collection, Iterable, List, Mapping, Optional, Tuple, Union
+from typing import (
+    Any,
+    Callable,
+    Collection,
+    Iterable,
+    List,
+    Mapping,
+    Optional,
+    Sequence,
+    Tuple,
+    Union,
+)
 
 from . import dictionary
-from .analysis import calibration, known_lines, results
+from .analysis import calibration, known_lines, line_peaks, results
 from .analysis.calibration import Calibration
 from .analysis.efficiency import forget_uncertainty, write_total
 from .analysis.known_lines import LineCalibration
@@ -21,7 +32,7 @@ from .errors import refuse
 from .handle import INPUT
 from .nuclides import builtin_library, coincidences
 from .records import RecordSource
-from .scratch import rehearsal
+from .scratch import copy_of, rehearsal
 
 
 def open(path: Union[str, "os.PathLike[str]"], mode: Union[str, int] = "r") -> "DataSource":
@@ -74,17 +85,60 @@ class DataSource(RecordSource):
             if coefficients is not None:
                 self.set_column(name, coefficients)
 
-    def calibrate(self, lines: Mapping[float, float], degree: int = 1) -> LineCalibration:
+    def calibrate(
+        self, lines: Mapping[float, float], degree: Optional[int] = None, force: bool = False
+    ) -> LineCalibration:
         """Calibrate energy and peak width from known lines and write both, with the time.
 
-        lines: energies in keV, each with the channel (counted from 1) near which its peak is.
-        degree: of the energy polynomial.
+        lines: energies in keV, each with the channel (counted from 1) near which its peak is. One
+        line is enough for the width if there is an energy calibration. degree: of the energy
+        polynomial; None: the residuals choose it. An existing energy calibration that describes
+        the lines better is kept, unless `force`.
 
         Raises BadArgumentError, without writing anything, if there is no peak at a line, if there
-        are too few lines or if the energies do not rise with the channels.
+        are too few lines or if the energies do not rise with the channels. The engine peak_search
+        measures the peaks.
         """
+        existing = tuple(self.column("QAR_D_ENERGYCAL"))
+        return self._calibrated(
+            lambda copy: line_peaks.near_channels(copy, lines, existing), degree, force
+        )
+
+    def calibrate_from_nuclides(
+        self,
+        names: Sequence[str],
+        background: bool = False,
+        degree: Optional[int] = None,
+        force: bool = False,
+    ) -> LineCalibration:
+        """Calibrate energy and peak width from nuclides that are known to be in the spectrum.
+
+        The peaks are assigned to the lines without an earlier calibration. names: of nuclides in
+        the library of the source or in the built-in one. background: also use the lines of natural
+        background. degree, force: see `calibrate`.
+
+        Raises BadArgumentError if a nuclide is unknown or if too few lines are resolved, and
+        EngineError if the peaks cannot be assigned without doubt.
+        """
+        chosen = [*names, *(line_peaks.NATURAL_BACKGROUND if background else ())]
+        libraries = (self.nuclide_library(), builtin_library.load(short_lived=True))
+        nuclides = line_peaks.named_nuclides(list(dict.fromkeys(chosen)), libraries, self.path)
+        return self._calibrated(lambda copy: line_peaks.of_nuclides(copy, nuclides), degree, force)
+
+    def _calibrated(
+        self,
+        measure: Callable[[RecordSource], Mapping[float, known_lines.MeasuredPeak]],
+        degree: Optional[int],
+        force: bool,
+    ) -> LineCalibration:
+        """Calibrate with the peaks that a function measures in a scratch copy."""
+        before = self.calibration()
         try:
-            result = known_lines.calibrate(self.spectrum(), lines, degree)
+            with copy_of(self) as copy:
+                peaks = measure(copy)
+            result = known_lines.calibrate(
+                peaks, before, self["QAR_L_CHANNELS"] or 0, degree, force
+            )
         except ValueError as error:
             raise refuse("calibrating", self.path, str(error)) from None
         self.set_calibration(result.calibration.energy, result.calibration.shape)

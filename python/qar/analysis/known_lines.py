@@ -1,14 +1,26 @@
-"""Calibration from known lines: measure their peaks in a spectrum, fit energy and width."""
+"""Calibration from known lines: fit energy and width to their measured peaks."""
 
 import math
-from typing import Mapping, NamedTuple, Sequence, Tuple
+from typing import Callable, List, Mapping, NamedTuple, Optional, Sequence, Tuple
 
-from .calibration import FWHM_PER_SIGMA, Calibration, fit_polynomial
+from .calibration import Calibration, fit_polynomial, polynomial
 
-MAX_DISTANCE = 10  # channels between the given channel and the top of the peak
-MIN_SIGNIFICANCE = 4.0
-HALF_WIDTHS = (2, 3, 4, 6, 8, 11, 16, 23, 32, 45, 64, 90, 128)  # channels
-FIT_ROUNDS = 6
+MAX_DEGREE = 3  # that the residuals can choose
+MIN_IMPROVEMENT = 9.0  # of chi-square by one more coefficient
+MIN_UNCERTAINTY = 0.01  # channels
+CURVATURE = 0.02  # departure of a line from a polynomial, in FWHM, one sigma
+GOOD_AGREEMENT = 0.1  # FWHM; a calibration with smaller residuals is good
+OUTLYING_WIDTH = 0.15  # relative distance from the curve
+OUTLYING_SIGMAS = 3.0
+
+
+class MeasuredPeak(NamedTuple):
+    """A peak in the spectrum, in channels counted from 1."""
+
+    centroid: float
+    uncertainty: float  # one sigma
+    fwhm: float
+    width_uncertainty: float  # one sigma, relative
 
 
 class CalibrationPoint(NamedTuple):
@@ -20,6 +32,7 @@ class CalibrationPoint(NamedTuple):
     fwhm: float  # keV
     width_uncertainty: float  # one sigma, relative; at least 1 %
     residual: float  # keV, the energy minus that of the calibration at the centroid
+    is_outlying: bool = False  # True if the width disagrees with the others and was not used
 
 
 class LineCalibration(NamedTuple):
@@ -27,62 +40,212 @@ class LineCalibration(NamedTuple):
 
     calibration: Calibration
     points: Tuple[CalibrationPoint, ...]
-
-
-class _Peak(NamedTuple):
-    centroid: float
-    uncertainty: float
-    fwhm: float  # channels
+    notes: Tuple[str, ...] = ()  # calibrations that were kept, widths that disagree
 
 
 def calibrate(
-    channels: Sequence[int],
-    lines: Mapping[float, float],
-    degree: int = 1,
-    max_distance: int = MAX_DISTANCE,
+    peaks: Mapping[float, MeasuredPeak],
+    existing: Calibration,
+    channels: int,
+    degree: Optional[int] = None,
+    force: bool = False,
 ) -> LineCalibration:
     """Return the energy and shape calibration of a spectrum from known lines.
 
-    channels: the contents, channel 1 first. lines: the energies in keV, each with the channel
-    (counted from 1) near which its peak is; the highest channel within `max_distance` is taken.
-    degree: of the energy polynomial, at least one less than the number of lines. The square of
-    the width is linear in the energy.
+    peaks: by the energies of their lines in keV. existing: the calibration of the spectrum; one
+    that describes the lines better than a new one would is kept, unless `force`. channels: their
+    number. degree: of the energy polynomial; None: the residuals choose it. The square of the
+    width is linear in the energy.
 
-    Raises ValueError if there is no peak at a line, if there are too few lines or if the energies
-    do not rise with the channels.
+    Raises ValueError if there are too few lines or if the energies do not rise with the channels.
     """
-    energies = sorted(lines)
-    if len(energies) < 2:
-        raise ValueError(f"{len(energies)} lines; expected at least 2")
-    peaks = [_measure(channels, lines[energy], max_distance) for energy in energies]
-    if any(low.centroid >= high.centroid for low, high in zip(peaks, peaks[1:])):
+    energies = sorted(peaks)
+    measured = [peaks[energy] for energy in energies]
+    if not energies or (len(energies) < 2 and not existing.energy):
+        raise ValueError(
+            f"{len(energies)} lines; expected at least 2 without an energy calibration"
+        )
+    if any(low.centroid >= high.centroid for low, high in zip(measured, measured[1:])):
         raise ValueError("the energies do not rise with the channels of their peaks")
-    # No centroid is known to better than a hundredth of a channel, however large the peak.
-    weights = [1 / (peak.uncertainty**2 + 1e-4) for peak in peaks]
-    coefficients = fit_polynomial([peak.centroid for peak in peaks], energies, weights, degree)
-    energy_at = Calibration(coefficients).energy_at
-    widths = [
-        energy_at(peak.centroid + peak.fwhm / 2) - energy_at(peak.centroid - peak.fwhm / 2)
-        for peak in peaks
-    ]
-    points = tuple(
+    notes: List[str] = []
+    coefficients = _energy(energies, measured, existing.energy, channels, degree, force, notes)
+    shape, points = _widths(energies, measured, coefficients, existing.shape, notes)
+    return LineCalibration(Calibration(coefficients, shape), points, tuple(notes))
+
+
+# ---- Energy ------------------------------------------------------------------------------------
+
+
+def _energy(
+    energies: Sequence[float],
+    peaks: Sequence[MeasuredPeak],
+    existing: Tuple[float, ...],
+    channels: int,
+    degree: Optional[int],
+    force: bool,
+    notes: List[str],
+) -> Tuple[float, ...]:
+    """Return the new energy polynomial, or the existing one if that is better."""
+    if len(energies) < 2:
+        notes.append("energy calibration kept: one line determines only the width")
+        return existing
+    chosen = _best_degree(energies, peaks, channels) if degree is None else degree
+    coefficients = _fit(energies, peaks, chosen)
+    if not _rises(coefficients, channels):
+        raise ValueError(f"a polynomial of degree {chosen} through the lines does not rise")
+    if not existing or force:
+        return coefficients
+    residual = _mean_residual(energies, peaks, lambda _: existing)
+    expected = math.inf
+    if len(energies) >= chosen + 2:
+        expected = _mean_residual(
+            energies, peaks, lambda left: _fit_without(energies, peaks, left, chosen)
+        )
+    if residual <= min(expected, GOOD_AGREEMENT):
+        notes.append(
+            f"energy calibration kept: its mean residual of {residual:.3f} FWHM is"
+            " not larger than expected of a new one; replace it with force"
+        )
+        return existing
+    return coefficients
+
+
+def _best_degree(energies: Sequence[float], peaks: Sequence[MeasuredPeak], channels: int) -> int:
+    """Return the lowest degree that no higher one improves significantly."""
+    best, least = 1, _chi_square(energies, peaks, _fit(energies, peaks, 1))
+    for degree in range(2, min(MAX_DEGREE, len(energies) - 2) + 1):
+        coefficients = _fit(energies, peaks, degree)
+        chi_square = _chi_square(energies, peaks, coefficients)
+        scale = max(1.0, chi_square / (len(energies) - degree - 1))
+        if least - chi_square > MIN_IMPROVEMENT * scale and _rises(coefficients, channels):
+            best, least = degree, chi_square
+    return best
+
+
+def _fit(
+    energies: Sequence[float], peaks: Sequence[MeasuredPeak], degree: int
+) -> Tuple[float, ...]:
+    weights = [1 / _scatter(peak) ** 2 for peak in peaks]
+    return fit_polynomial([peak.centroid for peak in peaks], energies, weights, degree)
+
+
+def _fit_without(
+    energies: Sequence[float], peaks: Sequence[MeasuredPeak], left_out: int, degree: int
+) -> Tuple[float, ...]:
+    keep = [index for index in range(len(energies)) if index != left_out]
+    return _fit([energies[index] for index in keep], [peaks[index] for index in keep], degree)
+
+
+def _scatter(peak: MeasuredPeak) -> float:
+    return math.hypot(peak.uncertainty, CURVATURE * peak.fwhm, MIN_UNCERTAINTY)
+
+
+def _chi_square(
+    energies: Sequence[float], peaks: Sequence[MeasuredPeak], coefficients: Sequence[float]
+) -> float:
+    residuals = _residuals(energies, peaks, lambda _: coefficients)
+    return sum((residual / _scatter(peak)) ** 2 for residual, peak in zip(residuals, peaks))
+
+
+def _mean_residual(
+    energies: Sequence[float],
+    peaks: Sequence[MeasuredPeak],
+    coefficients_without: Callable[[int], Sequence[float]],
+) -> float:
+    """Return the root mean square of the residuals in FWHM."""
+    residuals = _residuals(energies, peaks, coefficients_without)
+    squares = [(residual / peak.fwhm) ** 2 for residual, peak in zip(residuals, peaks)]
+    return math.sqrt(sum(squares) / len(squares))
+
+
+def _residuals(
+    energies: Sequence[float],
+    peaks: Sequence[MeasuredPeak],
+    coefficients_without: Callable[[int], Sequence[float]],
+) -> List[float]:
+    """Return the residuals in channels. The function gets the index of a line that it may omit."""
+    result = []
+    for index, (energy, peak) in enumerate(zip(energies, peaks)):
+        coefficients = coefficients_without(index)
+        gain = _gain(coefficients, peak)
+        result.append((energy - polynomial(coefficients, peak.centroid)) / gain)
+    return result
+
+
+def _gain(coefficients: Sequence[float], peak: MeasuredPeak) -> float:
+    """Return the mean keV per channel over the FWHM of a peak."""
+    low, high = peak.centroid - peak.fwhm / 2, peak.centroid + peak.fwhm / 2
+    return (polynomial(coefficients, high) - polynomial(coefficients, low)) / peak.fwhm
+
+
+def _rises(coefficients: Sequence[float], channels: int) -> bool:
+    slopes = [power * c for power, c in enumerate(coefficients)][1:]
+    return all(polynomial(slopes, channel) > 0 for channel in range(1, channels + 1))
+
+
+# ---- Width -------------------------------------------------------------------------------------
+
+
+def _widths(
+    energies: Sequence[float],
+    peaks: Sequence[MeasuredPeak],
+    coefficients: Sequence[float],
+    existing: Sequence[float],
+    notes: List[str],
+) -> Tuple[Tuple[float, ...], Tuple[CalibrationPoint, ...]]:
+    """Return the shape calibration and the points, of which outlying widths are marked."""
+    points = [
         CalibrationPoint(
-            line,
+            energy,
             peak.centroid,
             peak.uncertainty,
-            width,
-            math.hypot(peak.uncertainty / peak.fwhm, 0.01),
-            line - energy_at(peak.centroid),
+            peak.fwhm * _gain(coefficients, peak),
+            math.hypot(peak.width_uncertainty, 0.01),
+            energy - polynomial(coefficients, peak.centroid),
         )
-        for line, peak, width in zip(energies, peaks, widths)
-    )
-    return LineCalibration(Calibration(coefficients, _shape(points)), points)
+        for energy, peak in zip(energies, peaks)
+    ]
+    used = list(points)
+    while len(used) > 3:
+        rests = [[point for point in used if point is not one] for one in used]
+        distances = [_distance(one, _shape(rest, existing)) for one, rest in zip(used, rests)]
+        worst = max(range(len(used)), key=distances.__getitem__)
+        if distances[worst] < OUTLYING_SIGMAS:
+            break
+        used = rests[worst]
+    shape = _shape(used, existing)
+    for point in points:
+        if point not in used:
+            expected = math.sqrt(polynomial(shape, point.energy))
+            notes.append(
+                f"the width of {point.fwhm:.3g} keV at {point.energy:g} keV was not used;"
+                f" the other lines give {expected:.3g} keV"
+            )
+    return shape, tuple(point._replace(is_outlying=point not in used) for point in points)
 
 
-def _shape(points: Sequence[CalibrationPoint]) -> Tuple[float, ...]:
-    """Return the square of the width as a line in the energy that is positive everywhere."""
+def _distance(point: CalibrationPoint, shape: Sequence[float]) -> float:
+    """Return the distance of a width from the curve in standard deviations."""
+    square = polynomial(shape, point.energy)
+    if square <= 0:
+        return math.inf
+    scatter = math.hypot(point.width_uncertainty, OUTLYING_WIDTH / OUTLYING_SIGMAS)
+    return abs(math.log(point.fwhm / math.sqrt(square))) / scatter
+
+
+def _shape(points: Sequence[CalibrationPoint], existing: Sequence[float]) -> Tuple[float, ...]:
+    """Return the square of the width as a line in the energy that is positive everywhere.
+
+    A single point scales the existing curve; without one, the width is proportional to the root
+    of the energy.
+    """
     energies = [point.energy for point in points]
     squares = [point.fwhm**2 for point in points]
+    if len(points) == 1:
+        before = polynomial(existing, energies[0])
+        curve = existing if before > 0 else (0.0, 1.0)
+        scale = squares[0] / polynomial(curve, energies[0])
+        return tuple(scale * coefficient for coefficient in curve)
     weights = [(square * point.width_uncertainty) ** -2 for square, point in zip(squares, points)]
     constant, slope = fit_polynomial(energies, squares, weights, 1)
     if slope <= 0:  # scatter of a few peaks: widths do not fall with the energy
@@ -91,63 +254,3 @@ def _shape(points: Sequence[CalibrationPoint]) -> Tuple[float, ...]:
         constant = min(squares) / 4
         slope = sum(s - constant for s in squares) / sum(energies)
     return constant, slope
-
-
-def _measure(channels: Sequence[int], near: float, max_distance: int) -> _Peak:
-    """Return the peak with the highest top near a channel, all counted from 1."""
-    middle = round(near) - 1
-    reach = range(max(1, middle - max_distance), min(len(channels) - 1, middle + max_distance + 1))
-    if not reach:
-        raise ValueError(f"channel {near:g} is not within the spectrum")
-    top = max(reach, key=lambda index: sum(channels[index - 1 : index + 2]))
-    significance, half = max((_significance(channels, top, half), half) for half in HALF_WIDTHS)
-    if significance < MIN_SIGNIFICANCE:
-        raise ValueError(f"no peak within {max_distance} channels of channel {near:g}")
-    peak = _Peak(float(top), 0.0, 1.0 * half)
-    for _ in range(FIT_ROUNDS):
-        peak = _fitted(channels, peak)
-    if abs(peak.centroid - top) > max_distance:
-        raise ValueError(f"no single peak within {max_distance} channels of channel {near:g}")
-    return peak._replace(centroid=peak.centroid + 1)
-
-
-def _sides(channels: Sequence[int], centre: float, near: float, far: float) -> Tuple[float, ...]:
-    """Return the mean contents `near` to `far` channels below and above a centre, from 0."""
-    low = channels[max(0, round(centre - far)) : max(1, round(centre - near))]
-    high = channels[round(centre + near) + 1 : round(centre + far) + 1] or low
-    return sum(low) / len(low), sum(high) / len(high)
-
-
-def _significance(channels: Sequence[int], top: int, half: int) -> float:
-    """Return the net counts within `half` channels of the top over their standard deviation."""
-    inside = channels[max(0, top - half) : top + half + 1]
-    below = len(inside) * sum(_sides(channels, top, half, 2 * half)) / 2
-    return (sum(inside) - below) / math.sqrt(max(1.0, sum(inside) + below))
-
-
-def _fitted(channels: Sequence[int], peak: _Peak) -> _Peak:
-    """Return a better estimate of a peak; channels are counted from 0.
-
-    The logarithm of a Gaussian is a parabola, which is fitted to the net counts at the top.
-    """
-    low, high = _sides(channels, peak.centroid, 1.3 * peak.fwhm, 2.2 * peak.fwhm)
-    reach = max(1.5, 0.7 * peak.fwhm)
-    offsets, logarithms, weights, area = [], [], [], 0.0
-    for index in range(math.ceil(peak.centroid - reach), math.floor(peak.centroid + reach) + 1):
-        offset = index - peak.centroid
-        content = channels[index] if 0 <= index < len(channels) else 0
-        net = content - (low + high) / 2 - offset * (high - low) / (3.5 * peak.fwhm)
-        area += net
-        if net > 0:
-            offsets.append(offset)
-            logarithms.append(math.log(net))
-            weights.append(net**2 / max(1.0, content + (low + high) / 2))
-    if len(offsets) < 3:
-        raise ValueError(f"the peak at channel {peak.centroid + 1:.0f} cannot be measured")
-    _, slope, bend = fit_polynomial(offsets, logarithms, weights, 2)
-    if bend >= 0:
-        raise ValueError(f"the peak at channel {peak.centroid + 1:.0f} cannot be measured")
-    # A channel holds the mean of the curve over its width, which adds 1/12 to the variance.
-    sigma = math.sqrt(max(0.1, -0.5 / bend - 1 / 12))
-    uncertainty = sigma * math.sqrt(max(1.0, area + (low + high) * reach)) / max(1.0, area)
-    return _Peak(peak.centroid - slope / (2 * bend), uncertainty, sigma * FWHM_PER_SIGMA)

@@ -12,7 +12,7 @@ from ..analysis.summing import TotalEfficiency
 from ..atomic_files import refuse_taken, write_text
 from ..display import report
 from ..display.printable import printable
-from ..formats import Measurement
+from ..formats import FormatError, Measurement
 from ..formats.qar_file import SUFFIX
 from ..nuclides import builtin_library
 from ..scratch import rehearsal, scratch_folder
@@ -144,6 +144,11 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
     """Analyse an open source that may be changed, and write its report."""
     reports = [_stage(options.reports, stem + ".html", options)] if options.reports else []
     _set_up(source, options)
+    if not source.column("QAR_D_ENERGYCAL") and "QAR_D_ENERGYCAL" not in dict(options.settings):
+        raise FormatError(
+            "no energy calibration; calibrate the file with a nuclide that is in the spectrum, such"
+            f" as: qar calibrate {source.path} --nuclide Cs-137"
+        )
     analysis = source.analyse(
         groups=options.groups, total_efficiency=options.total_efficiency, **dict(options.settings)
     )

@@ -32,7 +32,10 @@ FAILURES = (  # arguments, part of the message
     ("convert a.qar none/b.spe", "no such folder"),
     ("convert --to spe --into new/folder two.qar", "two.qar"),
     ("calibrate a.qar --line 5", "CHANNEL=ENERGY"),
+    ("analyse bare.csv", "qar calibrate bare.csv --nuclide "),
+    ("calibrate a.qar", "expected either --line, or --nuclide"),
     ("calibrate a.qar --line 100=300 --line 440=661.7", "no peak"),
+    ("calibrate a.qar --nuclide Xx-9", "unknown nuclide 'Xx-9'"),
     ("calibrate a.qar --line 441=661.7 --line 781=1173.2 --degree 5", "needs 6 points"),
     ("analyse a.qar -l two.n42", "first line"),
     ("analyse a.qar --set QAR_D_PEAKLIMIT=much", "QAR_D_PEAKLIMIT: 'much' is not a valid double"),
@@ -69,6 +72,7 @@ class TestCase(support.TestCase):
         super().setUp()
         support.make_spectrum("a.qar")
         self.write("two.n42", TWO)
+        self.write("bare.csv", "channel,counts\n" + "".join(f"{n},{n % 9}\n" for n in range(1, 65)))
         os.mkdir("empty")
 
     def counts(self, name):
@@ -191,12 +195,20 @@ class TestShow(TestCase):
 
 class TestCalibrateAndAnalyse(TestCase):
     def test_calibrate_prints_coefficients_and_points(self):
-        text = self.run_well(
-            "calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228"
-        )
+        command = ["calibrate", "a.qar", "--line", "441=661.657", "--line", "781=1173.228"]
+        text = self.run_well(*command, "--force")
         self.assertRegex(
-            text, r"energy: 3\.496\d+ 1\.4958(.|\n)*1173\.228 +782\.000 ± 0\.017 +4\.675 "
+            text, r"energy: 3\.495\d+ 1\.4958(.|\n)*1173\.228 +782\.000 ± 0\.016 +4\.67\d ± "
         )
+        self.assertIn("energy calibration kept", support.run(*command).err[0])
+
+    def test_calibrate_converts_a_file_of_another_format(self):
+        shutil.copy("a.qar", "b.qar")
+        self.run_well("convert", "b.qar", "b.csv")
+        command = ["calibrate", "b.csv", "--line", "440=661.657", "-o", "c.qar"]
+        ran = support.run(*command)
+        self.assertEqual((ran.code, ran.out.splitlines()[-1]), (0, "c.qar"))
+        self.assertEqual(support.run(*command, "--line", "9=1").code, 2)  # c.qar exists
 
     def test_analyse_prints_peaks_and_nuclides(self):
         command = ["analyse", "a.qar", "-l", self.write("library.csv", support.LIBRARY)]

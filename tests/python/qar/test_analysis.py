@@ -16,6 +16,7 @@ from qar.analysis.calibration import (
     fit_polynomial,
     polynomial,
 )
+from qar.analysis.known_lines import MeasuredPeak, calibrate
 
 sys.path.insert(0, str(support.PROJECT / "examples"))
 
@@ -76,6 +77,78 @@ class TestCalibration(support.TestCase):
                 self.assertEqual(source.calibration()[:2], result.calibration[:2])
                 self.assertTrue(source["QAR_T_ENERGYTIME"])
 
+    def test_known_line_on_a_slope_beside_a_neighbour_is_measured(self):
+        generator = random.Random(6)
+        sigma = 6 / FWHM_PER_SIGMA
+        means = [
+            6000 * math.exp(-channel / 900)
+            + sum(
+                8000 * height * math.exp(-0.5 * ((channel - at) / sigma) ** 2)
+                for at, height in ((300.3, 1.0), (312.3, 0.6), (700.6, 0.3))
+            )
+            for channel in range(1, 1025)
+        ]
+        with qar.open("slope.qar", "x") as source:
+            source.set_spectrum([simulation.poisson(mean, generator) for mean in means])
+            points = source.calibrate({100.0: 301, 104.0: 312, 233.4: 700}).points
+            source.set_calibration((0.0, 1 / 3), (4.0, 0.01))
+            width_only = source.calibrate({100.0: 300})
+        for point, centroid in zip(points, (300.3, 312.3, 700.6)):
+            self.assertAlmostEqual(point.centroid, centroid, delta=0.1)
+            self.assertAlmostEqual(point.fwhm * 3, 6, delta=0.4)
+        self.assertEqual(width_only.calibration.energy, (0.0, 1 / 3))
+        self.assertAlmostEqual(width_only.calibration.fwhm_at(100.0), 2.0, delta=0.1)
+        self.assertIn("only the width", width_only.notes[0])
+
+    def test_nuclides_calibrate_a_spectrum_without_calibration(self):
+        with qar.open("mixed.qar", "x") as source:
+            source.set_spectrum(simulation.measure(417))
+            result = source.calibrate_from_nuclides(sorted(simulation.ACTIVITIES))
+            for channel in (500, 3500):
+                expected = qar.Calibration(simulation.ENERGY).energy_at(channel)
+                self.assertAlmostEqual(result.calibration.energy_at(channel), expected, delta=0.5)
+            self.assertEqual(source.record_count("QAR_C_NUCLNAME"), 0)
+            with self.assertRaisesRegex(qar.BadArgumentError, "unknown nuclide 'Xx-9'"):
+                source.calibrate_from_nuclides(["Xx-9"])
+
+    @staticmethod
+    def peaks_of(energy, width=2.0):
+        """Return exact peaks of lines for an energy polynomial."""
+        calibration = qar.Calibration(energy)
+        return {
+            line: MeasuredPeak(calibration.channel_at(line), 0.02, width / energy[1], 0.01)
+            for line in (100.0, 400.0, 700.0, 1000.0, 1300.0, 1600.0)
+        }
+
+    def test_residuals_choose_the_degree(self):
+        for energy, degree in (((1.0, 0.5), 1), ((1.0, 0.5, 4e-6), 2), ((1.0, 0.5, 4e-6, 2e-9), 3)):
+            result = calibrate(self.peaks_of(energy), qar.Calibration(), 3000)
+            self.assertEqual(len(result.calibration.energy), degree + 1)
+        self.assertEqual(len(calibrate(self.peaks_of(energy), qar.Calibration(), 3000, 1)[0][0]), 2)
+
+    def test_better_energy_calibration_is_kept_unless_forced(self):
+        peaks = self.peaks_of((1.0, 0.5))
+        for number, line in enumerate(sorted(peaks)):  # scatter, a third of a keV
+            peaks[line] = peaks[line]._replace(
+                centroid=peaks[line].centroid + (-1) ** number * 0.35
+            )
+        good, poor = qar.Calibration((1.0, 0.5)), qar.Calibration((2.0, 0.5))
+        result = calibrate(peaks, good, 3000)
+        self.assertEqual(result.calibration.energy, good.energy)
+        self.assertIn("kept", result.notes[0])
+        for existing, force in ((poor, False), (good, True)):
+            self.assertNotEqual(
+                calibrate(peaks, existing, 3000, force=force).calibration.energy, existing.energy
+            )
+
+    def test_outlying_width_is_reported_and_not_used(self):
+        peaks = self.peaks_of((1.0, 0.5))
+        peaks[700.0] = peaks[700.0]._replace(fwhm=1.5 * peaks[700.0].fwhm)
+        result = calibrate(peaks, qar.Calibration(), 3000)
+        self.assertEqual([p.energy for p in result.points if p.is_outlying], [700.0])
+        self.assertIn("700 keV was not used", result.notes[0])
+        self.assertAlmostEqual(result.calibration.fwhm_at(700.0), 2.0, delta=0.05)
+
     @unittest.skipUnless(support.SPECTRA, "PYORV3_SPECTRA names no folder of spectra")
     def test_known_lines_calibrate_real_spectra(self):
         folder = pathlib.Path(support.SPECTRA)
@@ -83,9 +156,10 @@ class TestCalibration(support.TestCase):
         for name in ("eu152-point.txt", "bi207-1cm.txt"):
             peaks = spectra[name]["peaks"]
             strong = [p for p in peaks if p["significance"] > 150 and p["in_group_of"] == 1]
-            counts = qar.formats.read(folder / name)[0].counts
             lines = {p["energy"]: p["channel"] + 4 for p in strong}
-            result = qar.analysis.known_lines.calibrate(counts, lines)
+            with qar.open(f"{name}.qar", "x") as source:
+                source.set_spectrum(qar.formats.read(folder / name)[0].counts)
+                result = source.calibrate(lines)
             widths = qar.Calibration((), tuple(spectra[name]["shape"]))
             for peak, point in zip(strong, result.points):
                 with self.subTest(name, energy=peak["energy"]):
