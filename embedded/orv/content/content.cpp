@@ -31,6 +31,14 @@ std::vector<NuclideLine> collectLines(const RecordBlock& nuclides) {
     return lines;
 }
 
+bool isEqual(const Block& block, const Block& other) {
+    if (const auto* records = std::get_if<RecordBlock>(&block)) {
+        return records->records() == std::get<RecordBlock>(other).records();
+    }
+    const auto* spectrum = std::get_if<SpectrumBlock>(&block);
+    return spectrum != nullptr && spectrum->contents() == std::get<SpectrumBlock>(other).contents();
+}
+
 }  // namespace
 
 BlockKind kindOf(std::uint16_t classCode) {
@@ -221,13 +229,23 @@ Blocks Content::copyOfBlocks() const {
 void Content::replaceBlocks(Blocks&& blocks) {
     Content replaced;
     replaced.new_ = new_;
+    std::vector<std::uint16_t> kept;
     for (const auto& [classCode, slot] : slots_) {
+        const auto block = blocks.find(classCode);
+        if (slot.block && block != blocks.end() && isEqual(*slot.block, block->second)) {
+            kept.push_back(classCode);
+            blocks.erase(block);
+            continue;
+        }
         const bool isStored = slot.hasBlock() || slot.unsaved == Unsaved::Removed;
         replaced.slots_[classCode] = {Memory::Absent, isStored ? Unsaved::Removed : Unsaved::Saved,
                                       std::nullopt};
     }
     for (auto& [classCode, block] : blocks) {
         replaced.put(classCode, std::move(block));
+    }
+    for (const std::uint16_t classCode : kept) {  // does not throw
+        replaced.slots_.insert(slots_.extract(classCode));
     }
     *this = std::move(replaced);
 }

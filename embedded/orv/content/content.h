@@ -129,7 +129,8 @@ class Content {
 
     // Returns a copy of all blocks, which must be loaded.
     [[nodiscard]] Blocks copyOfBlocks() const;
-    // Removes all blocks and adds these.
+    // Removes all blocks and adds these. Loaded blocks of records and spectra that are equal stay
+    // as they are, so that the next save does not write them.
     void replaceBlocks(Blocks&& blocks);
 
     // Returns all gamma lines of the nuclide records in their order; cached until the next change.

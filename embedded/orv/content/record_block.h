@@ -46,6 +46,7 @@ class Values {
     [[nodiscard]] Iterator end() const { return Iterator(packed_.data() + packed_.size()); }
 
     [[nodiscard]] std::optional<ValueBytes> find(std::uint32_t code) const;
+    bool operator==(const Values&) const = default;
 
     // bytes: at most maxValueSize, not a view of this object. If it throws, the values are
     // unchanged.
@@ -68,6 +69,7 @@ struct Record {
     [[nodiscard]] Values& valuesOf(std::size_t entry) {
         return entry == 0 ? values : entries[entry - 1];
     }
+    bool operator==(const Record&) const = default;
 };
 
 // A value, or the code of the reason if there is none.

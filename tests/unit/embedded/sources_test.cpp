@@ -92,6 +92,24 @@ TEST_F(SourcesTest, FailedClassCopyReportsSide) {
     EXPECT_EQ(std::tuple(4, 0U, codes::readOnly), copy(source, reader));
 }
 
+TEST_F(SourcesTest, CopyOfWholeSourceWritesOnlyDifferentClasses) {
+    const auto source = DataSource::created(file());
+    ASSERT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137") + source.put(QAR_D_LIVETIME, 1.0));
+    ASSERT_EQ(0U, source.putSpectrum({1, 2, 3}) + SOrvFlush(source.context()));
+    const auto copy = DataSource::created(file("copy.qar"));
+    ASSERT_EQ(0U, SOrvSaveAs(source.context(), copy.context()));
+    ASSERT_EQ(0U, SOrvSaveAs(copy.context(), source.context()));
+    EXPECT_EQ(0x1U, source.sourceState());  // unchanged
+    ASSERT_EQ(0U, copy.put(QAR_D_LIVETIME, 2.0) + copy.put(QAR_C_NUCLNAME, "Co-60", 2));
+    // Only a class that is written again loses this damage.
+    program("UPDATE item SET checksum = 0 WHERE key >> 48 IN (0x2004, 0x2005)");
+    ASSERT_EQ(0U, SOrvSaveAs(copy.context(), source.context()) + source.close());
+    const auto saved = DataSource::opened(file(), reading);
+    EXPECT_EQ(2.0, saved.get<double>(QAR_D_LIVETIME));
+    EXPECT_EQ("Co-60", saved.text(QAR_C_NUCLNAME, 2));
+    EXPECT_EQ(-1, saved.recordCount(QAR_CLS_SPECTRUM));
+}
+
 TEST_F(SourcesTest, StringIsPaddedWithZerosToMaxLength) {
     const auto source = DataSource::created(file());
     ASSERT_EQ(0U, source.put(QAR_C_NUCLNAME, "Cs-137"));
