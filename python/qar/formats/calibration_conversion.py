@@ -83,8 +83,10 @@ def printed_tolerance(text: str) -> Fraction:
 
 def polynomial_through(points: Points, degrees: Sequence[int]) -> Fit:
     """Return the simplest polynomial within all tolerances, or the one of the last degree."""
-    possible = [degree for degree in degrees if degree < len(points.x)]
-    likely = _likely_degrees(_thinned(points), possible)
+    thinned = _thinned(points)
+    distinct = len(set(thinned.x))
+    possible = [degree for degree in degrees if degree < distinct]
+    likely = _likely_degrees(thinned, possible)
     fit = [Fraction(0)]
     for degree in likely or possible[-1:]:
         fit = _least_squares(points, degree)
@@ -295,11 +297,16 @@ def width_table(shape: Sequence[float], max_energy: float) -> Tuple[List[str], L
     return energies, widths
 
 
+def _is_possible_energy(energy: Fraction) -> bool:
+    """Return True if an exact fit to an energy in keV needs few digits."""
+    return energy == 0 or 1e-9 <= abs(energy) <= 1e9
+
+
 def shape_from_table(energies: Sequence[str], widths: Sequence[str]) -> Converted:
     """Return the shape for printed energies and FWHM, both in keV."""
-    x = [Fraction(text) for text in energies]
-    y = [Fraction(text) for text in widths]
-    if len(x) != len(y) or not x or min(y) <= 0:
+    x = [exact(text) for text in energies]
+    y = [exact(text) for text in widths]
+    if len(x) != len(y) or not x or min(y) <= 0 or not all(map(_is_possible_energy, x + y)):
         return Converted((), 0.0)
     # The tolerance of the square, doubled because a fit misses points rounded at the limit.
     tolerances = [4 * w * printed_tolerance(text) for w, text in zip(y, widths)]

@@ -43,7 +43,7 @@ def read(data: bytes) -> List[Measurement]:
                 counts=tuple([0] * offset + counts),
                 live_time=live * _TICK,
                 real_time=real * _TICK,
-                start=start_of(date.decode("cp1252"), clock.decode("cp1252") + _plain(seconds)),
+                start=start_of(_plain(date), _plain(clock + seconds)),
                 title=_trailer_text(trailer, _SAMPLE),
                 detector=_trailer_text(trailer, _DETECTOR),
                 energy=energy,

@@ -5,6 +5,7 @@ Document types, and therefore entities, are refused before they are read.
 
 from typing import Dict, Iterator, List, Optional
 
+from ..display.printable import quoted
 from .measurement import FormatError
 
 MAX_ELEMENTS = 200000
@@ -120,6 +121,6 @@ def parse(data: bytes) -> Element:
     except expat.ExpatError as error:
         raise FormatError(f"not well-formed XML: {error}") from None
     except (LookupError, ValueError) as error:  # an encoding that Python does not know
-        raise error if isinstance(error, FormatError) else FormatError(str(error)) from None
+        raise error if isinstance(error, FormatError) else FormatError(quoted(str(error))) from None
     assert builder.root is not None  # expat refuses a document without one
     return builder.root
