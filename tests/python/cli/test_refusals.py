@@ -91,6 +91,12 @@ class TestAnalyse(TestCase):
         with qar.open("a.qar") as source:
             self.assertEqual(source.column("QAR_D_EFFICCAL"), [-2.45, 0.55, -0.145, 0.0])
 
+    def test_interrupted_analysis_changes_nothing(self):
+        before = self.content()
+        with unittest.mock.patch("qar.source.DataSource.results", side_effect=KeyboardInterrupt):
+            self.assertEqual(support.run("analyse", "a.qar", "--limit", "5").code, 130)
+        self.assertEqual(self.content(), before)
+
     def test_failed_analysis_from_python_changes_nothing(self):
         with qar.open("a.qar", "r+") as source:
             source.analyse()
@@ -136,9 +142,11 @@ class TestSpecialFiles(TestCase):
             self.assertIn(result.stdout, (b"2\n", b"1\n"), command)
             self.assertEqual(len(result.stderr.splitlines()), 1, (command, result.stderr))
 
-    def test_pipe_as_dictionary_extension_is_refused(self):
-        program = (sys.executable, "-B", "-m", "qar", "show", "a.qar")
-        self.run_program(*program, ORV_DICTIONARY="pipe")
+    def test_pipes_named_by_variables_are_not_read(self):
+        for variable in ("ORV_DICTIONARY", "PYORV3_TRACE", "ORSOVA_REGISTRY"):
+            with self.subTest(variable):
+                pipe = {"OSVENV": "", variable: "pipe"}
+                self.python("-m", "qar", "show", "a.qar", **pipe)
 
 
 class TestNames(TestCase):
@@ -181,6 +189,12 @@ class TestNames(TestCase):
         ):
             self.run_well_enough(*command)
         self.assertTrue(os.path.exists(b"in/n\xff.spe"))
+        folder = os.fsdecode(b"d\xff")
+        os.mkdir(folder)
+        self.run_well_enough("dump", "a.qar", "-o", f"{folder}/a.json")
+        self.run_well_enough("load", f"{folder}/a.json", f"{folder}/b.qar")
+        with qar.open(f"{folder}/b.qar") as source:
+            self.assertEqual(source["QAR_C_MEASNAME"], "sample")
         self.assertIn("m?.csv,,peak", self.read("t.csv"))
 
 
