@@ -9,6 +9,7 @@ from ..analysis import peak_curves
 from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
 from ..analysis.calibration_notes import corrected_calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, nuclide_library
+from ..errors import NotFoundError
 from ..records import RecordSource
 from ..values import is_known
 from ..version import __version__
@@ -40,7 +41,9 @@ _FACTS = (  # shown at the top if the file has them
     ("measured", "QAR_T_ACQSTART"),
     ("time of reference", "QAR_T_SAMPLETIME"),
     ("analysed", "QAR_T_ANALYSED"),
+    ("analysed with", "QAR_C_ANVERSION"),
     ("nuclide library", "QAR_C_ANLIBRARY"),
+    ("blank", "QAR_C_ANBLANK"),
 )
 _FACT = "<div><dt>$name</dt><dd>$value</dd></div>"
 _NAME = "<span>$name</span>"
@@ -144,13 +147,20 @@ def _data(
 
 
 def _facts(source: RecordSource) -> Html:
-    facts = [(name, source.get(parameter)) for name, parameter in _FACTS]
+    facts = [(name, _stored(source, parameter)) for name, parameter in _FACTS]
     times = [("live time", "QAR_D_LIVETIME"), ("real time", "QAR_D_REALTIME")]
     for name, parameter in times:
         seconds = source.get(parameter)
         facts.append((name, f"{tables.number(seconds)} s" if seconds else ""))
     shown = [fill(_FACT, name=name, value=_readable(value)) for name, value in facts if value]
     return Html(f'<dl class="facts">{joined(shown)}</dl>')
+
+
+def _stored(source: RecordSource, parameter: str) -> Any:
+    try:
+        return source.get(parameter)
+    except NotFoundError:  # the dictionary of another suite may lack it
+        return None
 
 
 def _readable(value: Any) -> str:
