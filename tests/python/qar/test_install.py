@@ -97,10 +97,13 @@ class TestWheel(support.TestCase):
 
 class TestInstallation(support.TestCase):
     def test_system_prefix_has_the_layout_of_the_interpreter_and_is_removed_completely(self):
+        cache = (BUILD / "CMakeCache.txt").read_text(encoding="utf-8")
+        interpreter = re.search("^PYTHON:FILEPATH=(.*)$", cache, re.MULTILINE).group(1)
+        install = (interpreter, "-B", PACKAGING / "install.py")
         for prefix in ("/usr", "/opt/qar"):
             root = {"DESTDIR": str(self.folder / "root")}
             self.run_program("cmake", "--install", BUILD, "--prefix", prefix, **root)
-            layout = self.python(PACKAGING / "install.py", "packages", prefix).strip()
+            layout = self.run_program(*install, "packages", prefix).strip()
             packages = self.folder / f"root{prefix}" / layout
             self.assertIn(packages.name, ("site-packages", "dist-packages"))
             script = "import qar, pyORV3; print(qar.__version__, pyORV3.__file__)"
@@ -110,7 +113,7 @@ class TestInstallation(support.TestCase):
             version = self.run_program(program, "--version", PYTHONPATH=str(packages))
             self.assertEqual(version, f"qar {qar.__version__}\n")
 
-            self.python(PACKAGING / "install.py", "uninstall", prefix, **root)
+            self.run_program(*install, "uninstall", prefix, **root)
             left = [p for p in (self.folder / "root").rglob("*") if not p.is_dir()]
             self.assertEqual((left, packages.exists() and list(packages.iterdir())), ([], []))
 
