@@ -106,7 +106,7 @@ void Identifier::judge(JointFit& fit) {
         Identification& result = identifications_[nuclide];
         result = {};
         double maxWeight = 0.0;
-        for (const LineMatch& match : matches_[nuclide].lines) {
+        for (const LineResult& match : matches_[nuclide].lines) {
             if (match.peak) {
                 result.peaks.push_back(*match.peak);
                 if (match.line->weight > maxWeight) {
@@ -197,7 +197,7 @@ std::vector<CertainLine> Identifier::certainLines(std::span<const MeasuredPeak> 
         if (identifications_[nuclide].confidence < beyondDoubt || matches_[nuclide].peakCount < 2) {
             continue;
         }
-        for (const LineMatch& match : matches_[nuclide].lines) {
+        for (const LineResult& match : matches_[nuclide].lines) {
             if (match.peak && assigned_[*match.peak].name == all_[nuclide].name &&
                 origins_[*match.peak] == PeakOrigin::line) {
                 const MeasuredPeak& peak = measured[*match.peak];

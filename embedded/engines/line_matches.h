@@ -14,7 +14,7 @@
 namespace embedded::engines {
 
 // A line and its peak, if one was found.
-struct LineMatch {
+struct LineResult {
     const ExpectedLine* line;
     std::optional<std::size_t> peak;
     double limit;  // net counts below which the line may be missed, also behind a neighbouring peak
@@ -23,7 +23,7 @@ struct LineMatch {
 
 // The usable lines of one nuclide.
 struct NuclideMatches {
-    std::vector<LineMatch> lines;
+    std::vector<LineResult> lines;
     std::size_t peakCount;  // number of different peaks that match a line
     bool keyMissing;        // a key line has no peak, and no neighbouring peak can hide it
 };

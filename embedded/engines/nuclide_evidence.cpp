@@ -99,7 +99,7 @@ double LineEvidence::improbability(const MeasuredPeak& at) const {
 }
 
 void LineEvidence::addMatched(std::size_t line) {
-    const LineMatch& match = input_.matches[nuclide_].lines[line];
+    const LineResult& match = input_.matches[nuclide_].lines[line];
     const MeasuredPeak& peak = input_.peaks[*match.peak];
     const double area = fit_.area(*match.peak);
     const double counts = expected(line);
@@ -122,7 +122,7 @@ void LineEvidence::addMatched(std::size_t line) {
 }
 
 void LineEvidence::addMissing(std::size_t line) {
-    const LineMatch& match = input_.matches[nuclide_].lines[line];
+    const LineResult& match = input_.matches[nuclide_].lines[line];
     const double counts = expected(line);
     const double low = counts * std::exp(-input_.models[nuclide_].uncertainties[line]);
     const double factor = deviationFactor(2.0 * low / match.limit);

@@ -55,7 +55,7 @@ std::vector<LineRatio> NuclideModels::ratiosOf(std::size_t nuclide, const JointF
     std::vector<LineRatio> ratios;
     ratios.reserve(lines.size());
     for (std::size_t line = 0; line < lines.size(); ++line) {
-        const LineMatch& match = lines[line];
+        const LineResult& match = lines[line];
         const double weight = match.line->weight;
         if (!match.peak) {
             if (std::isfinite(match.limit)) {
@@ -93,11 +93,11 @@ void NuclideModels::fitModel(std::size_t nuclide, const JointFit* fit) {
         }
         return;
     }
-    const LinePattern pattern = fitPattern(ratios, responseOfNuclide(common_, matches.peakCount));
+    const PatternFit pattern = fitPattern(ratios, responseOfNuclide(common_, matches.peakCount));
     patterns_[nuclide] = pattern;
     model = {std::exp(pattern.scale), {}, {}, pattern.priorMisfit};
     double balance = 0.0;
-    for (const LineMatch& match : matches.lines) {
+    for (const LineResult& match : matches.lines) {
         model.weights.push_back(match.line->weight * std::exp(pattern.parameters.dot(match.terms)));
         model.uncertainties.push_back(std::hypot(pattern.uncertainty(match.terms), allowance_));
         const double low =

@@ -30,7 +30,7 @@ class NuclideModels {
     ResponseCurve prior_;
     ResponseCurve common_;
     double allowance_;
-    std::vector<LinePattern> patterns_;
+    std::vector<PatternFit> patterns_;
     std::vector<NuclideModel> models_;
 };
 

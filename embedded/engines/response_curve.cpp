@@ -207,13 +207,13 @@ ResponseCurve responseOfNuclide(const ResponseCurve& common, std::size_t lines) 
             common.covariance + diagonal(lines < minLines ? ofOneNuclide : shownByItsLines)};
 }
 
-double LinePattern::uncertainty(const ResponseVector& terms) const {
+double PatternFit::uncertainty(const ResponseVector& terms) const {
     PatternVector all;
     all << 1.0, terms;
     return std::sqrt(std::max(0.0, all.dot(covariance * all)));
 }
 
-LinePattern fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior) {
+PatternFit fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior) {
     const PatternSearch search(ratios, prior);
     PatternVector pattern = search.start();
     PatternMatrix covariance;
@@ -226,7 +226,7 @@ CommonResponse::CommonResponse(const ResponseCurve& prior)
 
 // The scale drops out of the differences from the nuclide's mean.
 void CommonResponse::add(std::span<const LineRatio> ratios, double trust,
-                         const LinePattern& expected) {
+                         const PatternFit& expected) {
     double weights = 0.0;
     double mean = 0.0;
     ResponseVector meanTerms = ResponseVector::Zero();

@@ -41,7 +41,7 @@ struct LineRatio {
 };
 
 // Fitted response to the lines of one nuclide: ln(counts / weight) = scale + parameters x terms.
-struct LinePattern {
+struct PatternFit {
     double scale;
     ResponseVector parameters;
     Eigen::Matrix<double, 5, 5> covariance;  // of scale and parameters
@@ -53,7 +53,7 @@ struct LinePattern {
 
 // Fits scale and parameters. Lines that disagree strongly have little weight, because their peaks
 // may belong to another source. At least one ratio must belong to a peak.
-LinePattern fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior);
+PatternFit fitPattern(std::span<const LineRatio> ratios, const ResponseCurve& prior);
 
 // The curve that several nuclides have in common, each with a scale of its own.
 class CommonResponse {
@@ -61,7 +61,7 @@ class CommonResponse {
     explicit CommonResponse(const ResponseCurve& prior);
 
     // ratios: of peaks only; trust: 0 to 1; expected: the pattern that they should follow.
-    void add(std::span<const LineRatio> ratios, double trust, const LinePattern& expected);
+    void add(std::span<const LineRatio> ratios, double trust, const PatternFit& expected);
     ResponseCurve fit() const;
 
   private:
