@@ -23,7 +23,7 @@ FAILURES = (  # arguments, part of the message
     ("show none.qar", "none.qar"),
     ("show none.spe", "none.spe: No such file"),
     ("show .", "Is a directory"),
-    ("plot two.n42", "--spectrum: A, B"),
+    ("report two.n42", "--spectrum: A, B"),
     ("plot none.qar -o a.gif", "a.gif: unknown file extension '.gif'; expected .png, .svg or .pdf"),
     ("plot a.qar --region 700:600", "'700:600' is not a region"),
     ("show two.n42 --spectrum C", 'no spectrum "C"'),
