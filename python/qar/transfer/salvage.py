@@ -1,6 +1,6 @@
 """Check files for damage, and copy the sound content of a damaged file."""
 
-from typing import Dict, List, NamedTuple, Tuple
+from typing import Dict, List, NamedTuple, Tuple, Type
 
 import pyORV3
 
@@ -63,7 +63,7 @@ def copy_class(
         _copy_whole(source, copy, number)
         copied[name] = len(source.spectrum()) if number == QAR_CLS_SPECTRUM else records
     except QarError as error:
-        saved = _copy_records(source, copy, number, records)
+        saved, _ = _copy_records(source, copy, number, records, QarError)
         lost.append(f"{name}: {records - saved} of {records} records: {error.text}")
         if saved:
             copied[name] = saved
@@ -77,16 +77,24 @@ def _copy_whole(source: RecordSource, copy: RecordSource, number: int) -> None:
         source.copy_to(copy, number)
 
 
-def _copy_records(source: RecordSource, copy: RecordSource, number: int, records: int) -> int:
-    """Copy the sound records of a class; return their number."""
+def _copy_records(
+    source: RecordSource, copy: RecordSource, number: int, last: int, loss: Type[QarError]
+) -> Tuple[int, List[int]]:
+    """Copy the records of a class up to `last`, or up to the last one that exists.
+
+    Return the number of copied records, and the numbers of those whose copy raised `loss`.
+    """
     saved = 0
-    for record in range(1, records + 1):
+    lost: List[int] = []
+    for record in range(1, last + 1):
         try:
             source.copy_record_to(copy, number, record, saved + 1)
             saved += 1
-        except QarError:
-            continue
-    return saved
+        except NotFoundError:
+            break
+        except loss:
+            lost.append(record)
+    return saved, lost
 
 
 def _copy_verified(source: RecordSource, copy: RecordSource, number: int) -> Tuple[int, str]:
@@ -97,22 +105,13 @@ def _copy_verified(source: RecordSource, copy: RecordSource, number: int) -> Tup
     if not is_embedded(source):
         return 0, ""
     check(pyORV3.control(source.handle, ControlCommand.SALVAGE, 0), "salvaging", source.path)
-    saved, missing = 0, []
-    for record in range(1, MAX_INDEX + 1):
-        try:
-            source.copy_record_to(copy, number, record, saved + 1)
-            saved += 1
-        except DamagedError:
-            missing.append(record)
-        except NotFoundError:  # behind the last record
-            break
+    saved, lost = _copy_records(source, copy, number, MAX_INDEX, DamagedError)
     if saved == 0:
         return 0, ""
-    if not missing:
+    if not lost:
         return saved, f"values of unknown records; all {saved} are saved but may lack values"
-    records = "record" if len(missing) == 1 else "records"
-    numbers = _ranges(missing)
-    return saved, f"{records} {numbers}; the other {saved} are saved but may lack values"
+    records = "record" if len(lost) == 1 else "records"
+    return saved, f"{records} {_ranges(lost)}; the other {saved} are saved but may lack values"
 
 
 def _ranges(numbers: List[int]) -> str:

@@ -9,7 +9,7 @@ from datetime import datetime, timezone
 
 import support
 from qar import formats
-from qar.formats import columns
+from qar.formats import calibration_conversion, columns
 
 COUNTS = (0, 7, 123456, 0, 2147483647, 3, 1, 0)
 START = datetime(2012, 9, 17, 13, 41, 7, tzinfo=timezone.utc)
@@ -149,6 +149,17 @@ class TestReaders(support.TestCase):
         (first, _) = self.read(pcf(counts=(1.25, 2.75) * 4))
         self.assertEqual(first.counts, (1, 3) * 4)
         self.assertIn("decimal counts are rounded in 8 channels", first.notes)
+
+    def test_width_fit_takes_equal_and_tiny_energies(self):
+        equal = struct.pack("<6f", 1e8, 1e-10, 0.0, 4.0, 0.5, 0.0)  # as rounded to doubles
+        content = spc().replace(struct.pack("<6f", 1.0, 0.5, 0.0, 4.0, 0.0, 0.0), equal)
+        self.assertEqual(len(self.read(content)[0].shape), 1)
+        tables = [str(number) for number in range(1, 17)], ["1.1"] * 16
+        self.assertTrue(calibration_conversion.shape_from_table(*tables).coefficients)
+        tables[0][3] = "1e-4000"  # its exact powers have 30,000 digits
+        self.assertTrue(calibration_conversion.shape_from_table(*tables).coefficients)
+        tables[0][3] = "1e-200"
+        self.assertFalse(calibration_conversion.shape_from_table(*tables).coefficients)
 
     def test_date_with_undefined_characters_is_left_out(self):
         self.assertIsNone(self.read(chn().replace(b"SEP", b"S\x81P"))[0].start)
