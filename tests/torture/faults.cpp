@@ -391,7 +391,7 @@ bool judged(const Reference& reference, const Fault& fault) {
     if (child == 0) {
         alarm(60);
         const bool well = FaultyRun(reference, fault).run();
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
         _exit(well ? 0 : 1);
     }
     int status = 0;
@@ -420,7 +420,7 @@ std::vector<Fault> faultsOf(const std::vector<Fault>& counts, int onlyStep) {
 
 int main(int argumentCount, char** arguments) {
     const auto number = [=](int index, long otherwise) {
-        return index < argumentCount ? std::atol(arguments[index]) : otherwise;
+        return index < argumentCount ? std::strtol(arguments[index], nullptr, 10) : otherwise;
     };
     const long wanted = number(1, 0);
     const auto seed = static_cast<std::uint32_t>(number(2, 1));
@@ -440,7 +440,7 @@ int main(int argumentCount, char** arguments) {
     if (wanted > 0 && std::cmp_less(wanted, faults.size())) {
         faults.resize(static_cast<std::size_t>(wanted));
     }
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 0));
     const auto failed = std::ranges::count_if(
         faults, [&](const Fault& fault) { return !judged(reference, fault); });
     std::printf("tried %zu faults in the 44 functions\n%zu are possible, seed %u, %td failed\n",
