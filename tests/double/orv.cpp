@@ -52,11 +52,13 @@ Argument searchKey(std::int32_t kind, const void* key) {
      uint16_t second, uint16_t third),                                                   \
         INPUT(context), INPUT(fileName), INPUT(sourceType), INPUT(first), INPUT(second), \
         INPUT(third)
+// NOLINTBEGIN(bugprone-macro-parentheses): Word is a type
 #define NODE_ENUMERATION(Word)                                                               \
     (OrvContext context, OrvNodeRecord * node, Word * count, Word selector), INPUT(context), \
         identity(node), refusal(node), input("count", *count), INPUT(selector),              \
         area("identity", node->identity, sizeof node->identity),                             \
         area("refusal", node->refusal, sizeof node->refusal), output("count", count, 1)
+// NOLINTEND(bugprone-macro-parentheses)
 #define READING(Size)                                                                  \
     (OrvContext context, uint32_t code, uint16_t record, uint16_t entry, void* buffer, \
      Size bufferSize),                                                                 \
