@@ -5,41 +5,61 @@
 
 namespace embedded::engines {
 
+namespace {
+
+// A value of the curve, which is not written if it equals that of a plain Gaussian on a straight
+// line.
+struct CurveValue {
+    std::uint32_t code;
+    double value;
+    double plain = 0.0;
+};
+
+double lengthOf(const Tail& tail) {
+    return tail.fraction > 0.0 ? tail.length : 0.0;
+}
+
+void writeMinorPeak(const DataSourceAccess& dataSource, std::uint16_t record, std::uint16_t entry,
+                    const FittedPeak& peak) {
+    dataSource.writeDouble(QAR_D_MINORCENTR, record, peak.channel, entry);
+    dataSource.writeDouble(QAR_D_MINORWIDTH, record, peak.width, entry);
+    dataSource.writeDouble(QAR_D_MINORAREA, record, peak.area, entry);
+}
+
+}  // namespace
+
 void writeCurve(const DataSourceAccess& dataSource, std::uint16_t record, const FittedPeak& peak) {
     const RegionCurve& curve = *peak.curve;
-    const struct {
-        std::uint32_t code;
-        double value;
-    } values[] = {
-        {QAR_D_PEAKWIDTH, peak.width},
-        {QAR_D_PEAKBROAD, peak.broadening},
-        {QAR_D_LEFTTAIL, curve.left.fraction},
-        {QAR_D_LEFTLENGTH, curve.left.length},
-        {QAR_D_RIGHTTAIL, curve.right.fraction},
-        {QAR_D_RIGHTLENGTH, curve.right.length},
-        {QAR_D_PEAKDRIFT, curve.drift},
-        {QAR_D_CONTLEVEL, curve.level},
-        {QAR_D_CONTSLOPE, curve.slope},
-        {QAR_D_CONTCURVE, curve.curvature},
-        {QAR_D_STEPHEIGHT, curve.step.height},
-        {QAR_D_STEPCENTR, curve.step.channel},
-        {QAR_D_STEPWIDTH, curve.step.width},
-        {QAR_D_EDGEHEIGHT, curve.edge.height},
-        {QAR_D_EDGECENTR, curve.edge.channel},
-        {QAR_D_EDGEWIDTH, curve.edge.width},
-        {QAR_D_SHAPECHISQ, curve.chiSquareOfShape},
-    };
-    for (const auto& [code, value] : values) {
-        dataSource.writeDouble(code, record, value);
+    const Fall step = curve.step.height != 0.0 ? curve.step : Fall{};
+    const Fall edge = curve.edge.height != 0.0 ? curve.edge : Fall{};
+    for (const auto& [code, value, plain] : {
+             CurveValue{QAR_D_PEAKWIDTH, peak.width},
+             CurveValue{QAR_D_PEAKBROAD, peak.broadening, 1.0},
+             CurveValue{QAR_D_LEFTTAIL, curve.left.fraction},
+             CurveValue{QAR_D_LEFTLENGTH, lengthOf(curve.left)},
+             CurveValue{QAR_D_RIGHTTAIL, curve.right.fraction},
+             CurveValue{QAR_D_RIGHTLENGTH, lengthOf(curve.right)},
+             CurveValue{QAR_D_PEAKDRIFT, curve.drift},
+             CurveValue{QAR_D_CONTLEVEL, curve.level},
+             CurveValue{QAR_D_CONTSLOPE, curve.slope},
+             CurveValue{QAR_D_CONTCURVE, curve.curvature},
+             CurveValue{QAR_D_STEPHEIGHT, step.height},
+             CurveValue{QAR_D_STEPCENTR, step.channel},
+             CurveValue{QAR_D_STEPWIDTH, step.width},
+             CurveValue{QAR_D_EDGEHEIGHT, edge.height},
+             CurveValue{QAR_D_EDGECENTR, edge.channel},
+             CurveValue{QAR_D_EDGEWIDTH, edge.width},
+             CurveValue{QAR_D_SHAPECHISQ, curve.chiSquareOfShape},
+         }) {
+        if (value != plain) {
+            dataSource.writeDouble(code, record, value);
+        }
     }
     dataSource.writeLong(QAR_L_PEAKFREEDOM, record,
                          static_cast<std::int32_t>(curve.degreesOfFreedom));
     std::uint16_t entry = 0;
     for (const FittedPeak& minor : curve.unreported) {
-        ++entry;
-        dataSource.writeDouble(QAR_D_MINORCENTR, record, minor.channel, entry);
-        dataSource.writeDouble(QAR_D_MINORWIDTH, record, minor.width, entry);
-        dataSource.writeDouble(QAR_D_MINORAREA, record, minor.area, entry);
+        writeMinorPeak(dataSource, record, ++entry, minor);
     }
 }
 

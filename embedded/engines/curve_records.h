@@ -10,7 +10,8 @@
 
 namespace embedded::engines {
 
-// Throws EngineFailure if the record cannot be written. The peak must have a curve.
+// Leaves out the values of a plain Gaussian on a straight continuum. Throws EngineFailure if the
+// record cannot be written. The peak must have a curve.
 void writeCurve(const DataSourceAccess& dataSource, std::uint16_t record, const FittedPeak& peak);
 
 }  // namespace embedded::engines

@@ -149,6 +149,10 @@ _STEP = ("QAR_D_STEPHEIGHT", "QAR_D_STEPCENTR", "QAR_D_STEPWIDTH")
 _EDGE = ("QAR_D_EDGEHEIGHT", "QAR_D_EDGECENTR", "QAR_D_EDGEWIDTH")
 _TAILS = ("QAR_D_LEFTTAIL", "QAR_D_LEFTLENGTH", "QAR_D_RIGHTTAIL", "QAR_D_RIGHTLENGTH")
 _OWN = (*_TAILS, "QAR_D_PEAKDRIFT", "QAR_D_PEAKBROAD", "QAR_D_PEAKWIDTH")
+_PLAIN = {  # the engine leaves out these values
+    **dict.fromkeys((*_CONTINUUM, *_STEP, *_EDGE, *_TAILS, "QAR_D_PEAKDRIFT"), 0.0),
+    "QAR_D_PEAKBROAD": 1.0,
+}
 _MINOR = ("QAR_D_MINORCENTR", "QAR_D_MINORWIDTH", "QAR_D_MINORAREA")
 
 
@@ -194,8 +198,8 @@ def _has_parameters(source: RecordSource) -> bool:
 def _values(
     source: RecordSource, names: Sequence[str], record: int, entry: int = 1
 ) -> Optional[Tuple[float, ...]]:
-    """Return values of a record, or None if one is missing or not finite."""
-    values = [source.get(name, record, entry) for name in names]
+    """Return values of a record, or None if one is not finite or is missing without a default."""
+    values = [source.get(name, record, entry, _PLAIN.get(name)) for name in names]
     return tuple(values) if all(map(_is_sound, values)) else None
 
 
@@ -211,14 +215,17 @@ def _shape(source: RecordSource, peak: Peak, record: int) -> Optional[Shape]:
     left_part, left_length, right_part, right_length, drift, broadening, width = values
     if not (width > 0 and 0.01 <= broadening <= 100 and 0 <= drift <= _MAX_DRIFT):
         return None
-    tails = [
-        Tail(fraction, length / broadening)
+    left, right = (
+        Tail(fraction, length / broadening) if fraction else None
         for fraction, length in ((left_part, left_length), (right_part, right_length))
-    ]
-    if not all(0 <= fraction <= 1 and 0.01 < length < _MAX_LENGTH for fraction, length in tails):
+    )
+    if not all(map(_is_possible, filter(None, (left, right)))):
         return None
-    left, right = (tail if tail.fraction else None for tail in tails)
     return Shape(peak.centroid, width, peak.area, left, right, drift / broadening)
+
+
+def _is_possible(tail: Tail) -> bool:
+    return 0 <= tail.fraction <= 1 and 0.01 < tail.length < _MAX_LENGTH
 
 
 def _minor_shapes(source: RecordSource, record: int, like: Optional[Shape]) -> Iterable[Shape]:

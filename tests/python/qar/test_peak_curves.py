@@ -122,13 +122,14 @@ class TestCurves(support.TestCase):
         for channel in range(-12, 13):
             counts[150 + channel] += round(5000 * 2.0 ** -((channel / 2.5) ** 2))
         faults = [
-            ("QAR_D_PEAKWIDTH", 0.0), ("QAR_D_LEFTLENGTH", 1e-300), ("QAR_D_PEAKBROAD", 0.0),
+            ("QAR_D_PEAKWIDTH", 0.0), ("QAR_D_LEFTTAIL", 1.5), ("QAR_D_PEAKBROAD", 0.0),
             ("QAR_D_PEAKDRIFT", math.inf), ("QAR_D_CONTLEVEL", math.nan), ("QAR_L_PEAKRIGHT", 301),
         ]  # fmt: skip
         with analysed("damaged.qar", counts) as source:
             self.assertTrue(curves_of(source)[0].region.is_fit)
             for name, value in faults:
-                kept, source[name] = source[name], value
+                plain = float(name == "QAR_D_PEAKBROAD")
+                kept, source[name] = source.get(name, default=plain), value
                 self.assertFalse([c for c in curves_of(source) if c.region.is_fit], name)
                 source[name] = kept
 
