@@ -77,8 +77,8 @@ sudo apt-get install ${missing[*]}"
     check_version cmake cmake 3.25
 }
 
-# install_browser: installs what is missing of Chromium, Node.js and npm. Tests in the browser are skipped
-# without them, and a build without npm makes static reports, so a failure is only reported.
+# install_browser: installs Chromium, Node.js and npm if they are missing. A failure is only reported: tests in
+# the browser are skipped without them, and a build without npm makes static reports.
 install_browser() {
     local missing=() program package
     for program in chromium:chromium node:nodejs npm:npm; do

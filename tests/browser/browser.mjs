@@ -6,7 +6,7 @@ const ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-qui
 
 export const launched = () => chromium.launch({ executablePath: process.env.CHROMIUM, args: ARGUMENTS });
 
-// Opens a page in a context of its own. Returns it with what it requested and what went wrong.
+// Opens a page in a context of its own. Returns it with its requests and errors.
 export async function opened(browser, name, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1200, height: 900 }, ...options });
   const page = await context.newPage();
@@ -19,7 +19,7 @@ export async function opened(browser, name, options = {}) {
   return { context, page, requests, errors };
 }
 
-// Waits until everything that was asked for is drawn.
+// Waits until the next frame is drawn.
 export const drawn = (page) => page.evaluate(() => new Promise((done) => {
   requestAnimationFrame(() => requestAnimationFrame(done));
 }));

@@ -15,7 +15,7 @@ _MODULES = ("scales", "spectrum", "drawing", "charts", "details", "input", "main
 
 
 class Assets(NamedTuple):
-    """What a page contains for its scripts and styles."""
+    """Scripts and styles of a page, and the policy that admits them."""
 
     style: Html
     scripts: Html  # elements at the end of the page
@@ -64,9 +64,10 @@ def _script_name() -> str:
 
 
 def _policy(style: str, script_source: str, has_form: bool) -> str:
+    form_target = "'self'" if has_form else "'none'"
     return (
         f"default-src 'none'; script-src {script_source}; style-src {_hash(style)};"
-        f" base-uri 'none'; form-action {chr(39)}{'self' if has_form else 'none'}{chr(39)}"
+        f" base-uri 'none'; form-action {form_target}"
     )
 
 

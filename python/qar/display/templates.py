@@ -19,19 +19,15 @@ class Html(str):
     """A string of HTML, which is not escaped again."""
 
 
-def html(text: str) -> Html:
-    """Return a string as HTML that shows it, without control characters."""
-    return text if isinstance(text, Html) else Html(escape(printable(text)))
+def html(value: Union[str, int]) -> Html:
+    """Return HTML that shows a value, without control characters."""
+    return value if isinstance(value, Html) else Html(escape(printable(str(value))))
 
 
 def fill(template: str, **values: Union[str, int]) -> Html:
     """Fill a template, in which `$name` stands for a value."""
-    escaped = {name: html(str_of(value)) for name, value in values.items()}
+    escaped = {name: html(value) for name, value in values.items()}
     return Html(Template(template).substitute(escaped))
-
-
-def str_of(value: Union[str, int]) -> str:
-    return value if isinstance(value, str) else str(value)
 
 
 def fill_file(name: str, **values: Union[str, int]) -> Html:

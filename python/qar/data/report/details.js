@@ -61,7 +61,7 @@ function nuclideContent(spectrum, nuclide, showPosition) {
   return [...content, linesTable(spectrum, nuclide.lines, showPosition)];
 }
 
-// Returns what the row of a table says, as a list of label and value.
+// Returns the cells of a row, each with its heading and unit.
 function rowContent(row) {
   const heads = [...row.closest("table").querySelectorAll("thead th")];
   const cells = [...row.children].slice(1);
