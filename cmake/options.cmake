@@ -1,5 +1,11 @@
 # The compiler options of all targets, as the interface library project_options.
 
+# CMake must not pass this directory explicitly, which breaks include_next; a compiler cache can hide it
+# from CMake's own detection.
+if(CMAKE_SYSROOT)
+    list(APPEND CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES "${CMAKE_SYSROOT}/usr/include")
+endif()
+
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE "${PROJECT_SOURCE_DIR}")
 

@@ -19,10 +19,14 @@ target_compile_definitions(python_stable_abi INTERFACE Py_LIMITED_API=0x03020000
 if(WIN32)
     include(cmake/python_windows.cmake)
 else()
-    execute_process(
-        COMMAND "${PYTHON}" -c "import sysconfig; print(sysconfig.get_paths()['include'])"
-        OUTPUT_VARIABLE python_include OUTPUT_STRIP_TRAILING_WHITESPACE
-        COMMAND_ERROR_IS_FATAL ANY)
+    if(CMAKE_SYSROOT)
+        file(GLOB python_include "${CMAKE_SYSROOT}/usr/include/python3.*")
+    else()
+        execute_process(
+            COMMAND "${PYTHON}" -c "import sysconfig; print(sysconfig.get_paths()['include'])"
+            OUTPUT_VARIABLE python_include OUTPUT_STRIP_TRAILING_WHITESPACE
+            COMMAND_ERROR_IS_FATAL ANY)
+    endif()
     if(NOT EXISTS "${python_include}/Python.h")
         message(FATAL_ERROR "${python_include}/Python.h, of ${PYTHON}, is missing: install python3-dev")
     endif()
