@@ -1,6 +1,6 @@
 """The efficiency as a function of the energy: a polynomial in the logarithms with its covariance.
 
-docs/activity.md has the formulas.
+docs/efficiency.md has the formulas.
 """
 
 import math

@@ -1,6 +1,6 @@
 """True coincidence summing: the factors by which it changes the peak areas of lines.
 
-docs/activity.md has the formulas and their limits.
+docs/efficiency.md has the formulas and their limits.
 """
 
 import bisect

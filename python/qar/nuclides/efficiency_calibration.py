@@ -1,6 +1,6 @@
 """The efficiency calibration with a certified source.
 
-docs/activity.md describes the method.
+docs/efficiency.md describes the method.
 """
 
 import math

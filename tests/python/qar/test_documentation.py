@@ -12,7 +12,7 @@ from qar import formats, optional_imports
 from support import FULL
 
 PAGES = [
-    "README.md", "docs/functions.md", "docs/qar.md", "docs/command-line.md", "docs/formats.md", "docs/writing-an-engine.md",
+    "README.md", "docs/functions.md", "docs/qar.md", "docs/command-line.md", "docs/formats.md", "docs/efficiency.md", "docs/writing-an-engine.md",
     "docs/suite-scripts-on-linux.md", "docs/reports.md", "docs/status-codes.md", "docs/windows.md", "examples/README.md",
     "python/README.md", "docs/releasing.md",
 ]  # fmt: skip
