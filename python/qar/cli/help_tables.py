@@ -3,7 +3,7 @@
 import argparse
 from typing import Any, List, NamedTuple, Tuple
 
-_PATHS = {"CSV", "DIRECTORY", "FILE", "HTML", "JSON", "NEW", "OTHER", "PICTURE"}
+_PATHS = {"CSV", "DIRECTORY", "FILE", "HTML", "JSON", "NEW", "OTHER", "PICTURE", "QAR"}
 
 
 class Argument(NamedTuple):

@@ -1,6 +1,7 @@
 """Residuals and widths of a calibration as a picture, drawn with matplotlib."""
 
 import textwrap
+from typing import Any
 
 from ..analysis.calibration import polynomial
 from ..analysis.known_lines import LineCalibration
@@ -8,14 +9,14 @@ from .layout import FIT_COLOUR, SPECTRUM_COLOUR
 from .plot import figure_class
 from .printable import printable
 
-_INCHES, _DOTS_PER_INCH = (11.0, 5.5), 130
+_INCHES = (11.0, 5.5)
 _TITLE_WIDTH = 80  # characters
 
 
-def save(path: str, result: LineCalibration, channels: int, title: str) -> None:
-    """Draw the residuals and the widths of a calibration over the energy, and save a PNG.
+def figure_of(result: LineCalibration, channels: int, title: str) -> Any:
+    """Return a matplotlib Figure of residuals and widths of a calibration over the energy.
 
-    Raises ImportError if matplotlib is not installed, OSError if the file cannot be written.
+    Raises ImportError if matplotlib is not installed.
     """
     figure = figure_class()(figsize=_INCHES)
     residuals = figure.add_axes([0.075, 0.56, 0.905, 0.36])
@@ -49,4 +50,4 @@ def save(path: str, result: LineCalibration, channels: int, title: str) -> None:
     squares = [max(0.0, polynomial(calibration.shape, energy)) for energy in curve]
     widths.plot(curve, [square**0.5 for square in squares], color=FIT_COLOUR, linewidth=1.0)
     widths.set(xlabel="energy / keV", ylabel="FWHM / keV", xlim=(0, last))
-    figure.savefig(path, dpi=_DOTS_PER_INCH, format="png")
+    return figure

@@ -8,7 +8,7 @@ from .. import formats
 from ..atomic_files import Path
 from ..formats import FormatError, Measurement
 from ..formats.qar_file import SUFFIX
-from ..scratch import scratch_folder
+from ..scratch import copy_of, scratch_folder
 from ..source import DataSource
 from ..source import open as open_source
 
@@ -59,12 +59,9 @@ def open_copy(measurement: Measurement) -> Iterator[Tuple[DataSource, List[str]]
     Yields the source and notes of everything that was changed or left out.
     """
     with open_measurement(measurement, "r" if measurement.qar_file else "r+") as (source, notes):
-        if not measurement.qar_file:
+        if measurement.qar_file:
+            with copy_of(source) as copy:
+                yield copy, notes
+        else:
             source.is_scratch = True
             yield source, notes
-            return
-        with scratch_folder(os.path.getsize(source.path)) as folder:
-            with open_source(os.path.join(folder, "copy" + SUFFIX), "x") as copy:
-                copy.is_scratch, copy.path = True, source.path
-                source.copy_to(copy)
-                yield copy, notes

@@ -25,6 +25,7 @@ FAILURES = (  # arguments, part of the message
     ("show .", "Is a directory"),
     ("report two.n42", "--spectrum: A, B"),
     ("plot none.qar -o a.gif", "a.gif: unknown file extension '.gif'; expected .png, .svg or .pdf"),
+    ("calibrate a.qar --line 9=5 --plot a.gif", "a.gif: unknown file extension '.gif'"),
     ("plot a.qar --region 700:600", "'700:600' is not a region"),
     ("show two.n42 --spectrum C", 'no spectrum "C"'),
     ("convert a.qar", "FILE OUTPUT"),

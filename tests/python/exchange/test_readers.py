@@ -104,7 +104,10 @@ FILES = (  # format, content, whether it has a start, a real time and a calibrat
 REFUSED = (  # content, part of the message
     (chn()[:60], "cut off"),
     (chn().replace(struct.pack("<H", 8), b"\xff\xff", 1), "not a spectrum|cut off"),
-    (XML.replace("<R", '<?xml version="1.0" encoding="utf-%s"?><R' % (99 * "9"), 1).encode(), "unknown enc"),
+    (
+        XML.replace("<R", '<?xml version="1.0" encoding="utf-%s"?><R' % (99 * "9"), 1).encode(),
+        "unknown enc",
+    ),
     (spc()[:-100], "cut off"),
     (spc(5)[:-128] + struct.pack("<8f", 1e12, *COUNTS[1:]).ljust(128, b"\0"), "1e.12 counts"),
     (pcf()[:700], "cut off"),

@@ -23,6 +23,7 @@ from ..command import (
 )
 from ..inputs import beside, one
 from ..output import print_json, print_lines, print_path, warn
+from ..pictures import check_picture
 from ..reading import add_reading, reading_of
 
 NO_CALIBRATION = "no energy calibration"  # a note of the formats, which the command remedies
@@ -38,7 +39,7 @@ def calibrate(arguments: Arguments) -> int:
     if bool(lines) == bool(names or arguments.background):
         raise CommandError("expected either --line, or --nuclide and --background")
     if arguments.plot:
-        plot.figure_class()  # fails early if matplotlib is missing
+        check_picture(arguments.plot, arguments.force)
     path, is_new = _qar_file(arguments)
     try:
         with open_source(path, "r+") as source:
@@ -50,7 +51,8 @@ def calibrate(arguments: Arguments) -> int:
         raise
     if arguments.plot:
         with new_file(arguments.plot, arguments.force) as temporary:
-            calibration_plot.save(temporary, result, channels, os.path.basename(path))
+            figure = calibration_plot.figure_of(result, channels, os.path.basename(path))
+            plot.save(figure, temporary, plot.format_of(arguments.plot))
     _report(result, path, is_new, arguments)
     return DONE
 
@@ -131,8 +133,8 @@ def _add_arguments(command: Parser) -> None:
         help="Replace a better energy calibration and existing files.",
     )  # fmt: skip
     command.add_argument(
-        "--plot", metavar="PNG", default="",
-        help="Draw residuals and widths into this file (needs matplotlib).",
+        "--plot", metavar="PICTURE", default="",
+        help="Draw residuals and widths into this .png, .svg or .pdf file (needs matplotlib).",
     )  # fmt: skip
     command.add_argument(
         "--output", "-o", metavar="QAR", default="",

@@ -12,7 +12,7 @@ from ...analysis.certified_source import CertifiedActivity
 from ...analysis.efficiency import EfficiencyCalibration
 from ...analysis.peak_to_total import Background
 from ...analysis.results import Nuclide
-from ...atomic_files import new_file, refuse_taken
+from ...atomic_files import new_file
 from ...display import efficiency_plot, efficiency_table, plot
 from ...formats import Measurement, efficiency_csv, nuclide_csv
 from ...nuclides import builtin_library, efficiency_calibration
@@ -36,6 +36,7 @@ from ..command import (
 )
 from ..inputs import add_input, local_file, one, output_of
 from ..output import STANDARD_OUTPUT, inform, print_json, print_lines, shown_path, warn
+from ..pictures import check_picture
 from ..reading import reading_of
 
 
@@ -44,7 +45,7 @@ def efficiency(arguments: Arguments) -> int:
     nuclides = _nuclides(arguments)
     method = _method(arguments)
     if arguments.plot:
-        _check_picture(arguments)
+        check_picture(arguments.plot, arguments.force)
     with local_file(arguments.file) as local:
         measurements = reading_of(arguments).read(local)
         measurement = one(
@@ -96,16 +97,6 @@ def _picture(calibration: EfficiencyCalibration, arguments: Arguments) -> Iterat
     with new_file(arguments.plot, arguments.force) as temporary:
         plot.save(figure, temporary, plot.format_of(arguments.plot))
         yield
-
-
-def _check_picture(arguments: Arguments) -> None:
-    """Fail early if the picture cannot be drawn."""
-    try:
-        plot.format_of(arguments.plot)
-    except ValueError as error:
-        raise CommandError(str(error)) from None
-    plot.figure_class()
-    refuse_taken(arguments.plot, arguments.force)
 
 
 def _calibrated(

@@ -16,17 +16,17 @@ from ...transfer.any_file import open_measurement
 from ..command import DONE, Arguments, Command, CommandError, Parser, add_output
 from ..inputs import add_input, opened, output_of
 from ..output import STANDARD_OUTPUT, failure_text, print_path, warn
+from ..pictures import check_picture
 
 
 def plot(arguments: Arguments) -> int:
     target = output_of(arguments, ".png")
     is_piped = target == STANDARD_OUTPUT
+    format = "png" if is_piped else check_picture(target, arguments.force)
+    drawing = _drawing(arguments)
+    other = _other(arguments.compare) if arguments.compare else None
+    options = (arguments.region, arguments.residuals, arguments.peaks, other, arguments.scale)
     try:
-        format = picture.FORMATS[0] if is_piped else picture.format_of(target)
-        picture.figure_class()  # fails early if matplotlib is missing
-        drawing = _drawing(arguments)
-        other = _other(arguments.compare) if arguments.compare else None
-        options = (arguments.region, arguments.residuals, arguments.peaks, other, arguments.scale)
         figure = picture.figure_of(drawing, *options)
     except ValueError as error:
         raise CommandError(str(error)) from None
