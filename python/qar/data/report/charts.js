@@ -1,7 +1,7 @@
 // The three plots: spectrum, residuals, and the strip with the whole spectrum. They share a view, the
 // range of positions that is visible.
 /* global uPlot, SCALES, countRange, MIN_COUNT, LABEL_ROOM, colours, drawFits, drawResiduals, drawSelection,
-   drawLines, drawLabels */
+   drawLines, drawLabels, overlayColour */
 
 const AXIS_WIDTH = 62; // pixels for the numbers of a vertical axis
 const LABEL_WIDTH = 22; // pixels for its name
@@ -96,7 +96,7 @@ class Charts {
           values: (plot, ticks) => ticks.map((tick) => wholeNumbers.format(tick)),
         }),
       ],
-      series: [{}, this.line("counts", 1), ...this.spectrum.overlays.map(() => this.line("overlay", 1))],
+      series: [{}, this.line("counts", 1), ...this.spectrum.overlays.map((_, index) => this.line(overlayColour(index), 1))],
       hooks: {
         drawClear: [(plot) => { if (this.selectedPeak >= 0) drawSelection(plot, this.spectrum, this.selectedPeak, this.palette); }],
         draw: [(plot) => this.drawLayers(plot)],

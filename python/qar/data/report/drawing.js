@@ -7,9 +7,12 @@ const MIN_PEAK_WIDTH = 24; // pixels of a region from which single peaks are vis
 function colours() {
   const style = getComputedStyle(document.documentElement);
   const names = ["page", "text", "quiet", "grid", "strong-line", "counts", "fit", "continuum", "peak",
-    "overlay", "mark", "selected"];
+    "overlay-0", "overlay-1", "overlay-2", "mark", "selected"];
   return Object.fromEntries(names.map((name) => [name, style.getPropertyValue(`--${name}`).trim()]));
 }
+
+// Returns the name of the colour of a spectrum to compare with.
+const overlayColour = (index) => `overlay-${index % 3}`;
 
 // Draws values of neighbouring channels as a line; of points in the same pixel only the extremes.
 function strokeValues(plot, spectrum, first, values) {

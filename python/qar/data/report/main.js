@@ -1,6 +1,6 @@
 // Starts the interactive report: reads the data, makes the plots and connects tables and buttons.
 /* global Spectrum, Charts, addWheel, addTouch, addStrip, addKeys, element, peakContent, nuclideContent,
-   wholeNumbers */
+   overlayColour, wholeNumbers */
 
 class Report {
   constructor() {
@@ -57,7 +57,7 @@ class Report {
     const label = element("label");
     const input = element("input", undefined, { type: "checkbox", checked: "" });
     input.addEventListener("change", () => this.charts.main.setSeries(index + 2, { show: input.checked }));
-    label.append(input, ` ${overlay.name}`);
+    label.append(input, ` ${overlay.name} `, element("span", undefined, { class: `swatch ${overlayColour(index)}` }));
     document.getElementById("spectra").append(label);
   }
 
