@@ -56,6 +56,28 @@ class TestLeastSquares(support.TestCase):
         self.assertAlmostEqual(total, 0.03, places=7)
 
 
+class TestCurve(support.TestCase):
+    def test_uncertainty_contains_the_spread_of_the_averaged_degrees(self):
+        energies = [60.0, 90.0, 150.0, 300.0, 600.0, 1000.0, 1800.0]
+        xs = list(map(math.log, energies))
+        ys = [-1.0 * x - 0.03 * (x - 6) ** 2 + 0.01 * (-1) ** i for i, x in enumerate(xs)]
+        variances = [[(i == j) * 0.02**2 for j in range(7)] for i in range(7)]
+        fitted = efficiency.fit_curve(energies, list(map(math.exp, ys)), variances)
+        self.assertGreater(len(fitted.weights), 1)
+        self.assertEqual(fitted.scatter, 0)
+        x, parts = math.log(220), []
+        for degree, weight in fitted.weights.items():
+            one = PolynomialFit(xs, ys, variances, degree)
+            own = [[float(item) for item in row] for row in one.covariance()]
+            size = range(degree + 1)
+            variance = sum(own[i][j] * x ** (i + j) for i in size for j in size)
+            parts.append((weight, one.value_at(x), variance))
+        mean = sum(weight * value for weight, value, _ in parts)
+        total = sum(weight * (own + (value - mean) ** 2) for weight, value, own in parts)
+        self.assertAlmostEqual(math.log(fitted.curve.value_at(220)), mean, places=9)
+        self.assertAlmostEqual(fitted.curve.uncertainty_at(220), math.sqrt(total), places=7)
+
+
 class TestSumming(support.TestCase):
     def peak_efficiency(self, total):
         return lambda energy: total * 0.35 * (energy / 60) ** -0.6
