@@ -83,6 +83,7 @@ def _output(measurement: Measurement, arguments: Arguments) -> Iterator[Tuple[Da
     with new_file(target, arguments.force) as temporary:
         notes = [*measurement.notes, *formats.write(temporary, measurement, "qar")]
         with open_source(temporary, "r+") as source:
+            source.path = shown_path(arguments.file)
             yield source, target
         warn(arguments.file, notes)
 
