@@ -132,10 +132,9 @@ def results(analysis: Analysis) -> List[str]:
     if any(map(is_poor_fit, peaks)):
         result.append("!: the fit does not describe its region, uncertainties are enlarged")
     result += [counted(len(nuclides), "nuclide"), *(lines(NUCLIDES, nuclides) if nuclides else [])]
-    if analysis.not_found:
+    limited = [n for n in analysis.not_found if is_known(n.detection_limit)]
+    if limited:
         result.append("not found, with their detection limits in Bq:")
-        limits = [
-            f"{printable(n.name):<9}{number(n.detection_limit, 3):>9}" for n in analysis.not_found
-        ]
+        limits = [f"{printable(n.name):<9}{number(n.detection_limit, 3):>9}" for n in limited]
         result += ["  ".join(limits[start : start + 4]) for start in range(0, len(limits), 4)]
     return result
