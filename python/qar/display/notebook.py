@@ -44,15 +44,21 @@ class Results(Analysis):
 
     drawing: Optional[Drawing] = None
 
-    def plot(self, **options: Any) -> Any:
-        """Return a matplotlib Figure of the spectrum with its fits.
+    def plot(
+        self,
+        region: Optional[Tuple[float, float]] = None,
+        residuals: bool = False,
+        peaks: bool = False,
+        scale: str = "log",
+    ) -> Any:
+        """Return a matplotlib Figure of the spectrum with its fits; see `DataSource.plot`.
 
-        options: those of `DataSource.plot`. Raises ImportError if matplotlib is not installed,
-        ValueError if there is no spectrum or nothing would be shown.
+        Raises ImportError if matplotlib is not installed, ValueError if there is no spectrum or
+        nothing would be shown.
         """
         if self.drawing is None:
             raise ValueError("the source of these results has no spectrum")
-        return plot.figure_of(self.drawing, **options)
+        return plot.figure_of(self.drawing, region, residuals, peaks, scale=scale)
 
     def _repr_html_(self) -> str:
         parts = [f"<p>{escape(note)}</p>" for note in self.notes]
