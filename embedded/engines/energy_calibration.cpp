@@ -16,7 +16,7 @@ constexpr double maxEnd = 20000.0;
 constexpr double offsetScatter = 25.0;  // keV; most converters begin near 0
 constexpr double maxOffset = 150.0;     // keV
 
-constexpr std::size_t minLines = 2;
+constexpr std::size_t minLines = 3;  // two lines fit two unknowns in any case
 constexpr double minScore = 12.0;
 constexpr double minAdvantage = 5.0;  // over any other assignment
 
