@@ -1,6 +1,7 @@
 #include "embedded/engines/scintillator_calibration.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iterator>
 #include <vector>
@@ -21,10 +22,11 @@ constexpr double gainStep = 0.4;
 constexpr double maxGain = 0.085;
 
 constexpr std::size_t maxStarts = 8;
+constexpr std::array unchangedGain = {0.0};
+constexpr std::size_t unchangedStarts = 2;
 
 constexpr double strongPart = 0.2;  // of the strongest line
-// A smaller correction in FWHM is left to the identification.
-constexpr double minShift = 0.05;
+constexpr double minShift = 0.05;   // FWHM; the identification tolerates smaller ones
 
 std::vector<double> startGains(const Calibration& calibration) {
     const double step = gainStep * resolution(calibration);
@@ -51,39 +53,48 @@ std::vector<double> strongLines(const ScintillatorModel& model,
     return energies;
 }
 
+std::vector<TemplateNuclide> everydayNuclides(std::span<const TemplateNuclide> nuclides) {
+    std::vector<TemplateNuclide> everyday;
+    std::ranges::copy_if(nuclides, std::back_inserter(everyday),
+                         [](const TemplateNuclide& one) { return !(one.rarity > 0.0); });
+    return everyday;
+}
+
+// Returns no correction if the identification tolerates the departure.
+EnergyCorrection correctionOf(const DetectorState& state, const std::vector<double>& lines,
+                              const Calibration& calibration) {
+    const double gain = 1.0 + state.gain;
+    const EnergyRelation relation = {-state.offset / gain, 1.0 / gain};
+    const bool isSmall = std::ranges::all_of(lines, [&](double energy) {
+        return std::abs(relation.positionOf(energy) - energy) <
+               minShift * widthAtEnergy(calibration, energy);
+    });
+    return isSmall ? EnergyCorrection{} : EnergyCorrection{relation, lines.size()};
+}
+
 }  // namespace
 
 EnergyCorrection scintillatorCorrection(const Spectrum& spectrum, const Calibration& calibration,
                                         std::span<const Nuclide> nuclides) {
-    const ScintillatorTemplates library = scintillatorTemplates(nuclides, calibration);
+    const std::vector<TemplateNuclide> all = scintillatorTemplates(nuclides, calibration).nuclides;
+    const std::vector<TemplateNuclide> everyday = everydayNuclides(all);
     const ScintillatorBins bins = scintillatorBins(spectrum, calibration);
-    if (bins.size() == 0 || library.nuclides.empty()) {
+    if (bins.size() == 0 || everyday.empty()) {
         return {};
     }
-    std::vector<TemplateNuclide> everyday;
-    std::ranges::copy_if(library.nuclides, std::back_inserter(everyday),
-                         [](const TemplateNuclide& one) { return !(one.rarity > 0.0); });
     const ScintillatorFit wide(bins, calibration,
                                {offsetDeviation, gainDeviation, broadeningDeviation}, everyday);
     const ScintillatorModel model = bestModel(wide, everyday, startGains(calibration), maxStarts);
     if (model.nuclides.empty()) {
         return {};
     }
-    const ScintillatorFit usual(bins, calibration, usualDeviations(calibration), library.nuclides);
-    const std::vector<double> unchangedGains = {0.0};
-    const ScintillatorModel unchanged = bestModel(usual, library.nuclides, unchangedGains, 2);
+    const ScintillatorFit narrow(bins, calibration, usualDeviations(calibration), all);
+    const ScintillatorModel unchanged = bestModel(narrow, all, unchangedGain, unchangedStarts);
     const double misfit = std::min(model.misfit, unchanged.misfit);
-    if (cost(model, everyday, misfit) >= cost(unchanged, library.nuclides, misfit)) {
+    if (cost(model, everyday, misfit) >= cost(unchanged, all, misfit)) {
         return {};
     }
-    const std::vector<double> lines = strongLines(model, everyday);
-    const double gain = 1.0 + model.state.gain;
-    const EnergyRelation relation = {-model.state.offset / gain, 1.0 / gain};
-    const bool isSmall = std::ranges::all_of(lines, [&](double energy) {
-        return std::abs(relation.positionOf(energy) - energy) <
-               minShift * widthAtEnergy(calibration, energy);
-    });
-    return isSmall ? EnergyCorrection{} : EnergyCorrection{relation, lines.size()};
+    return correctionOf(model.state, strongLines(model, everyday), calibration);
 }
 
 }  // namespace embedded::engines

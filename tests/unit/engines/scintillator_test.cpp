@@ -8,6 +8,7 @@
 
 #include "embedded/engines/nuclide_prior.h"
 #include "embedded/engines/scintillator_bins.h"
+#include "embedded/engines/scintillator_calibration.h"
 #include "embedded/engines/scintillator_identification.h"
 #include "embedded/engines/scintillator_response.h"
 #include "tests/unit/engines/simulated_scintillator.h"
@@ -134,6 +135,44 @@ const std::vector<Case> cases = {
 
 INSTANTIATE_TEST_SUITE_P(Cases, IdentifyInScintillator, testing::ValuesIn(cases),
                          [](const auto& instance) { return instance.param.name; });
+
+// Returns the correction for a detector that shows other energies than its calibration.
+EnergyCorrection correctionFor(const simulated::Scintillator& detector,
+                               const std::vector<std::size_t>& sources, int continuum) {
+    ScintillatorSpectrum spectrum(detector, 2);
+    for (const std::size_t source : sources) {
+        spectrum.addNuclide(physical[source].lines, 60000);
+    }
+    spectrum.addContinuum(continuum);
+    const std::vector<double> contents = spectrum.contents();
+    return scintillatorCorrection({contents, everywhere}, spectrum.calibration(), library());
+}
+
+TEST(ScintillatorCalibration, GainErrorIsCorrectedWithFewLines) {
+    struct Measured {
+        simulated::Scintillator detector;
+        std::vector<std::size_t> sources;  // in `physical`
+        double line;
+    };
+    const std::vector<Measured> measurements = {
+        {{"NaI", 0.07, 260.0, 1.5, 0.95}, {0}, 661.66},       // Cs-137
+        {{"NaI", 0.07, 260.0, 1.5, 1.07}, {0, 7}, 661.66},    // Cs-137, K-40
+        {{"CsI", 0.09, 290.0, 1.2, 1.06}, {8}, 356.01},       // Ba-133
+        {{"BGO", 0.12, 500.0, 2.0, 0.93}, {3}, 1332.49},      // Co-60
+        {{"LaBr3", 0.029, 240.0, 1.2, 0.94}, {12}, 344.28}};  // Eu-152
+    for (const Measured& the : measurements) {
+        const EnergyCorrection correction = correctionFor(the.detector, the.sources, 5000);
+        EXPECT_GE(correction.lines, 1U) << the.detector.name;
+        EXPECT_NEAR(the.line, correction.relation.energyAt(the.detector.gain * the.line),
+                    0.25 * the.detector.resolution * the.line)
+            << the.detector.name << " " << the.detector.gain;
+    }
+}
+
+TEST(ScintillatorCalibration, CorrectCalibrationAndPureContinuumStayUnchanged) {
+    EXPECT_EQ(0U, correctionFor(sodiumIodide, {0, 7}, 5000).lines);
+    EXPECT_EQ(0U, correctionFor(sodiumIodide, {}, 100000).lines);
+}
 
 TEST(IdentifyInScintillator, PeaksAreAssignedToTheStrongestNuclide) {
     ScintillatorSpectrum spectrum(sodiumIodide, 3);
