@@ -12,6 +12,7 @@ CURVATURE = 0.02  # departure of a line from a polynomial, in FWHM, one sigma
 GOOD_AGREEMENT = 0.1  # FWHM; a calibration with smaller residuals is good
 OUTLYING_WIDTH = 0.15  # relative distance from the curve
 OUTLYING_SIGMAS = 3.0
+AGREEING_WIDTH = 0.05  # relative distance within which an existing curve agrees in any case
 
 
 class MeasuredPeak(NamedTuple):
@@ -69,7 +70,8 @@ def calibrate(
         raise ValueError("the energies do not rise with the channels of their peaks")
     notes: List[str] = []
     coefficients = _energy(energies, measured, existing.energy, channels, degree, force, notes)
-    shape, points = _widths(energies, measured, coefficients, existing.shape, notes)
+    points = _points(energies, measured, coefficients)
+    shape, points = _widths(points, existing.shape, force, notes)
     return LineCalibration(Calibration(coefficients, shape), points, tuple(notes))
 
 
@@ -186,15 +188,10 @@ def _rises(coefficients: Sequence[float], channels: int) -> bool:
 # ---- Width -------------------------------------------------------------------------------------
 
 
-def _widths(
-    energies: Sequence[float],
-    peaks: Sequence[MeasuredPeak],
-    coefficients: Sequence[float],
-    existing: Sequence[float],
-    notes: List[str],
-) -> Tuple[Tuple[float, ...], Tuple[CalibrationPoint, ...]]:
-    """Return the shape calibration and the points, of which outlying widths are marked."""
-    points = [
+def _points(
+    energies: Sequence[float], peaks: Sequence[MeasuredPeak], coefficients: Sequence[float]
+) -> Tuple[CalibrationPoint, ...]:
+    return tuple(
         CalibrationPoint(
             energy,
             peak.centroid,
@@ -204,7 +201,16 @@ def _widths(
             energy - polynomial(coefficients, peak.centroid),
         )
         for energy, peak in zip(energies, peaks)
-    ]
+    )
+
+
+def _widths(
+    points: Sequence[CalibrationPoint], existing: Tuple[float, ...], force: bool, notes: List[str]
+) -> Tuple[Tuple[float, ...], Tuple[CalibrationPoint, ...]]:
+    """Return the shape calibration and the points, of which outlying widths are marked."""
+    if not force and existing and all(_agrees(point, existing) for point in points):
+        notes.append("width calibration kept: it agrees with the lines; replace it with force")
+        return existing, tuple(points)
     used = list(points)
     while len(used) > 3:
         rests = [[point for point in used if point is not one] for one in used]
@@ -222,6 +228,12 @@ def _widths(
                 f" the other lines give {expected:.3g} keV"
             )
     return shape, tuple(point._replace(is_outlying=point not in used) for point in points)
+
+
+def _agrees(point: CalibrationPoint, shape: Sequence[float]) -> bool:
+    square = polynomial(shape, point.energy)
+    allowed = max(OUTLYING_SIGMAS * point.width_uncertainty, AGREEING_WIDTH)
+    return square > 0 and abs(math.log(point.fwhm / math.sqrt(square))) < allowed
 
 
 def _distance(point: CalibrationPoint, shape: Sequence[float]) -> float:

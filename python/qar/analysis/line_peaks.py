@@ -1,5 +1,6 @@
 """Peaks of known lines, measured by the engine peak_search in a scratch copy of a source."""
 
+import warnings
 from typing import Dict, Iterable, List, Mapping, NamedTuple, Sequence, Tuple
 
 from .. import constants
@@ -85,7 +86,9 @@ def _search(copy: RecordSource, options: int, shape: Sequence[float] = ()) -> Li
     copy.set_column("QAR_D_SHAPECAL", shape)
     copy.set_column("QAR_D_SHAPEEST", ())
     copy["QAR_D_PEAKLIMIT"] = SIGNIFICANCE
-    results.run_engine(copy, options=options)
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore")  # about channels without a usable width
+        results.run_engine(copy, options=options)
     energy = tuple(copy.column("QAR_D_ENERGYCAL"))
     gain = copy.get("QAR_D_ENERGYCORR", 1, 2) if copy.get("QAR_L_CORRLINES") else 1.0
     return [_found(peak, energy, gain) for peak in results.results(copy).peaks if peak.area > 0]

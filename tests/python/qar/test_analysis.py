@@ -132,14 +132,14 @@ class TestCalibration(support.TestCase):
             peaks[line] = peaks[line]._replace(
                 centroid=peaks[line].centroid + (-1) ** number * 0.35
             )
-        good, poor = qar.Calibration((1.0, 0.5)), qar.Calibration((2.0, 0.5))
+        good, poor = qar.Calibration((1.0, 0.5), (4.1,)), qar.Calibration((2.0, 0.5), (9.0,))
         result = calibrate(peaks, good, 3000)
-        self.assertEqual(result.calibration.energy, good.energy)
-        self.assertIn("kept", result.notes[0])
+        self.assertEqual(result.calibration, good)
+        self.assertEqual([note.split(":")[0][-4:] for note in result.notes], ["kept", "kept"])
         for existing, force in ((poor, False), (good, True)):
-            self.assertNotEqual(
-                calibrate(peaks, existing, 3000, force=force).calibration.energy, existing.energy
-            )
+            new = calibrate(peaks, existing, 3000, force=force).calibration
+            self.assertNotEqual(new.energy, existing.energy)
+            self.assertNotEqual(new.shape, existing.shape)
 
     def test_outlying_width_is_reported_and_not_used(self):
         peaks = self.peaks_of((1.0, 0.5))
