@@ -22,7 +22,8 @@ inline constexpr std::uint16_t QAR_CLS_PROC = 0x2003;         // processing sett
 inline constexpr std::uint16_t QAR_CLS_NUCLIDE = 0x2004;      // record: nuclide, entry: line
 inline constexpr std::uint16_t QAR_CLS_SPECTRUM = 0x2005;     // channel contents
 inline constexpr std::uint16_t QAR_CLS_PEAK = 0x2006;         // record: peak found
-inline constexpr std::uint16_t QAR_CLS_RESULT = 0x2007;       // record: nuclide identified
+inline constexpr std::uint16_t QAR_CLS_RESULT = 0x2007;       // record: nuclide, entry: lines
+inline constexpr std::uint16_t QAR_CLS_BLANK = 0x2008;        // blank that an analysis subtracts
 inline constexpr std::uint16_t QAR_CLS_ANALCNTL = 0x2010;     // analysis control
 inline constexpr std::uint16_t QAR_CLS_VORLAGEOM = 0x4005;    // sample and detector geometry
 
@@ -76,6 +77,7 @@ inline constexpr std::uint32_t QAR_F_FILLHEIGHT = 0x2001000B;
 inline constexpr std::uint32_t QAR_C_CONTAINER = 0x2001000C;
 inline constexpr std::uint32_t QAR_D_DISTANCE = 0x2001000D;
 inline constexpr std::uint32_t QAR_B_DECAYCORR = 0x2001000E;
+inline constexpr std::uint32_t QAR_D_SAMPLINGTIME = 0x2001000F;
 
 // ---- QAR_CLS_CALIBRATION -------------------------------------------------------------------
 
@@ -109,6 +111,9 @@ inline constexpr std::uint32_t QAR_S_SMOOTHWIDTH = 0x20030005;
 inline constexpr std::uint32_t QAR_B_FITMULTIPLT = 0x20030006;
 inline constexpr std::uint32_t QAR_F_CONFIDENCE = 0x20030007;
 inline constexpr std::uint32_t QAR_D_MINCONF = 0x20030008;
+inline constexpr std::uint32_t QAR_D_PROBALPHA = 0x20030009;
+inline constexpr std::uint32_t QAR_D_PROBBETA = 0x2003000A;
+inline constexpr std::uint32_t QAR_D_COVERAGE = 0x2003000B;
 inline constexpr std::uint32_t QAR_D_REPORTLIMIT = 0x20030015;
 inline constexpr std::uint32_t QAR_S_REPORTCOPIES = 0x20030053;
 
@@ -175,6 +180,34 @@ inline constexpr std::uint32_t QAR_D_ACTIVITYUNC = 0x20070006;
 inline constexpr std::uint32_t QAR_D_DETECTLIMIT = 0x20070007;
 inline constexpr std::uint32_t QAR_S_RESSTATE = 0x20070008;
 inline constexpr std::uint32_t QAR_C_RESREASON = 0x20070009;
+inline constexpr std::uint32_t QAR_D_RESTHRESH = 0x2007000A;
+inline constexpr std::uint32_t QAR_D_RESBEST = 0x2007000B;
+inline constexpr std::uint32_t QAR_D_RESBESTUNC = 0x2007000C;
+inline constexpr std::uint32_t QAR_D_RESLOWER = 0x2007000D;
+inline constexpr std::uint32_t QAR_D_RESUPPER = 0x2007000E;
+inline constexpr std::uint32_t QAR_C_RESUNIT = 0x2007000F;
+inline constexpr std::uint32_t QAR_D_RESUCOUNTS = 0x20070010;
+inline constexpr std::uint32_t QAR_D_RESUBLANK = 0x20070011;
+inline constexpr std::uint32_t QAR_D_RESUEFFIC = 0x20070012;
+inline constexpr std::uint32_t QAR_D_RESUSUMMING = 0x20070013;
+inline constexpr std::uint32_t QAR_D_RESUYIELD = 0x20070014;
+inline constexpr std::uint32_t QAR_D_RESUHALFLIFE = 0x20070015;
+inline constexpr std::uint32_t QAR_D_RESUQUANTITY = 0x20070016;
+inline constexpr std::uint32_t QAR_C_RESNOVALUE = 0x20070017;
+inline constexpr std::uint32_t QAR_D_RESBLANK = 0x20070018;
+inline constexpr std::uint32_t QAR_D_RESLINE = 0x20070019;
+inline constexpr std::uint32_t QAR_D_RESAREA = 0x2007001A;
+inline constexpr std::uint32_t QAR_D_RESAREAUNC = 0x2007001B;
+inline constexpr std::uint32_t QAR_D_RESBLKAREA = 0x2007001C;
+inline constexpr std::uint32_t QAR_D_RESBLKUNC = 0x2007001D;
+inline constexpr std::uint32_t QAR_D_RESNULLUNC = 0x2007001E;
+
+// ---- QAR_CLS_BLANK ----------------------------------------------------------------------------
+
+inline constexpr std::uint32_t QAR_D_BLANKLIVE = 0x20080001;
+inline constexpr std::uint32_t QAR_D_BLANKENERGY = 0x20080002;
+inline constexpr std::uint32_t QAR_D_BLANKSHAPE = 0x20080003;
+inline constexpr std::uint32_t QAR_L_BLANKCOUNTS = 0x20080004;
 
 // ---- QAR_CLS_ANALCNTL ----------------------------------------------------------------------
 
@@ -184,6 +217,9 @@ inline constexpr std::uint32_t QAR_S_ANSTEP = 0x20100007;
 inline constexpr std::uint32_t QAR_L_ANSTATUS = 0x20100008;
 inline constexpr std::uint32_t QAR_C_ANENGINE = 0x20100009;
 inline constexpr std::uint32_t QAR_C_ANLIBRARY = 0x2010000A;
+inline constexpr std::uint32_t QAR_C_ANBLANK = 0x2010000B;
+inline constexpr std::uint32_t QAR_C_ANVERSION = 0x2010000C;
+inline constexpr std::uint32_t QAR_D_ANBLANKLIVE = 0x2010000D;
 inline constexpr std::uint32_t QAR_B_USECALFILE = 0x2010002D;
 inline constexpr std::uint32_t QAR_C_CALTITLE = 0x2010004C;
 inline constexpr std::uint32_t QAR_C_REPORTTITLE = 0x20100075;

@@ -27,7 +27,8 @@ QAR_CLS_PROC = 0x2003  # processing settings
 QAR_CLS_NUCLIDE = 0x2004  # record: nuclide, entry: line
 QAR_CLS_SPECTRUM = 0x2005  # channel contents
 QAR_CLS_PEAK = 0x2006  # record: peak found
-QAR_CLS_RESULT = 0x2007  # record: nuclide identified
+QAR_CLS_RESULT = 0x2007  # record: nuclide, entry: lines
+QAR_CLS_BLANK = 0x2008  # blank that an analysis subtracts
 QAR_CLS_ANALCNTL = 0x2010  # analysis control
 QAR_CLS_VORLAGEOM = 0x4005  # sample and detector geometry
 
@@ -71,6 +72,7 @@ QAR_F_FILLHEIGHT = 0x2001000B
 QAR_C_CONTAINER = 0x2001000C
 QAR_D_DISTANCE = 0x2001000D
 QAR_B_DECAYCORR = 0x2001000E
+QAR_D_SAMPLINGTIME = 0x2001000F
 QAR_D_ENERGYCAL = 0x20020001
 QAR_D_SHAPECAL = 0x20020002
 QAR_D_EFFICCAL = 0x20020003
@@ -98,6 +100,9 @@ QAR_S_SMOOTHWIDTH = 0x20030005
 QAR_B_FITMULTIPLT = 0x20030006
 QAR_F_CONFIDENCE = 0x20030007
 QAR_D_MINCONF = 0x20030008
+QAR_D_PROBALPHA = 0x20030009
+QAR_D_PROBBETA = 0x2003000A
+QAR_D_COVERAGE = 0x2003000B
 QAR_D_REPORTLIMIT = 0x20030015
 QAR_S_REPORTCOPIES = 0x20030053
 QAR_C_NUCLNAME = 0x20040001
@@ -155,12 +160,40 @@ QAR_D_ACTIVITYUNC = 0x20070006
 QAR_D_DETECTLIMIT = 0x20070007
 QAR_S_RESSTATE = 0x20070008
 QAR_C_RESREASON = 0x20070009
+QAR_D_RESTHRESH = 0x2007000A
+QAR_D_RESBEST = 0x2007000B
+QAR_D_RESBESTUNC = 0x2007000C
+QAR_D_RESLOWER = 0x2007000D
+QAR_D_RESUPPER = 0x2007000E
+QAR_C_RESUNIT = 0x2007000F
+QAR_D_RESUCOUNTS = 0x20070010
+QAR_D_RESUBLANK = 0x20070011
+QAR_D_RESUEFFIC = 0x20070012
+QAR_D_RESUSUMMING = 0x20070013
+QAR_D_RESUYIELD = 0x20070014
+QAR_D_RESUHALFLIFE = 0x20070015
+QAR_D_RESUQUANTITY = 0x20070016
+QAR_C_RESNOVALUE = 0x20070017
+QAR_D_RESBLANK = 0x20070018
+QAR_D_RESLINE = 0x20070019
+QAR_D_RESAREA = 0x2007001A
+QAR_D_RESAREAUNC = 0x2007001B
+QAR_D_RESBLKAREA = 0x2007001C
+QAR_D_RESBLKUNC = 0x2007001D
+QAR_D_RESNULLUNC = 0x2007001E
+QAR_D_BLANKLIVE = 0x20080001
+QAR_D_BLANKENERGY = 0x20080002
+QAR_D_BLANKSHAPE = 0x20080003
+QAR_L_BLANKCOUNTS = 0x20080004
 QAR_C_ANSEQUENCE = 0x20100005
 QAR_T_ANALYSED = 0x20100006
 QAR_S_ANSTEP = 0x20100007
 QAR_L_ANSTATUS = 0x20100008
 QAR_C_ANENGINE = 0x20100009
 QAR_C_ANLIBRARY = 0x2010000A
+QAR_C_ANBLANK = 0x2010000B
+QAR_C_ANVERSION = 0x2010000C
+QAR_D_ANBLANKLIVE = 0x2010000D
 QAR_B_USECALFILE = 0x2010002D
 QAR_C_CALTITLE = 0x2010004C
 QAR_C_REPORTTITLE = 0x20100075
@@ -256,6 +289,8 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Distance of the sample from the detector in millimetres"),
     KnownParameter("QAR_B_DECAYCORR", QAR_B_DECAYCORR, "byte", 0, False, "",
         "True if activities are corrected for decay"),
+    KnownParameter("QAR_D_SAMPLINGTIME", QAR_D_SAMPLINGTIME, "double", 0, False, "s",
+        "Duration in seconds of a uniform sampling that ends at QAR_T_SAMPLETIME; activities include the decay during it"),
     KnownParameter("QAR_D_ENERGYCAL", QAR_D_ENERGYCAL, "double", 0, True, "",
         "Energy in keV: coefficients of a polynomial in the channel number"),
     KnownParameter("QAR_D_SHAPECAL", QAR_D_SHAPECAL, "double", 0, True, "",
@@ -310,6 +345,12 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Confidence level of detection limits, 0 to 1"),
     KnownParameter("QAR_D_MINCONF", QAR_D_MINCONF, "double", 0, False, "",
         "Minimum confidence of an identified nuclide, 0 to 1"),
+    KnownParameter("QAR_D_PROBALPHA", QAR_D_PROBALPHA, "double", 0, False, "",
+        "Probability that a sample without the nuclide exceeds the decision threshold, 0.0001 to 0.5; default 0.05"),
+    KnownParameter("QAR_D_PROBBETA", QAR_D_PROBBETA, "double", 0, False, "",
+        "Probability that a sample at the detection limit does not exceed the decision threshold, 0.0001 to 0.5; default 1 - QAR_F_CONFIDENCE"),
+    KnownParameter("QAR_D_COVERAGE", QAR_D_COVERAGE, "double", 0, False, "",
+        "Probability of the coverage interval of an activity, 0.5 to 0.9999; default 0.95"),
     KnownParameter("QAR_D_REPORTLIMIT", QAR_D_REPORTLIMIT, "double", 0, False, "Bq",
         "Activity in Bq below which a report omits a nuclide"),
     KnownParameter("QAR_S_REPORTCOPIES", QAR_S_REPORTCOPIES, "short", 0, False, "",
@@ -414,16 +455,66 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Confidence of the identification, 0 to 1"),
     KnownParameter("QAR_D_RESENERGY", QAR_D_RESENERGY, "double", 0, False, "keV",
         "Energy of the strongest matching line in keV"),
-    KnownParameter("QAR_D_ACTIVITY", QAR_D_ACTIVITY, "double", 0, False, "Bq",
-        "Activity of the nuclide in Bq"),
-    KnownParameter("QAR_D_ACTIVITYUNC", QAR_D_ACTIVITYUNC, "double", 0, False, "Bq",
-        "Uncertainty of the activity, one sigma, in Bq"),
-    KnownParameter("QAR_D_DETECTLIMIT", QAR_D_DETECTLIMIT, "double", 0, False, "Bq",
-        "Detection limit of the nuclide in Bq"),
+    KnownParameter("QAR_D_ACTIVITY", QAR_D_ACTIVITY, "double", 0, False, "",
+        "Activity of the nuclide, the primary result, in the unit of QAR_C_RESUNIT; may be negative"),
+    KnownParameter("QAR_D_ACTIVITYUNC", QAR_D_ACTIVITYUNC, "double", 0, False, "",
+        "Standard uncertainty of QAR_D_ACTIVITY in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_DETECTLIMIT", QAR_D_DETECTLIMIT, "double", 0, False, "",
+        "Detection limit of the activity in the unit of QAR_C_RESUNIT"),
     KnownParameter("QAR_S_RESSTATE", QAR_S_RESSTATE, "short", 0, False, "",
         "State of the result: 0 not reviewed, 1 accepted, 2 rejected"),
     KnownParameter("QAR_C_RESREASON", QAR_C_RESREASON, "str", 48, False, "",
         "Why the confidence of the identification is not higher"),
+    KnownParameter("QAR_D_RESTHRESH", QAR_D_RESTHRESH, "double", 0, False, "",
+        "Decision threshold of the activity in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESBEST", QAR_D_RESBEST, "double", 0, False, "",
+        "Best estimate of the activity in the unit of QAR_C_RESUNIT, not negative"),
+    KnownParameter("QAR_D_RESBESTUNC", QAR_D_RESBESTUNC, "double", 0, False, "",
+        "Standard uncertainty of QAR_D_RESBEST in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESLOWER", QAR_D_RESLOWER, "double", 0, False, "",
+        "Lower limit of the coverage interval in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUPPER", QAR_D_RESUPPER, "double", 0, False, "",
+        "Upper limit of the coverage interval in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_C_RESUNIT", QAR_C_RESUNIT, "str", 16, False, "",
+        "Unit of the activity and its limits: Bq, or Bq per unit of the sample quantity"),
+    KnownParameter("QAR_D_RESUCOUNTS", QAR_D_RESUCOUNTS, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from the counts of the sample, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUBLANK", QAR_D_RESUBLANK, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from the counts of the blank, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUEFFIC", QAR_D_RESUEFFIC, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from the efficiency, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUSUMMING", QAR_D_RESUSUMMING, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from the correction of coincidence summing, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUYIELD", QAR_D_RESUYIELD, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from the line yields, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUHALFLIFE", QAR_D_RESUHALFLIFE, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from half-lives, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESUQUANTITY", QAR_D_RESUQUANTITY, "double", 0, False, "",
+        "Part of QAR_D_ACTIVITYUNC from the sample quantity, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_C_RESNOVALUE", QAR_C_RESNOVALUE, "str", 48, False, "",
+        "Why the activity or one of its limits has no value"),
+    KnownParameter("QAR_D_RESBLANK", QAR_D_RESBLANK, "double", 0, False, "",
+        "Activity subtracted for the blank, in the unit of QAR_C_RESUNIT"),
+    KnownParameter("QAR_D_RESLINE", QAR_D_RESLINE, "double", 0, True, "keV",
+        "Energy of the strongest line of a peak used for the activity in keV"),
+    KnownParameter("QAR_D_RESAREA", QAR_D_RESAREA, "double", 0, True, "counts",
+        "Net area of the peak at QAR_D_RESLINE before the blank is subtracted; may be negative"),
+    KnownParameter("QAR_D_RESAREAUNC", QAR_D_RESAREAUNC, "double", 0, True, "counts",
+        "Uncertainty of QAR_D_RESAREA, one sigma"),
+    KnownParameter("QAR_D_RESBLKAREA", QAR_D_RESBLKAREA, "double", 0, True, "counts",
+        "Net area of the blank at QAR_D_RESLINE, scaled to the live time of the sample"),
+    KnownParameter("QAR_D_RESBLKUNC", QAR_D_RESBLKUNC, "double", 0, True, "counts",
+        "Uncertainty of QAR_D_RESBLKAREA, one sigma"),
+    KnownParameter("QAR_D_RESNULLUNC", QAR_D_RESNULLUNC, "double", 0, True, "counts",
+        "Uncertainty that QAR_D_RESAREA would have without net counts, one sigma"),
+    KnownParameter("QAR_D_BLANKLIVE", QAR_D_BLANKLIVE, "double", 0, False, "s",
+        "Live time of the blank in seconds"),
+    KnownParameter("QAR_D_BLANKENERGY", QAR_D_BLANKENERGY, "double", 0, True, "",
+        "Energy in keV of the blank: coefficients of a polynomial in the channel number"),
+    KnownParameter("QAR_D_BLANKSHAPE", QAR_D_BLANKSHAPE, "double", 0, True, "",
+        "Square of the peak width (FWHM) of the blank in keV: coefficients of a polynomial in the energy in keV; none: estimated from its peaks"),
+    KnownParameter("QAR_L_BLANKCOUNTS", QAR_L_BLANKCOUNTS, "long", 0, True, "counts",
+        "Contents of the channels of the blank"),
     KnownParameter("QAR_C_ANSEQUENCE", QAR_C_ANSEQUENCE, "str", 64, False, "",
         "Name of the analysis sequence that the settings belong to"),
     KnownParameter("QAR_T_ANALYSED", QAR_T_ANALYSED, "Date", 0, False, "",
@@ -436,6 +527,12 @@ KNOWN_PARAMETERS: Tuple[KnownParameter, ...] = (
         "Name of the engine of a step of the sequence"),
     KnownParameter("QAR_C_ANLIBRARY", QAR_C_ANLIBRARY, "str", 64, False, "",
         "Name and version of the nuclide library of the last analysis; empty: the library of the file"),
+    KnownParameter("QAR_C_ANBLANK", QAR_C_ANBLANK, "str", 255, False, "",
+        "Name of the blank that the last analysis subtracted; empty: none"),
+    KnownParameter("QAR_C_ANVERSION", QAR_C_ANVERSION, "str", 32, False, "",
+        "Version of the program of the last analysis"),
+    KnownParameter("QAR_D_ANBLANKLIVE", QAR_D_ANBLANKLIVE, "double", 0, False, "s",
+        "Live time in seconds of the blank that the last analysis subtracted"),
     KnownParameter("QAR_B_USECALFILE", QAR_B_USECALFILE, "byte", 0, False, "",
         "True if the calibration comes from the calibration file"),
     KnownParameter("QAR_C_CALTITLE", QAR_C_CALTITLE, "str", 64, False, "",

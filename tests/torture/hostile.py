@@ -26,7 +26,7 @@ from torture import CREATE, READ, WRITE, Failed, ok
 
 SECONDS, MEGABYTES = 2, 500
 NOT_WRITTEN = Failed("not written")
-CLASSES = list(range(0x2000, 0x2008)) + [0x2010, 0x2FFF, 0x4005, 0x9999]
+CLASSES = list(range(0x2000, 0x2009)) + [0x2010, 0x2FFF, 0x4005, 0x9999]
 
 
 # ---- Sound files -----------------------------------------------------------------------------------
