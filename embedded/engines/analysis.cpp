@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <numeric>
 
+#include "embedded/engines/blank_spectrum.h"
 #include "embedded/engines/curve_records.h"
 #include "embedded/engines/engine.h"
 #include "embedded/engines/scintillator_bins.h"
@@ -100,6 +101,7 @@ void Analysis::readSettings(std::optional<double> significanceLimit) {
     rules_.tolerance = readSetting(dataSource_, matchTolerance);
     rules_.minConfidence = readSetting(dataSource_, minConfidence);
     rules_.efficiencyIsAssumed = calibration_.efficiency.empty();
+    activitySettings_ = readActivitySettings(dataSource_, calibration_);
 }
 
 void Analysis::searchPeaks() {
@@ -181,9 +183,10 @@ void Analysis::identifyNuclides(bool nuclidesRequired) {
             ? identifyInScintillator({.contents = contents_, .widths = inRange_, .excess = excess_},
                                      calibration_, peaks, library.nuclides(), rules_, search_.limit)
             : identify(peaks, library.nuclides(), rules_, library.elements());
+    const std::vector<MeasuredActivity> activities = activitiesOf(library, findings);
 
     dataSource_.deleteRecords(QAR_CLS_RESULT);
-    writeResults(library, findings);
+    writeResults(library, findings, activities);
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         const auto record = static_cast<std::uint16_t>(number + 1);
         dataSource_.writeText(QAR_C_PEAKNUCL, record, findings.assigned[number]);
@@ -193,8 +196,9 @@ void Analysis::identifyNuclides(bool nuclidesRequired) {
 }
 
 // The most confident first. A nuclide that was not found has a record if one of its lines has a
-// peak or if its detection limit is known. One that was found in a scintillator may lack a peak.
-void Analysis::writeResults(const NuclideLibrary& library, const Findings& findings) const {
+// peak or if activities can be computed. One that was found in a scintillator may lack a peak.
+void Analysis::writeResults(const NuclideLibrary& library, const Findings& findings,
+                            const std::vector<MeasuredActivity>& activities) const {
     std::vector<std::size_t> order(findings.nuclides.size());
     std::iota(order.begin(), order.end(), 0U);
     std::ranges::stable_sort(order, std::ranges::greater(), [&findings](std::size_t nuclide) {
@@ -203,9 +207,9 @@ void Analysis::writeResults(const NuclideLibrary& library, const Findings& findi
     std::uint16_t record = 0;
     for (const std::size_t nuclide : order) {
         if (!findings.nuclides[nuclide].peaks.empty() || isIdentified(findings.nuclides[nuclide]) ||
-            (library.measurement().isAbsolute &&
-             std::isfinite(library.detectionLimitOf(nuclide)))) {
+            library.measurement().isAbsolute) {
             writeResult(library, findings, nuclide, ++record);
+            writeActivity(dataSource_, activities[nuclide], record);
         }
     }
 }
@@ -224,17 +228,32 @@ void Analysis::writeResult(const NuclideLibrary& library, const Findings& findin
     if (isIdentified(result)) {
         dataSource_.writeDouble(QAR_D_RESENERGY, record, result.energy);
     }
-    if (!library.measurement().isAbsolute) {
-        return;
+}
+
+std::vector<MeasuredActivity> Analysis::activitiesOf(const NuclideLibrary& library,
+                                                     const Findings& findings) const {
+    const Measurement& measurement = library.measurement();
+    if (!measurement.isAbsolute) {
+        MeasuredActivity unknown;
+        unknown.reason =
+            calibration_.efficiency.empty() ? "no efficiency calibration" : "no live time";
+        return std::vector<MeasuredActivity>(findings.nuclides.size(), unknown);
     }
-    if (isIdentified(result)) {
-        const double common = result.activity * library.commonUncertainty(nuclide);
-        dataSource_.writeDouble(QAR_D_ACTIVITY, record, result.activity);
-        dataSource_.writeDouble(QAR_D_ACTIVITYUNC, record, std::hypot(result.uncertainty, common));
+    if (isScintillator(calibration_)) {
+        return scintillatorActivities(library, findings, activitySettings_, rules_.minConfidence);
     }
-    if (const double limit = library.detectionLimitOf(nuclide); std::isfinite(limit)) {
-        dataSource_.writeDouble(QAR_D_DETECTLIMIT, record, limit);
+    const LineMeter meter(spectrum(), calibration_, readPeaks());
+    const auto blank = BlankSpectrum::read(dataSource_, search_);
+    const auto subtracted =
+        blank ? std::optional(blank->measurementFor(required(measurement.liveTime))) : std::nullopt;
+    std::vector<bool> found;
+    for (const Identification& identification : findings.nuclides) {
+        found.push_back(isIdentified(identification));
     }
+    return determineActivities(
+        {meter, subtracted ? &*subtracted : nullptr, findings.origins, library.nuclides(), found,
+         library.decayUncertainties(), activitySettings_.efficiency, rules_.tolerance},
+        activitySettings_.quantity, activitySettings_.probabilities);
 }
 
 }  // namespace embedded::engines

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "embedded/engines/activity_results.h"
 #include "embedded/engines/calibration.h"
 #include "embedded/engines/calibration_steps.h"
 #include "embedded/engines/data_source_access.h"
@@ -40,7 +41,10 @@ class Analysis {
     void correctEnergies(const EnergyCorrection& correction);
     void writePeaks(const std::vector<FittedPeak>& peaks) const;
     bool isIdentified(const Identification& identification) const;
-    void writeResults(const NuclideLibrary& library, const Findings& findings) const;
+    std::vector<MeasuredActivity> activitiesOf(const NuclideLibrary& library,
+                                               const Findings& findings) const;
+    void writeResults(const NuclideLibrary& library, const Findings& findings,
+                      const std::vector<MeasuredActivity>& activities) const;
     void writeResult(const NuclideLibrary& library, const Findings& findings, std::size_t nuclide,
                      std::uint16_t record) const;
 
@@ -55,6 +59,7 @@ class Analysis {
     bool leftOutChannels_ = false;
     SearchSettings search_{};
     MatchingRules rules_{};
+    ActivitySettings activitySettings_;
 };
 
 }  // namespace embedded::engines

@@ -67,16 +67,30 @@ std::optional<std::string> DataSourceAccess::readText(std::uint32_t code,
     return std::string(buffer.begin(), std::ranges::find(buffer, '\0'));
 }
 
-std::vector<double> DataSourceAccess::readCoefficients(std::uint32_t code) const {
-    std::vector<double> coefficients;
-    for (std::uint16_t entry = 1; entry <= maxCoefficients; ++entry) {
-        const auto coefficient = readDouble(code, 1, entry);
-        if (!coefficient) {
+template <typename Value>
+std::vector<double> DataSourceAccess::readEntries(std::uint32_t code,
+                                                  std::uint32_t maxEntries) const {
+    std::vector<double> values;
+    for (std::uint32_t entry = 1; entry <= maxEntries; ++entry) {
+        const auto value = read<Value>(code, 1, static_cast<std::uint16_t>(entry));
+        if (!value) {
             break;
         }
-        coefficients.push_back(*coefficient);
+        values.push_back(static_cast<double>(*value));
     }
-    return coefficients;
+    return values;
+}
+
+std::vector<double> DataSourceAccess::readCoefficients(std::uint32_t code) const {
+    return readEntries<double>(code, maxCoefficients);
+}
+
+std::vector<double> DataSourceAccess::readDoubles(std::uint32_t code) const {
+    return readEntries<double>(code, std::numeric_limits<std::uint16_t>::max());
+}
+
+std::vector<double> DataSourceAccess::readLongs(std::uint32_t code) const {
+    return readEntries<std::int32_t>(code, std::numeric_limits<std::uint16_t>::max());
 }
 
 std::vector<double> DataSourceAccess::readSpectrum() const {

@@ -53,6 +53,10 @@ class DataSourceAccess {
     // Returns the values of entries 1, 2, ... of record 1, up to the first missing entry.
     std::vector<double> readCoefficients(std::uint32_t code) const;
 
+    // Return the values of entries 1, 2, ... of record 1, as many as the class has.
+    std::vector<double> readLongs(std::uint32_t code) const;
+    std::vector<double> readDoubles(std::uint32_t code) const;
+
     // Returns the contents of all channels, at least one. Throws spectrumUnreadable.
     std::vector<double> readSpectrum() const;
 
@@ -73,6 +77,8 @@ class DataSourceAccess {
     void writeText(std::uint32_t code, std::uint16_t record, const std::string& value) const;
 
   private:
+    template <typename Value>
+    std::vector<double> readEntries(std::uint32_t code, std::uint32_t maxEntries) const;
     template <typename Value>
     std::optional<Value> read(std::uint32_t code, std::uint16_t record, std::uint16_t entry) const;
     void write(std::uint32_t code, std::uint16_t record, const void* value, std::uint32_t size,

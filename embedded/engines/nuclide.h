@@ -17,6 +17,8 @@ struct ExpectedLine {
     double weightUncertainty;  // relative, of this line alone, such as that of its yield
     double detectionLimit;     // net counts below which the line may be missed; may be infinite
     bool key;                  // the nuclide is not identified without this line
+    // Relative, of the correction of coincidence summing; all lines share the sign convention.
+    double summingUncertainty = 0.0;
 };
 
 struct Nuclide {

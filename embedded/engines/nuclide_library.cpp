@@ -8,6 +8,7 @@
 #include <numbers>
 #include <utility>
 
+#include "embedded/engines/decision_limits.h"
 #include "embedded/engines/engine.h"
 #include "embedded/engines/multiplet.h"
 #include "embedded/engines/x_ray_lines.h"
@@ -31,6 +32,11 @@ double decayConstant(double halfLife) {
     return halfLife > 0.0 ? std::numbers::ln2 / halfLife : 0.0;
 }
 
+// Mean of exp(-x) from 0 to the end.
+double meanDecay(double end) {
+    return end > 0.0 ? -std::expm1(-end) / end : 1.0;
+}
+
 }  // namespace
 
 double detectionLimit(double background, double k, double q) {
@@ -39,28 +45,20 @@ double detectionLimit(double background, double k, double q) {
     return critical + 0.5 * q * q + q * std::sqrt(critical + variance + 0.25 * q * q);
 }
 
-double normalQuantile(double probability) {
-    double low = -40.0;
-    double high = 40.0;
-    // Halving 80 standard deviations 50 times leaves less than rounding error.
-    for (int halving = 0; halving < 50; ++halving) {
-        const double middle = 0.5 * (low + high);
-        (0.5 * std::erfc(-middle / std::numbers::sqrt2) < probability ? low : high) = middle;
-    }
-    return 0.5 * (low + high);
-}
-
 double decayFactor(const Measurement& measurement, double halfLife) {
     const double constant = decayConstant(halfLife);
-    const double during = constant * measurement.realTime;
-    return std::exp(-constant * measurement.elapsed) *
-           (during > 0.0 ? -std::expm1(-during) / during : 1.0);
+    return std::exp(-constant * measurement.elapsed) * meanDecay(constant * measurement.realTime) *
+           meanDecay(constant * measurement.sampling);
 }
 
 double decayUncertainty(const Measurement& measurement, double halfLife, double uncertainty) {
-    return halfLife > 0.0
-               ? std::abs(decayConstant(halfLife) * measurement.elapsed) * uncertainty / halfLife
-               : 0.0;
+    if (!(halfLife > 0.0)) {
+        return 0.0;
+    }
+    constexpr double step = 1e-4;  // relative, small enough for a derivative
+    const double ratio = decayFactor(measurement, halfLife * (1.0 + step)) /
+                         decayFactor(measurement, halfLife * (1.0 - step));
+    return std::abs(std::log(ratio)) / (2.0 * step) * uncertainty / halfLife;
 }
 
 NuclideLibrary::NuclideLibrary(const DataSourceAccess& dataSource, const Spectrum& spectrum,
@@ -100,14 +98,13 @@ void NuclideLibrary::readMeasurement() {
     measurement_.liveTime = positive(dataSource_.readDouble(QAR_D_LIVETIME));
     measurement_.realTime = positive(dataSource_.readDouble(QAR_D_REALTIME))
                                 .value_or(measurement_.liveTime.value_or(0.0));
-    measurement_.efficiencyUncertainty =
-        positive(dataSource_.readDouble(QAR_D_EFFICUNC)).value_or(0.0);
     measurement_.isAbsolute = measurement_.liveTime && !calibration_.efficiency.empty();
     const auto reference = dataSource_.readDouble(QAR_T_SAMPLETIME);
     const auto start = dataSource_.readDouble(QAR_T_ACQSTART);
     const bool corrected = dataSource_.readByte(QAR_B_DECAYCORR, 1).value_or(1) != 0;
     if (corrected && reference && start && std::isfinite(*start - *reference)) {
         measurement_.elapsed = *start - *reference;
+        measurement_.sampling = positive(dataSource_.readDouble(QAR_D_SAMPLINGTIME)).value_or(0.0);
     }
 }
 
@@ -166,12 +163,15 @@ ExpectedLine NuclideLibrary::readLine(std::uint16_t record, std::uint16_t entry,
         const double value = dataSource_.readDouble(code, record, entry).value_or(0.0);
         return value > 0.0 && std::isfinite(value) ? value : 0.0;
     };
+    const double summed = uncertainty(QAR_D_LINESUMFACT);
+    const double summing = dataSource_.readDouble(QAR_D_LINESUMUNC, record, entry).value_or(0.0);
     return {energy,
             uncertainty(QAR_D_LINEUNC),
-            yield * efficiencyAt(calibration_, energy) * factor,
+            yield * efficiencyAt(calibration_, energy) * factor * (summed > 0.0 ? summed : 1.0),
             yield > 0.0 ? uncertainty(QAR_D_LINEYIELDUNC) / yield : 0.0,
             detectionLimitAt(energy),
-            dataSource_.readByte(QAR_B_LINEKEY, record, entry).value_or(0) != 0};
+            dataSource_.readByte(QAR_B_LINEKEY, record, entry).value_or(0) != 0,
+            std::isfinite(summing) ? summing : 0.0};
 }
 
 void NuclideLibrary::readNuclide(std::uint16_t record) {
@@ -194,9 +194,8 @@ void NuclideLibrary::readNuclide(std::uint16_t record) {
     }
     nuclides_.push_back(std::move(nuclide));
     records_.push_back(record);
-    commonUncertainties_.push_back(
-        std::hypot(measurement_.efficiencyUncertainty,
-                   decayUncertainty(measurement_, decay.halfLife, decay.uncertainty)));
+    decayUncertainties_.push_back(
+        decayUncertainty(measurement_, decay.halfLife, decay.uncertainty));
 }
 
 std::vector<Nuclide> NuclideLibrary::elements() const {
@@ -212,16 +211,6 @@ std::vector<Nuclide> NuclideLibrary::elements() const {
         elements.push_back(std::move(nuclide));
     }
     return elements;
-}
-
-double NuclideLibrary::detectionLimitOf(std::size_t nuclide) const {
-    double minActivity = std::numeric_limits<double>::infinity();
-    for (const ExpectedLine& line : nuclides_[nuclide].lines) {
-        if (line.weight > 0.0) {
-            minActivity = std::min(minActivity, line.detectionLimit / line.weight);
-        }
-    }
-    return minActivity;
 }
 
 }  // namespace embedded::engines

@@ -15,24 +15,22 @@ namespace embedded::engines {
 
 // Returns the net counts at which a peak is found with the probability of q, after L. A. Currie,
 // Anal. Chem. 40 (1968) 586: L = C + q sqrt(L + 2 background) with the critical level C = k sqrt(2
-// background). A background below 2 counts as 2. See docs/engine.md, "Detection limits".
+// background). A background below 2 counts as 2. See docs/engine.md, "Missing lines".
 // background: counts, not negative; k: significance limit; q: normal quantile of the probability.
 double detectionLimit(double background, double k, double q);
-
-// Returns the quantile of the normal distribution for a probability between 0 and 1, both excluded.
-double normalQuantile(double probability);
 
 // The quantities that relate the counts of a measurement to an activity.
 struct Measurement {
     std::optional<double> liveTime;  // seconds
     double realTime;                 // seconds; 0 if unknown
     double elapsed;                  // seconds from the time of reference to the start
-    double efficiencyUncertainty;    // relative
+    double sampling;                 // seconds of sampling before the time of reference; 0 if none
     bool isAbsolute;                 // true if efficiencies and a live time are known
 };
 
-// Returns the ratio of the counts to those without decay since the time of reference: exp(-decay
-// constant x elapsed) (1 - exp(-decay constant x real time)) / (decay constant x real time).
+// Returns the ratio of the counts to those without decay since the beginning of the sampling:
+// exp(-c elapsed) mean(c real time) mean(c sampling) with the decay constant c and mean(x) = (1 -
+// exp(-x)) / x.
 // halfLife: seconds; 0 for no decay.
 double decayFactor(const Measurement& measurement, double halfLife);
 
@@ -52,12 +50,8 @@ class NuclideLibrary {
     std::vector<Nuclide> elements() const;
     const Measurement& measurement() const { return measurement_; }
 
-    // Returns the relative uncertainty of efficiency and decay, which all lines of a nuclide share.
-    double commonUncertainty(std::size_t nuclide) const { return commonUncertainties_[nuclide]; }
-
-    // Returns the activity that the search would find with the probability of QAR_F_CONFIDENCE,
-    // from the most sensitive line of the nuclide; infinite if no line can be found.
-    double detectionLimitOf(std::size_t nuclide) const;
+    // Returns the relative uncertainty of the decay of each nuclide, from that of its half-life.
+    const std::vector<double>& decayUncertainties() const { return decayUncertainties_; }
 
   private:
     struct Decay {
@@ -81,7 +75,7 @@ class NuclideLibrary {
     std::vector<std::string> names_;      // of all records
     std::vector<std::uint16_t> records_;  // of the nuclides
     std::vector<Nuclide> nuclides_;
-    std::vector<double> commonUncertainties_;
+    std::vector<double> decayUncertainties_;
 };
 
 }  // namespace embedded::engines

@@ -261,18 +261,20 @@ TEST_F(EngineTest, EfficiencyAndLiveTimeGiveActivitiesAndDetectionLimits) {
     ASSERT_EQ("Cs-137", source_.text(QAR_C_RESNUCLIDE, 2));
     EXPECT_NEAR(activity, source_.get<double>(QAR_D_ACTIVITY, 2), 1e-3 * activity);
     EXPECT_NEAR(uncertainty / 8.51, source_.get<double>(QAR_D_ACTIVITYUNC, 2), 0.1);
-    // A nuclide that was not found has a record with a detection limit, which line 1 determines.
+    EXPECT_EQ("Bq", source_.text(QAR_C_RESUNIT, 2));
+    // A nuclide that was not found has the same values, which line 1 determines.
     ASSERT_EQ("Na-22 16 letters", source_.text(QAR_C_RESNUCLIDE, 3));
     EXPECT_LT(source_.get<double>(QAR_D_RESCONF, 3), 0.1);
-    std::array<double, 1> unset{};
-    EXPECT_NE(0U, SOrvGetParam(source_.context(), QAR_D_ACTIVITY, 3, 1, unset.data(), 8));
+    EXPECT_LT(std::abs(source_.get<double>(QAR_D_ACTIVITY, 3)),
+              2.5 * source_.get<double>(QAR_D_ACTIVITYUNC, 3));
+    // 123 counts within 1.25 FWHM; a fit of the shape has the variance of 0.72 times as many.
+    const double threshold = 1.645 * std::sqrt(0.72 * 123.0);
+    EXPECT_NEAR(threshold, source_.get<double>(QAR_D_RESTHRESH, 3) * 9.994, 2.0);
     const auto limit = source_.get<double>(QAR_D_DETECTLIMIT, 3);
-    const double background = 123.0;
-    const double critical = 5.0 * std::sqrt(2.0 * background);
-    EXPECT_NEAR(critical + 1.645 * std::sqrt(critical + 2.0 * background), limit * 9.994, 12.0);
+    EXPECT_NEAR(2.0 * threshold + 2.7, limit * 9.994, 4.0);
     ASSERT_EQ(0U, source_.put(QAR_F_CONFIDENCE, 0.999F));
     ASSERT_EQ(status::success, run(0));
-    EXPECT_NEAR(1.26, source_.get<double>(QAR_D_DETECTLIMIT, 3) / limit, 0.04);
+    EXPECT_NEAR(1.53, source_.get<double>(QAR_D_DETECTLIMIT, 3) / limit, 0.06);
     ASSERT_EQ(0U, source_.put(QAR_F_CONFIDENCE, 1.0F));
     EXPECT_EQ(status::badSetting, run(0));
 }
@@ -300,6 +302,9 @@ TEST_F(EngineTest, HalfLifeCorrectsActivitiesAndTheirUncertainties) {
     const double decay = std::log(2.0) * 2.0 * 0.01;
     EXPECT_NEAR(std::sqrt(statistical * statistical + 0.03 * 0.03 + 0.04 * 0.04 + decay * decay),
                 source_.get<double>(QAR_D_ACTIVITYUNC, 2) / then, 1e-3);
+    ASSERT_EQ(0U, source_.put(QAR_D_SAMPLINGTIME, 10.0 * day));
+    ASSERT_EQ(status::success, run(0));
+    EXPECT_NEAR(factor * 2.0 * std::log(2.0), source_.get<double>(QAR_D_ACTIVITY, 2) / now, 1e-3);
     ASSERT_EQ(0U, source_.put(QAR_B_DECAYCORR, std::uint8_t{0}));
     ASSERT_EQ(status::success, run(0));
     EXPECT_NEAR(factor / 4.0, source_.get<double>(QAR_D_ACTIVITY, 2) / now, 1e-3);
