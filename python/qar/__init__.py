@@ -23,9 +23,11 @@ except ImportError as _failure:
 
 from . import constants, dictionary, status
 from .analysis import calibration
+from .analysis.blank import Blank, blank_of
 from .analysis.calibration import Calibration
 from .analysis.known_lines import CalibrationPoint, LineCalibration
-from .analysis.results import Analysis, GammaLine, IdentifiedNuclide, Nuclide, Peak
+from .analysis.provenance import Provenance
+from .analysis.results import Analysis, GammaLine, IdentifiedNuclide, LineArea, Nuclide, Peak
 from .engine_paths import include_folder, library_folder
 from .enums import AccessMode, ControlCommand, EnergySearch, NameSearch, ResultLevel, SourceState
 from .errors import (
@@ -50,6 +52,7 @@ __all__ = [
     "AccessMode",
     "Analysis",
     "BadArgumentError",
+    "Blank",
     "Calibration",
     "CalibrationPoint",
     "ControlCommand",
@@ -62,11 +65,13 @@ __all__ = [
     "IdentifiedNuclide",
     "InUseError",
     "LibraryError",
+    "LineArea",
     "LineCalibration",
     "NameSearch",
     "NotFoundError",
     "Nuclide",
     "Peak",
+    "Provenance",
     "QarError",
     "ReadOnlyError",
     "ResultLevel",
@@ -74,6 +79,7 @@ __all__ = [
     "SystemFailureError",
     "__version__",
     "analyse_files",
+    "blank_of",
     "calibration",
     "constants",
     "datetime_of",

@@ -16,10 +16,13 @@ from typing import (
 )
 
 from . import dictionary
-from .analysis import calibration, known_lines, line_peaks, results
+from .analysis import blank as blanks
+from .analysis import calibration, dates, known_lines, line_peaks, results
+from .analysis.blank import Blank
 from .analysis.calibration import Calibration
 from .analysis.efficiency import forget_uncertainty, write_total
 from .analysis.known_lines import LineCalibration
+from .analysis.provenance import record_analysis
 from .analysis.results import Analysis, Nuclide
 from .analysis.settings import check_settings
 from .analysis.summing import TotalEfficiency
@@ -160,6 +163,7 @@ class DataSource(RecordSource):
         options: int = 0,
         groups: Collection[str] = (),
         total_efficiency: Optional[TotalEfficiency] = None,
+        blank: Optional[Blank] = None,
         **settings: Any,
     ) -> Results:
         """Write processing settings, run an engine and return its results.
@@ -168,9 +172,10 @@ class DataSource(RecordSource):
         file. options: the engine's option word. groups: of the built-in nuclide library, which
         peak_search uses if the source has no nuclides of its own; empty: all groups. The library
         is not stored in the source. total_efficiency: is stored in the source and corrects true
-        coincidence summing, as a stored one does. If the analysis fails, the source is unchanged.
-        Raises BadArgumentError if a setting is out of range, and EngineError with the reason if
-        the engine fails or is missing.
+        coincidence summing, as a stored one does. blank: subtracted from the activities of
+        peak_search. If the analysis fails, the source is unchanged.
+        Raises BadArgumentError if a setting is out of range, the blank cannot be used or a date
+        is in the future, and EngineError with the reason if the engine fails or is missing.
         """
         if engine == results.ENGINE:
             check_settings(settings, self.get)
@@ -180,10 +185,14 @@ class DataSource(RecordSource):
             copy.update(settings)
             if total_efficiency is not None:
                 write_total(copy, total_efficiency)
-            with builtin_library.lent_to(copy, groups, engine == results.ENGINE):
-                if engine == results.ENGINE:
+            dates.refuse_future(copy)
+            is_own = engine == results.ENGINE
+            with builtin_library.lent_to(copy, groups, is_own), blanks.lent_to(copy, blank):
+                if is_own:
                     coincidences.write_factors(copy)
                 results.run_engine(copy, engine, entry_point, options)
+            if is_own:
+                record_analysis(copy)
         return self.results()
 
     def results(self) -> Results:

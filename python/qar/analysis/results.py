@@ -10,6 +10,7 @@ from ..records import RecordSource
 from ..status import RANGE_PARTLY_SEARCHED, describe, unsigned
 from ..values import is_known
 from .calibration_notes import calibration_notes
+from .provenance import Provenance, provenance_of
 
 ENGINE, ENTRY_POINT = "peak_search", "searchPeaks"  # of the embedded library
 NAN = float("nan")
@@ -61,18 +62,49 @@ class Peak(NamedTuple):
         return self.nuclide or _ORIGINS.get(self.origin or 0, "")
 
 
+class LineArea(NamedTuple):
+    """Net counts at one line, or at several that overlap, from which an activity was computed."""
+
+    energy: float = NAN  # keV, of the strongest of the lines
+    area: float = NAN  # counts, before the blank is subtracted; may be negative
+    area_uncertainty: float = NAN  # one sigma, counts
+    blank: float = 0.0  # counts of the blank, scaled to the live time of the sample
+    blank_uncertainty: float = 0.0  # one sigma, counts
+    null_uncertainty: float = NAN  # that the area would have without net counts, counts
+
+
 class IdentifiedNuclide(NamedTuple):
-    """A nuclide that an engine identified. NaN or None: the engine wrote no value."""
+    """A nuclide of the library, found or not. NaN or None: the engine wrote no value.
+
+    The activity is the primary result; it may be negative. Activities are in `unit`.
+    """
 
     name: str = ""
     lines: int = 0  # number of lines that match a peak
     confidence: float = NAN  # 0 to 1
     energy: float = NAN  # of the strongest matching line, keV
-    activity: Optional[float] = None  # Bq
-    activity_uncertainty: Optional[float] = None  # one sigma, Bq
-    detection_limit: Optional[float] = None  # Bq
+    activity: Optional[float] = None
+    activity_uncertainty: Optional[float] = None  # one sigma
+    detection_limit: Optional[float] = None
     state: Optional[int] = None  # 0 not reviewed, 1 accepted, 2 rejected
     reason: str = ""  # why the confidence is not higher
+    decision_threshold: Optional[float] = None
+    best_estimate: Optional[float] = None  # not negative
+    best_estimate_uncertainty: Optional[float] = None  # one sigma
+    lower_limit: Optional[float] = None  # of the coverage interval
+    upper_limit: Optional[float] = None
+    unit: str = ""  # Bq, or Bq per unit of the sample quantity, such as Bq/kg
+    activity_reason: str = ""  # why one of these values is missing
+    blank: Optional[float] = None  # activity that was subtracted for the blank
+    # The parts of activity_uncertainty, one sigma: their squares add up to its square.
+    counts_uncertainty: Optional[float] = None
+    blank_uncertainty: Optional[float] = None
+    efficiency_uncertainty: Optional[float] = None
+    summing_uncertainty: Optional[float] = None  # of the correction of coincidence summing
+    yield_uncertainty: Optional[float] = None
+    half_life_uncertainty: Optional[float] = None
+    quantity_uncertainty: Optional[float] = None
+    line_areas: Tuple[LineArea, ...] = ()
 
 
 class Analysis(NamedTuple):
@@ -80,10 +112,16 @@ class Analysis(NamedTuple):
 
     peaks: Tuple[Peak, ...]
     nuclides: Tuple[IdentifiedNuclide, ...]
-    not_found: Tuple[IdentifiedNuclide, ...] = ()  # with reasons and detection limits
+    not_found: Tuple[IdentifiedNuclide, ...] = ()  # with reasons and the same values
     notes: Tuple[
         str, ...
     ] = ()  # a line for each calibration that the engine estimated or corrected
+    provenance: Provenance = Provenance()
+
+    @property
+    def has_activities(self) -> bool:
+        """True if live time and efficiency gave activities, of some nuclides at least."""
+        return any(nuclide.unit for nuclide in (*self.nuclides, *self.not_found))
 
 
 # The parameter of each field of a record.
@@ -111,6 +149,31 @@ _IDENTIFIED = {
     "detection_limit": "QAR_D_DETECTLIMIT",
     "state": "QAR_S_RESSTATE",
     "reason": "QAR_C_RESREASON",
+    "activity_reason": "QAR_C_RESNOVALUE",
+    "unit": "QAR_C_RESUNIT",
+}
+_ACTIVITY = {  # of a nuclide with a unit
+    "decision_threshold": "QAR_D_RESTHRESH",
+    "best_estimate": "QAR_D_RESBEST",
+    "best_estimate_uncertainty": "QAR_D_RESBESTUNC",
+    "lower_limit": "QAR_D_RESLOWER",
+    "upper_limit": "QAR_D_RESUPPER",
+    "blank": "QAR_D_RESBLANK",
+    "counts_uncertainty": "QAR_D_RESUCOUNTS",
+    "blank_uncertainty": "QAR_D_RESUBLANK",
+    "efficiency_uncertainty": "QAR_D_RESUEFFIC",
+    "summing_uncertainty": "QAR_D_RESUSUMMING",
+    "yield_uncertainty": "QAR_D_RESUYIELD",
+    "half_life_uncertainty": "QAR_D_RESUHALFLIFE",
+    "quantity_uncertainty": "QAR_D_RESUQUANTITY",
+}
+_AREAS = {
+    "energy": "QAR_D_RESLINE",
+    "area": "QAR_D_RESAREA",
+    "area_uncertainty": "QAR_D_RESAREAUNC",
+    "blank": "QAR_D_RESBLKAREA",
+    "blank_uncertainty": "QAR_D_RESBLKUNC",
+    "null_uncertainty": "QAR_D_RESNULLUNC",
 }
 _LIBRARY = {
     "name": "QAR_C_NUCLNAME",
@@ -151,13 +214,26 @@ def results(source: RecordSource) -> Analysis:
     """Return the peaks and nuclides in a source."""
     nuclides: List[IdentifiedNuclide] = []
     not_found: List[IdentifiedNuclide] = []
-    for nuclide in _records(source, IdentifiedNuclide, _IDENTIFIED):
+    for record, nuclide in enumerate(_records(source, IdentifiedNuclide, _IDENTIFIED), start=1):
+        if nuclide.unit:
+            nuclide = _with_activity(source, nuclide, record)
         # An engine writes no energy for a nuclide that it did not find.
         is_judged = nuclide.detection_limit is not None or nuclide.reason != ""
         is_missing = is_judged and not is_known(nuclide.energy)
         (not_found if is_missing else nuclides).append(nuclide)
     peaks = _records(source, Peak, _PEAK)
-    return Analysis(peaks, tuple(nuclides), tuple(not_found), calibration_notes(source))
+    return Analysis(
+        peaks, tuple(nuclides), tuple(not_found), calibration_notes(source), provenance_of(source)
+    )
+
+
+def _with_activity(
+    source: RecordSource, nuclide: IdentifiedNuclide, record: int
+) -> IdentifiedNuclide:
+    entries = range(1, source.entry_count(_AREAS["energy"], record) + 1)
+    areas = (LineArea(**_fields(source, _AREAS, record, entry)) for entry in entries)
+    measured = tuple(area for area in areas if is_known(area.energy))
+    return nuclide._replace(line_areas=measured, **_fields(source, _ACTIVITY, record, 1))
 
 
 def _records(

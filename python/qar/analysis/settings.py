@@ -28,6 +28,12 @@ RANGES = {
     "QAR_D_MATCHTOL": Range(1e-6, 1e6, "0.000001 to 1000000 keV"),
     "QAR_D_MINCONF": Range(0, 1, "0 to 1"),
     "QAR_F_CONFIDENCE": Range(0.5, 1, "0.5 to less than 1", has_max=False),
+    "QAR_D_PROBALPHA": Range(0.0001, 0.5, "0.0001 to 0.5"),
+    "QAR_D_PROBBETA": Range(0.0001, 0.5, "0.0001 to 0.5"),
+    "QAR_D_COVERAGE": Range(0.5, 0.9999, "0.5 to 0.9999"),
+    "QAR_D_SAMPLINGTIME": Range(0, 1e9, "0 to 1000000000 s"),
+    "QAR_D_QUANTITY": Range(0, 1e30, "0 to 1e30"),
+    "QAR_D_QUANTITYUNC": Range(0, 1e30, "0 to 1e30"),
 }
 
 

@@ -31,7 +31,7 @@ from .output import failure_text
 from .progress import Progress
 from .staging import Staging
 
-_TEXT_COLUMNS = [COLUMNS.index(name) for name in ("file", "spectrum", "nuclide")]
+_TEXT_COLUMNS = [COLUMNS.index(name) for name in ("file", "spectrum", "nuclide", "unit")]
 
 
 class Executors(NamedTuple):

@@ -7,6 +7,7 @@ from typing import Any, FrozenSet, Iterable, List, NamedTuple, Optional, Tuple
 
 from .. import formats
 from ..analysis import calibration, efficiency
+from ..analysis.blank import Blank
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
 from ..analysis.summing import TotalEfficiency
 from ..atomic_files import refuse_taken, write_text
@@ -27,7 +28,9 @@ Row = List[str]
 COLUMNS = (
     *("file", "spectrum", "kind", "nuclide", "energy / keV", "FWHM / keV"),
     *("net area", "net area uncertainty", "continuum", "significance"),
-    *("lines", "confidence", "activity / Bq", "activity uncertainty / Bq", "detection limit / Bq"),
+    *("lines", "confidence", "unit", "activity", "activity uncertainty", "decision threshold"),
+    *("detection limit", "best estimate", "best estimate uncertainty", "lower limit"),
+    *("upper limit", "blank", "remark"),
 )
 
 
@@ -37,6 +40,7 @@ class Options(NamedTuple):
     library: Tuple[Nuclide, ...] = ()  # empty: that of the file, otherwise the built-in one
     groups: Tuple[str, ...] = ()  # of the built-in library; empty: all
     settings: Tuple[Tuple[str, Any], ...] = ()  # parameters by name
+    blank: Optional[Blank] = None  # subtracted from the activities
     template: str = ""  # a QAR file whose analysis sequence is copied
     total_efficiency: Optional[TotalEfficiency] = None  # None: that of the file, if any
     reading: Reading = Reading()  # how the file is read
@@ -150,7 +154,10 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
             f" as: qar calibrate {source.path} --nuclide Cs-137"
         )
     analysis = source.analyse(
-        groups=options.groups, total_efficiency=options.total_efficiency, **dict(options.settings)
+        groups=options.groups,
+        total_efficiency=options.total_efficiency,
+        blank=options.blank,
+        **dict(options.settings),
     )
     for file in reports:
         library = builtin_library.library_of(source)
@@ -183,23 +190,35 @@ def _set_up(source: DataSource, options: Options) -> None:
 
 
 def rows_of(path: str, analysed: Iterable[Analysed]) -> List[Row]:
-    """Return the results as rows of COLUMNS, with every digit."""
+    """Return the results as rows of COLUMNS, with every digit.
+
+    Nuclides that were not found have rows if their activities are known.
+    """
     result: List[Row] = []
     for name, analysis in analysed:
         result += [[path, name, "peak", *_peak(peak)] for peak in analysis.peaks]
         result += [[path, name, "nuclide", *_nuclide(nuclide)] for nuclide in analysis.nuclides]
+        missing = analysis.not_found if analysis.has_activities else ()
+        result += [[path, name, "not found", *_nuclide(nuclide)] for nuclide in missing]
     return result
 
 
 def _peak(peak: Peak) -> Row:
     numbers = (peak.energy, peak.fwhm, peak.area, peak.area_uncertainty)
-    return [peak.nuclide, *map(_cell, (*numbers, peak.continuum, peak.significance)), *[""] * 5]
+    cells = [peak.nuclide, *map(_cell, (*numbers, peak.continuum, peak.significance))]
+    return cells + [""] * (len(COLUMNS) - 3 - len(cells))
 
 
 def _nuclide(nuclide: IdentifiedNuclide) -> Row:
-    activity = (nuclide.activity, nuclide.activity_uncertainty, nuclide.detection_limit)
-    numbers = [str(nuclide.lines), *map(_cell, (nuclide.confidence, *activity))]
-    return [nuclide.name, _cell(nuclide.energy), *[""] * 5, *numbers]
+    activity = (nuclide.activity, nuclide.activity_uncertainty, nuclide.decision_threshold)
+    best = (nuclide.best_estimate, nuclide.best_estimate_uncertainty)
+    limits = (nuclide.lower_limit, nuclide.upper_limit)
+    values = map(_cell, (*activity, nuclide.detection_limit, *best, *limits, nuclide.blank))
+    found = [str(nuclide.lines), _cell(nuclide.confidence), nuclide.unit]
+    return [
+        *(nuclide.name, _cell(nuclide.energy), *[""] * 5),
+        *(*found, *values, nuclide.activity_reason),
+    ]
 
 
 def _cell(value: Optional[float]) -> str:

@@ -60,13 +60,16 @@ def opened(arguments: Arguments, copy: bool = False) -> Iterator[DataSource]:
             yield source
 
 
-def one(measurements: List[Measurement], path: str) -> Measurement:
-    """Return the only spectrum. Raises FormatError if there are several."""
+def one(measurements: List[Measurement], path: str, option: str = "--spectrum") -> Measurement:
+    """Return the only spectrum. Raises FormatError if there are several.
+
+    option: selects one of them by its name.
+    """
     if len(measurements) > 1:
         names = ", ".join(measurement.name for measurement in measurements[:_MAX_NAMES])
         more = ", ..." if len(measurements) > _MAX_NAMES else ""
         raise FormatError(
-            f"{shown_path(path)}: {len(measurements)} spectra; select one with --spectrum:"
+            f"{shown_path(path)}: {len(measurements)} spectra; select one with {option}:"
             f" {names}{more}"
         )
     return measurements[0]

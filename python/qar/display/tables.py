@@ -4,6 +4,7 @@ import math
 from typing import Any, Callable, List, NamedTuple, Optional, Sequence
 
 from ..analysis.calibration import FWHM_PER_SIGMA
+from ..analysis.provenance import Provenance
 from ..analysis.results import Analysis, IdentifiedNuclide, Peak
 from ..values import is_known
 from .printable import printable
@@ -91,18 +92,45 @@ def _state(nuclide: IdentifiedNuclide) -> str:
     return "-" if nuclide.state is None else _STATES.get(nuclide.state, str(nuclide.state))
 
 
+def _activity(nuclide: IdentifiedNuclide) -> str:
+    """Return the activity with its uncertainty, or the reason why it is not known."""
+    if is_known(nuclide.activity) or not nuclide.activity_reason:
+        return with_uncertainty(nuclide.activity, nuclide.activity_uncertainty)
+    return printable(nuclide.activity_reason)
+
+
+def _best_estimate(nuclide: IdentifiedNuclide) -> str:
+    return with_uncertainty(nuclide.best_estimate, nuclide.best_estimate_uncertainty)
+
+
+def _limits(nuclide: IdentifiedNuclide) -> str:
+    if not is_known(nuclide.lower_limit):
+        return "-"
+    return f"{number(nuclide.lower_limit, 3)} to {number(nuclide.upper_limit, 3)}"
+
+
+ACTIVITIES = (
+    Column("activity", "", _activity),
+    Column("decision threshold", "", lambda n: number(n.decision_threshold, 3)),
+    Column("detection limit", "", lambda n: number(n.detection_limit, 3)),
+    Column("best estimate", "", _best_estimate),
+    Column("coverage interval", "", _limits),
+    Column("unit", "", lambda n: printable(n.unit) or "-"),
+)
+"""The values of a nuclide that an activity measurement gives, found or not."""
+
+_NAME = Column("nuclide", "", lambda n: printable(n.name))
 NUCLIDES = (
-    Column("nuclide", "", lambda n: printable(n.name)),
+    _NAME,
     Column("lines", "", lambda n: str(n.lines)),
     Column("confidence", "0 to 1", lambda n: number(n.confidence, 3)),
     Column("strongest line", "keV", lambda n: number(n.energy)),
-    Column("activity", "Bq", lambda n: with_uncertainty(n.activity, n.activity_uncertainty)),
-    Column("detection limit", "Bq", lambda n: number(n.detection_limit, 3)),
+    *ACTIVITIES,
     Column("state", "", _state),
 )
 NOT_FOUND = (
-    Column("nuclide", "", lambda n: printable(n.name)),
-    Column("detection limit", "Bq", lambda n: number(n.detection_limit, 3)),
+    _NAME,
+    *ACTIVITIES,
     Column("confidence", "0 to 1", lambda n: number(n.confidence, 3)),
     Column("reason", "", lambda n: printable(n.reason) or "-"),
 )
@@ -126,15 +154,26 @@ def lines(columns: Sequence[Column], records: Sequence[Any]) -> List[str]:
 
 
 def results(analysis: Analysis) -> List[str]:
-    """Return the lines of all results for a terminal: peaks, nuclides, detection limits."""
+    """Return the lines of all results for a terminal: peaks, nuclides found and not, origin."""
     peaks, nuclides = analysis.peaks, analysis.nuclides
     result = [*analysis.notes, counted(len(peaks), "peak"), *(lines(PEAKS, peaks) if peaks else [])]
     if any(map(is_poor_fit, peaks)):
         result.append("!: the fit does not describe its region, uncertainties are enlarged")
     result += [counted(len(nuclides), "nuclide"), *(lines(NUCLIDES, nuclides) if nuclides else [])]
-    limited = [n for n in analysis.not_found if is_known(n.detection_limit)]
-    if limited:
-        result.append("not found, with their detection limits in Bq:")
-        limits = [f"{printable(n.name):<9}{number(n.detection_limit, 3):>9}" for n in limited]
-        result += ["  ".join(limits[start : start + 4]) for start in range(0, len(limits), 4)]
-    return result
+    if analysis.has_activities and analysis.not_found:
+        result += ["not found:", *lines(NOT_FOUND, analysis.not_found)]
+    return [*result, *_origin(analysis.provenance)]
+
+
+def _origin(provenance: Provenance) -> List[str]:
+    """Return lines on the time, program, library and blank of an analysis."""
+    if not provenance.analysed:
+        return []
+    library = provenance.library or "that of the file"
+    blank = printable(provenance.blank) or "none"
+    if provenance.blank_live_time:
+        blank += f", live time {number(provenance.blank_live_time)} s"
+    return [
+        f"analysed {provenance.analysed} by {provenance.version}; nuclide library: {library};"
+        f" blank: {blank}"
+    ]

@@ -91,6 +91,29 @@ class TestAnalyse(TestCase):
         with qar.open("a.qar") as source:
             self.assertEqual(source.column("QAR_D_EFFICCAL"), [-2.45, 0.55, -0.145, 0.0])
 
+    def test_unusable_blank_is_named_and_changes_nothing(self):
+        with qar.open("a.qar", "r+") as source:
+            source.set_calibration(efficiency=(-4.0,))
+        blanks = {
+            "no live time": {"live_time": None},
+            "no energy calibration": {"energy": ()},
+            "no counts": {"counts": (0, 0, 0)},
+            "energies rise": {"energy": (5.0, -1.0)},
+        }
+        for reason, changed in blanks.items():
+            formats.write("blank.qar", support.FULL._replace(**changed), "qar")
+            message = self.refused("analyse", "a.qar", "--blank", "blank.qar")
+            self.assertRegex(message, f"blank.qar.*{reason}")
+            os.remove("blank.qar")
+        self.write("blank.spe", "no spectrum")
+        self.assertRegex(self.refused("analyse", "a.qar", "--blank", "blank.spe"), "blank.spe")
+        self.assertRegex(self.refused("analyse", "a.qar", "--blank", "none.spe"), "none.spe")
+        support.make_spectrum("other.qar")
+        with qar.open("a.qar", "r+") as source:
+            source["QAR_D_LIVETIME"] = 0.0
+        message = self.refused("analyse", "a.qar", "--blank", "other.qar")
+        self.assertRegex(message, "a.qar.*no live time")
+
     def test_interrupted_analysis_changes_nothing(self):
         before = self.content()
         with unittest.mock.patch("qar.source.DataSource.results", side_effect=KeyboardInterrupt):

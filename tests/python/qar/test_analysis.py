@@ -183,7 +183,7 @@ class TestAnalysis(support.TestCase):
             self.assertEqual(strongest.nuclide, "Am-241")
             self.assertLess(abs(source.calibration().energy_at(strongest.centroid) - 59.541), 0.1)
             source.delete_results()
-            self.assertEqual(source.results(), qar.Analysis((), ()))
+            self.assertEqual(source.results()[:3], ((), (), ()))
 
     def test_channels_without_a_width_raise_a_warning(self):
         with qar.open("narrow.qar", "x") as source:

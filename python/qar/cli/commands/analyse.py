@@ -5,7 +5,8 @@ import os
 import sys
 from typing import Any, Dict, List, Tuple
 
-from ... import dictionary
+from ... import dictionary, formats
+from ...analysis.blank import Blank, checked
 from ...analysis.settings import check_settings
 from ...display import tables
 from ...formats import FormatError, efficiency_csv, nuclide_csv
@@ -30,7 +31,7 @@ from ..command import (
     positive_number,
 )
 from ..file_analysis import COLUMNS, Options
-from ..inputs import files_of, local_file
+from ..inputs import files_of, local_file, one
 from ..output import STANDARD_INPUT, inform, print_json, print_lines, print_path, shown_path, warn
 from ..reading import add_reading, reading_of
 
@@ -129,6 +130,7 @@ def _options(arguments: Arguments) -> Options:
         library=tuple(nuclide_csv.read(arguments.library)) if arguments.library else (),
         groups=arguments.groups,
         settings=settings,
+        blank=_blank(arguments) if arguments.blank else None,
         template=_absolute(arguments.template),
         total_efficiency=(
             efficiency_csv.read_total(arguments.total_efficiency)
@@ -142,6 +144,15 @@ def _options(arguments: Arguments) -> Options:
         reports=_absolute(arguments.report),
         replace=arguments.force,
     )
+
+
+def _blank(arguments: Arguments) -> Blank:
+    """Return the blank to subtract. Raises if it cannot be read or used."""
+    path = arguments.blank
+    measurements = formats.with_name(formats.read(path), arguments.blank_spectrum, path)
+    measured = one(measurements, path, "--blank-spectrum")
+    name = os.path.basename(path) + (f" {measured.name}" if len(measurements) > 1 else "")
+    return checked(name, measured.counts, measured.live_time, measured.energy, measured.shape)
 
 
 def _absolute(path: str) -> str:
@@ -213,6 +224,15 @@ def _add_arguments(command: Parser) -> None:
         " QAR files themselves and keep nothing of other formats).",
     )  # fmt: skip
     add_force(command)
+    command.add_argument(
+        "--blank", metavar="FILE", default="",
+        help="Subtract the peak areas of this blank, a file of any format, scaled by live time;"
+        " needs an efficiency calibration.",
+    )  # fmt: skip
+    command.add_argument(
+        "--blank-spectrum", metavar="NAME", default="",
+        help="Use the spectrum NAME if the file of the blank has several.",
+    )  # fmt: skip
     command.add_argument(
         "--template", metavar="FILE", default="",
         help="Copy the analysis sequence of this QAR file, and its calibrations to files without.",
