@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "tests/support/data_source.h"
+#include "tests/unit/engines/simulated_scintillator.h"
 #include "tests/unit/engines/simulated_spectrum.h"
 
 namespace testing_support {
@@ -217,6 +218,30 @@ TEST_F(EngineTest, MissingCalibrationIsDerivedFromTheNuclides) {
     }
     EXPECT_EQ(status::noNuclides, run(engines::optionCalibrate));
     EXPECT_EQ(before, source_.get<double>(QAR_D_ENERGYCAL, 1, 1));
+}
+
+TEST_F(EngineTest, ScintillatorWithWrongGainGetsWidthCorrectionAndNuclide) {
+    simulated::ScintillatorSpectrum spectrum({"NaI", 0.08, 260.0, 1.5, 0.95}, 4);
+    spectrum.addNuclide({{661.66, 0.0, 0.851, 0.0, 0.0, false}}, 60000);
+    spectrum.addContinuum(5000);
+    std::vector<double> contents = spectrum.contents();
+    contents.resize(simulated::channelCount);  // the spectrum that it replaces is longer
+    ASSERT_EQ(0U, source_.putSpectrum({contents.begin(), contents.end()}));
+    ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_CALIBRATION, 1, 0));
+    putCalibration(QAR_D_ENERGYCAL, spectrum.calibration().energy);
+    for (const std::int32_t options : {0, identify}) {  // the second run reads the correction
+        ASSERT_EQ(status::success, run(options));
+        EXPECT_THAT(identified(), testing::ElementsAre("Cs-137"));
+        EXPECT_EQ("Cs-137", source_.text(QAR_C_RESNUCLIDE, 1));
+    }
+    EXPECT_EQ(1, source_.get<std::int32_t>(QAR_L_CORRLINES, 1));
+    EXPECT_NEAR(661.66,
+                source_.get<double>(QAR_D_ENERGYCORR, 1, 1) +
+                    source_.get<double>(QAR_D_ENERGYCORR, 1, 2) * 0.95 * 661.66,
+                8.0);
+    const double square = source_.get<double>(QAR_D_SHAPECAL, 1, 1) +
+                          source_.get<double>(QAR_D_SHAPECAL, 1, 2) * 661.66;
+    EXPECT_NEAR(0.08 * 661.66, std::sqrt(square), 0.05 * 0.08 * 661.66);
 }
 
 TEST_F(EngineTest, UnusableInputReturnsItsStatus) {
