@@ -136,6 +136,7 @@ def pulls(directory, samples, rng):
                 values.append((result.activity - activity) / result.activity_uncertainty)
         mean, deviation = statistics.mean(values), statistics.pstdev(values)
         row(name, f"{mean:+.2f}", f"{deviation:.2f}", len(values))
+    laboratory.source.close()
 
 
 def level_for(counts, energy):
@@ -159,6 +160,7 @@ def rates(directory, samples, rng, title, activity_of, is_counted):
         activity, found = repeated(laboratory, samples, rng, background, activity_of)
         part = 100 * sum(is_counted(one, activity) for one in found) / samples
         row(background, f"{activity:.3g}", f"{part:.1f} %")
+    laboratory.source.close()
 
 
 def is_above(one, _):
@@ -202,6 +204,7 @@ def speed(directory, samples, rng):
         row(title, f"{seconds:.2f}", len(analysis.nuclides), len(analysis.not_found))
         laboratory.source.clear("QAR_CLS_CALIBRATION")
         laboratory.source.set_calibration((0.0, PER_CHANNEL), SHAPE)
+    laboratory.source.close()
 
 
 PARTS = {part.__name__: part for part in (pulls, blanks, detection, coverage, speed)}
