@@ -161,8 +161,10 @@ def _analysed(source: DataSource, spectrum: str, stem: str, options: Options) ->
     )
     for file in reports:
         library = builtin_library.library_of(source)
-        page = report.page(source, analysis, report.Options(library=library, shared_script=True))
-        write_text(file.staged, page)
+        blank = options.blank
+        overlays = [report.overlay_of_blank(source, blank)] if blank is not None else []
+        shown = report.Options(library=library, overlays=overlays, shared_script=True)
+        write_text(file.staged, report.page(source, analysis, shown))
     plain = Analysis(*analysis)  # without the spectrum, as it may be sent to another process
     return Outcome((Analysed(spectrum, plain),), tuple(reports))
 

@@ -3,9 +3,10 @@
 import math
 import os
 import re
-from typing import Any, Dict, Iterator, List, NamedTuple, Sequence, Tuple
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 from ..analysis import peak_curves
+from ..analysis.blank import Blank
 from ..analysis.calibration import FWHM_PER_SIGMA, Calibration
 from ..analysis.calibration_notes import corrected_calibration
 from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, nuclide_library
@@ -116,19 +117,36 @@ def overlay_of(source: RecordSource, other: RecordSource, name: str) -> Overlay:
 
     Without both live times the counts stay as they are, and the name of the overlay notes this.
     """
-    times = (source.get("QAR_D_LIVETIME"), other.get("QAR_D_LIVETIME"))
-    is_scaled = all(time and 0 < time < math.inf for time in times)
-    factor = times[0] / times[1] if is_scaled else 1.0
+    calibration = corrected_calibration(other)
+    return _overlay(source, other.spectrum(), other.get("QAR_D_LIVETIME"), calibration, name)
+
+
+def overlay_of_blank(source: RecordSource, blank: Blank) -> Overlay:
+    """Return a blank, scaled to the live time of a source."""
+    calibration = Calibration(blank.energy, blank.shape)
+    return _overlay(source, blank.counts, blank.live_time, calibration, blank.name)
+
+
+def _overlay(
+    source: RecordSource,
+    counts: Sequence[int],
+    live_time: Optional[float],
+    calibration: Calibration,
+    name: str,
+) -> Overlay:
+    factor, note = 1.0, ", not scaled"
+    own_time = source.get("QAR_D_LIVETIME")
+    if live_time and own_time and 0 < live_time < math.inf and 0 < own_time < math.inf:
+        factor = own_time / live_time
+        note = f" × {factor:.4g}"
     channels = len(source.spectrum())
-    others = other.spectrum()
-    counts = report_data.rebinned(
-        others,
-        _usable(corrected_calibration(other), len(others)),
+    rebinned = report_data.rebinned(
+        counts,
+        _usable(calibration, len(counts)),
         _usable(corrected_calibration(source), channels),
         channels,
     )
-    note = f" × {factor:.4g}" if is_scaled else ", not scaled"
-    return Overlay(name + note, [factor * count for count in counts])
+    return Overlay(name + note, [factor * count for count in rebinned])
 
 
 def _data(
