@@ -1,6 +1,8 @@
 """Results as tables of strings, for the terminal and for reports."""
 
+import itertools
 import math
+import textwrap
 from typing import Any, Callable, List, NamedTuple, Optional, Sequence
 
 from ..analysis.calibration import FWHM_PER_SIGMA
@@ -109,31 +111,35 @@ def _limits(nuclide: IdentifiedNuclide) -> str:
     return f"{number(nuclide.lower_limit, 3)} to {number(nuclide.upper_limit, 3)}"
 
 
+_NAME = Column("nuclide", "", lambda n: printable(n.name))
+_UNIT = Column("unit", "", lambda n: printable(n.unit) or "-")
+_REASON = Column("reason", "", lambda n: printable(n.reason) or "-")
 ACTIVITIES = (
     Column("activity", "", _activity),
     Column("decision threshold", "", lambda n: number(n.decision_threshold, 3)),
     Column("detection limit", "", lambda n: number(n.detection_limit, 3)),
     Column("best estimate", "", _best_estimate),
     Column("coverage interval", "", _limits),
-    Column("unit", "", lambda n: printable(n.unit) or "-"),
+    _UNIT,
 )
 """The values of a nuclide that an activity measurement gives, found or not."""
 
-_NAME = Column("nuclide", "", lambda n: printable(n.name))
-NUCLIDES = (
+_EVIDENCE = (
     _NAME,
     Column("lines", "", lambda n: str(n.lines)),
     Column("confidence", "0 to 1", lambda n: number(n.confidence, 3)),
     Column("strongest line", "keV", lambda n: number(n.energy)),
-    *ACTIVITIES,
-    Column("state", "", _state),
 )
+_STATE = Column("state", "", _state)
+NUCLIDES = (*_EVIDENCE, *ACTIVITIES, _STATE)
 NOT_FOUND = (
     _NAME,
     *ACTIVITIES,
     Column("confidence", "0 to 1", lambda n: number(n.confidence, 3)),
-    Column("reason", "", lambda n: printable(n.reason) or "-"),
+    _REASON,
 )
+# For a terminal: best estimate and coverage interval matter little if a nuclide is not found.
+_NOT_FOUND_SHORT = (_NAME, *ACTIVITIES[:3], _UNIT, _REASON)
 
 
 def cells(columns: Sequence[Column], records: Sequence[Any]) -> List[List[str]]:
@@ -141,16 +147,37 @@ def cells(columns: Sequence[Column], records: Sequence[Any]) -> List[List[str]]:
     return [[column.text(record) for column in columns] for record in records]
 
 
+_MAX_TITLE = 12  # letters of a title that never continues on the next line
+
+
 class Heading(str):
     """A line above the rows of a table, which a terminal may show in bold."""
 
 
+def _unbroken(title: str) -> List[str]:
+    """Return the parts of a title that stay in one line."""
+    return title.split() if len(title) > _MAX_TITLE else [title]
+
+
 def lines(columns: Sequence[Column], records: Sequence[Any]) -> List[str]:
-    """Return a table for a terminal: headings, units, one line for each record."""
-    rows = [[c.title for c in columns], [c.unit for c in columns], *cells(columns, records)]
-    widths = [max(map(len, column)) for column in zip(*rows)]
-    texts = ["  ".join(cell.rjust(w) for cell, w in zip(row, widths)).rstrip() for row in rows]
-    return [*map(Heading, texts[:2]), *texts[2:]]
+    """Return a table for a terminal: headings, units, one line for each record.
+
+    A long title that is wider than the cells below it continues on the next line.
+    """
+    units = [[column.unit for column in columns]] if any(c.unit for c in columns) else []
+    rows = [*units, *cells(columns, records)]
+    widths = [
+        max(map(len, (*below, *_unbroken(column.title))))
+        for column, below in zip(columns, zip(*rows))
+    ]
+    titles = [textwrap.wrap(column.title, width) for column, width in zip(columns, widths)]
+    heads = [*itertools.zip_longest(*titles, fillvalue="")]
+    texts = [
+        "  ".join(cell.rjust(width) for cell, width in zip(row, widths)).rstrip()
+        for row in (*heads, *rows)
+    ]
+    count = len(heads) + len(units)
+    return [*map(Heading, texts[:count]), *texts[count:]]
 
 
 def results(analysis: Analysis) -> List[str]:
@@ -159,10 +186,27 @@ def results(analysis: Analysis) -> List[str]:
     result = [*analysis.notes, counted(len(peaks), "peak"), *(lines(PEAKS, peaks) if peaks else [])]
     if any(map(is_poor_fit, peaks)):
         result.append("!: the fit does not describe its region, uncertainties are enlarged")
-    result += [counted(len(nuclides), "nuclide"), *(lines(NUCLIDES, nuclides) if nuclides else [])]
+    result += [counted(len(nuclides), "nuclide"), *_found(analysis)]
     if analysis.has_activities and analysis.not_found:
-        result += ["not found:", *lines(NOT_FOUND, analysis.not_found)]
+        result += ["not found:", *lines(_NOT_FOUND_SHORT, analysis.not_found)]
     return [*result, *_origin(analysis.provenance)]
+
+
+def _found(analysis: Analysis) -> List[str]:
+    """Return a table of the nuclides that were found, without columns that have no value."""
+    nuclides = analysis.nuclides
+    if not nuclides:
+        return []
+    columns = (
+        *_EVIDENCE,
+        *(ACTIVITIES if analysis.has_activities else ()),
+        *([_STATE] if any(nuclide.state for nuclide in nuclides) else ()),
+    )
+    reasons = {} if analysis.has_activities else {n.activity_reason: None for n in nuclides}
+    return [
+        *lines(columns, nuclides),
+        *(f"activities: {printable(reason)}" for reason in reasons if reason),
+    ]
 
 
 def _origin(provenance: Provenance) -> List[str]:

@@ -17,7 +17,7 @@ class TestExamples(embedded.TestCase):
         self.shows("measurement.py", path, "4,096 channels")
         texts = ("J. Müller", "300 µm", "0.12, 0.4985", "keV", "█")
         self.shows("show_measurement.py", path, *texts)
-        texts = ("12 peaks", "6 nuclides", "Cs-137", "detection limits", "I-131")
+        texts = ("12 peaks", "6 nuclides", "Cs-137", "detection", "I-131")
         self.shows("nuclide_analysis.py", path, *texts)
 
     def test_analysis_sequence_is_copied(self):
