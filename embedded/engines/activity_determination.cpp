@@ -90,6 +90,7 @@ class Determination {
     bool combine(Combination& combination, double certainActivity) const;
     std::vector<std::size_t> ownObservations(const Combination& combination) const;
     double misfit(const Combination& combination) const;
+    double scatterOf(const Combination& combination) const;
     void removeStrays(Combination& combination) const;
     UncertaintyModel modelOf(const Combination& combination) const;
     std::string inseparable(const Combination& combination) const;
@@ -266,6 +267,11 @@ double Determination::misfit(const Combination& combination) const {
                : 1.0;
 }
 
+// Returns the variance of the activity by which its lines disagree beyond their variances.
+double Determination::scatterOf(const Combination& combination) const {
+    return (misfit(combination) - 1.0) * combination.weights.cwiseAbs2().dot(combination.variances);
+}
+
 // A line of an absent nuclide with far more counts than its other lines allow belongs to something
 // else.
 void Determination::removeStrays(Combination& combination) const {
@@ -394,8 +400,11 @@ MeasuredActivity Determination::resultOf(std::size_t nuclide) const {
         model.counting[row].others = std::max(0.0, observations_[present.observations[row]].area) -
                                      present.activity * model.counting[row].own;
     }
-    model.scatter = (misfit(present) - 1.0) * present.weights.cwiseAbs2().dot(present.variances);
-    const UncertaintyModel absentModel = modelOf(absent);
+    model.scatter = scatterOf(present);
+    UncertaintyModel absentModel = modelOf(absent);
+    if (!input_.found[nuclide]) {
+        absentModel.scatter = scatterOf(absent);
+    }
 
     const double quantity = quantity_.value;
     UncertaintyParts parts = model.at(present.activity);

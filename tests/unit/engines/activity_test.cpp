@@ -93,6 +93,7 @@ TEST(Activities, AreThoseOfTheSimulation) {
     spectrum.addPeak(2000.0, 5000.0);  // 1000 keV, of A and B
     spectrum.addPeak(2400.0, 1000.0);  // 1200 keV, of B alone
     spectrum.addPeak(3000.0, 2000.0);  // 1500 keV, of something else
+    spectrum.addPeak(1800.0, -300.0);  // 900 keV, a hole
     const Sample sample(spectrum);
     const std::vector<Nuclide> nuclides = {{"A", {line(1000.0, 30.0)}, {}},
                                            {"B", {line(1000.0, 20.0), line(1200.0, 10.0)}, {}},
@@ -100,9 +101,10 @@ TEST(Activities, AreThoseOfTheSimulation) {
                                            {"absent", {line(800.0, 10.0)}, {}},
                                            {"stray", {line(800.0, 10.0), line(1500.0, 10.0)}, {}},
                                            {"copy of A", {line(1000.0, 40.0)}, {}},
-                                           {"outside", {line(5000.0, 40.0)}, {}}};
+                                           {"outside", {line(5000.0, 40.0)}, {}},
+                                           {"denied", {line(800.0, 10.0), line(900.0, 10.0)}, {}}};
     const auto results =
-        sample.activities(nuclides, {true, true, false, false, false, false, false});
+        sample.activities(nuclides, {true, true, false, false, false, false, false, false});
     const std::vector<double> expected = {100.0, 100.0, 10.0, 0.0, 0.0};
     for (std::size_t nuclide = 0; nuclide < expected.size(); ++nuclide) {
         const MeasuredActivity& one = results[nuclide];
@@ -116,6 +118,8 @@ TEST(Activities, AreThoseOfTheSimulation) {
     EXPECT_EQ(1U, results[4].lines.size());  // the peak at 1500 keV belongs to something else
     EXPECT_EQ("not separable from A", results[5].reason);
     EXPECT_EQ("no usable channels at 5000.0 keV", results[6].reason);
+    // Lines that disagree raise the decision threshold as well.
+    EXPECT_GT(results[7].limits.threshold, 0.8 * results[3].limits.threshold);
 }
 
 TEST(Activities, SubtractBlankInPeaksAndBelowThem) {
