@@ -98,8 +98,8 @@ def zsh(parser: argparse.ArgumentParser) -> Iterator[str]:
             yield from _zsh_options(option, " " * 24)
         for operand in command.operands:
             prefix = "*" if operand.is_repeated else ""
-            spec = f"{prefix}:{_zsh_text(operand.value)}:{_zsh_action(operand)}"
-            yield f"                        {shlex.quote(spec)} \\"
+            entry = f"{prefix}:{_zsh_text(operand.value)}:{_zsh_action(operand)}"
+            yield f"                        {shlex.quote(entry)} \\"
         yield from ("", "                    ;;")
     yield from ("            esac", "            ;;", "    esac", "}")
     # Either loaded as a function of the completion system, or read by `source`.
@@ -108,10 +108,10 @@ def zsh(parser: argparse.ArgumentParser) -> Iterator[str]:
 
 def _zsh_options(option: Argument, indent: str) -> Iterator[str]:
     for name in option.names:
-        spec = f"{name}[{_zsh_text(_brief(option.help))}]"
+        entry = f"{name}[{_zsh_text(_brief(option.help))}]"
         if option.value:
-            spec += f":{_zsh_text(option.value)}:{_zsh_action(option)}"
-        yield f"{indent}{shlex.quote(spec)} \\"
+            entry += f":{_zsh_text(option.value)}:{_zsh_action(option)}"
+        yield f"{indent}{shlex.quote(entry)} \\"
 
 
 def _zsh_action(argument: Argument) -> str:
