@@ -20,6 +20,9 @@ namespace {
 
 constexpr mode_t newFileMode = 0666;  // reduced by the umask
 
+// A file without a name gets one through this directory, which is missing in a bare chroot.
+constexpr const char* openFiles = "/proc/self/fd";
+
 std::string pathInItsFolder(const std::string& name) {
     const std::string fileName = lastNameOf(name);
     if (fileName.empty() || fileName == "." || fileName == "..") {
@@ -44,13 +47,15 @@ std::string temporaryPathIn(const std::string& folder) {
 
 // Creates a file without a name, or with a temporary name that it stores in temporaryPath.
 FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
-    const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, newFileMode);
-    if (unnamed >= 0) {
-        return FileDescriptor(unnamed);
-    }
-    // The errors of file systems and kernels that do not support files without a name.
-    if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
-        throwSystemFailure(errno);
+    if (access(openFiles, X_OK) == 0) {
+        const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, newFileMode);
+        if (unnamed >= 0) {
+            return FileDescriptor(unnamed);
+        }
+        // The errors of file systems and kernels that do not support files without a name.
+        if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
+            throwSystemFailure(errno);
+        }
     }
     temporaryPath = temporaryPathIn(folder);
     return {temporaryPath, O_CREAT | O_EXCL | O_RDWR, newFileMode};
@@ -74,7 +79,7 @@ bool syncFolder(int folder) {
 // Gives the file a name. False if the name is taken.
 bool link(const FileDescriptor& file, const std::string& temporaryPath, const char* path) {
     if (temporaryPath.empty()) {
-        const std::string unnamed = "/proc/self/fd/" + std::to_string(file.number());
+        const std::string unnamed = std::string(openFiles) + "/" + std::to_string(file.number());
         return linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
     }
     // Some file systems support only one of the two calls.

@@ -7,14 +7,16 @@
 #include <climits>
 #include <cstdarg>
 #include <map>
+#include <string_view>
 
 #include "tests/support/data_source.h"
 
 namespace {
 
-// Features of the file system; network shares may lack them.
+// Features of the file system, which network shares may lack, and of a chroot.
 bool filesWithoutName = true;
 bool renamingWithoutReplacing = true;
+bool namingOfOpenFiles = true;
 
 }  // namespace
 
@@ -30,6 +32,22 @@ extern "C" [[gnu::visibility("default")]] int open(const char* path, int flags, 
         return -1;
     }
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+extern "C" [[gnu::visibility("default")]] int access(const char* path, int mode) noexcept {
+    if (!namingOfOpenFiles && std::string_view(path) == "/proc/self/fd") {
+        errno = ENOENT;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
+}
+extern "C" [[gnu::visibility("default")]] int linkat(int oldFolder, const char* oldName,
+                                                     int newFolder, const char* newName,
+                                                     int flags) noexcept {
+    if (!namingOfOpenFiles && (flags & AT_SYMLINK_FOLLOW) != 0) {
+        errno = ENOENT;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_linkat, oldFolder, oldName, newFolder, newName, flags));
 }
 extern "C" [[gnu::visibility("default")]] int renameat2(int oldFolder, const char* oldName,
                                                         int newFolder, const char* newName,
@@ -92,6 +110,13 @@ TEST_F(StorageTest, FailedCreationLeavesNoFile) {
     EXPECT_EQ(0U, source.close());
     EXPECT_EQ(codes::noSourceOpen, source.close());
     EXPECT_EQ(0U, source.create(path_));
+}
+
+TEST_F(StorageTest, FileIsCreatedIfOpenFilesCannotBeNamed) {
+    namingOfOpenFiles = false;
+    EXPECT_EQ(0U, DataSource::created(path_).put(QAR_D_LIVETIME, 1.0));
+    EXPECT_EQ(1, fileCount());
+    namingOfOpenFiles = true;
 }
 
 TEST_F(StorageTest, CreationWithoutUnnamedFilesIsSafe) {
