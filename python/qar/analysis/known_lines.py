@@ -139,7 +139,8 @@ def _fit_without(
 
 
 def _scatter(peak: MeasuredPeak) -> float:
-    return math.hypot(peak.uncertainty, CURVATURE * peak.fwhm, MIN_UNCERTAINTY)
+    systematic = math.hypot(CURVATURE * peak.fwhm, MIN_UNCERTAINTY)
+    return math.hypot(peak.uncertainty, systematic)
 
 
 def _chi_square(

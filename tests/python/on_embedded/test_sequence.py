@@ -49,7 +49,7 @@ class TestSequence(embedded.TestCase):
         if path.exists():
             path.unlink()
         shutil.copy(support.PROJECT / "tests/data/sequence.qar", path)
-        with contextlib.closing(sqlite3.connect(path)) as connection, connection:
+        with contextlib.closing(sqlite3.connect(str(path))) as connection, connection:
             for table in ("block", "place", "value"):
                 connection.execute(f"DELETE FROM {table}")
             connection.execute("INSERT INTO block VALUES(?, ?)", (GEOMETRY, content))
