@@ -31,6 +31,9 @@ is_installed() { [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" 
 
 has_apt() { command -v apt-get >/dev/null && command -v dpkg-query >/dev/null; }
 
+# Prints the address of the Debian archive that this system uses.
+debian_archive() { apt-get indextargets --format '$(REPO_URI)' | grep -m 1 '/debian/$'; }
+
 # version_of TOOL COMMAND: prints the version of the installed tool, or of the package that would be
 # installed; nothing if both are unknown.
 version_of() {
