@@ -14,7 +14,7 @@ import sys
 import qar
 from qar import formats
 from qar.atomic_files import write_text
-from qar.display import layout, report, tables
+from qar.display import report, tables
 from qar.formats import nuclide_csv
 
 MIN_SIGNIFICANCE = 4.0  # sigma
@@ -31,7 +31,6 @@ def main(path: str, library: str, folder: str) -> None:
         source.set_nuclide_library(nuclide_csv.read(library))
         results = source.analyse(QAR_D_PEAKLIMIT=MIN_SIGNIFICANCE, QAR_D_MATCHTOL=TOLERANCE)
         print("\n".join(tables.results(results)))
-        axis = layout.axis_of(source.calibration())
         write_text(stem + ".html", report.page(source, results), replace=True)
         try:
             results.plot().savefig(stem + ".png")

@@ -5,7 +5,7 @@ import support
 from qar.atomic_files import write_text
 from qar.display import report
 
-HOSTILE = '</script><img src=http://127.0.0.1:9/x onerror=isHarmed=1><b>x'
+HOSTILE = "</script><img src=http://127.0.0.1:9/x onerror=isHarmed=1><b>x"
 LIBRARY = support.LIBRARY + "Na-22, 2.6 y, 511.0, 1.8\nNa-22, 2.6 y, 1274.5, 0.999\n"
 
 

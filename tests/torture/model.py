@@ -231,7 +231,7 @@ class Run:
             reads = isinstance(expected, tuple) and name == "first" and self.number % 2
             answer = getattr(pyORV3, function)(
                 self.handles["reader" if reads else name],
-                *[self.handles[item] if item in self.NAMES else item for item in arguments]
+                *[self.handles[item] if item in self.NAMES else item for item in arguments],
             )
             found = (
                 (status_of(answer), answer[1]) if isinstance(answer, tuple) else status_of(answer)
@@ -334,7 +334,7 @@ class Run:
                         ("moveRecordsTo", other, number, record, random.randrange(1, 4)),
                     ]
                     * 2
-                )
+                ),
             )
         self.number += 1
 

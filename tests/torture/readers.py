@@ -23,7 +23,9 @@ import zipfile
 import torture
 from torture import Failed
 
-sys.path[1:1] = [str(pathlib.Path(__file__).parents[1] / "python" / name) for name in ("", "exchange")]
+sys.path[1:1] = [
+    str(pathlib.Path(__file__).parents[1] / "python" / name) for name in ("", "exchange")
+]
 
 import support  # noqa: E402
 import test_readers  # noqa: E402
