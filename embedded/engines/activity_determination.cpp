@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <utility>
 
 namespace embedded::engines {
@@ -161,13 +162,12 @@ Combination Determination::systemOf(std::size_t nuclide) const {
         return combination;
     }
     combination.nuclides = sharing(nuclide);
+    std::set<std::size_t> observations;
     for (const std::size_t member : combination.nuclides) {
         const auto& own = observations_.ofNuclide(member);
-        combination.observations.insert(combination.observations.end(), own.begin(), own.end());
+        observations.insert(own.begin(), own.end());
     }
-    std::ranges::sort(combination.observations);
-    const auto repeated = std::ranges::unique(combination.observations);
-    combination.observations.erase(repeated.begin(), repeated.end());
+    combination.observations.assign(observations.begin(), observations.end());
     return combination;
 }
 

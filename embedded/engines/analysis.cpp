@@ -237,7 +237,8 @@ std::vector<MeasuredActivity> Analysis::activitiesOf(const NuclideLibrary& libra
         MeasuredActivity unknown;
         unknown.reason =
             calibration_.efficiency.empty() ? "no efficiency calibration" : "no live time";
-        return std::vector<MeasuredActivity>(findings.nuclides.size(), unknown);
+        std::vector<MeasuredActivity> results(findings.nuclides.size(), unknown);
+        return results;
     }
     if (isScintillator(calibration_)) {
         return scintillatorActivities(library, findings, activitySettings_, rules_.minConfidence);

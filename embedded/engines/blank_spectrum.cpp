@@ -56,6 +56,7 @@ BlankSpectrum::BlankSpectrum(const DataSourceAccess& dataSource, double liveTime
         corrected(calibration,
                   findCorrection(dataSource, spectrum, calibration, fitted, search.limit).relation);
     std::vector<MeasuredPeak> peaks;
+    peaks.reserve(fitted.size());
     for (const FittedPeak& peak : fitted) {
         peaks.push_back(measured(peak, calibration));
     }

@@ -21,8 +21,11 @@ class BlankSpectrum {
     static std::unique_ptr<BlankSpectrum> read(const DataSourceAccess& dataSource,
                                                const SearchSettings& search);
 
+    ~BlankSpectrum() = default;
     BlankSpectrum(const BlankSpectrum&) = delete;
     BlankSpectrum& operator=(const BlankSpectrum&) = delete;
+    BlankSpectrum(BlankSpectrum&&) = delete;
+    BlankSpectrum& operator=(BlankSpectrum&&) = delete;
 
     // Returns the measurement scaled to a live time in seconds. The spectrum must outlive it.
     BlankMeasurement measurementFor(double liveTime) const {

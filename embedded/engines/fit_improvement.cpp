@@ -237,7 +237,7 @@ RegionFit Improver::improve(RegionFit fit) {
             tryShape(fit, leftTail);
             tryShape(fit, rightTail);
         }
-        if (morePeaks_ && !spectrum_.shapes) {
+        if (morePeaks_ && spectrum_.shapes == nullptr) {
             tryPeakInsteadOf(fit, leftTail);
             tryPeakInsteadOf(fit, rightTail);
         }

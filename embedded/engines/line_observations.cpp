@@ -32,7 +32,7 @@ double maxSensitivity(std::span<const ExpectedLine* const> lines) {
 
 std::string at(const char* problem, const ExpectedLine& line) {
     char text[48];
-    std::snprintf(text, sizeof text, "%s at %.1f keV", problem, line.energy);
+    static_cast<void>(std::snprintf(text, sizeof text, "%s at %.1f keV", problem, line.energy));
     return text;
 }
 
@@ -109,7 +109,7 @@ void LineObservations::observe(std::size_t nuclide) {
 
 // Groups lines that share channels, the most sensitive groups first.
 std::vector<LineObservations::Lines> LineObservations::clustersOf(const Lines& lines,
-                                                                  double least) const {
+                                                                  double minSensitivity) const {
     Lines sorted = lines;
     std::ranges::sort(sorted, {}, &ExpectedLine::energy);
     std::vector<Lines> clusters;
@@ -120,7 +120,9 @@ std::vector<LineObservations::Lines> LineObservations::clustersOf(const Lines& l
         }
         clusters.back().push_back(line);
     }
-    const auto isFaint = [least](const Lines& cluster) { return maxSensitivity(cluster) < least; };
+    const auto isFaint = [minSensitivity](const Lines& cluster) {
+        return maxSensitivity(cluster) < minSensitivity;
+    };
     std::erase_if(clusters, isFaint);
     std::ranges::stable_sort(clusters, std::ranges::greater(),
                              [](const Lines& cluster) { return maxSensitivity(cluster); });

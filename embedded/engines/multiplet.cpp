@@ -215,11 +215,11 @@ RegionFit simplest(const Spectrum& spectrum, RegionFit fit, ChannelRange range, 
 // Removes the peaks that are not certain and gives the others their curve, which includes them.
 void dropUncertain(const Spectrum& spectrum, RegionFit& fit, double limit) {
     RegionCurve curve = curveOf(spectrum, fit);
-    const auto dropped = std::ranges::stable_partition(fit.peaks, [limit](const FittedPeak& peak) {
-        return peak.significance >= limit && isCertain(peak);
-    });
-    curve.unreported.assign(dropped.begin(), dropped.end());
-    fit.peaks.erase(dropped.begin(), dropped.end());
+    const auto dropped = std::stable_partition(
+        fit.peaks.begin(), fit.peaks.end(),
+        [limit](const FittedPeak& peak) { return peak.significance >= limit && isCertain(peak); });
+    curve.unreported.assign(dropped, fit.peaks.end());
+    fit.peaks.erase(dropped, fit.peaks.end());
     const auto shared = std::make_shared<const RegionCurve>(std::move(curve));
     for (FittedPeak& peak : fit.peaks) {
         peak.curve = shared;

@@ -50,6 +50,7 @@ struct RegionFit {
 template <typename Peaks>
 std::vector<double> channelsOf(const Peaks& peaks) {
     std::vector<double> channels;
+    channels.reserve(peaks.size());
     for (const auto& peak : peaks) {
         channels.push_back(peak.channel);
     }

@@ -31,9 +31,10 @@ constexpr double minShift = 0.05;   // FWHM; the identification tolerates smalle
 std::vector<double> startGains(const Calibration& calibration) {
     const double step = gainStep * resolution(calibration);
     std::vector<double> gains = {0.0};
-    for (double gain = step; gain <= maxGain; gain += step) {
-        gains.push_back(gain);
-        gains.push_back(-gain);
+    const int steps = static_cast<int>(maxGain / step);
+    for (int number = 1; number <= steps; ++number) {
+        gains.push_back(number * step);
+        gains.push_back(-number * step);
     }
     return gains;
 }

@@ -27,7 +27,7 @@ constexpr double strongPart = 0.3;    // of a template's greatest content
 
 // A few bins may have contents that no template describes. They must not make all others less
 // certain.
-double meanSquare(Eigen::VectorXd residuals) {
+double meanSquare(const Eigen::VectorXd& residuals) {
     Eigen::VectorXd squares = residuals.cwiseAbs2();
     std::ranges::sort(squares);
     const auto used = static_cast<Eigen::Index>(usedPart * static_cast<double>(squares.size()));
@@ -105,8 +105,8 @@ Eigen::MatrixXd ScintillatorFit::uncertainties(const ScintillatorModel& model) c
         DetectorState down = model.state;
         up.*pointer += derivativeStep * columns_.deviation(member);
         down.*pointer -= derivativeStep * columns_.deviation(member);
-        columns.push_back((templates(model.nuclides, up) - templates(model.nuclides, down)) *
-                          model.activities / (2.0 * derivativeStep));
+        columns.emplace_back((templates(model.nuclides, up) - templates(model.nuclides, down)) *
+                             model.activities / (2.0 * derivativeStep));
     }
     for (std::size_t number = 0; number < model.nuclides.size(); ++number) {
         const double activity = model.activities[static_cast<Eigen::Index>(number)];

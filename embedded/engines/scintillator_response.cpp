@@ -59,7 +59,7 @@ void ScintillatorResponse::addPeak(Eigen::Ref<Eigen::VectorXd> contents, double 
     }
 }
 
-void ScintillatorResponse::addCompton(Eigen::Ref<Eigen::VectorXd> contents, double energy,
+void ScintillatorResponse::addCompton(Eigen::VectorXd& contents, double energy,
                                       double counts) const {
     const double alpha = energy / electronMass;
     const double maxPart = 2.0 * alpha / (1.0 + 2.0 * alpha);
@@ -88,8 +88,7 @@ void ScintillatorResponse::addCompton(Eigen::Ref<Eigen::VectorXd> contents, doub
 }
 
 // Approximate counts of the Compton continuum within one FWHM of its edge.
-void ScintillatorResponse::addEdge(Eigen::Ref<Eigen::VectorXd> contents, double energy,
-                                   double counts) const {
+void ScintillatorResponse::addEdge(Eigen::VectorXd& contents, double energy, double counts) const {
     const double alpha = energy / electronMass;
     const double edge = energy * 2.0 * alpha / (1.0 + 2.0 * alpha);
     const double width = widthAtEnergy(calibration_, edge);
@@ -98,7 +97,7 @@ void ScintillatorResponse::addEdge(Eigen::Ref<Eigen::VectorXd> contents, double 
 }
 
 // Photons scattered by more than a right angle, about evenly distributed in the cosine.
-void ScintillatorResponse::addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, double energy,
+void ScintillatorResponse::addBackscatter(Eigen::VectorXd& contents, double energy,
                                           double counts) const {
     const double alpha = energy / electronMass;
     const double minEnergy = energy / (1.0 + 2.0 * alpha);
@@ -123,8 +122,7 @@ void ScintillatorResponse::addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, 
 }
 
 // Photons that lost a little energy, in the surroundings or by a second scattering.
-void ScintillatorResponse::addStep(Eigen::Ref<Eigen::VectorXd> contents, double energy,
-                                   double counts) const {
+void ScintillatorResponse::addStep(Eigen::VectorXd& contents, double energy, double counts) const {
     const double centre = shown(energy);
     const double width = sigma(energy);
     if (!(width > 0.0)) {

@@ -30,10 +30,10 @@ class ScintillatorResponse {
 
     // Each function adds to the contents of all bins. counts: in the full-energy peak.
     void addPeak(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
-    void addCompton(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
-    void addEdge(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
-    void addBackscatter(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
-    void addStep(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
+    void addCompton(Eigen::VectorXd& contents, double energy, double counts) const;
+    void addEdge(Eigen::VectorXd& contents, double energy, double counts) const;
+    void addBackscatter(Eigen::VectorXd& contents, double energy, double counts) const;
+    void addStep(Eigen::VectorXd& contents, double energy, double counts) const;
 
   private:
     double shown(double energy) const { return energy * (1.0 + state_.gain) + state_.offset; }
