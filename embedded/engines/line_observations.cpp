@@ -109,7 +109,7 @@ void LineObservations::observe(std::size_t nuclide) {
 
 // Groups lines that share channels, the most sensitive groups first.
 std::vector<LineObservations::Lines> LineObservations::clustersOf(const Lines& lines,
-                                                                  double minSensitivity) const {
+                                                                  double sensitivityLimit) const {
     Lines sorted = lines;
     std::ranges::sort(sorted, {}, &ExpectedLine::energy);
     std::vector<Lines> clusters;
@@ -120,8 +120,8 @@ std::vector<LineObservations::Lines> LineObservations::clustersOf(const Lines& l
         }
         clusters.back().push_back(line);
     }
-    const auto isFaint = [minSensitivity](const Lines& cluster) {
-        return maxSensitivity(cluster) < minSensitivity;
+    const auto isFaint = [sensitivityLimit](const Lines& cluster) {
+        return maxSensitivity(cluster) < sensitivityLimit;
     };
     std::erase_if(clusters, isFaint);
     std::ranges::stable_sort(clusters, std::ranges::greater(),

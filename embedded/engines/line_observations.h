@@ -78,7 +78,7 @@ class LineObservations {
     void observe(std::size_t nuclide);
     bool observePeak(std::size_t nuclide, std::size_t peak, const Lines& lines);
     bool observeTemplate(std::size_t nuclide, const Lines& lines);
-    std::vector<Lines> clustersOf(const Lines& lines, double minSensitivity) const;
+    std::vector<Lines> clustersOf(const Lines& lines, double sensitivityLimit) const;
     std::optional<Amount> blankAtPeak(double energy) const;
     std::optional<Amount> blankAtLines(const Lines& lines, const LineArea& area) const;
     void addFoundLines(std::size_t nuclide, const LineArea& area, double counts,

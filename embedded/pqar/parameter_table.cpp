@@ -232,16 +232,18 @@ constexpr bool isWellFormed(const ParameterDescription& parameter) {
     return name.size() > parameterNamePrefixLength && name.size() <= maxParameterNameLength &&
            name.starts_with("QAR_") && name[4] == propertiesOf(parameter.type).letter &&
            name[5] == '_' && isTextType(parameter.type) == (parameter.textLength > 0) &&
-           !parameter.description.empty() && parameter.description.size() <= 255;
+           std::ranges::equal(name, name, {}, {}, upperCase) && !parameter.description.empty() &&
+           parameter.description.size() <= 255;
 }
 
-// The rows of the table, sorted by name.
+// The rows of the table, sorted by name. The names are upper case, so that a plain comparison has
+// the order of nameLess.
 constexpr auto rowsByName = [] {
     std::array<std::uint8_t, table.size()> rows{};
     for (std::size_t row = 0; row < rows.size(); ++row) {
         rows.at(row) = static_cast<std::uint8_t>(row);
     }
-    std::ranges::sort(rows, nameLess, [](std::uint8_t row) { return table.at(row).name; });
+    std::ranges::sort(rows, {}, [](std::uint8_t row) { return table.at(row).name; });
     return rows;
 }();
 
