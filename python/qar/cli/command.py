@@ -97,3 +97,11 @@ def group_names(text: str) -> Tuple[str, ...]:
     except ValueError as error:
         raise argparse.ArgumentTypeError(str(error)) from None
     return groups
+
+
+def add_groups(command: Parser) -> None:
+    command.add_argument(
+        "--groups", metavar="NAMES", type=group_names, default=(),
+        help="Restrict the built-in nuclide library to these groups, separated by commas:"
+        f" {', '.join(builtin_library.GROUPS)}.",
+    )  # fmt: skip

@@ -10,7 +10,6 @@ from ...analysis.blank import Blank, checked
 from ...analysis.settings import check_settings
 from ...display import tables
 from ...formats import FormatError, efficiency_csv, nuclide_csv
-from ...nuclides import builtin_library
 from ...source import open as open_source
 from .. import batch
 from ..command import (
@@ -22,10 +21,10 @@ from ..command import (
     CommandError,
     Parser,
     add_force,
+    add_groups,
     add_json,
     add_recursive,
     add_total_efficiency,
-    group_names,
     number,
     number_up_to,
     positive_number,
@@ -205,11 +204,7 @@ def _add_arguments(command: Parser) -> None:
         help="Use this nuclide library instead of that in the file and of the built-in one;"
         " docs/command-line.md describes its columns.",
     )  # fmt: skip
-    command.add_argument(
-        "--groups", metavar="NAMES", type=group_names, default=(),
-        help="Restrict the built-in nuclide library to these groups, separated by commas:"
-        f" {', '.join(builtin_library.GROUPS)}.",
-    )  # fmt: skip
+    add_groups(command)
     command.add_argument(
         "--output", "-o", metavar="CSV", default="",
         help="Write one table with a row for each peak and each nuclide of all files.",

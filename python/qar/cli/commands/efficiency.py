@@ -27,10 +27,10 @@ from ..command import (
     Command,
     CommandError,
     Parser,
+    add_groups,
     add_json,
     add_output,
     add_total_efficiency,
-    group_names,
     number_up_to,
     positive_number,
 )
@@ -203,11 +203,7 @@ def _add_arguments(command: Parser) -> None:
         "--library", "-l", metavar="CSV", default="",
         help="Use the yields and half-lives of this nuclide library instead of the built-in one.",
     )  # fmt: skip
-    command.add_argument(
-        "--groups", metavar="NAMES", type=group_names, default=(),
-        help="Restrict the built-in nuclide library to these groups, separated by commas:"
-        f" {', '.join(builtin_library.GROUPS)}.",
-    )  # fmt: skip
+    add_groups(command)
     command.add_argument(
         "--degree", metavar="N", type=number_up_to(curves.MAX_DEGREE),
         help="Fit a polynomial of degree N (default: chosen by the residuals).",
