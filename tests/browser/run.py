@@ -48,7 +48,7 @@ def main():
         for name in ("browser.mjs", "report.test.mjs"):
             shutil.copy(HERE / name, packages / name)  # Node searches packages beside the test
         environment = {**os.environ, "PAGES": pages, "CHROMIUM": shutil.which("chromium")}
-        test = ["node", "--test", "--test-reporter=spec", packages / "report.test.mjs"]
+        test = ["node", "--test", packages / "report.test.mjs"]
         sys.exit(subprocess.run(test, env=environment).returncode)
 
 

@@ -22,6 +22,7 @@ FAILURES = (  # arguments, part of the message
     ("show", "required: FILE"),
     ("show none.qar", "none.qar"),
     ("show none.spe", "none.spe: No such file"),
+    ("view none.spe --no-browser", "none.spe: No such file"),
     ("show .", "Is a directory"),
     ("report two.n42", "--spectrum: A, B"),
     ("plot none.qar -o a.gif", "a.gif: unknown file extension '.gif'; expected .png, .svg or .pdf"),

@@ -17,6 +17,8 @@ def view(arguments: Arguments) -> int:
     files = files_of(arguments.files, arguments.recursive)
     if not files:
         raise CommandError(f"no spectrum in {', '.join(map(repr, arguments.files))}")
+    for path in files:
+        os.lstat(path)  # a missing file is reported now and not in the browser
     shown = catalogue(files, arguments.library, reading_of(arguments))
     with Server(arguments.port, Pages(shown)) as server:
         address = server.address + ("1" if len(files) == 1 else "")
