@@ -17,11 +17,7 @@ namespace {
 constexpr double certainPart = 2.0;      // standard uncertainties below a result: certainly present
 constexpr double minIndependent = 1e-4;  // part of a response that no other nuclide can imitate
 constexpr double strayLimit = 4.0;       // standard deviations of a line above the others
-constexpr int passes = 3;                // until the weights of found nuclides no longer change
-
-double squared(double value) {
-    return value * value;
-}
+constexpr int passesOverWeights = 3;     // until the weights of found nuclides no longer change
 
 // The activity of one nuclide as a weighted sum of net areas.
 struct Combination {
@@ -67,10 +63,10 @@ UncertaintyParts UncertaintyModel::at(double activity) const {
     UncertaintyParts parts;
     parts.counts = std::sqrt(counts);
     parts.blank = std::sqrt(blank);
-    parts.yield = std::sqrt(otherYield + squared(activity) * ownYield);
+    parts.yield = std::sqrt(otherYield + std::pow(activity, 2) * ownYield);
     parts.efficiency = (otherEfficiency + activity * ownEfficiency).norm();
     parts.summing = std::abs(otherSumming + activity * ownSumming);
-    parts.halfLife = std::sqrt(otherHalfLife + squared(activity) * ownHalfLife);
+    parts.halfLife = std::sqrt(otherHalfLife + std::pow(activity, 2) * ownHalfLife);
     parts.quantity = std::abs(activity) * quantity;
     return parts;
 }
@@ -115,7 +111,7 @@ Determination::Determination(const ActivityInput& input, const Quantity& quantit
       observations_(input),
       activities_(input.nuclides.size()),
       certain_(input.nuclides.size()) {
-    for (int pass = 0; pass < passes; ++pass) {
+    for (int pass = 0; pass < passesOverWeights; ++pass) {
         std::vector<double> certain = certain_;
         for (std::size_t nuclide = 0; nuclide < input.nuclides.size(); ++nuclide) {
             if (!input.found[nuclide]) {
@@ -184,9 +180,9 @@ double Determination::varianceOf(std::size_t observation, const Combination& com
             const double area = (isOwn ? ownActivity : certain_[term.nuclide]) * term.counts;
             expected += area;
             responses +=
-                squared(area) *
-                (squared(term.line->weightUncertainty) + squared(term.line->summingUncertainty) +
-                 input_.efficiency.deviations(term.line->energy).squaredNorm());
+                std::pow(area, 2) * (std::pow(term.line->weightUncertainty, 2) +
+                                     std::pow(term.line->summingUncertainty, 2) +
+                                     input_.efficiency.deviations(term.line->energy).squaredNorm());
         }
     }
     return one.varianceAt(expected) + one.blankVariance + responses;
@@ -259,7 +255,7 @@ double Determination::misfit(const Combination& combination) const {
     for (const std::size_t row : rows) {
         const double variance = varianceOf(combination.observations[row], combination,
                                            std::max(0.0, combination.activity));
-        chiSquare += squared(residual(combination, row)) / variance;
+        chiSquare += std::pow(residual(combination, row), 2) / variance;
     }
     const double degrees = static_cast<double>(rows.size()) - 1.0;
     return chiSquare > degrees + 3.0 * std::sqrt(2.0 * degrees) && degrees > 0.0
@@ -290,7 +286,7 @@ void Determination::removeStrays(Combination& combination) const {
             const std::size_t number = combination.observations[row];
             const double variance =
                 varianceOf(number, all, std::max(0.0, all.activity)) +
-                squared(counts(number, all.nuclides.front()) * without.uncertainty);
+                std::pow(counts(number, all.nuclides.front()) * without.uncertainty, 2);
             const double excess = residual(all, row) / std::sqrt(variance);
             if (excess > maxExcess) {
                 maxExcess = excess;
@@ -312,8 +308,8 @@ UncertaintyModel Determination::modelOf(const Combination& combination) const {
     for (std::size_t row = 0; row < combination.observations.size(); ++row) {
         const double weight = combination.weights[static_cast<Eigen::Index>(row)];
         const Observation& one = observations_[combination.observations[row]];
-        UncertaintyModel::Counting counting{squared(weight), one.nullVariance, one.countVariance,
-                                            std::max(0.0, one.blank), 0.0};
+        UncertaintyModel::Counting counting{std::pow(weight, 2), one.nullVariance,
+                                            one.countVariance, std::max(0.0, one.blank), 0.0};
         for (const LineTerm& term : one.terms) {
             if (term.nuclide == nuclide) {
                 counting.own += term.counts;
@@ -325,14 +321,14 @@ UncertaintyModel Determination::modelOf(const Combination& combination) const {
             sensitivities[{term.nuclide, term.line}] += weight * term.counts;
         }
         model.counting.push_back(counting);
-        model.blank += squared(weight) * one.blankVariance;
+        model.blank += std::pow(weight, 2) * one.blankVariance;
     }
     model.ownEfficiency = Eigen::VectorXd::Zero(input_.efficiency.deviations(1.0).size());
     model.otherEfficiency = model.ownEfficiency;
     std::map<std::size_t, double> ofNuclides;
     for (const auto& [key, sensitivity] : sensitivities) {
         const auto& [member, line] = key;
-        const double yield = squared(sensitivity * line->weightUncertainty);
+        const double yield = std::pow(sensitivity * line->weightUncertainty, 2);
         const double summing = sensitivity * line->summingUncertainty;
         const Eigen::VectorXd efficiency = sensitivity * input_.efficiency.deviations(line->energy);
         ofNuclides[member] += sensitivity;
@@ -341,17 +337,17 @@ UncertaintyModel Determination::modelOf(const Combination& combination) const {
             model.ownSumming += summing;
             model.ownEfficiency += efficiency;
         } else {
-            model.otherYield += squared(activities_[member]) * yield;
+            model.otherYield += std::pow(activities_[member], 2) * yield;
             model.otherSumming += activities_[member] * summing;
             model.otherEfficiency += activities_[member] * efficiency;
         }
     }
     for (const auto& [member, sensitivity] : ofNuclides) {
-        const double variance = squared(sensitivity * input_.decayUncertainties[member]);
+        const double variance = std::pow(sensitivity * input_.decayUncertainties[member], 2);
         if (member == nuclide) {
             model.ownHalfLife = variance;
         } else {
-            model.otherHalfLife += squared(activities_[member]) * variance;
+            model.otherHalfLife += std::pow(activities_[member], 2) * variance;
         }
     }
     model.quantity = quantity_.uncertainty;
@@ -437,7 +433,7 @@ MeasuredActivity Determination::resultOf(std::size_t nuclide) const {
 double UncertaintyParts::total() const {
     double squares = 0.0;
     for (const double part : {counts, blank, efficiency, summing, yield, halfLife, quantity}) {
-        squares += squared(part);
+        squares += std::pow(part, 2);
     }
     return std::sqrt(squares);
 }

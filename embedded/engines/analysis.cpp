@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <numeric>
 
-#include "embedded/engines/blank_spectrum.h"
-#include "embedded/engines/curve_records.h"
+#include "embedded/engines/activity_results.h"
+#include "embedded/engines/calibration_steps.h"
 #include "embedded/engines/engine.h"
-#include "embedded/engines/scintillator_bins.h"
 #include "embedded/engines/scintillator_identification.h"
+#include "embedded/engines/scintillator_response.h"
 #include "embedded/engines/spectrum.h"
 #include "embedded/pqar/parameter_codes.h"
 

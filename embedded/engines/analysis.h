@@ -13,7 +13,6 @@
 #include "embedded/engines/identification.h"
 #include "embedded/engines/nuclide_library.h"
 #include "embedded/engines/peak_search.h"
-#include "embedded/engines/width_calibration.h"
 
 namespace embedded::engines {
 

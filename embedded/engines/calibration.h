@@ -1,4 +1,5 @@
-// The calibrations of a spectrum.
+// The calibrations of a spectrum, and an energy calibration from nuclides that are known to be in
+// it.
 //
 // Channels count from 1 and a channel number is a real number: channel 10 is centred at 10.0 and
 // reaches from 9.5 to 10.5. Energies are in keV, widths are full widths at half maximum (FWHM).
@@ -6,13 +7,19 @@
 #define PYORV3_EMBEDDED_ENGINES_CALIBRATION_H
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
+
+#include "embedded/engines/line_assignment.h"
 
 namespace embedded::engines {
 
 // FWHM of a Gaussian whose standard deviation is 1: 2 sqrt(2 ln 2).
 inline constexpr double fwhmPerSigma = 2.3548200450309493;
+
+// Energy of an electron at rest, keV.
+inline constexpr double electronMass = 510.999;
 
 // c1 + c2 x + c3 x^2 + ...; 0 without coefficients.
 double polynomial(std::span<const double> coefficients, double x);
@@ -47,6 +54,16 @@ std::vector<double> widthsInChannels(const Calibration& calibration, std::size_t
 // unit: it falls as energy^-0.9, and below about 100 keV because of absorbers in front of the
 // crystal.
 double efficiencyAt(const Calibration& calibration, double energy);
+
+// Assigns the peaks to the lines of the nuclides and fits the energy as a polynomial in the
+// channel: a straight line, or a parabola if it describes the lines better and five of them cover
+// half of the spectrum. The last channel may be at 100 keV to 20 MeV. Returns nullopt if no
+// assignment is better than all others.
+//
+// peaks: by rising channel, with the channel as position.
+std::optional<std::vector<double>> calibrateEnergy(std::span<const PositionedPeak> peaks,
+                                                   std::span<const LinePattern> nuclides,
+                                                   std::size_t channelCount);
 
 }  // namespace embedded::engines
 

@@ -1,8 +1,11 @@
 #include "embedded/engines/energy_correction.h"
 
+#include <Eigen/Cholesky>
+#include <Eigen/Core>
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <string_view>
 
 namespace embedded::engines {
@@ -39,18 +42,18 @@ constexpr auto commonNuclides = std::to_array<std::string_view>(
 constexpr double commonSurprise = 3.0;
 constexpr double rareSurprise = 2.3;  // beyond the logarithm of the number of nuclides
 
-constexpr double xRayEnergy = 55.0;  // keV; lines of nuclides below are no evidence
+constexpr double maxXRayEnergy = 55.0;  // keV; lines of nuclides below are no evidence
 
-struct Range {
+struct Deviation {
     double offset;  // keV
     double gain;    // relative
 };
-constexpr Range scatter = {2.0, 0.003};
-constexpr Range limit = {6.0, 0.008};
+constexpr Deviation scatter = {2.0, 0.003};
+constexpr Deviation limit = {6.0, 0.008};
 
-constexpr std::size_t minLines = 2;
-constexpr double minGain = 7.0;       // of the score over the calibration as it is
-constexpr double minAdvantage = 5.0;  // over any other correction
+constexpr std::size_t minLinesForCorrection = 2;
+constexpr double minGain = 7.0;                   // of the score over the calibration as it is
+constexpr double minAdvantageOfCorrection = 5.0;  // over any other correction
 
 std::vector<LinePattern> patternsOf(std::span<const LinePattern> nuclides) {
     std::vector<LinePattern> patterns = {naturalBackground};
@@ -61,7 +64,7 @@ std::vector<LinePattern> patternsOf(std::span<const LinePattern> nuclides) {
             std::ranges::find(commonNuclides, nuclide.name) != commonNuclides.end();
         LinePattern pattern = {nuclide.name, {}, isCommon ? std::min(rare, commonSurprise) : rare};
         std::ranges::copy_if(nuclide.lines, std::back_inserter(pattern.lines),
-                             [](const PatternLine& line) { return line.energy > xRayEnergy; });
+                             [](const PatternLine& line) { return line.energy > maxXRayEnergy; });
         if (!pattern.lines.empty()) {
             patterns.push_back(pattern);
         }
@@ -93,12 +96,13 @@ EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
     const std::vector<LinePattern> patterns = patternsOf(nuclides);
     const LineAssignment assignment(peaks, patterns, limits);
     const std::vector<Assignment> best = assignment.best(2);
-    if (best.empty() || best.front().matches.size() < minLines) {
+    if (best.empty() || best.front().matches.size() < minLinesForCorrection) {
         return {};
     }
     const double unchanged = assignment.assess(limits.expected).score;
     const double other = best.size() > 1 ? best[1].score : 0.0;
-    if (best.front().score < unchanged + minGain || best.front().score < other + minAdvantage) {
+    if (best.front().score < unchanged + minGain ||
+        best.front().score < other + minAdvantageOfCorrection) {
         return {};
     }
     return {best.front().relation, best.front().matches.size()};
@@ -115,6 +119,75 @@ Calibration corrected(Calibration calibration, const EnergyRelation& relation) {
         factor /= relation.gain;
     }
     return calibration;
+}
+
+namespace {
+
+constexpr double toleranceInSigmas = 2.0;  // of the calibration before it is corrected
+constexpr std::size_t minCertainLines = 4;
+constexpr std::size_t linesForParabola = 10;
+constexpr double minScatter = 0.15;  // keV
+
+// Powers of the energy in MeV.
+Eigen::VectorXd powers(double energy, Eigen::Index count) {
+    Eigen::VectorXd terms(count);
+    double power = 1.0;
+    for (Eigen::Index order = 0; order < count; ++order) {
+        terms[order] = power;
+        power *= 1e-3 * energy;
+    }
+    return terms;
+}
+
+}  // namespace
+
+std::vector<MeasuredPeak> withUncertainCalibration(std::span<const MeasuredPeak> peaks,
+                                                   double tolerance) {
+    std::vector<MeasuredPeak> uncertain(peaks.begin(), peaks.end());
+    for (MeasuredPeak& peak : uncertain) {
+        peak.energyUncertainty = std::hypot(peak.energyUncertainty, tolerance / toleranceInSigmas);
+    }
+    return uncertain;
+}
+
+std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> peaks,
+                                                std::span<const CertainLine> lines,
+                                                double tolerance) {
+    if (lines.size() < minCertainLines) {
+        return withUncertainCalibration(peaks, tolerance);
+    }
+    const Eigen::Index count = lines.size() < linesForParabola ? 2 : 3;
+    Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(count, count);
+    Eigen::VectorXd right = Eigen::VectorXd::Zero(count);
+    double squares = 0.0;
+    double weights = 0.0;
+    for (const CertainLine& line : lines) {
+        const double difference = line.expected - line.measured;
+        const double weight = std::pow(std::hypot(line.uncertainty, minScatter), -2);
+        const Eigen::VectorXd terms = powers(line.measured, count);
+        matrix += weight * terms * terms.transpose();
+        right += weight * difference * terms;
+        squares += weight * difference * difference;
+        weights += weight;
+    }
+    const Eigen::LDLT<Eigen::MatrixXd> factors(matrix);
+    const Eigen::VectorXd polynomial = factors.solve(right);
+    const auto number = static_cast<double>(lines.size());
+    const double remaining = std::max(0.0, squares - right.dot(polynomial));
+    const double variance = remaining / weights * number / (number - static_cast<double>(count));
+    const double scatter = std::max(minScatter, std::sqrt(variance));
+    // In units of the uncertainties of which the weights are made.
+    const double enlargement = std::max(1.0, remaining / (number - static_cast<double>(count)));
+    std::vector<MeasuredPeak> corrected(peaks.begin(), peaks.end());
+    for (MeasuredPeak& peak : corrected) {
+        const Eigen::VectorXd terms = powers(peak.energy, count);
+        const double ofPolynomial =
+            std::sqrt(enlargement * std::max(0.0, terms.dot(factors.solve(terms))));
+        const double uncertainty = std::min(std::hypot(scatter, ofPolynomial), tolerance);
+        peak.energy += polynomial.dot(terms);
+        peak.energyUncertainty = std::hypot(peak.energyUncertainty, uncertainty);
+    }
+    return corrected;
 }
 
 }  // namespace embedded::engines

@@ -1,5 +1,6 @@
-// Correction of an energy calibration that is off, from lines of the library and of natural
-// background. See docs/engine.md, "Energy correction".
+// Correction of an energy calibration that is off: from lines of the library and of natural
+// background, and from lines that were certainly identified. See docs/engine.md, "Energy
+// correction".
 #ifndef PYORV3_EMBEDDED_ENGINES_ENERGY_CORRECTION_H
 #define PYORV3_EMBEDDED_ENGINES_ENERGY_CORRECTION_H
 
@@ -10,6 +11,7 @@
 
 #include "embedded/engines/calibration.h"
 #include "embedded/engines/line_assignment.h"
+#include "embedded/engines/line_matches.h"
 #include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
@@ -32,6 +34,25 @@ EnergyCorrection energyCorrectionOf(std::span<const PositionedPeak> peaks,
 
 // Corrects the energies and adapts the widths to the gain: widths in channels stay the same.
 Calibration corrected(Calibration calibration, const EnergyRelation& relation);
+
+// A line that certainly belongs to a peak; energies in keV.
+struct CertainLine {
+    double measured;
+    double expected;
+    double uncertainty;  // of their difference, without that of the calibration
+};
+
+// Adds the uncertainty of a calibration that may be off by half the tolerance.
+std::vector<MeasuredPeak> withUncertainCalibration(std::span<const MeasuredPeak> peaks,
+                                                   double tolerance);
+
+// Corrects the energies by a polynomial fitted to the differences between measured and expected
+// energies, and adds the scatter about it to the uncertainties. Outside the range of the lines the
+// uncertainty grows. A straight line needs four lines and a parabola ten; with fewer than four
+// lines the uncertainty of the calibration is added instead.
+std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> peaks,
+                                                std::span<const CertainLine> lines,
+                                                double tolerance);
 
 }  // namespace embedded::engines
 

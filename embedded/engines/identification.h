@@ -1,6 +1,6 @@
 // Identification of nuclides from the peaks of a spectrum. All nuclides are fitted together to the
-// peaks; the fit is repeated with corrected energies and responses.
-// See docs/engine.md, "How the identification works".
+// peaks; the fit is repeated with corrected energies and responses, and the part of each nuclide in
+// it is evidence. See docs/engine.md, "How the identification works" and "Confidence".
 #ifndef PYORV3_EMBEDDED_ENGINES_IDENTIFICATION_H
 #define PYORV3_EMBEDDED_ENGINES_IDENTIFICATION_H
 
@@ -10,8 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "embedded/engines/joint_fit.h"
+#include "embedded/engines/line_matches.h"
 #include "embedded/engines/nuclide.h"
-#include "embedded/engines/peak_origin.h"
 
 namespace embedded::engines {
 
@@ -40,6 +41,19 @@ struct Findings {
 // counts. Lines without a positive, finite weight are ignored.
 Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
                   const MatchingRules& rules, std::span<const Nuclide> elements = {});
+
+struct NuclideEvidence {
+    double confidence = 0.0;  // 0 to 1
+    std::string reason;       // why the confidence is not higher
+};
+
+// The part of each peak that is explained beyond doubt, 0 to 1.
+using ExplainedParts = std::vector<double>;
+
+// Returns the evidence for a nuclide that has an activity in the fit.
+// explained: by nuclides that are certainly present; tolerance: keV.
+NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInput& input,
+                           const ExplainedParts& explained, double tolerance);
 
 }  // namespace embedded::engines
 

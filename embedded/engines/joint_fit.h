@@ -1,5 +1,5 @@
-// Joint fit of all nuclides of a library to all peaks of a spectrum. See docs/engine.md, "How the
-// identification works".
+// Joint fit of all nuclides of a library to all peaks of a spectrum, and the response that it
+// assumes for each nuclide. See docs/engine.md, "How the identification works".
 #ifndef PYORV3_EMBEDDED_ENGINES_JOINT_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_JOINT_FIT_H
 
@@ -12,7 +12,7 @@
 #include "embedded/engines/line_matches.h"
 #include "embedded/engines/nonnegative_fit.h"
 #include "embedded/engines/nuclide.h"
-#include "embedded/engines/peak_origin.h"
+#include "embedded/engines/response_curve.h"
 
 namespace embedded::engines {
 
@@ -81,6 +81,32 @@ class JointFit {
     std::vector<double> activities_;
     std::vector<double> areas_;
     std::vector<double> otherAreas_;
+};
+
+// Response of the measurement to each nuclide, fitted to the peaks of its lines.
+
+class NuclideModels {
+  public:
+    NuclideModels(std::span<const MeasuredPeak> peaks, std::span<const NuclideMatches> matches,
+                  const ResponseCurve& prior, double allowance);
+
+    const std::vector<NuclideModel>& all() const { return models_; }
+
+    // Improves the models with the shares of the nuclides in the peaks of a fit.
+    // trust: weight of each nuclide in the common response, 0 to 1.
+    void update(const JointFit& fit, std::span<const double> trust);
+
+  private:
+    std::vector<LineRatio> ratiosOf(std::size_t nuclide, const JointFit* fit) const;
+    void fitModel(std::size_t nuclide, const JointFit* fit);
+
+    std::span<const MeasuredPeak> peaks_;
+    std::span<const NuclideMatches> matches_;
+    ResponseCurve prior_;
+    ResponseCurve common_;
+    double allowance_;
+    std::vector<PatternFit> patterns_;
+    std::vector<NuclideModel> models_;
 };
 
 }  // namespace embedded::engines

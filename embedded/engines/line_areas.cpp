@@ -5,22 +5,19 @@
 #include <cmath>
 #include <utility>
 
-#include "embedded/engines/peak_profile.h"
+#include "embedded/engines/peak_model.h"
 
 namespace embedded::engines {
 
 namespace {
 
-// Distances of a region's ends from its outer lines, in widths. Few counts need a wider region to
-// determine the continuum.
+// Distances of a region's ends from its outer lines, in widths.
 constexpr double usualReach = 3.5;
-constexpr double reachAtFewCounts = 10.0;
-constexpr double fewCounts = 100.0;
 
-constexpr int passes = 3;             // until the weights follow the model
-constexpr double minContinuum = 0.1;  // of its mean
-constexpr double minPivot = 1e-6;     // of a template beside others, relative
-constexpr Eigen::Index level = 1;     // column of the design after the template
+constexpr int passesOverModel = 3;           // until the weights follow the model
+constexpr double minContinuum = 0.1;         // of its mean
+constexpr double minPivotOfTemplate = 1e-6;  // of a template beside others, relative
+constexpr Eigen::Index level = 1;            // column of the design after the template
 
 Eigen::VectorXd contentsOf(const Spectrum& spectrum, std::size_t first, std::size_t count) {
     const auto part = spectrum.contents.subspan(first, count);
@@ -38,7 +35,7 @@ std::optional<Eigen::MatrixXd> leastSquares(const Eigen::MatrixXd& design,
         return std::nullopt;
     }
     const Eigen::LDLT<Eigen::MatrixXd> solver(scale.asDiagonal() * normal * scale.asDiagonal());
-    if (solver.vectorD().minCoeff() < minPivot) {
+    if (solver.vectorD().minCoeff() < minPivotOfTemplate) {
         return std::nullopt;
     }
     return scale.asDiagonal() * solver.solve(scale.asDiagonal() * weighted.transpose());
@@ -161,7 +158,7 @@ std::optional<LineArea> LineMeter::measure(std::span<const TemplatePart> parts,
     Eigen::VectorXd absent = Eigen::VectorXd::Constant(contents.size(), mean);
     Eigen::VectorXd present = absent;
     LineArea area{range->first, {}};
-    for (int pass = 0; pass < passes; ++pass) {
+    for (int pass = 0; pass < passesOverModel; ++pass) {
         const auto estimate = leastSquares(design, (absent + excess).cwiseInverse());
         if (!estimate) {
             return std::nullopt;

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "embedded/engines/calibration.h"
-#include "embedded/engines/peak_origin.h"
+#include "embedded/engines/line_matches.h"
 #include "embedded/engines/spectrum.h"
 
 namespace embedded::engines {

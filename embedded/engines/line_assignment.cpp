@@ -20,10 +20,11 @@ constexpr std::size_t leadingLines = 2;  // of each of these patterns
 constexpr std::size_t maxLines = 40;     // of a pattern, the strongest
 
 // Standard deviation of a peak about its line beyond the uncertainty of the peak, in FWHM: a
-// calibration is not exactly straight. Lines nearer to each other than the resolution count as one.
+// calibration is not exactly straight. Lines nearer to each other than the second
+// distance count as one.
 constexpr double crookedness = 0.12;
-constexpr double resolution = 0.8;
-constexpr double reach = 3.0;  // standard deviations
+constexpr double resolvedDistance = 0.8;
+constexpr double reachOfLine = 3.0;  // standard deviations
 
 // Scatter of ln(area / expected counts) within a pattern, because the efficiency is unknown.
 constexpr double areaScatter = 0.9;
@@ -37,13 +38,13 @@ double square(double value) {
     return value * value;
 }
 
+}  // namespace
+
 double medianOf(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::ranges::nth_element(values, middle);
     return *middle;
 }
-
-}  // namespace
 
 LineAssignment::LineAssignment(std::span<const PositionedPeak> peaks,
                                std::span<const LinePattern> patterns, const RelationLimits& limits)
@@ -115,7 +116,7 @@ std::vector<PatternLine> LineAssignment::resolvedLines(const LinePattern& patter
     std::vector<PatternLine> resolved;
     for (const PatternLine& line : lines) {
         const double width = relation.gain * widthAt(relation.positionOf(line.energy));
-        if (!resolved.empty() && line.energy - resolved.back().energy < resolution * width) {
+        if (!resolved.empty() && line.energy - resolved.back().energy < resolvedDistance * width) {
             PatternLine& last = resolved.back();
             const double weight = last.weight + line.weight;
             last.energy = (last.energy * last.weight + line.energy * line.weight) / weight;
@@ -135,7 +136,7 @@ std::optional<std::size_t> LineAssignment::nearestPeak(double position,
                                                        const std::vector<bool>& used) const {
     const auto after = std::ranges::lower_bound(peaks_, position, {}, &PositionedPeak::position);
     std::optional<std::size_t> nearest;
-    double minDeviation = reach;
+    double minDeviation = reachOfLine;
     for (auto near = after - std::min<std::ptrdiff_t>(2, after - peaks_.begin());
          near < peaks_.end() && near < after + 2; ++near) {
         const double scatter = std::hypot(near->uncertainty, crookedness * near->width);

@@ -13,6 +13,10 @@
 
 namespace embedded::engines {
 
+// Returns the median; of an even number of values the upper one of the two in the middle. values:
+// not empty.
+double medianOf(std::vector<double> values);
+
 struct PatternLine {
     double energy;  // keV
     double weight;  // expected counts, relative to those of the other lines of the pattern

@@ -2,20 +2,47 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <map>
 #include <utility>
 
-#include "embedded/engines/certain_lines.h"
+#include "embedded/engines/energy_correction.h"
 
 namespace embedded::engines {
+
+Eigen::VectorXd EfficiencyUncertainty::deviations(double energy) const {
+    if (factor.size() == 0) {
+        return Eigen::VectorXd::Constant(1, relative);
+    }
+    Eigen::VectorXd powers(factor.rows());
+    double power = 1.0;
+    for (double& value : powers) {
+        value = power;
+        power *= std::log(energy);
+    }
+    return factor.transpose() * powers;
+}
+
+Eigen::MatrixXd lowerTriangle(const std::vector<double>& elements, std::size_t size) {
+    const auto count = static_cast<Eigen::Index>(size);
+    Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(count, count);
+    std::size_t next = 0;
+    for (Eigen::Index row = 0; row < count; ++row) {
+        for (Eigen::Index column = 0; column <= row && next < elements.size(); ++column) {
+            matrix(row, column) = elements[next++];
+        }
+    }
+    return matrix.isZero(0.0) || !matrix.allFinite() ? Eigen::MatrixXd() : matrix;
+}
 
 namespace {
 
 constexpr double clusterGap = 3.0;      // widths between lines that are measured together
 constexpr double overlapReach = 3.0;    // widths within which a line adds to a template
 constexpr double minSensitivity = 0.1;  // of the most sensitive line of the nuclide
-constexpr double minScatter = 0.5;  // of a variance that the peak fit gives, to the expected one
+constexpr double minVarianceRatio =
+    0.5;  // of a variance that the peak fit gives, to the expected one
 constexpr std::size_t maxClusters = 24;
 
 double sensitivityOf(const ExpectedLine& line) {
@@ -144,7 +171,7 @@ bool LineObservations::observePeak(std::size_t nuclide, std::size_t peak, const 
         if (const auto area = input_.meter.measure(std::span(&unit, 1), std::span(&peak, 1))) {
             const double expected =
                 area->nullVariance + area->countVariance * std::max(0.0, measured.area);
-            const double scatter = std::max(minScatter, variance / expected);
+            const double scatter = std::max(minVarianceRatio, variance / expected);
             observation.nullVariance = scatter * area->nullVariance;
             observation.countVariance = scatter * area->countVariance;
         }

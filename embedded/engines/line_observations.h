@@ -1,20 +1,44 @@
-// The counts from which activities are computed: peaks that were found, and areas at lines without
-// a peak, each with the counts of the blank. See docs/activity.md, "Areas at the lines".
+// The counts from which activities are computed, and the efficiency at their energies.
 #ifndef PYORV3_EMBEDDED_ENGINES_LINE_OBSERVATIONS_H
 #define PYORV3_EMBEDDED_ENGINES_LINE_OBSERVATIONS_H
 
+#include <Eigen/Core>
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "embedded/engines/efficiency_uncertainty.h"
 #include "embedded/engines/line_areas.h"
 #include "embedded/engines/line_matches.h"
 #include "embedded/engines/nuclide.h"
 
 namespace embedded::engines {
+
+// The range of an efficiency calibration and its relative uncertainty as a function of the energy.
+
+struct EfficiencyUncertainty {
+    // Lower triangular matrix whose product with its transpose is the covariance of the
+    // coefficients of ln(efficiency); empty: `relative` applies to all energies.
+    Eigen::MatrixXd factor;
+    double relative = 0.0;
+    double minEnergy = 0.0;  // keV
+    double maxEnergy = std::numeric_limits<double>::infinity();
+
+    bool covers(double energy) const { return energy >= minEnergy && energy <= maxEnergy; }
+
+    // Returns the relative deviations that the independent causes bring about at an energy, each of
+    // one standard deviation. All lines share the causes.
+    Eigen::VectorXd deviations(double energy) const;
+};
+
+// Returns the matrix from its elements, row by row; empty if they are all 0.
+// size: number of rows. Missing elements are 0.
+Eigen::MatrixXd lowerTriangle(const std::vector<double>& elements, std::size_t size);
+
+// The counts from which activities are computed: peaks that were found, and areas at lines without
+// a peak, each with the counts of the blank. See docs/activity.md, "Areas at the lines".
 
 // A spectrum whose areas are subtracted.
 struct BlankMeasurement {

@@ -11,7 +11,7 @@
 
 #include "embedded/engines/fit_improvement.h"
 #include "embedded/engines/peak_evidence.h"
-#include "embedded/engines/region_curve.h"
+#include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
 
@@ -20,8 +20,6 @@ namespace {
 // Distances of a region's ends from its outer peaks, in widths: the widest, and narrower ones if
 // the region is not described.
 constexpr double maxReach = 4.0;
-constexpr double reachAtFewCounts = 10.0;
-constexpr double fewCounts = 100.0;
 constexpr double edgeReach = 8.0;
 constexpr std::array narrowerReaches = {3.0, 2.0};
 

@@ -1,5 +1,5 @@
-// The nuclide records of a data source, prepared for the identification: the lines of each nuclide
-// with their expected counts.
+// The nuclide records of a data source: prepared for the identification, as the lines of each
+// nuclide with their expected counts, and as patterns of lines for an unknown energy calibration.
 #ifndef PYORV3_EMBEDDED_ENGINES_NUCLIDE_LIBRARY_H
 #define PYORV3_EMBEDDED_ENGINES_NUCLIDE_LIBRARY_H
 
@@ -9,6 +9,7 @@
 #include "embedded/engines/calibration.h"
 #include "embedded/engines/data_source_access.h"
 #include "embedded/engines/identification.h"
+#include "embedded/engines/line_assignment.h"
 #include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
@@ -77,6 +78,11 @@ class NuclideLibrary {
     std::vector<Nuclide> nuclides_;
     std::vector<double> decayUncertainties_;
 };
+
+// Returns the active nuclides and their lines with an energy and a positive yield. The weights are
+// yield times efficiency. The surprise of all patterns is 0.
+std::vector<LinePattern> readPatterns(const DataSourceAccess& dataSource,
+                                      const Calibration& calibration);
 
 }  // namespace embedded::engines
 

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "embedded/engines/calibration.h"
-#include "embedded/engines/likelihood_fit.h"
 #include "embedded/engines/peak_fit.h"
 
 namespace embedded::engines {
@@ -16,7 +15,7 @@ namespace embedded::engines {
 namespace {
 
 // Distance in widths at which two fitted peaks are one.
-constexpr double resolvedDistance = 0.6;
+constexpr double samePeakDistance = 0.6;
 
 // A peak broader than the resolution has an unknown shape. A peak on its flanks, nearer than this
 // in its widths, may be a part of it.
@@ -91,7 +90,7 @@ constexpr std::array scanWidths = {0.25, 1.0, 3.0};
 
 // Gain that peaks need above the best edge. With the second gain in the scan, in which the other
 // peaks do not change, no fit is needed, unless an edge explains most of the structure.
-constexpr double requiredGain = 9.0;
+constexpr double requiredGainOverEdge = 9.0;
 constexpr double screeningGain = 40.0;
 constexpr double maxPartOfAll = 0.15;
 
@@ -206,7 +205,7 @@ std::optional<ExpectedPeak> edgeInstead(const Spectrum& spectrum, const RegionFi
         return std::nullopt;
     }
     const RegionFit edged = fitWithout(spectrum, fit, peaks, edge);
-    if (edged.unlikelihood > fit.unlikelihood + requiredGain ||
+    if (edged.unlikelihood > fit.unlikelihood + requiredGainOverEdge ||
         (describesRegion(fit) && !describesRegion(edged))) {
         return std::nullopt;
     }
@@ -231,7 +230,7 @@ bool isUnresolved(const RegionFit& fit, std::size_t fainter, std::size_t stronge
     const FittedPeak& peak = fit.peaks[stronger];
     const double distance = std::abs(fit.peaks[fainter].channel - peak.channel);
     return distance <
-           peak.width * (fit.shape.widePeak == stronger ? flankOfWidePeak : resolvedDistance);
+           peak.width * (fit.shape.widePeak == stronger ? flankOfWidePeak : samePeakDistance);
 }
 
 bool isCertain(const FittedPeak& peak) {

@@ -1,5 +1,4 @@
-// Fit of one region of a spectrum: overlapping peaks on a continuum.
-// See docs/engine.md, "Fit".
+// Fit of one region of a spectrum: overlapping peaks on a continuum. See docs/engine.md, "Fit".
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_FIT_H
 
@@ -14,6 +13,69 @@
 #include "embedded/engines/spectrum.h"
 
 namespace embedded::engines {
+
+// Smallest variance of a channel in chi-square. With variances far below 1 chi-square would scatter
+// too much.
+inline constexpr double minVarianceOfChiSquare = 0.5;
+
+// Maximum-likelihood fit of a peak model to the counts of a region, with Poisson statistics.
+class LikelihoodFit {
+  public:
+    // Keeps references to spectrum and model, which must outlive it. Unknowns that the model's
+    // shape lacks are fixed.
+    LikelihoodFit(const Spectrum& spectrum, const PeakModel& model);
+
+    // Keeps an unknown at its first value.
+    void fix(Eigen::Index unknown) { std::erase(free_, unknown); }
+
+    // Fits, beginning with these values.
+    void converge(const Eigen::VectorXd& values);
+
+    const Eigen::VectorXd& values() const { return values_; }
+    const Eigen::VectorXd& contents() const { return contents_; }
+    // -2 ln(likelihood), less that of a model that equals the contents.
+    double unlikelihood() const { return unlikelihood_; }
+    double chiSquare() const;
+    // Returns the number of channels and observations less the number of free unknowns.
+    double degreesOfFreedom() const;
+    // Returns the variance of each unknown, 0 for a fixed one; empty if the unknowns are
+    // degenerate.
+    Eigen::VectorXd variances();
+
+  private:
+    // Prior knowledge of an unknown, from outside the region.
+    struct Observation {
+        Eigen::Index unknown;
+        Expectation expectation;
+    };
+
+    void observe(const Expectation& expectation, Eigen::Index unknown);
+    std::size_t index(Eigen::Index row) const {
+        return model_.region().first + static_cast<std::size_t>(row);
+    }
+    double excess(Eigen::Index row) const { return spectrum_.excessAt(index(row)); }
+    double content(Eigen::Index row) const { return spectrum_.contents[index(row)]; }
+    double variance(Eigen::Index row) const;
+    double unlikelihoodOfAll(const Eigen::VectorXd& values, const Eigen::VectorXd& contents) const;
+    Eigen::VectorXd restrained(const Eigen::VectorXd& values) const {
+        return values.cwiseMax(model_.minValues()).cwiseMin(model_.maxValues());
+    }
+    Eigen::VectorXd stepped(const Eigen::VectorXd& step) const;
+    void makeEquations();
+    void holdAtBounds(Eigen::Index end);
+    bool isHeld(Eigen::Index position) const;
+
+    const Spectrum& spectrum_;
+    const PeakModel& model_;
+    std::vector<Eigen::Index> free_;  // unknowns in the order of the equations
+    std::vector<Observation> observations_;
+    Eigen::VectorXd values_;
+    Eigen::VectorXd contents_;
+    Eigen::MatrixXd derivatives_;
+    Eigen::MatrixXd matrix_;
+    Eigen::VectorXd right_;
+    double unlikelihood_ = 0.0;
+};
 
 // Distance from the centroid, in widths, within which the continuum under a peak is counted.
 inline constexpr double peakReach = 1.25;
@@ -82,6 +144,33 @@ PeakModel modelOf(const Spectrum& spectrum, Region region, std::vector<ExpectedP
 
 // Writes an edge into the initial unknowns, as high as the step that it replaces.
 void setEdge(const ExpectedPeak& edge, Eigen::VectorXd& values);
+
+// The fitted model of a region in plain numbers, from which programs draw it. See docs/engine.md,
+// "Curves of the fits".
+
+// A fall of the continuum, as rounded as a Gaussian.
+struct Fall {
+    double height;  // counts; negative if the continuum rises
+    double channel;
+    double width;  // FWHM of the Gaussian in channels
+};
+
+struct RegionCurve {
+    double level;      // continuum in the middle of the region, counts
+    double slope;      // rise of the continuum from the middle to the end
+    double curvature;  // of the continuum: counts at the ends beyond the straight line
+    Fall step;         // below the strongest peak
+    Fall edge;         // height 0: none
+    Tail left;         // lengths in sigma of a peak of the common width, as for the drift
+    Tail right;
+    double drift;
+    double degreesOfFreedom;
+    double chiSquareOfShape;  // part of chi-square from the shape's distance to the expected one
+    std::vector<FittedPeak> unreported;  // fitted peaks without a record of their own
+};
+
+// Returns the curve of a fit, without unreported peaks.
+RegionCurve curveOf(const Spectrum& spectrum, const RegionFit& fit);
 
 }  // namespace embedded::engines
 

@@ -1,6 +1,4 @@
-// The model of a region's contents and its unknowns: peaks with common tails and a common width
-// factor on a continuum with a step. Channels get integrals over their width.
-// See docs/engine.md, "Peak shape".
+// The shape of peaks and the model of a region's contents. See docs/engine.md, "Peak shape".
 #ifndef PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 #define PYORV3_EMBEDDED_ENGINES_PEAK_MODEL_H
 
@@ -10,10 +8,65 @@
 #include <span>
 #include <vector>
 
-#include "embedded/engines/peak_profile.h"
-#include "embedded/engines/peak_shape.h"
-
 namespace embedded::engines {
+
+// A region with fewer counts than this reaches farther beyond its outer peaks or lines, because few
+// counts need a wider region to determine the continuum.
+inline constexpr double fewCounts = 100.0;
+inline constexpr double reachAtFewCounts = 10.0;  // in widths
+
+struct Expectation {
+    double value;
+    double variance;
+};
+
+// An exponential tail on one side of a Gaussian peak.
+struct ExpectedTail {
+    Expectation fraction = {0.0, 0.0};  // of the area; variance 0: unknown, 0 unless the data ask
+    Expectation length = {1.5, 1.0};    // decay length in sigma
+};
+
+// Expected shape of the peaks of a spectrum, which a peak fit starts from.
+struct PeakShape {
+    Expectation widthFactor = {1.0, 0.05 * 0.05};  // of the calibrated width
+    ExpectedTail left;
+    ExpectedTail right;
+    Expectation drift = {0.0, 0.0};  // in sigma; variance 0: unknown, 0 unless the data ask
+};
+
+// The integral of a peak of unit area: a Gaussian of which parts are folded with exponentials.
+struct Tail {
+    double fraction;  // of the area
+    double length;    // decay length in sigma
+};
+
+struct TailDerivatives {
+    double byFraction;
+    double byLength;
+};
+
+// The part of a peak below a position, and its derivatives.
+struct PartBelow {
+    double value;
+    double byPosition;
+    double byDrift;
+    TailDerivatives left;
+    TailDerivatives right;
+};
+
+// Returns the part of a peak below a position. A null tail costs no time and has no derivatives.
+// position: distance from the centroid in sigma.
+PartBelow partBelow(double position, const Tail* left, const Tail* right);
+
+// Does the same for a peak that drifts during the measurement: the mean over centroids that are
+// spread evenly over the drift, in sigma, around 0.
+PartBelow partBelowWithDrift(double position, double drift, const Tail* left, const Tail* right);
+
+double normalDistribution(double position);
+
+// The model of a region's contents and its unknowns: peaks with common tails and a common width
+// factor on a continuum with a step. Channels get integrals over their width.
+// See docs/engine.md, "Peak shape".
 
 // A range of channels, as indexes from 0: index = channel - 1.
 struct Region {

@@ -28,7 +28,7 @@ constexpr double groupDistance = 5.0;
 constexpr double neighbourDistance = 2.0;
 
 // A candidate with fewer counts than this may be ruled out by their number alone.
-constexpr double fewCounts = 50.0;
+constexpr double minCountsOfContinuum = 50.0;
 constexpr double flankWidth = 4.0;         // in widths
 constexpr double gainByGathering = 0.354;  // a count: ln(2.5 FWHM / (sigma sqrt(2 pi e)))
 
@@ -97,7 +97,7 @@ bool canBePeak(const Spectrum& spectrum, double channel, double limit) {
     const double width = spectrum.widths[static_cast<std::size_t>(std::lround(channel)) - 1];
     const double reach = peakReach * width;
     const double below = countsBetween(spectrum, channel - reach, channel + reach);
-    if (below >= fewCounts) {
+    if (below >= minCountsOfContinuum) {
         return true;
     }
     const double flank = flankWidth * width;

@@ -69,6 +69,17 @@ class CommonResponse {
     ResponseVector right_;
 };
 
+// Attenuation of gamma rays by absorbers.
+
+// Mass attenuation coefficients in cm2/g.
+struct Attenuation {
+    double lead;
+    double iron;
+};
+
+// energy: keV, positive. Beyond the table (10 to 3,000 keV) returns its nearest row.
+Attenuation attenuationAt(double energy);
+
 }  // namespace embedded::engines
 
 #endif

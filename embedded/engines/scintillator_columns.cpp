@@ -3,17 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
+#include "embedded/engines/nuclide.h"
+#include "embedded/engines/scintillator_response.h"
+
 namespace embedded::engines {
 
 namespace {
 
 // Standard deviations of the detector state; a shielded source may have any absorber.
-constexpr double offsetDeviation = 0.1;  // FWHM at 100 keV
-constexpr double gainDeviation = 0.012;
-constexpr double broadeningDeviation = 0.1;
+constexpr double offsetDeviationOfState = 0.1;  // FWHM at 100 keV
+constexpr double gainDeviationOfState = 0.012;
+constexpr double broadeningDeviationOfState = 0.1;
 constexpr double powerDeviation = 0.5;
 constexpr double absorberDeviation = 0.7;
-constexpr double maxDeviations = 3.0;
+constexpr double maxDeviationsOfState = 3.0;
 constexpr double minAbsorber = -0.2;  // deviations
 constexpr double maxAbsorber = 6.0;
 
@@ -47,7 +50,7 @@ double intensityUncertainty(double energy) {
 }
 
 // Counts of pairs of photons that arrive together, if each photon has one partner.
-Eigen::VectorXd pileUp(const ScintillatorBins& bins) {
+Eigen::VectorXd pileUpTemplate(const ScintillatorBins& bins) {
     Eigen::VectorXd sums = Eigen::VectorXd::Zero(bins.size());
     const double total = std::max(1.0, bins.counts.sum());
     for (Eigen::Index one = 0; one < bins.size(); ++one) {
@@ -91,14 +94,14 @@ constexpr auto lanthanumPeaks = std::to_array<CommonPeak>({
 });
 constexpr Eigen::Index pileUpColumn = 12;
 constexpr Eigen::Index commonCount = 13;
-constexpr double pileUpPart = 0.01;
+constexpr double pileUpPartOfColumn = 0.01;
 constexpr double lanthanumResolution = 0.045;
 
 }  // namespace
 
 CalibrationDeviations usualDeviations(const Calibration& calibration) {
-    return {offsetDeviation * widthAtEnergy(calibration, 100.0), gainDeviation,
-            broadeningDeviation};
+    return {offsetDeviationOfState * widthAtEnergy(calibration, 100.0), gainDeviationOfState,
+            broadeningDeviationOfState};
 }
 
 ScintillatorColumns::ScintillatorColumns(const ScintillatorBins& bins,
@@ -122,7 +125,7 @@ Eigen::MatrixXd ScintillatorColumns::commonColumns() const {
     if (resolution(calibration_) < lanthanumResolution) {
         std::ranges::for_each(lanthanumPeaks, add);
     }
-    columns.col(pileUpColumn) = pileUpPart * pileUp(bins_);
+    columns.col(pileUpColumn) = pileUpPartOfColumn * pileUpTemplate(bins_);
     return columns;
 }
 
@@ -269,11 +272,67 @@ DetectorState ScintillatorColumns::limitedState(const Eigen::VectorXd& inDeviati
     for (Eigen::Index member = 0; member < stateSize; ++member) {
         const auto pointer = stateMembers[static_cast<std::size_t>(member)];
         const bool isAbsorber = pointer == &DetectorState::absorber;
-        state.*pointer = deviation(member) * std::clamp(inDeviations[member],
-                                                        isAbsorber ? minAbsorber : -maxDeviations,
-                                                        isAbsorber ? maxAbsorber : maxDeviations);
+        state.*pointer =
+            deviation(member) * std::clamp(inDeviations[member],
+                                           isAbsorber ? minAbsorber : -maxDeviationsOfState,
+                                           isAbsorber ? maxAbsorber : maxDeviationsOfState);
     }
     return state;
+}
+
+namespace {
+
+// Below this energy a peak may be the X-rays of any material.
+constexpr double minLineEnergy = 70.0;  // keV
+constexpr double xRayRarity = 30.0;
+constexpr double strongPartOfPhotons = 0.03;  // of the strongest line's photons
+
+// Lanthanum bromide contains lanthanum-138, which the fit describes as part of the detector.
+constexpr const char* ofDetector = "La-138";
+
+std::vector<TemplateLine> templateLines(const Nuclide& nuclide, const Calibration& calibration) {
+    std::vector<TemplateLine> lines;
+    for (const ExpectedLine& line : nuclide.lines) {
+        double weight = line.weight;
+        if (calibration.efficiency.empty()) {
+            weight *= scintillatorEfficiency(line.energy) / efficiencyAt(calibration, line.energy);
+        }
+        if (std::isfinite(weight) && weight > 0.0) {
+            lines.push_back({line.energy, weight});
+        }
+    }
+    std::ranges::sort(lines, std::ranges::less(), &TemplateLine::energy);
+    return lines;
+}
+
+double rarityOf(std::span<const Nuclide> nuclides, std::size_t number,
+                std::span<const TemplateLine> lines) {
+    std::size_t ancestor = number;
+    while (nuclides[ancestor].parent) {  // each lives longer, so there is no cycle
+        ancestor = *nuclides[ancestor].parent;
+    }
+    const double common = rarity(nuclides[number].name, nuclides[ancestor].halfLife);
+    const double strongest = std::ranges::max(lines, {}, &TemplateLine::weight).weight;
+    const bool isXRay = std::ranges::none_of(lines, [strongest](const TemplateLine& line) {
+        return line.energy > minLineEnergy && line.weight > strongPartOfPhotons * strongest;
+    });
+    return common > 0.0 && isXRay ? common + xRayRarity : common;
+}
+
+}  // namespace
+
+ScintillatorTemplates scintillatorTemplates(std::span<const Nuclide> nuclides,
+                                            const Calibration& calibration) {
+    ScintillatorTemplates result;
+    for (std::size_t number = 0; number < nuclides.size(); ++number) {
+        auto lines = templateLines(nuclides[number], calibration);
+        if (!lines.empty() && nuclides[number].name != ofDetector) {
+            const double cost = rarityOf(nuclides, number, lines);
+            result.nuclides.push_back({std::move(lines), cost});
+            result.numbers.push_back(number);
+        }
+    }
+    return result;
 }
 
 }  // namespace embedded::engines

@@ -1,5 +1,6 @@
-// Uncertainties of templates in a scintillator's spectrum as columns of a linear model. Each column
-// is the change of the contents for one standard deviation.
+// The nuclides of a library as templates for the spectrum of a scintillator, and the uncertainties
+// of templates as columns of a linear model. Each column is the change of the contents for one
+// standard deviation.
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_COLUMNS_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_COLUMNS_H
 
@@ -10,7 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "embedded/engines/scintillator_bins.h"
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/nuclide.h"
 #include "embedded/engines/scintillator_response.h"
 
 namespace embedded::engines {
@@ -80,6 +82,17 @@ class ScintillatorColumns {
     std::array<double, stateSize> deviations_;
     Eigen::MatrixXd common_;
 };
+
+// The nuclides of a library as templates for the spectrum of a scintillator.
+
+struct ScintillatorTemplates {
+    std::vector<TemplateNuclide> nuclides;
+    std::vector<std::size_t> numbers;  // of these nuclides in the library
+};
+
+// Leaves out nuclides without usable lines and those of the detector's own radioactivity.
+ScintillatorTemplates scintillatorTemplates(std::span<const Nuclide> nuclides,
+                                            const Calibration& calibration);
 
 }  // namespace embedded::engines
 

@@ -1,22 +1,48 @@
-// Joint fit of nuclides to the spectrum of a scintillator.
+// Joint fit of nuclides to the spectrum of a scintillator. See docs/engine.md, "Scintillators".
 //
 // Each nuclide is a template with an activity that is not negative. The uncertainties of templates,
 // detector and continuum are Gaussian, so the likelihood for given activities follows from linear
 // algebra. A few passes determine activities and detector state.
-// See docs/engine.md, "Scintillators".
 #ifndef PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_FIT_H
 #define PYORV3_EMBEDDED_ENGINES_SCINTILLATOR_FIT_H
 
+#include <Eigen/Cholesky>
 #include <Eigen/Core>
 #include <cstddef>
 #include <span>
 #include <vector>
 
-#include "embedded/engines/scintillator_bins.h"
 #include "embedded/engines/scintillator_columns.h"
-#include "embedded/engines/scintillator_continuum.h"
+#include "embedded/engines/scintillator_response.h"
 
 namespace embedded::engines {
+
+// Covariance of the continuum and the noise in a scintillator's spectrum.
+//
+// Contents = templates + continuum + noise. The continuum is a baseline, clipped under peaks, plus
+// a coarse spline that may change most of it and a fine spline of 2 % of the contents. The noise is
+// counting statistics and a part of each content. All are Gaussian.
+class ScintillatorContinuum {
+  public:
+    explicit ScintillatorContinuum(const ScintillatorBins& bins);
+
+    // For each bin.
+    const Eigen::VectorXd& baseline() const { return baseline_; }
+    const Eigen::VectorXd& smoothed() const { return smoothed_; }
+
+    // Divides columns by the root of the covariance: products of the results are those with its
+    // inverse. columns: templates, or contents beyond the baseline.
+    Eigen::MatrixXd whitened(const Eigen::MatrixXd& columns) const;
+
+  private:
+    Eigen::VectorXd smoothed_;
+    Eigen::VectorXd baseline_;
+    Eigen::LLT<Eigen::MatrixXd> covariance_;
+};
+
+// Returns L^-1 columns for the Cholesky factor L; the columns may be empty.
+Eigen::MatrixXd forwardSubstituted(const Eigen::LLT<Eigen::MatrixXd>& factors,
+                                   const Eigen::MatrixXd& columns);
 
 struct ScintillatorModel {
     std::vector<std::size_t> nuclides;  // indices

@@ -11,14 +11,10 @@ namespace embedded::engines {
 
 namespace {
 
-constexpr double outlierDeviation = 4.0;  // in standard deviations
-constexpr std::size_t minForLine = 4;     // values
-constexpr double requiredGain = 9.0;      // of chi-square, by a slope
-constexpr std::size_t minAgreeing = 2;    // values that are left without an outlier
-
-double squared(double value) {
-    return value * value;
-}
+constexpr double outlierDeviation = 4.0;     // in standard deviations
+constexpr std::size_t minForLine = 4;        // values
+constexpr double requiredGainOfSlope = 9.0;  // of chi-square, by a slope
+constexpr std::size_t minAgreeing = 2;       // values that are left without an outlier
 
 // A weighted straight line, or constant, through measured values.
 struct Line {
@@ -31,7 +27,7 @@ struct Line {
 
     double at(double channel) const { return value + slope * (channel - centre); }
     double varianceAt(double channel) const {
-        return valueVariance + slopeVariance * squared(channel - centre);
+        return valueVariance + slopeVariance * std::pow(channel - centre, 2);
     }
 };
 
@@ -51,7 +47,7 @@ Line lineThrough(std::span<const MeasuredValue> values, double scatter, bool slo
     double product = 0.0;
     for (const auto& [channel, measured] : values) {
         const double weight = 1.0 / (measured.variance + scatter);
-        spread += weight * squared(channel - line.centre);
+        spread += weight * std::pow(channel - line.centre, 2);
         product += weight * (channel - line.centre) * measured.value;
     }
     if (sloped && spread > 0.0) {
@@ -60,7 +56,7 @@ Line lineThrough(std::span<const MeasuredValue> values, double scatter, bool slo
     }
     for (const auto& [channel, measured] : values) {
         line.chiSquare +=
-            squared(measured.value - line.at(channel)) / (measured.variance + scatter);
+            std::pow(measured.value - line.at(channel), 2) / (measured.variance + scatter);
     }
     return line;
 }
@@ -74,7 +70,7 @@ double scatterOf(std::span<const MeasuredValue> values, bool sloped) {
     double squares = 0.0;
     for (const MeasuredValue& one : values) {
         weights += 1.0 / one.value.variance;
-        squares += 1.0 / squared(one.value.variance);
+        squares += 1.0 / std::pow(one.value.variance, 2);
     }
     const double remaining = weights - squares / weights;
     return remaining > 0.0 ? std::max(0.0, (line.chiSquare - degrees) / remaining) : 0.0;
@@ -91,7 +87,7 @@ ScatteredLine bestLine(std::span<const MeasuredValue> values) {
     if (values.size() >= minForLine) {
         const double scatterOfSloped = scatterOf(values, true);
         const Line sloped = lineThrough(values, scatterOfSloped, true);
-        if (squared(sloped.slope) > requiredGain * sloped.slopeVariance) {
+        if (std::pow(sloped.slope, 2) > requiredGainOfSlope * sloped.slopeVariance) {
             return {sloped, scatterOfSloped};
         }
     }
@@ -101,13 +97,13 @@ ScatteredLine bestLine(std::span<const MeasuredValue> values) {
 // Removes the value that disagrees most with the line through the others, if it disagrees clearly.
 bool removeOutlier(std::vector<MeasuredValue>& values) {
     std::size_t worst = values.size();
-    double maxDeviation = squared(outlierDeviation);
+    double maxDeviation = std::pow(outlierDeviation, 2);
     for (std::size_t number = 0; number < values.size(); ++number) {
         std::vector<MeasuredValue> others = values;
         others.erase(others.begin() + static_cast<std::ptrdiff_t>(number));
         const auto [line, scatter] = bestLine(others);
         const auto& [channel, measured] = values[number];
-        const double deviation = squared(measured.value - line.at(channel)) /
+        const double deviation = std::pow(measured.value - line.at(channel), 2) /
                                  (measured.variance + scatter + line.varianceAt(channel));
         if (deviation > maxDeviation) {
             maxDeviation = deviation;
@@ -145,7 +141,7 @@ std::optional<SmoothFunction> SmoothFunction::through(std::vector<MeasuredValue>
 
 Expectation SmoothFunction::meanAt(double channel) const {
     const double distance = channel - centre_;
-    return {value_ + slope_ * distance, valueVariance_ + slopeVariance_ * squared(distance)};
+    return {value_ + slope_ * distance, valueVariance_ + slopeVariance_ * std::pow(distance, 2)};
 }
 
 Expectation SmoothFunction::at(double channel) const {
@@ -196,7 +192,7 @@ Expectation fractionAt(const SmoothFunction& function, double channel, double ma
     fraction.value = std::clamp(fraction.value, 0.0, largestFraction);
     const double relative =
         std::hypot(relativeFractionScatter, relativeFractionPerOctave * outside);
-    fraction.variance += squared(fractionScatter) + squared(relative * fraction.value);
+    fraction.variance += std::pow(fractionScatter, 2) + std::pow(relative * fraction.value, 2);
     return fraction;
 }
 
@@ -207,7 +203,7 @@ ExpectedTail tailAt(const TailCalibration& calibration, double channel, double m
     }
     if (calibration.length) {
         tail.length = combined(calibration.length->at(channel), tail.length);
-        tail.length.variance += squared(lengthScatter);
+        tail.length.variance += std::pow(lengthScatter, 2);
     }
     return tail;
 }
@@ -218,14 +214,14 @@ PeakShape ShapeCalibration::at(double channel) const {
     PeakShape shape;
     if (widthFactor) {
         Expectation factor = widthFactor->at(channel);
-        factor.variance += squared(widthPerOctave * widthFactor->octavesOutside(channel));
+        factor.variance += std::pow(widthPerOctave * widthFactor->octavesOutside(channel), 2);
         shape.widthFactor = combined(factor, shape.widthFactor);
-        shape.widthFactor.variance += squared(widthScatter);
+        shape.widthFactor.variance += std::pow(widthScatter, 2);
     }
     if (drift) {
         shape.drift = drift->at(channel);
         shape.drift.value = std::max(0.0, shape.drift.value);
-        shape.drift.variance += squared(driftScatter);
+        shape.drift.variance += std::pow(driftScatter, 2);
     }
     shape.left = tailAt(left, channel, octavesOfLeftTail);
     shape.right = tailAt(right, channel, octavesOfRightTail);

@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "embedded/engines/peak_shape.h"
+#include "embedded/engines/peak_model.h"
 
 namespace embedded::engines {
 

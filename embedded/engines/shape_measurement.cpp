@@ -36,7 +36,7 @@ constexpr std::size_t several = 3;
 constexpr double maxReducedChiSquare = 10.0;
 
 // A strong peak, the first, and its neighbours.
-struct Group {
+struct StrongGroup {
     std::vector<ExpectedPeak> peaks;       // without those that may be its tails
     std::vector<ExpectedPeak> satellites;  // those that may be
     Region region;
@@ -52,8 +52,8 @@ Region regionOf(const Spectrum& spectrum, const ExpectedPeak& peak) {
     return {first - 1, end - first + 1};
 }
 
-std::optional<Group> groupOf(const Spectrum& spectrum, std::span<const FittedPeak> peaks,
-                             const FittedPeak& strong) {
+std::optional<StrongGroup> groupOf(const Spectrum& spectrum, std::span<const FittedPeak> peaks,
+                                   const FittedPeak& strong) {
     std::vector<double> channels = {strong.channel};
     std::vector<double> satellites;
     for (const FittedPeak& peak : peaks) {
@@ -69,23 +69,23 @@ std::optional<Group> groupOf(const Spectrum& spectrum, std::span<const FittedPea
             satellites.push_back(peak.channel);
         }
     }
-    Group group{expectedAt(spectrum, channels), expectedAt(spectrum, satellites), {}};
+    StrongGroup group{expectedAt(spectrum, channels), expectedAt(spectrum, satellites), {}};
     group.region = regionOf(spectrum, group.peaks.front());
     return group;
 }
 
 // A tail makes the first fit of a strong peak bad and so enlarges its uncertainty; the enlargement
 // is removed here.
-bool isStrong(const FittedPeak& peak) {
+bool isStrongPeak(const FittedPeak& peak) {
     return peak.significance * std::sqrt(std::max(1.0, peak.reducedChiSquare)) >=
            strongSignificance;
 }
 
-std::vector<Group> strongGroups(const Spectrum& spectrum, std::span<const FittedPeak> peaks) {
+std::vector<StrongGroup> strongGroups(const Spectrum& spectrum, std::span<const FittedPeak> peaks) {
     std::vector<FittedPeak> strong;
-    std::ranges::copy_if(peaks, std::back_inserter(strong), isStrong);
+    std::ranges::copy_if(peaks, std::back_inserter(strong), isStrongPeak);
     std::ranges::sort(strong, std::ranges::greater(), &FittedPeak::area);
-    std::vector<Group> groups;
+    std::vector<StrongGroup> groups;
     for (const FittedPeak& peak : strong) {
         if (groups.size() == maxPeaks) {
             break;
@@ -102,7 +102,7 @@ constexpr Shape bothTails{.leftTail = true, .rightTail = true};
 using Fits = std::vector<std::optional<RegionFit>>;  // of the groups, in their order
 
 // Uses a curved continuum if the region is not described without it. earlier: a fit to begin with.
-std::optional<RegionFit> fitShape(const Spectrum& spectrum, const Group& group, Shape shape,
+std::optional<RegionFit> fitShape(const Spectrum& spectrum, const StrongGroup& group, Shape shape,
                                   const std::optional<RegionFit>& earlier = std::nullopt) {
     shape.curved = earlier && earlier->shape.curved;
     auto fit = fitRegion(spectrum, group.region, group.peaks, shape, earlier ? &*earlier : nullptr);
@@ -116,7 +116,7 @@ std::optional<RegionFit> fitShape(const Spectrum& spectrum, const Group& group, 
 }
 
 // earlier: fits of the first groups to begin with.
-Fits fitShapes(const Spectrum& spectrum, std::span<const Group> groups, const Shape& shape,
+Fits fitShapes(const Spectrum& spectrum, std::span<const StrongGroup> groups, const Shape& shape,
                const Fits& earlier = {}) {
     Fits fits;
     for (std::size_t number = 0; number < groups.size(); ++number) {
@@ -133,21 +133,21 @@ double gainOf(const RegionFit& worse, const RegionFit& better) {
 }
 
 // Removes the groups whose satellites may be tails or peaks, if there are enough others.
-void removeUndecided(std::vector<Group>& groups) {
-    const auto isDecided = [](const Group& group) { return group.satellites.empty(); };
+void removeUndecided(std::vector<StrongGroup>& groups) {
+    const auto isDecided = [](const StrongGroup& group) { return group.satellites.empty(); };
     if (std::ranges::count_if(groups, isDecided) >= static_cast<std::ptrdiff_t>(several)) {
         std::erase_if(groups, std::not_fn(isDecided));
     }
 }
 
 // Treats the satellites as peaks if tails alone do not describe their group.
-void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
-    for (Group& group : groups) {
+void acceptSatellites(const Spectrum& spectrum, std::span<StrongGroup> groups) {
+    for (StrongGroup& group : groups) {
         if (group.satellites.empty()) {
             continue;
         }
         const double required = requiredGainOfPeak * static_cast<double>(group.satellites.size());
-        Group other = group;
+        StrongGroup other = group;
         other.peaks.insert(other.peaks.end(), group.satellites.begin(), group.satellites.end());
         const auto tails = fitShape(spectrum, group, bothTails);
         const auto peaks = fitShape(spectrum, other, bothTails);
@@ -160,11 +160,11 @@ void acceptSatellites(const Spectrum& spectrum, std::span<Group> groups) {
 
 // Adds peaks that no candidate showed. Among many peaks a tail that only one of them has is left
 // out, but with few peaks a hidden neighbour would count as the tail of all.
-void addHiddenPeaks(const Spectrum& spectrum, std::span<Group> groups) {
+void addHiddenPeaks(const Spectrum& spectrum, std::span<StrongGroup> groups) {
     if (groups.size() >= several) {
         return;
     }
-    for (Group& group : groups) {
+    for (StrongGroup& group : groups) {
         auto fit = fitRegion(spectrum, group.region, group.peaks, {});
         if (!fit) {
             continue;
@@ -211,7 +211,7 @@ std::optional<SmoothFunction> lengthOf(const Fits& fits, Eigen::Index fraction) 
 
 // Returns the median of values, which a few peaks with a hidden neighbour do not change, and the
 // variance that it has if the values scatter as their variances say.
-Expectation medianOf(std::span<const MeasuredValue> measuredValues) {
+Expectation medianValue(std::span<const MeasuredValue> measuredValues) {
     constexpr double deviationOfMedian =
         1.2533;  // relative to that of the mean, for a normal distribution
     std::vector<double> values;
@@ -234,7 +234,7 @@ std::optional<SmoothFunction> fractionOf(const Fits& fits, Eigen::Index fraction
     if (values.empty()) {
         return std::nullopt;
     }
-    const Expectation median = medianOf(values);
+    const Expectation median = medianValue(values);
     if (!isSignificant(median)) {
         constexpr double absentVariance = absentFraction * absentFraction;
         const double part = absentVariance / (absentVariance + median.variance);
@@ -255,7 +255,7 @@ double unlikelihoodOf(const Fits& fits) {
 }
 
 // Returns the drift of the peaks if it describes the strongest ones clearly better.
-std::optional<SmoothFunction> driftOf(const Spectrum& spectrum, std::span<const Group> groups,
+std::optional<SmoothFunction> driftOf(const Spectrum& spectrum, std::span<const StrongGroup> groups,
                                       const Fits& fits) {
     const std::size_t count = std::min(groups.size(), maxForDrift);
     const Fits without(fits.begin(), fits.begin() + static_cast<std::ptrdiff_t>(count));
@@ -278,7 +278,7 @@ std::optional<SmoothFunction> driftOf(const Spectrum& spectrum, std::span<const 
 // The quantities depend on each other, so they are measured one after the other, each with the
 // earlier ones as functions of the channel.
 ShapeCalibration measureShapes(const Spectrum& spectrum, std::span<const FittedPeak> peaks) {
-    std::vector<Group> groups = strongGroups(spectrum, peaks);
+    std::vector<StrongGroup> groups = strongGroups(spectrum, peaks);
     acceptSatellites(spectrum, groups);
     removeUndecided(groups);
     addHiddenPeaks(spectrum, groups);

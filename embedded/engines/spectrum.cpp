@@ -11,18 +11,13 @@ namespace embedded::engines {
 namespace {
 
 constexpr std::size_t blockSize = 32;
-constexpr std::size_t reach = 48;           // channels on each side of a block's middle
+constexpr std::size_t reachOfBlock = 48;    // channels on each side of a block's middle
 constexpr double medianChiSquare = 0.4549;  // of one degree of freedom
 
-double medianOf(std::vector<double>& values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
-
 double excessAround(std::span<const double> contents, std::size_t centre) {
-    const std::size_t first = std::max<std::size_t>(centre > reach ? centre - reach : 0, 1);
-    const std::size_t end = std::min(contents.size() - 1, centre + reach + 1);
+    const std::size_t first =
+        std::max<std::size_t>(centre > reachOfBlock ? centre - reachOfBlock : 0, 1);
+    const std::size_t end = std::min(contents.size() - 1, centre + reachOfBlock + 1);
     std::vector<double> squares;
     std::vector<double> around;
     for (std::size_t index = first; index < end; ++index) {
@@ -61,7 +56,7 @@ constexpr double smoothingPerSigma = 1.4;
 constexpr double reachPerSmoothing = 4.0;
 
 // Coefficients are reused for widths that differ by no more than this part.
-constexpr double sameWidth = 0.01;
+constexpr double sameSmoothing = 0.01;
 
 double coefficient(double distance, double smoothing) {
     const double ratio = distance / smoothing;
@@ -83,7 +78,7 @@ class Filter {
         }
     }
 
-    bool serves(double width) const { return std::abs(width - width_) <= sameWidth * width_; }
+    bool serves(double width) const { return std::abs(width - width_) <= sameSmoothing * width_; }
 
     double significanceAt(std::span<const double> contents, std::span<const double> variances,
                           std::size_t centre) const {

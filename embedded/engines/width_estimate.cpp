@@ -30,7 +30,7 @@ constexpr std::array typicalCurves = {
     TypicalCurve{DetectorKind::sodiumIodide, {10.0, 3.4}},
     TypicalCurve{DetectorKind::bismuthGermanate, {20.0, 8.7}},
 };
-constexpr double referenceEnergy = 661.7;  // keV
+constexpr double energyOfWidth = 661.7;  // keV
 
 // FWHM at the reference energy that a detector can have, in keV.
 constexpr double minReference = 0.4;
@@ -53,7 +53,7 @@ constexpr double usualSignificance = 10.0;
 constexpr double areaPower = 0.15;
 constexpr double curveScatter = 0.04;  // of ln FWHM about the best curve
 // Below this energy in keV most peaks are X-rays, which consist of several lines.
-constexpr double xRayEnergy = 50.0;
+constexpr double energyOfXRays = 50.0;
 constexpr double xRayScatter = 0.15;
 constexpr std::size_t maxPoints = 60;
 
@@ -107,12 +107,12 @@ double deviation(const Curve& curve, const Point& point) {
 }
 
 double scatterOf(const Point& point) {
-    const double scatter = point.energy < xRayEnergy ? xRayScatter : curveScatter;
+    const double scatter = point.energy < energyOfXRays ? xRayScatter : curveScatter;
     return std::hypot(scatter, point.uncertainty);
 }
 
 // Returns the significance that agrees with the curve minus that of narrower peaks.
-double agreement(const Curve& curve, const std::vector<Point>& points) {
+double agreementOf(const Curve& curve, const std::vector<Point>& points) {
     double sum = 0.0;
     for (const Point& point : points) {
         const double normalized = deviation(curve, point) / scatterOf(point);
@@ -123,15 +123,15 @@ double agreement(const Curve& curve, const std::vector<Point>& points) {
 }
 
 bool isPossible(const Curve& curve) {
-    const double reference = std::sqrt(curve.squareAt(referenceEnergy));
+    const double reference = std::sqrt(curve.squareAt(energyOfWidth));
     return curve.noise >= 0.0 && curve.statistics >= 0.0 && reference >= minReference &&
            reference <= maxReference;
 }
 
 const TypicalCurve& nearestKind(const Curve& curve) {
-    const double square = curve.squareAt(referenceEnergy);
+    const double square = curve.squareAt(energyOfWidth);
     return *std::ranges::min_element(typicalCurves, {}, [square](const TypicalCurve& typical) {
-        return std::abs(std::log(square / typical.curve.squareAt(referenceEnergy)));
+        return std::abs(std::log(square / typical.curve.squareAt(energyOfWidth)));
     });
 }
 
@@ -179,7 +179,7 @@ class ScaledCurve {
         return {typical_.noise * scale * std::exp(noise_), typical_.statistics * scale};
     }
 
-    // Departure from the typical curve, in the unit of agreement().
+    // Departure from the typical curve, in the unit of agreementOf().
     double strangeness() const {
         const double scale = scale_ / typicalScale;
         const double noise = noise_ / typicalNoise;
@@ -224,7 +224,7 @@ std::optional<Curve> bestProposal(const std::vector<Point>& points) {
     double bestAgreement = 0.0;
     const auto propose = [&](const Curve& curve) {
         const double agreeing =
-            agreement(curve, points) - ScaledCurve(nearestKind(curve).curve, curve).strangeness();
+            agreementOf(curve, points) - ScaledCurve(nearestKind(curve).curve, curve).strangeness();
         if (agreeing > bestAgreement) {
             bestAgreement = agreeing;
             best = curve;
@@ -261,7 +261,7 @@ Curve typicalOfChannels(const Calibration& calibration, std::size_t channelCount
 }  // namespace
 
 DetectorKind kindOf(std::span<const double> shape) {
-    const double square = polynomial(shape, referenceEnergy);
+    const double square = polynomial(shape, energyOfWidth);
     return square > 0.0 ? nearestKind({square, 0.0}).kind : DetectorKind::unknown;
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 // FWHM in channels at which candidates are looked for: from the narrowest in steps of a factor up
 // to a part of the spectrum. From the binned width on, neighbouring channels are added up.
-constexpr double minWidth = 1.4;
+constexpr double minCandidateWidth = 1.4;
 constexpr double ladderFactor = 1.4142135623730951;
 constexpr double maxPart = 1.0 / 6.0;
 constexpr double binnedWidth = 6.0;
@@ -251,7 +251,7 @@ std::vector<WidthSample> measureWidths(std::span<const double> contents,
     std::vector<ScaledCandidate> candidates;
     const double maxWidth = maxPart * static_cast<double>(contents.size());
     std::size_t binning = 1;
-    double width = minWidth;
+    double width = minCandidateWidth;
     while (width <= maxWidth) {
         if (width > binnedWidth * static_cast<double>(binning)) {
             binning *= 2;

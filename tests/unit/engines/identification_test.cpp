@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "embedded/engines/nuclide.h"
 #include "embedded/engines/response_curve.h"
-#include "embedded/engines/x_ray_lines.h"
 
 namespace {
 

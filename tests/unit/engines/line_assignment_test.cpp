@@ -8,7 +8,6 @@
 #include <cmath>
 
 #include "embedded/engines/calibration.h"
-#include "embedded/engines/energy_calibration.h"
 #include "embedded/engines/energy_correction.h"
 #include "tests/unit/engines/simulated_spectrum.h"
 

@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "embedded/engines/likelihood_fit.h"
 #include "embedded/engines/shape_calibration.h"
 
 namespace {

@@ -6,9 +6,7 @@
 #include <ostream>
 #include <string>
 
-#include "embedded/engines/nuclide_prior.h"
-#include "embedded/engines/scintillator_bins.h"
-#include "embedded/engines/scintillator_calibration.h"
+#include "embedded/engines/nuclide.h"
 #include "embedded/engines/scintillator_identification.h"
 #include "embedded/engines/scintillator_response.h"
 #include "tests/unit/engines/simulated_scintillator.h"
