@@ -10,6 +10,7 @@
 
 #include "embedded/orv/content/failure.h"
 #include "embedded/orv/content/unformatted_block.h"
+#include "embedded/orv/files/journal_buffer.h"
 
 namespace embedded {
 namespace {
@@ -57,8 +58,8 @@ constexpr std::array<std::array<int, 2>, 4> settings = {{
 Database::Database(const std::string& name) {
     sqlite3* opened = nullptr;
     // The caller ensures that only one thread at a time uses the connection.
-    const int result = sqlite3_open_v2(name.c_str(), &opened,
-                                       SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE, nullptr);
+    const int result = sqlite3_open_v2(
+        name.c_str(), &opened, SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_READWRITE, vfsWithJournalBuffer());
     handle_.reset(opened);
     check(result);
     check(sqlite3_extended_result_codes(opened, 1));
