@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "embedded/orv/content/failure.h"
@@ -150,9 +152,11 @@ constexpr sqlite3_io_methods journalMethods = {
 class JournalBufferVfs : private sqlite3_vfs {
   public:
     explicit JournalBufferVfs(sqlite3_vfs& defaultVfs)
-        : sqlite3_vfs(defaultVfs), default_(defaultVfs) {
+        : sqlite3_vfs(defaultVfs),
+          default_(defaultVfs),
+          name_("pyORV3-" + std::to_string(reinterpret_cast<std::uintptr_t>(this))) {
         pNext = nullptr;
-        zName = "pyORV3";
+        zName = name_.c_str();
         szOsFile += static_cast<int>(sizeof(BufferedJournal));
         xOpen = open;
         if (sqlite3_vfs_register(this, 0) != SQLITE_OK) {
@@ -198,6 +202,7 @@ class JournalBufferVfs : private sqlite3_vfs {
     }
 
     sqlite3_vfs& default_;
+    std::string name_;  // a process may have loaded several copies of this library
 };
 
 sqlite3_vfs& defaultVfs() {
