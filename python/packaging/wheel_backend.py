@@ -20,7 +20,7 @@ from pathlib import Path
 
 import archives
 import dist_info
-from project_file import BUILD_PACKAGES, NAME, PROJECT, TOOLS, VERSION
+from project_file import BUILD_PACKAGES, NAME, PROJECT, SDIST_PACKAGES, TOOLS, VERSION
 from requirements import wheel_tag
 
 
@@ -40,30 +40,39 @@ def pack(build, folder):
         return archives.write_wheel(packages, folder, wheel_tag(packages))
 
 
-def run(*command):
-    """Run a command; exit with its output if it fails."""
+def run(*command, packages=BUILD_PACKAGES):
+    """Run a command; exit with its output and the packages that it needs if it fails."""
     result = subprocess.run(
-        list(map(str, command)), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8"
+        list(map(str, command)),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.STDOUT,
+        encoding="utf-8",
+        errors="replace",
     )
     if result.returncode != 0:
-        raise SystemExit(
-            f"{result.stdout}\n{' '.join(map(str, command))}: failed; {installation_advice()}"
-        )
+        name = " ".join(map(str, command))
+        raise SystemExit(f"{result.stdout}\n{name}: failed; {installation_advice(packages)}")
 
 
-def installation_advice():
-    return f"on Debian and Ubuntu, sudo apt-get install {' '.join(BUILD_PACKAGES)}"
+def installation_advice(packages):
+    return f"on Debian and Ubuntu, sudo apt-get install {' '.join(packages)}"
 
 
-def check_tools():
-    """Exit with the names of the packages if a program that the build runs is missing."""
-    compiler = shlex.split(os.environ.get("CXX", "g++"))[0]
-    missing = [tool for tool in [*TOOLS, compiler] if shutil.which(tool) is None]
+def check_tools(tools, packages):
+    """Exit with the names of the packages if a program is missing."""
+    missing = [tool for tool in tools if shutil.which(tool) is None]
     if missing:
         raise SystemExit(
-            f"{NAME} is compiled when it is installed from its sources; missing:"
-            f" {', '.join(missing)}; {installation_advice()}"
+            f"a build of {NAME} needs programs that are missing: {', '.join(missing)};"
+            f" {installation_advice(packages)}"
         )
+
+
+def compilers(options):
+    """Return the compiler that CMake will run, as a list; empty if the options select it."""
+    if any(option.startswith(("-DCMAKE_CXX_COMPILER=", "-DCMAKE_TOOLCHAIN")) for option in options):
+        return []
+    return shlex.split(os.environ.get("CXX", "g++"))[:1]
 
 
 def cmake_options(settings):
@@ -74,12 +83,13 @@ def cmake_options(settings):
 
 
 def compile_into(build, settings, *options):
-    check_tools()
+    options = (*options, *cmake_options(settings))
+    check_tools([*TOOLS, *compilers(options)], BUILD_PACKAGES)
     headers = Path(sysconfig.get_paths()["include"], "Python.h")
     python = sys.executable if headers.exists() else "/usr/bin/python3"
     options = ("-DCMAKE_BUILD_TYPE=Release", "-DPYORV3_BUILD_TESTS=OFF", *options)
     os.environ["PYTHON"] = python
-    run("cmake", "-G", "Ninja", "-S", PROJECT, "-B", build, *options, *cmake_options(settings))
+    run("cmake", "-G", "Ninja", "-S", PROJECT, "-B", build, *options)
     run("cmake", "--build", build)
 
 
@@ -118,13 +128,9 @@ def build_sdist(sdist_directory, config_settings=None):
         bundled = PROJECT / "bundled"  # in a source distribution
         if not bundled.exists():
             bundled = Path(fetched)
-            run(
-                "cmake",
-                "-D",
-                f"uplot_dir={fetched}",
-                "-P",
-                PROJECT / "cmake/charting_library.cmake",
-            )
+            script = PROJECT / "cmake" / "charting_library.cmake"
+            check_tools(SDIST_PACKAGES, SDIST_PACKAGES)
+            run("cmake", "-D", f"uplot_dir={fetched}", "-P", script, packages=SDIST_PACKAGES)
         return archives.write_sdist(
             sdist_directory, dist_info.metadata(), sorted(bundled.glob("*.tgz"))
         )

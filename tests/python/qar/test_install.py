@@ -131,7 +131,7 @@ class TestBackend(support.TestCase):
     def test_missing_tool_ends_with_the_packages_to_install(self):
         self.assertRegex(
             self.build_wheel(PATH=str(self.folder)),
-            "missing: cmake, ninja, g\\+\\+; .*sudo apt-get install g\\+\\+ cmake ninja-build",
+            "missing: cmake, ninja, readelf, g\\+\\+; .*sudo apt-get install g\\+\\+ cmake ninja",
         )
         self.assertIn("missing: other-c++;", self.build_wheel(CXX="other-c++"))
 
@@ -155,3 +155,9 @@ class TestBackend(support.TestCase):
             self.skipTest("the project is not a clone")
         versioned = set(self.run_program("git", "ls-files", folder=support.PROJECT).splitlines())
         self.assertEqual(versioned - names, {".editorconfig", ".gitignore"})
+        option = "-DCMAKE_CXX_COMPILER=/other-c++"  # not searched for
+        output = self.build_wheel(CXX="missing-c++", CMAKE_ARGS=option)
+        self.assertRegex(output, "(?s)/other-c\\+\\+.*sudo apt-get install g")
+        if not (support.PROJECT / "bundled").exists():
+            output = self.python(BACKEND, "sdist", self.folder, code=1, PATH=str(self.folder))
+            self.assertRegex(output, "missing: cmake, npm; .* install cmake npm\n$")
