@@ -26,6 +26,10 @@ from {module} import {function}
 sys.exit({function}())
 """
 
+# The directories of a system that an uninstallation leaves even if they are empty.
+SYSTEM_PREFIXES = ("/usr", "/usr/local")
+SYSTEM_DIRECTORIES = ("bin", "share", "share/man")
+
 
 def default_prefix():
     """Return the prefix of the interpreter; on Debian the one for local administrators."""
@@ -68,9 +72,13 @@ def finish(prefix, installed):
 
 def uninstall(prefix):
     """Delete the files of RECORD, their compiled forms, and directories that are then empty."""
-    packages = Path(os.environ.get("DESTDIR", "") + prefix, package_directory(prefix))
-    record = (packages / dist_info.FOLDER / "RECORD").read_text(encoding="utf-8").splitlines()
-    files = [packages / line.rsplit(",", 2)[0] for line in record]
+    root = Path(os.environ.get("DESTDIR", "") + prefix)
+    packages = root / package_directory(prefix)
+    record = packages / dist_info.FOLDER / "RECORD"
+    if not record.exists():
+        sys.exit(f"{record}: file not found; expected the layout of {sys.executable}")
+    lines = record.read_text(encoding="utf-8").splitlines()
+    files = [Path(os.path.normpath(packages / line.rsplit(",", 2)[0])) for line in lines]
     for file in files:
         compiled = (
             file.parent.glob(f"__pycache__/{file.stem}.*.pyc") if file.suffix == ".py" else ()
@@ -78,11 +86,15 @@ def uninstall(prefix):
         for path in [file, *compiled]:
             if path.exists():
                 path.unlink()
-    inside = {parent for file in files for parent in file.parents if packages in parent.parents}
-    inside |= {path / "__pycache__" for path in inside}
-    for path in sorted(inside, reverse=True):  # directories after their own
-        if path.is_dir() and not any(path.iterdir()):
-            path.rmdir()
+    folders = {
+        folder for file in files for folder in file.parents if root in (folder / "_").parents
+    }
+    folders |= {folder / "__pycache__" for folder in folders}
+    if prefix in SYSTEM_PREFIXES:
+        folders -= {packages, *packages.parents, *(root / name for name in SYSTEM_DIRECTORIES)}
+    for folder in sorted(folders, reverse=True):  # directories after their own
+        if folder.is_dir() and not any(folder.iterdir()):
+            folder.rmdir()
 
 
 def write_command(path, function):

@@ -96,32 +96,42 @@ class TestWheel(support.TestCase):
 
 
 class TestInstallation(support.TestCase):
-    def test_system_prefix_has_the_layout_of_the_interpreter_and_is_removed_completely(self):
+    def setUp(self):
+        super().setUp()
         cache = (BUILD / "CMakeCache.txt").read_text(encoding="utf-8")
         interpreter = re.search("^PYTHON:FILEPATH=(.*)$", cache, re.MULTILINE).group(1)
-        install = (interpreter, "-B", PACKAGING / "install.py")
-        for prefix in ("/usr", "/opt/qar"):
-            root = {"DESTDIR": str(self.folder / "root")}
-            self.run_program("cmake", "--install", BUILD, "--prefix", prefix, **root)
-            layout = self.run_program(*install, "packages", prefix).strip()
+        self.install = (interpreter, "-B", PACKAGING / "install.py")
+        self.root = {"DESTDIR": str(self.folder / "root")}
+
+    def test_system_prefix_has_the_layout_of_the_interpreter_and_is_removed_completely(self):
+        os.makedirs("root/opt")
+        for prefix, kept in (("/usr", ["bin", "share/man"]), ("/opt/qar", [])):
+            layout = self.run_program(*self.install, "packages", prefix).strip()
             packages = self.folder / f"root{prefix}" / layout
             self.assertIn(packages.name, ("site-packages", "dist-packages"))
             script = "import qar, pyORV3; print(qar.__version__, pyORV3.__file__)"
-            output = self.python("-c", script, PYTHONPATH=str(packages))
+            output = self.run_program(self.install[0], "-c", script, PYTHONPATH=str(packages))
             self.assertEqual(output.split(), [qar.__version__, f"{packages}/pyORV3.abi3.so"])
             program = self.folder / f"root{prefix}" / "bin" / "qar"
             version = self.run_program(program, "--version", PYTHONPATH=str(packages))
             self.assertEqual(version, f"qar {qar.__version__}\n")
 
-            self.run_program(*install, "uninstall", prefix, **root)
-            left = [p for p in (self.folder / "root").rglob("*") if not p.is_dir()]
-            self.assertEqual((left, packages.exists() and list(packages.iterdir())), ([], []))
+            self.run_program(*self.install, "uninstall", prefix, **self.root)
+            self.assertEqual(set(self.folder.rglob("*")), before)
+
+    def test_uninstallation_of_nothing_is_reported(self):
+        output = self.run_program(*self.install, "uninstall", "/usr", code=1, **self.root)
+        self.assertRegex(output, r"^\S+RECORD: file not found; expected the layout of \S+\n$")
 
 
 class TestBackend(support.TestCase):
     def test_version_is_that_of_the_project_file(self):
         text = (support.PROJECT / "pyproject.toml").read_text(encoding="utf-8")
         self.assertEqual(re.findall('^version = "(.*)"$', text, re.MULTILINE), [qar.__version__])
+            for folder in [*kept, layout] if kept else []:
+                os.makedirs(f"root{prefix}/{folder}")
+            before = set(self.folder.rglob("*"))
+            self.run_program("cmake", "--install", BUILD, "--prefix", prefix, **self.root)
         self.assertEqual(support.run("--version").out, f"qar {qar.__version__}\n")
 
     def build_wheel(self, **environment):
