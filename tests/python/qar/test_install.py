@@ -96,6 +96,21 @@ class TestWheel(support.TestCase):
             self.assertEqual(one.read(), other.read())
 
 
+class TestImport(support.TestCase):
+    def test_system_that_is_too_old_is_named_in_one_sentence(self):
+        for version in ("GLIBC_2.38", "GLIBCXX_3.4.30", "CXXABI_1.3.15"):
+            failure = f"/lib/libc.so.6: version `{version}' not found (required by pyORV3.abi3.so)"
+            self.write("pyORV3.py", f"raise ImportError({failure!r})")
+            path = os.pathsep.join([str(self.folder), str(support.PRODUCT)])
+            output = self.python("-c", "import qar", code=1, PYTHONPATH=path)
+            self.assertNotIn("During handling", output)
+            self.assertEqual(
+                output.splitlines()[-1],
+                f"ImportError: {failure}; this build of pyORV3 is for newer systems: install its"
+                " portable wheel, or build it on this system with pip install .",
+            )
+
+
 class TestInstallation(support.TestCase):
     def setUp(self):
         super().setUp()
@@ -110,6 +125,10 @@ class TestInstallation(support.TestCase):
             layout = self.run_program(*self.install, "packages", prefix).strip()
             packages = self.folder / f"root{prefix}" / layout
             self.assertIn(packages.name, ("site-packages", "dist-packages"))
+            for folder in [*kept, layout] if kept else []:
+                os.makedirs(f"root{prefix}/{folder}")
+            before = set(self.folder.rglob("*"))
+            self.run_program("cmake", "--install", BUILD, "--prefix", prefix, **self.root)
             script = "import qar, pyORV3; print(qar.__version__, pyORV3.__file__)"
             output = self.run_program(self.install[0], "-c", script, PYTHONPATH=str(packages))
             self.assertEqual(output.split(), [qar.__version__, f"{packages}/pyORV3.abi3.so"])
@@ -129,10 +148,6 @@ class TestBackend(support.TestCase):
     def test_version_is_that_of_the_project_file(self):
         text = (support.PROJECT / "pyproject.toml").read_text(encoding="utf-8")
         self.assertEqual(re.findall('^version = "(.*)"$', text, re.MULTILINE), [qar.__version__])
-            for folder in [*kept, layout] if kept else []:
-                os.makedirs(f"root{prefix}/{folder}")
-            before = set(self.folder.rglob("*"))
-            self.run_program("cmake", "--install", BUILD, "--prefix", prefix, **self.root)
         self.assertEqual(support.run("--version").out, f"qar {qar.__version__}\n")
 
     def build_wheel(self, **environment):
@@ -145,6 +160,12 @@ class TestBackend(support.TestCase):
             "missing: cmake, ninja, readelf, g\\+\\+; .*sudo apt-get install g\\+\\+ cmake ninja",
         )
         self.assertIn("missing: other-c++;", self.build_wheel(CXX="other-c++"))
+        option = "-DCMAKE_CXX_COMPILER=/other-c++"  # not searched for
+        output = self.build_wheel(CXX="missing-c++", CMAKE_ARGS=option)
+        self.assertRegex(output, "(?s)/other-c\\+\\+.*sudo apt-get install g")
+        if not (support.PROJECT / "bundled").exists():
+            output = self.python(BACKEND, "sdist", self.folder, code=1, PATH=str(self.folder))
+            self.assertRegex(output, "missing: cmake, npm; .* install cmake npm\n$")
 
     def test_failing_compiler_ends_with_its_output_and_the_packages(self):
         self.write("compiler", "#!/bin/sh\necho the compiler is broken >&2\nexit 1\n")
@@ -166,9 +187,3 @@ class TestBackend(support.TestCase):
             self.skipTest("the project is not a clone")
         versioned = set(self.run_program("git", "ls-files", folder=support.PROJECT).splitlines())
         self.assertEqual(versioned - names, {".editorconfig", ".gitignore"})
-        option = "-DCMAKE_CXX_COMPILER=/other-c++"  # not searched for
-        output = self.build_wheel(CXX="missing-c++", CMAKE_ARGS=option)
-        self.assertRegex(output, "(?s)/other-c\\+\\+.*sudo apt-get install g")
-        if not (support.PROJECT / "bundled").exists():
-            output = self.python(BACKEND, "sdist", self.folder, code=1, PATH=str(self.folder))
-            self.assertRegex(output, "missing: cmake, npm; .* install cmake npm\n$")
