@@ -173,6 +173,8 @@ BAD_ARGUMENTS = _CODES["badArguments"]
 PARAMETER_UNKNOWN = _CODES["parameterUnknown"]
 RANGE_PARTLY_SEARCHED = _CODES["rangePartlySearched"]
 UNKNOWN_CLASS = _CODES["unknownClass"]
+OPEN_REFUSED = _CODES["openRefused"]
+OPEN_DAMAGED = _CODES["openRefusedByState"]
 NO_VALUE = frozenset(  # of a read: the file does not contain such a value
     _CODES[name] for name in ("noBlock", "noSuchRecord", "noSuchEntry", "notSet")
 )

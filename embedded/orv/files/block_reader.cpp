@@ -31,6 +31,15 @@ std::uint64_t lastKeyOf(std::uint16_t classCode) {
     throw Failure(codes::damaged);
 }
 
+bool isClass(std::uint16_t classCode) {
+    try {
+        kindOf(classCode);
+    } catch (const Failure&) {
+        return false;
+    }
+    return true;
+}
+
 SpectrumBlock spectrumOf(std::span<const char> bytes) {
     constexpr std::size_t width = sizeof(std::int32_t);
     if (bytes.size() % width != 0 || bytes.size() / width > SpectrumBlock::capacity) {
@@ -46,6 +55,12 @@ UnformattedBlock unformattedOf(std::span<const char> bytes) {
         refuse();
     }
     return UnformattedBlock({bytes.begin(), bytes.end()});
+}
+
+// The class is not one of records.
+Block blockOf(std::uint16_t classCode, std::span<const char> bytes) {
+    return kindOf(classCode) == BlockKind::Spectrum ? Block(spectrumOf(bytes))
+                                                    : Block(unformattedOf(bytes));
 }
 
 void addRecordOrEntry(std::vector<Record>& records, std::size_t record, std::size_t entry) {
@@ -124,12 +139,45 @@ const ClassChecksums& BlockReader::readClasses() {
             checksums_.set(static_cast<std::uint16_t>(row.number(0, maxNumber)), 0);
         }
     }
-    try {
-        std::ranges::for_each(checksums_.classes(), kindOf);
-    } catch (const Failure&) {
+    if (!std::ranges::all_of(checksums_.classes(), isClass)) {
         refuse();
     }
     return checksums_;
+}
+
+bool BlockReader::readPossibleClasses() {
+    try {
+        readClasses();
+        isDirectoryDamaged_ = false;
+    } catch (const Failure& failure) {
+        if (failure.code() != codes::damaged || !hasChecksums()) {
+            throw;
+        }
+        checksums_ = readUnverifiedDirectory();
+        isDirectoryDamaged_ = true;
+    }
+    return !isDirectoryDamaged_;
+}
+
+ClassChecksums BlockReader::readUnverifiedDirectory() {
+    ClassChecksums directory;
+    try {
+        const std::uint64_t key = keyOfRow(directoryCode, 0, 0);
+        Execution row(rows_, key, key);
+        if (row.step()) {
+            directory = ClassChecksums(row.bytes(2));
+        }
+    } catch (const Failure& failure) {
+        if (failure.code() != codes::damaged) {
+            throw;
+        }
+    }
+    for (const std::uint16_t classCode : directory.classes()) {
+        if (!isClass(classCode)) {
+            directory.remove(classCode);
+        }
+    }
+    return directory;
 }
 
 ClassChecksums BlockReader::readDirectory() {
@@ -175,8 +223,7 @@ Block BlockReader::readRows(std::uint16_t classCode, BlockKind kind, Checksum& s
         refuse();
     }
     if (kind != BlockKind::Records) {
-        Block block = kind == BlockKind::Spectrum ? Block(spectrumOf(head.bytes))
-                                                  : Block(unformattedOf(head.bytes));
+        Block block = blockOf(classCode, head.bytes);
         if (rows.step()) {
             refuse();
         }
@@ -251,16 +298,25 @@ class BlockReader::Collection {
 
 // Damage in the structures of SQLite ends the reading, so the rows behind it are read backwards. So
 // are those behind a wrong key, which can end the reading as well.
-SalvagedRecords BlockReader::salvage(std::uint16_t classCode) {
-    const auto classes = checksums_.classes();
-    if (!hasChecksums() || kindOf(classCode) != BlockKind::Records ||
-        !std::ranges::binary_search(classes, classCode)) {
+SalvagedRecords BlockReader::salvageRecords(std::uint16_t classCode) {
+    const bool isListed = std::ranges::binary_search(checksums_.classes(), classCode);
+    if (!hasChecksums() || !(isListed || isDirectoryDamaged_)) {
         return {};
     }
     Collection collection;
     collect(rows_, classCode, collection);
     collect(rowsBackwards_, classCode, collection);
     return collection.records();
+}
+
+Block BlockReader::salvageBlock(std::uint16_t classCode) {
+    const std::uint64_t key = firstKeyOf(classCode);
+    Execution row(rows_, key, key);
+    if (!hasChecksums() || !row.step()) {
+        refuse();
+    }
+    Checksum sum = 0;
+    return blockOf(classCode, verifiedRow(row, sum).bytes);
 }
 
 void BlockReader::collect(Statement& rows, std::uint16_t classCode, Collection& collection) const {

@@ -28,8 +28,12 @@ class BlockReader {
 
     [[nodiscard]] std::uint32_t version() const { return version_; }
 
-    // Reads which classes have a block, and their checksums, which the functions below use.
+    // Reads the directory: which classes have a block, and their checksums, which the functions
+    // below use.
     const ClassChecksums& readClasses();
+    // As readClasses, but reads as much as possible of a damaged directory and returns false. A
+    // class whose rows match its checksum there is sound nevertheless; any other one is damaged.
+    bool readPossibleClasses();
     [[nodiscard]] const ClassChecksums& classes() const { return checksums_; }
     // Sets the checksums after a save.
     void setClasses(ClassChecksums classes) noexcept { checksums_ = std::move(classes); }
@@ -37,10 +41,12 @@ class BlockReader {
     // Reads the block of a class that has one.
     Block read(std::uint16_t classCode);
 
-    // Returns the records of a damaged class whose readable rows all match their checksums. Rows
-    // may be missing, so a record may lack values. A class without a block, without records or
+    // Returns the records of a damaged class of records whose readable rows all match their
+    // checksums. Rows may be missing, so a record may lack values. A class without a block or
     // without checksums has none.
-    SalvagedRecords salvage(std::uint16_t classCode);
+    SalvagedRecords salvageRecords(std::uint16_t classCode);
+    // Returns the block of a damaged class of another kind if its row matches its checksum.
+    Block salvageBlock(std::uint16_t classCode);
 
     // Throws Failure(damaged) if a class without a block has rows.
     void requireNothingOf(std::uint16_t classCode);
@@ -58,6 +64,8 @@ class BlockReader {
 
     [[nodiscard]] bool hasChecksums() const { return version_ > 1; }
     ClassChecksums readDirectory();
+    // Ignores all checksums and unknown classes.
+    ClassChecksums readUnverifiedDirectory();
     // Returns the current row of a class, verifies its checksum and adds that to the sum.
     Row verifiedRow(const Execution& row, Checksum& sum) const;
     [[nodiscard]] Block readRows(std::uint16_t classCode, BlockKind kind, Checksum& sum);
@@ -68,6 +76,7 @@ class BlockReader {
 
     const std::uint32_t version_;
     ClassChecksums checksums_;
+    bool isDirectoryDamaged_ = false;
     Statement classes_;  // of version 1
     Statement rows_;
     Statement rowsBackwards_;

@@ -80,6 +80,7 @@ void DataFile::loadFromFile(const NeededClasses& needed) {
     requireNotMoved();
     try {
         storage().load(content_, needed);
+        damaged_ = damaged_ || !storage().hasSoundDirectory();
     } catch (const Failure& failure) {
         damaged_ = damaged_ || failure.code() == codes::damaged;
         throw;
@@ -97,7 +98,13 @@ Block DataFile::salvagedRecord(std::uint16_t classCode, std::size_t record) {
                 throw;
             }
         }
-        salvaged_ = {classCode, storage().salvage(classCode)};
+        if (kindOf(classCode) != BlockKind::Records) {
+            if (record != 1) {
+                throw Failure(codes::noSuchRecord);
+            }
+            return storage().salvageBlock(classCode);
+        }
+        salvaged_ = {classCode, storage().salvageRecords(classCode)};
     }
     const SalvagedRecords& records = salvaged_->second;
     if (record == 0 || record > records.size()) {
@@ -143,6 +150,9 @@ void DataFile::startWriting() {
         auto access = std::make_unique<WriteAccess>(path_);
         storage().prepareSaving();
         loadFromFile(noClass);
+        if (!storage().hasSoundDirectory()) {
+            throw Failure(codes::damaged);
+        }
         // Check now whether the file can be converted. Check it too if it has several names: an
         // interrupted save may have left its journal beside another name, and a new save would
         // make the rollback impossible.

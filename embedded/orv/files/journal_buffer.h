@@ -6,8 +6,8 @@ namespace embedded {
 
 // Returns the name of a VFS of SQLite that differs from the default one in rollback journals:
 // SQLite writes three small pieces for each page; this VFS collects them until SQLite syncs the
-// journal. Before that sync SQLite does not change the file to which the journal belongs, so a
-// journal that a killed process has not written yet is not needed. Throws Failure(storageFailed).
+// journal. Before that sync SQLite does not change the file to which the journal belongs, so pieces
+// that are lost with a killed process are not needed. Throws Failure(storageFailed).
 const char* vfsWithJournalBuffer();
 
 }  // namespace embedded

@@ -37,7 +37,7 @@ void Storage::readSchema() {
     if (!reader_ || reader_->version() != version) {
         reader_.emplace(database_, version);
     }
-    reader_->readClasses();
+    hasSoundDirectory_ = reader_->readPossibleClasses();
 }
 
 void Storage::load(Content& content, const NeededClasses& needed) {
@@ -83,6 +83,9 @@ void Storage::save(Content& content) {
     const bool isOwnState = dataVersion_ == database_.dataVersion();
     if (!isOwnState) {
         readSchema();
+        if (!hasSoundDirectory_) {
+            throw Failure(codes::damaged);
+        }
     }
     const bool converts = convertsAtSave();
     if (converts) {
@@ -113,10 +116,16 @@ void Storage::check() {
     database_.releaseMemory();
 }
 
-SalvagedRecords Storage::salvage(std::uint16_t classCode) {
+SalvagedRecords Storage::salvageRecords(std::uint16_t classCode) {
     const Transactions::Reading reading(transactions_);
     readSchema();
-    return reader_->salvage(classCode);
+    return reader_->salvageRecords(classCode);
+}
+
+Block Storage::salvageBlock(std::uint16_t classCode) {
+    const Transactions::Reading reading(transactions_);
+    readSchema();
+    return reader_->salvageBlock(classCode);
 }
 
 void Storage::leaveToParent(std::unique_ptr<Storage> storage) noexcept {

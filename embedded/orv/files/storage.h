@@ -52,8 +52,12 @@ class Storage {
     // Reads the whole file. Throws Failure(damaged) for contradictions and wrong checksums.
     void check();
 
-    // Returns the verified records of a damaged class, as BlockReader::salvage.
-    SalvagedRecords salvage(std::uint16_t classCode);
+    // False if the directory was damaged when it was last read.
+    [[nodiscard]] bool hasSoundDirectory() const { return hasSoundDirectory_; }
+
+    // Return the verified content of a damaged class, as the functions of BlockReader.
+    SalvagedRecords salvageRecords(std::uint16_t classCode);
+    Block salvageBlock(std::uint16_t classCode);
 
     // Returns unused space of the file to the file system.
     void compact();
@@ -69,6 +73,7 @@ class Storage {
     Database database_;
     Transactions transactions_;
     std::optional<BlockReader> reader_;  // set by the first load
+    bool hasSoundDirectory_ = true;
     BlockWriter writer_;
     ReadAhead readAhead_;
     // The saved state from which the content was loaded; nullopt if it is not known.

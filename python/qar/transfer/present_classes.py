@@ -7,6 +7,7 @@ from typing import Iterable, List, Optional
 import pyORV3
 
 from .. import dictionary
+from ..constants import QAR_CLS_SPECTRUM
 from ..records import RecordSource
 from ..regular_files import open_regular
 from ..status import UNKNOWN_CLASS, unsigned
@@ -31,6 +32,11 @@ def possible_classes(source: RecordSource) -> Iterable[int]:
     if extension is None:
         return every_class
     return sorted({*dictionary.classes().values(), *_UNFORMATTED_CLASSES, *extension})
+
+
+def is_single_block(number: int) -> bool:
+    """Return True if a class has a single block instead of records."""
+    return number == QAR_CLS_SPECTRUM or number in _UNFORMATTED_CLASSES
 
 
 def is_embedded(source: RecordSource) -> bool:

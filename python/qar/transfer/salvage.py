@@ -1,6 +1,10 @@
 """Check files for damage, and copy the sound content of a damaged file."""
 
-from typing import Dict, List, NamedTuple, Tuple, Type
+import contextlib
+import itertools
+import os
+import re
+from typing import Dict, Iterator, List, NamedTuple, Tuple, Type
 
 import pyORV3
 
@@ -10,10 +14,12 @@ from ..constants import QAR_CLS_SPECTRUM
 from ..enums import ControlCommand
 from ..errors import DamagedError, NotFoundError, QarError, check, error_for
 from ..records import RecordSource
-from ..status import DAMAGED
+from ..scratch import scratch_folder
+from ..status import DAMAGED, OPEN_DAMAGED, OPEN_REFUSED
 from ..status import describe as describe_status
 from ..values import MAX_INDEX
-from .present_classes import is_embedded, possible_classes
+from .new_header import copies_with_new_header
+from .present_classes import is_embedded, is_single_block, possible_classes
 
 
 def verify(path: Path) -> None:
@@ -33,15 +39,59 @@ def salvage(path: Path, destination: Path, replace: bool = False) -> Salvage:
     """Copy all sound classes to a new file, and the sound records of the other classes.
 
     Saved records of a damaged class move up to the numbers of lost ones. The new file appears
-    complete or not at all. Raises QarError if the damaged file cannot be opened.
+    complete or not at all. Raises QarError if the damaged file cannot be opened or nothing can be
+    saved.
     """
     copied: Dict[str, int] = {}
     lost: List[str] = []
-    with RecordSource(path) as source, new_file(destination, replace) as temporary:
+    with _opened(path) as source, new_file(destination, replace) as temporary:
         with RecordSource(temporary, "x") as copy:
             for number in possible_classes(source):
                 copy_class(source, copy, number, copied, lost)
-    return Salvage(copied, lost)
+        if lost and not copied:
+            raise DamagedError("salvaging", OPEN_DAMAGED, os.fspath(path), "nothing can be saved")
+    return Salvage(copied, _merged(lost))
+
+
+def _merged(lines: List[str]) -> List[str]:
+    """Merge adjacent lines about unknown classes that differ only in the number of the class.
+
+    If SQLite cannot search the rows, any class may have been in the file.
+    """
+    merged: List[str] = []
+    for kind, group in itertools.groupby(lines, _without_number):
+        first, *others = group
+        if others and kind != first:
+            last = others[-1].split(":")[0].replace("class ", "")
+            merged.append(first.replace("class", "classes", 1).replace(":", f" to {last}:", 1))
+        else:
+            merged += [first, *others]
+    return merged
+
+
+def _without_number(line: str) -> str:
+    return re.sub("^class 0x[0-9A-F]+", "class", line)
+
+
+@contextlib.contextmanager
+def _opened(path: Path) -> Iterator[RecordSource]:
+    """Open a file, or a copy with a new header if the file is refused as damaged or foreign."""
+    with contextlib.ExitStack() as stack:
+        try:
+            source = RecordSource(path)
+        except QarError as refusal:
+            if refusal.status not in (OPEN_REFUSED, OPEN_DAMAGED) or not os.path.isfile(path):
+                raise
+            folder = stack.enter_context(scratch_folder(os.path.getsize(path)))
+            source = _first_accepted(copies_with_new_header(path, folder), refusal)
+        yield stack.enter_context(source)
+
+
+def _first_accepted(paths: Iterator[str], refusal: QarError) -> RecordSource:
+    for path in paths:
+        with contextlib.suppress(QarError):
+            return RecordSource(path)
+    raise refusal
 
 
 def copy_class(
@@ -55,18 +105,22 @@ def copy_class(
             saved, reason = _copy_verified(source, copy, number)
             lost.append(f"{name}: {reason or error_for('counting', status, name).text}")
             if saved:
-                copied[name] = saved
+                copied[name] = _size(copy, number, saved)
         return
     if records == 0:
         return
     try:
         _copy_whole(source, copy, number)
-        copied[name] = len(source.spectrum()) if number == QAR_CLS_SPECTRUM else records
+        copied[name] = _size(copy, number, records)
     except QarError as error:
         saved, _ = _copy_records(source, copy, number, records, QarError)
         lost.append(f"{name}: {records - saved} of {records} records: {error.text}")
         if saved:
             copied[name] = saved
+
+
+def _size(source: RecordSource, number: int, records: int) -> int:
+    return len(source.spectrum()) if number == QAR_CLS_SPECTRUM else records
 
 
 def _copy_whole(source: RecordSource, copy: RecordSource, number: int) -> None:
@@ -108,6 +162,8 @@ def _copy_verified(source: RecordSource, copy: RecordSource, number: int) -> Tup
     saved, lost = _copy_records(source, copy, number, MAX_INDEX, DamagedError)
     if saved == 0:
         return 0, ""
+    if is_single_block(number):
+        return saved, "saved, but the directory of the file does not confirm the content"
     if not lost:
         return saved, f"values of unknown records; all {saved} are saved but may lack values"
     records = "record" if len(lost) == 1 else "records"

@@ -6,6 +6,7 @@ import hashlib
 import html
 import json
 import os
+import pathlib
 import re
 import shutil
 import sqlite3
@@ -331,6 +332,20 @@ class TestDamage(TestCase):
         with qar.open("a.qar") as first, qar.open("saved.qar") as second:
             self.assertEqual(first.spectrum(), second.spectrum())
             self.assertEqual(first["QAR_C_MEASNAME"], second["QAR_C_MEASNAME"])
+
+    def test_salvage_replaces_damaged_first_page(self):
+        content = pathlib.Path("a.qar").read_bytes()
+        for offset, length in ((3, 1), (69, 2), (17, 60), (100, 3000), (3900, 196)):
+            holes = content[:offset] + b"\xa5" * length + content[offset + length :]
+            pathlib.Path("holed.qar").write_bytes(holes)
+            ran = support.run("salvage", "holed.qar", "saved.qar", "--force")
+            self.assertEqual((ran.code, ran.err), (0, []), (offset, ran))
+            with qar.open("a.qar") as first, qar.open("saved.qar") as second:
+                self.assertEqual(first.spectrum(), second.spectrum())
+        pathlib.Path("holed.qar").write_bytes(content[:4096] + b"\xa5" * (len(content) - 4096))
+        ran = support.run("salvage", "holed.qar", "none.qar")
+        self.assertEqual((ran.code, os.path.exists("none.qar")), (2, False))
+        self.assertIn("nothing can be saved", ran.err[0])
 
     def test_salvage_reports_numbers_of_lost_records(self):
         with qar.open("a.qar", "r+") as source:

@@ -33,7 +33,7 @@ class DamageTest : public DataSourceTest {
     }
 };
 
-TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
+TEST_F(DamageTest, FileWithWrongSchemaIsRefusedAtOpening) {
     const std::vector<std::string> changes = {
         "PRAGMA user_version = 3",
         "PRAGMA user_version = 1",
@@ -46,11 +46,7 @@ TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
         "ALTER TABLE item RENAME TO held; CREATE VIEW item AS SELECT * FROM held",
         "CREATE UNIQUE INDEX single ON item(checksum, bytes)",
         "CREATE INDEX computed ON item(length(bytes))",
-        "CREATE INDEX partial ON item(bytes) WHERE length(bytes) > 1",
-        "DELETE FROM item WHERE key = 0",
-        "UPDATE item SET bytes = substr(bytes, 1, 10) WHERE key = 0",
-        "UPDATE item SET checksum = 0 WHERE key = 0",
-        "UPDATE item SET key = 1 WHERE key = 0"};
+        "CREATE INDEX partial ON item(bytes) WHERE length(bytes) > 1"};
     afterEach(changes, [this] {
         const DataSource source;
         EXPECT_EQ(codes::openedWithRemark, source.open(file(), writing));
@@ -58,6 +54,57 @@ TEST_F(DamageTest, FileWithWrongSchemaOrDirectoryIsRefusedAtOpening) {
         EXPECT_EQ(-1, OrvDataSourceOpening(source.context(), file().c_str(), 1, 0x81, 0, nullptr));
         // The refused file was released: the context can open a sound file.
         EXPECT_EQ(0U, source.open(file("sound"), writing));
+    });
+}
+
+// The directory has the nuclides and the spectrum, 10 bytes each.
+TEST_F(DamageTest, ClassesThatMatchDamagedDirectoryAreReadAndOthersAreSalvaged) {
+    const std::string ofDirectory = " WHERE key = 0";
+    const auto replaced = [&](int first, const std::string& bytes) {
+        return "UPDATE item SET bytes = cast(substr(bytes, 1, " + std::to_string(first - 1) +
+               ") || x'" + bytes + "' || substr(bytes, " +
+               std::to_string(first + static_cast<int>(bytes.size()) / 2) + ") AS BLOB)" +
+               ofDirectory;
+    };
+    struct Case {
+        std::string change;
+        bool hasNuclides;  // readable as a class
+        bool hasSpectrum;
+    };
+    const std::vector<Case> cases = {
+        {"UPDATE item SET checksum = checksum + 1" + ofDirectory, true, true},
+        {replaced(4, "0000"), false, true},
+        {replaced(1, "0620"), false, true},
+        {replaced(11, "0130"), true, false},
+        {"UPDATE item SET bytes = substr(bytes, 1, 19)" + ofDirectory, false, false},
+        {"UPDATE item SET checksum = 'one', bytes = x''" + ofDirectory, false, false},
+        {"UPDATE item SET key = 1" + ofDirectory, false, false},
+        {"DELETE FROM item" + ofDirectory, false, false}};
+    std::vector<std::string> changes;
+    std::ranges::transform(cases, std::back_inserter(changes), &Case::change);
+    auto expected = cases.begin();
+    const auto copy = DataSource::created(file("copy.qar"));
+    ASSERT_EQ(0U, copy.putSpectrum({1}));
+    afterEach(changes, [&] {
+        EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), writing));
+        const auto source = DataSource::opened(file(), reading);
+        EXPECT_EQ(codes::openedWithRemark, DataSource().open(file(), writing));
+        EXPECT_EQ(0x5U, source.sourceState());
+        EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
+        EXPECT_EQ(expected->hasNuclides ? 1 : -1, source.recordCount(QAR_CLS_NUCLIDE));
+        EXPECT_EQ(expected->hasSpectrum ? 1 : -1, source.recordCount(QAR_CLS_SPECTRUM));
+        ASSERT_EQ(0U, SOrvControlDSC(source.context(), 4, 0));
+        const auto copyOf = [&](std::uint16_t classCode, std::uint16_t record) {
+            return SOrvCopyRecord(source.context(), classCode, record, copy.context(), 1, 0);
+        };
+        EXPECT_EQ(0U, copyOf(QAR_CLS_NUCLIDE, 1));
+        EXPECT_EQ(661.657, copy.get<double>(QAR_D_LINEENERGY));
+        EXPECT_EQ(0U, copyOf(QAR_CLS_SPECTRUM, 1));
+        EXPECT_EQ(4096U, copy.getSpectrum().size());
+        for (const std::uint16_t classCode : {QAR_CLS_NUCLIDE, QAR_CLS_SPECTRUM}) {
+            EXPECT_EQ(codes::noSuchRecord, copyOf(classCode, 2));
+        }
+        ++expected;
     });
 }
 
