@@ -7,6 +7,7 @@ set(prefix i686-w64-mingw32)
 set(CMAKE_C_COMPILER ${prefix}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${prefix}-g++-posix)
 set(CMAKE_RC_COMPILER ${prefix}-windres)
+set(CMAKE_STRIP "" CACHE FILEPATH "Empty: the linker strips; this program would add the current date")
 
 # Floating-point arithmetic in SSE2 registers gives the same results as on 64-bit systems. Callers
 # built by other compilers align the stack to 4 bytes only, so functions align it themselves.

@@ -3,7 +3,10 @@
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
+import zipfile
+from pathlib import Path
 
 OBJDUMP, MODULE, VERSION = sys.argv[1:]
 
@@ -19,6 +22,8 @@ ORV_ORDINALS = [3, 4, 5, 6, 15, 16, 17, 23, 24, 38, 39, 40, 43]
 WINDOWS_LIBRARIES = {"kernel32.dll", "advapi32.dll", "msvcrt.dll"}
 
 HEADERS = subprocess.run([OBJDUMP, "-p", MODULE], capture_output=True, text=True, check=True).stdout
+CONTENT = Path(MODULE).read_bytes()
+BACKEND = Path(__file__).resolve().parents[2] / "python" / "packaging" / "wheel_backend.py"
 
 
 def imports():
@@ -49,10 +54,18 @@ class TestFinishedModule(unittest.TestCase):
         self.assertIn("NX_COMPAT", HEADERS)
 
     def test_version_resource_has_name_and_version(self):
-        with open(MODULE, "rb") as file:
-            content = file.read()
         for text in ("pyORV3.pyd", "ProductVersion\0" + VERSION):
-            self.assertIn(text.encode("utf-16-le"), content)
+            self.assertIn(text.encode("utf-16-le"), CONTENT)
+
+    def test_module_in_the_wheel_has_no_date(self):
+        header = int.from_bytes(CONTENT[60:64], "little")
+        self.assertEqual(CONTENT[header + 8 : header + 12], bytes(4))
+        with tempfile.TemporaryDirectory() as folder:
+            build = Path(MODULE).parents[1]
+            pack = [sys.executable, "-B", BACKEND, "wheel", build, folder]
+            subprocess.run(pack, stdout=subprocess.DEVNULL, check=True)
+            with zipfile.ZipFile(next(Path(folder).iterdir())) as wheel:
+                self.assertEqual(wheel.read("pyORV3.pyd"), CONTENT)
 
 
 if __name__ == "__main__":
