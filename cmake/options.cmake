@@ -31,6 +31,15 @@ if(NOT WIN32)
     endif()
     target_compile_options(project_options INTERFACE -fstack-protector-strong)
     target_link_options(project_options INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now)
+
+    # On 32-bit systems files have 64-bit offsets, and arithmetic in SSE2 registers gives the same results
+    # as on 64-bit systems.
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+        target_compile_definitions(project_options INTERFACE _FILE_OFFSET_BITS=64)
+        if(CMAKE_SYSTEM_PROCESSOR MATCHES "86")
+            target_compile_options(project_options INTERFACE -msse2 -mfpmath=sse)
+        endif()
+    endif()
 endif()
 
 # calling conventions of the three native interfaces on 32-bit Windows

@@ -192,8 +192,8 @@ ClassChecksums BlockReader::readDirectory() {
 
 BlockReader::Row BlockReader::verifiedRow(const Execution& row, Checksum& sum) const {
     const std::uint64_t key = row.bits(0);
-    const Row result{static_cast<std::uint32_t>(key >> 32U), key >> 16U & maxNumber,
-                     key & maxNumber, row.bytes(2)};
+    const Row result{static_cast<std::uint32_t>(key >> 32U), static_cast<std::uint16_t>(key >> 16U),
+                     static_cast<std::uint16_t>(key), row.bytes(2)};
     const Checksum checksum = checksumOfRow(result.code, result.record, result.entry, result.bytes);
     if (hasChecksums() && row.bits(1) != checksum) {
         refuse();

@@ -27,7 +27,8 @@ class BufferedJournal : public sqlite3_file {
 
     int read(std::span<char> bytes, sqlite3_int64 offset) {
         if (offset >= start_ && end(bytes, offset) <= end()) {
-            std::copy_n(buffer_.begin() + (offset - start_), bytes.size(), bytes.begin());
+            const auto position = static_cast<std::ptrdiff_t>(offset - start_);
+            std::copy_n(buffer_.begin() + position, bytes.size(), bytes.begin());
             return SQLITE_OK;
         }
         const bool overlaps = offset < end() && start_ < end(bytes, offset);

@@ -274,7 +274,7 @@ TEST_F(DamageTest, FreeListWithoutLengthIsRefusedAtOpening) {
 }
 
 TEST_F(DamageTest, FlippedBitIsFoundOrHarmless) {
-    std::vector<char> sound(std::filesystem::file_size(file()));
+    std::vector<char> sound(static_cast<std::size_t>(std::filesystem::file_size(file())));
     std::ifstream(file(), std::ios::binary).read(sound.data(), std::ssize(sound));
     const std::vector<std::int32_t> channels(4096, 1);
     for (std::size_t bit = 3; bit < 8 * sound.size(); bit += 211) {

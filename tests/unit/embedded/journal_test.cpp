@@ -30,7 +30,7 @@ using namespace embedded;
 using Bytes = std::vector<char>;
 
 Bytes contentOf(const std::string& path) {
-    Bytes content(std::filesystem::file_size(path));
+    Bytes content(static_cast<std::size_t>(std::filesystem::file_size(path)));
     std::ifstream(path, std::ios::binary).read(content.data(), std::ssize(content));
     return content;
 }
