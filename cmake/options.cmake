@@ -1,5 +1,10 @@
 # The compiler options of all targets, as the interface library project_options.
 
+if(CMAKE_CXX_BYTE_ORDER STREQUAL "BIG_ENDIAN")
+    message(FATAL_ERROR "${CMAKE_SYSTEM_PROCESSOR} stores numbers with the high byte first; pyORV3 needs a "
+        "machine with little-endian numbers")
+endif()
+
 # CMake must not pass this directory explicitly, which breaks include_next; a compiler cache can hide it
 # from CMake's own detection.
 if(CMAKE_SYSROOT)
