@@ -180,10 +180,10 @@ class TestBackend(support.TestCase):
         self.assertEqual(output, "['-DA=1', '-DC=2', '-DB=x y']\n")
 
     def test_source_distribution_has_every_versioned_file(self):
+        if not (support.PROJECT / ".git").exists():
+            self.skipTest("the project is not a clone")
         archive = self.python(BACKEND, "sdist", self.folder).strip()
         listed = self.run_program("tar", "-tzf", archive).splitlines()
         names = {name.split("/", 1)[1] for name in listed}
-        if not (support.PROJECT / ".git").exists():
-            self.skipTest("the project is not a clone")
         versioned = set(self.run_program("git", "ls-files", folder=support.PROJECT).splitlines())
         self.assertEqual(versioned - names, {".editorconfig", ".gitignore"})
