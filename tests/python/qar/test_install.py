@@ -110,6 +110,10 @@ class TestImport(support.TestCase):
                 " portable wheel, or build it on this system with pip install .",
             )
 
+    def test_modules_that_small_pythons_lack_are_not_imported_with_the_command(self):
+        script = "import sys; sys.modules.update(_socket=None, pyexpat=None); import qar.cli.main"
+        self.assertEqual(self.python("-c", script), "")
+
 
 class TestInstallation(support.TestCase):
     def setUp(self):

@@ -10,10 +10,11 @@ from ..output import inform
 from ..reading import add_reading, reading_of
 from ..viewer.catalogue import catalogue
 from ..viewer.pages import Pages
-from ..viewer.server import Server
 
 
 def view(arguments: Arguments) -> int:
+    from ..viewer.server import Server  # needs sockets, which small Pythons on Windows lack
+
     files = files_of(arguments.files, arguments.recursive)
     if not files:
         raise CommandError(f"no spectrum in {', '.join(map(repr, arguments.files))}")
