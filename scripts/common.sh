@@ -52,6 +52,13 @@ check_version() {
         fail "$2 $version is too old: $3 or later is needed (Debian 12, Ubuntu 24.04 and later have it)."
 }
 
+# apt_install PACKAGE...: installs packages; prints the output of apt only if it fails.
+apt_install() {
+    local output
+    output=$(DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" 2>&1) ||
+        fail "$output"
+}
+
 # install_packages PACKAGE...: installs missing packages with apt. On other systems it only checks that
 # the tools exist, as their packages have other names. Fails before any change if a tool is too old.
 install_packages() {
@@ -75,7 +82,7 @@ sudo apt-get install ${missing[*]}"
     say "Installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
     apt-get update -qq || say "Some package lists could not be refreshed; continuing with the old ones."
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    apt_install "${missing[@]}"
     check_version g++ "${CXX:-g++}" 12
     check_version cmake cmake 3.25
 }
