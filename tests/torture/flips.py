@@ -117,7 +117,8 @@ def check_salvage(path, copy, sound_rows, classes):
         if error.status not in REFUSED:
             raise Failed("salvage raises %r" % error) from error
         return len({(row[0] >> 16, row[1] >> 16 & 0xFFFF) for row in sound_rows})
-    reports = dict(line.split(": ", 1) for line in result.lost)
+    lines = (line.split(": ", 1) for line in result.lost)
+    reports = {name: reason for names, reason in lines for name in names.split(", ")}
     saved_rows, lost = rows_of(copy), 0
     os.remove(copy)
     for number in classes:
@@ -154,6 +155,8 @@ def save_value(path):
 
 def flip_one(folder, content, sound_rows, classes, random):
     path, copy = (os.path.join(folder, name) for name in ("a.qar", "copy.qar"))
+    with contextlib.suppress(FileNotFoundError):
+        os.remove(copy)  # of a flip that failed
     area = random.choice((PAGES_OF_DIRECTORY, len(content)))
     bit = random.randrange(8 * area)
     flipped = bytearray(content)

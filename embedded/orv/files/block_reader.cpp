@@ -313,7 +313,7 @@ Block BlockReader::salvageBlock(std::uint16_t classCode) {
     const std::uint64_t key = firstKeyOf(classCode);
     Execution row(rows_, key, key);
     if (!hasChecksums() || !row.step()) {
-        refuse();
+        throw Failure(codes::noSuchRecord);
     }
     Checksum sum = 0;
     return blockOf(classCode, verifiedRow(row, sum).bytes);

@@ -45,7 +45,8 @@ class BlockReader {
     // checksums. Rows may be missing, so a record may lack values. A class without a block or
     // without checksums has none.
     SalvagedRecords salvageRecords(std::uint16_t classCode);
-    // Returns the block of a damaged class of another kind if its row matches its checksum.
+    // Returns the block of a damaged class of another kind if its row matches its checksum. Throws
+    // Failure(noSuchRecord) if there is no such row.
     Block salvageBlock(std::uint16_t classCode);
 
     // Throws Failure(damaged) if a class without a block has rows.

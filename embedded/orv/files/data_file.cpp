@@ -74,13 +74,17 @@ void DataFile::load(const NeededClasses& needed) {
     if (content_.isMissing(needed)) {
         loadFromFile(needed);
     }
+    if (needed.all && !hasAllClasses_) {
+        throw Failure(codes::damaged);
+    }
 }
 
 void DataFile::loadFromFile(const NeededClasses& needed) {
     requireNotMoved();
     try {
         storage().load(content_, needed);
-        damaged_ = damaged_ || !storage().hasSoundDirectory();
+        hasAllClasses_ = storage().hasSoundDirectory();
+        damaged_ = damaged_ || !hasAllClasses_;
     } catch (const Failure& failure) {
         damaged_ = damaged_ || failure.code() == codes::damaged;
         throw;
@@ -150,7 +154,7 @@ void DataFile::startWriting() {
         auto access = std::make_unique<WriteAccess>(path_);
         storage().prepareSaving();
         loadFromFile(noClass);
-        if (!storage().hasSoundDirectory()) {
+        if (!hasAllClasses_) {
             throw Failure(codes::damaged);
         }
         // Check now whether the file can be converted. Check it too if it has several names: an

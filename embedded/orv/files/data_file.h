@@ -105,6 +105,7 @@ class DataFile {
     // The class of the last salvaged record.
     std::optional<std::pair<std::uint16_t, SalvagedRecords>> salvaged_;
     bool damaged_ = false;
+    bool hasAllClasses_ = true;  // false: a damaged directory may lack classes of the file
     bool inherited_ = false;
 };
 

@@ -62,6 +62,8 @@ void Storage::load(Content& content, const NeededClasses& needed) {
     for (const std::uint16_t classCode : missing) {
         if (content.has(classCode)) {
             content.setLoaded(classCode, reader_->read(classCode));
+        } else if (!hasSoundDirectory_) {
+            throw Failure(codes::damaged);  // the class may be lost
         } else {
             reader_->requireNothingOf(classCode);
             content.setAbsent(classCode);

@@ -1,9 +1,8 @@
 """Check files for damage, and copy the sound content of a damaged file."""
 
 import contextlib
-import itertools
+import errno
 import os
-import re
 from typing import Dict, Iterator, List, NamedTuple, Tuple, Type
 
 import pyORV3
@@ -12,7 +11,7 @@ from .. import dictionary
 from ..atomic_files import Path, new_file
 from ..constants import QAR_CLS_SPECTRUM
 from ..enums import ControlCommand
-from ..errors import DamagedError, NotFoundError, QarError, check, error_for
+from ..errors import DamagedError, NotFoundError, QarError, check
 from ..records import RecordSource
 from ..scratch import scratch_folder
 from ..status import DAMAGED, OPEN_DAMAGED, OPEN_REFUSED
@@ -28,49 +27,47 @@ def verify(path: Path) -> None:
         source.verify()
 
 
+_NOTHING_READ = "nothing can be read, and it is not known if the file had it"
+
+
 class Salvage(NamedTuple):
     """The content that was copied and the content that was lost."""
 
     copied: Dict[str, int]  # number of records, or of channels, by the name of the class
-    lost: List[str]  # one line for each class
+    lost: List[str]  # one line for each class, and one for all classes that cannot be read
 
 
 def salvage(path: Path, destination: Path, replace: bool = False) -> Salvage:
     """Copy all sound classes to a new file, and the sound records of the other classes.
 
     Saved records of a damaged class move up to the numbers of lost ones. The new file appears
-    complete or not at all. Raises QarError if the damaged file cannot be opened or nothing can be
-    saved.
+    complete or not at all. Raises OSError if the destination is refused, QarError if the damaged
+    file cannot be opened or nothing can be saved.
     """
     copied: Dict[str, int] = {}
     lost: List[str] = []
+    if os.path.exists(destination) and os.path.samefile(path, destination):
+        raise OSError(errno.EINVAL, "the damaged file is not replaced", destination)
     with _opened(path) as source, new_file(destination, replace) as temporary:
         with RecordSource(temporary, "x") as copy:
             for number in possible_classes(source):
                 copy_class(source, copy, number, copied, lost)
         if lost and not copied:
             raise DamagedError("salvaging", OPEN_DAMAGED, os.fspath(path), "nothing can be saved")
-    return Salvage(copied, _merged(lost))
+    return Salvage(copied, _with_unknown_losses_together(lost))
 
 
-def _merged(lines: List[str]) -> List[str]:
-    """Merge adjacent lines about unknown classes that differ only in the number of the class.
-
-    If SQLite cannot search the rows, any class may have been in the file.
-    """
-    merged: List[str] = []
-    for kind, group in itertools.groupby(lines, _without_number):
-        first, *others = group
-        if others and kind != first:
-            last = others[-1].split(":")[0].replace("class ", "")
-            merged.append(first.replace("class", "classes", 1).replace(":", f" to {last}:", 1))
-        else:
-            merged += [first, *others]
-    return merged
-
-
-def _without_number(line: str) -> str:
-    return re.sub("^class 0x[0-9A-F]+", "class", line)
+def _with_unknown_losses_together(lost: List[str]) -> List[str]:
+    """Replace the lines about classes of which nothing can be read by a single line."""
+    end = f": {_NOTHING_READ}"
+    known = [line for line in lost if not line.endswith(end)]
+    names = [line[: -len(end)] for line in lost if line.endswith(end)]
+    if len(names) <= 1:
+        return lost
+    named = [name for name in names if name in dictionary.classes()]
+    if len(named) < len(names):
+        named.append(f"{len(names) - len(named):,} classes without a name")
+    return known + [f"{', '.join(named)}: {_NOTHING_READ}"]
 
 
 @contextlib.contextmanager
@@ -103,7 +100,7 @@ def copy_class(
     if status != 0:
         if describe_status(status).family == DAMAGED:  # otherwise there is no such class
             saved, reason = _copy_verified(source, copy, number)
-            lost.append(f"{name}: {reason or error_for('counting', status, name).text}")
+            lost.append(f"{name}: {reason}")
             if saved:
                 copied[name] = _size(copy, number, saved)
         return
@@ -154,14 +151,14 @@ def _copy_records(
 def _copy_verified(source: RecordSource, copy: RecordSource, number: int) -> Tuple[int, str]:
     """Copy the verified records of a damaged class.
 
-    Return their number and a description of the loss, which is empty if nothing was saved.
+    Return their number and a description of the loss.
     """
     if not is_embedded(source):
-        return 0, ""
+        return 0, "the class is damaged"
     check(pyORV3.control(source.handle, ControlCommand.SALVAGE, 0), "salvaging", source.path)
     saved, lost = _copy_records(source, copy, number, MAX_INDEX, DamagedError)
     if saved == 0:
-        return 0, ""
+        return 0, "the content is damaged" if lost else _NOTHING_READ
     if is_single_block(number):
         return saved, "saved, but the directory of the file does not confirm the content"
     if not lost:

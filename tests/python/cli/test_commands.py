@@ -53,6 +53,7 @@ FAILURES = (  # arguments, part of the message
     ("analyse a.qar --into two.n42", "two.n42: Not a directory"),
     ("report a.qar -o a.qar", "a.qar: the file exists; use --force"),
     ("salvage none.qar b.qar", "no file or input"),
+    ("salvage a.qar a.qar --force", "the damaged file is not replaced"),
     ("status word", "'word' is not a status code"),
 )
 SPECTRUM = (

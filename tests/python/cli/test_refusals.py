@@ -147,11 +147,9 @@ class TestSpecialFiles(TestCase):
             *("show pipe", "show socket", "plot pipe", "report pipe", "convert pipe x.csv"),
             *("convert pipe.qar x.csv", "dump pipe.qar", "load pipe x.qar", "check pipe.qar"),
             *("analyse pipe", "analyse pipe.qar", "analyse a.qar -l pipe", "show /dev/zero"),
-            *(
-                "analyse a.qar --template pipe.qar",
-                "salvage pipe.qar x.qar",
-                "analyse a.qar -o t.csv",
-            ),
+            *("salvage pipe.qar x.qar", "analyse a.qar -o t.csv", "view pipe --no-browser"),
+            *("analyse a.qar --template pipe.qar", "calibrate pipe --nuclide Eu-152"),
+            *("report a.qar --compare pipe", "efficiency a.qar --certificate pipe"),
         )
         program = "import sys\nfrom qar.cli.main import main\nprint(main(sys.argv[1:]))"
         for command in commands:

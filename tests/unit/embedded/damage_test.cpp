@@ -57,8 +57,9 @@ TEST_F(DamageTest, FileWithWrongSchemaIsRefusedAtOpening) {
     });
 }
 
-// The directory has the nuclides and the spectrum, 10 bytes each.
+// The directory has the measurement, the nuclides and the spectrum, 10 bytes each.
 TEST_F(DamageTest, ClassesThatMatchDamagedDirectoryAreReadAndOthersAreSalvaged) {
+    ASSERT_EQ(0U, DataSource::opened(file(), writing).put(QAR_D_LIVETIME, 1.0));
     const std::string ofDirectory = " WHERE key = 0";
     const auto replaced = [&](int first, const std::string& bytes) {
         return "UPDATE item SET bytes = cast(substr(bytes, 1, " + std::to_string(first - 1) +
@@ -73,9 +74,9 @@ TEST_F(DamageTest, ClassesThatMatchDamagedDirectoryAreReadAndOthersAreSalvaged) 
     };
     const std::vector<Case> cases = {
         {"UPDATE item SET checksum = checksum + 1" + ofDirectory, true, true},
-        {replaced(4, "0000"), false, true},
-        {replaced(1, "0620"), false, true},
-        {replaced(11, "0130"), true, false},
+        {replaced(14, "0000"), false, true},
+        {replaced(11, "0620"), false, true},
+        {replaced(21, "0130"), true, false},
         {"UPDATE item SET bytes = substr(bytes, 1, 19)" + ofDirectory, false, false},
         {"UPDATE item SET checksum = 'one', bytes = x''" + ofDirectory, false, false},
         {"UPDATE item SET key = 1" + ofDirectory, false, false},
@@ -93,6 +94,8 @@ TEST_F(DamageTest, ClassesThatMatchDamagedDirectoryAreReadAndOthersAreSalvaged) 
         EXPECT_EQ(codes::damaged, SOrvReVerify(source.context()));
         EXPECT_EQ(expected->hasNuclides ? 1 : -1, source.recordCount(QAR_CLS_NUCLIDE));
         EXPECT_EQ(expected->hasSpectrum ? 1 : -1, source.recordCount(QAR_CLS_SPECTRUM));
+        EXPECT_EQ(-1, source.recordCount(QAR_CLS_PEAK));
+        EXPECT_EQ(codes::damaged, SOrvSaveAs(source.context(), copy.context()));
         ASSERT_EQ(0U, SOrvControlDSC(source.context(), 4, 0));
         const auto copyOf = [&](std::uint16_t classCode, std::uint16_t record) {
             return SOrvCopyRecord(source.context(), classCode, record, copy.context(), 1, 0);
@@ -101,9 +104,10 @@ TEST_F(DamageTest, ClassesThatMatchDamagedDirectoryAreReadAndOthersAreSalvaged) 
         EXPECT_EQ(661.657, copy.get<double>(QAR_D_LINEENERGY));
         EXPECT_EQ(0U, copyOf(QAR_CLS_SPECTRUM, 1));
         EXPECT_EQ(4096U, copy.getSpectrum().size());
-        for (const std::uint16_t classCode : {QAR_CLS_NUCLIDE, QAR_CLS_SPECTRUM}) {
-            EXPECT_EQ(codes::noSuchRecord, copyOf(classCode, 2));
-        }
+        EXPECT_EQ(codes::noSuchRecord, copyOf(QAR_CLS_NUCLIDE, 2));
+        EXPECT_EQ(codes::noSuchRecord, copyOf(QAR_CLS_SPECTRUM, 2));
+        EXPECT_EQ(codes::noSuchRecord, copyOf(QAR_CLS_PEAK, 1));
+        EXPECT_EQ(codes::noSuchRecord, copyOf(QAR_CLS_VORLAGEOM, 1));
         ++expected;
     });
 }

@@ -4,6 +4,7 @@ import os
 import sys
 import webbrowser
 
+from ...regular_files import open_regular
 from ..command import DONE, Arguments, Command, CommandError, Parser, add_recursive, number_up_to
 from ..inputs import files_of
 from ..output import inform
@@ -18,8 +19,9 @@ def view(arguments: Arguments) -> int:
     files = files_of(arguments.files, arguments.recursive)
     if not files:
         raise CommandError(f"no spectrum in {', '.join(map(repr, arguments.files))}")
-    for path in files:
-        os.lstat(path)  # a missing file is reported now and not in the browser
+    for path in arguments.files:
+        if not os.path.isdir(path):
+            open_regular(path).close()  # failures are reported now and not in the browser
     shown = catalogue(files, arguments.library, reading_of(arguments))
     with Server(arguments.port, Pages(shown)) as server:
         address = server.address + ("1" if len(files) == 1 else "")
