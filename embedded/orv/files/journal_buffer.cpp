@@ -57,7 +57,6 @@ class BufferedJournal : public sqlite3_file {
     int flush() {
         const int result = buffer_.empty() ? SQLITE_OK : writeToFile(buffer_, start_);
         if (result == SQLITE_OK) {
-            start_ = end();
             buffer_.clear();
         }
         return result;
@@ -83,7 +82,7 @@ class BufferedJournal : public sqlite3_file {
     }
 
     std::vector<char> buffer_;
-    sqlite3_int64 start_ = 0;  // offset of the buffer in the journal
+    sqlite3_int64 start_ = 0;  // offset of the buffer in the journal, unless it is empty
 };
 
 BufferedJournal& journalOf(sqlite3_file* file) {
