@@ -60,6 +60,12 @@ void LikelihoodFit::observe(const Expectation& expectation, Eigen::Index unknown
     }
 }
 
+void LikelihoodFit::fix(Eigen::Index unknown) {
+    std::erase(free_, unknown);
+    std::erase_if(observations_,
+                  [unknown](const Observation& one) { return one.unknown == unknown; });
+}
+
 double LikelihoodFit::variance(Eigen::Index row) const {
     return std::max(contents_[row] + excess(row), minVarianceOfChannel);
 }
@@ -105,13 +111,18 @@ bool LikelihoodFit::isHeld(Eigen::Index position) const {
            (values_[unknown] >= model_.maxValues()[unknown] && right_[position] > 0.0);
 }
 
+// Keeps an unknown as it is.
+void LikelihoodFit::hold(Eigen::Index position) {
+    matrix_.row(position).setZero();
+    matrix_.col(position).setZero();
+    matrix_(position, position) = 1.0;
+    right_[position] = 0.0;
+}
+
 void LikelihoodFit::holdAtBounds(Eigen::Index end) {
     for (Eigen::Index position = 0; position < right_.size(); ++position) {
         if (free_[static_cast<std::size_t>(position)] < end && isHeld(position)) {
-            matrix_.row(position).setZero();
-            matrix_.col(position).setZero();
-            matrix_(position, position) = 1.0;
-            right_[position] = 0.0;
+            hold(position);
         }
     }
 }
@@ -214,6 +225,27 @@ Eigen::VectorXd LikelihoodFit::variances() {
         variances[free_[position]] = inverse(row, row) * scale[row] * scale[row];
     }
     return variances;
+}
+
+NormalEquations LikelihoodFit::equationsOf(std::span<const Eigen::Index> unknowns) {
+    const auto count = static_cast<Eigen::Index>(free_.size());
+    const auto kept = static_cast<Eigen::Index>(unknowns.size());
+    free_.insert(free_.end(), unknowns.begin(), unknowns.end());
+    makeEquations();
+    for (Eigen::Index position = 0; position < count; ++position) {
+        if (isHeld(position)) {
+            hold(position);
+        }
+    }
+    free_.resize(static_cast<std::size_t>(count));
+    const Eigen::LLT<Eigen::MatrixXd> factors(matrix_.topLeftCorner(count, count));
+    if (factors.info() != Eigen::Success) {
+        return {};
+    }
+    const Eigen::MatrixXd coupling = matrix_.topRightCorner(count, kept);
+    const Eigen::MatrixXd following = factors.solve(coupling);
+    return {matrix_.bottomRightCorner(kept, kept) - coupling.transpose() * following,
+            right_.tail(kept) - following.transpose() * right_.head(count)};
 }
 
 namespace {

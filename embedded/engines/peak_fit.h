@@ -18,6 +18,12 @@ namespace embedded::engines {
 // too much.
 inline constexpr double minVarianceOfChiSquare = 0.5;
 
+// matrix x = right, for the change x of some unknowns that maximises the likelihood.
+struct NormalEquations {
+    Eigen::MatrixXd matrix;
+    Eigen::VectorXd right;
+};
+
 // Maximum-likelihood fit of a peak model to the counts of a region, with Poisson statistics.
 class LikelihoodFit {
   public:
@@ -25,8 +31,8 @@ class LikelihoodFit {
     // shape lacks are fixed.
     LikelihoodFit(const Spectrum& spectrum, const PeakModel& model);
 
-    // Keeps an unknown at its first value.
-    void fix(Eigen::Index unknown) { std::erase(free_, unknown); }
+    // Keeps an unknown at its first value, whatever is expected of it.
+    void fix(Eigen::Index unknown);
 
     // Fits, beginning with these values.
     void converge(const Eigen::VectorXd& values);
@@ -41,6 +47,9 @@ class LikelihoodFit {
     // Returns the variance of each unknown, 0 for a fixed one; empty if the unknowns are
     // degenerate.
     Eigen::VectorXd variances();
+    // Returns the equations for a change of fixed unknowns if the free ones follow; empty if the
+    // free ones are degenerate.
+    NormalEquations equationsOf(std::span<const Eigen::Index> unknowns);
 
   private:
     // Prior knowledge of an unknown, from outside the region.
@@ -62,6 +71,7 @@ class LikelihoodFit {
     }
     Eigen::VectorXd stepped(const Eigen::VectorXd& step) const;
     void makeEquations();
+    void hold(Eigen::Index position);
     void holdAtBounds(Eigen::Index end);
     bool isHeld(Eigen::Index position) const;
 

@@ -172,7 +172,7 @@ constexpr double relativeFractionPerOctave = 0.3;
 // The tail on the right comes from the electronics, so all peaks have it.
 constexpr double octavesOfLeftTail = 3.0;
 constexpr double octavesOfRightTail = std::numeric_limits<double>::infinity();
-constexpr double lengthScatter = 0.15;
+constexpr double lengthScatter = 0.3;
 constexpr double driftScatter = 0.05;
 constexpr double largestFraction = 0.5;
 

@@ -22,6 +22,8 @@ class SmoothFunction {
     // Values that disagree with the others are left out. Returns nullopt without values.
     static std::optional<SmoothFunction> through(std::vector<MeasuredValue> values);
 
+    // Returns the mean value and its uncertainty.
+    Expectation mean() const { return {value_, valueVariance_}; }
     // The function and the uncertainty of its mean.
     Expectation meanAt(double channel) const;
     // The same for a single peak: the variance includes the scatter of the measured values.

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "embedded/engines/common_tails.h"
 #include "embedded/engines/fit_improvement.h"
 
 namespace embedded::engines {
@@ -25,7 +26,7 @@ constexpr double tailReach = 2.5;
 constexpr double doubletPart = 0.5;
 
 constexpr double requiredGainOfPeak = 25.0;  // in -2 ln(likelihood)
-constexpr double absentFraction = 0.02;      // standard deviation of the fraction of an unseen tail
+constexpr double absentFraction = 0.05;      // standard deviation of the fraction of an unseen tail
 constexpr double significantDeviation = 3.0;  // in standard deviations
 
 // A drift of all peaks must reduce -2 ln(likelihood) of the strongest to this part.
@@ -178,72 +179,78 @@ void addHiddenPeaks(const Spectrum& spectrum, std::span<StrongGroup> groups) {
 
 // A fit that does not describe its region may contain an unknown doublet, so it counts only if
 // there are several.
+bool isUsable(const RegionFit& fit, std::size_t count) {
+    const double maxRatio = count < several ? 1.0 : maxReducedChiSquare;
+    return describesRegion(fit) || fit.chiSquare < maxRatio * fit.degreesOfFreedom;
+}
+
+MeasuredValue measuredBy(const RegionFit& fit, Eigen::Index unknown) {
+    const double enlargement = enlargementOf(fit);
+    return {fit.peaks.front().channel,
+            {fit.values[unknown], fit.variances[unknown] * enlargement * enlargement}};
+}
+
 std::vector<MeasuredValue> measured(const Fits& fits, Eigen::Index unknown) {
-    const double maxRatio = fits.size() < several ? 1.0 : maxReducedChiSquare;
     std::vector<MeasuredValue> values;
     for (const auto& fit : fits) {
-        if (fit && (describesRegion(*fit) || fit->chiSquare < maxRatio * fit->degreesOfFreedom)) {
-            const double enlargement = enlargementOf(*fit);
-            const double variance = fit->variances[unknown] * enlargement * enlargement;
-            values.push_back({fit->peaks.front().channel, {fit->values[unknown], variance}});
+        if (fit && isUsable(*fit, fits.size())) {
+            values.push_back(measuredBy(*fit, unknown));
         }
     }
     return values;
 }
 
-bool isSignificant(const Expectation& value) {
-    return value.value > significantDeviation * std::sqrt(value.variance);
-}
-
-// Returns the decay length of the visible tails.
-std::optional<SmoothFunction> lengthOf(const Fits& fits, Eigen::Index fraction) {
-    const std::vector<MeasuredValue> fractions = measured(fits, fraction);
-    const std::vector<MeasuredValue> lengths = measured(fits, fraction + 1);
-    std::vector<MeasuredValue> seen;
-    for (std::size_t number = 0; number < fractions.size(); ++number) {
-        if (isSignificant(fractions[number].value)) {
-            seen.push_back(lengths[number]);
-        }
-    }
-    const auto function = SmoothFunction::through(std::move(seen));
-    return function ? std::optional(function->exact()) : std::nullopt;
-}
-
-// Returns the median of values, which a few peaks with a hidden neighbour do not change, and the
-// variance that it has if the values scatter as their variances say.
-Expectation medianValue(std::span<const MeasuredValue> measuredValues) {
-    constexpr double deviationOfMedian =
-        1.2533;  // relative to that of the mean, for a normal distribution
-    std::vector<double> values;
-    double weight = 0.0;
-    for (const MeasuredValue& one : measuredValues) {
-        values.push_back(one.value.value);
-        weight += 1.0 / std::sqrt(one.value.variance);
-    }
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    const auto count = static_cast<double>(values.size());
-    const double meanDeviation = count / weight;
-    return {*middle, std::pow(deviationOfMedian * meanDeviation, 2) / count};
-}
-
-// Returns the fraction of the tail. If the peaks together do not show it, it is their median, drawn
-// toward 0.
-std::optional<SmoothFunction> fractionOf(const Fits& fits, Eigen::Index fraction) {
-    std::vector<MeasuredValue> values = measured(fits, fraction);
-    if (values.empty()) {
+// Returns the fraction of a tail as a function of the channel. If the peaks together do not show
+// the tail, the fraction is drawn toward 0.
+std::optional<SmoothFunction> fractionOf(std::vector<MeasuredValue> values) {
+    auto function = SmoothFunction::through(values);
+    if (!function) {
         return std::nullopt;
     }
-    const Expectation median = medianValue(values);
-    if (!isSignificant(median)) {
+    const auto [value, variance] = function->mean();
+    if (value < significantDeviation * std::sqrt(variance)) {
         constexpr double absentVariance = absentFraction * absentFraction;
-        const double part = absentVariance / (absentVariance + median.variance);
-        const auto count = static_cast<double>(values.size());
-        for (MeasuredValue& value : values) {
-            value.value = {part * median.value, part * median.variance * count};
+        const double part = absentVariance / (absentVariance + variance);
+        for (MeasuredValue& one : values) {
+            one.value = {part * one.value.value, part * one.value.variance};
+        }
+        function = SmoothFunction::through(std::move(values));
+    }
+    return function;
+}
+
+SmoothFunction constant(double value) {
+    return SmoothFunction::through({{0.0, {value, 1.0}}})->exact();
+}
+
+// Measures the tails. A peak whose tails are different from those of the others is fitted again.
+void measureTails(const Spectrum& spectrum, std::span<const StrongGroup> groups, Fits fits,
+                  ShapeCalibration& shapes) {
+    for (auto& fit : fits) {
+        if (fit && !isUsable(*fit, fits.size())) {
+            fit.reset();
         }
     }
-    return SmoothFunction::through(std::move(values));
+    const CommonTails tails = fitCommonTails(spectrum, fits);
+    shapes.left.length = constant(tails.leftLength);
+    shapes.right.length = constant(tails.rightLength);
+    std::vector<MeasuredValue> left;
+    std::vector<MeasuredValue> right;
+    for (std::size_t number = 0; number < fits.size(); ++number) {
+        if (!fits[number]) {
+            continue;
+        }
+        const double channel = fits[number]->peaks.front().channel;
+        if (const auto& fractions = tails.fractions[number]) {
+            left.push_back({channel, fractions->left});
+            right.push_back({channel, fractions->right});
+        } else if (const auto fit = fitShape(spectrum, groups[number], bothTails, fits[number])) {
+            left.push_back(measuredBy(*fit, PeakModel::leftFraction));
+            right.push_back(measuredBy(*fit, PeakModel::rightFraction));
+        }
+    }
+    shapes.left.fraction = fractionOf(std::move(left));
+    shapes.right.fraction = fractionOf(std::move(right));
 }
 
 double unlikelihoodOf(const Fits& fits) {
@@ -290,11 +297,7 @@ ShapeCalibration measureShapes(const Spectrum& spectrum, std::span<const FittedP
     if (shapes.drift) {
         fits = fitShapes(calibrated, groups, bothTails);
     }
-    shapes.left.length = lengthOf(fits, PeakModel::leftFraction);
-    shapes.right.length = lengthOf(fits, PeakModel::rightFraction);
-    fits = fitShapes(calibrated, groups, bothTails, fits);
-    shapes.left.fraction = fractionOf(fits, PeakModel::leftFraction);
-    shapes.right.fraction = fractionOf(fits, PeakModel::rightFraction);
+    measureTails(calibrated, groups, fits, shapes);
     fits = fitShapes(calibrated, groups, {}, fits);
     shapes.widthFactor = SmoothFunction::through(measured(fits, PeakModel::widthFactor));
     return shapes;

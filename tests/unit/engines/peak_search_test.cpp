@@ -212,6 +212,26 @@ TEST(PeakSearch, TailsAndDriftMakeNoSecondPeakAndHideNoCounts) {
     }
 }
 
+// No single peak shows its tails; all peaks together do.
+TEST(PeakSearch, AreasOfPeaksWithFewCountsIncludeTheirTails) {
+    auto random = simulated::repeatableRandom(12);
+    double area = 0.0;
+    int count = 0;
+    for (int number = 0; number < 24; ++number) {
+        SimulatedSpectrum spectrum;
+        for (int peak = 1; peak <= 14; ++peak) {
+            spectrum.addPeak(260.3 * peak, 3000.0, 1.0, 0.03, 0.03);
+        }
+        for (const FittedPeak& peak :
+             findPeaks({spectrum.draw(random), spectrum.widths()}, {limit})) {
+            area += peak.area / 3000.0;
+            ++count;
+        }
+    }
+    EXPECT_EQ(24 * 14, count);
+    EXPECT_NEAR(1.0, area / count, 0.004);
+}
+
 // Only the likelihood distinguishes a faint peak from a tail of a lone strong one.
 TEST(PeakSearch, FaintPeaksBesideLonePeaksWithTailsAreFound) {
     auto random = simulated::repeatableRandom(3);
