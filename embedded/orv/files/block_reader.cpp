@@ -16,7 +16,8 @@
 namespace embedded {
 namespace {
 
-constexpr std::uint32_t maxNumber = 65535;  // of classes, records and entries
+constexpr std::uint32_t maxNumber = 65535;           // of classes, records and entries
+constexpr std::uint16_t lastPositiveClass = 0x7FFF;  // keys are signed in SQL
 constexpr std::uint32_t maxCount = std::numeric_limits<std::uint32_t>::max();
 
 std::uint64_t firstKeyOf(std::uint16_t classCode) {
@@ -177,7 +178,16 @@ ClassChecksums BlockReader::readUnverifiedDirectory() {
             directory.remove(classCode);
         }
     }
+    if (directory.classes().empty()) {
+        requireReadableRow();
+    }
     return directory;
+}
+
+void BlockReader::requireReadableRow() {
+    if (!Execution(rowsBackwards_, firstKeyOf(0), lastKeyOf(lastPositiveClass)).step()) {
+        refuse();
+    }
 }
 
 ClassChecksums BlockReader::readDirectory() {

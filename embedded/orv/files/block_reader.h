@@ -33,6 +33,7 @@ class BlockReader {
     const ClassChecksums& readClasses();
     // As readClasses, but reads as much as possible of a damaged directory and returns false. A
     // class whose rows match its checksum there is sound nevertheless; any other one is damaged.
+    // Throws Failure(damaged) if no row at all can be read.
     bool readPossibleClasses();
     [[nodiscard]] const ClassChecksums& classes() const { return checksums_; }
     // Sets the checksums after a save.
@@ -67,6 +68,7 @@ class BlockReader {
     ClassChecksums readDirectory();
     // Ignores all checksums and unknown classes.
     ClassChecksums readUnverifiedDirectory();
+    void requireReadableRow();
     // Returns the current row of a class, verifies its checksum and adds that to the sum.
     Row verifiedRow(const Execution& row, Checksum& sum) const;
     [[nodiscard]] Block readRows(std::uint16_t classCode, BlockKind kind, Checksum& sum);

@@ -27,7 +27,7 @@ def verify(path: Path) -> None:
         source.verify()
 
 
-_NOTHING_READ = "nothing can be read, and it is not known if the file had it"
+_NOTHING_READ = "nothing can be read; the file may not have had it"
 
 
 class Salvage(NamedTuple):

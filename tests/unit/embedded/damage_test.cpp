@@ -112,6 +112,15 @@ TEST_F(DamageTest, ClassesThatMatchDamagedDirectoryAreReadAndOthersAreSalvaged) 
     });
 }
 
+// Otherwise the next save would write the directory without the classes that it lacks.
+TEST_F(DamageTest, WriterCannotWriteAfterOtherProgramDamagedDirectory) {
+    const auto source = DataSource::opened(file(), writing);
+    change("UPDATE item SET checksum = 0 WHERE key = 0");
+    EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
+    EXPECT_EQ(codes::readOnly, source.put(QAR_D_HALFLIFE, 1.0));
+    EXPECT_EQ(0x5U, source.sourceState());
+}
+
 TEST_F(DamageTest, OnlyClassWithWrongRowsIsRefusedAndSourceBecomesReadOnly) {
     const std::vector<std::string> changes = {
         "UPDATE item SET bytes = x'0000000000A08440' WHERE key >> 32 = 0x20040010",
@@ -150,16 +159,20 @@ TEST_F(DamageTest, OnlyClassWithWrongRowsIsRefusedAndSourceBecomesReadOnly) {
     });
 }
 
-TEST_F(DamageTest, ChangedSpectrumIsRefused) {
+TEST_F(DamageTest, ChangedSpectrumIsRefusedAndNotSalvaged) {
+    const auto copy = DataSource::created(file("copy.qar"));
     afterEach({"UPDATE item SET bytes = zeroblob(4 * 4096) WHERE key >> 32 = 0x20050000",
                "UPDATE item SET bytes = x'01000000' WHERE key >> 32 = 0x20050000",
                "UPDATE item SET bytes = zeroblob(4 * 65536) WHERE key >> 32 = 0x20050000",
                "DELETE FROM item WHERE key >> 32 = 0x20050000"},
-              [this] {
+              [&] {
                   const auto source = DataSource::opened(file(), reading);
                   EXPECT_EQ(1, source.recordCount(QAR_CLS_NUCLIDE));
                   EXPECT_EQ(-1, source.recordCount(QAR_CLS_SPECTRUM));
                   EXPECT_EQ(codes::damaged, source.lastFailure());
+                  ASSERT_EQ(0U, SOrvControlDSC(source.context(), 4, 0));
+                  EXPECT_NE(0U, SOrvCopyRecord(source.context(), QAR_CLS_SPECTRUM, 1,
+                                               copy.context(), 1, 0));
               });
 }
 
