@@ -64,7 +64,9 @@ class TailedRegion {
 };
 
 bool TailedRegion::fit(const Eigen::Vector4d& tails) {
-    PeakModel model = modelOf(spectrum_, own_.region, own_.expected, own_.shape);
+    PeakShape shape = modelOf(spectrum_, own_.region, own_.expected, own_.shape).expectedShape();
+    shape.widthFactor.variance = 0.2 * 0.2;  // tails must not compensate for a wrong width
+    PeakModel model(own_.region, own_.expected, own_.shape, shape);
     model.estimate(spectrum_.contents);  // determines the position of the step
     LikelihoodFit likelihood(spectrum_, model);
     for (std::size_t number = 0; number < modelUnknowns.size(); ++number) {

@@ -26,7 +26,7 @@ constexpr double tailReach = 2.5;
 constexpr double doubletPart = 0.5;
 
 constexpr double requiredGainOfPeak = 25.0;  // in -2 ln(likelihood)
-constexpr double absentFraction = 0.05;      // standard deviation of the fraction of an unseen tail
+constexpr double absentFraction = 0.03;      // standard deviation of the fraction of an unseen tail
 constexpr double significantDeviation = 3.0;  // in standard deviations
 
 // A drift of all peaks must reduce -2 ln(likelihood) of the strongest to this part.
