@@ -129,7 +129,7 @@ void recordFile(bool succeeded, int file, const char* verb, const char* rest,
     }
     const int error = errno;
     snprintf(link, sizeof link, "/proc/self/fd/%d", file);
-    const long length = syscall(SYS_readlink, link, path, sizeof path - 1);
+    const long length = syscall(SYS_readlinkat, AT_FDCWD, link, path, sizeof path - 1);
     path[length < 0 ? 0 : length] = '\0';
     if (isRecorded(path) && syscall(SYS_newfstatat, file, "", &status, AT_EMPTY_PATH) == 0) {
         if (S_ISDIR(status.st_mode)) {
