@@ -2,7 +2,7 @@
 
     run.py FOLDER    # for the packages of npm, which are installed once
 
-Exits with 77 if Chromium, Node.js or the packages are missing.
+Exits with 77 if Chromium, Node.js or the packages are missing, or if Node.js is too old.
 """
 
 import os
@@ -15,6 +15,7 @@ import tempfile
 HERE = pathlib.Path(__file__).resolve().parent
 SKIPPED = 77
 PROGRAMS = ("chromium", "node", "npm")
+OLDEST_NODE = 20  # of playwright-core; Debian 12 has an older version
 
 
 def skip(reason):
@@ -41,6 +42,9 @@ def main():
     missing = [name for name in PROGRAMS if shutil.which(name) is None]
     if missing:
         skip(f"{', '.join(missing)} not installed")
+    node = subprocess.check_output(["node", "--version"], encoding="ascii")  # v20.1.0
+    if int(node[1:].split(".")[0]) < OLDEST_NODE:
+        skip(f"Node.js {node.strip()} is too old; version {OLDEST_NODE} or later is needed")
     packages = pathlib.Path(sys.argv[1]).resolve()
     install(packages)
     with tempfile.TemporaryDirectory() as pages:
