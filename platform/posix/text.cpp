@@ -24,7 +24,7 @@ std::optional<std::wstring> wideFrom(std::string_view bytes,
     return wide;
 }
 
-int fail(DWORD error) {
+int failureOf(DWORD error) {
     SetLastError(error);
     return 0;
 }
@@ -35,19 +35,19 @@ int convertText(UINT codePage, const Source* text, int length, Target* buffer, i
                 Convert convert) {
     if (codePage != CP_ACP || text == nullptr || length == 0 || length < -1 || size < 0 ||
         (size > 0 && buffer == nullptr)) {
-        return fail(ERROR_INVALID_PARAMETER);
+        return failureOf(ERROR_INVALID_PARAMETER);
     }
     const auto count = length > 0 ? static_cast<std::size_t>(length)
                                   : std::basic_string_view<Source>(text).size() + 1;
     if (count > INT_MAX) {
-        return fail(ERROR_INVALID_PARAMETER);
+        return failureOf(ERROR_INVALID_PARAMETER);
     }
     const auto needed = static_cast<int>(count);
     if (size == 0) {
         return needed;
     }
     if (size < needed) {
-        return fail(ERROR_INSUFFICIENT_BUFFER);
+        return failureOf(ERROR_INSUFFICIENT_BUFFER);
     }
     std::transform(text, text + count, buffer, convert);
     return needed;
@@ -74,7 +74,7 @@ std::optional<std::wstring> platform::wideFromUtf16(std::string_view bytes) {
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer,
                         int size) {
     if ((flags & ~static_cast<DWORD>(MB_PRECOMPOSED)) != 0) {
-        return fail(ERROR_INVALID_FLAGS);
+        return failureOf(ERROR_INVALID_FLAGS);
     }
     return convertText(codePage, text, length, buffer, size, text::characterOf);
 }
@@ -82,7 +82,7 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPW
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer,
                         int size, LPCSTR replacement, LPBOOL replaced) {
     if (flags != 0) {
-        return fail(ERROR_INVALID_FLAGS);
+        return failureOf(ERROR_INVALID_FLAGS);
     }
     const char substitute = replacement != nullptr ? *replacement : defaultCharacter;
     BOOL anyReplaced = FALSE;

@@ -14,7 +14,7 @@ using recording::Recorder;
 
 constexpr int patience = 10000;  // milliseconds
 constexpr uint32_t nobodyCame = 0x00610001;
-const recording::Presence presence("double_engine");
+const recording::Presence presenceOfEngine("double_engine");
 
 }  // namespace
 

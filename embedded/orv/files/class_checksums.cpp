@@ -7,8 +7,8 @@
 namespace embedded {
 namespace {
 
-constexpr std::size_t codeSize = sizeof(std::uint16_t);
-constexpr std::size_t itemSize = codeSize + sizeof(Checksum);
+constexpr std::size_t classCodeSize = sizeof(std::uint16_t);
+constexpr std::size_t itemSize = classCodeSize + sizeof(Checksum);
 
 }  // namespace
 
@@ -20,7 +20,7 @@ ClassChecksums::ClassChecksums(std::span<const char> bytes) {
         std::uint16_t classCode = 0;
         Checksum checksum = 0;
         std::memcpy(&classCode, bytes.data(), sizeof classCode);
-        std::memcpy(&checksum, &bytes[codeSize], sizeof checksum);
+        std::memcpy(&checksum, &bytes[classCodeSize], sizeof checksum);
         set(classCode, checksum);
     }
 }

@@ -21,7 +21,7 @@ namespace {
 constexpr mode_t newFileMode = 0666;  // reduced by the umask
 
 // A file without a name gets one through this directory, which is missing in a bare chroot.
-constexpr const char* openFiles = "/proc/self/fd";
+constexpr const char* openFilesFolder = "/proc/self/fd";
 
 std::string pathInItsFolder(const std::string& name) {
     const std::string fileName = lastNameOf(name);
@@ -47,7 +47,7 @@ std::string temporaryPathIn(const std::string& folder) {
 
 // Creates a file without a name, or with a temporary name that it stores in temporaryPath.
 FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
-    if (access(openFiles, X_OK) == 0) {
+    if (access(openFilesFolder, X_OK) == 0) {
         const int unnamed = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, newFileMode);
         if (unnamed >= 0) {
             return FileDescriptor(unnamed);
@@ -63,7 +63,7 @@ FileDescriptor openedIn(const std::string& folder, std::string& temporaryPath) {
 
 void writeWhole(int file, std::span<const char> bytes) {
     while (!bytes.empty()) {
-        const ssize_t written = write(file, bytes.data(), bytes.size());
+        const ssize_t written = ::write(file, bytes.data(), bytes.size());
         if (written < 0 && errno != EINTR) {
             throwSystemFailure(errno);
         }
@@ -79,7 +79,8 @@ bool syncFolder(int folder) {
 // Gives the file a name. False if the name is taken.
 bool link(const FileDescriptor& file, const std::string& temporaryPath, const char* path) {
     if (temporaryPath.empty()) {
-        const std::string unnamed = std::string(openFiles) + "/" + std::to_string(file.number());
+        const std::string unnamed =
+            std::string(openFilesFolder) + "/" + std::to_string(file.number());
         return linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
     }
     // Some file systems support only one of the two calls.

@@ -35,7 +35,7 @@ Bytes contentOf(const std::string& path) {
     return content;
 }
 
-void write(const std::string& path, const Bytes& content) {
+void writeFile(const std::string& path, const Bytes& content) {
     std::ofstream(path, std::ios::binary).write(content.data(), std::ssize(content));
 }
 
@@ -58,7 +58,7 @@ class JournalTest : public DataSourceTest {
         }
         states_.push_back(contentOf(path_));
         std::filesystem::remove(file("kept"));
-        write(journalPath_, journal_);
+        writeFile(journalPath_, journal_);
     }
 
     // Saves a state with several classes on several pages.
@@ -92,8 +92,8 @@ TEST_F(JournalTest, JournalOfInterruptedSaveIsRolledBack) {
     for (std::size_t written : {std::size_t{0}, pageSize, states_[2].size() - pageSize}) {
         Bytes content = states_[1];
         std::copy_n(states_[2].begin(), written, content.begin());
-        write(path_, content);
-        write(journalPath_, journal_);
+        writeFile(path_, content);
+        writeFile(journalPath_, journal_);
         EXPECT_EQ(2, stateOf(path_)) << written;
         expectJournalApplied();
     }
@@ -115,18 +115,18 @@ TEST_F(JournalTest, JournalThatChangesOnlyTheSizeIsSetAsideAtCreation) {
     std::filesystem::remove(path_);
     journal_.resize(512);
     std::fill_n(journal_.begin() + 8, 4, '\0');  // no page was synced
-    write(journalPath_, journal_);
+    writeFile(journalPath_, journal_);
     { save(DataSource::created(path_), 4); }
     EXPECT_EQ(4, stateOf(path_));
     expectJournalSetAside();
 }
 
 TEST_F(JournalTest, JournalOfOtherStateIsSetAsideBesideRestoredFile) {
-    write(path_, states_[0]);
+    writeFile(path_, states_[0]);
     EXPECT_EQ(1, stateOf(path_));
     expectJournalSetAside();
-    write(journalPath_, journal_);
-    write(path_, states_[2]);
+    writeFile(journalPath_, journal_);
+    writeFile(path_, states_[2]);
     std::filesystem::rename(journalPath_, file("later"));
     { save(DataSource::opened(path_, writing), 5); }
     std::filesystem::rename(file("later"), journalPath_);
@@ -136,7 +136,7 @@ TEST_F(JournalTest, JournalOfOtherStateIsSetAsideBesideRestoredFile) {
 
 // The copy has the change counter that the interrupted save would have written.
 TEST_F(JournalTest, JournalIsNotAppliedToCopyThatWasSavedOnce) {
-    write(file("copy.qar"), states_[1]);
+    writeFile(file("copy.qar"), states_[1]);
     { save(DataSource::opened(file("copy.qar"), writing), 6); }
     std::filesystem::rename(file("copy.qar"), path_);
     EXPECT_EQ(6, stateOf(path_));
@@ -144,7 +144,7 @@ TEST_F(JournalTest, JournalIsNotAppliedToCopyThatWasSavedOnce) {
 }
 
 TEST_F(JournalTest, SaveByOtherHardLinkIsNotUndone) {
-    write(path_, states_[1]);
+    writeFile(path_, states_[1]);
     std::filesystem::create_hard_link(path_, file("link.qar"));
     { save(DataSource::opened(file("link.qar"), writing), 7); }
     EXPECT_EQ(7, stateOf(path_));
@@ -154,7 +154,7 @@ TEST_F(JournalTest, SaveByOtherHardLinkIsNotUndone) {
 TEST_F(JournalTest, InterruptedSaveIsDamageByOtherHardLinkUntilRolledBack) {
     Bytes content = states_[1];
     std::copy_n(states_[2].begin(), 2 * pageSize, content.begin());
-    write(path_, content);
+    writeFile(path_, content);
     std::filesystem::create_hard_link(path_, file("link.qar"));
     EXPECT_EQ(codes::openedWithRemark, DataSource().open(file("link.qar"), writing));
     EXPECT_EQ(2, stateOf(path_));
@@ -169,8 +169,8 @@ TEST_F(JournalTest, LogBesideFileWithoutWriteAheadModeIsSetAside) {
         log = contentOf(path_ + "-wal");
     }
     std::filesystem::remove(path_);
-    write(path_ + "-wal", log);
-    write(path_ + "-shm", Bytes(32768));
+    writeFile(path_ + "-wal", log);
+    writeFile(path_ + "-shm", Bytes(32768));
     { save(DataSource::created(path_), 8); }
     EXPECT_EQ(8, stateOf(path_));
     EXPECT_EQ(log, contentOf(path_ + ".wal"));
@@ -180,7 +180,7 @@ TEST_F(JournalTest, LogBesideFileWithoutWriteAheadModeIsSetAside) {
 TEST_F(JournalTest, InvalidJournalIsHarmless) {
     const std::vector<Bytes> contents = {{}, {'x'}, Bytes(journal_.begin(), journal_.begin() + 20)};
     for (const Bytes& content : contents) {
-        write(journalPath_, content);
+        writeFile(journalPath_, content);
         EXPECT_EQ(3, stateOf(path_));
     }
 }

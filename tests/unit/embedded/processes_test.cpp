@@ -105,7 +105,7 @@ TEST_F(ProcessesTest, LockEndsWithWriterAndNotWithItsForkedProcess) {
         const auto source = DataSource::opened(file(), writing);
         started([&] {
             const pid_t self = getpid();
-            return write(ends[1], &self, sizeof self) == sizeof self && pause() == 0;
+            return ::write(ends[1], &self, sizeof self) == sizeof self && pause() == 0;
         });
         return raise(SIGSTOP) == 0;
     });

@@ -71,7 +71,8 @@ class EngineTest : public DataSourceTest {
     // Returns the names of the result records with an energy, which are the identified nuclides.
     std::vector<std::string> identified() const {
         std::vector<std::string> names;
-        for (std::uint16_t record = 1; record <= source_.recordCount(QAR_CLS_RESULT); ++record) {
+        const auto count = static_cast<std::uint16_t>(source_.recordCount(QAR_CLS_RESULT));
+        for (std::uint16_t record = 1; record <= count; ++record) {
             double energy = 0.0;
             if (SOrvGetParam(source_.context(), QAR_D_RESENERGY, record, 1, &energy,
                              sizeof energy) == 0) {
@@ -210,7 +211,7 @@ TEST_F(EngineTest, MissingCalibrationIsDerivedFromTheNuclides) {
     EXPECT_NEAR(1332.49, source_.get<double>(QAR_D_PEAKENERGY, 3), 0.2);
     EXPECT_EQ(1, source_.get<std::int16_t>(QAR_S_SHAPEORIGIN, 1));
 
-    const double before = source_.get<double>(QAR_D_ENERGYCAL, 1, 1);
+    const auto before = source_.get<double>(QAR_D_ENERGYCAL, 1, 1);
     ASSERT_EQ(0U, SOrvDeleteOne(source_.context(), QAR_CLS_NUCLIDE, 2, 0));
     EXPECT_EQ(status::noAssignment, run(engines::optionCalibrate));
     for (int record = 0; record < 2; ++record) {
@@ -280,8 +281,8 @@ TEST_F(EngineTest, EfficiencyAndLiveTimeGiveActivitiesAndDetectionLimits) {
     ASSERT_EQ(0U, source_.put(QAR_D_EFFICCAL, std::log(0.01)));
     ASSERT_EQ(0U, source_.put(QAR_D_LIVETIME, 1000.0));
     ASSERT_EQ(status::success, run(0));
-    const double area = source_.get<double>(QAR_D_PEAKAREA, 1);
-    const double uncertainty = source_.get<double>(QAR_D_PEAKAREAU, 1);
+    const auto area = source_.get<double>(QAR_D_PEAKAREA, 1);
+    const auto uncertainty = source_.get<double>(QAR_D_PEAKAREAU, 1);
     const double activity = area / 8.51;
     ASSERT_EQ("Cs-137", source_.text(QAR_C_RESNUCLIDE, 2));
     EXPECT_NEAR(activity, source_.get<double>(QAR_D_ACTIVITY, 2), 1e-3 * activity);

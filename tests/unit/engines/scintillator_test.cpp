@@ -72,24 +72,24 @@ std::vector<Nuclide> library() {
 }
 
 const std::vector<double> everywhere(ScintillatorSpectrum::channels, 1.0);
-constexpr MatchingRules rules = {
+constexpr MatchingRules scintillatorRules = {
     .tolerance = 1.0, .efficiencyIsAssumed = true, .minConfidence = 0.5};
 
-struct Case {
+struct ScintillatorCase {
     std::string name;
     simulated::Scintillator detector;
     std::map<std::string, int> counts;  // by nuclide
     int continuum;
 };
 
-void PrintTo(const Case& the, std::ostream* stream) {
+void PrintTo(const ScintillatorCase& the, std::ostream* stream) {
     *stream << the.name;
 }
 
-class IdentifyInScintillator : public testing::TestWithParam<Case> {};
+class IdentifyInScintillator : public testing::TestWithParam<ScintillatorCase> {};
 
 TEST_P(IdentifyInScintillator, FindsExactlyTheSources) {
-    const Case& the = GetParam();
+    const ScintillatorCase& the = GetParam();
     ScintillatorSpectrum spectrum(the.detector, 1);
     std::vector<std::string> expected;
     for (const Nuclide& one : physical) {
@@ -101,7 +101,7 @@ TEST_P(IdentifyInScintillator, FindsExactlyTheSources) {
     spectrum.addContinuum(the.continuum);
     const std::vector<double> contents = spectrum.contents();
     const Findings findings = identifyInScintillator({contents, everywhere}, spectrum.calibration(),
-                                                     {}, library(), rules, 5.0);
+                                                     {}, library(), scintillatorRules, 5.0);
     std::vector<std::string> identified;
     for (std::size_t number = 0; number < physical.size(); ++number) {
         if (findings.nuclides[number].confidence >= 0.5) {
@@ -119,7 +119,7 @@ constexpr simulated::Scintillator caesiumIodide = {"CsI", 0.09, 290.0, 1.2, 0.99
 constexpr simulated::Scintillator lanthanumBromide = {"LaBr3", 0.029, 240.0, 1.2, 1.02};
 constexpr simulated::Scintillator germanate = {"BGO", 0.12, 500.0, 2.0};
 
-const std::vector<Case> cases = {
+const std::vector<ScintillatorCase> scintillatorCases = {
     {"CaesiumAmongNeighbours", sodiumIodide, {{"Cs-137", 200000}}, 10000},
     {"WrongGain", highGain, {{"Cs-137", 100000}, {"Co-60", 100000}}, 10000},
     {"WeakOverContinuum", caesiumIodide, {{"Cs-137", 8000}}, 40000},
@@ -131,7 +131,7 @@ const std::vector<Case> cases = {
     {"Annihilation", germanate, {{"Na-22", 100000}}, 10000},
     {"PureContinuum", sodiumIodide, {}, 200000}};
 
-INSTANTIATE_TEST_SUITE_P(Cases, IdentifyInScintillator, testing::ValuesIn(cases),
+INSTANTIATE_TEST_SUITE_P(Cases, IdentifyInScintillator, testing::ValuesIn(scintillatorCases),
                          [](const auto& instance) { return instance.param.name; });
 
 // Returns the correction for a detector that shows other energies than its calibration.
@@ -180,7 +180,7 @@ TEST(IdentifyInScintillator, PeaksAreAssignedToTheStrongestNuclide) {
     const std::vector<MeasuredPeak> peaks = {
         {184.0, 2.0, 5e3, 300.0}, {513.0, 3.0, 2e3, 300.0}, {662.5, 1.0, 2.5e4, 300.0}};
     const Findings findings = identifyInScintillator({contents, everywhere}, spectrum.calibration(),
-                                                     peaks, library(), rules, 5.0);
+                                                     peaks, library(), scintillatorRules, 5.0);
     EXPECT_THAT(findings.assigned, testing::ElementsAre("", "", "Cs-137"));
     EXPECT_THAT(findings.origins,
                 testing::ElementsAre(PeakOrigin::line, PeakOrigin::annihilation, PeakOrigin::line));
@@ -191,7 +191,7 @@ TEST(IdentifyInScintillator, PeaksAreAssignedToTheStrongestNuclide) {
 TEST(IdentifyInScintillator, TooFewChannelsGiveNoNuclides) {
     const std::vector<double> few(4, 10.0);
     const Findings findings = identifyInScintillator({few, few}, {{0.0, 100.0}, {0.0, 3.2}, {}}, {},
-                                                     library(), rules, 5.0);
+                                                     library(), scintillatorRules, 5.0);
     EXPECT_EQ(0.0, findings.nuclides[0].confidence);
 }
 

@@ -41,6 +41,7 @@ class ScintillatorSpectrum {
     // counts: detected photons of all lines. The weights of the lines are photons per decay.
     void addNuclide(const std::vector<embedded::engines::ExpectedLine>& lines, int counts) {
         std::vector<double> photons;
+        photons.reserve(lines.size());
         for (const auto& line : lines) {
             photons.push_back(line.weight);
         }
@@ -73,12 +74,12 @@ class ScintillatorSpectrum {
     }
 
   private:
-    static constexpr double electronMass = 510.999;
+    static constexpr double electronMass = embedded::engines::electronMass;
 
     double uniform() { return std::uniform_real_distribution<double>(0.0, 1.0)(random_); }
 
     // Returns the energy of a photon scattered at an angle with this cosine.
-    double scattered(double energy, double cosine) const {
+    static double scattered(double energy, double cosine) {
         return energy / (1.0 + energy / electronMass * (1.0 - cosine));
     }
     double scatteringCosine(double energy) {
@@ -95,8 +96,8 @@ class ScintillatorSpectrum {
     // passes through.
     double deposit(double energy) {
         double sum = 0.0;
-        for (double rest = 2.0 * detector_.radius * std::sqrt(uniform());;
-             rest = detector_.radius * uniform()) {
+        double rest = 2.0 * detector_.radius * std::sqrt(uniform());
+        while (true) {
             const double scattering = std::pow(electronMass / energy, 0.4);
             const double absorption = scattering * std::pow(detector_.photoelectric / energy, 2.8);
             const double path = -std::log(1.0 - uniform()) / (scattering + absorption);
@@ -109,6 +110,7 @@ class ScintillatorSpectrum {
             const double left = scattered(energy, scatteringCosine(energy));
             sum += energy - left;
             energy = left;
+            rest = detector_.radius * uniform();
         }
     }
 

@@ -83,8 +83,9 @@ TEST_F(Libraries, LastReleaseUnloads) {
 
 TEST_F(Libraries, ChangedSearchPathFindsOtherLibrary) {
     void* held = dlopen((first + "/platform_probe.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::string both = std::string(second).append(":").append(first);
     for (const auto& [searchPath, answer] :
-         {std::pair(first, 1), {first, 1}, {second, 2}, {first, 1}, {second + ":" + first, 2}}) {
+         {std::pair(first, 1), {first, 1}, {second, 2}, {first, 1}, {both, 2}}) {
         setenv("LD_LIBRARY_PATH", searchPath.c_str(), 1);
         EXPECT_EQ(answer, answerOf("platform_probe.dll")) << searchPath;
     }
