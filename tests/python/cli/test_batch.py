@@ -10,6 +10,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 import unittest
 
@@ -102,7 +103,9 @@ class TestCase(support.TestCase):
     def run_until_killed(self, *options, number=signal.SIGKILL, table="b.csv", **environment):
         """Start a batch and send it a signal when some files are done; its exit status."""
         command = ("-c", HELD_BATCH, "analyse", "in", "-l", "library.csv", "-o", table, *options)
-        with started(*command, env={**os.environ, **environment}) as running:
+        with tempfile.TemporaryDirectory() as scratch, started(
+            *command, env={**os.environ, "TMPDIR": scratch, **environment}
+        ) as running:
             self.waited_for(lambda: self.done(table))
             running.send_signal(number)
             return running.wait(60)
