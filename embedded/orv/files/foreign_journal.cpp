@@ -99,9 +99,9 @@ void handleLog(const FirstPage& page, const std::string& path) {
 
 void setForeignJournalsAside(Database& database) {
     const std::string path = database.path();
-    const bool hasJournal = isRegularFile(path + "-journal");
-    const bool hasLog = isRegularFile(path + "-wal");
-    if (!database.isWritable() || (!hasJournal && !hasLog)) {
+    const auto hasJournal = [&path] { return isRegularFile(path + "-journal"); };
+    const auto hasLog = [&path] { return isRegularFile(path + "-wal"); };
+    if (!database.isWritable() || (!hasJournal() && !hasLog())) {
         return;
     }
     const Database::ExclusiveLock lock(database);
@@ -109,10 +109,11 @@ void setForeignJournalsAside(Database& database) {
         return;  // the program that locks the file has handled the journal or is writing it
     }
     const FirstPage page(database);
-    if (hasJournal) {
+    // A writer may have completed its save before the lock was acquired.
+    if (hasJournal()) {
         handleJournal(database, page, path);
     }
-    if (hasLog) {
+    if (hasLog()) {
         handleLog(page, path);
     }
     const FileDescriptor folder(folderOf(path), O_RDONLY | O_DIRECTORY);
