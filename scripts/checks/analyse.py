@@ -21,9 +21,6 @@ import sys
 PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
 MAX_LINES = 3300  # of a joined source
 
-# Replaces functions of the C library, whose headers have other names for the parameters.
-EXCLUDED = {pathlib.Path("tests/torture/shim.cpp")}
-
 # Tests use fixed seeds so that they can be repeated. Their replacements of functions have the signatures
 # of these functions. Long lines of SQL in lists are split. The analysis of paths would take most of the
 # time; sanitizers run all tests instead.
@@ -32,6 +29,7 @@ CHECKS_OF_TESTS = ",".join(
     for check in (
         "cert-msc51-cpp",
         "readability-non-const-parameter",
+        "readability-inconsistent-declaration-parameter-name",
         "bugprone-suspicious-missing-comma",
         "clang-analyzer-*",
     )
@@ -82,7 +80,7 @@ def join(commands, wanted):
     """Return joined sources of the compiled files: of the product, and of each folder of tests."""
     groups = collections.defaultdict(list)
     for path, command in sorted(commands.items()):
-        if path not in EXCLUDED and (not wanted or path in wanted):
+        if not wanted or path in wanted:
             lines = (PROJECT / path).read_text(encoding="utf-8").split("\n")
             is_program = any(line.startswith("int main(") for line in lines)
             room = path if is_program else path.parts[:2] if path.parts[0] == "tests" else ()

@@ -1,4 +1,5 @@
 // Files with damaged bytes and files that another program has changed.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -234,9 +235,8 @@ TEST_F(DamageTest, SalvageCopiesVerifiedRecordsOfDamagedClass) {
         EXPECT_EQ(lost, copyOf(1));
         ASSERT_EQ(0U, SOrvControlDSC(source.context(), 4, 0));
         std::array<OrvStatus, 5> statuses{};
-        for (std::uint16_t record = 1; record <= statuses.size(); ++record) {
-            statuses[record - 1] = copyOf(record);
-        }
+        std::uint16_t record = 0;
+        std::ranges::generate(statuses, [&] { return copyOf(++record); });
         EXPECT_EQ(expected->expected, statuses);
         ASSERT_EQ(0U, copyOf(3));
         EXPECT_EQ(300.0, copy.get<double>(QAR_D_LINEENERGY));

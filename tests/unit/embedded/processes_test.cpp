@@ -125,6 +125,7 @@ TEST_F(ProcessesTest, ForkDuringCallsInOtherThreadsLeavesLibraryUsable) {
     const auto source = DataSource::opened(file(), writing);
     std::atomic<bool> ended = false;
     std::vector<std::jthread> threads;
+    threads.reserve(2);
     for (int number = 0; number < 2; ++number) {
         threads.emplace_back([&] {
             while (!ended) {
