@@ -1,5 +1,6 @@
 // Journals that a killed process has left beside its file or beside a file of the same name.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 
 #include <filesystem>
@@ -9,11 +10,22 @@
 
 namespace {
 
-std::string keptJournal;  // the path of a copy of each journal that is deleted
+std::string keptJournal;            // the path of a copy of each journal that is deleted
+bool isNextJournalDeleted = false;  // the next journal disappears when it has been seen
 
 }  // namespace
 
-// Replaces the function of the C library in the whole process.
+// These replace functions of the C library in the whole process.
+extern "C" [[gnu::visibility("default")]] int lstat(const char* path,
+                                                    struct stat* status) noexcept {
+    const int result = fstatat(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
+    if (isNextJournalDeleted && std::string_view(path).ends_with("-journal")) {
+        isNextJournalDeleted = false;
+        std::filesystem::remove(path);
+    }
+    return result;
+}
+
 extern "C" [[gnu::visibility("default")]] int unlink(const char* path) noexcept {
     if (!keptJournal.empty() && std::string_view(path).ends_with("-journal")) {
         std::filesystem::copy_file(path, keptJournal,
@@ -71,7 +83,7 @@ class JournalTest : public DataSourceTest {
         const auto source = DataSource::opened(path, reading);
         EXPECT_EQ(0U, SOrvReVerify(source.context()));
         const auto channels = source.getSpectrum();
-        EXPECT_EQ(std::vector<std::int32_t>(4096, channels[0]), channels);
+        EXPECT_EQ(std::vector<std::int32_t>(4096, channels.at(0)), channels);
         EXPECT_EQ(channels[0], source.get<double>(QAR_D_LIVETIME));
         return channels[0];
     }
@@ -100,6 +112,12 @@ TEST_F(JournalTest, JournalOfInterruptedSaveIsRolledBack) {
 }
 
 TEST_F(JournalTest, JournalOfCompleteSaveIsDeletedAndSaveIsKept) {
+    EXPECT_EQ(3, stateOf(path_));
+    EXPECT_EQ(1, fileCount());
+}
+
+TEST_F(JournalTest, FileOpensIfSaveOfOtherProcessDeletesJournalDuringOpening) {
+    isNextJournalDeleted = true;
     EXPECT_EQ(3, stateOf(path_));
     EXPECT_EQ(1, fileCount());
 }
