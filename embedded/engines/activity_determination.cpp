@@ -29,47 +29,7 @@ struct Combination {
     double uncertainty = 0.0;  // of the weights' variances
 };
 
-// Uncertainty of an activity as a function of its true value, before division by the quantity.
-struct UncertaintyModel {
-    struct Counting {
-        double weight;    // squared
-        double variance;  // without net counts of the nuclide
-        double rise;      // with the counts
-        double others;    // counts of other nuclides and of the blank
-        double own;       // counts for an activity of 1
-    };
-    std::vector<Counting> counting;
-    double scatter = 0.0;  // variance by which lines disagree
-    double blank = 0.0;    // variance
-    double otherYield = 0.0;
-    double ownYield = 0.0;
-    Eigen::VectorXd otherEfficiency;
-    Eigen::VectorXd ownEfficiency;
-    double otherSumming = 0.0;
-    double ownSumming = 0.0;
-    double otherHalfLife = 0.0;
-    double ownHalfLife = 0.0;
-    double quantity = 0.0;
-
-    UncertaintyParts at(double activity) const;
-};
-
-UncertaintyParts UncertaintyModel::at(double activity) const {
-    double counts = scatter;
-    for (const Counting& one : counting) {
-        const double expected = std::max(0.0, one.others + activity * one.own);
-        counts += one.weight * (one.variance + one.rise * expected);
-    }
-    UncertaintyParts parts;
-    parts.counts = std::sqrt(counts);
-    parts.blank = std::sqrt(blank);
-    parts.yield = std::sqrt(otherYield + std::pow(activity, 2) * ownYield);
-    parts.efficiency = (otherEfficiency + activity * ownEfficiency).norm();
-    parts.summing = std::abs(otherSumming + activity * ownSumming);
-    parts.halfLife = std::sqrt(otherHalfLife + std::pow(activity, 2) * ownHalfLife);
-    parts.quantity = std::abs(activity) * quantity;
-    return parts;
-}
+using Sensitivities = std::map<std::pair<std::size_t, const ExpectedLine*>, double>;
 
 class Determination {
   public:
@@ -89,7 +49,10 @@ class Determination {
     double misfit(const Combination& combination) const;
     double scatterOf(const Combination& combination) const;
     void removeStrays(Combination& combination) const;
+    Sensitivities addCounting(const Combination& combination, UncertaintyModel& model) const;
     UncertaintyModel modelOf(const Combination& combination) const;
+    UncertaintyModel modelOfPresent(const Combination& present) const;
+    std::vector<MeasuredLine> linesOf(const Combination& combination) const;
     std::string inseparable(const Combination& combination) const;
     double residual(const Combination& combination, std::size_t row) const;
     double blankOf(const Combination& combination) const;
@@ -300,18 +263,18 @@ void Determination::removeStrays(Combination& combination) const {
     }
 }
 
-UncertaintyModel Determination::modelOf(const Combination& combination) const {
-    const std::size_t nuclide = combination.nuclides.front();
-    UncertaintyModel model;
-    // The sensitivity to each line: of its expected counts for an activity of 1.
-    std::map<std::pair<std::size_t, const ExpectedLine*>, double> sensitivities;
+// Adds the counts of each observation to the model. Returns the sensitivity of the activity to each
+// line: of its expected counts for an activity of 1.
+Sensitivities Determination::addCounting(const Combination& combination,
+                                         UncertaintyModel& model) const {
+    Sensitivities sensitivities;
     for (std::size_t row = 0; row < combination.observations.size(); ++row) {
         const double weight = combination.weights[static_cast<Eigen::Index>(row)];
         const Observation& one = observations_[combination.observations[row]];
         UncertaintyModel::Counting counting{std::pow(weight, 2), one.nullVariance,
                                             one.countVariance, std::max(0.0, one.blank), 0.0};
         for (const LineTerm& term : one.terms) {
-            if (term.nuclide == nuclide) {
+            if (term.nuclide == combination.nuclides.front()) {
                 counting.own += term.counts;
             } else if (input_.found[term.nuclide]) {
                 counting.others += std::max(0.0, activities_[term.nuclide]) * term.counts;
@@ -323,35 +286,48 @@ UncertaintyModel Determination::modelOf(const Combination& combination) const {
         model.counting.push_back(counting);
         model.blank += std::pow(weight, 2) * one.blankVariance;
     }
-    model.ownEfficiency = Eigen::VectorXd::Zero(input_.efficiency.deviations(1.0).size());
-    model.otherEfficiency = model.ownEfficiency;
-    std::map<std::size_t, double> ofNuclides;
-    for (const auto& [key, sensitivity] : sensitivities) {
+    return sensitivities;
+}
+
+UncertaintyModel Determination::modelOf(const Combination& combination) const {
+    UncertaintyModel model(input_.efficiency.deviations(1.0).size(), quantity_.uncertainty);
+    const auto activityOf = [&](std::size_t member) {
+        return member == combination.nuclides.front() ? std::nullopt
+                                                      : std::optional(activities_[member]);
+    };
+    std::map<std::size_t, double> sensitivityToNuclides;
+    for (const auto& [key, sensitivity] : addCounting(combination, model)) {
         const auto& [member, line] = key;
-        const double yield = std::pow(sensitivity * line->weightUncertainty, 2);
-        const double summing = sensitivity * line->summingUncertainty;
-        const Eigen::VectorXd efficiency = sensitivity * input_.efficiency.deviations(line->energy);
-        ofNuclides[member] += sensitivity;
-        if (member == nuclide) {
-            model.ownYield += yield;
-            model.ownSumming += summing;
-            model.ownEfficiency += efficiency;
-        } else {
-            model.otherYield += std::pow(activities_[member], 2) * yield;
-            model.otherSumming += activities_[member] * summing;
-            model.otherEfficiency += activities_[member] * efficiency;
-        }
+        model.addLine(*line, sensitivity, input_.efficiency.deviations(line->energy),
+                      activityOf(member));
+        sensitivityToNuclides[member] += sensitivity;
     }
-    for (const auto& [member, sensitivity] : ofNuclides) {
-        const double variance = std::pow(sensitivity * input_.decayUncertainties[member], 2);
-        if (member == nuclide) {
-            model.ownHalfLife = variance;
-        } else {
-            model.otherHalfLife += std::pow(activities_[member], 2) * variance;
-        }
+    for (const auto& [member, sensitivity] : sensitivityToNuclides) {
+        model.addHalfLife(sensitivity * input_.decayUncertainties[member], activityOf(member));
     }
-    model.quantity = quantity_.uncertainty;
     return model;
+}
+
+// Returns the model at the determined activity. The counts are known, so that their variance need
+// not be computed from the result.
+UncertaintyModel Determination::modelOfPresent(const Combination& present) const {
+    UncertaintyModel model = modelOf(present);
+    for (std::size_t row = 0; row < present.observations.size(); ++row) {
+        model.counting[row].others = std::max(0.0, observations_[present.observations[row]].area) -
+                                     present.activity * model.counting[row].own;
+    }
+    model.scatter = scatterOf(present);
+    return model;
+}
+
+std::vector<MeasuredLine> Determination::linesOf(const Combination& combination) const {
+    std::vector<MeasuredLine> lines;
+    for (const std::size_t row : ownObservations(combination)) {
+        const Observation& one = observations_[combination.observations[row]];
+        lines.push_back({one.energy, one.area, std::sqrt(one.varianceAt(one.area)),
+                         std::sqrt(one.nullVariance), one.blank, std::sqrt(one.blankVariance)});
+    }
+    return lines;
 }
 
 double Determination::blankOf(const Combination& combination) const {
@@ -390,24 +366,13 @@ MeasuredActivity Determination::resultOf(std::size_t nuclide) const {
                                : std::max(0.0, absent.activity - certainPart * absent.uncertainty);
     combine(present, certain);
 
-    UncertaintyModel model = modelOf(present);
-    // The counts are known, so that their variance need not be computed from the result.
-    for (std::size_t row = 0; row < present.observations.size(); ++row) {
-        model.counting[row].others = std::max(0.0, observations_[present.observations[row]].area) -
-                                     present.activity * model.counting[row].own;
-    }
-    model.scatter = scatterOf(present);
     UncertaintyModel absentModel = modelOf(absent);
     if (!input_.found[nuclide]) {
         absentModel.scatter = scatterOf(absent);
     }
 
     const double quantity = quantity_.value;
-    UncertaintyParts parts = model.at(present.activity);
-    for (double* part : {&parts.counts, &parts.blank, &parts.efficiency, &parts.summing,
-                         &parts.yield, &parts.halfLife, &parts.quantity}) {
-        *part /= quantity;
-    }
+    const UncertaintyParts parts = modelOfPresent(present).at(present.activity) / quantity;
     result.isKnown = true;
     result.activity = present.activity / quantity;
     result.uncertainties = parts;
@@ -419,24 +384,11 @@ MeasuredActivity Determination::resultOf(std::size_t nuclide) const {
     if (!result.limits.detectionLimit) {
         result.reason = "too uncertain for a detection limit";
     }
-    for (const std::size_t row : ownObservations(present)) {
-        const Observation& one = observations_[present.observations[row]];
-        result.lines.push_back({one.energy, one.area, std::sqrt(one.varianceAt(one.area)),
-                                std::sqrt(one.nullVariance), one.blank,
-                                std::sqrt(one.blankVariance)});
-    }
+    result.lines = linesOf(present);
     return result;
 }
 
 }  // namespace
-
-double UncertaintyParts::total() const {
-    double squares = 0.0;
-    for (const double part : {counts, blank, efficiency, summing, yield, halfLife, quantity}) {
-        squares += std::pow(part, 2);
-    }
-    return std::sqrt(squares);
-}
 
 std::vector<MeasuredActivity> determineActivities(const ActivityInput& input,
                                                   const Quantity& quantity,

@@ -6,23 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "embedded/engines/activity_uncertainty.h"
 #include "embedded/engines/decision_limits.h"
 #include "embedded/engines/line_observations.h"
 
 namespace embedded::engines {
-
-// The standard uncertainties of an activity by their causes, which are independent.
-struct UncertaintyParts {
-    double counts = 0.0;
-    double blank = 0.0;
-    double efficiency = 0.0;
-    double summing = 0.0;
-    double yield = 0.0;
-    double halfLife = 0.0;
-    double quantity = 0.0;
-
-    double total() const;
-};
 
 struct Quantity {
     double value = 1.0;        // positive; activities are divided by it
