@@ -40,9 +40,8 @@ std::vector<MeasuredActivity> scintillatorActivities(const NuclideLibrary& libra
 void writeActivity(const DataSourceAccess& dataSource, const MeasuredActivity& activity,
                    std::uint16_t record);
 
-// The blank that is lent to a data source for an analysis, in the records of QAR_CLS_BLANK.
-
-// The spectrum of a blank with its own calibrations and peaks.
+// The blank that is lent to a data source for an analysis, in the records of QAR_CLS_BLANK: its
+// spectrum with its own calibrations and peaks.
 class BlankSpectrum {
   public:
     // Returns nullptr if the source has no blank. Throws badSetting if its live time is not

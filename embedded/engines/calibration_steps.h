@@ -15,8 +15,6 @@
 
 namespace embedded::engines {
 
-// The width calibration of a run: the one in the file, or an estimate from its peaks.
-
 // The values are those of QAR_S_SHAPEORIGIN.
 enum class WidthOrigin : std::uint16_t {
     given = 0,         // from the file
@@ -25,6 +23,7 @@ enum class WidthOrigin : std::uint16_t {
     contradiction = 3  // estimated from peaks that contradict that of the file
 };
 
+// The width calibration of a run: the one in the file, or an estimate from its peaks.
 struct WidthCalibration {
     std::vector<double> shape;  // see Calibration
     WidthOrigin origin = WidthOrigin::given;
@@ -61,10 +60,8 @@ EnergyCorrection readCorrection(const DataSourceAccess& dataSource);
 void writeCorrection(const DataSourceAccess& dataSource, const EnergyCorrection& correction);
 
 // Writes the curve of a fitted peak into its record, for programs that draw it. See docs/engine.md,
-// "Curves of the fits".
-
-// Leaves out the values of a plain Gaussian on a straight continuum. Throws EngineFailure if the
-// record cannot be written. The peak must have a curve.
+// "Curves of the fits". Leaves out the values of a plain Gaussian on a straight continuum. Throws
+// EngineFailure if the record cannot be written. The peak must have a curve.
 void writeCurve(const DataSourceAccess& dataSource, std::uint16_t record, const FittedPeak& peak);
 
 }  // namespace embedded::engines

@@ -84,7 +84,6 @@ class JointFit {
 };
 
 // Response of the measurement to each nuclide, fitted to the peaks of its lines.
-
 class NuclideModels {
   public:
     NuclideModels(std::span<const MeasuredPeak> peaks, std::span<const NuclideMatches> matches,

@@ -14,9 +14,8 @@
 
 namespace embedded::engines {
 
-// Peaks that are not gamma lines of a nuclide: annihilation, escape and sum peaks.
-
-// The values of QAR_S_PEAKORIGIN.
+// The cause of a peak: a gamma line of a nuclide, or another one. The values are those of
+// QAR_S_PEAKORIGIN.
 enum class PeakOrigin : std::uint16_t { line, annihilation, singleEscape, doubleEscape, sum, xRay };
 
 struct MeasuredPeak {

@@ -17,7 +17,6 @@
 namespace embedded::engines {
 
 // The range of an efficiency calibration and its relative uncertainty as a function of the energy.
-
 struct EfficiencyUncertainty {
     // Lower triangular matrix whose product with its transpose is the covariance of the
     // coefficients of ln(efficiency); empty: `relative` applies to all energies.

@@ -162,8 +162,7 @@ const HalfLifePrior& priorOf(double halfLife) {
 constexpr double unexpectedElement = 9.0;
 constexpr std::array<std::string_view, 3> materials = {"Cd", "Sn", "Pb"};
 
-// Elements excited by decay and fluorescence: from two neighboursBefore the nuclide to one
-// neighboursAfter it.
+// Elements excited by decay and fluorescence: from two before the nuclide to one after it.
 constexpr std::ptrdiff_t neighboursBefore = 2;
 constexpr std::ptrdiff_t neighboursAfter = 1;
 

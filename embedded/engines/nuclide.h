@@ -39,8 +39,7 @@ inline bool isUsable(const ExpectedLine& line) {
     return std::isfinite(line.weight) && line.weight > 0.0;
 }
 
-// K X-rays of the elements. Materials near any source emit them.
-
+// A K X-ray of an element. Materials near any source emit them.
 struct XRayLine {
     double energy;     // keV
     double intensity;  // relative to K alpha 1

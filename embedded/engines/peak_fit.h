@@ -155,9 +155,6 @@ PeakModel modelOf(const Spectrum& spectrum, Region region, std::vector<ExpectedP
 // Writes an edge into the initial unknowns, as high as the step that it replaces.
 void setEdge(const ExpectedPeak& edge, Eigen::VectorXd& values);
 
-// The fitted model of a region in plain numbers, from which programs draw it. See docs/engine.md,
-// "Curves of the fits".
-
 // A fall of the continuum, as rounded as a Gaussian.
 struct Fall {
     double height;  // counts; negative if the continuum rises
@@ -165,6 +162,8 @@ struct Fall {
     double width;  // FWHM of the Gaussian in channels
 };
 
+// The fitted model of a region in plain numbers, from which programs draw it. See docs/engine.md,
+// "Curves of the fits".
 struct RegionCurve {
     double level;      // continuum in the middle of the region, counts
     double slope;      // rise of the continuum from the middle to the end

@@ -64,10 +64,6 @@ PartBelow partBelowWithDrift(double position, double drift, const Tail* left, co
 
 double normalDistribution(double position);
 
-// The model of a region's contents and its unknowns: peaks with common tails and a common width
-// factor on a continuum with a step. Channels get integrals over their width.
-// See docs/engine.md, "Peak shape".
-
 // A range of channels, as indexes from 0: index = channel - 1.
 struct Region {
     std::size_t first;
@@ -90,6 +86,8 @@ struct Shape {
     std::optional<ExpectedPeak> edge = {};     // a step in the continuum, as rounded as this peak
 };
 
+// The model of a region's contents and its unknowns: peaks with common tails and a common width
+// factor on a continuum with a step. Channels get integrals over their width.
 class PeakModel {
   public:
     // Positions of the unknowns in their vector; of peak number k (from 0): area(k), channel(k).

@@ -69,9 +69,7 @@ class CommonResponse {
     ResponseVector right_;
 };
 
-// Attenuation of gamma rays by absorbers.
-
-// Mass attenuation coefficients in cm2/g.
+// Mass attenuation coefficients of absorbers, cm2/g.
 struct Attenuation {
     double lead;
     double iron;

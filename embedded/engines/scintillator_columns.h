@@ -84,7 +84,6 @@ class ScintillatorColumns {
 };
 
 // The nuclides of a library as templates for the spectrum of a scintillator.
-
 struct ScintillatorTemplates {
     std::vector<TemplateNuclide> nuclides;
     std::vector<std::size_t> numbers;  // of these nuclides in the library

@@ -10,8 +10,6 @@
 
 namespace embedded::engines {
 
-// The spectrum of a scintillator, in bins that are a fixed part of the FWHM.
-
 // About the width of a bin, FWHM.
 inline constexpr double binWidth = 0.35;
 
@@ -24,8 +22,8 @@ double resolution(const Calibration& calibration);
 // True if the calibrated width is that of a scintillator: more than 1.5 % at 662 keV.
 bool isScintillator(const Calibration& calibration);
 
-// Whole channels grouped into bins of about a third of the FWHM. Positions count FWHM from the
-// first edge, so that all peaks are equally wide.
+// The spectrum of a scintillator: whole channels grouped into bins of about a third of the FWHM.
+// Positions count FWHM from the first edge, so that all peaks are equally wide.
 struct ScintillatorBins {
     Eigen::VectorXd counts;
     Eigen::VectorXd excess;     // variance beyond that of counting
@@ -43,9 +41,6 @@ struct ScintillatorBins {
 // width 0 are left out. Empty if too few bins remain for a fit.
 ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& calibration);
 
-// Contribution of a photon line to the spectrum of a scintillator: full-energy peak, Compton
-// continuum, photons scattered back into the detector, escape of X-rays.
-
 // Departure of a detector from its calibration.
 struct DetectorState {
     double offset = 0.0;      // keV that a line lies too high
@@ -55,6 +50,8 @@ struct DetectorState {
     double absorber = 0.0;    // additional absorption exponent at 100 keV
 };
 
+// Contribution of a photon line to the spectrum of a scintillator: full-energy peak, Compton
+// continuum, photons scattered back into the detector, escape of X-rays.
 class ScintillatorResponse {
   public:
     // Keeps references to bins and calibration, which must outlive it.
