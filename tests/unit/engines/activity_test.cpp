@@ -167,5 +167,25 @@ TEST(Activities, UncertaintyHasItsParts) {
               sample.activities({nuclide}, {true}, nullptr, efficiency)[0].reason);
 }
 
+// The peak at 600 keV is that of B: the counts of B are subtracted with all their uncertainties.
+TEST(Activities, UncertaintiesOfOtherNuclidesRemainWithoutActivity) {
+    simulated::SimulatedSpectrum spectrum;
+    spectrum.addPeak(1200.0, 100000.0);
+    spectrum.addPeak(2400.0, 100000.0);
+    ExpectedLine shared = line(600.0, 100.0, 0.03);
+    shared.summingUncertainty = 0.04;
+    EfficiencyUncertainty efficiency;
+    efficiency.factor = lowerTriangle({0.01, 0.0, 0.005}, 2);
+    const auto absent = Sample(spectrum).activities(
+        {{"A", {line(600.0, 100.0)}, {}}, {"B", {shared, line(1200.0, 100.0)}, {}}}, {false, true},
+        nullptr, efficiency)[0];
+    const double other = 1000.0;
+    EXPECT_NEAR(0.0, absent.activity, 10.0);
+    EXPECT_NEAR(other * 0.03, absent.uncertainties.yield, 0.3);
+    EXPECT_NEAR(other * 0.04, absent.uncertainties.summing, 0.4);
+    EXPECT_NEAR(other * 0.005 * std::log(2.0), absent.uncertainties.efficiency, 0.2);
+    EXPECT_NEAR(0.0, absent.uncertainties.halfLife, 0.2);  // the same for both lines of B
+}
+
 }  // namespace
 }  // namespace embedded::engines
