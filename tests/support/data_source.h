@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -27,6 +28,18 @@
 #include "module/interface/orv.h"
 
 namespace testing_support {
+
+using Bytes = std::vector<char>;
+
+inline Bytes contentOf(const std::string& path) {
+    Bytes content(static_cast<std::size_t>(std::filesystem::file_size(path)));
+    std::ifstream(path, std::ios::binary).read(content.data(), std::ssize(content));
+    return content;
+}
+
+inline void writeFile(const std::string& path, const Bytes& content) {
+    std::ofstream(path, std::ios::binary).write(content.data(), std::ssize(content));
+}
 
 // A test with a temporary directory, which the destructor deletes.
 class DataSourceTest : public testing::Test {

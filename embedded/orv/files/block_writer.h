@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "embedded/orv/content/content.h"
 #include "embedded/orv/files/class_checksums.h"
@@ -26,6 +27,14 @@ class BlockWriter {
     void writeChangedClasses(const Content& content, ClassChecksums& classes);
 
   private:
+    struct Row {
+        std::uint64_t key;
+        Checksum checksum;
+        std::span<const char> bytes;
+    };
+    static void appendRows(std::vector<Row>& rows, std::uint16_t classCode, std::size_t number,
+                           const Record& record);
+
     void write(const Content& content, bool wholeClasses, ClassChecksums& classes);
     // Return the checksum of the class.
     Checksum writeBlock(std::uint16_t classCode, const Block& block, bool isReplaced);
@@ -36,7 +45,7 @@ class BlockWriter {
     void writeRecords(std::uint16_t classCode, const RecordBlock& block, std::size_t first,
                       std::size_t last);
     void deleteRecords(std::uint16_t classCode, std::size_t first, std::size_t last);
-    void writeRecord(std::uint16_t classCode, std::size_t number, const Record& record);
+    void insertRows(std::span<const Row> rows);
     // Write a row and return its checksum. writeRow is faster if the row exists, insertRow if not.
     Checksum writeRow(std::uint32_t code, std::size_t record, std::size_t entry,
                       std::span<const char> bytes);
@@ -47,6 +56,7 @@ class BlockWriter {
     Statement deleteRows_;
     Statement updateRow_;
     Statement insertRow_;
+    Statement insertRows_;
 };
 
 }  // namespace embedded

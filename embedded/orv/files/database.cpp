@@ -41,7 +41,7 @@ constexpr std::array limits = {
     Limit{SQLITE_LIMIT_FUNCTION_ARG, 10},
     Limit{SQLITE_LIMIT_ATTACHED, 1},  // the copy that VACUUM makes
     Limit{SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100},
-    Limit{SQLITE_LIMIT_VARIABLE_NUMBER, 10},
+    Limit{SQLITE_LIMIT_VARIABLE_NUMBER, 100},
     Limit{SQLITE_LIMIT_TRIGGER_DEPTH, 1},
     Limit{SQLITE_LIMIT_WORKER_THREADS, 0},
 };

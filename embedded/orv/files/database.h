@@ -116,14 +116,19 @@ class Execution {
     template <typename... Arguments>
     explicit Execution(Statement& statement, const Arguments&... arguments)
         : database_(statement.database()), handle_(statement.prepared()) {
-        int parameter = 0;
-        (bind(++parameter, arguments), ...);
+        bindNext(arguments...);
     }
     ~Execution() { sqlite3_reset(handle_); }
     Execution(const Execution&) = delete;
     Execution& operator=(const Execution&) = delete;
     Execution(Execution&&) = delete;
     Execution& operator=(Execution&&) = delete;
+
+    // Sets further arguments, before the first step.
+    template <typename... Arguments>
+    void bindNext(const Arguments&... arguments) {
+        (bind(++boundParameters_, arguments), ...);
+    }
 
     // Advances to the next row. False if there is none.
     bool step();
@@ -145,6 +150,7 @@ class Execution {
 
     Database& database_;
     sqlite3_stmt* handle_;
+    int boundParameters_ = 0;
 };
 
 // Runs a statement without rows to its end.

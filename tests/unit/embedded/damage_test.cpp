@@ -1,5 +1,6 @@
 // Files with damaged bytes and files that another program has changed.
 #include <algorithm>
+#include <bit>
 #include <filesystem>
 #include <fstream>
 
@@ -257,10 +258,13 @@ TEST_F(DamageTest, SalvageReadsRowsOnBothSidesOfDamagedPage) {
             ASSERT_EQ(0U, source.put(QAR_D_HALFLIFE, 1.0 * record, record));
         }
     }
-    constexpr std::streamoff pageSize = 4096;
-    std::fstream(file(), std::ios::in | std::ios::out | std::ios::binary)
-        .seekp(12 * pageSize)
-        .write(std::string(pageSize, '\xFF').data(), pageSize);
+    constexpr std::ptrdiff_t pageSize = 4096;
+    Bytes content = contentOf(file());
+    const auto middle = std::bit_cast<std::array<char, sizeof(double)>>(count / 2.0);
+    const auto place = std::ranges::search(content, middle).begin() - content.begin();
+    ASSERT_LT(place, std::ssize(content));
+    std::fill_n(content.begin() + place / pageSize * pageSize, pageSize, '\xFF');
+    writeFile(file(), content);
     const auto source = DataSource::opened(file(), reading);
     const auto copy = DataSource::created(file("copy.qar"));
     EXPECT_EQ(-1, source.recordCount(QAR_CLS_NUCLIDE));
@@ -291,13 +295,12 @@ TEST_F(DamageTest, FreeListWithoutLengthIsRefusedAtOpening) {
 }
 
 TEST_F(DamageTest, FlippedBitIsFoundOrHarmless) {
-    std::vector<char> sound(static_cast<std::size_t>(std::filesystem::file_size(file())));
-    std::ifstream(file(), std::ios::binary).read(sound.data(), std::ssize(sound));
+    const Bytes sound = contentOf(file());
     const std::vector<std::int32_t> channels(4096, 1);
     for (std::size_t bit = 3; bit < 8 * sound.size(); bit += 211) {
-        std::vector<char> flipped = sound;
+        Bytes flipped = sound;
         flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ 1 << bit % 8);
-        std::ofstream(file(), std::ios::binary).write(flipped.data(), std::ssize(flipped));
+        writeFile(file(), flipped);
         const DataSource source;
         if (source.open(file(), reading) != 0) {
             continue;

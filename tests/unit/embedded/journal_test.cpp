@@ -4,7 +4,6 @@
 #include <sys/syscall.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "tests/support/data_source.h"
 
@@ -38,18 +37,6 @@ namespace testing_support {
 namespace {
 
 using namespace embedded;
-
-using Bytes = std::vector<char>;
-
-Bytes contentOf(const std::string& path) {
-    Bytes content(static_cast<std::size_t>(std::filesystem::file_size(path)));
-    std::ifstream(path, std::ios::binary).read(content.data(), std::ssize(content));
-    return content;
-}
-
-void writeFile(const std::string& path, const Bytes& content) {
-    std::ofstream(path, std::ios::binary).write(content.data(), std::ssize(content));
-}
 
 // The file in three successive states, and the journal of the save that led to the last one.
 class JournalTest : public DataSourceTest {
