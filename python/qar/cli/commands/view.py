@@ -2,7 +2,6 @@
 
 import os
 import sys
-import webbrowser
 
 from ...regular_files import open_regular
 from ..command import DONE, Arguments, Command, CommandError, Parser, add_recursive, number_up_to
@@ -14,6 +13,8 @@ from ..viewer.pages import Pages
 
 
 def view(arguments: Arguments) -> int:
+    import webbrowser  # loads modules that other commands do not need
+
     from ..viewer.server import Server  # needs sockets, which small Pythons on Windows lack
 
     files = files_of(arguments.files, arguments.recursive)
