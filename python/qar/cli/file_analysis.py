@@ -12,7 +12,6 @@ from ..analysis.results import Analysis, IdentifiedNuclide, Nuclide, Peak
 from ..analysis.summing import TotalEfficiency
 from ..atomic_files import refuse_taken, write_text
 from ..display import report
-from ..display.printable import printable
 from ..formats import FormatError, Measurement
 from ..formats.qar_file import SUFFIX
 from ..nuclides import builtin_library
@@ -20,7 +19,7 @@ from ..scratch import rehearsal, scratch_folder
 from ..source import DataSource
 from ..source import open as open_source
 from ..values import is_known
-from .output import failure_text
+from .output import failure_of
 from .reading import Reading
 
 Row = List[str]
@@ -84,9 +83,7 @@ def outcome(path: str, options: Options) -> Outcome:
             result = analyse(path, options)
         return result._replace(notes=(*result.notes, *(str(w.message) for w in caught)))
     except Exception as error:  # one file must not end the batch
-        text = failure_text(error, named=True)
-        own_name = f"{printable(path)}: "
-        return Outcome(failure=text[len(own_name) :] if text.startswith(own_name) else text)
+        return Outcome(failure=failure_of(path, error))
 
 
 def analyse(path: str, options: Options) -> Outcome:

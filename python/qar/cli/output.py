@@ -75,6 +75,11 @@ def failure_text(error: BaseException, named: bool = False) -> str:
     return printable(text)
 
 
+def failure_of(path: str, error: BaseException) -> str:
+    """Return the reason why a file failed on one line, which names other files only."""
+    return failure_text(error, named=getattr(error, "filename", None) != path)
+
+
 def print_json(value: Any) -> None:
     """Print a value as JSON."""
     text = json.dumps(_plain(value), indent=1, ensure_ascii=False, allow_nan=False)

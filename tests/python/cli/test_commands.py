@@ -124,6 +124,7 @@ class TestConvert(TestCase):
     def test_one_failure_does_not_stop_the_others(self):
         ran = support.run("convert", "--to", "csv", "--into", "new/a", "none.spe", "two.n42")
         self.assertEqual((ran.code, sorted(os.listdir("new/a"))), (1, ["two-A.csv", "two-B.csv"]))
+        self.assertRegex(ran.err[0], "^qar: none.spe: [^:]*$")
         self.assertEqual(ran.err[-1], "qar: 2 files: 1 converted, 1 failed")
 
     def test_directories_are_converted_and_files_of_the_format_left_out(self):

@@ -21,7 +21,7 @@ from ..command import (
     add_recursive,
 )
 from ..inputs import beside, files_of, local_file
-from ..output import STANDARD_INPUT, failure_text, inform, print_path, warn
+from ..output import STANDARD_INPUT, failure_of, inform, print_path, warn
 from ..output_folder import output_folder
 from ..reading import add_reading, reading_of
 
@@ -40,7 +40,7 @@ def convert(arguments: Arguments) -> int:
             except (QarError, FormatError, OSError) as error:
                 if len(tasks) == 1:
                     raise
-                warn(path, [failure_text(error, named=True)])
+                warn(path, [failure_of(path, error)])
                 failed += 1
     if len(tasks) > 1:
         inform(f"{len(tasks)} files: {len(tasks) - failed} converted, {failed} failed")
