@@ -24,7 +24,8 @@ def scratch_folder(size: int = 0) -> "tempfile.TemporaryDirectory[str]":
     import tempfile
 
     folder = None
-    if "TMPDIR" not in os.environ and os.access(_MEMORY, os.W_OK | os.X_OK):
+    is_usable = os.name == "posix" and os.access(_MEMORY, os.W_OK | os.X_OK)
+    if is_usable and "TMPDIR" not in os.environ:
         if shutil.disk_usage(_MEMORY).free > 4 * size + _SPARE_BYTES:
             folder = _MEMORY
     return tempfile.TemporaryDirectory(prefix="qar-", dir=folder)

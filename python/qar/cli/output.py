@@ -42,8 +42,11 @@ def print_lines(lines: Iterable[str]) -> None:
 
 
 def print_path(path: str) -> None:
-    """Print the name of a file that was written, exactly as the system has it."""
-    if sys.stdout.isatty():
+    """Print the name of a file that was written, exactly as the system has it.
+
+    Names on Windows are strings, which are printed in the encoding of all other output.
+    """
+    if sys.stdout.isatty() or os.name == "nt":
         print(printable(path))
     else:
         sys.stdout.flush()
