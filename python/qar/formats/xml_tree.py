@@ -105,7 +105,10 @@ class _Builder:
 
 def parse(data: bytes) -> Element:
     """Return the root of a document. Raises FormatError, with the line of a syntax error."""
-    from xml.parsers import expat  # not in every Python on Windows
+    try:
+        from xml.parsers import expat
+    except ImportError:  # small Pythons on Windows lack it
+        raise FormatError("XML needs the module pyexpat, which this Python lacks") from None
 
     builder = _Builder()
     parser = expat.ParserCreate()

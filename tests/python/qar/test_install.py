@@ -116,6 +116,15 @@ class TestImport(support.TestCase):
         script = "import sys; sys.modules.update(_socket=None, pyexpat=None); import qar.cli.main"
         self.assertEqual(self.python("-c", script), "")
 
+    @unittest.skipIf(sys.version_info < (3, 7), "its concurrent.futures imports _socket")
+    def test_command_names_the_module_that_a_small_python_lacks(self):
+        script = "import sys; sys.modules[sys.argv.pop(1)] = None; from qar.cli import main"
+        script += "; sys.exit(main.main())"
+        for module, command in (("_socket", "view"), ("pyexpat", "show")):
+            sample = str(support.PROJECT / "examples/sample.n42")
+            output = self.python("-c", script, module, command, sample, code=2)
+            self.assertRegex(output, r"^qar: .*needs .*, which this Python lacks.*\n$")
+
 
 class TestInstallation(support.TestCase):
     def setUp(self):

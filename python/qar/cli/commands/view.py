@@ -15,7 +15,10 @@ from ..viewer.pages import Pages
 def view(arguments: Arguments) -> int:
     import webbrowser  # loads modules that other commands do not need
 
-    from ..viewer.server import Server  # needs sockets, which small Pythons on Windows lack
+    try:
+        from ..viewer.server import Server
+    except ImportError as failure:  # small Pythons on Windows lack sockets
+        raise CommandError(f"qar view needs sockets, which this Python lacks: {failure}") from None
 
     files = files_of(arguments.files, arguments.recursive)
     if not files:
