@@ -14,12 +14,9 @@ suite's own.
 try:
     import pyORV3 as _extension  # noqa: F401
 except ImportError as _failure:
-    if not any(f"version `{name}_" in str(_failure) for name in ("GLIBC", "GLIBCXX", "CXXABI")):
-        raise
-    raise ImportError(
-        f"{_failure}; this build of pyORV3 is for newer systems: install its portable wheel, or"
-        " build it on this system with pip install ."
-    ) from None
+    from . import failed_import as _failed_import
+
+    _failed_import.retry(_failure)
 
 from . import constants, dictionary, status
 from .analysis import calibration

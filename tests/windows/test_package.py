@@ -32,6 +32,17 @@ class TestPackage(unittest.TestCase):
         )  # fmt: skip
         return process.returncode, process.stdout
 
+    def test_library_is_found_in_absolute_folders_of_path_only(self):
+        found = os.pathsep.join(["", "missing", LIBRARIES])
+        self.assertEqual(self.run_script("import qar", found), (0, b""))
+        status, output = self.run_script("import qar", os.pathsep.join(["", "."]), LIBRARIES)
+        self.assertEqual(status, 1)
+        self.assertRegex(
+            output.splitlines()[-1],
+            rb"^ImportError: DLL load failed while importing pyORV3: [^;]*[^.]; pyORV3 needs a"
+            rb" 32-bit Python, and ORV\.dll of the measurement suite in a folder of PATH$",
+        )
+
     def test_names_of_files_are_printed_in_the_code_page(self):
         script = (
             "from qar import formats; from qar.cli import main;"
