@@ -65,8 +65,8 @@ RegionFit fitWithout(const Spectrum& spectrum, const RegionFit& fit,
     LikelihoodFit without(spectrum, model);
     for (const std::size_t peak : peaks) {
         removePeak(peak, fit.region, without, result.values);
-        if (edge && model.strongest() == peak) {
-            // Two steps close to each other could form a peak.
+        if (result.shape.edge && model.strongest() == peak) {
+            // Step and edge together could form a peak.
             without.fix(PeakModel::step);
             result.values[PeakModel::step] = 0.0;
         }

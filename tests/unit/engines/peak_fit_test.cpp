@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "embedded/engines/calibration.h"
+#include "embedded/engines/peak_evidence.h"
 #include "embedded/engines/shape_calibration.h"
 
 namespace {
@@ -54,6 +56,27 @@ TEST(LikelihoodFit, FixedPeaksDoNotPreventTheFitOfTheContinuum) {
     fit.fix(PeakModel::area(0));
     fit.converge(values);
     EXPECT_NEAR(0.0, fit.unlikelihood(), 0.01);
+}
+
+// Without the peak, the step below it and an edge elsewhere must not form a peak together.
+TEST(LikelihoodSignificance, StrongPeakBesideAnEdgeKeepsItsSignificance) {
+    constexpr double width = 6.0;
+    std::vector<double> contents(94);
+    for (std::size_t index = 0; index < contents.size(); ++index) {
+        const double channel = static_cast<double>(index) + 1.0;
+        const auto peak = [channel](double centre, double height) {
+            return height * std::exp(-0.5 * std::pow((channel - centre) * fwhmPerSigma / width, 2));
+        };
+        const double edge = 15.0 * std::erfc((channel - 71.0) / width);
+        const double ripple = 5.0 * std::sin(1.7 * channel);
+        contents[index] = 60.0 + edge + ripple + peak(25.0, 920.0) + peak(55.0, 110.0);
+    }
+    const std::vector<double> widths(contents.size(), width);
+    const Spectrum spectrum{contents, widths};
+    const auto fit = fitRegion(spectrum, {0, contents.size()}, {{25.0, width}, {55.0, width}},
+                               {.edge = ExpectedPeak{71.0, width}});
+    ASSERT_TRUE(fit);
+    EXPECT_GT(likelihoodSignificance(spectrum, *fit, 0), 50.0);
 }
 
 struct Measurement {
