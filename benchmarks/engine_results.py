@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compare the engine with independent analyses of real spectra; print the results.
 
-The output is docs/engine-results.md without its findings, scintillators, absorbers and line lists.
+The output is docs/engine-results.md without its findings, scintillators and simulations.
 
 PYORV3_SPECTRA is the folder of the spectra, PYTHONPATH the folder with the product.
 """
@@ -22,7 +22,7 @@ Results of the engine for published spectra, with a limit of 5 sigma.
 
 The tables below have the figures of each spectrum, and the appendices its peaks and nuclides.
 [engine.md](engine.md) explains the method, its assumptions and allowances. This command prints the page
-without the table of findings, scintillators, absorbers and line lists:
+without the table of findings, scintillators, absorbers, line lists, mixtures and bare files:
 
 ```sh
 PYORV3_SPECTRA=FOLDER PYTHONPATH=build/linux/product benchmarks/engine_results.py

@@ -6,38 +6,23 @@
 Simulates a germanium detector with 100,000 counts in the strongest peak before the absorber.
 """
 
-import csv
 import math
 import os
 import random
 import tempfile
-from pathlib import Path
 
 import nuclide_results
+import simulated_detector
 from qar.analysis.results import results, run_engine
 from qar.nuclides import builtin_library
 from qar.source import open as open_source
+from simulated_detector import Detector, Spectrum, compton_edge, transmission
 
-ATTENUATION = Path(__file__).resolve().parent.parent / "scripts/tables/attenuation.csv"
-DENSITIES = {"lead": 11.35, "iron": 7.87}  # g/cm3
 THICKNESSES = {"lead": (0, 1, 2, 3, 5, 8, 12), "iron": (5, 10, 20, 30, 50)}  # mm
 CHANNELS, GAIN = 4096, 0.4  # keV
-SHAPE = [0.8, 0.0017]  # (FWHM / keV)^2
+DETECTOR = Detector(CHANNELS, (-GAIN, GAIN), shape=(0.8, 0.0017))
 COUNTS = 1e5
 LINES = (8, 19, 26, 60)
-
-
-def transmission(material, thickness, energy):
-    with ATTENUATION.open(encoding="utf-8") as file:
-        rows = list(csv.DictReader(line for line in file if not line.startswith("#")))
-    low, high = rows[0], rows[-1]
-    for one, other in zip(rows, rows[1:]):
-        if float(one["energy"]) <= energy < float(other["energy"]):
-            low, high = one, other
-    energies = float(low["energy"]), float(high["energy"])
-    part = math.log(energy / energies[0]) / math.log(energies[1] / energies[0])
-    coefficient = float(low[material]) ** (1 - part) * float(high[material]) ** part
-    return math.exp(-coefficient * DENSITIES[material] * thickness / 10)
 
 
 def efficiency(energy):
@@ -47,20 +32,15 @@ def efficiency(energy):
 def simulated(nuclide, material, thickness, generator):
     """Return the counts of a spectrum with the lines, their Compton continuum and background."""
     strongest = max(line.photons * efficiency(line.energy) for line in nuclide.lines)
-    means = [20 + 200 * math.exp(-channel / 700) for channel in range(CHANNELS)]
+    spectrum = Spectrum(DETECTOR)
     for line in nuclide.lines:
         behind = transmission(material, thickness, line.energy)
         area = COUNTS * line.photons * efficiency(line.energy) / strongest * behind
-        sigma = math.sqrt(SHAPE[0] + SHAPE[1] * line.energy) / 2.3548 / GAIN
-        centre = line.energy / GAIN
-        edge = min(CHANNELS, int(centre / (1 + 511 / 2 / line.energy)))
-        for channel in range(edge):
-            means[channel] += 2 * area / edge
-        for channel in range(int(centre - 6 * sigma), min(CHANNELS, int(centre + 7 * sigma))):
-            below = math.erf((channel - 0.5 - centre) / sigma / math.sqrt(2))
-            above = math.erf((channel + 0.5 - centre) / sigma / math.sqrt(2))
-            means[channel] += area * (above - below) / 2
-    return [max(0, round(generator.gauss(mean, math.sqrt(mean)))) for mean in means]
+        spectrum.add_peak(line.energy, area)
+        spectrum.add_continuum(2 * area, lambda energy: 1.0, compton_edge(line.energy))
+    background = (20 + 200 * math.exp(-channel / 700) for channel in range(CHANNELS))
+    means = (sum(pair) for pair in zip(spectrum.finished(), background))
+    return simulated_detector.counted(means, generator)
 
 
 def analysed(counts, energy, shape, library):
@@ -83,7 +63,7 @@ def show_shields(library):
         for material, thicknesses in THICKNESSES.items():
             for thickness in thicknesses:
                 counts = simulated(nuclide, material, thickness, generator)
-                analysis = analysed(counts, [-GAIN, GAIN], SHAPE, library)
+                analysis = analysed(counts, DETECTOR.energy, DETECTOR.shape, library)
                 everything = [*analysis.nuclides, *analysis.not_found]
                 own = next((one for one in everything if one.name == name), None)
                 wrong = [one.name for one in analysis.nuclides if one.name != name]
