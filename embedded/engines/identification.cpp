@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <functional>
+#include <limits>
+#include <map>
 #include <utility>
 
 #include "embedded/engines/activities.h"
+#include "embedded/engines/calibration.h"
 #include "embedded/engines/energy_correction.h"
 #include "embedded/engines/joint_fit.h"
 #include "embedded/engines/line_matches.h"
@@ -19,6 +23,16 @@ constexpr int passesOverOrigins = 4;  // until origins and responses no longer c
 constexpr int corrections = 2;        // of the energies
 constexpr double beyondDoubt = 0.8;   // confidence
 constexpr double mainPart = 0.5;      // of a peak
+
+// Cost in the sum of squares of an activity that is greater by a factor of e.
+constexpr double costOfActivityFactor = 0.4;
+
+// The largest part of a peak that the X-rays of an element may have, 0 to 1.
+struct XRayPart {
+    std::size_t element;
+    std::size_t peak;
+    double part;
+};
 
 // The nuclides of a library and the K X-rays of the elements, matched with the peaks of a spectrum.
 class Identifier {
@@ -40,6 +54,9 @@ class Identifier {
         return {peaks_, origins_, all_, matches_, models_.all(), improbabilities_, allowance()};
     }
     void updateImprobabilities();
+    double costOfActivity(std::size_t nuclide) const;
+    void updateXRays();
+    std::vector<double> xRayParts(std::size_t nuclide) const;
     void judge(JointFit& fit);
     std::vector<double> trust() const;
     void assignPeaks(const JointFit& fit);
@@ -51,11 +68,14 @@ class Identifier {
     MatchingRules rules_;
     std::vector<NuclideMatches> matches_;
     NuclideModels models_;
+    double maxWeight_ = 0.0;  // of all lines of the library
     std::vector<PeakOrigin> origins_;
     std::vector<double> improbabilities_;
     std::vector<Identification> identifications_;
     std::vector<PeakSource> assigned_;
-    ExplainedParts explained_;
+    std::vector<double> explained_;  // part of each peak
+    ExcitedElements excited_;
+    std::vector<XRayPart> xRays_;
 };
 
 Identifier::Identifier(std::vector<MeasuredPeak> peaks, std::span<const Nuclide> all,
@@ -68,13 +88,20 @@ Identifier::Identifier(std::vector<MeasuredPeak> peaks, std::span<const Nuclide>
       models_(peaks_, matches_, priorResponse(rules.efficiencyIsAssumed), allowance()),
       identifications_(all.size()),
       assigned_(peaks_.size()),
-      explained_(peaks_.size(), 0.0) {}
+      explained_(peaks_.size(), 0.0) {
+    for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
+        for (const LineResult& match : matches_[nuclide].lines) {
+            maxWeight_ = std::max(maxWeight_, match.line->weight);
+        }
+    }
+}
 
 // Origins depend on the nuclides, and responses on the shares of nuclides in the peaks.
 void Identifier::settle() {
     for (int pass = 0; pass < passesOverOrigins; ++pass) {
         origins_ = originsOf(peaks_, assigned_, rules_.tolerance);
         updateImprobabilities();
+        updateXRays();
         JointFit fit(input());
         judge(fit);
         explainPeaks(fit);
@@ -87,17 +114,62 @@ void Identifier::settle() {
 }
 
 void Identifier::updateImprobabilities() {
-    ExcitedElements excited;
+    excited_ = {};
     for (std::size_t nuclide = 0; nuclide < libraryCount_; ++nuclide) {
         if (identifications_[nuclide].confidence >= mainPart) {
-            excited.addNuclide(all_[nuclide].name);
+            excited_.addNuclide(all_[nuclide].name);
         }
     }
     improbabilities_.clear();
     for (std::size_t nuclide = 0; nuclide < all_.size(); ++nuclide) {
-        improbabilities_.push_back(isElement(nuclide) ? excited.improbabilityOf(all_[nuclide].name)
-                                                      : improbabilityOf(all_[nuclide]));
+        improbabilities_.push_back(isElement(nuclide)
+                                       ? excited_.improbabilityOf(all_[nuclide].name)
+                                       : improbabilityOf(all_[nuclide]) + costOfActivity(nuclide));
     }
+}
+
+// Of nuclides that explain the same peaks, those that need less activity are more probable.
+double Identifier::costOfActivity(std::size_t nuclide) const {
+    double maxWeight = 0.0;
+    for (const LineResult& match : matches_[nuclide].lines) {
+        maxWeight = match.peak ? std::max(maxWeight, match.line->weight) : maxWeight;
+    }
+    return maxWeight > 0.0 ? costOfActivityFactor * std::log(maxWeight_ / maxWeight) : 0.0;
+}
+
+// The weakest line of an element, or a missing one, limits its activity. Only the intensities of
+// the element count: a response fitted to its peaks would depend on the nuclides that share them.
+void Identifier::updateXRays() {
+    xRays_.clear();
+    for (std::size_t element = libraryCount_; element < all_.size(); ++element) {
+        std::map<std::size_t, double> ofPeaks;
+        double activity = std::numeric_limits<double>::infinity();
+        for (const LineResult& match : matches_[element].lines) {
+            if (match.peak) {
+                ofPeaks[*match.peak] += match.line->weight;
+            } else {
+                activity = std::min(activity, match.limit / match.line->weight);
+            }
+        }
+        for (const auto& [peak, weight] : ofPeaks) {
+            activity = std::min(activity, (1.0 + allowance()) * peaks_[peak].area / weight);
+        }
+        for (const auto& [peak, weight] : ofPeaks) {
+            xRays_.push_back({element, peak, std::min(1.0, activity * weight / peaks_[peak].area)});
+        }
+    }
+}
+
+// Leaves out X-rays that only the nuclide itself would excite.
+std::vector<double> Identifier::xRayParts(std::size_t nuclide) const {
+    std::vector<double> parts(peaks_.size(), 0.0);
+    for (const auto& [element, peak, part] : xRays_) {
+        if (!isElement(nuclide) &&
+            excited_.isExpectedWithout(all_[nuclide].name, all_[element].name)) {
+            parts[peak] = std::max(parts[peak], part);
+        }
+    }
+    return parts;
 }
 
 void Identifier::judge(JointFit& fit) {
@@ -115,12 +187,12 @@ void Identifier::judge(JointFit& fit) {
             }
         }
         if (fit.activity(nuclide) > 0.0) {
-            const NuclideEvidence evidence =
-                evidenceOf(nuclide, fit, input(), explained_, rules_.tolerance);
+            const NuclideEvidence evidence = evidenceOf(
+                nuclide, fit, input(), {explained_, xRayParts(nuclide)}, rules_.tolerance);
             result.activity = fit.activity(nuclide);
             result.confidence = evidence.confidence;
             result.reason = evidence.reason;
-        } else if (matches_[nuclide].keyMissing) {
+        } else if (models_.all()[nuclide].keyMissing) {
             result.reason = "key line missing";
         } else if (result.peaks.empty()) {
             result.reason = "no line found";
@@ -237,12 +309,27 @@ Findings Identifier::findings() const {
     return findings;
 }
 
+// Removes the annihilation line of nuclides with other lines: how many positrons annihilate near
+// the source is unknown, and other sources contribute to the peak.
+void removeAnnihilation(std::vector<ExpectedLine>& lines) {
+    constexpr double sameLine = 0.1;  // keV
+    const auto isOther = [](const ExpectedLine& line) {
+        return std::abs(line.energy - electronMass) >= sameLine;
+    };
+    if (std::ranges::any_of(lines, isOther)) {
+        std::erase_if(lines, std::not_fn(isOther));
+    }
+}
+
 }  // namespace
 
 Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
                   const MatchingRules& rules, std::span<const Nuclide> elements) {
     std::vector<Nuclide> all(nuclides.begin(), nuclides.end());
     all.insert(all.end(), elements.begin(), elements.end());
+    for (Nuclide& nuclide : all) {
+        removeAnnihilation(nuclide.lines);
+    }
     std::vector<MeasuredPeak> corrected = withUncertainCalibration(peaks, rules.tolerance);
     for (int correction = 0;; ++correction) {
         Identifier identifier(corrected, all, nuclides.size(), rules);
@@ -260,11 +347,23 @@ namespace {
 constexpr double halfSupport = 4.0;      // gain in the sum of squares
 constexpr double neighbourhood = 150.0;  // keV on each side, for the density of peaks
 constexpr double minPeaks = 0.5;         // in a neighbourhood without any
+constexpr double certainExcess = 2.0;    // standard deviations
 constexpr double missingLine = 4.0;      // logarithm of the odds against a line that is missing
 constexpr double priorOdds = 2.5;        // logarithm of the odds against a nuclide of the library
 constexpr double ofHours = 1.0;          // additionally against one that lives less than a day
 constexpr double ofMinutes = 2.5;        // or less than an hour, if it has a single line
 constexpr double hopeless = 0.02;        // confidence
+
+constexpr double clearSupport = 0.8;  // not worth mentioning
+
+// A nuclide that replaces another one: the part of its activity that it has beside it, and the
+// smallest part of the counts that it takes over.
+constexpr double newPart = 0.3;
+constexpr double minTaken = 0.05;
+
+bool isShortLived(const Nuclide& nuclide) {
+    return nuclide.halfLife > 0.0 && nuclide.halfLife < 24.0 * hour && !nuclide.parent;
+}
 
 double deviationFactor(double deviation) {
     const double beyond = std::max(0.0, std::abs(deviation) - 1.0);
@@ -280,7 +379,7 @@ std::string lineText(const char* format, double energy) {
 // Adds up the evidence of the lines of a nuclide, in logarithms of odds.
 class LineEvidence {
   public:
-    LineEvidence(std::size_t nuclide, const JointFit& fit, const JointFitInput& input,
+    LineEvidence(std::size_t nuclide, const Explanation& fit, const JointFitInput& input,
                  const ExplainedParts& explained, double tolerance)
         : nuclide_(nuclide),
           fit_(fit),
@@ -300,12 +399,14 @@ class LineEvidence {
                    : 0.0;
     }
     double against() const { return against_; }
-    double peaks() const { return peaks_; }  // shared peaks count in part
+    bool isSingle() const { return peaks_ < 1.5; }  // shared peaks count in part
+    // Returns the logarithm of the odds for the nuclide.
+    double odds() const;
     const std::string& reason() const { return reason_; }
 
   private:
     double expected(std::size_t line) const {
-        return fit_.activity(nuclide_) * input_.models[nuclide_].weights[line];
+        return fit_.activities[nuclide_] * input_.models[nuclide_].weights[line];
     }
     void addMatched(std::size_t line);
     void addMissing(std::size_t line);
@@ -313,7 +414,7 @@ class LineEvidence {
     double improbability(const MeasuredPeak& at) const;
 
     std::size_t nuclide_;
-    const JointFit& fit_;
+    const Explanation& fit_;
     const JointFitInput& input_;
     const ExplainedParts& explained_;
     double tolerance_;
@@ -339,7 +440,7 @@ double LineEvidence::improbability(const MeasuredPeak& at) const {
     double near = minPeaks;
     for (std::size_t number = 0; number < input_.peaks.size(); ++number) {
         if (std::abs(input_.peaks[number].energy - at.energy) <= neighbourhood) {
-            near += 1.0 - explained_[number];
+            near += 1.0 - explained_.beyondDoubt[number];
         }
     }
     const double window = std::min(tolerance_, 3.0 * at.energyUncertainty);
@@ -357,11 +458,13 @@ void LineEvidence::addMatched(std::size_t line) {
     // The allowance is symmetric in the logarithm of the factor.
     const double allowed = input_.allowance * std::sqrt(area * peak.area);
     const double ofYield = counts * match.line->weightUncertainty;
-    const double deviation =
-        (peak.area - area) / std::hypot(peak.areaUncertainty, allowed, ofYield);
+    const double uncertainty = std::hypot(peak.areaUncertainty, allowed, ofYield);
+    const double deviation = (peak.area - area) / uncertainty;
     const double factor =
         deviationFactor(deviation) * deviationFactor(energyDeviation(peak, *match.line));
-    const double share = counts / area;
+    // Counts that certainly exceed those of all nuclides have another source.
+    const double whole = std::max(area, peak.area - certainExcess * uncertainty);
+    const double share = counts / whole * (1.0 - explained_.xRays[*match.peak]);
     for_ += share * factor * improbability(peak);
     peaks_ += share;
     visibleMatched_ += share * counts / (counts + match.line->detectionLimit);
@@ -379,32 +482,78 @@ void LineEvidence::addMissing(std::size_t line) {
     addAgainst(visible * (1.0 - factor) * missingLine, "no peak at %.1f keV", match.line->energy);
 }
 
+double LineEvidence::odds() const {
+    const Nuclide& nuclide = input_.nuclides[nuclide_];
+    double odds = forNuclide() - against() - 0.5 * input_.models[nuclide_].tension - priorOdds;
+    if (isSingle() && isShortLived(nuclide)) {
+        odds -= nuclide.halfLife < hour ? ofMinutes : ofHours;
+    }
+    return odds;
+}
+
 double logistic(double logarithmOfOdds) {
     return 1.0 / (1.0 + std::exp(-logarithmOfOdds));
+}
+
+// Returns the counts of a nuclide in the peaks of another one.
+double countsIn(const NuclideMatches& other, const Explanation& fit, const JointFitInput& input,
+                std::size_t nuclide) {
+    double counts = 0.0;
+    const auto& lines = input.matches[nuclide].lines;
+    for (std::size_t line = 0; line < lines.size(); ++line) {
+        const auto samePeak = [&](const LineResult& match) {
+            return match.peak && match.peak == lines[line].peak;
+        };
+        if (lines[line].peak && std::ranges::any_of(other.lines, samePeak)) {
+            counts += fit.activities[nuclide] * input.models[nuclide].weights[line];
+        }
+    }
+    return counts;
+}
+
+// Returns the probability that the nuclide, not those that would replace it, explains its peaks.
+double supportOf(std::size_t nuclide, double chance, JointFit& fit, const JointFitInput& input,
+                 const ExplainedParts& explained, double tolerance) {
+    const auto& [gain, other] = fit.without(nuclide);
+    const NuclideMatches& own = input.matches[nuclide];
+    const double counts = countsIn(own, fit.explanation(), input, nuclide);
+    double taken = 0.0;
+    double rivals = 0.0;
+    for (std::size_t rival = 0; rival < input.nuclides.size(); ++rival) {
+        if (other.activities[rival] <= 0.0 || rival == nuclide ||
+            fit.activity(rival) > newPart * other.activities[rival]) {
+            continue;
+        }
+        const double part = countsIn(own, other, input, rival) / counts;
+        if (part > minTaken) {
+            const LineEvidence lines(rival, other, input, explained, tolerance);
+            taken += part;
+            rivals += part * logistic(lines.odds());
+        }
+    }
+    const double needed = gain * gain / (gain * gain + halfSupport * halfSupport);
+    return taken < mainPart
+               ? needed
+               : std::max(needed, chance / (chance + rivals / taken * std::exp(-0.5 * gain)));
 }
 
 }  // namespace
 
 NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInput& input,
                            const ExplainedParts& explained, double tolerance) {
-    const LineEvidence lines(nuclide, fit, input, explained, tolerance);
-    double odds =
-        lines.forNuclide() - lines.against() - 0.5 * input.models[nuclide].tension - priorOdds;
-    const Nuclide& known = input.nuclides[nuclide];
-    const bool isShortLived = known.halfLife > 0.0 && known.halfLife < 24.0 * hour &&
-                              !known.parent && lines.peaks() < 1.5;
-    if (isShortLived) {
-        odds -= known.halfLife < hour ? ofMinutes : ofHours;
-    }
+    const LineEvidence lines(nuclide, fit.explanation(), input, explained, tolerance);
+    const double odds = lines.odds();
     const double chance = logistic(odds);
     // The support takes much longer to compute than everything else.
-    const double gain = chance < hopeless ? 0.0 : fit.gain(nuclide);
-    const double support = gain * gain / (gain * gain + halfSupport * halfSupport);
-    NuclideEvidence evidence{chance < hopeless ? chance : support * chance, lines.reason()};
-    if (chance >= hopeless && support < 0.5) {
+    const double support =
+        chance < hopeless ? 1.0 : supportOf(nuclide, chance, fit, input, explained, tolerance);
+    NuclideEvidence evidence{support * chance, lines.reason()};
+    if (support < std::min(chance, clearSupport)) {
         evidence.reason = "other nuclides explain its peaks";
     } else if (lines.against() < 0.5 && odds < 1.0) {
-        evidence.reason = isShortLived ? "single line of a short-lived nuclide" : "too few lines";
+        evidence.reason = lines.isSingle() && isShortLived(input.nuclides[nuclide])
+                              ? "single line of a short-lived nuclide"
+                              : "too few lines";
     }
     return evidence;
 }

@@ -47,11 +47,13 @@ struct NuclideEvidence {
     std::string reason;       // why the confidence is not higher
 };
 
-// The part of each peak that is explained beyond doubt, 0 to 1.
-using ExplainedParts = std::vector<double>;
+// The parts of each peak that prove no nuclide, 0 to 1.
+struct ExplainedParts {
+    std::vector<double> beyondDoubt;  // from nuclides that are certainly present
+    std::vector<double> xRays;        // the largest part that expected X-rays may have
+};
 
-// Returns the evidence for a nuclide that has an activity in the fit.
-// explained: by nuclides that are certainly present; tolerance: keV.
+// Returns the evidence for a nuclide that has an activity in the fit. tolerance: keV.
 NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInput& input,
                            const ExplainedParts& explained, double tolerance);
 

@@ -37,15 +37,31 @@ JointFit::JointFit(const JointFitInput& input) : input_(input) {
     addEquilibrium();
     fit_.emplace(problem_);
     values_ = fit_->values();
-    misfit_ = misfit(values_);
-    gains_.resize(input_.nuclides.size());
-    activities_.assign(input_.nuclides.size(), 0.0);
-    for (std::size_t column = 0; column < columns_.size(); ++column) {
-        activities_[columns_[column]] = values_[static_cast<Eigen::Index>(column)];
+    explanation_ = explained(values_);
+    misfit_ = misfit(values_, explanation_);
+    removeShortLived();
+    alternatives_.resize(input_.nuclides.size());
+}
+
+// The fit does not include the costs of presence. Removes the short-lived nuclides without which
+// the sum of squares with these costs is smaller.
+void JointFit::removeShortLived() {
+    for (const std::size_t nuclide : columns_) {
+        if (activity(nuclide) <= 0.0 || improbabilityOf(input_.nuclides[nuclide]) <= 0.0) {
+            continue;
+        }
+        const Eigen::Index column = *columnOf_[nuclide];
+        const Eigen::VectorXd values = fit_->valuesWithout(column);
+        Explanation other = explained(values);
+        const double sum = misfit(values, other);
+        if (sum < misfit_) {
+            problem_.design.col(column).setZero();
+            fit_.emplace(problem_);
+            values_ = values;
+            misfit_ = sum;
+            explanation_ = std::move(other);
+        }
     }
-    Areas areas = areasOf(values_);
-    areas_ = std::move(areas.ofNuclides);
-    otherAreas_ = std::move(areas.ofOthers);
 }
 
 // One column for each nuclide that may be present and for each peak that does not need a nuclide.
@@ -151,29 +167,30 @@ void JointFit::addEquilibrium() {
     }
 }
 
-JointFit::Areas JointFit::areasOf(const Eigen::VectorXd& values) const {
-    Areas areas{std::vector<double>(input_.peaks.size(), 0.0),
-                std::vector<double>(input_.peaks.size(), 0.0)};
+Explanation JointFit::explained(const Eigen::VectorXd& values) const {
+    Explanation result{std::vector<double>(input_.nuclides.size(), 0.0),
+                       std::vector<double>(input_.peaks.size(), 0.0),
+                       std::vector<double>(input_.peaks.size(), 0.0)};
     for (const std::size_t nuclide : columns_) {
         const double activity = values[*columnOf_[nuclide]];
+        result.activities[nuclide] = activity;
         const auto& lines = input_.matches[nuclide].lines;
         for (std::size_t line = 0; activity > 0.0 && line < lines.size(); ++line) {
             if (const auto peak = lines[line].peak) {
-                areas.ofNuclides[*peak] += activity * input_.models[nuclide].weights[line];
+                result.areasOfNuclides[*peak] += activity * input_.models[nuclide].weights[line];
             }
         }
     }
     for (std::size_t peak = 0; peak < input_.peaks.size(); ++peak) {
         if (const auto column = otherColumnOf_[peak]) {
-            areas.ofOthers[peak] = values[*column];
+            result.otherAreas[peak] = values[*column];
         }
     }
-    return areas;
+    return result;
 }
 
 // Returns the sum of squares. The allowance applies only to the explained part of an area.
-double JointFit::misfit(const Eigen::VectorXd& values) const {
-    const Areas areas = areasOf(values);
+double JointFit::misfit(const Eigen::VectorXd& values, const Explanation& explanation) const {
     const Eigen::VectorXd residuals = fit_->residuals(values);
     const auto peakCount = static_cast<Eigen::Index>(input_.peaks.size());
     double sum = residuals.tail(residuals.size() - peakCount).squaredNorm() +
@@ -184,7 +201,7 @@ double JointFit::misfit(const Eigen::VectorXd& values) const {
     }
     for (std::size_t number = 0; number < input_.peaks.size(); ++number) {
         const MeasuredPeak& peak = input_.peaks[number];
-        const double area = areas.ofNuclides[number] + areas.ofOthers[number];
+        const double area = explanation.area(number);
         const double deviation =
             std::hypot(peak.areaUncertainty, input_.allowance * std::min(area, peak.area));
         sum += std::pow((area - peak.area) / deviation, 2);
@@ -192,13 +209,14 @@ double JointFit::misfit(const Eigen::VectorXd& values) const {
     return sum;
 }
 
-double JointFit::gain(std::size_t nuclide) {
-    std::optional<double>& gain = gains_[nuclide];
-    if (!gain) {
-        const Eigen::VectorXd without = fit_->valuesWithout(*columnOf_[nuclide]);
-        gain = std::max(0.0, misfit(without) - misfit_);
+const JointFit::Alternative& JointFit::without(std::size_t nuclide) {
+    std::optional<Alternative>& alternative = alternatives_[nuclide];
+    if (!alternative) {
+        const Eigen::VectorXd values = fit_->valuesWithout(*columnOf_[nuclide]);
+        alternative = Alternative{0.0, explained(values)};
+        alternative->gain = std::max(0.0, misfit(values, alternative->explanation) - misfit_);
     }
-    return *gain;
+    return *alternative;
 }
 
 namespace {
@@ -209,7 +227,33 @@ constexpr double uncertaintyOfOthers = 0.3;  // relative, of their part of a pea
 
 // Smallest number of found lines minus missing ones for a nuclide that can be present.
 constexpr double minBalance = -2.0;
-constexpr double certainlyMissing = 3.0;  // times the detection limit
+constexpr double certainlyMissing = 3.0;     // times the detection limit
+constexpr std::ptrdiff_t minLinesAbove = 2;  // that show an absorber
+
+// Returns the counts that a line has at least, one standard deviation below the expected ones.
+double lowCounts(const NuclideModel& model, std::size_t line) {
+    return model.activity * model.weights[line] * std::exp(-model.uncertainties[line]);
+}
+
+// True if a key line has no peak, although no absorber or neighbouring peak hides it. Only two
+// lines above it can show that an absorber does. shown: energies in keV of the lines that explain a
+// part of their peaks.
+bool isKeyMissing(const NuclideMatches& matches, const NuclideModel& model,
+                  std::span<const double> shown) {
+    for (std::size_t line = 0; line < matches.lines.size(); ++line) {
+        const LineResult& match = matches.lines[line];
+        const bool isHidden = match.limit >= 2.0 * match.line->detectionLimit;
+        const auto above = std::ranges::count_if(
+            shown, [&match](double energy) { return energy > match.line->energy; });
+        const bool isAbsorbed = above >= minLinesAbove &&
+                                model.activity * match.line->weight > match.limit &&
+                                lowCounts(model, line) < match.limit;
+        if (match.line->key && !match.peak && !isHidden && !isAbsorbed) {
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -283,7 +327,7 @@ void NuclideModels::fitModel(std::size_t nuclide, const JointFit* fit) {
     const NuclideMatches& matches = matches_[nuclide];
     const std::vector<LineRatio> ratios = ratiosOf(nuclide, fit);
     const auto isPeak = [](const LineRatio& ratio) { return !ratio.isLimit; };
-    if (matches.keyMissing || std::ranges::none_of(ratios, isPeak)) {
+    if (std::ranges::none_of(ratios, isPeak)) {
         if (fit == nullptr) {
             model = {};
         }
@@ -291,22 +335,28 @@ void NuclideModels::fitModel(std::size_t nuclide, const JointFit* fit) {
     }
     const PatternFit pattern = fitPattern(ratios, responseOfNuclide(common_, matches.peakCount));
     patterns_[nuclide] = pattern;
-    model = {std::exp(pattern.scale), {}, {}, pattern.priorMisfit};
+    model = {std::exp(pattern.scale), {}, {}, pattern.priorMisfit, model.keyMissing};
     double balance = 0.0;
+    std::vector<double> shown;
     for (const LineResult& match : matches.lines) {
         model.weights.push_back(match.line->weight * std::exp(pattern.parameters.dot(match.terms)));
         model.uncertainties.push_back(std::hypot(pattern.uncertainty(match.terms), allowance_));
-        const double low =
-            model.activity * model.weights.back() * std::exp(-model.uncertainties.back());
+        const double low = lowCounts(model, model.weights.size() - 1);
         const double expected = model.activity * model.weights.back();
         if (match.peak) {
-            balance += expected > minShare * peaks_[*match.peak].area ? 1.0 : 0.0;
+            if (expected > minShare * peaks_[*match.peak].area) {
+                balance += 1.0;
+                shown.push_back(match.line->energy);
+            }
         } else if (low > certainlyMissing * match.limit) {
             balance -= 1.0;
         }
     }
-    if (fit == nullptr && balance < minBalance) {
-        model.activity = 0.0;
+    if (fit == nullptr) {
+        model.keyMissing = isKeyMissing(matches, model, shown);
+        if (model.keyMissing || balance < minBalance) {
+            model.activity = 0.0;
+        }
     }
 }
 

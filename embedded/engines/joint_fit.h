@@ -26,7 +26,8 @@ struct NuclideModel {
     double activity = 0.0;              // from its own lines alone; 0 if it cannot be present
     std::vector<double> weights;        // of each line of its matches
     std::vector<double> uncertainties;  // of the logarithms of the weights
-    double tension = 0.0;  // sum of squares by which its response differs from the common one
+    double tension = 0.0;     // sum of squares by which its response differs from the common one
+    bool keyMissing = false;  // a key line should be visible and has no peak
 };
 
 // Input of a joint fit. The spans must outlive the fit.
@@ -41,33 +42,40 @@ struct JointFitInput {
     double allowance;
 };
 
+// Activities of all nuclides and the areas of the peaks that follow from them.
+struct Explanation {
+    std::vector<double> activities;
+    std::vector<double> areasOfNuclides;
+    std::vector<double> otherAreas;  // from the other origin of each peak
+
+    double area(std::size_t peak) const { return areasOfNuclides[peak] + otherAreas[peak]; }
+};
+
 class JointFit {
   public:
     explicit JointFit(const JointFitInput& input);
 
-    double activity(std::size_t nuclide) const { return activities_[nuclide]; }
-    // The part of a peak's area that comes from nuclides, and the part from its other origin.
-    double areaOfNuclides(std::size_t peak) const { return areas_[peak]; }
-    double otherArea(std::size_t peak) const { return otherAreas_[peak]; }
-    double area(std::size_t peak) const { return areas_[peak] + otherAreas_[peak]; }
+    const Explanation& explanation() const { return explanation_; }
+    double activity(std::size_t nuclide) const { return explanation_.activities[nuclide]; }
+    double otherArea(std::size_t peak) const { return explanation_.otherAreas[peak]; }
+    double area(std::size_t peak) const { return explanation_.area(peak); }
 
-    // Returns the rise of the sum of squares without a nuclide, not negative.
-    double gain(std::size_t nuclide);
+    // The explanation without one of the nuclides.
+    struct Alternative {
+        double gain;  // rise of the sum of squares, not negative
+        Explanation explanation;
+    };
+    const Alternative& without(std::size_t nuclide);
 
   private:
-    // The areas of all peaks.
-    struct Areas {
-        std::vector<double> ofNuclides;
-        std::vector<double> ofOthers;
-    };
-
     void chooseColumns();
     void addAreas();
     Eigen::VectorXd partsOfActivities() const;
     void setPenalties(const Eigen::VectorXd& parts);
     void addEquilibrium();
-    Areas areasOf(const Eigen::VectorXd& values) const;
-    double misfit(const Eigen::VectorXd& values) const;
+    void removeShortLived();
+    Explanation explained(const Eigen::VectorXd& values) const;
+    double misfit(const Eigen::VectorXd& values, const Explanation& explanation) const;
 
     JointFitInput input_;
     std::vector<std::size_t> columns_;                        // the nuclide of each column
@@ -77,10 +85,8 @@ class JointFit {
     std::optional<NonnegativeFit> fit_;
     Eigen::VectorXd values_;
     double misfit_ = 0.0;
-    std::vector<std::optional<double>> gains_;  // of each nuclide, computed when needed
-    std::vector<double> activities_;
-    std::vector<double> areas_;
-    std::vector<double> otherAreas_;
+    std::vector<std::optional<Alternative>> alternatives_;  // of each nuclide, if needed
+    Explanation explanation_;
 };
 
 // Response of the measurement to each nuclide, fitted to the peaks of its lines.

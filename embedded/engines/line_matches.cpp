@@ -17,6 +17,9 @@ constexpr double maxEfficiency = 0.15;
 constexpr double energyOfMaxEfficiency = 150.0;  // keV, and below
 constexpr double pileUpPart = 0.002;             // of the smaller area
 
+// The Doppler effect broadens the annihilation peak by up to 3 keV. The search may divide it.
+constexpr double annihilationReach = 2.0;  // keV
+
 constexpr double agreement = 3.0;  // standard deviations
 
 bool agree(double energy, const MeasuredPeak& peak, double tolerance) {
@@ -84,7 +87,8 @@ std::vector<PeakOrigin> originsOf(std::span<const MeasuredPeak> peaks,
     std::vector<PeakOrigin> origins(peaks.size(), PeakOrigin::line);
     for (std::size_t number = 0; number < peaks.size(); ++number) {
         const MeasuredPeak& peak = peaks[number];
-        if (agree(electronMass, peak, tolerance)) {
+        if (agree(electronMass, peak, tolerance) ||
+            std::abs(peak.energy - electronMass) <= annihilationReach) {
             origins[number] = PeakOrigin::annihilation;
         } else if (isEscape(peaks, peak, electronMass, tolerance)) {
             origins[number] = PeakOrigin::singleEscape;
@@ -169,7 +173,7 @@ std::vector<NuclideMatches> matchLines(std::span<const MeasuredPeak> peaks,
     std::vector<NuclideMatches> all;
     all.reserve(nuclides.size());
     for (const Nuclide& nuclide : nuclides) {
-        NuclideMatches matches{{}, 0, false};
+        NuclideMatches matches{{}, 0};
         std::set<std::size_t> matchedPeaks;
         for (const ExpectedLine& line : nuclide.lines) {
             if (!isUsable(line)) {
@@ -180,8 +184,6 @@ std::vector<NuclideMatches> matchLines(std::span<const MeasuredPeak> peaks,
             if (peak) {
                 matchedPeaks.insert(*peak);
             }
-            matches.keyMissing =
-                matches.keyMissing || (line.key && !peak && behind < line.detectionLimit);
             matches.lines.push_back(
                 {&line, peak, line.detectionLimit + behind, responseTerms(line.energy)});
         }

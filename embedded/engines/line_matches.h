@@ -50,7 +50,6 @@ struct LineResult {
 struct NuclideMatches {
     std::vector<LineResult> lines;
     std::size_t peakCount;  // number of different peaks that match a line
-    bool keyMissing;        // a key line has no peak, and no neighbouring peak can hide it
 };
 
 // Matches each line with the nearest peak within the tolerance (keV) and 3.5 standard deviations.

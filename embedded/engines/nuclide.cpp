@@ -184,15 +184,20 @@ void ExcitedElements::addNuclide(std::string_view name) {
     for (auto element = elements.begin(); own != elements.end() && element != elements.end();
          ++element) {
         if (element - own >= -neighboursBefore && element - own <= neighboursAfter) {
-            neighbours_.insert(element->symbol);
+            nuclides_[element->symbol].insert(name);
         }
     }
 }
 
 double ExcitedElements::improbabilityOf(std::string_view element) const {
-    const bool isExpected =
-        neighbours_.contains(element) || std::ranges::find(materials, element) != materials.end();
-    return isExpected ? 0.0 : unexpectedElement;
+    return isExpectedWithout("", element) ? 0.0 : unexpectedElement;
+}
+
+bool ExcitedElements::isExpectedWithout(std::string_view nuclide, std::string_view element) const {
+    const auto exciting = nuclides_.find(element);
+    return std::ranges::find(materials, element) != materials.end() ||
+           (exciting != nuclides_.end() &&
+            exciting->second.size() > exciting->second.count(nuclide));
 }
 
 }  // namespace embedded::engines

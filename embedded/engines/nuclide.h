@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <set>
 #include <span>
@@ -67,13 +68,16 @@ double rarity(std::string_view nuclide, double halfLife);
 // nuclides that are present, whose decay leaves excited atoms.
 class ExcitedElements {
   public:
-    // name: such as "Eu-152".
+    // name: such as "Eu-152"; must outlive the object.
     void addNuclide(std::string_view name);
 
     double improbabilityOf(std::string_view element) const;
 
+    // True if its X-rays are expected without this nuclide.
+    bool isExpectedWithout(std::string_view nuclide, std::string_view element) const;
+
   private:
-    std::set<std::string_view> neighbours_;
+    std::map<std::string_view, std::set<std::string_view>> nuclides_;  // of each element
 };
 
 }  // namespace embedded::engines

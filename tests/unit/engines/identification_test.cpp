@@ -120,6 +120,21 @@ const std::vector<Case> cases = {
       {"Tl-208", {line(2614.51, 1)}, {}}},
      {"Tl-208"},
      {"", "", "", "Tl-208"}},
+    {"DividedAnnihilationPeakIsNoEvidence",
+     {peak(509.7, 3e4), peak(511.3, 2e3), peak(810.8, 2e4)},
+     {{"X-1", {line(510, 1)}, {}}, {"Co-58", {line(510.999, 0.3), line(810.76, 0.99)}, {}}},
+     {"Co-58"},
+     {"", "", "Co-58"}},
+    {"OtherPeaksAtFaintLines",
+     {peak(279.2, 6e4), peak(401.3, 2.4e3), peak(500.1, 9e3), peak(680.5, 1.6e4)},
+     {{"X-1", {line(279.2, 0.8), line(401.3, 0.034), line(500.1, 0.004), line(680.5, 0.007)}, {}}},
+     {"X-1"},
+     {"X-1", "X-1", "X-1", "X-1"}},
+    {"GreaterYieldOfEqualLines",
+     {peak(514.0, 3000)},
+     {{"X-1", {line(514.0, 0.0043)}, {}}, {"X-2", {line(514.0, 0.98)}, {}}},
+     {"X-2"},
+     {"X-2"}},
     {"SumPeakIsNoEvidence",
      {peak(1173.2, 1e5), peak(1332.5, 1e5), peak(2505.7, 2000)},
      {{"Co-60", {line(1173.23, 1), line(1332.49, 1)}, {}}, {"X-1", {line(2505.8, 1)}, {}}},
@@ -208,7 +223,7 @@ TEST_P(IdentifyShielded, VisibleLinesIdentifyTheNuclide) {
         const double weight = photons * std::pow(energy / 500.0, -0.9);
         const ResponseVector terms = responseTerms(energy);
         const double passing = std::exp(GetParam().lead * terms[2] + GetParam().iron * terms[3]);
-        source.lines.push_back(line(energy, weight, limit));
+        source.lines.push_back(line(energy, weight, limit, energy < 200.0));
         if (1e5 * weight * passing > limit) {
             peaks.push_back(peak(energy, 1e5 * weight * passing));
         }
@@ -237,18 +252,24 @@ TEST(Identify, XRaysOfLeadGetTheirOrigin) {
         for (const XRayLine& xRay : element.lines) {
             if (element.symbol == "Pb") {
                 lead.lines.push_back(line(xRay.energy, xRay.intensity, 500.0));
-                peaks.push_back(peak(xRay.energy, 1e4 * xRay.intensity));
+                peaks.push_back(peak(xRay.energy, 1e4 * std::pow(xRay.intensity, 1.2)));
             }
         }
     }
-    const Nuclide other{"X-1", {line(74.97, 1.0)}, {}};
+    // The intensities of the nuclide fit better.
+    Nuclide other{"X-1", lead.lines, {}};
+    for (ExpectedLine& xRay : other.lines) {
+        xRay.weight = std::pow(xRay.weight, 1.2);
+    }
+    other.lines.push_back(line(569.7, 0.5, 2e4));
     const Findings findings = identify(peaks, std::vector{other}, rules, std::vector{lead});
-    EXPECT_LT(findings.nuclides[0].confidence, 0.1);
+    EXPECT_LT(findings.nuclides[0].confidence, 0.5);
     EXPECT_EQ(PeakOrigin::xRay, findings.origins[1]);
 }
 
 TEST(Identify, SameLineIdentifiesTheNuclideWithLongerHalfLife) {
-    Nuclide lasting{"Long-1", {line(165.86, 1.0)}, {}};
+    // Its second line should barely be visible.
+    Nuclide lasting{"Long-1", {line(165.86, 1.0), line(200.0, 0.015)}, {}};
     Nuclide fleeting{"Short-1", {line(165.86, 1.0)}, {}};
     lasting.halfLife = 1e7;
     fleeting.halfLife = 5e3;
