@@ -33,8 +33,9 @@ endif()
 # libgcc_s stays shared: it unwinds the exceptions of all libraries in a process. The compiler would
 # search the libraries of this system first.
 set(linking "-B${CMAKE_SYSROOT}/usr/lib/${triplet} -static-libstdc++ -Wl,--as-needed -Wl,--exclude-libs,ALL")
-# The libgcc_s of the compiler, which the tests are linked with, needs the C library of a newer system.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "${linking} -Wl,--allow-shlib-undefined")
+# The libgcc_s of the compiler, which the tests are linked with, needs the C library of a newer system. The
+# static C++ library comes last and needs libpthread, even if no object of a test does.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${linking} -Wl,--no-as-needed -Wl,--allow-shlib-undefined")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${linking}")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "${linking}")
 set(CMAKE_CXX_STANDARD_LIBRARIES_INIT "-lpthread -ldl")

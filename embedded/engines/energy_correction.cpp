@@ -175,7 +175,7 @@ std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> pe
     const auto number = static_cast<double>(lines.size());
     const double remaining = std::max(0.0, squares - right.dot(polynomial));
     const double variance = remaining / weights * number / (number - static_cast<double>(count));
-    const double scatter = std::max(minScatter, std::sqrt(variance));
+    const double scatterOfLines = std::max(minScatter, std::sqrt(variance));
     // In units of the uncertainties of which the weights are made.
     const double enlargement = std::max(1.0, remaining / (number - static_cast<double>(count)));
     std::vector<MeasuredPeak> corrected(peaks.begin(), peaks.end());
@@ -183,7 +183,7 @@ std::vector<MeasuredPeak> withCorrectedEnergies(std::span<const MeasuredPeak> pe
         const Eigen::VectorXd terms = powers(peak.energy, count);
         const double ofPolynomial =
             std::sqrt(enlargement * std::max(0.0, terms.dot(factors.solve(terms))));
-        const double uncertainty = std::min(std::hypot(scatter, ofPolynomial), tolerance);
+        const double uncertainty = std::min(std::hypot(scatterOfLines, ofPolynomial), tolerance);
         peak.energy += polynomial.dot(terms);
         peak.energyUncertainty = std::hypot(peak.energyUncertainty, uncertainty);
     }

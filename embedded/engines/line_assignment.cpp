@@ -172,8 +172,8 @@ LineAssignment::PatternScore LineAssignment::scoreOf(std::size_t pattern,
         return {0.0, {}};
     }
     // The strongest lines determine the expected counts.
-    ratios.resize(std::min<std::size_t>(ratios.size(), 5));
-    const double scale = medianOf(ratios);
+    const auto end = ratios.begin() + std::min<std::ptrdiff_t>(std::ssize(ratios), 5);
+    const double scale = medianOf({ratios.begin(), end});
     PatternScore result{0.0, {}};
     for (const auto& [line, number] : all) {
         const double position = relation.positionOf(line.energy);
