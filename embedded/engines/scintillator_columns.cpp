@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <numeric>
+#include <string_view>
+#include <utility>
 
 #include "embedded/engines/nuclide.h"
 #include "embedded/engines/scintillator_response.h"
@@ -11,13 +15,13 @@ namespace embedded::engines {
 namespace {
 
 // Standard deviations of the detector state; a shielded source may have any absorber.
-constexpr double offsetDeviationOfState = 0.1;  // FWHM at 100 keV
+constexpr double offsetDeviationOfState = 2.0;  // keV
 constexpr double gainDeviationOfState = 0.012;
 constexpr double broadeningDeviationOfState = 0.1;
 constexpr double powerDeviation = 0.5;
-constexpr double absorberDeviation = 0.7;
+constexpr double absorberDeviation = 2.5;
 constexpr double maxDeviationsOfState = 3.0;
-constexpr double minAbsorber = -0.2;  // deviations
+constexpr double minAbsorber = -0.05;  // deviations
 constexpr double maxAbsorber = 6.0;
 
 // Deviation of one line relative to the others of its nuclide.
@@ -33,36 +37,42 @@ constexpr double tailPart = 0.03;  // of the counts, about one FWHM away
 constexpr double stepPart = 0.03;  // of the counts, in each FWHM below the peak
 constexpr double edgePart = 0.3;
 constexpr double sumPart = 0.05;
-constexpr double weakestOfSum = 0.1;
-constexpr double minScatteredEnergy = 150.0;  // keV
+constexpr double annihilationEnergy = 511.0;  // keV
+constexpr double weakestOfSum = 0.05;
+constexpr std::size_t maxOfSum = 8;          // lines
+constexpr double minScatteredEnergy = 60.0;  // keV
 
-constexpr double escapeEnergy = 30.0;  // keV, K X-rays of iodine, caesium and lanthanum
-constexpr double maxEscapeEnergy = 200.0;
+// Escape of annihilation photons.
+constexpr double minPairEnergy = 1300.0;  // keV
+constexpr double pairEscapePart = 0.3;    // of the counts of a line at 2.6 MeV
 
-double escapePart(double energy) {
-    return energy > 1.4 * escapeEnergy && energy < maxEscapeEnergy
-               ? std::min(0.25, 0.1 * std::pow(60.0 / energy, 2.0))
-               : 0.0;
-}
+// The materials around a source determine which angles are frequent.
+constexpr std::array<CosineRange, 4> backscatterCosines = {
+    CosineRange{-1.0, -0.85}, {-0.85, -0.6}, {-0.6, -0.2}, {-0.2, 0.4}};
+
+constexpr double xRayPart = 1.0;  // counts of a nuclide's K X-rays, of those of all its lines
+
+// Escape of K X-rays from the crystal.
+struct Escape {
+    double energy;  // keV
+    double edge;
+    double part;  // of the counts of a line at twice the edge
+
+    double partAt(double lineEnergy) const {
+        return lineEnergy > edge ? std::min(0.25, part * std::pow(2.0 * edge / lineEnergy, 2.0))
+                                 : 0.0;
+    }
+};
+constexpr auto xRayEscapes = std::to_array<Escape>({
+    {27.0, 33.0, 0.1},  // cadmium, tellurium, iodine
+    {34.0, 40.0, 0.1},  // iodine, caesium, lanthanum, cerium
+    {77.0, 91.0, 0.1},  // bismuth
+});
+// Peaks of unknown crystals have this escape; the fit exchanges it for another.
+constexpr Escape usualEscape = {30.0, 42.0, 0.05};
 
 double intensityUncertainty(double energy) {
     return std::min(1.0, intensityDeviation + std::pow(absorbedEnergy / energy, 2.0));
-}
-
-// Counts of pairs of photons that arrive together, if each photon has one partner.
-Eigen::VectorXd pileUpTemplate(const ScintillatorBins& bins) {
-    Eigen::VectorXd sums = Eigen::VectorXd::Zero(bins.size());
-    const double total = std::max(1.0, bins.counts.sum());
-    for (Eigen::Index one = 0; one < bins.size(); ++one) {
-        for (Eigen::Index other = 0; other < bins.size(); ++other) {
-            const Eigen::Index bin = bins.binAt(bins.centre(one) + bins.centre(other));
-            if (bin >= bins.size()) {
-                break;
-            }
-            sums[bin] += bins.counts[one] * bins.counts[other] / total;
-        }
-    }
-    return sums;
 }
 
 // Peaks that are in many spectra without a nuclide: parts of all counts, one standard deviation.
@@ -72,9 +82,9 @@ struct CommonPeak {
     double part;
 };
 constexpr auto commonPeaks = std::to_array<CommonPeak>({
-    {0, 511.0, 0.005},  // annihilation
-    {1, 75.0, 0.006},   // X-rays of lead
-    {1, 85.0, 0.002},
+    {0, 511.0, 0.012},  // annihilation
+    {1, 74.2, 0.02},    // X-rays of lead
+    {1, 85.3, 0.006},
     {2, 18.0, 0.05},  // X-rays of other elements
     {3, 22.0, 0.05},
     {4, 27.0, 0.05},
@@ -94,14 +104,12 @@ constexpr auto lanthanumPeaks = std::to_array<CommonPeak>({
 });
 constexpr Eigen::Index pileUpColumn = 12;
 constexpr Eigen::Index commonCount = 13;
-constexpr double pileUpPartOfColumn = 0.01;
-constexpr double lanthanumResolution = 0.045;
+constexpr double pileUpPartOfColumn = 0.02;
 
 }  // namespace
 
-CalibrationDeviations usualDeviations(const Calibration& calibration) {
-    return {offsetDeviationOfState * widthAtEnergy(calibration, 100.0), gainDeviationOfState,
-            broadeningDeviationOfState};
+CalibrationDeviations usualDeviations() {
+    return {offsetDeviationOfState, gainDeviationOfState, broadeningDeviationOfState};
 }
 
 ScintillatorColumns::ScintillatorColumns(const ScintillatorBins& bins,
@@ -122,7 +130,7 @@ Eigen::MatrixXd ScintillatorColumns::commonColumns() const {
                          peak.part * total);
     };
     std::ranges::for_each(commonPeaks, add);
-    if (resolution(calibration_) < lanthanumResolution) {
+    if (mayContainLanthanum(calibration_)) {
         std::ranges::for_each(lanthanumPeaks, add);
     }
     columns.col(pileUpColumn) = pileUpPartOfColumn * pileUpTemplate(bins_);
@@ -136,7 +144,8 @@ Eigen::VectorXd ScintillatorColumns::nuclideTemplate(const TemplateNuclide& nucl
     for (const TemplateLine& line : nuclide.lines) {
         const double counts = line.weight * response.efficiencyFactor(line.energy);
         response.addPeak(contents, line.energy, counts);
-        response.addPeak(contents, line.energy - escapeEnergy, escapePart(line.energy) * counts);
+        response.addPeak(contents, line.energy - usualEscape.energy,
+                         usualEscape.partAt(line.energy) * counts);
     }
     return contents;
 }
@@ -150,10 +159,14 @@ struct ScintillatorColumns::Shapes {
           step(intensity),
           above(intensity),
           below(intensity),
-          escape(intensity),
+          escapes{intensity, intensity, intensity},
+          singleEscape(intensity),
+          doubleEscape(intensity),
           compton(intensity),
-          backscatter(intensity),
-          edge(intensity) {}
+          backscatter{intensity, intensity, intensity, intensity},
+          edge(intensity),
+          aboveEdge(intensity),
+          multiple(intensity) {}
 
     // Lines that cannot be resolved share their columns.
     void endGroup(double minCounts) {
@@ -174,10 +187,14 @@ struct ScintillatorColumns::Shapes {
     Eigen::VectorXd step;
     Eigen::VectorXd above;
     Eigen::VectorXd below;
-    Eigen::VectorXd escape;
+    std::array<Eigen::VectorXd, xRayEscapes.size()> escapes;
+    Eigen::VectorXd singleEscape;
+    Eigen::VectorXd doubleEscape;
     Eigen::VectorXd compton;
-    Eigen::VectorXd backscatter;
+    std::array<Eigen::VectorXd, backscatterCosines.size()> backscatter;
     Eigen::VectorXd edge;
+    Eigen::VectorXd aboveEdge;
+    Eigen::VectorXd multiple;
     std::vector<Eigen::VectorXd> columns;
     double groupEnergy = 0.0;
     double groupCounts = 0.0;
@@ -199,11 +216,24 @@ void ScintillatorColumns::addLine(Shapes& shapes, const ScintillatorResponse& re
     response.addPeak(shapes.above, energy + fwhm, tailPart * counts);
     response.addPeak(shapes.below, energy - fwhm, tailPart * counts);
     response.addStep(shapes.step, energy, stepPart * counts);
-    response.addPeak(shapes.escape, energy - escapeEnergy, escapePart(energy) * counts);
+    for (std::size_t number = 0; number < xRayEscapes.size(); ++number) {
+        response.addPeak(shapes.escapes[number], energy - xRayEscapes[number].energy,
+                         xRayEscapes[number].partAt(energy) * counts);
+    }
+    if (energy > minPairEnergy) {
+        const double part = pairEscapePart * (energy - 2.0 * electronMass) / 1600.0;
+        response.addPeak(shapes.singleEscape, energy - electronMass, part * counts);
+        response.addPeak(shapes.doubleEscape, energy - 2.0 * electronMass, part * counts);
+    }
     if (energy > minScatteredEnergy) {
         response.addCompton(shapes.compton, energy, counts);
-        response.addBackscatter(shapes.backscatter, energy, counts);
-        response.addEdge(shapes.edge, energy, edgePart * counts);
+        for (std::size_t range = 0; range < backscatterCosines.size(); ++range) {
+            response.addBackscatter(shapes.backscatter[range], energy, backscatterCosines[range],
+                                    counts);
+        }
+        response.addEdge(shapes.edge, energy, -0.3, edgePart * counts);
+        response.addEdge(shapes.aboveEdge, energy, 0.5, edgePart * counts);
+        response.addMultiple(shapes.multiple, energy, counts);
     }
 }
 
@@ -232,31 +262,57 @@ std::vector<Eigen::VectorXd> ScintillatorColumns::ofNuclide(const TemplateNuclid
     }
     shapes.endGroup(weakestShape * maxCounts);
     for (const Eigen::VectorXd* column :
-         {&shapes.step, &shapes.above, &shapes.below, &shapes.escape, &shapes.compton,
-          &shapes.backscatter, &shapes.edge}) {
+         {&shapes.step, &shapes.above, &shapes.below, &shapes.escapes[0], &shapes.escapes[1],
+          &shapes.escapes[2], &shapes.singleEscape, &shapes.doubleEscape, &shapes.compton,
+          &shapes.backscatter[0], &shapes.backscatter[1], &shapes.backscatter[2],
+          &shapes.backscatter[3], &shapes.edge, &shapes.aboveEdge, &shapes.multiple}) {
         if (column->maxCoeff() > 0.0) {
             shapes.columns.push_back(*column);
         }
     }
-    shapes.columns.push_back(sums(response, nuclide, counts));
+    const double allCounts = std::accumulate(counts.begin(), counts.end(), 0.0);
+    for (const std::vector<TemplateLine>& xRays : nuclide.xRays) {
+        Eigen::VectorXd column = Eigen::VectorXd::Zero(bins_.size());
+        for (const TemplateLine& line : xRays) {
+            response.addPeak(column, line.energy, xRayPart * line.weight * allCounts);
+        }
+        shapes.columns.push_back(std::move(column));
+    }
+    std::ranges::move(sums(response, nuclide, counts), std::back_inserter(shapes.columns));
     return std::move(shapes.columns);
 }
 
-// Photons of one decay that are detected together.
-Eigen::VectorXd ScintillatorColumns::sums(const ScintillatorResponse& response,
-                                          const TemplateNuclide& nuclide,
-                                          std::span<const double> counts) const {
-    Eigen::VectorXd contents = Eigen::VectorXd::Zero(bins_.size());
+// Photons of one decay that are detected together. Each column has the sums of one of the strongest
+// lines with all of them, because cascades differ.
+std::vector<Eigen::VectorXd> ScintillatorColumns::sums(const ScintillatorResponse& response,
+                                                       const TemplateNuclide& nuclide,
+                                                       std::span<const double> counts) const {
+    std::vector<std::size_t> strong;
     const double maxCounts = std::ranges::max(counts);
-    for (std::size_t one = 0; one < counts.size(); ++one) {
-        for (std::size_t other = one; other < counts.size(); ++other) {
-            if (std::min(counts[one], counts[other]) > weakestOfSum * maxCounts) {
-                response.addPeak(contents, nuclide.lines[one].energy + nuclide.lines[other].energy,
-                                 sumPart * counts[one] * counts[other] / maxCounts);
-            }
+    for (std::size_t number = 0; number < counts.size(); ++number) {
+        if (counts[number] > weakestOfSum * maxCounts) {
+            strong.push_back(number);
         }
     }
-    return contents;
+    std::ranges::sort(strong, std::ranges::greater(),
+                      [counts](std::size_t number) { return counts[number]; });
+    strong.resize(std::min(strong.size(), maxOfSum));
+    std::vector<Eigen::VectorXd> columns;
+    for (std::size_t one = 0; one < strong.size(); ++one) {
+        Eigen::VectorXd contents = Eigen::VectorXd::Zero(bins_.size());
+        const double energy = nuclide.lines[strong[one]].energy;
+        for (std::size_t other = one; other < strong.size(); ++other) {
+            // Only annihilation gives two photons of the same energy.
+            if (other != one || std::abs(energy - annihilationEnergy) < 1.0) {
+                response.addPeak(contents, energy + nuclide.lines[strong[other]].energy,
+                                 sumPart * counts[strong[one]] * counts[strong[other]] / maxCounts);
+            }
+        }
+        if (contents.maxCoeff() > 0.0) {
+            columns.push_back(std::move(contents));
+        }
+    }
+    return columns;
 }
 
 Eigen::VectorXd ScintillatorColumns::inDeviations(const DetectorState& state) const {
@@ -285,7 +341,7 @@ namespace {
 // Below this energy a peak may be the X-rays of any material.
 constexpr double minLineEnergy = 70.0;  // keV
 constexpr double xRayRarity = 30.0;
-constexpr double strongPartOfPhotons = 0.03;  // of the strongest line's photons
+constexpr double strongPartOfPhotons = 0.05;  // of the strongest line's photons
 
 // Lanthanum bromide contains lanthanum-138, which the fit describes as part of the detector.
 constexpr const char* ofDetector = "La-138";
@@ -303,6 +359,29 @@ std::vector<TemplateLine> templateLines(const Nuclide& nuclide, const Calibratio
     }
     std::ranges::sort(lines, std::ranges::less(), &TemplateLine::energy);
     return lines;
+}
+
+// Returns the K X-rays, as parts of all, of the elements that a decay of the nuclide leaves: one
+// below and one above in the periodic table.
+std::vector<std::vector<TemplateLine>> xRaysOf(std::string_view nuclide) {
+    const std::span<const XRayElement> elements = xRayElements();
+    const auto own =
+        std::ranges::find(elements, nuclide.substr(0, nuclide.find('-')), &XRayElement::symbol);
+    std::vector<std::vector<TemplateLine>> result;
+    for (std::size_t number = 0; own != elements.end() && number < elements.size(); ++number) {
+        const auto distance = static_cast<std::ptrdiff_t>(number) - (own - elements.begin());
+        if (std::abs(distance) == 1) {
+            std::vector<TemplateLine>& lines = result.emplace_back();
+            double sum = 0.0;
+            for (const XRayLine& line : elements[number].lines) {
+                sum += line.intensity;
+            }
+            for (const XRayLine& line : elements[number].lines) {
+                lines.push_back({line.energy, line.intensity / sum});
+            }
+        }
+    }
+    return result;
 }
 
 double rarityOf(std::span<const Nuclide> nuclides, std::size_t number,
@@ -328,7 +407,7 @@ ScintillatorTemplates scintillatorTemplates(std::span<const Nuclide> nuclides,
         auto lines = templateLines(nuclides[number], calibration);
         if (!lines.empty() && nuclides[number].name != ofDetector) {
             const double cost = rarityOf(nuclides, number, lines);
-            result.nuclides.push_back({std::move(lines), cost});
+            result.nuclides.push_back({std::move(lines), xRaysOf(nuclides[number].name), cost});
             result.numbers.push_back(number);
         }
     }

@@ -23,8 +23,9 @@ struct TemplateLine {
 };
 
 struct TemplateNuclide {
-    std::vector<TemplateLine> lines;  // by rising energy
-    double rarity;                    // nuclide_prior.h
+    std::vector<TemplateLine> lines;               // by rising energy
+    std::vector<std::vector<TemplateLine>> xRays;  // of each element that the decay excites
+    double rarity;                                 // as `rarity` in nuclide.h
 };
 
 inline constexpr Eigen::Index stateSize = 5;
@@ -37,7 +38,7 @@ struct CalibrationDeviations {
 };
 
 // Returns the deviations of a calibration that is known to be about right.
-CalibrationDeviations usualDeviations(const Calibration& calibration);
+CalibrationDeviations usualDeviations();
 
 class ScintillatorColumns {
   public:
@@ -73,8 +74,9 @@ class ScintillatorColumns {
     struct Shapes;
     void addLine(Shapes& shapes, const ScintillatorResponse& response, double energy,
                  double counts) const;
-    Eigen::VectorXd sums(const ScintillatorResponse& response, const TemplateNuclide& nuclide,
-                         std::span<const double> counts) const;
+    std::vector<Eigen::VectorXd> sums(const ScintillatorResponse& response,
+                                      const TemplateNuclide& nuclide,
+                                      std::span<const double> counts) const;
     Eigen::MatrixXd commonColumns() const;
 
     const ScintillatorBins& bins_;

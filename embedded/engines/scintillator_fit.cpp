@@ -2,6 +2,7 @@
 
 #include <Eigen/Cholesky>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iterator>
 #include <limits>
@@ -24,6 +25,18 @@ constexpr double fineDistance = 0.75;
 constexpr double fineUncertainty = 0.02;  // of the contents
 constexpr double binUncertainty = 0.015;  // of the contents, in each bin
 constexpr double minVariance = 0.05;
+constexpr double sumUncertainty = 0.005;  // of one sum for each photon
+
+// Radioactivity of lanthanum and cerium bromide whose peaks depend on the crystal: X-rays of
+// barium, and alpha particles of the actinium-227 chain shown as energies of gamma rays.
+struct OwnRadioactivity {
+    double from;  // keV
+    double to;
+    double partOfContents;  // standard deviation in a bin
+    double partOfAll;       // the same, of all counts in each FWHM, if it is smaller
+};
+constexpr std::array ownRadioactivities = {OwnRadioactivity{25.0, 48.0, 0.3, 0.15},
+                                           OwnRadioactivity{1550.0, 2800.0, 0.5, 0.008}};
 
 // Returns the mean density within the reach, or a larger distance with enough counts.
 Eigen::VectorXd smoothedDensity(const ScintillatorBins& bins) {
@@ -89,9 +102,39 @@ Eigen::MatrixXd splineColumns(const ScintillatorBins& bins, double knotDistance,
     return columns;
 }
 
+// Returns the standard deviation of the crystal's own radioactivity in each bin.
+Eigen::VectorXd ownContents(const ScintillatorBins& bins, const Eigen::VectorXd& smoothed) {
+    Eigen::VectorXd contents = Eigen::VectorXd::Zero(bins.size());
+    const double total = bins.counts.sum();
+    for (const OwnRadioactivity& own : ownRadioactivities) {
+        for (Eigen::Index bin = 0; bin < bins.size(); ++bin) {
+            if (bins.centre(bin) > own.from && bins.centre(bin) < own.to) {
+                const double width = bins.positions[bin + 1] - bins.positions[bin];
+                contents[bin] =
+                    std::min(own.partOfContents * smoothed[bin], own.partOfAll * total * width);
+            }
+        }
+    }
+    return contents;
+}
+
+// Returns the number of diagonals below the main one that are not zero. Splines are local, so the
+// covariance of a continuum has few.
+Eigen::Index bandwidthOf(const Eigen::MatrixXd& lower) {
+    Eigen::Index bandwidth = 0;
+    for (Eigen::Index row = 0; row < lower.rows(); ++row) {
+        Eigen::Index column = 0;
+        while (column < row && lower(row, column) == 0.0) {
+            ++column;
+        }
+        bandwidth = std::max(bandwidth, row - column);
+    }
+    return bandwidth;
+}
+
 }  // namespace
 
-ScintillatorContinuum::ScintillatorContinuum(const ScintillatorBins& bins) {
+ScintillatorContinuum::ScintillatorContinuum(const ScintillatorBins& bins, bool hasLanthanum) {
     const Eigen::Index size = bins.size();
     const Eigen::VectorXd widths = bins.positions.tail(size) - bins.positions.head(size);
     const Eigen::VectorXd density = smoothedDensity(bins);
@@ -103,12 +146,18 @@ ScintillatorContinuum::ScintillatorContinuum(const ScintillatorBins& bins) {
          (density.array() + 0.25).sqrt() * widths.array())
             .matrix();
     const Eigen::MatrixXd coarse = splineColumns(bins, coarseDistance, scales);
-    const Eigen::MatrixXd fine = splineColumns(bins, fineDistance, fineUncertainty * smoothed_);
+    Eigen::VectorXd fineScales =
+        fineUncertainty * smoothed_ + sumUncertainty * pileUpTemplate(bins);
+    if (hasLanthanum) {
+        fineScales += ownContents(bins, smoothed_);
+    }
+    const Eigen::MatrixXd fine = splineColumns(bins, fineDistance, fineScales);
     Eigen::MatrixXd covariance = coarse * coarse.transpose() + fine * fine.transpose();
     covariance.diagonal() += (smoothed_.array().max(minVariance) +
                               (binUncertainty * smoothed_.array()).square() + bins.excess.array())
                                  .matrix();
-    covariance_.compute(covariance);
+    factor_ = covariance.llt().matrixL();
+    bandwidth_ = bandwidthOf(factor_);
 }
 
 Eigen::MatrixXd forwardSubstituted(const Eigen::LLT<Eigen::MatrixXd>& factors,
@@ -118,7 +167,16 @@ Eigen::MatrixXd forwardSubstituted(const Eigen::LLT<Eigen::MatrixXd>& factors,
 }
 
 Eigen::MatrixXd ScintillatorContinuum::whitened(const Eigen::MatrixXd& columns) const {
-    return forwardSubstituted(covariance_, columns);
+    using RowMajor = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+    RowMajor rows = columns;
+    for (Eigen::Index row = 0; row < rows.rows(); ++row) {
+        for (Eigen::Index other = std::max<Eigen::Index>(0, row - bandwidth_); other < row;
+             ++other) {
+            rows.row(row) -= factor_(row, other) * rows.row(other);
+        }
+        rows.row(row) /= factor_(row, row);
+    }
+    return rows;
 }
 
 namespace {
@@ -192,7 +250,7 @@ ScintillatorFit::ScintillatorFit(const ScintillatorBins& bins, const Calibration
                                  std::span<const TemplateNuclide> nuclides)
     : bins_(bins),
       nuclides_(nuclides),
-      continuum_(bins),
+      continuum_(bins, mayContainLanthanum(calibration)),
       columns_(bins, calibration, deviations),
       observed_(bins.counts - continuum_.baseline()) {}
 
@@ -286,12 +344,18 @@ Eigen::VectorXd ScintillatorFit::pass(ScintillatorModel& model) const {
 
 void ScintillatorFit::refine(ScintillatorModel& model, int passes) const {
     ScintillatorModel best;
+    Eigen::VectorXd next;  // state after the best one, deviations
     for (int number = 0; number < passes; ++number) {
         const Eigen::VectorXd state = pass(model);
         if (number == 0 || model.objective <= best.objective + sameObjective) {
             best = model;
+            next = state;
+        } else {
+            // The step was too long for the linear approximation.
+            next = 0.5 * (columns_.inDeviations(best.state) + next);
+            model.activities = best.activities;
         }
-        model.state = columns_.limitedState(state);
+        model.state = columns_.limitedState(next);
     }
     model = std::move(best);
 }

@@ -24,7 +24,8 @@ namespace embedded::engines {
 // counting statistics and a part of each content. All are Gaussian.
 class ScintillatorContinuum {
   public:
-    explicit ScintillatorContinuum(const ScintillatorBins& bins);
+    // hasLanthanum: true if the crystal's own radioactivity may give peaks.
+    ScintillatorContinuum(const ScintillatorBins& bins, bool hasLanthanum);
 
     // For each bin.
     const Eigen::VectorXd& baseline() const { return baseline_; }
@@ -37,7 +38,8 @@ class ScintillatorContinuum {
   private:
     Eigen::VectorXd smoothed_;
     Eigen::VectorXd baseline_;
-    Eigen::LLT<Eigen::MatrixXd> covariance_;
+    Eigen::MatrixXd factor_;  // Cholesky factor of the covariance, a band matrix
+    Eigen::Index bandwidth_;  // number of diagonals below the main one
 };
 
 // Returns L^-1 columns for the Cholesky factor L; the columns may be empty.
@@ -66,6 +68,9 @@ class ScintillatorFit {
     ScintillatorFit(const ScintillatorBins& bins, const Calibration& calibration,
                     const CalibrationDeviations& deviations,
                     std::span<const TemplateNuclide> nuclides);
+
+    // Counts of the whole spectrum.
+    double counts() const { return bins_.counts.sum(); }
 
     // Fits activities and detector state, starting from those of the model.
     void refine(ScintillatorModel& model, int passes) const;

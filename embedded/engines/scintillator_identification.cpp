@@ -30,8 +30,12 @@ constexpr std::size_t usualStarts = 3;
 constexpr double nearlyAsGood = 30.0;      // in cost
 constexpr double nearlyAsGoodPart = 0.02;  // of the cost saved by the best first nuclide
 
-double confidence(double gain, double lead, double limit) {
-    return gain / (gain + limit * limit) / (1.0 + std::exp(-lead / softness));
+// Errors of the templates gain more if there are more counts.
+constexpr double countsWithoutErrors = 1e5;
+
+double confidence(double gain, double lead, double limit, double counts) {
+    const double errors = std::sqrt(std::max(1.0, counts / countsWithoutErrors));
+    return gain / (gain + limit * limit * errors) / (1.0 + std::exp(-lead / softness));
 }
 
 ScintillatorModel withNuclide(ScintillatorModel model, const Proposal& proposal) {
@@ -173,7 +177,7 @@ Selection Selector::exchanged(ScintillatorModel model, double limit) const {
             model = gain < 0.0 ? std::move(smaller) : std::move(others.front());
             confidences.clear();
         } else {
-            confidences.push_back(confidence(gain + price, lead, limit));
+            confidences.push_back(confidence(gain + price, lead, limit, fit_.counts()));
         }
     }
     confidences.resize(model.nuclides.size());
@@ -213,8 +217,7 @@ constexpr double gainStep = 0.4;
 constexpr double maxGain = 0.085;
 
 constexpr std::size_t maxStarts = 8;
-constexpr std::array unchangedGain = {0.0};
-constexpr std::size_t unchangedStarts = 2;
+constexpr double correctionPrice = 6.0;
 
 constexpr double strongPartOfLine = 0.2;  // of the strongest line
 constexpr double minShift = 0.05;         // FWHM; the identification tolerates smaller ones
@@ -280,10 +283,10 @@ EnergyCorrection scintillatorCorrection(const Spectrum& spectrum, const Calibrat
     if (model.nuclides.empty()) {
         return {};
     }
-    const ScintillatorFit narrow(bins, calibration, usualDeviations(calibration), all);
-    const ScintillatorModel unchanged = bestModel(narrow, all, unchangedGain, unchangedStarts);
+    const ScintillatorFit narrow(bins, calibration, usualDeviations(), all);
+    const ScintillatorModel unchanged = bestModel(narrow, all, usualGains, usualStarts);
     const double misfit = std::min(model.misfit, unchanged.misfit);
-    if (cost(model, everyday, misfit) >= cost(unchanged, all, misfit)) {
+    if (cost(model, everyday, misfit) + correctionPrice >= cost(unchanged, all, misfit)) {
         return {};
     }
     return correctionOf(model.state, strongLines(model, everyday), calibration);
@@ -370,7 +373,7 @@ Findings identifyInScintillator(const Spectrum& spectrum, const Calibration& cal
     if (bins.size() == 0 || library.nuclides.empty()) {
         return findings;
     }
-    const ScintillatorFit fit(bins, calibration, usualDeviations(calibration), library.nuclides);
+    const ScintillatorFit fit(bins, calibration, usualDeviations(), library.nuclides);
     const Selection selection = selectNuclides(fit, library.nuclides, limit);
     for (std::size_t position = 0; position < selection.model.nuclides.size(); ++position) {
         const std::size_t candidate = selection.model.nuclides[position];

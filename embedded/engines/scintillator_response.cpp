@@ -1,6 +1,7 @@
 #include "embedded/engines/scintillator_response.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -13,6 +14,8 @@ namespace {
 
 constexpr double referenceEnergy = 661.66;  // keV
 constexpr double minResolution = 0.015;
+constexpr double minLanthanumResolution = 0.022;
+constexpr double maxLanthanumResolution = 0.055;
 constexpr double minEnergy = 15.0;  // keV
 constexpr std::size_t minBins = 12;
 
@@ -111,6 +114,11 @@ bool isScintillator(const Calibration& calibration) {
     return resolution(calibration) > minResolution;
 }
 
+bool mayContainLanthanum(const Calibration& calibration) {
+    const double part = resolution(calibration);
+    return part > minLanthanumResolution && part < maxLanthanumResolution;
+}
+
 Eigen::Index ScintillatorBins::binAt(double energy) const {
     const auto next = std::upper_bound(edges.begin(), edges.end(), energy);
     return std::max<Eigen::Index>(0, next - edges.begin() - 1);
@@ -145,10 +153,52 @@ ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& c
     return {vectorOf(counts), vectorOf(excess), vectorOf(edges), vectorOf(positions)};
 }
 
+Eigen::VectorXd pileUpTemplate(const ScintillatorBins& bins) {
+    Eigen::VectorXd sums = Eigen::VectorXd::Zero(bins.size());
+    const double total = std::max(1.0, bins.counts.sum());
+    for (Eigen::Index one = 0; one < bins.size(); ++one) {
+        for (Eigen::Index other = 0; other < bins.size(); ++other) {
+            const Eigen::Index bin = bins.binAt(bins.centre(one) + bins.centre(other));
+            if (bin >= bins.size()) {
+                break;
+            }
+            sums[bin] += bins.counts[one] * bins.counts[other] / total;
+        }
+    }
+    return sums;
+}
+
 namespace {
 
 constexpr double peakReachInSigmas = 4.5;
 constexpr double absorptionPower = -2.8;
+
+// The normal distribution, interpolated in a table within 1e-6. Peaks take most of the time.
+class NormalTable {
+  public:
+    NormalTable() {
+        for (std::size_t entry = 0; entry < values_.size(); ++entry) {
+            values_[entry] = normalDistribution(static_cast<double>(entry) / stepsPerSigma - end);
+        }
+    }
+
+    double at(double sigmas) const {
+        const double position = (std::clamp(sigmas, -end, end) + end) * stepsPerSigma;
+        const auto entry = std::min(static_cast<std::size_t>(position), values_.size() - 2);
+        const double part = position - static_cast<double>(entry);
+        return values_[entry] + part * (values_[entry + 1] - values_[entry]);
+    }
+
+  private:
+    static constexpr double end = 6.0;  // sigma
+    static constexpr double stepsPerSigma = 200.0;
+    std::array<double, static_cast<std::size_t>(2.0 * end * stepsPerSigma) + 1> values_;
+};
+
+double interpolatedNormal(double sigmas) {
+    static const NormalTable table;
+    return table.at(sigmas);
+}
 
 // Klein and Nishina's electron spectrum, unnormalised. part: electron by photon energy.
 double kleinNishina(double alpha, double part) {
@@ -185,9 +235,9 @@ void ScintillatorResponse::addPeak(Eigen::Ref<Eigen::VectorXd> contents, double 
     const double* const end = begin + bins_.edges.size();
     auto bin = std::max<std::ptrdiff_t>(
         0, std::upper_bound(begin, end, centre - peakReachInSigmas * width) - begin - 1);
-    double below = normalDistribution((begin[bin] - centre) / width);
+    double below = interpolatedNormal((begin[bin] - centre) / width);
     for (; bin < contents.size() && begin[bin] < centre + peakReachInSigmas * width; ++bin) {
-        const double above = normalDistribution((begin[bin + 1] - centre) / width);
+        const double above = interpolatedNormal((begin[bin + 1] - centre) / width);
         contents[bin] += counts * (above - below);
         below = above;
     }
@@ -217,42 +267,55 @@ void ScintillatorResponse::addCompton(Eigen::VectorXd& contents, double energy,
         const double part = std::clamp(centre / edge, 0.0, 1.0) * maxPart;
         contents[bin] += scattered * kleinNishina(alpha, part) / sum *
                          (bins_.edges[bin + 1] - bins_.edges[bin]) *
-                         normalDistribution((edge - centre) / width);
+                         interpolatedNormal((edge - centre) / width);
     }
 }
 
 // Approximate counts of the Compton continuum within one FWHM of its edge.
-void ScintillatorResponse::addEdge(Eigen::VectorXd& contents, double energy, double counts) const {
+void ScintillatorResponse::addEdge(Eigen::VectorXd& contents, double energy, double distance,
+                                   double counts) const {
     const double alpha = energy / electronMass;
     const double edge = energy * 2.0 * alpha / (1.0 + 2.0 * alpha);
     const double width = widthAtEnergy(calibration_, edge);
-    addPeak(contents, edge - 0.3 * width,
+    addPeak(contents, edge + distance * width,
             counts * std::pow(energy / 350.0, 1.1) * std::min(1.0, 1.5 * width / edge));
 }
 
-// Photons scattered by more than a right angle, about evenly distributed in the cosine.
-void ScintillatorResponse::addBackscatter(Eigen::VectorXd& contents, double energy,
-                                          double counts) const {
-    const double alpha = energy / electronMass;
-    const double minEnergy = energy / (1.0 + 2.0 * alpha);
-    const double maxEnergy = energy / (1.0 + 1.2 * alpha);
-    const double low = shown(minEnergy);
-    const double high = shown(maxEnergy);
-    const double width = sigma(minEnergy);
+// Counts that are evenly distributed between two energies.
+void ScintillatorResponse::addBox(Eigen::VectorXd& contents, double lowest, double highest,
+                                  double counts) const {
+    const double low = shown(lowest);
+    const double high = shown(highest);
+    const double width = sigma(0.5 * (lowest + highest));
     if (!(width > 0.0)) {
         return;
     }
-    const double scattered = 0.3 * counts * std::pow(energy / 350.0, 1.1);
     for (Eigen::Index bin = 0; bin < contents.size(); ++bin) {
         const double centre = bins_.centre(bin);
         if (centre > high + peakReachInSigmas * width) {
             break;
         }
-        const double inside = normalDistribution((centre - low) / width) *
-                              normalDistribution((high - centre) / (1.5 * width));
-        contents[bin] +=
-            scattered * inside * (bins_.edges[bin + 1] - bins_.edges[bin]) / (high - low + width);
+        const double inside = interpolatedNormal((centre - low) / width) -
+                              interpolatedNormal((centre - high) / width);
+        contents[bin] += counts * inside * (bins_.edges[bin + 1] - bins_.edges[bin]) / (high - low);
     }
+}
+
+// Photons are about evenly distributed in the cosine.
+void ScintillatorResponse::addBackscatter(Eigen::VectorXd& contents, double energy,
+                                          const CosineRange& cosines, double counts) const {
+    const double alpha = energy / electronMass;
+    const double scattered =
+        0.3 * counts * std::pow(std::max(1.0, energy / 350.0), 1.1) * (cosines.to - cosines.from);
+    addBox(contents, energy / (1.0 + alpha * (1.0 - cosines.from)),
+           energy / (1.0 + alpha * (1.0 - cosines.to)), scattered);
+}
+
+void ScintillatorResponse::addMultiple(Eigen::VectorXd& contents, double energy,
+                                       double counts) const {
+    const double alpha = energy / electronMass;
+    addBox(contents, energy * 2.0 * alpha / (1.0 + 2.0 * alpha), energy,
+           0.1 * counts * std::pow(energy / 350.0, 1.1));
 }
 
 // Photons that lost a little energy, in the surroundings or by a second scattering.
@@ -268,7 +331,7 @@ void ScintillatorResponse::addStep(Eigen::VectorXd& contents, double energy, dou
             break;
         }
         contents[bin] += counts * (bins_.edges[bin + 1] - bins_.edges[bin]) /
-                         (width * fwhmPerSigma) * normalDistribution(-distance / width);
+                         (width * fwhmPerSigma) * interpolatedNormal(-distance / width);
     }
 }
 

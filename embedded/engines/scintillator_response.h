@@ -22,6 +22,10 @@ double resolution(const Calibration& calibration);
 // True if the calibrated width is that of a scintillator: more than 1.5 % at 662 keV.
 bool isScintillator(const Calibration& calibration);
 
+// True if the resolution is that of lanthanum or cerium bromide, which contain lanthanum-138 and
+// alpha emitters of the actinium-227 chain.
+bool mayContainLanthanum(const Calibration& calibration);
+
 // The spectrum of a scintillator: whole channels grouped into bins of about a third of the FWHM.
 // Positions count FWHM from the first edge, so that all peaks are equally wide.
 struct ScintillatorBins {
@@ -41,6 +45,9 @@ struct ScintillatorBins {
 // width 0 are left out. Empty if too few bins remain for a fit.
 ScintillatorBins scintillatorBins(const Spectrum& spectrum, const Calibration& calibration);
 
+// Returns the counts of pairs of photons that arrive together, if each photon has one partner.
+Eigen::VectorXd pileUpTemplate(const ScintillatorBins& bins);
+
 // Departure of a detector from its calibration.
 struct DetectorState {
     double offset = 0.0;      // keV that a line lies too high
@@ -48,6 +55,11 @@ struct DetectorState {
     double broadening = 0.0;  // part of the FWHM by which peaks are too broad
     double power = 0.0;       // exponent of the energy by which the efficiency is off
     double absorber = 0.0;    // additional absorption exponent at 100 keV
+};
+
+struct CosineRange {
+    double from;
+    double to;
 };
 
 // Contribution of a photon line to the spectrum of a scintillator: full-energy peak, Compton
@@ -65,13 +77,19 @@ class ScintillatorResponse {
     // Each function adds to the contents of all bins. counts: in the full-energy peak.
     void addPeak(Eigen::Ref<Eigen::VectorXd> contents, double energy, double counts) const;
     void addCompton(Eigen::VectorXd& contents, double energy, double counts) const;
-    void addEdge(Eigen::VectorXd& contents, double energy, double counts) const;
-    void addBackscatter(Eigen::VectorXd& contents, double energy, double counts) const;
+    // distance: from the Compton edge, in FWHM.
+    void addEdge(Eigen::VectorXd& contents, double energy, double distance, double counts) const;
+    // Photons scattered several times in the detector: between edge and full energy.
+    void addMultiple(Eigen::VectorXd& contents, double energy, double counts) const;
+    // Photons scattered in the surroundings by angles whose cosine is in a range.
+    void addBackscatter(Eigen::VectorXd& contents, double energy, const CosineRange& cosines,
+                        double counts) const;
     void addStep(Eigen::VectorXd& contents, double energy, double counts) const;
 
   private:
     double shown(double energy) const { return energy * (1.0 + state_.gain) + state_.offset; }
     double sigma(double energy) const;
+    void addBox(Eigen::VectorXd& contents, double lowest, double highest, double counts) const;
 
     const ScintillatorBins& bins_;
     const Calibration& calibration_;

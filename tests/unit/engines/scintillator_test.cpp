@@ -58,7 +58,12 @@ const std::vector<Nuclide> physical = {
              {964.06, 0.1451},
              {1085.84, 0.1011},
              {1112.08, 0.1367},
-             {1408.01, 0.2087}})};
+             {1408.01, 0.2087}}),
+    nuclide("Y-88", 0.29 * year, {{898.04, 0.937}, {1836.06, 0.992}}),
+    nuclide("Co-58", 0.194 * year, {{511.0, 0.298}, {810.76, 0.9945}}),
+    nuclide("Lu-177", 0.018 * year, {{112.95, 0.062}, {208.37, 0.1038}}),
+    nuclide("Am-241", 432 * year, {{59.54, 0.359}}),
+    nuclide("Al-28", 4.26e-6 * year, {{1778.99, 1.0}})};
 
 // Returns the nuclides as in a library without an efficiency calibration.
 std::vector<Nuclide> library() {
@@ -80,6 +85,8 @@ struct ScintillatorCase {
     simulated::Scintillator detector;
     std::map<std::string, int> counts;  // by nuclide
     int continuum;
+    std::vector<Photons> otherLines = {};
+    int otherCounts = 0;
 };
 
 void PrintTo(const ScintillatorCase& the, std::ostream* stream) {
@@ -99,6 +106,7 @@ TEST_P(IdentifyInScintillator, FindsExactlyTheSources) {
         }
     }
     spectrum.addContinuum(the.continuum);
+    spectrum.addNuclide(nuclide("", 0.0, the.otherLines).lines, the.otherCounts);
     const std::vector<double> contents = spectrum.contents();
     const Findings findings = identifyInScintillator({contents, everywhere}, spectrum.calibration(),
                                                      {}, library(), scintillatorRules, 5.0);
@@ -129,7 +137,20 @@ const std::vector<ScintillatorCase> scintillatorCases = {
     {"GainErrorAsLargeAsPeakWidth", lanthanumBromide, {{"Co-60", 100000}, {"Mn-54", 30000}}, 5000},
     {"BroadPeaks", germanate, {{"Co-60", 100000}}, 10000},
     {"Annihilation", germanate, {{"Na-22", 100000}}, 10000},
-    {"PureContinuum", sodiumIodide, {}, 200000}};
+    {"PureContinuum", sodiumIodide, {}, 200000},
+    {"XRaysOfDaughter", sodiumIodide, {{"Lu-177", 80000}}, 5000, {{55.8, 4.0}, {63.2, 1.0}}, 40000},
+    {"EscapesOfPairProduction",
+     lanthanumBromide,
+     {{"Y-88", 90000}},
+     5000,
+     {{1325.1, 1.0}, {814.1, 1.0}},
+     12000},
+    {"AlphasOfCrystal",
+     lanthanumBromide,
+     {{"Cs-137", 50000}},
+     5000,
+     {{1650.0, 1.0}, {1779.0, 2.0}, {2050.0, 1.0}, {2250.0, 1.0}},
+     20000}};
 
 INSTANTIATE_TEST_SUITE_P(Cases, IdentifyInScintillator, testing::ValuesIn(scintillatorCases),
                          [](const auto& instance) { return instance.param.name; });
@@ -235,7 +256,7 @@ TEST(ScintillatorResponse, LineGivesPeakComptonEdgeAndBackscatter) {
     EXPECT_GT(compton[bins.binAt(400.0)], 0.0);
     EXPECT_NEAR(0.0, compton[bins.binAt(620.0)], 1e-3);
     Eigen::VectorXd backscatter = Eigen::VectorXd::Zero(bins.size());
-    response.addBackscatter(backscatter, 661.66, 1000.0);
+    response.addBackscatter(backscatter, 661.66, {-1.0, -0.2}, 1000.0);
     backscatter.maxCoeff(&top);
     EXPECT_NEAR(215.0, bins.centre(top), 30.0);
 }
