@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "embedded/engines/joint_fit.h"
 #include "embedded/engines/line_matches.h"
 #include "embedded/engines/nuclide.h"
 
@@ -41,21 +40,6 @@ struct Findings {
 // counts. Lines without a positive, finite weight are ignored.
 Findings identify(std::span<const MeasuredPeak> peaks, std::span<const Nuclide> nuclides,
                   const MatchingRules& rules, std::span<const Nuclide> elements = {});
-
-struct NuclideEvidence {
-    double confidence = 0.0;  // 0 to 1
-    std::string reason;       // why the confidence is not higher
-};
-
-// The parts of each peak that prove no nuclide, 0 to 1.
-struct ExplainedParts {
-    std::vector<double> beyondDoubt;  // from nuclides that are certainly present
-    std::vector<double> xRays;        // the largest part that expected X-rays may have
-};
-
-// Returns the evidence for a nuclide that has an activity in the fit. tolerance: keV.
-NuclideEvidence evidenceOf(std::size_t nuclide, JointFit& fit, const JointFitInput& input,
-                           const ExplainedParts& explained, double tolerance);
 
 }  // namespace embedded::engines
 
