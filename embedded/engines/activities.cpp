@@ -78,6 +78,7 @@ void measureActivities(std::vector<Identification>& nuclides, const JointFitInpu
     const Eigen::VectorXd deviations = variancesOf(nuclides, input).cwiseSqrt();
     const NonnegativeProblem problem = areasOf(identified, input, deviations);
     const NonnegativeFit fit(problem);
+    const Eigen::VectorXd variances = fit.variances();
     const Eigen::VectorXd residuals = problem.design * fit.values() - problem.observed;
     for (std::size_t number = 0; number < identified.size(); ++number) {
         Identification& one = nuclides[identified[number]];
@@ -90,7 +91,7 @@ void measureActivities(std::vector<Identification>& nuclides, const JointFitInpu
             degrees > 0.0 ? std::sqrt(std::max(1.0, squares / degrees)) : 1.0;
         const auto column = static_cast<Eigen::Index>(number);
         one.activity = fit.values()[column];
-        one.uncertainty = enlargement * std::sqrt(fit.variances()[column]);
+        one.uncertainty = enlargement * std::sqrt(variances[column]);
     }
 }
 

@@ -55,8 +55,7 @@ void JointFit::removeShortLived() {
         Explanation other = explained(values);
         const double sum = misfit(values, other);
         if (sum < misfit_) {
-            problem_.design.col(column).setZero();
-            fit_.emplace(problem_);
+            fit_->exclude(column);
             values_ = values;
             misfit_ = sum;
             explanation_ = std::move(other);

@@ -91,6 +91,9 @@ ActiveSetMethod::ActiveSetMethod(const NonnegativeFit& fit, NonnegativeFit::Acti
     for (const Eigen::Index unknown : set.free) {
         isCandidate_[static_cast<std::size_t>(unknown)] = false;
     }
+    for (const Eigen::Index unknown : fit.excluded_) {
+        isCandidate_[static_cast<std::size_t>(unknown)] = false;
+    }
 }
 
 // Frees an unknown unless it depends linearly on the free ones.
@@ -198,9 +201,12 @@ NonnegativeFit::NonnegativeFit(const NonnegativeProblem& problem) : observed_(pr
     solution_.values = Eigen::VectorXd::Zero(right_.size());
     ActiveSetMethod(*this, solution_).solve();
     values_ = solution_.values.cwiseProduct(scale_);
-    variances_ = Eigen::VectorXd::Zero(values_.size());
-    variances_(solution_.free) = solution_.factor.inverseDiagonal();
-    variances_ = variances_.cwiseProduct(scale_.cwiseAbs2());
+}
+
+Eigen::VectorXd NonnegativeFit::variances() const {
+    Eigen::VectorXd variances = Eigen::VectorXd::Zero(values_.size());
+    variances(solution_.free) = solution_.factor.inverseDiagonal();
+    return variances.cwiseProduct(scale_.cwiseAbs2());
 }
 
 Eigen::VectorXd NonnegativeFit::valuesWithout(Eigen::Index unknown) const {
@@ -209,6 +215,14 @@ Eigen::VectorXd NonnegativeFit::valuesWithout(Eigen::Index unknown) const {
     method.exclude(unknown);
     method.solve();
     return set.values.cwiseProduct(scale_);
+}
+
+void NonnegativeFit::exclude(Eigen::Index unknown) {
+    excluded_.push_back(unknown);
+    ActiveSetMethod method(*this, solution_);
+    method.exclude(unknown);
+    method.solve();
+    values_ = solution_.values.cwiseProduct(scale_);
 }
 
 Eigen::VectorXd NonnegativeFit::residuals(const Eigen::VectorXd& values) const {

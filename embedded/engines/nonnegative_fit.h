@@ -52,9 +52,11 @@ class NonnegativeFit {
 
     const Eigen::VectorXd& values() const { return values_; }
     // Variances of the free unknowns; 0 for unknowns held at 0.
-    const Eigen::VectorXd& variances() const { return variances_; }
+    Eigen::VectorXd variances() const;
     // Returns the values without one of the unknowns.
     Eigen::VectorXd valuesWithout(Eigen::Index unknown) const;
+    // Holds an unknown at 0 from now on, much faster than a new fit without it.
+    void exclude(Eigen::Index unknown);
     // Returns design values - observed.
     Eigen::VectorXd residuals(const Eigen::VectorXd& values) const;
 
@@ -76,7 +78,7 @@ class NonnegativeFit {
     Eigen::VectorXd right_;      // of the normal equations
     ActiveSet solution_;
     Eigen::VectorXd values_;
-    Eigen::VectorXd variances_;
+    std::vector<Eigen::Index> excluded_;
 };
 
 }  // namespace embedded::engines

@@ -35,13 +35,16 @@ TEST(NonnegativeFit, PenaltyReducesUnknown) {
 }
 
 TEST(NonnegativeFit, ExcludedUnknownChangesTheOthers) {
-    const NonnegativeFit fit(problem({3, 3, 2}));  // solution: (1, 1, 2)
+    NonnegativeFit fit(problem({3, 3, 2}));  // solution: (1, 1, 2)
     EXPECT_NEAR(2.0, fit.values()[2], rounding);
     const Eigen::VectorXd without = fit.valuesWithout(2);
     EXPECT_NEAR(5.0 / 3.0, without[0], rounding);
     EXPECT_NEAR(5.0 / 3.0, without[1], rounding);
     EXPECT_EQ(0.0, without[2]);
     EXPECT_NEAR(2.0, fit.values()[2], rounding);
+    fit.exclude(2);
+    EXPECT_EQ(0.0, fit.valuesWithout(0)[2]);
+    EXPECT_NEAR(2.5, fit.valuesWithout(0)[1], rounding);
 }
 
 // At the minimum no free unknown has a gradient, and no other one a gradient into its range. The
@@ -55,8 +58,11 @@ TEST(NonnegativeFit, RandomProblemsEndAtTheirMinimum) {
                                     Eigen::VectorXd::NullaryExpr(50, draw),
                                     Eigen::VectorXd::Zero(60)};
         random60.design.rightCols(10) = 2.0 * random60.design.leftCols(10);
-        const NonnegativeFit fit(random60);
-        for (const Eigen::VectorXd& values : {fit.values(), fit.valuesWithout(20)}) {
+        NonnegativeFit fit(random60);
+        const Eigen::VectorXd all = fit.values();
+        const Eigen::VectorXd without = fit.valuesWithout(20);
+        fit.exclude(20);
+        for (const Eigen::VectorXd& values : {all, without, fit.values()}) {
             const Eigen::VectorXd gradient =
                 random60.design.transpose() * (random60.design * values - random60.observed);
             EXPECT_NEAR(0.0, gradient.dot(values), rounding);
