@@ -261,7 +261,8 @@ TEST_F(DamageTest, SalvageReadsRowsOnBothSidesOfDamagedPage) {
     constexpr std::ptrdiff_t pageSize = 4096;
     Bytes content = contentOf(file());
     const auto middle = std::bit_cast<std::array<char, sizeof(double)>>(count / 2.0);
-    const auto place = std::ranges::search(content, middle).begin() - content.begin();
+    const auto place =
+        std::search(content.begin(), content.end(), middle.begin(), middle.end()) - content.begin();
     ASSERT_LT(place, std::ssize(content));
     std::fill_n(content.begin() + place / pageSize * pageSize, pageSize, '\xFF');
     writeFile(file(), content);
