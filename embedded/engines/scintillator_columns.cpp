@@ -37,7 +37,6 @@ constexpr double tailPart = 0.03;  // of the counts, about one FWHM away
 constexpr double stepPart = 0.03;  // of the counts, in each FWHM below the peak
 constexpr double edgePart = 0.3;
 constexpr double sumPart = 0.05;
-constexpr double annihilationEnergy = 511.0;  // keV
 constexpr double weakestOfSum = 0.05;
 constexpr std::size_t maxOfSum = 8;          // lines
 constexpr double minScatteredEnergy = 60.0;  // keV
@@ -181,6 +180,26 @@ struct ScintillatorColumns::Shapes {
         groupCounts = 0.0;
     }
 
+    // Columns of all lines together.
+    void endNuclide() {
+        const auto append = [this](const Eigen::VectorXd& column) {
+            if (column.maxCoeff() > 0.0) {
+                columns.push_back(column);
+            }
+        };
+        append(step);
+        append(above);
+        append(below);
+        std::ranges::for_each(escapes, append);
+        append(singleEscape);
+        append(doubleEscape);
+        append(compton);
+        std::ranges::for_each(backscatter, append);
+        append(edge);
+        append(aboveEdge);
+        append(multiple);
+    }
+
     Eigen::VectorXd intensity;
     Eigen::VectorXd shift;
     Eigen::VectorXd width;
@@ -261,15 +280,7 @@ std::vector<Eigen::VectorXd> ScintillatorColumns::ofNuclide(const TemplateNuclid
         addLine(shapes, response, energy, counts[number]);
     }
     shapes.endGroup(weakestShape * maxCounts);
-    for (const Eigen::VectorXd* column :
-         {&shapes.step, &shapes.above, &shapes.below, &shapes.escapes[0], &shapes.escapes[1],
-          &shapes.escapes[2], &shapes.singleEscape, &shapes.doubleEscape, &shapes.compton,
-          &shapes.backscatter[0], &shapes.backscatter[1], &shapes.backscatter[2],
-          &shapes.backscatter[3], &shapes.edge, &shapes.aboveEdge, &shapes.multiple}) {
-        if (column->maxCoeff() > 0.0) {
-            shapes.columns.push_back(*column);
-        }
-    }
+    shapes.endNuclide();
     const double allCounts = std::accumulate(counts.begin(), counts.end(), 0.0);
     for (const std::vector<TemplateLine>& xRays : nuclide.xRays) {
         Eigen::VectorXd column = Eigen::VectorXd::Zero(bins_.size());
@@ -303,7 +314,7 @@ std::vector<Eigen::VectorXd> ScintillatorColumns::sums(const ScintillatorRespons
         const double energy = nuclide.lines[strong[one]].energy;
         for (std::size_t other = one; other < strong.size(); ++other) {
             // Only annihilation gives two photons of the same energy.
-            if (other != one || std::abs(energy - annihilationEnergy) < 1.0) {
+            if (other != one || std::abs(energy - electronMass) < 1.0) {
                 response.addPeak(contents, energy + nuclide.lines[strong[other]].energy,
                                  sumPart * counts[strong[one]] * counts[strong[other]] / maxCounts);
             }

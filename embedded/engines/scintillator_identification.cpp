@@ -295,7 +295,6 @@ EnergyCorrection scintillatorCorrection(const Spectrum& spectrum, const Calibrat
 namespace {
 
 constexpr double assignedPart = 0.2;  // of a peak's area
-constexpr double annihilationEnergy = 510.999;
 
 double shownEnergy(const DetectorState& state, double energy) {
     return energy * (1.0 + state.gain) + state.offset;
@@ -314,8 +313,8 @@ double countsAt(const TemplateNuclide& nuclide, double activity, const Scintilla
 }
 
 PeakOrigin originOf(const MeasuredPeak& peak, bool isAssigned, const Calibration& calibration) {
-    const double distance = std::abs(peak.energy - annihilationEnergy);
-    const bool isNear = distance < 0.25 * widthAtEnergy(calibration, annihilationEnergy);
+    const double distance = std::abs(peak.energy - electronMass);
+    const bool isNear = distance < 0.25 * widthAtEnergy(calibration, electronMass);
     return isNear && !isAssigned ? PeakOrigin::annihilation : PeakOrigin::line;
 }
 
