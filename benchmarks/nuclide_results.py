@@ -10,6 +10,7 @@ the directory of the spectra, PYTHONPATH the directory with the built package.
 import argparse
 import json
 import os
+import sys
 import tempfile
 import time
 from pathlib import Path
@@ -19,7 +20,6 @@ from qar.analysis.results import results, run_engine
 from qar.nuclides import builtin_library
 from qar.source import open as open_source
 
-SPECTRA = Path(os.environ["PYORV3_SPECTRA"])
 SEARCH, IDENTIFY = 1, 2
 
 # Nuclides of the natural background, which are never wrong.
@@ -30,15 +30,23 @@ BACKGROUND = set(
 )
 
 
+def spectra():
+    """Return the directory of the spectra. Exits if the environment does not name it."""
+    folder = os.environ.get("PYORV3_SPECTRA")
+    if not folder:
+        sys.exit("PYORV3_SPECTRA must name the directory of the spectra.")
+    return Path(folder)
+
+
 def cases():
     """Yield (file, description, known nuclides, other possible nuclides) of germanium spectra."""
-    for case in json.loads((SPECTRA / "field/field.json").read_text(encoding="utf-8")):
+    for case in json.loads((spectra() / "field/field.json").read_text(encoding="utf-8")):
         if case["detector"].startswith("germanium"):
             yield "field/" + case["file"], case, set(case["known"]), set(case["may"])
 
 
 def counts_of(file, case):
-    for measurement in formats.read(str(SPECTRA / file)):
+    for measurement in formats.read(str(spectra() / file)):
         if measurement.name == case.get("spectrum", measurement.name):
             return measurement.counts
     raise ValueError(f"{file}: no spectrum {case['spectrum']!r}")

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Print which nuclides the engine finds in spectra of scintillators, as tables.
 
-    PYORV3_SPECTRA=DIRECTORY PYORV3_NUCLIDES=DIRECTORY PYTHONPATH=build/linux/product \\
-        benchmarks/scintillator_results.py [--simulated COUNT] [--seed SEED] [--cases]
+    PYORV3_SPECTRA=DIRECTORY PYTHONPATH=build/linux/product benchmarks/scintillator_results.py
+    PYTHONPATH=build/linux/product benchmarks/scintillator_results.py --simulated COUNT [--seed SEED] [--cases]
 
 Analyses the real spectra or, with `--simulated`, so many of scintillator_simulation.py. A nuclide is
 found if its confidence is at least 0.5, and wrong if it is neither in the source, nor in the natural
@@ -20,21 +20,19 @@ import nuclide_results
 import qar
 import scintillator_simulation as simulation
 from qar import formats
-from qar.formats import nuclide_csv
+from qar.nuclides import builtin_library
 
-FIELD = os.path.join(os.environ["PYORV3_SPECTRA"], "field")
-LIBRARY = os.path.join(os.environ["PYORV3_NUCLIDES"], "nuclides.csv")
 CONFIDENT = 0.5
 
 
 def nuclide_library():
-    """Return the nuclides of the library file."""
-    return nuclide_csv.read(LIBRARY)
+    """Return all nuclides of the built-in library."""
+    return [entry.nuclide for entry in builtin_library.entries()]
 
 
 def counts_of(case):
     """Return the counts of a real spectrum."""
-    spectra = formats.read(os.path.join(FIELD, case["file"]))
+    spectra = formats.read(str(nuclide_results.spectra() / "field" / case["file"]))
     return max((one.counts for one in spectra), key=lambda one: sum(one) == case["counts"])
 
 
@@ -56,9 +54,9 @@ def confidences(results):
 
 def show_real(library, directory):
     """Analyse each real spectrum and print a row for it."""
-    print("| spectrum | known | found, with confidence | CPU / s |\n|---|---|---|---|")
-    with open(os.path.join(FIELD, "field.json"), encoding="utf-8") as file:
+    with (nuclide_results.spectra() / "field/field.json").open(encoding="utf-8") as file:
         cases = [case for case in json.load(file) if "germanium" not in case["detector"]]
+    print("| spectrum | known | found, with confidence | CPU / s |\n|---|---|---|---|")
     for case in cases:
         path = f"{directory}/{case['file']}.qar"
         results, seconds = analysed(counts_of(case), case["energy"], case["shape"], library, path)

@@ -12,11 +12,9 @@ from typing import Dict, List, NamedTuple, Tuple
 import numpy
 from qar.nuclides import builtin_library, coincidences
 from scintillator_transport import ELECTRON, Crystal, scattered
+from simulated_detector import ATTENUATION, DENSITIES
 
 TABLES = Path(builtin_library.DATA)
-ATTENUATION = Path(__file__).resolve().parent.parent / "scripts/tables/attenuation.csv"
-DENSITIES = {"lead": 11.35, "iron": 7.87}  # g/cm3
-ELECTRONS = {"lead": 0.396, "iron": 0.466}  # per nucleon
 LEVELS = 4096  # of light, each 1 keV
 LIGHT = numpy.arange(LEVELS) + 0.5
 
@@ -122,9 +120,7 @@ class Shield(NamedTuple):
         """Return the absorption exponent, by interpolation in logarithms."""
         if self.thickness == 0.0:
             return numpy.zeros_like(energy)
-        with ATTENUATION.open(encoding="utf-8") as file:
-            rows = list(csv.DictReader(line for line in file if not line.startswith("#")))
-        table = numpy.array([[float(row["energy"]), float(row[self.material])] for row in rows]).T
+        table = numpy.array(ATTENUATION[self.material]).T
         table = numpy.hstack([[[10.0], [table[1, 0] * (table[0, 0] / 10.0) ** 2.8]], table])
         log = numpy.interp(numpy.log(energy), numpy.log(table[0]), numpy.log(table[1]))
         return numpy.exp(log) * DENSITIES[self.material] * self.thickness / 10.0
@@ -338,7 +334,7 @@ def is_visible(library, name):
     return any(energy > 30.0 and part > 1e-3 for energy, part in library.lines[name])
 
 
-# Nuclides in common use; half of the sources are drawn from them.
+# Nuclides in common use; 60 % of the sources are drawn from them.
 COMMON = (
     "Na-22 Mn-54 Co-57 Co-60 Zn-65 Y-88 Cd-109 Ba-133 Cs-134 Cs-137 Ce-139 Eu-152 Eu-154 Se-75 Ir-192 "
     "Yb-169 Am-241 F-18 Ga-67 Tc-99m In-111 I-123 I-131 Lu-177 Tl-201 Xe-133 Bi-214 Tl-208 K-40 U-235 "
